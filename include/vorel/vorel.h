@@ -1,0 +1,10 @@
+/* The whole public interface of libvorel. Each room's header also stands alone. */
+#ifndef VOREL_VOREL_H
+#define VOREL_VOREL_H
+
+#include <vorel/export.h>
+#include <vorel/frame.h>
+#include <vorel/jpeg_decoder.h>
+#include <vorel/raster.h>
+
+#endif

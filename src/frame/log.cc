@@ -1,0 +1,27 @@
+// Where diagnostics go: to __android_log_print where the process provides it, else to the function that was set, else
+// nowhere.
+#include "frame/log.h"
+
+#include "util/atomics.h"
+
+extern "C" int __android_log_print(int priority, const char *tag, const char *format, ...) __attribute__((weak));
+
+namespace vorel {
+namespace {
+
+int print_nowhere(int, const char *, const char *, ...) { return 0; }
+
+VorelLogPrint g_print = nullptr;
+
+}  // namespace
+
+VorelLogPrint log_print() {
+    if (VorelLogPrint print = load_acquire(&g_print)) return print;
+    return __android_log_print ? __android_log_print : print_nowhere;
+}
+
+}  // namespace vorel
+
+extern "C" VorelLogPrint vorel_set_log_print(VorelLogPrint print) {
+    return __atomic_exchange_n(&vorel::g_print, print, __ATOMIC_ACQ_REL);
+}

@@ -1,0 +1,45 @@
+// Inputs as the engine sees them; the operations themselves are the exported ones of vorel/frame.h.
+#pragma once
+
+#include <vorel/frame.h>
+
+namespace vorel {
+
+constexpr int32_t kBlockBytes = 16384;
+
+constexpr uint32_t kIoFile = 0;
+constexpr uint32_t kIoMemory = 1;
+constexpr uint32_t kIoStdio = 2;
+constexpr uint32_t kIoStream = 4;
+constexpr uint32_t kIoOwnedMemory = 5;
+
+inline bool is_memory(const IoInfo *io) { return io->kind == kIoMemory || io->kind == kIoOwnedMemory; }
+inline bool is_file(const IoInfo *io) { return io->kind == kIoFile || io->kind == kIoStdio; }
+
+inline void consume(StreamBuffer *stream, int32_t bytes) {
+    stream->offset += bytes;
+    stream->available -= bytes;
+}
+
+// One byte, refilling as needed; -1 at the end of the input.
+inline int32_t read_byte(StreamBuffer *stream) {
+    if (stream->available < 1 && BRIMJ_CheckBuffer(stream, 1) == 0) return -1;
+    const uint8_t byte = stream->buffer[stream->offset];
+    consume(stream, 1);
+    return byte;
+}
+
+// True when `bytes` unread bytes stand in the block, after a refill if need be.
+inline bool ensure_bytes(StreamBuffer *stream, int32_t bytes) {
+    if (stream->available >= bytes) return true;
+    return BRIMJ_CheckBuffer(stream, bytes) != 0 && stream->available >= bytes;
+}
+
+inline const uint8_t *unread(const StreamBuffer *stream) { return stream->buffer + stream->offset; }
+
+inline int32_t big_endian_16(const uint8_t *bytes) { return bytes[0] << 8 | bytes[1]; }
+
+// Passes over `bytes` unread bytes, by a seek where they go beyond the block. False at the end of the input.
+bool skip_bytes(StreamBuffer *stream, int64_t bytes);
+
+}  // namespace vorel
