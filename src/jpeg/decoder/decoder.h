@@ -1,0 +1,4 @@
+// Front of the JPEG decoder for the other rooms.
+#pragma once
+
+#include <vorel/jpeg_decoder.h>
