@@ -6,7 +6,7 @@
 
 namespace vorel {
 
-// Decodes the parsed session into output, outputs of width x height pixels of the session's colour format; the
+// Decodes the parsed session into output: width x height pixels of the session's colour format. Gives the
 // result of the type's decoder, 0 for a type without one. Not for PNG, whose decoder opens its input itself.
 int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sample_size);
 
