@@ -2,3 +2,5 @@
 #pragma once
 
 #include <vorel/jpeg_decoder.h>
+
+#include "jpeg/decoder/orientation.h"

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/markers.h"
 #include "jpeg/decoder/output.h"
 
 namespace vorel {
