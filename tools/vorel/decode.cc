@@ -88,22 +88,19 @@ void check_usage(const DecodeOptions &options, const PixelFormat &format) {
         throw BadUsage("--rotate: pictures in " + options.format + " cannot be turned");
 }
 
-// A decoder that knows no pixels of the format leaves the buffer as it is and reports success; that is said here.
-void check_support(const Session &session, const ImageInfo &info, const PixelFormat &format, int rotate) {
-    const std::string &path = session.path();
-    switch (session.type()) {
-        case VOREL_IMAGE_JPEG: {
-            const bool gray = info.numComponents == 1;
-            if (gray ? !format.gray_jpeg : !format.color_jpeg)
-                throw Failure(path + ": a " + (gray ? "gray" : "colour") + " JPEG is not decoded to " + format.name);
-            break;
-        }
-        case VOREL_IMAGE_WBMP:
-            if (rotate != 0) throw Failure(path + ": a WBMP cannot be turned");
-            break;
-        default:
-            throw Failure(path + ": " + type_name(session.type()) + " pictures cannot be decoded");
-    }
+// What the decoder of this picture does not do. One that does not know the layout leaves the buffer as it is and
+// reports success, so that is said here too.
+void check_support(const Session &session, const ImageInfo &info, const PixelFormat &format,
+                   const DecodeOptions &options) {
+    const bool wbmp = session.type() == VOREL_IMAGE_WBMP;
+    if (!wbmp && session.type() != VOREL_IMAGE_JPEG)
+        throw Failure(options.in + ": " + type_name(session.type()) + " pictures cannot be decoded");
+    const bool gray = info.numComponents == 1;
+    const std::string picture = options.in + (wbmp ? ": a WBMP" : gray ? ": a gray JPEG" : ": a colour JPEG");
+    if (!(format.written_for & (wbmp ? kWbmp : gray ? kGrayJpeg : kColorJpeg)))
+        throw Failure(picture + " is not decoded to " + options.format);
+    if (wbmp && options.rotate != 0) throw Failure(picture + " cannot be turned");
+    if (wbmp && options.from == "stream") throw Failure(picture + " cannot be decoded from a stream");
 }
 
 // The rectangle that is decoded into, in output coordinates.
@@ -143,7 +140,7 @@ int decode(const DecodeOptions &options) {
     Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), format.code,
                     option_bits(options));
     const ImageInfo info = session.parse();
-    check_support(session, info, format, options.rotate);
+    check_support(session, info, format, options);
     const Size size = target_size(options, info, options.in);
     if (picture_bytes(format, size.width, size.height) > INT32_MAX)
         throw Failure(options.in + ": " + std::to_string(size.width) + " x " + std::to_string(size.height) +

@@ -11,22 +11,22 @@ namespace vorel_tool {
 namespace {
 
 constexpr PixelFormat kFormats[] = {
-    // name, code, layout, bytes, order, chroma h v, rotates, colour JPEG, gray JPEG
-    {"rgb565", COLOR_RGB565, Layout::kWord565, 2, {}, 0, 0, true, true, true},
-    {"rgb888", COLOR_RGB888, Layout::kRgb, 3, {0, 1, 2}, 0, 0, false, false, false},
-    {"yuv420", COLOR_YUV420, Layout::kPlanar, 0, {}, 2, 2, false, true, true},
-    {"yuv422", COLOR_YUV422, Layout::kPlanar, 0, {}, 2, 1, false, true, true},
-    {"gray", COLOR_GRAY, Layout::kGray, 0, {}, 0, 0, false, false, true},
-    {"argb8888", COLOR_ARGB8888, Layout::kRgb, 4, {1, 2, 3}, 0, 0, true, false, false},
-    {"bgr565a", COLOR_BGR565A, Layout::kBgr565a, 3, {}, 0, 0, false, false, false},
-    {"rgba8888", COLOR_RGBA8888, Layout::kRgb, 4, {0, 1, 2}, 0, 0, true, true, true},
-    {"bgra8888", COLOR_BGRA8888, Layout::kRgb, 4, {2, 1, 0}, 0, 0, true, true, true},
-    {"rgb565alt", COLOR_RGB565_ALT, Layout::kWord565, 2, {}, 0, 0, true, false, true},
-    {"yuv440", COLOR_YUV440, Layout::kPlanar, 0, {}, 1, 2, false, true, true},
-    {"yuv444", COLOR_YUV444, Layout::kPlanar, 0, {}, 1, 1, false, true, true},
-    {"yuyv", COLOR_YUYV, Layout::kYuyv, 0, {}, 0, 0, false, true, false},
-    {"nv21", COLOR_NV21, Layout::kSemiPlanar, 0, {1, 0}, 0, 0, false, true, true},
-    {"nv12", COLOR_NV12, Layout::kSemiPlanar, 0, {0, 1}, 0, 0, false, true, true},
+    // name, code, layout, bytes, order, chroma h v, rotates, written for
+    {"rgb565", COLOR_RGB565, Layout::kWord565, 2, {}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp},
+    {"rgb888", COLOR_RGB888, Layout::kRgb, 3, {0, 1, 2}, 0, 0, false, kWbmp},
+    {"yuv420", COLOR_YUV420, Layout::kPlanar, 0, {}, 2, 2, false, kColorJpeg | kGrayJpeg},
+    {"yuv422", COLOR_YUV422, Layout::kPlanar, 0, {}, 2, 1, false, kColorJpeg | kGrayJpeg},
+    {"gray", COLOR_GRAY, Layout::kGray, 0, {}, 0, 0, false, kGrayJpeg},
+    {"argb8888", COLOR_ARGB8888, Layout::kRgb, 4, {1, 2, 3}, 0, 0, true, 0},
+    {"bgr565a", COLOR_BGR565A, Layout::kBgr565a, 3, {}, 0, 0, false, 0},
+    {"rgba8888", COLOR_RGBA8888, Layout::kRgb, 4, {0, 1, 2}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp},
+    {"bgra8888", COLOR_BGRA8888, Layout::kRgb, 4, {2, 1, 0}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp},
+    {"rgb565alt", COLOR_RGB565_ALT, Layout::kWord565, 2, {}, 0, 0, true, kGrayJpeg},
+    {"yuv440", COLOR_YUV440, Layout::kPlanar, 0, {}, 1, 2, false, kColorJpeg | kGrayJpeg},
+    {"yuv444", COLOR_YUV444, Layout::kPlanar, 0, {}, 1, 1, false, kColorJpeg | kGrayJpeg},
+    {"yuyv", COLOR_YUYV, Layout::kYuyv, 0, {}, 0, 0, false, kColorJpeg},
+    {"nv21", COLOR_NV21, Layout::kSemiPlanar, 0, {1, 0}, 0, 0, false, kColorJpeg | kGrayJpeg},
+    {"nv12", COLOR_NV12, Layout::kSemiPlanar, 0, {0, 1}, 0, 0, false, kColorJpeg | kGrayJpeg},
 };
 
 constexpr uint8_t kMiddleChroma = 128;

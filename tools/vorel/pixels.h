@@ -18,6 +18,9 @@ enum class Layout : uint8_t {
     kSemiPlanar  // Y plane, plane of chroma pairs
 };
 
+// Pictures, as far as their decoders know different layouts; bits.
+constexpr uint8_t kColorJpeg = 1, kGrayJpeg = 2, kWbmp = 4;
+
 struct PixelFormat {
     const char *name;
     int32_t code;  // COLOR_...
@@ -26,7 +29,7 @@ struct PixelFormat {
     uint8_t order[3];            // kRgb: where R, G and B stand; kSemiPlanar: where Cb and Cr stand in a pair
     uint8_t chroma_h, chroma_v;  // kPlanar: luma samples per chroma sample
     bool rotates;                // a decode can turn the picture
-    bool color_jpeg, gray_jpeg;  // decoders of JPEG pictures write it
+    uint8_t written_for;         // kColorJpeg, ...: which decoders know the layout
 };
 
 // Null for an unknown name.
