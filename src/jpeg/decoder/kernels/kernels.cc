@@ -16,6 +16,7 @@ KernelTable make_table(SimdTarget target) {
     add_scalar_colour(&table);
     add_scalar_samples(&table);
     add_vector_islow(target, &table);
+    add_vector_scaled(target, &table);
     return table;
 }
 
