@@ -25,12 +25,17 @@ namespace {
 constexpr AllocHooks kLibcHooks = {std::malloc, std::realloc, std::free};
 AllocHooks g_hooks = kLibcHooks;
 
-// A size argument of the exported layer: negative sizes get no memory.
+// A size argument of the exported layer; a negative one asks for nothing.
 bool to_size(int32_t value, size_t *out) {
     if (value < 0) return false;
     *out = static_cast<size_t>(value);
     return true;
 }
+
+// What VORELBRIM_OpenFile gives for a file that did not open.
+FILE *const kNoFile = reinterpret_cast<FILE *>(static_cast<intptr_t>(-1));
+
+bool is_open(const FILE *stream) { return stream && stream != kNoFile; }
 
 }  // namespace
 
@@ -76,13 +81,13 @@ void *VORELBRIM_OsRealloc(void *pointer, int32_t size) {
 void VORELBRIM_OsFree(void *pointer) { os_release(pointer); }
 
 void *VORELBRIM_OsMemset(void *destination, int32_t value, int32_t count) {
-    size_t bytes;
-    return to_size(count, &bytes) ? std::memset(destination, value, bytes) : destination;
+    if (count > 0) std::memset(destination, value, static_cast<size_t>(count));
+    return destination;
 }
 
 void *VORELBRIM_OsMemcpy(void *destination, const void *source, int32_t count) {
-    size_t bytes;
-    return to_size(count, &bytes) ? std::memcpy(destination, source, bytes) : destination;
+    if (count > 0) std::memcpy(destination, source, static_cast<size_t>(count));
+    return destination;
 }
 
 int32_t VORELBRIM_OsSleep(uint32_t microseconds) { return usleep(microseconds); }
@@ -100,29 +105,32 @@ FILE *VORELBRIM_OsFopen(const char *path, const char *mode) {
 // Required: failure is -1, not null.
 FILE *VORELBRIM_OpenFile(const char *path) {
     FILE *file = VORELBRIM_OsFopen(path, "rb");
-    return file ? file : reinterpret_cast<FILE *>(static_cast<intptr_t>(-1));
+    return file ? file : kNoFile;
 }
 
-int32_t VORELBRIM_OsFclose(FILE *stream) { return stream ? std::fclose(stream) : -1; }
+int32_t VORELBRIM_OsFclose(FILE *stream) { return is_open(stream) ? std::fclose(stream) : -1; }
 
 int32_t VORELBRIM_CloseFile(FILE *stream) { return VORELBRIM_OsFclose(stream); }
 
-int32_t VORELBRIM_OsFseek(FILE *stream, int32_t offset, int32_t whence) { return std::fseek(stream, offset, whence); }
+int32_t VORELBRIM_OsFseek(FILE *stream, int32_t offset, int32_t whence) {
+    return is_open(stream) ? std::fseek(stream, offset, whence) : -1;
+}
 
 // A position that does not fit is -1, as for a failed ftell.
 int32_t VORELBRIM_OsFtell(FILE *stream) {
+    if (!is_open(stream)) return -1;
     const long position = std::ftell(stream);
     return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
 }
 
 int32_t VORELBRIM_OsFread(void *buffer, int32_t size, int32_t count, FILE *stream) {
     size_t element, elements;
-    if (!to_size(size, &element) || !to_size(count, &elements)) return 0;
+    if (!buffer || !is_open(stream) || !to_size(size, &element) || !to_size(count, &elements)) return 0;
     return static_cast<int32_t>(std::fread(buffer, element, elements, stream));
 }
 
 int32_t VORELBRIM_SeekFile(FILE *stream, int32_t offset, int32_t whence) {
-    std::fseek(stream, offset, whence);
+    VORELBRIM_OsFseek(stream, offset, whence);
     return VORELBRIM_OsFtell(stream);
 }
 
@@ -131,7 +139,7 @@ int32_t VORELBRIM_ReadFile(FILE *stream, void *destination, int32_t count) {
 }
 
 int32_t VORELBRIM_OsFwrite(const void *buffer, int32_t size, int32_t count, FILE *stream) {
-    if (!buffer || size <= 0 || count <= 0 || !stream) return -1;
+    if (!buffer || size <= 0 || count <= 0 || !is_open(stream)) return -1;
     return static_cast<int32_t>(std::fwrite(buffer, static_cast<size_t>(size), static_cast<size_t>(count), stream));
 }
 

@@ -13,9 +13,9 @@ namespace {
 uint8_t *memory_at(const IoInfo *io, int32_t position) { return static_cast<uint8_t *>(io->source) + position; }
 
 // Bytes that a read of `count` delivers from a memory input. A position before the start (a relative seek may leave
-// one) and a negative count deliver nothing.
+// one), a negative count and memory that was taken away deliver nothing.
 int32_t memory_bytes(const IoInfo *io, int32_t count) {
-    if (count <= 0 || io->position < 0 || io->position >= io->size) return 0;
+    if (count <= 0 || !io->source || io->position < 0 || io->position >= io->size) return 0;
     const int32_t left = io->size - io->position;
     return count < left ? count : left;
 }
@@ -73,6 +73,12 @@ int32_t seek_stream(IoInfo *io, int32_t offset, int32_t whence) {
         return -1;
     }
     return io->position;
+}
+
+// Positions are 31 bits: a source that never ends, ends for us where they do.
+int32_t within_positions(const StreamBuffer *stream, int32_t count) {
+    const int32_t left = INT32_MAX - stream->totalRead;
+    return count < left ? count : left;
 }
 
 // The end of a freshly opened file; leaves it at its start. False when the position cannot be told in 31 bits.
@@ -179,6 +185,7 @@ IoInfo *VORELBRIM_Open_Stream(void *context, VorelReadFn readFn, VorelSkipFn ski
 }
 
 int32_t VORELBRIM_Read_IO(IoInfo *io, void *destination, int32_t count) {
+    if (!io) return -1;
     int32_t delivered;
     if (is_memory(io)) {
         delivered = memory_bytes(io, count);
@@ -195,7 +202,7 @@ int32_t VORELBRIM_Read_IO(IoInfo *io, void *destination, int32_t count) {
 }
 
 int32_t VORELBRIM_Read_IO2(IoInfo *io, uint8_t **inOutPointer, int32_t count) {
-    if (!is_memory(io)) return VORELBRIM_Read_IO(io, *inOutPointer, count);
+    if (!io || !is_memory(io)) return VORELBRIM_Read_IO(io, *inOutPointer, count);
     const int32_t delivered = memory_bytes(io, count);
     if (delivered > 0) *inOutPointer = memory_at(io, io->position);
     io->position += delivered;
@@ -203,6 +210,7 @@ int32_t VORELBRIM_Read_IO2(IoInfo *io, uint8_t **inOutPointer, int32_t count) {
 }
 
 int32_t VORELBRIM_Seek_IO(IoInfo *io, int32_t offset, int32_t whence) {
+    if (!io) return -1;
     if (is_memory(io)) return seek_memory(io, offset, whence);
     if (io->kind == kIoStream) return seek_stream(io, offset, whence);
     if (!is_file(io)) return -1;
@@ -222,16 +230,17 @@ int32_t VORELBRIM_Close_IO(IoInfo *io) {
 
 // The caller keeps the pointer that it got here and hands that one to the release: a cursor moves its own copy.
 uint8_t *BRIMJ_AllocateStreamBuffer(IoInfo *io) {
+    if (!io) return nullptr;
     if (io->kind == kIoMemory) return static_cast<uint8_t *>(io->source);
     return static_cast<uint8_t *>(os_allocate(kBlockBytes));
 }
 
 void BRIMJ_ReleaseStreamBuffer(IoInfo *io, uint8_t *buffer) {
-    if (io->kind == kIoMemory || !buffer) return;
-    if (io->kind == kIoOwnedMemory) {
+    if (!io || io->kind == kIoMemory || !buffer) return;
+    if (io->kind == kIoOwnedMemory && io->size > 0) {
         const uintptr_t address = reinterpret_cast<uintptr_t>(buffer);
         const uintptr_t base = reinterpret_cast<uintptr_t>(io->source);
-        if (address >= base && address - base <= static_cast<uintptr_t>(io->size)) return;
+        if (address >= base && address - base < static_cast<uintptr_t>(io->size)) return;
     }
     os_release(buffer);
 }
@@ -240,7 +249,8 @@ int32_t BRIMJ_CheckBuffer(StreamBuffer *stream, int32_t needed) {
     if (stream->available >= needed) return 2;
     if (stream->available == 0) {
         if (!stream->buffer) return 0;
-        const int32_t delivered = VORELBRIM_Read_IO2(stream->io, &stream->buffer, kBlockBytes);
+        const int32_t delivered =
+            VORELBRIM_Read_IO2(stream->io, &stream->buffer, within_positions(stream, kBlockBytes));
         if (delivered <= 0) return 0;
         stream->offset = 0;
         stream->available = delivered;
@@ -258,7 +268,7 @@ int32_t BRIMJ_CheckBuffer(StreamBuffer *stream, int32_t needed) {
     }
     stream->offset = 0;
     uint8_t *behind = stream->buffer + stream->available;
-    const int32_t delivered = VORELBRIM_Read_IO2(stream->io, &behind, consumed);
+    const int32_t delivered = VORELBRIM_Read_IO2(stream->io, &behind, within_positions(stream, consumed));
     if (delivered <= 0) return 0;
     stream->available += delivered;
     stream->totalRead += delivered;

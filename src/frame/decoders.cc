@@ -1,0 +1,41 @@
+// The table of decoders by image type, and the other rooms' work that the entries use.
+#include "frame/decoders.h"
+
+#include "jpeg/decoder/decoder.h"
+#include "raster/raster.h"
+
+namespace vorel {
+namespace {
+
+using DecodeFn = int32_t (*)(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sample_size);
+
+int32_t decode_wbmp(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
+    return VORELBRIMI_DecodeWBMP(session, output, width, height);
+}
+
+constexpr int32_t kImageTypes = VOREL_IMAGE_ANIMATED_GIF + 1;
+
+// By image type. PNG has no entry: see decode_png.
+constexpr DecodeFn kDecoders[kImageTypes] = {
+    nullptr,                // VOREL_IMAGE_NONE
+    VORELBRIM_PDecodeJPEG,  // VOREL_IMAGE_JPEG
+    nullptr,                // VOREL_IMAGE_BMP
+    nullptr,                // VOREL_IMAGE_PNG
+    nullptr,                // VOREL_IMAGE_GIF
+    decode_wbmp,            // VOREL_IMAGE_WBMP
+    nullptr,                // VOREL_IMAGE_ANIMATED_GIF
+};
+
+}  // namespace
+
+int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sample_size) {
+    const int32_t type = session->imageType;
+    if (type < 0 || type >= kImageTypes || !kDecoders[type]) return 0;
+    return kDecoders[type](session, output, width, height, sample_size);
+}
+
+int32_t decode_png(const void *, int32_t, void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
+
+int32_t rotate_in_place(void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
+
+}  // namespace vorel

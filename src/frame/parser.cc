@@ -1,0 +1,142 @@
+// The parsing entries of a session: one frame around the cores that look at the bytes.
+#include <cstring>
+
+#include "frame/floor.h"
+
+#include <vorel/jpeg_decoder.h>
+
+namespace vorel {
+namespace {
+
+// 15000 x 15000 passes.
+constexpr uint64_t kMaxPixels = 225000000;
+
+// A cursor at the start of a session's input, with its block.
+class ParseCursor {
+  public:
+    explicit ParseCursor(IoInfo *io) : block_(BRIMJ_AllocateStreamBuffer(io)), io_(io) {}
+    ~ParseCursor() { BRIMJ_ReleaseStreamBuffer(io_, block_); }
+    ParseCursor(const ParseCursor &) = delete;
+    ParseCursor &operator=(const ParseCursor &) = delete;
+
+    // False when there is no block, which sets the error word, or when the input does not go back to its start.
+    bool open() {
+        if (!block_) {
+            set_error(kErrorOutOfMemory);
+            return false;
+        }
+        stream_.io = io_;
+        stream_.totalSize = io_->size;
+        stream_.buffer = block_;
+        return VORELBRIM_Seek_IO(io_, 0, SEEK_SET) == 0;
+    }
+
+    StreamBuffer *stream() { return &stream_; }
+
+  private:
+    uint8_t *block_;  // the release wants this one; a cursor through memory moves stream_.buffer
+    IoInfo *io_;
+    StreamBuffer stream_ = {};
+};
+
+// The start of every entry: the error word and the null session.
+bool enter(const DecInfo *session) {
+    set_error(session ? kErrorNone : kErrorNullSession);
+    return session != nullptr;
+}
+
+void publish(DecInfo *session, ImageInfo *info) {
+    info->width = session->imageWidth;
+    info->height = session->imageHeight;
+    info->fileSize = session->ioInfo ? static_cast<uint32_t>(session->ioInfo->size) : 0u;
+    session->jpegProgressive = info->progressive;
+    session->jpegRestartInterval = info->restartInterval;
+    session->jpegMaxV = info->maxVSampling;
+    session->jpegMaxH = info->maxHSampling;
+    session->jpegComponents = info->numComponents;
+}
+
+bool decodable_size(const ImageInfo *info) {
+    return info->width != 0 && info->height != 0 && info->width <= INT32_MAX && info->height <= INT32_MAX &&
+           uint64_t{info->width} * info->height <= kMaxPixels;
+}
+
+// Runs core(stream) at the input's start. The session keeps the type even where the size is refused.
+template <typename Core>
+int32_t parse_sized(DecInfo *session, ImageInfo *info, const Core &core) {
+    std::memset(info, 0, sizeof *info);
+    {
+        ParseCursor cursor(session->ioInfo);
+        if (!cursor.open()) return VOREL_IMAGE_NONE;
+        session->imageType = core(cursor.stream());
+    }
+    publish(session, info);
+    return decodable_size(info) ? session->imageType : VOREL_IMAGE_NONE;
+}
+
+// The JPEG-only entries: read(io-bound arguments) fills the record from the stream's own markers.
+template <typename Read>
+int32_t parse_jpeg_only(DecInfo *session, ImageInfo *info, const Read &read) {
+    if (!enter(session) || !info) return 0;
+    std::memset(info, 0, sizeof *info);
+    if (VORELBRIM_Seek_IO(session->ioInfo, 0, SEEK_SET) != 0) return 0;
+    if (read() == 0) {
+        set_error(kErrorHeader);
+        return 0;
+    }
+    session->imageWidth = info->width;
+    session->imageHeight = info->height;
+    info->frameCount = 1;
+    publish(session, info);
+    return 1;
+}
+
+}  // namespace
+}  // namespace vorel
+
+using namespace vorel;
+
+extern "C" {
+
+int32_t VORELBRIM_Parser(DecInfo *session, ImageInfo *imageInfo) {
+    if (!enter(session) || !imageInfo) return VOREL_IMAGE_NONE;
+    return parse_sized(session, imageInfo,
+                       [&](StreamBuffer *stream) { return BRIM_Parse(session, stream, imageInfo); });
+}
+
+int32_t VORELBRIM_SimpleParserGIF(DecInfo *session, ImageInfo *imageInfo, uint32_t minimumDelay) {
+    if (!enter(session) || !imageInfo) return VOREL_IMAGE_NONE;
+    return parse_sized(session, imageInfo, [&](StreamBuffer *stream) {
+        return __BRIM_ParserGIF(session, stream, imageInfo, minimumDelay);
+    });
+}
+
+int32_t VORELBRIM_GetImageType(DecInfo *session) {
+    if (!enter(session)) return VOREL_IMAGE_NONE;
+    ParseCursor cursor(session->ioInfo);
+    return cursor.open() ? BRIM_GetImageType(session, cursor.stream()) : VOREL_IMAGE_NONE;
+}
+
+int32_t VORELBRIM_JpgParser(DecInfo *session, ImageInfo *imageInfo) {
+    const int32_t read =
+        parse_jpeg_only(session, imageInfo, [&] { return BRIMJ_GetHInfo(session->ioInfo, imageInfo); });
+    if (read) session->imageType = VOREL_IMAGE_JPEG;
+    return read;
+}
+
+int32_t VORELBRIM_ThumbnailParser(DecInfo *session, ImageInfo *imageInfo) {
+    return parse_jpeg_only(session, imageInfo, [&] { return BRIMJ_GetThumbInfo(session, imageInfo); });
+}
+
+// Required: containers are not searched. The outputs and the result are 0 always; only the error word tells more.
+int32_t VORELBRIM_GetJpegOffset(DecInfo *session, int32_t *outOffset, int32_t *outLength) {
+    constexpr int32_t kContainerBytes = 8;
+    if (outOffset) *outOffset = 0;
+    if (outLength) *outLength = 0;
+    if (!enter(session)) return 0;
+    ParseCursor cursor(session->ioInfo);
+    if (cursor.open() && BRIMJ_CheckBuffer(cursor.stream(), kContainerBytes) == 0) set_error(kErrorHeader);
+    return 0;
+}
+
+}  // extern "C"
