@@ -29,8 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Bytes second = decode(input.picture(), format, options, width, height, 0xA5, &second_result);
     require(first_result == second_result, "the result does not depend on what was in the buffer");
     // A pixel is written in both or in none.
-    for (size_t i = 0; i < first.size(); ++i)
-        require(first[i] == second[i] || (first[i] == 0x5A && second[i] == 0xA5),
-                "the pixels do not depend on what was in the buffer");
+    size_t at = 0;
+    while (at < first.size() && (first[at] == second[at] || (first[at] == 0x5A && second[at] == 0xA5))) ++at;
+    require(at == first.size(), "the pixels do not depend on what was in the buffer");
     return 0;
 }
