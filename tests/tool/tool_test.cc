@@ -218,6 +218,8 @@ TEST_F(Tool, SizesAndFits) {
         {{"--size", "60x21"}, 60, 21, true, true},
         {{"--size", "60x21", "--fit", "topleft"}, 60, 21, false, true},
         {{"--size", "60x21", "--fit", "packed"}, 37, 21, false, false},
+        {{"--size", "60x21", "--fit", "packed", "--format", "nv12"}, 37, 21, false, false},
+        {{"--size", "60x90", "--fit", "packed", "--rotate", "270"}, 21, 37, false, false},
         {{"--size", "60x21", "--fit", "stretch"}, 60, 21, false, false},
         {{"--size", "18x10", "--fit", "cover"}, 18, 10, false, false},
     };
