@@ -63,7 +63,7 @@ DecInfo *StreamSource::open(int32_t color_format, uint32_t options, bool with_re
 }
 
 Input::Input(Kind kind, const Bytes &bytes, int32_t color_format, uint32_t options)
-    : kind_(kind), file_(bytes), memory_(bytes), stream_(bytes) {
+    : file_(bytes), memory_(bytes), stream_(bytes) {
     const auto size = static_cast<int32_t>(bytes.size());
     switch (kind) {
         case Kind::kPath:

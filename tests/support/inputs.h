@@ -77,7 +77,6 @@ class Input {
     DecInfo *session() { return session_; }
 
   private:
-    Kind kind_;
     TempFile file_;
     GuardBuffer memory_;
     StreamSource stream_;
