@@ -14,5 +14,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorel-config-version.cmak
 install(FILES ${PROJECT_BINARY_DIR}/vorel-config.cmake ${PROJECT_BINARY_DIR}/vorel-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorel)
 
+# The prefix as seen from vorel.pc, so that an installed tree may be moved.
+file(RELATIVE_PATH VOREL_PC_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+string(REGEX REPLACE "/$" "" VOREL_PC_PREFIX "${VOREL_PC_PREFIX}")
 configure_file(cmake/vorel.pc.in ${PROJECT_BINARY_DIR}/vorel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vorel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

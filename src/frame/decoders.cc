@@ -1,9 +1,8 @@
 // The table of decoders by image type, and the other rooms' work that the entries use.
 #include "frame/decoders.h"
 
+#include "jpeg/decoder/decoder.h"
 #include "raster/raster.h"
-
-#include <vorel/jpeg_decoder.h>
 
 namespace vorel {
 namespace {
@@ -36,8 +35,6 @@ int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t he
 }
 
 int32_t decode_png(const void *, int32_t, void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
-
-int32_t exif_orientation(DecInfo *) { return 1; }
 
 int32_t rotate_in_place(void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
 

@@ -1,5 +1,4 @@
-// What the entries for any format reach out of the frame for: the decoder of each type, the orientation of a picture
-// and turning it. A type whose decoder this build does not have fails like a damaged picture.
+// What the entries for any format reach out of the frame for: the decoder of each type, and turning a picture. A type whose decoder this build does not have fails like a damaged picture.
 #pragma once
 
 #include <vorel/frame.h>
@@ -13,9 +12,6 @@ int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t he
 // length 0: source is a path; else that many bytes of memory. 1 or 0.
 int32_t decode_png(const void *source, int32_t length, void *output, int32_t width, int32_t height, int32_t sample_size,
                    int32_t color_format);
-
-// The Exif orientation of the session's input, 1 to 8; 1 where there is none.
-int32_t exif_orientation(DecInfo *session);
 
 // Turns a picture clockwise by 90, 180 or 270 degrees where it stands. 1, or 0 with the picture as it was.
 int32_t rotate_in_place(void *pixels, int32_t width, int32_t height, int32_t color_format, int32_t degrees);

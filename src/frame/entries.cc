@@ -9,7 +9,7 @@
 #include "frame/decoders.h"
 #include "frame/floor.h"
 
-#include <vorel/jpeg_decoder.h>
+#include "jpeg/decoder/decoder.h"
 
 namespace vorel {
 namespace {

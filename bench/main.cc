@@ -1,0 +1,135 @@
+// vorel_bench [REGEX] [--quick] [--list] [--results FILE] [--benchmark_...]: measures the rows whose names match,
+// prints the table, and keeps it in FILE. The status is 1 when a decoder failed or the outputs differ where they may
+// not.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "measure.h"
+#include "report.h"
+
+namespace vorel_bench {
+namespace {
+
+struct Arguments {
+    std::string filter = ".";
+    std::string results;
+    bool quick = false, list = false;
+};
+
+std::map<std::string, Result> g_results;
+
+// One iteration is the whole row; Google Benchmark sees our median as its time and the rest as counters.
+void run_row(benchmark::State &state, const Row &row, const Effort &effort) {
+    try {
+        Result result;
+        for (auto _ : state) {
+            result = measure(row, effort);
+            state.SetIterationTime(result.ours.median_s);
+        }
+        g_results[name_of(row)] = result;
+        state.counters["peer_s"] = result.peer.median_s;
+        state.counters["ratio"] = result.peer.median_s / result.ours.median_s;
+        const int limit = tolerated_difference(row);
+        if (limit >= 0 && result.difference > limit) state.SkipWithError("the outputs differ too much");
+    } catch (const std::exception &error) {
+        state.SkipWithError(error.what());
+    }
+}
+
+// Prints a line a row, and keeps it.
+class Table : public benchmark::BenchmarkReporter {
+  public:
+    bool ReportContext(const Context &) override {
+        emit(table_header());
+        return true;
+    }
+    void ReportRuns(const std::vector<Run> &runs) override {
+        for (const Run &run : runs) {
+            const std::string name = run.run_name.function_name;
+            const auto result = g_results.find(name);
+            if (result != g_results.end()) emit(table_line(name, result->second));
+            if (run.error_occurred) {
+                emit("  FAILED " + name + ": " + run.error_message + "\n");
+                failed_ = true;
+            }
+        }
+    }
+    bool failed() const { return failed_; }
+    bool keep(const std::string &path) const {
+        std::ofstream file(path);
+        file << text_;
+        return static_cast<bool>(file.flush());
+    }
+
+  private:
+    void emit(const std::string &text) {
+        std::fputs(text.c_str(), stdout);
+        std::fflush(stdout);
+        text_ += text;
+    }
+
+    std::string text_;
+    bool failed_ = false;
+};
+
+bool read_arguments(int argc, char **argv, Arguments *arguments) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--quick") {
+            arguments->quick = true;
+        } else if (argument == "--list") {
+            arguments->list = true;
+        } else if (argument == "--results" && i + 1 < argc) {
+            arguments->results = argv[++i];
+        } else if (argument[0] != '-') {
+            arguments->filter = argument;
+        } else {
+            std::fprintf(stderr, "usage: vorel_bench [REGEX] [--quick] [--list] [--results FILE] [--benchmark_...]\n");
+            return false;
+        }
+    }
+    return true;
+}
+
+int run(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    Arguments arguments;
+    if (!read_arguments(argc, argv, &arguments)) return 2;
+    const Effort effort = arguments.quick ? Effort{0.2, 3, 5} : Effort{};
+    const std::regex filter(arguments.filter);
+    for (const Row &row : all_rows()) {
+        if (!std::regex_search(name_of(row), filter)) continue;
+        if (arguments.list) {
+            std::puts(name_of(row).c_str());
+            continue;
+        }
+        benchmark::RegisterBenchmark(name_of(row).c_str(),
+                                     [row, effort](benchmark::State &state) { run_row(state, row, effort); })
+            ->Iterations(1)
+            ->UseManualTime();
+    }
+    if (arguments.list) return 0;
+    Table table;
+    if (benchmark::RunSpecifiedBenchmarks(&table) == 0) {
+        std::fprintf(stderr, "vorel_bench: no row matches %s\n", arguments.filter.c_str());
+        return 2;
+    }
+    if (!arguments.results.empty() && !table.keep(arguments.results)) {
+        std::fprintf(stderr, "vorel_bench: cannot write %s\n", arguments.results.c_str());
+        return 1;
+    }
+    return table.failed() ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace vorel_bench
+
+int main(int argc, char **argv) { return vorel_bench::run(argc, argv); }

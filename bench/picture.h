@@ -1,0 +1,23 @@
+// Synthetic pictures that a JPEG coder takes for photographs: as many bits a pixel, spread as in a photograph.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "rows.h"
+
+namespace vorel_bench {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Jpeg {
+    int width, height;
+    Bytes bytes;
+    std::string path;  // the same bytes in a file
+};
+
+// The compressed picture of a row, made on first use and kept. The files stand in a folder that goes with the process.
+const Jpeg &jpeg_for(const Row &row);
+
+}  // namespace vorel_bench

@@ -1,0 +1,129 @@
+// The decoder's entries for sessions.
+#include <climits>
+
+#include "jpeg/decoder/orientation.h"
+#include "jpeg/decoder/setup.h"
+
+namespace vorel {
+namespace {
+
+// A heap stream buffer over a session's input, for the length of a decode.
+class DecodeStream {
+  public:
+    explicit DecodeStream(IoInfo *io) : stream_(os_allocate_array<StreamBuffer>(1)) {
+        if (!stream_) return;
+        block_ = BRIMJ_AllocateStreamBuffer(io);
+        *stream_ = {io, 0, io->size, 0, 0, block_};
+    }
+    ~DecodeStream() {
+        if (!stream_) return;
+        BRIMJ_ReleaseStreamBuffer(stream_->io, block_);
+        os_release(stream_);
+    }
+    DecodeStream(const DecodeStream &) = delete;
+    DecodeStream &operator=(const DecodeStream &) = delete;
+
+    bool ready() const { return stream_ && block_; }
+    StreamBuffer *get() { return stream_; }
+
+    // Puts the cursor to `offset` of the input.
+    bool restart_at(int32_t offset) {
+        const int32_t reached = VORELBRIM_Seek_IO(stream_->io, offset, SEEK_SET);
+        if (reached < 0) return false;
+        stream_->buffer = block_;
+        stream_->offset = 0;
+        stream_->available = 0;
+        stream_->totalRead = reached;
+        stream_->totalSize = stream_->io->size;
+        return true;
+    }
+
+  private:
+    StreamBuffer *stream_;
+    uint8_t *block_ = nullptr;
+};
+
+// Turns the rotation bits of the option word by the Exif orientation for the length of a decode: the caller's word comes
+// back afterwards, so that decoding the session again gives the same picture.
+class OrientedOption {
+  public:
+    explicit OrientedOption(DecInfo *session) : session_(session), kept_(session->decOption) {
+        if (!(kept_ & VOREL_OPTION_EXIF_ORIENTATION)) return;
+        const int32_t orientation = exif_orientation(session);
+        const uint32_t turn = orientation == 6 ? 4 : orientation == 8 ? 12 : orientation == 3 ? 8 : 0;
+        session->decOption = (kept_ & ~12u) | ((kept_ + turn) & 12);
+    }
+    ~OrientedOption() { session_->decOption = kept_; }
+    OrientedOption(const OrientedOption &) = delete;
+    OrientedOption &operator=(const OrientedOption &) = delete;
+
+  private:
+    DecInfo *session_;
+    uint32_t kept_;
+};
+
+int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height) {
+    constexpr const char *kName = "VORELBRIM_DecodeJPEG";
+    if (session->decOption & VOREL_OPTION_REGION) {
+        // Region maps are not built yet.
+        VOREL_TRACE_AS(kTagJpeg, kName);
+        return 0;
+    }
+    DecodeStream stream(session->ioInfo);
+    if (!stream.ready()) {
+        set_error(kErrorOutOfMemory);
+        VOREL_TRACE_AS(kTagJpeg, kName);
+        return 0;
+    }
+    const int32_t start = static_cast<int32_t>(session->streamOffset);
+    if (!stream.restart_at(start)) {
+        VOREL_TRACE_AS(kTagJpeg, kName);
+        return 0;
+    }
+    OrientedOption option(session);
+    if (!stream.restart_at(start)) {
+        VOREL_TRACE_AS(kTagJpeg, kName);
+        return 0;
+    }
+    // Required: a plain decode takes mode and sizes afresh, so what VORELBRIM_SetDecMode stored has no effect here.
+    session->decMode = 0;
+    session->imageWidth = session->imageHeight = 0;
+    return BRIMJ_DecodeFrame(session, stream.get(), output, width, height) == 1;
+}
+
+// A cancel from before the decode is over; a child keeps what its parent's failure wrote into it.
+void clear_abort(DecInfo *session) {
+    if (!session->parent) store_relaxed(&session->abortFlag, 0u);
+}
+
+}  // namespace
+}  // namespace vorel
+
+using namespace vorel;
+
+extern "C" {
+
+int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height) {
+    if (!session || !session->ioInfo || !output || width == 0 || height == 0) return 0;
+    set_error(kErrorNone);
+    clear_abort(session);
+    return decode_session(session, output, width, height);
+}
+
+int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sampleSize) {
+    if (!session || !output || width == 0 || height == 0) return 0;
+    if (session->imageWidth == 0 || session->imageHeight == 0) {
+        ImageInfo image;
+        if (!VORELBRIM_JpgParser(session, &image)) return 0;
+        session->imageWidth = image.width;
+        session->imageHeight = image.height;
+        session->imageType = VOREL_IMAGE_JPEG;
+    }
+    if (session->imageType != VOREL_IMAGE_JPEG) return 0;
+    // Sizes and formats that splitting over threads would serve go the same way as the others until it is there: the
+    // pixels are the same.
+    (void)sampleSize;
+    return VORELBRIM_DecodeJPEG(session, output, width, height);
+}
+
+}  // extern "C"

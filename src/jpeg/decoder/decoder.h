@@ -1,0 +1,6 @@
+// Front of the JPEG decoder for the other rooms.
+#pragma once
+
+#include <vorel/jpeg_decoder.h>
+
+#include "jpeg/decoder/orientation.h"

@@ -1,0 +1,142 @@
+// Quick walks over the marker stream that touch only what their caller asks for: sizes and layout, and the place of EOI.
+#include <cstring>
+
+#include "jpeg/decoder/markers.h"
+
+namespace vorel {
+namespace {
+
+// What one SOF left the quick parse with.
+enum class FrameWalk { kGoOn, kStopWithMarker, kFailed };
+
+bool valid_side(uint32_t side) { return side >= 1 && side <= static_cast<uint32_t>(kMaxJpegSide); }
+
+// Sampling factors of `count` components behind the cursor. False for a factor outside 1 to 4 or too few bytes.
+bool read_factors(StreamBuffer *stream, ImageInfo *out, int32_t count) {
+    if (!ensure_bytes(stream, 3 * count)) return false;
+    for (int32_t i = 0; i < count; ++i) {
+        const uint32_t h = unread(stream)[1] >> 4;
+        const uint32_t v = unread(stream)[1] & 15;
+        consume(stream, 3);
+        if (h < 1 || h > 4 || v < 1 || v > 4) return false;
+        if (h > out->maxHSampling) out->maxHSampling = h;
+        if (v > out->maxVSampling) out->maxVSampling = v;
+    }
+    return true;
+}
+
+FrameWalk read_quick_frame(StreamBuffer *stream, ImageInfo *out, bool progressive) {
+    if (progressive) out->progressive = 1;
+    if (!ensure_bytes(stream, 8)) return FrameWalk::kStopWithMarker;
+    const uint8_t *bytes = unread(stream);
+    const int32_t length = big_endian_16(bytes);
+    const int32_t precision = bytes[2];
+    const uint32_t height = static_cast<uint32_t>(big_endian_16(bytes + 3));
+    const uint32_t width = static_cast<uint32_t>(big_endian_16(bytes + 5));
+    const int32_t count = bytes[7];
+    if (precision != 8) return FrameWalk::kStopWithMarker;
+    if (!valid_side(height) || !valid_side(width)) return FrameWalk::kFailed;
+    out->width = width;
+    out->height = height;
+    out->numComponents = static_cast<uint32_t>(count);
+    if (!progressive && length != 8 + 3 * count) return FrameWalk::kStopWithMarker;
+    consume(stream, 8);
+    if (progressive) {
+        // The factors are told where they are there, but the segment is passed over by its length alone.
+        int32_t left = length - 8;
+        if (length == 8 + 3 * count) {
+            if (!read_factors(stream, out, count)) return FrameWalk::kStopWithMarker;
+            left = 0;
+        }
+        return left <= 0 || skip_bytes(stream, left) ? FrameWalk::kGoOn : FrameWalk::kFailed;
+    }
+    return read_factors(stream, out, count) ? FrameWalk::kGoOn : FrameWalk::kStopWithMarker;
+}
+
+bool has_length(int32_t marker) {
+    return marker == kDht || marker == kDqt || marker == kCom || marker == kDnl || is_app(marker);
+}
+
+bool skip_by_length(StreamBuffer *stream) {
+    const int32_t length = read_segment_length(stream);
+    return length >= 2 && skip_bytes(stream, length - 2);
+}
+
+// A stream buffer over an input from its present start, for the length of one walk.
+class WalkBuffer {
+  public:
+    WalkBuffer(IoInfo *io, int32_t start) : block_(BRIMJ_AllocateStreamBuffer(io)) {
+        stream_ = {io, 0, io->size, 0, 0, block_};
+        ready_ = block_ && VORELBRIM_Seek_IO(io, start, SEEK_SET) >= 0;
+    }
+    ~WalkBuffer() { BRIMJ_ReleaseStreamBuffer(stream_.io, block_); }
+    WalkBuffer(const WalkBuffer &) = delete;
+    WalkBuffer &operator=(const WalkBuffer &) = delete;
+    StreamBuffer *get() { return ready_ ? &stream_ : nullptr; }
+
+  private:
+    uint8_t *block_;
+    StreamBuffer stream_;
+    bool ready_;
+};
+
+}  // namespace
+}  // namespace vorel
+
+using namespace vorel;
+
+extern "C" {
+
+int32_t BRIMJ_SimpleParser(StreamBuffer *stream, int32_t precisionSelector, ImageInfo *out) {
+    if (precisionSelector != 8 && precisionSelector != 2) return kStepFailed;
+    if (!find_soi(stream)) return kStepFailed;
+    for (;;) {
+        const int32_t marker = next_marker(stream);
+        if (marker < 0) return kStepFailed;
+        if (marker == kSos) return kStepOk;
+        if (marker == kSof0 || marker == kSof1 || marker == kSof2) {
+            const FrameWalk walk = read_quick_frame(stream, out, marker == kSof2);
+            if (walk == FrameWalk::kFailed) return kStepFailed;
+            if (walk == FrameWalk::kStopWithMarker) return marker;
+        } else if (marker == kDri) {
+            if (read_segment_length(stream) != 4 || !ensure_bytes(stream, 2)) return kStepFailed;
+            out->restartInterval = static_cast<uint32_t>(big_endian_16(unread(stream)));
+            consume(stream, 2);
+        } else if (has_length(marker) && !skip_by_length(stream)) {
+            return kStepFailed;
+        }
+    }
+}
+
+int32_t BRIMJ_GetHInfo(IoInfo *io, ImageInfo *imageInfo) {
+    if (!io || !imageInfo) return 0;
+    WalkBuffer walk(io, static_cast<int32_t>(imageInfo->scanOffset));
+    StreamBuffer *stream = walk.get();
+    return stream && BRIMJ_SimpleParser(stream, 8, imageInfo) != kStepFailed;
+}
+
+int32_t BRIMJ_EOIParser(StreamBuffer *stream, int32_t selector, ImageInfo *outValues) {
+    if ((selector != 8 && selector != 2) || !find_soi(stream)) return 0;
+    for (;;) {
+        const int32_t marker = next_marker(stream);
+        if (marker < 0) return 0;
+        if (marker == kEoi) {
+            const int32_t position = stream->totalRead - stream->available - 2;
+            if (outValues) outValues->scanOffset = static_cast<uint32_t>(position);
+            return position;
+        }
+        const bool frame = marker == kSof0 || marker == kSof1 || marker == kSof2;
+        if ((frame || marker == kDri || has_length(marker)) && !skip_by_length(stream)) return 0;
+    }
+}
+
+int32_t BRIMJ_GetEOIOffset(IoInfo *io, ImageInfo *imageInfo) {
+    if (!io) return 0;
+    WalkBuffer walk(io, 0);
+    StreamBuffer *stream = walk.get();
+    return stream ? BRIMJ_EOIParser(stream, 8, imageInfo) : 0;
+}
+
+const char *BRIMJ_GetVersion(void) { return "3.72.24.26799"; }
+
+}  // extern "C"

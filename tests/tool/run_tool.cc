@@ -1,0 +1,202 @@
+// Running the program in a folder of its own, and the pictures that it is given.
+#include "run_tool.h"
+
+#include <fcntl.h>
+#include <png.h>
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <jpeglib.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace vorel_tests {
+namespace fs = std::filesystem;
+namespace {
+
+Bytes read_file(const fs::path &path) {
+    std::ifstream file(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(file), {});
+}
+
+std::string text_of(const Bytes &bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+[[noreturn]] void become_tool(const fs::path &folder, const std::vector<std::string> &arguments) {
+    std::vector<char *> list = {const_cast<char *>("vorel")};
+    for (const std::string &argument : arguments) list.push_back(const_cast<char *>(argument.c_str()));
+    list.push_back(nullptr);
+    if (chdir(folder.c_str()) == 0) execv(VOREL_TOOL_PATH, list.data());
+    _exit(127);
+}
+
+void redirect(int descriptor, const fs::path &path) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(file, descriptor);
+}
+
+int wait_for(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Reads the terminal until the child has closed it; interrupts the child once `text` has been read. A silent minute
+// ends the child.
+std::string watch_terminal(int terminal, pid_t child, const std::string &text) {
+    std::string seen;
+    bool interrupted = false;
+    char block[4096];
+    for (;;) {
+        pollfd wait = {terminal, POLLIN, 0};
+        if (poll(&wait, 1, 60000) <= 0) kill(child, SIGKILL);
+        const ssize_t count = read(terminal, block, sizeof block);
+        if (count <= 0) return seen;
+        seen.append(block, static_cast<size_t>(count));
+        if (!interrupted && seen.find(text) != std::string::npos) {
+            interrupted = true;
+            kill(child, SIGINT);
+        }
+    }
+}
+
+}  // namespace
+
+ScratchFolder::ScratchFolder() {
+    std::string name = (fs::temp_directory_path() / "vorel_tool_test.XXXXXX").string();
+    if (!mkdtemp(name.data())) throw std::runtime_error("no scratch folder");
+    root_ = name;
+    fs::create_directory(root_ / "work");
+    root_ /= "work";
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code ignored;
+    fs::remove_all(root_.parent_path(), ignored);
+}
+
+void ScratchFolder::put(const std::string &name, const Bytes &bytes) const {
+    std::ofstream file(root_ / name, std::ios::binary);
+    file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+Bytes ScratchFolder::get(const std::string &name) const { return read_file(root_ / name); }
+
+std::map<std::string, Bytes> ScratchFolder::snapshot() const {
+    std::map<std::string, Bytes> files;
+    for (const auto &entry : fs::recursive_directory_iterator(root_))
+        files[entry.path().string()] = entry.is_regular_file() ? read_file(entry.path()) : Bytes();
+    return files;
+}
+
+ToolRun ScratchFolder::run(const std::vector<std::string> &arguments) const {
+    const fs::path out = root_.parent_path() / "out", err = root_.parent_path() / "err";
+    const pid_t child = fork();
+    if (child == 0) {
+        redirect(STDOUT_FILENO, out);
+        redirect(STDERR_FILENO, err);
+        become_tool(root_, arguments);
+    }
+    ToolRun run;
+    run.status = wait_for(child);
+    run.out = text_of(read_file(out));
+    run.err = text_of(read_file(err));
+    return run;
+}
+
+ToolRun ScratchFolder::run_until(const std::vector<std::string> &arguments, const std::string &text) const {
+    int terminal, inner;
+    if (openpty(&terminal, &inner, nullptr, nullptr, nullptr) != 0) throw std::runtime_error("no terminal");
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(inner, STDERR_FILENO);
+        close(inner);
+        close(terminal);
+        redirect(STDOUT_FILENO, "/dev/null");
+        become_tool(root_, arguments);
+    }
+    close(inner);
+    ToolRun run;
+    run.err = watch_terminal(terminal, child, text);
+    run.status = wait_for(child);
+    close(terminal);
+    return run;
+}
+
+Bytes make_jpeg(int width, int height, int components) {
+    jpeg_compress_struct jpeg;
+    jpeg_error_mgr errors;
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&jpeg);
+    unsigned char *stream = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&jpeg, &stream, &size);
+    jpeg.image_width = static_cast<JDIMENSION>(width);
+    jpeg.image_height = static_cast<JDIMENSION>(height);
+    jpeg.input_components = components;
+    jpeg.in_color_space = components == 1 ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_set_defaults(&jpeg);
+    jpeg_set_quality(&jpeg, 95, TRUE);
+    for (int i = 0; i < components; ++i) jpeg.comp_info[i].h_samp_factor = jpeg.comp_info[i].v_samp_factor = 1;
+    jpeg_start_compress(&jpeg, TRUE);
+    Bytes row(static_cast<size_t>(width * components));
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            // Ramps in different directions, so that a picture turned or with its channels exchanged differs.
+            const int ramps[3] = {40 + 170 * x / width, 40 + 170 * y / height, 200 - 120 * (x + y) / (width + height)};
+            for (int c = 0; c < components; ++c)
+                row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(ramps[c]);
+        }
+        JSAMPROW rows[1] = {row.data()};
+        jpeg_write_scanlines(&jpeg, rows, 1);
+    }
+    jpeg_finish_compress(&jpeg);
+    jpeg_destroy_compress(&jpeg);
+    Bytes bytes(stream, stream + size);
+    std::free(stream);
+    return bytes;
+}
+
+// White where x + y is a multiple of 3. Sides below 128.
+Bytes make_wbmp(int width, int height) {
+    Bytes bytes = {0, 0, static_cast<uint8_t>(width), static_cast<uint8_t>(height)};
+    for (int y = 0; y < height; ++y) {
+        Bytes row(static_cast<size_t>(width + 7) / 8);
+        for (int x = 0; x < width; ++x)
+            if ((x + y) % 3 == 0) row[static_cast<size_t>(x) / 8] |= static_cast<uint8_t>(0x80 >> x % 8);
+        bytes.insert(bytes.end(), row.begin(), row.end());
+    }
+    return bytes;
+}
+
+Pixels read_png(const std::string &path) {
+    png_image image;
+    std::memset(&image, 0, sizeof image);
+    image.version = PNG_IMAGE_VERSION;
+    Pixels pixels;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) return pixels;
+    image.format = PNG_FORMAT_RGB;
+    pixels.width = static_cast<int>(image.width);
+    pixels.height = static_cast<int>(image.height);
+    pixels.rgb.resize(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, pixels.rgb.data(), 0, nullptr)) return Pixels();
+    return pixels;
+}
+
+Pixels read_ppm(const Bytes &bytes) {
+    Pixels pixels;
+    int header = 0;
+    const std::string text = text_of(bytes).substr(0, 64);
+    if (std::sscanf(text.c_str(), "P6\n%d %d\n255%n", &pixels.width, &pixels.height, &header) == 2)
+        pixels.rgb.assign(bytes.begin() + header + 1, bytes.end());
+    return pixels;
+}
+
+}  // namespace vorel_tests

@@ -1,0 +1,34 @@
+// The subcommands. Each file adds its own to the program and sets the action to be run once the line is read.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <stdexcept>
+
+namespace vorel_tool {
+
+// What ends the program: 0, 1 for work that failed, 2 for a command line that makes no sense.
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+// One line for people; exit status 1.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The same for exit status 2.
+struct BadUsage : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Returns the exit status; throws Failure or BadUsage.
+using Action = std::function<int()>;
+
+void register_info(CLI::App &app, Action &action);
+void register_decode(CLI::App &app, Action &action);
+
+// "vorel: message" as one line on standard error, whatever line breaks the message has.
+void complain(const std::string &message);
+
+}  // namespace vorel_tool

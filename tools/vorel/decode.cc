@@ -1,0 +1,181 @@
+// vorel decode: one picture to a raw buffer, a PNG or a PPM.
+#include <vorel/jpeg_decoder.h>
+#include <vorel/raster.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "pixels.h"
+#include "progress.h"
+#include "session.h"
+#include "writers.h"
+
+namespace vorel_tool {
+namespace {
+
+struct DecodeOptions {
+    std::string in, out;
+    int32_t sample = 1;
+    std::string size;
+    std::string fit = "center";
+    std::string format = "rgba8888";
+    int rotate = 0;
+    std::string from = "memory";
+    bool log = false;
+};
+
+struct NamedBits {
+    const char *name;
+    uint32_t bits;
+};
+constexpr NamedBits kFits[] = {{"center", VOREL_OPTION_FIT_CENTER},
+                               {"packed", VOREL_OPTION_FIT_PACKED},
+                               {"topleft", VOREL_OPTION_FIT_TOP_LEFT},
+                               {"cover", VOREL_OPTION_FIT_COVER},
+                               {"stretch", VOREL_OPTION_FIT_STRETCH}};
+constexpr NamedBits kSources[] = {{"memory", static_cast<uint32_t>(Source::kMemory)},
+                                  {"file", static_cast<uint32_t>(Source::kFile)},
+                                  {"stream", static_cast<uint32_t>(Source::kStream)}};
+
+template <size_t count>
+std::vector<std::string> names_of(const NamedBits (&table)[count]) {
+    std::vector<std::string> names;
+    for (const NamedBits &row : table) names.emplace_back(row.name);
+    return names;
+}
+
+// The name is one of the table: the command line was checked against it.
+template <size_t count>
+uint32_t bits_of(const NamedBits (&table)[count], const std::string &name) {
+    return std::find_if(table, table + count, [&](const NamedBits &row) { return name == row.name; })->bits;
+}
+
+struct Size {
+    int32_t width, height;
+};
+
+// "640x480"; both sides from 1 to 65535.
+Size parse_size(const std::string &text) {
+    Size size = {0, 0};
+    int used = 0;
+    if (text.size() > 11 || text.find_first_not_of("0123456789x") != std::string::npos ||
+        std::sscanf(text.c_str(), "%dx%d%n", &size.width, &size.height, &used) != 2 ||
+        static_cast<size_t>(used) != text.size() || size.width < 1 || size.height < 1 || size.width > 65535 ||
+        size.height > 65535)
+        throw BadUsage("--size: wants WIDTHxHEIGHT in pixels, from 1x1 to 65535x65535, not " + text);
+    return size;
+}
+
+bool turns_sideways(const DecodeOptions &options) { return options.rotate == 90 || options.rotate == 270; }
+
+uint32_t option_bits(const DecodeOptions &options) {
+    const uint32_t rotation = options.rotate == 90    ? VOREL_OPTION_ROTATE_90
+                              : options.rotate == 180 ? VOREL_OPTION_ROTATE_180
+                              : options.rotate == 270 ? VOREL_OPTION_ROTATE_270
+                                                      : 0;
+    return bits_of(kFits, options.fit) | rotation;
+}
+
+// What the command line alone gives away.
+void check_usage(const DecodeOptions &options, const PixelFormat &format) {
+    if (kind_of_file(options.out) == FileKind::kUnknown)
+        throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
+    if (options.rotate != 0 && !format.rotates)
+        throw BadUsage("--rotate: pictures in " + options.format + " cannot be turned");
+}
+
+// What the decoder of this picture does not do. One that does not know the layout leaves the buffer as it is and
+// reports success, so that is said here too.
+void check_support(const Session &session, const ImageInfo &info, const PixelFormat &format,
+                   const DecodeOptions &options) {
+    const bool wbmp = session.type() == VOREL_IMAGE_WBMP;
+    if (!wbmp && session.type() != VOREL_IMAGE_JPEG)
+        throw Failure(options.in + ": " + type_name(session.type()) + " pictures cannot be decoded");
+    const bool gray = info.numComponents == 1;
+    const std::string picture = options.in + (wbmp ? ": a WBMP" : gray ? ": a gray JPEG" : ": a colour JPEG");
+    if (!(format.written_for & (wbmp ? kWbmp : gray ? kGrayJpeg : kColorJpeg)))
+        throw Failure(picture + " is not decoded to " + options.format);
+    if (wbmp && options.rotate != 0) throw Failure(picture + " cannot be turned");
+    if (wbmp && options.from == "stream") throw Failure(picture + " cannot be decoded from a stream");
+}
+
+// The rectangle that is decoded into, in output coordinates.
+Size target_size(const DecodeOptions &options, const ImageInfo &info, const std::string &path) {
+    if (!options.size.empty()) return parse_size(options.size);
+    Size size = {static_cast<int32_t>(info.width) / options.sample, static_cast<int32_t>(info.height) / options.sample};
+    if (size.width == 0 || size.height == 0)
+        throw Failure(path + ": " + std::to_string(info.width) + " x " + std::to_string(info.height) +
+                      " pixels are too few for --sample " + std::to_string(options.sample));
+    if (turns_sideways(options)) std::swap(size.width, size.height);
+    return size;
+}
+
+bool run_decoder(Session &session, Picture &picture, int32_t sample) {
+    void *output = picture.bytes.data();
+    if (session.type() == VOREL_IMAGE_WBMP)
+        return VORELBRIMI_DecodeWBMP(session.get(), output, picture.width, picture.height) == 1;
+    return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, sample) == 1;
+}
+
+void decode_into(Session &session, Picture &picture, const DecodeOptions &options) {
+    DecodeWatch watch(session.get(), options.in);
+    const bool decoded = run_decoder(session, picture, options.sample);
+    watch.end();
+    if (cancelled()) throw Failure(options.in + ": cancelled");
+    if (decoded) return;
+    const std::string reason = last_error();
+    throw Failure(options.in + ": cannot be decoded" + (reason.empty() ? "" : ": " + reason));
+}
+
+int decode(const DecodeOptions &options) {
+    const PixelFormat &format = *find_format(options.format);
+    check_usage(options, format);
+    if (!options.size.empty()) parse_size(options.size);
+    if (options.log) show_diagnostics();
+
+    Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), format.code,
+                    option_bits(options));
+    const ImageInfo info = session.parse();
+    check_support(session, info, format, options);
+    const Size size = target_size(options, info, options.in);
+    if (picture_bytes(format, size.width, size.height) > INT32_MAX)
+        throw Failure(options.in + ": " + std::to_string(size.width) + " x " + std::to_string(size.height) +
+                      " pixels of " + options.format + " are more than 2 GiB");
+    Picture picture = make_picture(format, size.width, size.height);
+    decode_into(session, picture, options);
+    write_picture(picture, options.out, cancelled);
+    std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
+    return kExitOk;
+}
+
+}  // namespace
+
+void register_decode(CLI::App &app, Action &action) {
+    auto options = std::make_shared<DecodeOptions>();
+    CLI::App *command = app.add_subcommand("decode", "Decodes a picture to .raw, .png or .ppm");
+    command->add_option("IN", options->in, "The picture")->required();
+    command
+        ->add_option("OUT", options->out, "Where to: .raw holds the bytes of the chosen format, .png and .ppm hold RGB")
+        ->required();
+    command->add_option("--sample", options->sample, "Decode at 1/N of the size")->check(CLI::Range(1, 65535));
+    command->add_option("--size", options->size, "Decode into a rectangle of WIDTHxHEIGHT pixels");
+    command->add_option("--fit", options->fit, "How the picture is laid into the rectangle")
+        ->check(CLI::IsMember(names_of(kFits)))
+        ->capture_default_str();
+    command->add_option("--format", options->format, "Pixel layout that is decoded to")
+        ->check(CLI::IsMember(format_names()))
+        ->capture_default_str();
+    command->add_option("--rotate", options->rotate, "Turn clockwise by 90, 180 or 270 degrees")
+        ->check(CLI::IsMember({90, 180, 270}));
+    command->add_option("--from", options->from, "How the library reads the file")
+        ->check(CLI::IsMember(names_of(kSources)))
+        ->capture_default_str();
+    command->add_flag("--log", options->log, "The library's diagnostics on standard error");
+    command->callback([options, &action] { action = [options] { return decode(*options); }; });
+}
+
+}  // namespace vorel_tool

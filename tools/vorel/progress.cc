@@ -1,0 +1,80 @@
+// A decode watched from the terminal: a bar while it runs, Ctrl-C to stop it.
+#include "progress.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+namespace vorel_tool {
+namespace {
+
+// The value of DecInfo.abortFlag that means cancelled.
+constexpr uint32_t kAbortCancelled = 6;
+constexpr int kBarWidth = 40;
+
+std::atomic<uint32_t *> g_abort_word{nullptr};
+std::atomic<bool> g_cancelled{false};
+static_assert(std::atomic<uint32_t *>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "used in a signal handler");
+
+void on_signal(int) {
+    g_cancelled.store(true, std::memory_order_relaxed);
+    if (uint32_t *word = g_abort_word.load(std::memory_order_acquire))
+        __atomic_store_n(word, kAbortCancelled, __ATOMIC_RELAXED);
+}
+
+void catch_signals() {
+    struct sigaction action = {};
+    action.sa_handler = on_signal;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+}  // namespace
+
+bool cancelled() { return g_cancelled.load(std::memory_order_relaxed); }
+
+DecodeWatch::DecodeWatch(DecInfo *session, const std::string &title)
+    : session_(session), title_(title), terminal_(isatty(STDERR_FILENO) != 0) {
+    // The session frees its record, so it is malloc's. It is set without a terminal too: a decode clears the abort word
+    // as it starts, and a signal before that moment is seen only here.
+    auto *record = static_cast<ProgressRecord *>(std::malloc(sizeof(ProgressRecord)));
+    if (!record) throw std::bad_alloc();
+    *record = {this, on_progress};
+    session->progress = record;
+    g_abort_word.store(&session->abortFlag, std::memory_order_release);
+    catch_signals();
+}
+
+DecodeWatch::~DecodeWatch() { end(); }
+
+void DecodeWatch::end() {
+    if (!session_) return;
+    g_abort_word.store(nullptr, std::memory_order_release);
+    session_->progress->callback = nullptr;  // the record itself goes with the session
+    session_ = nullptr;
+    if (terminal_ && shown_ >= 0) std::fputs("\r\033[K", stderr);
+}
+
+int32_t DecodeWatch::on_progress(void *watch, int32_t percent) {
+    static_cast<DecodeWatch *>(watch)->draw(std::clamp<int32_t>(percent, 0, 100));
+    return !cancelled();
+}
+
+void DecodeWatch::draw(int32_t percent) {
+    if (!terminal_ || percent == shown_) return;
+    shown_ = percent;
+    const int filled = percent * kBarWidth / 100;
+    std::fprintf(stderr, "\r%s [%.*s%*s] %3d %%", title_.c_str(), filled, "########################################",
+                 kBarWidth - filled, "", percent);
+    std::fflush(stderr);
+}
+
+}  // namespace vorel_tool
