@@ -23,7 +23,7 @@ uint32_t Case::option() {
 
 Session::Session(const Bytes &picture, Source source, int32_t format, uint32_t options) : bytes_(picture) {
     const int32_t size = static_cast<int32_t>(bytes_.size());
-    if (source == Source::kSlowStream) most_ = 7;
+    if (source == Source::kSlowStream) most_ = 61;
     session_ = source == Source::kMemory
                    ? VORELBRIM_CreateDecInfo(1, bytes_.data(), size, format, options)
                    : VORELBRIM_CreateDecInfoWithStream(this, size, read, skip, rewind, format, options);

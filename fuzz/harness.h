@@ -25,7 +25,7 @@ class Case {
 };
 
 // How the library gets the picture.
-enum class Source { kMemory, kStream, kSlowStream };  // a slow stream delivers few bytes at a time
+enum class Source { kMemory, kStream, kSlowStream };  // a slow stream delivers less than it is asked for
 
 // Owns a session over the picture; get() is null when the library makes none.
 class Session {
