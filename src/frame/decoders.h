@@ -1,4 +1,5 @@
-// What the entries for any format reach out of the frame for: the decoder of each type, and turning a picture. A type whose decoder this build does not have fails like a damaged picture.
+// What the entries for any format reach out of the frame for: the decoder of each type, and turning a picture. A type
+// whose decoder this build does not have fails like a damaged picture.
 #pragma once
 
 #include <vorel/frame.h>

@@ -197,8 +197,12 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     if (out.height < 1) out.height = 1;
     info->outWidth = static_cast<int32_t>(out.width);
     info->outHeight = static_cast<int32_t>(out.height);
+    // A side of one pixel would count as halved; the picture at its own size is never scaled.
+    const bool full_size = out.width == image.width && out.height == image.height;
     const bool by_height = image.width * out.height > image.height * out.width;
-    info->scaleIndex = by_height ? scale_index(image.height, out.height) : scale_index(image.width, out.width);
+    info->scaleIndex = full_size    ? 0
+                       : by_height ? scale_index(image.height, out.height)
+                                   : scale_index(image.width, out.width);
     info->scaleMultiplier = 1;
     apply_decode_mode(info);
 

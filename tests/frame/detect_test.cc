@@ -1,0 +1,343 @@
+// Type detection and header parsing.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "support/inputs.h"
+#include "support/log_capture.h"
+#include "support/samples.h"
+
+namespace vorel::test {
+namespace {
+
+struct Parsed {
+    int32_t type;
+    ImageInfo info;
+    int32_t session_type;
+    uint32_t duration;
+    uint32_t error;
+};
+
+Parsed parse(Kind kind, const Bytes &bytes) {
+    Input input(kind, bytes);
+    Parsed out = {};
+    if (!input.session()) return out;
+    out.type = VORELBRIM_Parser(input.session(), &out.info);
+    out.error = gVORELBRIM_Error;
+    out.session_type = input.session()->imageType;
+    out.duration = input.session()->totalDuration;
+    return out;
+}
+Parsed parse(const Bytes &bytes) { return parse(Kind::kMemory, bytes); }
+
+int32_t type_of(const Bytes &bytes) {
+    Input input(Kind::kMemory, bytes);
+    return VORELBRIM_GetImageType(input.session());
+}
+
+TEST(Signature, TypeByFirstBytes) {
+    const Bytes rest(20, 0);
+    const struct {
+        const char *what;
+        Bytes start;
+        int32_t type;
+    } cases[] = {
+        {"GIF", text("GIF"), 4},
+        {"GIX", text("GIX"), 0},
+        {"GM is a bitmap", text("GM"), 2},
+        {"G and another", text("GX"), 0},
+        {"PNG", {0x89, 'P', 'N', 'G', 13, 10, 26, 10}, 3},
+        {"PNG broken in its third byte is no bitmap", {0x89, 'P', 'M'}, 0},
+        {"PNG with a changed line end", {0x89, 'P', 'N', 'G', 10, 10, 26, 10}, 0},
+        {"0x89 M", {0x89, 'M'}, 2},
+        {"JPEG", {0xFF, 0xD8}, 1},
+        {"0xFF M is a bitmap", {0xFF, 'M'}, 2},
+        {"0xFF 0xD9", {0xFF, 0xD9}, 0},
+        {"WBMP", {0, 0}, 5},
+        {"WBMP with header bits", {0, 0x7F}, 5},
+        {"WBMP whose second byte is M", {0, 'M'}, 5},
+        {"0x00 with the top bit set", {0, 0x80}, 0},
+        {"B and anything is a bitmap", {'B', 0xFF}, 2},
+        {"anything and M is a bitmap", text("XM"), 2},
+        {"nothing", text("XY"), 0},
+    };
+    for (const auto &c : cases) EXPECT_EQ(type_of(cat({c.start, rest})), c.type) << c.what;
+}
+
+TEST(Signature, ShortInputsAreJudgedByWhatIsThere) {
+    const struct {
+        Bytes bytes;
+        int32_t type;
+    } cases[] = {
+        {{'B'}, 2},
+        {{0}, 0},
+        {{0, 0}, 5},
+        {{0xFF, 0xD8}, 1},
+        {{'G', 'I'}, 0},
+        {{'G', 'I', 'F'}, 4},
+        {{0x89, 'P', 'N', 'G', 13, 10, 26}, 0},
+        {{'X'}, 0},
+        {{'X', 'M'}, 2},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(type_of(c.bytes), c.type);
+        EXPECT_EQ(gVORELBRIM_Error, 0u);
+    }
+    TempFile empty;
+    SessionGuard session(VORELBRIM_CreateDecInfo(0, empty.path(), 0, 0, 0));
+    EXPECT_EQ(VORELBRIM_GetImageType(session.get()), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 5u) << "not one byte";
+}
+
+TEST(Parser, EverySampleFromEveryKindOfInput) {
+    for (const Sample &sample : all_samples()) {
+        const Parsed memory = parse(sample.bytes);
+        EXPECT_EQ(memory.type, sample.type) << sample.name;
+        EXPECT_EQ(memory.session_type, sample.type) << sample.name;
+        EXPECT_EQ(memory.info.fileSize, sample.bytes.size()) << sample.name;
+        EXPECT_EQ(memory.info.frameCount, sample.type == 6 ? 2u : 1u) << sample.name;
+        for (const Kind kind : kAllKinds) {
+            const Parsed other = parse(kind, sample.bytes);
+            EXPECT_EQ(other.type, memory.type) << sample.name;
+            EXPECT_EQ(0, memcmp(&other.info, &memory.info, sizeof other.info)) << sample.name;
+        }
+    }
+}
+
+TEST(Parser, NullArguments) {
+    ImageInfo info;
+    Input input(Kind::kMemory, gif_still());
+    EXPECT_EQ(VORELBRIM_Parser(nullptr, &info), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 1u);
+    EXPECT_EQ(VORELBRIM_Parser(input.session(), nullptr), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 0u);
+    EXPECT_EQ(VORELBRIM_JpgParser(nullptr, &info), 0);
+    EXPECT_EQ(VORELBRIM_ThumbnailParser(nullptr, &info), 0);
+    EXPECT_EQ(VORELBRIM_SimpleParserGIF(nullptr, &info, 0), 0);
+    EXPECT_EQ(VORELBRIM_GetImageType(nullptr), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 1u);
+}
+
+TEST(Parser, AStreamWithoutRewindIsReadFromWhereItStands) {
+    StreamSource source(gif_still());
+    SessionGuard session(source.open(0, 0, false));
+    ImageInfo info;
+    EXPECT_EQ(VORELBRIM_Parser(session.get(), &info), 4);
+}
+
+TEST(ParserLimits, PixelsAndSides) {
+    const struct {
+        const char *what;
+        Bytes bytes;
+        int32_t type, session_type;
+        uint32_t width, height;
+    } cases[] = {
+        {"15000 squared passes", jpeg_header(15000, 15000), 1, 1, 15000, 15000},
+        {"a column more does not", jpeg_header(15001, 15000), 0, 1, 15001, 15000},
+        {"PNG of 65536 squared, 0 in 32 bits", png_header(65536, 65536, 0), 0, 3, 65536, 65536},
+        {"PNG of 2^31 x 2", png_header(0x80000000u, 2, 0), 0, 3, 0x80000000u, 2},
+        {"PNG without a row", png_header(5, 0, 0), 0, 3, 5, 0},
+        {"bitmap of the most negative height", bmp_header(40, 2, 0x80000000u), 0, 2, 2, 0x80000000u},
+        {"WBMP of 5000 squared", wbmp(5000, 5000, {}), 5, 5, 5000, 5000},
+        {"WBMP of side 0", wbmp(0, 9, {}), 0, 5, 0, 9},
+    };
+    for (const auto &c : cases) {
+        const Parsed parsed = parse(c.bytes);
+        EXPECT_EQ(parsed.type, c.type) << c.what;
+        EXPECT_EQ(parsed.session_type, c.session_type) << c.what;
+        EXPECT_EQ(parsed.info.width, c.width) << c.what;
+        EXPECT_EQ(parsed.info.height, c.height) << c.what;
+    }
+    EXPECT_EQ(parse(wbmp(5001, 4, {})).session_type, 0);
+    EXPECT_EQ(parse(wbmp(4, 5001, {})).session_type, 0);
+}
+
+TEST(ParserJpeg, RefusedHeadersAndFields) {
+    const Parsed progressive = parse(jpeg_header(20, 30, 0xC2));
+    EXPECT_EQ(progressive.type, 1);
+    EXPECT_EQ(progressive.info.progressive, 1u);
+    const Parsed refused = parse(jpeg_header(0, 30));
+    EXPECT_EQ(refused.type, 0);
+    EXPECT_EQ(refused.error, 5u);
+
+    Input input(Kind::kMemory, jpeg_header(20, 30, 0xC2));
+    ImageInfo info;
+    EXPECT_EQ(VORELBRIM_JpgParser(input.session(), &info), 1);
+    EXPECT_EQ(info.width, 20u);
+    EXPECT_EQ(input.session()->imageHeight, 30u);
+    EXPECT_EQ(input.session()->jpegProgressive, 1u);
+    EXPECT_EQ(input.session()->imageType, 1);
+    EXPECT_EQ(VORELBRIM_ThumbnailParser(input.session(), &info), 1);
+    EXPECT_EQ(info.width, 0u) << "thumbnails are not looked for";
+    int32_t offset = 7, length = 7;
+    EXPECT_EQ(VORELBRIM_GetJpegOffset(input.session(), &offset, &length), 0);
+    EXPECT_EQ(offset, 0);
+    EXPECT_EQ(length, 0);
+    EXPECT_EQ(gVORELBRIM_Error, 0u);
+
+    Input gif(Kind::kMemory, gif_still());
+    EXPECT_EQ(VORELBRIM_JpgParser(gif.session(), &info), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 5u);
+}
+
+TEST(ParserPng, FieldsAndShortHeaders) {
+    const Bytes whole = png_header(0x01020304, 7, 1);
+    EXPECT_EQ(parse(whole).info.progressive, 1u);
+    const Bytes small = png_header(300, 7 << 8, 1);
+    const Parsed cut = parse(head(small, 23));
+    EXPECT_EQ(cut.type, 3) << "the last byte of the height counts as 0";
+    EXPECT_EQ(cut.info.height, 7u << 8);
+    EXPECT_EQ(cut.info.progressive, 0u);
+    const Parsed refused = parse(head(small, 22));
+    EXPECT_EQ(refused.type, 0);
+    EXPECT_EQ(refused.error, 5u);
+}
+
+TEST(ParserBmp, HeaderSizes) {
+    LogCapture log;
+    const struct {
+        const char *what;
+        uint32_t header, width, height;
+        int32_t type;
+        uint32_t out_height;
+        size_t lines;
+    } cases[] = {
+        {"core header", 12, 300, 400, 2, 400, 0},
+        {"40 bytes", 40, 300, 400, 2, 400, 0},
+        {"top-down", 40, 300, static_cast<uint32_t>(-400), 2, 400, 0},
+        {"124 bytes", 124, 300, 400, 2, 400, 0},
+        {"13 is unknown", 13, 300, 400, 0, 0, 1},
+        {"39 is unknown", 39, 300, 400, 0, 0, 1},
+        {"only the low byte counts", 0x100 + 40, 300, 400, 2, 400, 0},
+    };
+    for (const auto &c : cases) {
+        const Parsed parsed = parse(bmp_header(c.header, c.width, c.height));
+        EXPECT_EQ(parsed.type, c.type) << c.what;
+        if (c.type) EXPECT_EQ(parsed.info.height, c.out_height) << c.what;
+        const std::vector<LogLine> lines = log.take();
+        ASSERT_EQ(lines.size(), c.lines) << c.what;
+        if (c.lines) EXPECT_EQ(lines[0].text.rfind("[BRIM_Parse:", 0), 0u) << lines[0].text;
+    }
+    const Bytes header = bmp_header(40, 3, 3);
+    const Parsed cut = parse(head(header, 25));
+    EXPECT_EQ(cut.type, 0);
+    EXPECT_EQ(cut.error, 5u);
+}
+
+TEST(ParserBmp, TheOffsetParserTakesOtherHeaders) {
+    LogCapture log;
+    const struct {
+        uint32_t header;
+        int32_t type;
+    } cases[] = {{12, 2}, {13, 2}, {40, 2}, {64, 2}, {65, 0}, {124, 0}};
+    for (const auto &c : cases) {
+        Input input(Kind::kMemory, bmp_header(c.header, 3, 4));
+        IoInfo *io = input.session()->ioInfo;
+        StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
+        ImageInfo info = {};
+        EXPECT_EQ(BRIM_ParseJPEGOffset(input.session(), &stream, &info), c.type) << c.header;
+    }
+    EXPECT_EQ(log.take().size(), 2u);
+}
+
+TEST(ParserWbmp, HeaderIntegers) {
+    const struct {
+        const char *what;
+        Bytes bytes;
+        int32_t type;
+        uint32_t error;
+    } cases[] = {
+        {"nine leading zero groups each", cat({{0, 0}, wbmp_integer(9, 9), wbmp_integer(3, 9), {1, 1, 1}}), 5, 0},
+        {"width of 17 bytes, height of one", cat({{0, 0}, wbmp_integer(9, 17), wbmp_integer(3)}), 5, 0},
+        {"width of 17 bytes, height of two", cat({{0, 0}, wbmp_integer(9, 17), wbmp_integer(3, 2)}), 0, 0},
+        {"width of 18 bytes leaves none for the height", cat({{0, 0}, wbmp_integer(9, 18), wbmp_integer(3)}), 0, 0},
+        {"width without an end", cat({{0, 0}, Bytes(30, 0x81)}), 0, 0},
+        {"width cut off", {0, 0, 0x81, 0x81}, 0, 5},
+        {"height missing", {0, 0, 0x81, 0x01}, 0, 5},
+        {"three bytes", {0, 0, 1}, 0, 0},
+        {"a value that wraps 32 bits", cat({{0, 0, 0x90, 0x80, 0x80, 0x80, 0x08}, {1}}), 0, 0},
+    };
+    for (const auto &c : cases) {
+        const Parsed parsed = parse(c.bytes);
+        EXPECT_EQ(parsed.type, c.type) << c.what;
+        EXPECT_EQ(parsed.error, c.error) << c.what;
+    }
+}
+
+TEST(ParserGif, BlocksCountAndCut) {
+    const Bytes two = cat({gif_screen(4, 4), gif_image(), gif_image()});
+    const Bytes screen = gif_screen(4, 4);
+    const struct {
+        const char *what;
+        Bytes bytes;
+        int32_t type;
+        uint32_t frames;
+    } cases[] = {
+        {"one image", cat({screen, gif_image(), {0x3B}}), 4, 1},
+        {"two images", cat({two, {0x3B}}), 6, 2},
+        {"what stands behind the trailer does not count", cat({screen, gif_image(), {0x3B}, gif_image()}), 4, 1},
+        {"no trailer", two, 6, 2},
+        {"cut inside the second descriptor", head(two, two.size() - 10), 6, 2},
+        {"cut inside the second image's data", head(two, two.size() - 2), 6, 2},
+        {"junk between blocks", cat({screen, {1, 2, 3}, gif_image(), {9, 9}, gif_image(), {7, 0x3B}}), 6, 2},
+        {"no image", cat({screen, {0x3B}}), 0, 0},
+        {"local and global tables", cat({gif_screen(4, 4, 7), gif_image(7), gif_image(0), {0x3B}}), 6, 2},
+        {"global table cut off", head(gif_screen(4, 4, 7), 100), 0, 0},
+        {"unknown extension: only the label goes", cat({screen, {0x21, 0x55, 0x2C}, Bytes(8, 0), {0, 0, 0}, {0x3B}}), 4,
+         1},
+        {"control of another size is junk", cat({screen, {0x21, 0xF9, 5, 0, 0, 0, 0, 0, 0}, gif_image(), {0x3B}}), 4,
+         1},
+        {"control cut off", cat({screen, gif_image(), {0x21, 0xF9, 4, 0, 1}}), 0, 1},
+        {"comment cut off at its end", cat({screen, gif_image(), {0x21, 0xFE, 1, 'x'}}), 4, 1},
+        {"comment cut off within a sub-block", cat({screen, gif_image(), {0x21, 0xFE, 9, 'x'}}), 0, 1},
+        {"extension mark at the very end", cat({screen, gif_image(), {0x21}}), 4, 1},
+        {"width 0", cat({gif_screen(0, 4), gif_image(), {0x3B}}), 0, 0},
+        {"sides of 15000", cat({gif_screen(15000, 15000), gif_image(), {0x3B}}), 4, 1},
+        {"height of 15001", cat({gif_screen(4, 15001), gif_image(), {0x3B}}), 0, 0},
+        {"12 bytes", head(screen, 12), 0, 0},
+    };
+    for (const auto &c : cases) {
+        for (const Kind kind : kAllKinds) {
+            const Parsed parsed = parse(kind, c.bytes);
+            EXPECT_EQ(parsed.type, c.type) << c.what << ", kind " << static_cast<int>(kind);
+            EXPECT_EQ(parsed.info.frameCount, c.frames) << c.what;
+        }
+    }
+}
+
+TEST(ParserGif, DataBeyondABlockIsSkipped) {
+    Bytes data;
+    for (int i = 0; i < 300; ++i) data = cat({data, {255}, Bytes(255, 0x3B)});
+    const Bytes bytes = cat({gif_screen(4, 4), gif_image(-1, cat({data, {0}})), gif_image(), {0x3B}});
+    for (const Kind kind : kAllKinds) EXPECT_EQ(parse(kind, bytes).type, 6);
+}
+
+TEST(ParserGif, DurationsAddUp) {
+    EXPECT_EQ(parse(gif_animation()).duration, 120u);
+    Input input(Kind::kMemory, gif_animation());
+    ImageInfo info;
+    EXPECT_EQ(VORELBRIM_SimpleParserGIF(input.session(), &info, 60), 6);
+    EXPECT_EQ(input.session()->totalDuration, 60u + 70u) << "each delay is at least the minimum";
+    Input other(Kind::kMemory, cat({{'?', '?', '?'}, tail(gif_still(), gif_still().size() - 3)}));
+    EXPECT_EQ(VORELBRIM_SimpleParserGIF(other.session(), &info, 0), 4) << "the signature is not looked at";
+    EXPECT_EQ(info.frameCount, 1u);
+}
+
+// A stream handed in without a size is at its end anywhere but at byte 0.
+TEST(ParserGif, AFileOfUnknownSizeNeedsItsTrailer) {
+    const TempFile with(gif_still()), without(cat({gif_screen(4, 4), gif_image()}));
+    const struct {
+        const TempFile &file;
+        int32_t type;
+    } cases[] = {{with, 4}, {without, 0}};
+    for (const auto &c : cases) {
+        FILE *stdio = std::fopen(c.file.path(), "rb");
+        SessionGuard session(VORELBRIM_CreateDecInfo(2, stdio, 0, 0, 0));
+        ImageInfo info;
+        EXPECT_EQ(VORELBRIM_Parser(session.get(), &info), c.type);
+        std::fclose(stdio);
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

@@ -1,0 +1,113 @@
+#include "support/inputs.h"
+
+#include <dirent.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace vorel::test {
+
+TempFile::TempFile(const Bytes &bytes) : path_("/tmp/vorel-test-XXXXXX") {
+    const int descriptor = mkstemp(path_.data());
+    if (descriptor < 0 || write(descriptor, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) abort();
+    close(descriptor);
+}
+
+TempFile::~TempFile() { unlink(path_.c_str()); }
+
+GuardBuffer::GuardBuffer(size_t size, uint8_t fill) : size_(size) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t pages = (size + page - 1) / page * page;
+    map_bytes_ = pages + page;
+    map_ = mmap(nullptr, map_bytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (map_ == MAP_FAILED) abort();
+    uint8_t *end = static_cast<uint8_t *>(map_) + pages;
+    if (mprotect(end, page, PROT_NONE) != 0) abort();
+    data_ = end - size;
+    std::memset(data_, fill, size);
+}
+
+GuardBuffer::GuardBuffer(const Bytes &bytes) : GuardBuffer(bytes.size()) {
+    std::copy(bytes.begin(), bytes.end(), data_);
+}
+
+GuardBuffer::~GuardBuffer() { munmap(map_, map_bytes_); }
+
+int32_t StreamSource::read(void *context, void *destination, int32_t count) {
+    auto *self = static_cast<StreamSource *>(context);
+    const size_t left = self->bytes.size() - self->position;
+    const size_t come = std::min({left, static_cast<size_t>(count), static_cast<size_t>(self->chunk)});
+    if (come > 0) std::memcpy(destination, self->bytes.data() + self->position, come);
+    self->position += come;
+    return static_cast<int32_t>(come);
+}
+
+int32_t StreamSource::skip(void *context, int32_t, int32_t count) {
+    auto *self = static_cast<StreamSource *>(context);
+    const size_t left = self->bytes.size() - self->position;
+    self->position += std::min(left, static_cast<size_t>(std::max(count, 0)));
+    return static_cast<int32_t>(self->position);
+}
+
+int32_t StreamSource::rewind(void *context, int32_t, int32_t) {
+    static_cast<StreamSource *>(context)->position = 0;
+    return 0;
+}
+
+DecInfo *StreamSource::open(int32_t color_format, uint32_t options, bool with_rewind) {
+    return VORELBRIM_CreateDecInfoWithStream(this, size(), read, skip, with_rewind ? rewind : nullptr, color_format,
+                                             options);
+}
+
+Input::Input(Kind kind, const Bytes &bytes, int32_t color_format, uint32_t options)
+    : file_(bytes), memory_(bytes), stream_(bytes) {
+    const auto size = static_cast<int32_t>(bytes.size());
+    switch (kind) {
+        case Kind::kPath:
+            session_ = VORELBRIM_CreateDecInfo(0, file_.path(), 0, color_format, options);
+            break;
+        case Kind::kMemory:
+            session_ = VORELBRIM_CreateDecInfo(1, memory_.data(), size, color_format, options);
+            break;
+        case Kind::kStdio:
+            stdio_ = std::fopen(file_.path(), "rb");
+            session_ = VORELBRIM_CreateDecInfo(2, stdio_, size, color_format, options);
+            break;
+        case Kind::kStream:
+            session_ = stream_.open(color_format, options);
+            break;
+        case Kind::kOwnedMemory: {
+            void *block = VORELBRIM_OsMalloc(size);
+            if (block && size > 0) std::memcpy(block, bytes.data(), bytes.size());
+            session_ = VORELBRIM_CreateDecInfo(5, block, size, color_format, options);
+            if (!session_) VORELBRIM_OsFree(block);
+            break;
+        }
+    }
+}
+
+Input::~Input() {
+    { const SessionGuard session(session_); }
+    if (stdio_) std::fclose(stdio_);
+}
+
+SessionGuard::~SessionGuard() {
+    if (!session_) return;
+    IoInfo *left_behind =
+        session_->ioInfo && session_->ioInfo->kind == 5 && !session_->regionMap ? session_->ioInfo : nullptr;
+    VORELBRIM_DestroyDecInfo(session_);
+    VORELBRIM_OsFree(left_behind);
+}
+
+int open_descriptors() {
+    int count = 0;
+    DIR *folder = opendir("/proc/self/fd");
+    while (readdir(folder)) ++count;
+    closedir(folder);
+    return count;
+}
+
+}  // namespace vorel::test
