@@ -16,6 +16,9 @@ KernelTable make_table(SimdTarget target) {
     add_scalar_colour(&table);
     add_scalar_samples(&table);
     add_vector_islow(target, &table);
+    add_vector_scaled(target, &table);
+    add_vector_colour(target, &table);
+    add_vector_samples(target, &table);
     return table;
 }
 

@@ -88,6 +88,55 @@ inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
 #endif
 }
 
+// Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1 or 2), and
+//     vector(d, x)       does as many elements from x on as d has lanes
+//     scalar(x, count)   does count elements by the scalar twin
+// The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the scalar
+// twin.
+template <class D8, class Row>
+inline void sweep_whole_units(D8 d, const Row &row, int32_t count) {
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+    if (count < kStep) {
+        if constexpr (kStep > 16) {
+            sweep_whole_units(hn::Half<D8>(), row, count);
+        } else {
+            row.scalar(0, count);
+        }
+        return;
+    }
+    int32_t x = 0;
+    for (; count - x >= kStep; x += kStep) row.vector(d, x);
+    if (x < count) row.vector(d, count - kStep);
+}
+template <class Row>
+inline void sweep(const Row &row, int32_t count) {
+    const int32_t whole = count - count % Row::kUnit;
+    sweep_whole_units(hn::ScalableTag<uint8_t>(), row, whole);
+    if (whole < count) row.scalar(whole, count - whole);
+}
+
+// The same where outputs may be inputs: vector(d, x) gives its result, which store(d, result, x) puts in its place. The
+// last result is made before its inputs are overwritten.
+template <class D8, class Row>
+inline void sweep_in_place(D8 d, const Row &row, int32_t count) {
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+    if (count < kStep) {
+        if constexpr (kStep > 16) {
+            sweep_in_place(hn::Half<D8>(), row, count);
+        } else {
+            row.scalar(0, count);
+        }
+        return;
+    }
+    const auto last = row.vector(d, count - kStep);
+    for (int32_t x = 0; x < count - kStep; x += kStep) row.store(d, row.vector(d, x), x);
+    row.store(d, last, count - kStep);
+}
+template <class Row>
+inline void sweep_in_place(const Row &row, int32_t count) {
+    sweep_in_place(hn::ScalableTag<uint8_t>(), row, count);
+}
+
 VOREL_SIMD_END
 
 #endif
