@@ -15,6 +15,7 @@ KernelTable make_table(SimdTarget target) {
     add_scalar_scaled(&table);
     add_scalar_colour(&table);
     add_scalar_samples(&table);
+    add_vector_islow(target, &table);
     return table;
 }
 
