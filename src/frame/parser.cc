@@ -61,10 +61,12 @@ bool decodable_size(const ImageInfo *info) {
            uint64_t{info->width} * info->height <= kMaxPixels;
 }
 
-// Runs core(stream) at the input's start. The session keeps the type even where the size is refused.
+// Runs core(stream) at the input's start. The session keeps the type even where the size is refused; what was never
+// read has the size 0 x 0, whatever the session held before.
 template <typename Core>
 int32_t parse_sized(DecInfo *session, ImageInfo *info, const Core &core) {
     std::memset(info, 0, sizeof *info);
+    session->imageWidth = session->imageHeight = 0;
     {
         ParseCursor cursor(session->ioInfo);
         if (!cursor.open()) return VOREL_IMAGE_NONE;
