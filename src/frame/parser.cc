@@ -56,9 +56,9 @@ void publish(DecInfo *session, ImageInfo *info) {
     session->jpegComponents = info->numComponents;
 }
 
+// No side above the limit passes, so sizes fit 31 bits from here on.
 bool decodable_size(const ImageInfo *info) {
-    return info->width != 0 && info->height != 0 && info->width <= INT32_MAX && info->height <= INT32_MAX &&
-           uint64_t{info->width} * info->height <= kMaxPixels;
+    return info->width != 0 && info->height != 0 && uint64_t{info->width} * info->height <= kMaxPixels;
 }
 
 // Runs core(stream) at the input's start. The session keeps the type even where the size is refused; what was never
