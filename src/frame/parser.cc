@@ -56,15 +56,17 @@ void publish(DecInfo *session, ImageInfo *info) {
     session->jpegComponents = info->numComponents;
 }
 
+// No side above the limit passes, so sizes fit 31 bits from here on.
 bool decodable_size(const ImageInfo *info) {
-    return info->width != 0 && info->height != 0 && info->width <= INT32_MAX && info->height <= INT32_MAX &&
-           uint64_t{info->width} * info->height <= kMaxPixels;
+    return info->width != 0 && info->height != 0 && uint64_t{info->width} * info->height <= kMaxPixels;
 }
 
-// Runs core(stream) at the input's start. The session keeps the type even where the size is refused.
+// Runs core(stream) at the input's start. The session keeps the type even where the size is refused; what was never
+// read has the size 0 x 0, whatever the session held before.
 template <typename Core>
 int32_t parse_sized(DecInfo *session, ImageInfo *info, const Core &core) {
     std::memset(info, 0, sizeof *info);
+    session->imageWidth = session->imageHeight = 0;
     {
         ParseCursor cursor(session->ioInfo);
         if (!cursor.open()) return VOREL_IMAGE_NONE;

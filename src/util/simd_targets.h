@@ -43,6 +43,8 @@ void mask_simd_target(SimdTarget target, bool masked);
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
+// Sanitized builds would switch on Highway's assertions, whose failure function is in the library that is not linked.
+#define HWY_IS_DEBUG_BUILD 0
 #include <hwy/detect_targets.h>
 #endif
 

@@ -125,6 +125,15 @@ TEST(Parser, AStreamWithoutRewindIsReadFromWhereItStands) {
     EXPECT_EQ(VORELBRIM_Parser(session.get(), &info), 4);
 }
 
+TEST(Parser, AFailedParseReportsNoSizeOfAnEarlierOne) {
+    Input input(Kind::kMemory, cat({gif_screen(4, 15001), jpeg_header(20, 30)}));
+    ImageInfo info;
+    ASSERT_EQ(VORELBRIM_JpgParser(input.session(), &info), 1) << "the header's reader looks for its start";
+    EXPECT_EQ(VORELBRIM_Parser(input.session(), &info), 0);
+    EXPECT_EQ(info.width, 0u);
+    EXPECT_EQ(info.height, 0u);
+}
+
 TEST(ParserLimits, PixelsAndSides) {
     const struct {
         const char *what;

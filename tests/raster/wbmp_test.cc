@@ -220,6 +220,30 @@ TEST(WbmpTolerance, LongHeadersAndTrailingBytesAreAccepted) {
     }
 }
 
+// The decoder called without the parser.
+TEST(WbmpTolerance, SidesThatDetectionRefuses) {
+    const WbmpTarget wide = {5001, 1, COLOR_RGB888, false};
+    const struct {
+        const char *what;
+        Bytes bytes;
+        uint32_t width;
+    } cases[] = {
+        {"above 5000", wbmp(5001, 1, Bytes(626, 0xFF)), 5001},
+        {"width 0", wbmp(0, 1, {0xFF}), 0},
+        {"height cut off", {0, 0, 0xA7, 0x09}, 0},
+    };
+    for (const auto &c : cases) {
+        for (const uint32_t option : {0u, 0x700u}) {
+            for (const Kind kind : kServedKinds) {
+                const Decoded got = decode(kind, c.bytes, wide, option);
+                EXPECT_EQ(got.result, 1) << c.what;
+                EXPECT_EQ(got.width, c.width) << c.what;
+                EXPECT_EQ(got.pixels[0], c.width ? option ? 252 : 255 : 0x5B) << c.what;
+            }
+        }
+    }
+}
+
 TEST(WbmpTolerance, AFileShorterThanItsSessionWasToldIsBlackBelow) {
     const Bytes rows(4, 0xFF);
     TempFile file(wbmp(8, 9, rows));
