@@ -7,7 +7,7 @@ quietly() {
   shift
   "$@" >"$log" 2>&1 </dev/null || status=$?
   if [ $status != 0 ]; then
-    tail -n 60 "$log" >&2
+    grep -vE '^\[[0-9]+/[0-9]+\] ' "$log" | tail -n 80 >&2
     say "Failed ($status): $*"
   fi
   return $status

@@ -50,6 +50,21 @@ int largest_difference(const Bytes &a, const Bytes &b) {
     return largest;
 }
 
+// The JPEG without its segments of one marker; what comes with and after the first SOS stays.
+Bytes without_segments(const Bytes &jpeg, uint8_t marker) {
+    Bytes out(jpeg.begin(), jpeg.begin() + 2);
+    size_t at = 2;
+    while (jpeg[at + 1] != 0xDA) {
+        const size_t next = at + 2 + static_cast<size_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
+        if (jpeg[at + 1] != marker)
+            out.insert(out.end(), jpeg.begin() + static_cast<ptrdiff_t>(at),
+                       jpeg.begin() + static_cast<ptrdiff_t>(next));
+        at = next;
+    }
+    out.insert(out.end(), jpeg.begin() + static_cast<ptrdiff_t>(at), jpeg.end());
+    return out;
+}
+
 TEST_F(Tool, BadUsageIsStatusTwoAndOneLine) {
     const Arguments lines[] = {
         {},
@@ -218,6 +233,8 @@ TEST_F(Tool, SizesAndFits) {
         {{"--size", "60x21"}, 60, 21, true, true},
         {{"--size", "60x21", "--fit", "topleft"}, 60, 21, false, true},
         {{"--size", "60x21", "--fit", "packed"}, 37, 21, false, false},
+        {{"--size", "60x21", "--fit", "packed", "--format", "nv12"}, 37, 21, false, false},
+        {{"--size", "60x90", "--fit", "packed", "--rotate", "270"}, 21, 37, false, false},
         {{"--size", "60x21", "--fit", "stretch"}, 60, 21, false, false},
         {{"--size", "18x10", "--fit", "cover"}, 18, 10, false, false},
     };
@@ -273,13 +290,9 @@ TEST_F(Tool, InfoJsonIsAnArrayOfRecords) {
     EXPECT_EQ(records[2].value("type", ""), "WBMP");
 }
 
+// A JPEG whose quantisation tables are missing parses, and fails when its decoder is set up.
 TEST_F(Tool, LogShowsTheDiagnosticsOfAFailure) {
-    const Bytes jpeg = folder.get("color.jpg");
-    Bytes no_tables(jpeg.begin(), jpeg.begin() + 2);  // SOI, then a frame header without the tables before it
-    const uint8_t sof0[] = {0xFF, 0xC0};
-    const auto frame = std::search(jpeg.begin(), jpeg.end(), sof0, sof0 + 2);
-    no_tables.insert(no_tables.end(), frame, frame + 2 + frame[3]);
-    folder.put("bad.jpg", no_tables);
+    folder.put("bad.jpg", without_segments(folder.get("color.jpg"), 0xDB));
     const ToolRun quiet = folder.run({"decode", "bad.jpg", "out.png"});
     const ToolRun talking = folder.run({"decode", "bad.jpg", "out.png", "--log"});
     EXPECT_EQ(quiet.status, 1);

@@ -131,6 +131,15 @@ void decode_into(Session &session, Picture &picture, const DecodeOptions &option
     throw Failure(options.in + ": cannot be decoded" + (reason.empty() ? "" : ": " + reason));
 }
 
+// The session speaks of the picture before it is turned.
+void set_size_from(Session &session, const DecodeOptions &options, Picture *picture) {
+    Size size = {static_cast<int32_t>(session.get()->outWidth), static_cast<int32_t>(session.get()->outHeight)};
+    if (turns_sideways(options)) std::swap(size.width, size.height);
+    if (size.width < 1 || size.height < 1 || size.width > picture->width || size.height > picture->height)
+        throw Failure(options.in + ": the decoded size is not inside the rectangle");
+    set_size(picture, size.width, size.height);
+}
+
 int decode(const DecodeOptions &options) {
     const PixelFormat &format = *find_format(options.format);
     check_usage(options, format);
@@ -145,8 +154,13 @@ int decode(const DecodeOptions &options) {
     if (picture_bytes(format, size.width, size.height) > INT32_MAX)
         throw Failure(options.in + ": " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                       " pixels of " + options.format + " are more than 2 GiB");
-    Picture picture = make_picture(format, size.width, size.height);
+    // A JPEG may be packed: rows as long as the picture, which is known only when it is decoded. WBMP is always
+    // centred.
+    const bool packed = options.fit == "packed" && session.type() == VOREL_IMAGE_JPEG;
+    Picture picture =
+        packed ? make_unsized_picture(format, size.width, size.height) : make_picture(format, size.width, size.height);
     decode_into(session, picture, options);
+    if (packed) set_size_from(session, options, &picture);
     write_picture(picture, options.out, cancelled);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
     return kExitOk;

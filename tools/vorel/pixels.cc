@@ -140,6 +140,17 @@ Picture make_picture(const PixelFormat &format, int32_t width, int32_t height) {
     return picture;
 }
 
+Picture make_unsized_picture(const PixelFormat &format, int32_t width, int32_t height) {
+    const uint8_t fill = format.layout == Layout::kPlanar || format.layout == Layout::kSemiPlanar ? kMiddleChroma : 0;
+    return {&format, width, height, std::vector<uint8_t>(picture_bytes(format, width, height), fill)};
+}
+
+void set_size(Picture *picture, int32_t width, int32_t height) {
+    picture->width = width;
+    picture->height = height;
+    picture->bytes.resize(picture_bytes(*picture->format, width, height));
+}
+
 bool is_gray(const Picture &picture) { return picture.format->layout == Layout::kGray; }
 
 void gray_row(const Picture &picture, int32_t y, uint8_t *out) {

@@ -48,6 +48,11 @@ uint64_t picture_bytes(const PixelFormat &format, int32_t width, int32_t height)
 // A black picture: zeros, and chroma in the middle of its range.
 Picture make_picture(const PixelFormat &format, int32_t width, int32_t height);
 
+// The same for a picture whose size turns out later, at most width x height, and which covers all of its rectangle: the
+// planes may begin anywhere, so chroma's middle stands everywhere.
+Picture make_unsized_picture(const PixelFormat &format, int32_t width, int32_t height);
+void set_size(Picture *picture, int32_t width, int32_t height);
+
 bool is_gray(const Picture &picture);
 
 // Row y as width bytes of gray, for a picture that is gray, or as width times R, G, B.

@@ -1,6 +1,7 @@
 // The decoder's entries for sessions.
 #include <climits>
 
+#include "jpeg/decoder/method.h"
 #include "jpeg/decoder/orientation.h"
 #include "jpeg/decoder/setup.h"
 
@@ -91,6 +92,22 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
     return BRIMJ_DecodeFrame(session, stream.get(), output, width, height) == 1;
 }
 
+DecodeRequest request_of(const DecInfo *session, int32_t width, int32_t height, int32_t sample_size) {
+    return {static_cast<int32_t>(session->imageWidth),
+            static_cast<int32_t>(session->imageHeight),
+            width,
+            height,
+            sample_size,
+            static_cast<int32_t>(session->jpegComponents),
+            static_cast<int32_t>(session->jpegMaxH) * kBlockSide,
+            static_cast<int32_t>(session->jpegMaxV) * kBlockSide,
+            static_cast<int32_t>(session->jpegRestartInterval),
+            session->ioInfo->size,
+            session->jpegProgressive != 0,
+            session->dualMode != 0,
+            session->partialHeight != 0};
+}
+
 // A cancel from before the decode is over; a child keeps what its parent's failure wrote into it.
 void clear_abort(DecInfo *session) {
     if (!session->parent) store_relaxed(&session->abortFlag, 0u);
@@ -111,18 +128,20 @@ int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int3
 }
 
 int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sampleSize) {
-    if (!session || !output || width == 0 || height == 0) return 0;
+    if (!session || !session->ioInfo || !output || width == 0 || height == 0) return 0;
     if (session->imageWidth == 0 || session->imageHeight == 0) {
         ImageInfo image;
         if (!VORELBRIM_JpgParser(session, &image)) return 0;
-        session->imageWidth = image.width;
-        session->imageHeight = image.height;
-        session->imageType = VOREL_IMAGE_JPEG;
     }
     if (session->imageType != VOREL_IMAGE_JPEG) return 0;
-    // Sizes and formats that splitting over threads would serve go the same way as the others until it is there: the
-    // pixels are the same.
-    (void)sampleSize;
+    switch (choose_method(request_of(session, width, height, sampleSize)).method) {
+        case DecodeMethod::kPool:
+        case DecodeMethod::kRestart:
+        case DecodeMethod::kTwoSessions:
+            // These give the same pixels on more threads; until they are there the plain path serves them.
+        case DecodeMethod::kPlain:
+            break;
+    }
     return VORELBRIM_DecodeJPEG(session, output, width, height);
 }
 

@@ -75,15 +75,26 @@ bool force_kernels(const char *name);
 // The single-block kernels behind the exported names: samples go to rows[0..][column..].
 using IdctFn = void (*)(const uint8_t *range_limit, const int32_t *multipliers, const int16_t *block, uint8_t **rows,
                         int32_t column);
+// They are these, for any multipliers and coefficients and any range table of 1024 entries.
+// A kernel shape, with the multipliers that make_multipliers gives for it.
+void idct_block(IdctShape shape, const uint8_t *range_limit, const int32_t *multipliers, const int16_t *block,
+                uint8_t **rows, int32_t column);
+// size x size samples, size 8, 4 or 1, of the scaled transform of that many points, from the columns x rows lowest
+// coefficients; the others count as zero and are not read. Multipliers: the scaled form for 8 and 1, that of k4x4 for 4.
+void idct_scaled_corner(int size, int columns, int rows, const uint8_t *range_limit, const int32_t *multipliers,
+                        const int16_t *block, uint8_t **out_rows, int32_t column);
+// 2 x 2 samples, each the mean (truncated) of neighbours of the 3 x 3 shape, first across, then down.
+void idct_halved_3x3(const uint8_t *range_limit, const int32_t *multipliers, const int16_t *block, uint8_t **rows,
+                     int32_t column);
 
 // Range tables, built at compile time. The first: 256 zeros, 0..255, 384 times 255, 384 zeros, 0..127. Samples index it
 // from kRangeZero, kernels (whose samples are centred on 0) from kRangeCentre and modulo 1024.
 constexpr int kRangeZero = 256;
 constexpr int kRangeCentre = 384;
-extern const uint8_t kRangeLimit[1408];
+extern const uint8_t (&kRangeLimit)[1408];
 // The second, for the compressed range 23..233; kernels index it from kCompressedCentre, modulo 1024.
 constexpr int kCompressedCentre = 128;
-extern const uint8_t kCompressedRange[1152];
+extern const uint8_t (&kCompressedRange)[1152];
 
 // Multipliers of a kernel shape for a quantisation table in natural order: plain values for 8x8, 2x2, 2x1, 1x2 and
 // 1x1; scaled products for the others.

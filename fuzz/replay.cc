@@ -1,0 +1,38 @@
+// Runs a fuzz target over kept files: replay FOLDER-OR-FILE...
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+
+namespace {
+
+void replay(const std::filesystem::path &path) {
+    std::printf("%s\n", path.filename().c_str());  // before it runs: the last one named is the one that broke
+    std::fflush(stdout);
+    std::ifstream file(path, std::ios::binary);
+    const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
+    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    int count = 0;
+    for (int i = 1; i < argc; ++i) {
+        if (!std::filesystem::is_directory(argv[i])) {
+            replay(argv[i]);
+            ++count;
+            continue;
+        }
+        for (const auto &entry : std::filesystem::directory_iterator(argv[i])) {
+            replay(entry.path());
+            ++count;
+        }
+    }
+    std::printf("%d files\n", count);
+    return count == 0;
+}

@@ -1,0 +1,174 @@
+// Moving samples about: halving, doubling, interleaving, unpacking.
+#ifndef VOREL_SAMPLE_ROWS_SCALAR
+#define VOREL_SAMPLE_ROWS_SCALAR
+
+#include "jpeg/decoder/kernels/room.h"
+
+namespace vorel {
+namespace {
+
+void scalar_even_samples(const uint8_t *src, int32_t count, uint8_t *dst) {
+    for (int32_t i = 0; i < count; ++i) dst[i] = src[2 * static_cast<ptrdiff_t>(i)];
+}
+
+void scalar_double_samples(const uint8_t *src, int32_t count, uint8_t *dst) {
+    for (int32_t i = 0; i < count; ++i) dst[i] = src[i >> 1];
+}
+
+void scalar_interleave(const uint8_t *a, const uint8_t *b, int32_t count, uint8_t *dst) {
+    for (int32_t i = 0; i < count; ++i) {
+        *dst++ = a[i];
+        *dst++ = b[i];
+    }
+}
+
+void scalar_yuyv(const uint8_t *y, const uint8_t *cb, const uint8_t *cr, int32_t count, uint8_t *dst) {
+    for (int32_t i = 0; i < count; ++i) {
+        *dst++ = *y++;
+        *dst++ = cb[i];
+        *dst++ = *y++;
+        *dst++ = cr[i];
+    }
+}
+
+void scalar_unpack_means(const uint32_t *words, int32_t count, uint8_t *a, uint8_t *b, uint8_t *c) {
+    for (int32_t i = 0; i < count; ++i) {
+        a[i] = static_cast<uint8_t>(words[i] >> 22);
+        b[i] = static_cast<uint8_t>(words[i] >> 12);
+        c[i] = static_cast<uint8_t>(words[i] >> 2);
+    }
+}
+
+}  // namespace
+
+void add_scalar_samples(KernelTable *table) {
+    table->even_samples = scalar_even_samples;
+    table->double_samples = scalar_double_samples;
+    table->interleave = scalar_interleave;
+    table->yuyv = scalar_yuyv;
+    table->unpack_means = scalar_unpack_means;
+}
+
+}  // namespace vorel
+
+#endif  // VOREL_SAMPLE_ROWS_SCALAR
+
+#define VOREL_SIMD_FILE "jpeg/decoder/kernels/sample_rows.cc"
+#include "util/simd_targets.h"
+//
+#include "jpeg/decoder/kernels/vector_ops.h"
+
+VOREL_SIMD_BEGIN
+#if VOREL_SIMD_VECTOR
+
+constexpr ptrdiff_t wide(int32_t x, int factor) { return static_cast<ptrdiff_t>(x) * factor; }
+
+struct EvenSamples {
+    static constexpr int32_t kUnit = 1;
+    const uint8_t *src;
+    uint8_t *dst;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        const auto low = hn::LoadU(d, src + wide(x, 2)), high = hn::LoadU(d, src + wide(x, 2) + hn::MaxLanes(d));
+        hn::StoreU(hn::ConcatEven(d, high, low), d, dst + x);
+    }
+    void scalar(int32_t x, int32_t count) const { scalar_even_samples(src + wide(x, 2), count, dst + x); }
+};
+void even_samples(const uint8_t *src, int32_t count, uint8_t *dst) {
+    if (count <= 0) return;
+    // The sample behind the last one must not be read, so vectors stop before it.
+    sweep(EvenSamples{src, dst}, count - 1);
+    dst[count - 1] = src[wide(count - 1, 2)];
+}
+
+// A unit is a pair of samples of dst.
+struct DoubleSamples {
+    static constexpr int32_t kUnit = 1;
+    const uint8_t *src;
+    uint8_t *dst;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        const auto v = hn::LoadU(d, src + x);
+        hn::StoreInterleaved2(v, v, d, dst + wide(x, 2));
+    }
+    void scalar(int32_t x, int32_t count) const { scalar_double_samples(src + x, 2 * count, dst + wide(x, 2)); }
+};
+void double_samples(const uint8_t *src, int32_t count, uint8_t *dst) {
+    sweep(DoubleSamples{src, dst}, count / 2);
+    if (count & 1) dst[count - 1] = src[count / 2];
+}
+
+struct Interleave {
+    static constexpr int32_t kUnit = 1;
+    const uint8_t *a, *b;
+    uint8_t *dst;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        hn::StoreInterleaved2(hn::LoadU(d, a + x), hn::LoadU(d, b + x), d, dst + wide(x, 2));
+    }
+    void scalar(int32_t x, int32_t count) const { scalar_interleave(a + x, b + x, count, dst + wide(x, 2)); }
+};
+void interleave(const uint8_t *a, const uint8_t *b, int32_t count, uint8_t *dst) {
+    sweep(Interleave{a, b, dst}, count);
+}
+
+struct Yuyv {
+    static constexpr int32_t kUnit = 1;
+    const uint8_t *y, *cb, *cr;
+    uint8_t *dst;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        const auto low = hn::LoadU(d, y + wide(x, 2)), high = hn::LoadU(d, y + wide(x, 2) + hn::MaxLanes(d));
+        hn::StoreInterleaved4(hn::ConcatEven(d, high, low), hn::LoadU(d, cb + x), hn::ConcatOdd(d, high, low),
+                              hn::LoadU(d, cr + x), d, dst + wide(x, 4));
+    }
+    void scalar(int32_t x, int32_t count) const {
+        scalar_yuyv(y + wide(x, 2), cb + x, cr + x, count, dst + wide(x, 4));
+    }
+};
+void yuyv(const uint8_t *y, const uint8_t *cb, const uint8_t *cr, int32_t count, uint8_t *dst) {
+    sweep(Yuyv{y, cb, cr, dst}, count);
+}
+
+// Steps of as many words as a vector of bytes has quarters, so several vectors of words in each.
+struct UnpackMeans {
+    static constexpr int32_t kUnit = 1;
+    const uint32_t *words;
+    uint8_t *a, *b, *c;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        const hn::Repartition<uint32_t, D8> d32;
+        const hn::Rebind<uint8_t, decltype(d32)> bytes;
+        constexpr int32_t kWords = static_cast<int32_t>(hn::MaxLanes(hn::Repartition<uint32_t, D8>()));
+        (void)d;
+        for (int32_t i = x; i < x + 4 * kWords; i += kWords) {
+            const auto sums = hn::LoadU(d32, words + i);
+            hn::StoreU(hn::TruncateTo(bytes, hn::ShiftRight<22>(sums)), bytes, a + i);
+            hn::StoreU(hn::TruncateTo(bytes, hn::ShiftRight<12>(sums)), bytes, b + i);
+            hn::StoreU(hn::TruncateTo(bytes, hn::ShiftRight<2>(sums)), bytes, c + i);
+        }
+    }
+    void scalar(int32_t x, int32_t count) const { scalar_unpack_means(words + x, count, a + x, b + x, c + x); }
+};
+void unpack_means(const uint32_t *words, int32_t count, uint8_t *a, uint8_t *b, uint8_t *c) {
+    sweep(UnpackMeans{words, a, b, c}, count);
+}
+
+void add_samples(KernelTable *table) {
+    table->even_samples = even_samples;
+    table->double_samples = double_samples;
+    table->interleave = interleave;
+    table->yuyv = yuyv;
+    table->unpack_means = unpack_means;
+}
+
+#endif  // VOREL_SIMD_VECTOR
+VOREL_SIMD_END
+
+#if VOREL_SIMD_ONCE
+namespace vorel {
+
+void add_vector_samples(SimdTarget target, KernelTable *table) { VOREL_SIMD_CALL(target, add_samples(table)); }
+
+}  // namespace vorel
+#endif

@@ -1,0 +1,111 @@
+#include "jpeg/decoder/decode_support.h"
+
+namespace vorel::test {
+
+int32_t pixel_bytes(int32_t format) {
+    switch (format) {
+        case COLOR_RGB565:
+        case COLOR_RGB565_ALT:
+            return 2;
+        case COLOR_RGB888:
+        case COLOR_BGR565A:
+            return 3;
+        case COLOR_ARGB8888:
+        case COLOR_RGBA8888:
+        case COLOR_BGRA8888:
+            return 4;
+        default:
+            return 0;
+    }
+}
+
+size_t format_bytes(int32_t format, int32_t width, int32_t height) {
+    const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
+    const size_t half_w = (w + 1) / 2, half_h = (h + 1) / 2;
+    switch (format) {
+        case COLOR_YUV420:
+        case COLOR_NV21:
+        case COLOR_NV12:
+            return w * h + 2 * half_w * half_h;
+        case COLOR_YUV422:
+            return w * h + 2 * half_w * h;
+        case COLOR_YUV440:
+            return w * h + 2 * w * half_h;
+        case COLOR_YUV444:
+            return 3 * w * h;
+        case COLOR_GRAY:
+            return w * h;
+        case COLOR_YUYV:
+            return (2 * w + (2 * w & 3)) * h;
+        default:
+            return w * h * static_cast<size_t>(pixel_bytes(format));
+    }
+}
+
+namespace {
+
+// Fills in the target, the buffer and the window of a session.
+bool prepare(DecInfo *session, const DecodeSpec &spec, int32_t *width, int32_t *height, size_t *bytes) {
+    if (!session) return false;
+    *width = spec.width;
+    *height = spec.height;
+    if (*width == 0 || *height == 0) {
+        ImageInfo info;
+        if (VORELBRIM_Parser(session, &info) != VOREL_IMAGE_JPEG) return false;
+        if (*width == 0) *width = static_cast<int32_t>(info.width);
+        if (*height == 0) *height = static_cast<int32_t>(info.height);
+    }
+    *bytes = format_bytes(spec.format, *width, *height);
+    if (spec.window_width == 0) return true;
+    session->partialDecode = 1;
+    session->partialX = spec.window_x;
+    session->partialY = spec.window_y;
+    session->partialWidth = spec.window_width;
+    session->partialHeight = spec.window_height;
+    session->partialToBuffer = spec.window_in_place;
+    if (!spec.window_in_place) {
+        const bool turned = spec.options & 4;
+        const int32_t w = static_cast<int32_t>(turned ? spec.window_height : spec.window_width);
+        const int32_t h = static_cast<int32_t>(turned ? spec.window_width : spec.window_height);
+        *bytes = format_bytes(spec.format, w, h);
+    }
+    return true;
+}
+
+template <typename Run>
+Decoded run_decode(const Bytes &jpeg, const DecodeSpec &spec, const Run &run) {
+    Decoded out;
+    Input input(spec.kind, jpeg, spec.format, spec.options);
+    int32_t width, height;
+    size_t bytes;
+    if (!prepare(input.session(), spec, &width, &height, &bytes)) return out;
+    GuardBuffer buffer(bytes, spec.fill);
+    out.result = run(input.session(), buffer.data(), width, height);
+    out.pixels = buffer.bytes();
+    out.out_width = input.session()->outWidth;
+    out.out_height = input.session()->outHeight;
+    return out;
+}
+
+}  // namespace
+
+Decoded decode(const Bytes &jpeg, const DecodeSpec &spec) {
+    return run_decode(jpeg, spec, [](DecInfo *session, void *output, int32_t width, int32_t height) {
+        return VORELBRIM_DecodeJPEG(session, output, width, height);
+    });
+}
+
+Decoded decode_with_mode(const Bytes &jpeg, const DecodeSpec &spec, int32_t mode) {
+    return run_decode(jpeg, spec, [mode](DecInfo *session, void *output, int32_t width, int32_t height) {
+        IoInfo *io = session->ioInfo;
+        uint8_t *block = BRIMJ_AllocateStreamBuffer(io);
+        StreamBuffer stream = {io, 0, io->size, 0, 0, block};
+        VORELBRIM_Seek_IO(io, 0, SEEK_SET);
+        VORELBRIM_SetDecMode(session, mode);
+        const int32_t result = BRIMJ_DecodeFrame(session, &stream, output, width, height);
+        BRIMJ_ReleaseStreamBuffer(io, block);
+        return result;
+    });
+}
+
+}  // namespace vorel::test

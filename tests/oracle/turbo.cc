@@ -1,0 +1,214 @@
+// libjpeg-turbo behind plain functions.
+#include "oracle/turbo.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+
+#include <jpeglib.h>
+
+namespace vorel::test {
+namespace {
+
+struct ErrorExit {
+    jpeg_error_mgr manager;
+    std::jmp_buf jump;
+};
+
+[[noreturn]] void leave(j_common_ptr info) { std::longjmp(reinterpret_cast<ErrorExit *>(info->err)->jump, 1); }
+void stay_silent(j_common_ptr) {}
+
+void read_planes(jpeg_decompress_struct *info, CodedPicture *out) {
+    const int count = info->num_components;
+    std::vector<Bytes> buffers(static_cast<size_t>(count));
+    std::vector<std::vector<JSAMPROW>> rows(static_cast<size_t>(count));
+    std::vector<JSAMPARRAY> arrays;
+    out->components.resize(static_cast<size_t>(count));
+    for (size_t c = 0; c < out->components.size(); ++c) {
+        const jpeg_component_info &k = info->comp_info[c];
+        CodedPicture::Component &component = out->components[c];
+        component.h = k.h_samp_factor;
+        component.v = k.v_samp_factor;
+        component.plane.width = static_cast<int>(k.downsampled_width);
+        component.plane.height = static_cast<int>(k.downsampled_height);
+        component.plane.samples.resize(static_cast<size_t>(k.downsampled_width) * k.downsampled_height);
+        const size_t stride = (k.width_in_blocks + 4) * DCTSIZE, high = static_cast<size_t>(k.v_samp_factor) * DCTSIZE;
+        buffers[c].resize(stride * high);
+        for (size_t y = 0; y < high; ++y) rows[c].push_back(&buffers[c][y * stride]);
+        arrays.push_back(rows[c].data());
+    }
+    while (info->output_scanline < info->output_height) {
+        const unsigned imcu = info->output_scanline / static_cast<unsigned>(info->max_v_samp_factor * DCTSIZE);
+        jpeg_read_raw_data(info, arrays.data(), static_cast<unsigned>(info->max_v_samp_factor * DCTSIZE));
+        for (size_t c = 0; c < out->components.size(); ++c) {
+            Plane &plane = out->components[c].plane;
+            const int high = out->components[c].v * DCTSIZE;
+            for (int y = 0; y < high; ++y) {
+                const int to = static_cast<int>(imcu) * high + y;
+                if (to >= plane.height) break;
+                std::memcpy(&plane.samples[static_cast<size_t>(to) * static_cast<size_t>(plane.width)],
+                            rows[c][static_cast<size_t>(y)], static_cast<size_t>(plane.width));
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::optional<CodedPicture> turbo_planes(const Bytes &jpeg) {
+    CodedPicture out;
+    jpeg_decompress_struct info;
+    ErrorExit error;
+    info.err = jpeg_std_error(&error.manager);
+    error.manager.error_exit = leave;
+    error.manager.output_message = stay_silent;
+    if (setjmp(error.jump)) {
+        jpeg_destroy_decompress(&info);
+        return std::nullopt;
+    }
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, jpeg.data(), jpeg.size());
+    jpeg_read_header(&info, TRUE);
+    out.width = static_cast<int>(info.image_width);
+    out.height = static_cast<int>(info.image_height);
+    out.baseline = !info.progressive_mode;
+    out.arithmetic = info.arith_code;
+    out.rgb = info.jpeg_color_space == JCS_RGB || info.jpeg_color_space == JCS_CMYK;
+    info.raw_data_out = TRUE;
+    info.dct_method = JDCT_ISLOW;
+    info.out_color_space = info.jpeg_color_space;
+    jpeg_start_decompress(&info);
+    out.max_h = info.max_h_samp_factor;
+    out.max_v = info.max_v_samp_factor;
+    read_planes(&info, &out);
+    out.warnings = static_cast<int>(info.err->num_warnings);
+    jpeg_destroy_decompress(&info);
+    return out;
+}
+
+std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
+    std::vector<CodedBlocks> out;
+    jpeg_decompress_struct info;
+    ErrorExit error;
+    info.err = jpeg_std_error(&error.manager);
+    error.manager.error_exit = leave;
+    error.manager.output_message = stay_silent;
+    if (setjmp(error.jump)) {
+        jpeg_destroy_decompress(&info);
+        return {};
+    }
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, jpeg.data(), jpeg.size());
+    jpeg_read_header(&info, TRUE);
+    jvirt_barray_ptr *arrays = jpeg_read_coefficients(&info);
+    for (int c = 0; c < info.num_components; ++c) {
+        const jpeg_component_info &k = info.comp_info[c];
+        CodedBlocks blocks;
+        blocks.across = static_cast<int>(k.width_in_blocks);
+        blocks.down = static_cast<int>(k.height_in_blocks);
+        for (int i = 0; i < 64; ++i) blocks.quant[i] = k.quant_table->quantval[i];
+        for (unsigned y = 0; y < k.height_in_blocks; ++y) {
+            JBLOCKARRAY row = info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], y, 1, FALSE);
+            blocks.coefficients.insert(blocks.coefficients.end(), row[0][0], row[0][0] + 64 * k.width_in_blocks);
+        }
+        out.push_back(std::move(blocks));
+    }
+    jpeg_destroy_decompress(&info);
+    return out;
+}
+
+namespace {
+
+void set_scans(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_info> *list) {
+    if (scans == Scans::kInterleaved) return;
+    const auto add = [list](std::vector<int> components) {
+        jpeg_scan_info scan = {};
+        scan.comps_in_scan = static_cast<int>(components.size());
+        for (size_t i = 0; i < components.size(); ++i) scan.component_index[i] = components[i];
+        scan.Se = 63;
+        list->push_back(scan);
+    };
+    if (scans == Scans::kLumaThenChroma) {
+        add({0});
+        add({1, 2});
+    } else {
+        for (int c = 0; c < info->num_components; ++c) add({c});
+    }
+    info->scan_info = list->data();
+    info->num_scans = static_cast<int>(list->size());
+}
+
+void set_colour(jpeg_compress_struct *info, Colour colour) {
+    switch (colour) {
+        case Colour::kGray:
+            info->input_components = 1;
+            info->in_color_space = JCS_GRAYSCALE;
+            break;
+        case Colour::kYcc:
+        case Colour::kRgb:
+            info->input_components = 3;
+            info->in_color_space = JCS_RGB;
+            break;
+        case Colour::kCmyk:
+        case Colour::kYcck:
+            info->input_components = 4;
+            info->in_color_space = JCS_CMYK;
+            break;
+    }
+    jpeg_set_defaults(info);
+    if (colour == Colour::kRgb) jpeg_set_colorspace(info, JCS_RGB);
+    if (colour == Colour::kYcck) jpeg_set_colorspace(info, JCS_YCCK);
+}
+
+}  // namespace
+
+Bytes turbo_picture(const PictureSpec &spec) {
+    jpeg_compress_struct info;
+    jpeg_error_mgr error;
+    info.err = jpeg_std_error(&error);
+    jpeg_create_compress(&info);
+    unsigned char *memory = nullptr;
+    unsigned long bytes = 0;
+    jpeg_mem_dest(&info, &memory, &bytes);
+    info.image_width = static_cast<unsigned>(spec.width);
+    info.image_height = static_cast<unsigned>(spec.height);
+    set_colour(&info, spec.colour);
+    jpeg_set_quality(&info, spec.quality, TRUE);
+    info.dct_method = JDCT_ISLOW;
+    info.optimize_coding = spec.optimize;
+    info.restart_interval = spec.restart_interval;
+    for (int c = 0; c < info.num_components; ++c) {
+        const bool first = c == 0 || c == 3;
+        info.comp_info[c].h_samp_factor = first ? spec.h : 1;
+        info.comp_info[c].v_samp_factor = first ? spec.v : 1;
+    }
+    std::vector<jpeg_scan_info> scans;
+    set_scans(&info, spec.scans, &scans);
+    if (spec.progressive) jpeg_simple_progression(&info);
+    jpeg_start_compress(&info, TRUE);
+    std::mt19937 random(spec.seed);
+    const int components = info.input_components;
+    Bytes row(static_cast<size_t>(spec.width) * static_cast<size_t>(components));
+    for (int y = 0; y < spec.height; ++y) {
+        for (int x = 0; x < spec.width; ++x) {
+            for (int c = 0; c < components; ++c) {
+                int value = 40 + (x * (3 + c) + y * (5 - c)) / 4 % 160;
+                if (x * 3 > spec.width * 2 && y * 2 > spec.height) value = 250 - 60 * c;
+                if (spec.noise) value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
+                row[static_cast<size_t>(x * components + c)] =
+                    static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+            }
+        }
+        JSAMPROW pointer = row.data();
+        jpeg_write_scanlines(&info, &pointer, 1);
+    }
+    jpeg_finish_compress(&info);
+    Bytes out(memory, memory + bytes);
+    std::free(memory);
+    jpeg_destroy_compress(&info);
+    return out;
+}
+
+}  // namespace vorel::test
