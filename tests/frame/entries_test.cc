@@ -196,8 +196,8 @@ TEST(ImageUtility, DecodeJpegRefusals) {
     EXPECT_EQ(texts(), std::vector<std::string>{version});
     for (const int32_t format : {-1, 0, 1, 3, 4, 5, 6, 9, 13, 14, 15, 16, 20}) {
         EXPECT_EQ(decodeJPEG(jpeg.data(), length_of(jpeg), out, 16, 16, format), 0);
-        EXPECT_EQ(texts(),
-                  (std::vector<std::string>{version, "VJPEG decodeJPEG not support type : " + std::to_string(format)}));
+        EXPECT_EQ(texts(), (std::vector<std::string>{
+                               version, std::string("VJPEG decodeJPEG not support type : ") + std::to_string(format)}));
     }
     for (const int32_t format : {2, 7, 8, 17, 18, 19}) {
         EXPECT_EQ(decodeJPEG("/tmp/no-such-file", 0, out, 16, 16, format), 0);

@@ -56,7 +56,7 @@ TEST(Sweep, EveryPrefix) {
     for (const Sample &sample : all_samples()) {
         for (size_t length = 0; length <= sample.bytes.size(); ++length) {
             expect_same_from_every_kind(head(sample.bytes, length),
-                                        sample.name + (" cut to " + std::to_string(length)));
+                                        std::string(sample.name) + " cut to " + std::to_string(length));
         }
     }
 }
@@ -69,7 +69,7 @@ TEST(Sweep, EveryByteSetToFourValues) {
                 Bytes bytes = sample.bytes;
                 bytes[at] = static_cast<uint8_t>(value);
                 expect_same_from_every_kind(
-                    bytes, sample.name + (" byte " + std::to_string(at)) + " = " + std::to_string(value));
+                    bytes, std::string(sample.name) + " byte " + std::to_string(at) + " = " + std::to_string(value));
             }
         }
     }

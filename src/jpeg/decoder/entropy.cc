@@ -347,6 +347,13 @@ int32_t decode_mcus(JpegInfo *info, McuMode mode, int32_t count, int16_t *const 
     return stretch.done;
 }
 
+namespace {
+bool g_fast_path = true;
+}
+
+void allow_fast_path(bool allowed) { store_relaxed(&g_fast_path, allowed); }
+bool fast_path_allowed() { return load_relaxed(&g_fast_path); }
+
 bool prepare_fast_tables(JpegInfo *info) {
     EntropyDecoder *entropy = info->entropy;
     if (!entropy->fast) entropy->fast = os_allocate_array<FastHuffTables>(1);

@@ -29,6 +29,10 @@ int32_t decode_mcus(JpegInfo *info, McuMode mode, int32_t count, int16_t *const 
 // Puts what the fast path holds back into the record, for whoever looks at it, and lets the fast path start afresh.
 void close_window(JpegInfo *info);
 
+// The fast path gives the plain path's results; tests turn it off to see that. Takes effect with the next scan set-up.
+void allow_fast_path(bool allowed);
+bool fast_path_allowed();
+
 // Allocates and fills what the fast path needs for the current scan. False when out of memory.
 bool prepare_fast_tables(JpegInfo *info);
 

@@ -361,7 +361,8 @@ int32_t BRIMJ_SetupScan(JpegInfo *info) {
     }
     info->entropy->restartsToGo = info->restartInterval;
     const uint64_t blocks = uint64_t{info->mcusPerRow} * info->mcuRows * info->blocksInMcu;
-    if (is_baseline(info) && blocks >= kFastPathBlocks && !prepare_fast_tables(info)) {
+    const bool fast = is_baseline(info) && blocks >= kFastPathBlocks && fast_path_allowed();
+    if (fast && !prepare_fast_tables(info)) {
         VOREL_TRACE(kTagJpeg);
         return kStepFailed;
     }

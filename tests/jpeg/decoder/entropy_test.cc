@@ -1,0 +1,224 @@
+// The entropy decoder: the fast path against the plain one, on good and on damaged streams; tables; restarts.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "jpeg/decoder/colour_model.h"
+#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/surgery.h"
+
+namespace vorel::test {
+namespace {
+
+class PlainPathOnly {
+  public:
+    PlainPathOnly() { allow_fast_path(false); }
+    ~PlainPathOnly() { allow_fast_path(true); }
+};
+
+Bytes busy_picture(int sampling, unsigned restart, unsigned seed, int quality = 92) {
+    PictureSpec spec;
+    spec.width = 260;
+    spec.height = 250;
+    spec.h = spec.v = sampling;
+    spec.restart_interval = restart;
+    spec.noise = 100;
+    spec.quality = quality;
+    spec.seed = seed;
+    spec.optimize = seed % 2;
+    return turbo_picture(spec);
+}
+
+// Flips, cuts, and puts markers, fill bytes and stuffing into the entropy-coded data.
+Bytes damaged(const Bytes &jpeg, std::mt19937 *random) {
+    Bytes out = jpeg;
+    const size_t first = scan_data(jpeg);
+    const auto place = [&] { return first + (*random)() % (out.size() - first); };
+    switch ((*random)() % 6) {
+        case 0:
+            for (int i = 0; i < 5; ++i) out[place()] ^= static_cast<uint8_t>(1u << (*random)() % 8);
+            return out;
+        case 1:
+            return with_inserted(out, place(), {0xFF, static_cast<uint8_t>(0xD0 + (*random)() % 10)});
+        case 2:
+            return with_inserted(out, place(), {0xFF, 0xFF, 0xFF, 0x00});
+        case 3:
+            return with_inserted(out, place(), {0xFF, 0xFF, 0xD9});
+        case 4:
+            return Bytes(out.begin(), out.begin() + static_cast<ptrdiff_t>(place()));
+        default: {
+            const size_t from = place();
+            return without(out, from, std::min(out.size(), from + (*random)() % 3000));
+        }
+    }
+}
+
+TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
+    std::mt19937 random(11);
+    for (unsigned round = 0; round < 240; ++round) {
+        const unsigned restart = round % 3 == 0 ? 0 : round % 3 == 1 ? 4 : 17;
+        const Bytes good = busy_picture(1 + static_cast<int>(round % 2), restart, round);
+        const Bytes jpeg = round < 6 ? good : damaged(good, &random);
+        const int scale = 1 << round / 6 % 4;
+        DecodeSpec wanted{.format = COLOR_YUV444, .width = 260 / scale, .height = 250 / scale};
+        wanted.options = round % 5 == 0 ? VOREL_OPTION_SKIP_TABLES : 0;
+        for (const Kind kind : {Kind::kMemory, Kind::kPath}) {
+            wanted.kind = kind;
+            const Decoded fast = decode(jpeg, wanted);
+            const PlainPathOnly plain_only;
+            const Decoded plain = decode(jpeg, wanted);
+            EXPECT_EQ(fast.result, plain.result) << round;
+            EXPECT_TRUE(fast.pixels == plain.pixels) << round << " 1/" << scale << " kind " << static_cast<int>(kind);
+        }
+    }
+}
+
+// A record over memory, ready to decode MCUs.
+class Record {
+  public:
+    Record(const Bytes &jpeg, int scale) : jpeg_(jpeg), input_(Kind::kMemory, jpeg, COLOR_GRAY, VOREL_OPTION_SKIP_TABLES) {
+        IoInfo *io = input_.session()->ioInfo;
+        stream_ = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
+        FrameRequest request = {0, 0, nullptr, 260 / scale, 250 / scale};
+        info_ = BRIMJ_Initialize(input_.session(), &stream_, &request);
+    }
+    ~Record() { delete_record(info_); }
+    JpegInfo *get() { return info_; }
+    // The position in bits, and everything else that decoding goes on from.
+    std::vector<int64_t> state() {
+        close_window(info_);
+        const EntropyDecoder *e = info_->entropy;
+        std::vector<int64_t> out = {(int64_t{stream_.totalRead} - stream_.available) * 8 - e->bitCount, e->restartsToGo,
+                                    info_->unreadMarker, e->insufficientData, info_->markerState->nextRestartNumber};
+        for (int i = 0; i < info_->compsInScan; ++i) out.push_back(e->lastDc[i]);
+        const bool small = e->bitCount < 32;
+        EXPECT_EQ(small ? e->bitBuffer >> e->bitCount : 0u, 0u) << "only valid bits are kept";
+        EXPECT_EQ(stream_.totalRead, info_->io->position);
+        return out;
+    }
+
+  private:
+    Bytes jpeg_;
+    Input input_;
+    StreamBuffer stream_;
+    JpegInfo *info_;
+};
+
+TEST(JpegEntropy, StatesBetweenMcusAreThoseOfThePlainPath) {
+    for (const unsigned restart : {0u, 5u}) {
+        const Bytes jpeg = busy_picture(2, restart, 77);
+        for (const McuMode mode : {McuMode::kFull, McuMode::kDc, McuMode::kSkip}) {
+            Record fast(jpeg, mode == McuMode::kFull ? 1 : 8);
+            allow_fast_path(false);
+            Record plain(jpeg, mode == McuMode::kFull ? 1 : 8);
+            allow_fast_path(true);
+            ASSERT_TRUE(fast.get() && plain.get());
+            ASSERT_TRUE(fast.get()->entropy->fast && !plain.get()->entropy->fast);
+            McuBatch *a = fast.get()->batch, *b = plain.get()->batch;
+            const int total = 17 * 16;
+            for (int done = 0, step = 1; done < total; done += step, step = 1 + (step * 7) % 23) {
+                const int count = std::min(step, total - done);
+                ASSERT_EQ(decode_mcus(fast.get(), mode, count, a->blocks, a->last), count);
+                ASSERT_EQ(decode_mcus(plain.get(), mode, count, b->blocks, b->last), count);
+                ASSERT_EQ(fast.state(), plain.state()) << done;
+                if (mode != McuMode::kFull) continue;
+                const size_t bytes = static_cast<size_t>(count) * 6 * sizeof a->coefficients[0];
+                ASSERT_EQ(std::memcmp(a->coefficients, b->coefficients, bytes), 0);
+            }
+        }
+    }
+}
+
+// A symbol that begins below the limit is stored wherever its run leads; the walk over the rest ends on the right bit.
+TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
+    const Bytes jpeg = busy_picture(1, 0, 5, 85);
+    const auto blocks = turbo_coefficients(jpeg);
+    const struct {
+        int32_t (*decode)(JpegInfo *, int16_t **);
+        int keep;
+    } kRows[] = {{BRIMJ_DecodeMcu, 64}, {BRIMJ_DecodeMcu_2to1, 19}, {BRIMJ_DecodeMcu_4to1, 5}};
+    int beyond = 0;
+    for (const auto &row : kRows) {
+        Record record(jpeg, 1);
+        for (int mcu = 0; mcu < 33 * 32; ++mcu) {
+            int16_t *pointers[3] = {record.get()->batch->blocks[0], record.get()->batch->blocks[1],
+                                    record.get()->batch->blocks[2]};
+            ASSERT_EQ(row.decode(record.get(), pointers), 1);
+            for (size_t c = 0; c < 3; ++c) {
+                const int16_t *coded = &blocks[c].coefficients[static_cast<size_t>(mcu) * 64];
+                int begin = 1;
+                for (int k = 1; k < 64; ++k) {
+                    const int16_t value = coded[BRIMJ_NATURAL_ORDER[k]];
+                    if (value == 0) {
+                        ASSERT_EQ(pointers[c][BRIMJ_NATURAL_ORDER[k]], 0);
+                        continue;
+                    }
+                    while (k - begin > 15) begin += 16;
+                    const bool kept = begin < row.keep;
+                    begin = k + 1;
+                    ASSERT_EQ(pointers[c][BRIMJ_NATURAL_ORDER[k]], kept ? value : 0) << mcu << " position " << k;
+                    beyond += kept && k >= row.keep;
+                }
+            }
+        }
+    }
+    EXPECT_GT(beyond, 0) << "the picture has runs over a limit";
+}
+
+// ---- Derived tables
+
+struct TableCase {
+    const char *what;
+    Bytes counts, symbols;
+    bool dc;
+    int32_t derives;
+};
+
+TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
+    const Bytes none(16, 0);
+    const auto counts = [&none](std::initializer_list<std::pair<size_t, uint8_t>> set) {
+        Bytes out = none;
+        for (const auto &[length, count] : set) out[length - 1] = count;
+        return out;
+    };
+    const TableCase kCases[] = {
+        {"empty", none, {}, false, 1},
+        {"two codes of one bit", counts({{1, 2}}), {0, 1}, false, 1},
+        {"three codes of one bit", counts({{1, 3}}), {0, 1, 2}, false, 0},
+        {"a longer code behind a full length", counts({{1, 2}, {2, 1}}), {0, 1, 2}, false, 0},
+        {"DC symbol 15", counts({{2, 1}}), {15}, true, 1},
+        {"DC symbol 16", counts({{2, 1}}), {16}, true, 0},
+        {"AC symbol 255", counts({{16, 1}}), {255}, false, 1},
+    };
+    for (const TableCase &row : kCases) {
+        Record record(busy_picture(1, 0, 1), 1);
+        RawHuffTable *raw = row.dc ? record.get()->huffDc[0] : record.get()->huffAc[0];
+        std::memset(raw, 0, sizeof *raw);
+        std::copy(row.counts.begin(), row.counts.end(), raw->counts);
+        std::copy(row.symbols.begin(), row.symbols.end(), raw->symbols);
+        DerivedTable *table = nullptr;
+        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 0, &table, record.get()->entropy), row.derives) << row.what;
+        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 4, &table, record.get()->entropy), 0) << "table 4";
+        BRIM_FakeFree(table);
+    }
+}
+
+// Bits that no table has are symbol 0, and 17 of them are gone.
+TEST(JpegHuffmanTables, AnEmptyTableGivesSymbolZeroAfter17Bits) {
+    Record record(busy_picture(1, 0, 1), 1);
+    RawHuffTable *raw = record.get()->huffAc[0];
+    std::memset(raw, 0, sizeof *raw);
+    DerivedTable *table = nullptr;
+    ASSERT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), 0, 0, &table, record.get()->entropy), 1);
+    BitState state = {record.get(), nullptr, 0, 0, 0};
+    ASSERT_EQ(BRIMJ_ReadBits(&state, 0, 0, 17), 1);
+    const int32_t before = state.bitCount;
+    EXPECT_EQ(BRIMJ_DecodeHuffMan(&state, state.bitBuffer, state.bitCount, table, 1), 0);
+    EXPECT_EQ((before - state.bitCount) & 7, 17 & 7);
+    BRIM_FakeFree(table);
+}
+
+}  // namespace
+}  // namespace vorel::test

@@ -1,0 +1,299 @@
+// Headers: what they are taken for, what is repaired in them, what is refused.
+#include <gtest/gtest.h>
+
+#include "jpeg/decoder/colour_model.h"
+#include "jpeg/decoder/surgery.h"
+#include "support/log_capture.h"
+#include "support/samples.h"
+
+namespace vorel::test {
+namespace {
+
+Bytes gray_picture() {
+    PictureSpec spec;
+    spec.colour = Colour::kGray;
+    spec.h = spec.v = 1;
+    return turbo_picture(spec);
+}
+
+Bytes colour_picture(int sampling = 1) {
+    PictureSpec spec;
+    spec.h = spec.v = sampling;
+    return turbo_picture(spec);
+}
+
+int32_t result_of(const Bytes &jpeg) {
+    return decode(jpeg, {.format = COLOR_RGBA8888, .width = 64, .height = 48}).result;
+}
+
+TEST(JpegHeader, HarmlessOdditiesChangeNothing) {
+    const Bytes jpeg = colour_picture();
+    const Bytes expected = decode(jpeg, {}).pixels;
+    const size_t sof = find_marker(jpeg, 0xC0), sos = find_marker(jpeg, 0xDA), dqt = find_marker(jpeg, 0xDB);
+    Bytes odd_spectrum = jpeg;
+    odd_spectrum[scan_data(jpeg) - 3] = 1;
+    odd_spectrum[scan_data(jpeg) - 2] = 0;
+    Bytes wide_table = {0xFF, 0xDB, 0, 131, 0x10};
+    for (int i = 0; i < 64; ++i) {
+        wide_table.push_back(0);
+        wide_table.push_back(jpeg[dqt + 5 + static_cast<size_t>(i)]);
+    }
+    const struct {
+        const char *what;
+        Bytes jpeg;
+    } kRows[] = {
+        {"fill bytes before a marker", with_inserted(jpeg, sof, {0xFF, 0xFF})},
+        {"junk before SOI", with_inserted(jpeg, 0, {1, 2, 0xFF, 3})},
+        {"junk between segments", with_inserted(jpeg, sos, {7, 7, 7})},
+        {"an ignored marker", with_inserted(jpeg, sos, {0xFF, 0xD3})},
+        {"EOI before the frame", with_inserted(jpeg, sof, {0xFF, 0xD9})},
+        {"Ss and Se of no baseline scan", odd_spectrum},
+        {"a table of 16-bit entries", with_inserted(jpeg, dqt, wide_table)},
+        {"DHT with leftover bytes", with_inserted(jpeg, sos, {0xFF, 0xC4, 0, 10, 1, 2, 3, 4, 5, 6, 7, 8})},
+        {"a comment longer than a block",
+         with_inserted(jpeg, sof, cat({{0xFF, 0xFE}, big_16(40002), Bytes(40000, 0xFF)}))},
+    };
+    for (const auto &row : kRows) {
+        for (const Kind kind : {Kind::kMemory, Kind::kPath, Kind::kStream}) {
+            const Decoded ours = decode(row.jpeg, {.width = 64, .height = 48, .kind = kind});
+            EXPECT_EQ(ours.result, 1) << row.what;
+            EXPECT_TRUE(ours.pixels == expected) << row.what;
+        }
+    }
+}
+
+TEST(JpegHeader, RefusalsLeaveTheirTrace) {
+    const Bytes jpeg = colour_picture();
+    const size_t sof = find_marker(jpeg, 0xC0), sos = find_marker(jpeg, 0xDA);
+    const auto changed = [&jpeg](size_t at, uint8_t value) {
+        Bytes out = jpeg;
+        out[at] = value;
+        return out;
+    };
+    const auto without_all = [&jpeg](int code) {
+        Bytes out = jpeg;
+        for (size_t at = find_marker(out, code); at < out.size(); at = find_marker(out, code)) out = without_segment(out, at);
+        return out;
+    };
+    const Bytes frame(jpeg.begin() + static_cast<ptrdiff_t>(sof), jpeg.begin() + static_cast<ptrdiff_t>(sof) + 19);
+    Bytes wide = changed(sof + 7, 50001 >> 8);
+    wide[sof + 8] = 50001 & 255;
+    const struct {
+        const char *what;
+        Bytes jpeg;
+    } kRows[] = {
+        {"no SOI", without(jpeg, 0, 2)},
+        {"a second frame", with_inserted(jpeg, sos, frame)},
+        {"an arithmetic frame", changed(sof + 1, 0xC9)},
+        {"a lossless frame", changed(sof + 1, 0xC3)},
+        {"12 bits", changed(sof + 4, 12)},
+        {"a frame length of another component count", changed(sof + 3, 20)},
+        {"a factor of 5", changed(sof + 11, 0x51)},
+        {"a factor of 0", changed(sof + 11, 0x01)},
+        {"a side of 50001", wide},
+        {"no height", changed(sof + 6, 0)},
+        {"no Huffman tables", without_all(0xC4)},
+        {"no quantisation tables", without_all(0xDB)},
+        {"no scan", without(jpeg, sos, jpeg.size())},
+        {"a table missing while slot 0 has one", changed(sof + 12, 3)},
+        {"quantisation table 4", changed(sof + 12, 4)},
+        {"Huffman table index 4", changed(find_marker(jpeg, 0xC4) + 4, 4)},
+        {"Huffman AC table index 20", changed(find_marker(jpeg, 0xC4) + 4, 0x14)},
+        {"DRI of another length", with_inserted(jpeg, sos, {0xFF, 0xDD, 0, 5, 0, 1, 2})},
+        {"DHT of length 1", with_inserted(jpeg, sof, {0xFF, 0xC4, 0, 1})},
+        {"DQT that does not come out even", with_inserted(jpeg, sof, {0xFF, 0xDB, 0, 4, 0, 1})},
+        {"a component twice in the scan", changed(sos + 7, jpeg[sos + 5])},
+        {"a component that the frame has not", changed(sos + 5, 99)},
+        {"a scan of 5 components", changed(sos + 4, 5)},
+        {"a Huffman table that no segment defined", changed(sos + 6, 0x22)},
+        {"an unknown number of components", changed(sof + 9, 2)},
+    };
+    for (const auto &row : kRows) {
+        LogCapture log;
+        EXPECT_EQ(result_of(row.jpeg), 0) << row.what;
+        EXPECT_EQ(gVORELBRIM_Error, 2u) << row.what;
+        EXPECT_FALSE(log.take().empty()) << row.what;
+    }
+}
+
+TEST(JpegHeader, FailureLinesNameTheFunctionAndTheValues) {
+    const Bytes jpeg = colour_picture();
+    const size_t sof = find_marker(jpeg, 0xC0);
+    Bytes bad = jpeg;
+    bad[sof + 11] = 0x52;
+    LogCapture log;
+    EXPECT_EQ(result_of(bad), 0);
+    const auto lines = log.take();
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines[0].tag, "VJPEG");
+    EXPECT_EQ(lines[0].priority, 4);
+    EXPECT_EQ(lines[0].text.find("[BRIMJ_ParseNextMarker:"), 0u) << lines[0].text;
+    EXPECT_NE(lines[0].text.find(", h : 5, v : 2]"), std::string::npos) << lines[0].text;
+    EXPECT_EQ(lines[1].tag, "VJPEG_STAT");
+    EXPECT_EQ(lines[1].text.find("[BRIMJ_ParseHeader:"), 0u);
+    EXPECT_EQ(lines.back().text.find("[BRIMJ_DecodeFrame:"), 0u);
+}
+
+// A component names an empty slot and slot 0 is empty too: the first table there is serves it.
+TEST(JpegHeader, TheFirstQuantisationTableServesForMissingOnes) {
+    const Bytes jpeg = gray_picture();
+    const Bytes expected = decode(jpeg, {.format = COLOR_GRAY}).pixels;
+    for (const uint8_t slot : {1, 2, 3}) {
+        Bytes moved = jpeg;
+        moved[find_marker(moved, 0xDB) + 4] = slot;
+        const Decoded ours = decode(moved, {.format = COLOR_GRAY});
+        EXPECT_EQ(ours.result, 1) << int{slot};
+        EXPECT_TRUE(ours.pixels == expected) << int{slot};
+    }
+}
+
+TEST(JpegHeader, ColoursAreGuessedFromMarkersAndIds) {
+    PictureSpec spec;
+    spec.colour = Colour::kRgb;
+    spec.h = spec.v = 1;
+    const Bytes rgb = turbo_picture(spec);  // ids "RGB", Adobe transform 0
+    const size_t adobe = find_marker(rgb, 0xEE);
+    ASSERT_LT(adobe, rgb.size());
+    const auto as = [&](Colour colour, const Bytes &jpeg) {
+        Samples picture = upsampled(*turbo_planes(rgb), colour);
+        return decode(jpeg, {.format = COLOR_RGBA8888}).pixels == stored(picture, COLOR_RGBA8888, 0);
+    };
+    Bytes renamed = without_segment(rgb, adobe);
+    const size_t sof = find_marker(renamed, 0xC0), sos = find_marker(renamed, 0xDA);
+    for (uint8_t c = 0; c < 3; ++c) {
+        renamed[sof + 10 + 3 * size_t{c}] = static_cast<uint8_t>(c + 1);
+        renamed[sos + 5 + 2 * size_t{c}] = static_cast<uint8_t>(c + 1);
+    }
+    const Bytes jfif = {0xFF, 0xE0, 0, 2};
+    Bytes transformed = rgb;
+    transformed[adobe + 15] = 1;
+    EXPECT_TRUE(as(Colour::kRgb, rgb)) << "Adobe says so";
+    EXPECT_TRUE(as(Colour::kRgb, without_segment(rgb, adobe))) << "the ids say so";
+    EXPECT_TRUE(as(Colour::kYcc, renamed)) << "ids 1, 2, 3";
+    EXPECT_TRUE(as(Colour::kYcc, transformed)) << "Adobe transform 1";
+    EXPECT_TRUE(as(Colour::kYcc, with_inserted(rgb, 2, jfif))) << "any APP0 wins";
+
+    spec.colour = Colour::kCmyk;
+    const Bytes cmyk = turbo_picture(spec);
+    EXPECT_EQ(result_of(cmyk), 1);
+    EXPECT_EQ(result_of(without_segment(cmyk, find_marker(cmyk, 0xEE))), 0) << "four components without Adobe";
+}
+
+TEST(JpegHeader, ProgressiveFramesFailCleanly) {
+    PictureSpec spec;
+    spec.progressive = true;
+    const Bytes jpeg = turbo_picture(spec);
+    for (const Kind kind : kAllKinds) {
+        const Decoded ours = decode(jpeg, {.width = 64, .height = 48, .kind = kind, .fill = 3});
+        EXPECT_EQ(ours.result, 0);
+        EXPECT_TRUE(ours.pixels == Bytes(ours.pixels.size(), 3));
+    }
+    // A stream becomes memory of the session when the frame is met.
+    StreamSource source(jpeg);
+    const SessionGuard session(source.open());
+    Bytes out(64 * 48 * 4);
+    EXPECT_EQ(VORELBRIM_DecodeJPEG(session.get(), out.data(), 64, 48), 0);
+    EXPECT_EQ(session->ioInfo->kind, 5u);
+    ASSERT_EQ(session->ioInfo->size, source.size());
+    EXPECT_EQ(std::memcmp(session->ioInfo->source, jpeg.data(), jpeg.size()), 0);
+}
+
+ImageInfo quick_parse(const Bytes &jpeg, int32_t *result) {
+    ImageInfo info = {};
+    IoInfo *io = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(jpeg.data()), static_cast<int32_t>(jpeg.size()));
+    *result = BRIMJ_GetHInfo(io, &info);
+    VORELBRIM_Close_IO(io);
+    return info;
+}
+
+TEST(JpegQuickParse, SizesLayoutAndItsOwnTolerance) {
+    PictureSpec spec;
+    spec.width = 300;
+    spec.height = 200;
+    spec.h = 2;
+    spec.v = 1;
+    spec.restart_interval = 6;
+    const Bytes jpeg = turbo_picture(spec);
+    const size_t sof = find_marker(jpeg, 0xC0);
+    int32_t result;
+    ImageInfo info = quick_parse(jpeg, &result);
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(info.width, 300u);
+    EXPECT_EQ(info.height, 200u);
+    EXPECT_EQ(info.maxHSampling, 2u);
+    EXPECT_EQ(info.maxVSampling, 1u);
+    EXPECT_EQ(info.restartInterval, 6u);
+    EXPECT_EQ(info.numComponents, 3u);
+    EXPECT_EQ(info.progressive, 0u);
+
+    Bytes deep = jpeg;
+    deep[sof + 4] = 12;
+    info = quick_parse(deep, &result);
+    EXPECT_EQ(result, 1) << "a frame it does not know stops it, with what it has";
+    EXPECT_EQ(info.width, 0u);
+    Bytes wide = jpeg;
+    wide[sof + 7] = 0xC3;
+    wide[sof + 8] = 0x51;
+    quick_parse(wide, &result);
+    EXPECT_EQ(result, 0) << "50001 pixels";
+    quick_parse(head(jpeg, sof), &result);
+    EXPECT_EQ(result, 0) << "the end before a scan";
+
+    spec.progressive = true;
+    info = quick_parse(turbo_picture(spec), &result);
+    EXPECT_EQ(info.progressive, 1u);
+    EXPECT_EQ(info.maxHSampling, 2u);
+}
+
+TEST(JpegQuickParse, EndOfImageAndThumbnails) {
+    const Bytes jpeg = colour_picture();
+    IoInfo *io = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(jpeg.data()), static_cast<int32_t>(jpeg.size()));
+    ImageInfo info = {};
+    EXPECT_EQ(BRIMJ_GetEOIOffset(io, &info), static_cast<int32_t>(jpeg.size()) - 2);
+    VORELBRIM_Close_IO(io);
+
+    const auto walk = [](const Bytes &bytes, int32_t *result) {
+        Bytes copy = bytes;
+        IoInfo *input = VORELBRIM_Open_IO(1, copy.data(), static_cast<int32_t>(copy.size()));
+        StreamBuffer stream = {input, 0, input->size, 0, 0, BRIMJ_AllocateStreamBuffer(input)};
+        ThumbnailRecord record = {};
+        *result = BRIMJ_ParseFileHeader(&stream, 8, &record);
+        VORELBRIM_Close_IO(input);
+        return record;
+    };
+    int32_t result;
+    ThumbnailRecord record = walk(jpeg, &result);
+    EXPECT_EQ(result, 200);
+    EXPECT_EQ(record.found, 0u);
+    EXPECT_EQ(record.width, 64u) << "the picture's own";
+
+    // APP0 with a raw thumbnail of 2 x 1.
+    const Bytes jfif = cat({{0xFF, 0xE0}, big_16(2 + 14 + 6), text("JFIF"), {0, 1, 1, 0, 0, 1, 0, 1, 2, 1}, Bytes(6, 9)});
+    record = walk(with_inserted(jpeg, 2, jfif), &result);
+    EXPECT_EQ(record.found, 1u);
+    EXPECT_EQ(record.width, 2u);
+    EXPECT_EQ(record.secondCode, 2u);
+    EXPECT_EQ(record.offset, 2u + 4 + 14);
+    EXPECT_EQ(record.length, 6u);
+
+    // Exif in both byte orders: IFD0 without entries, IFD1 with a JPEG thumbnail.
+    for (const bool little : {true, false}) {
+        const auto w = [little](uint32_t v) { return little ? little_16(v) : big_16(v); };
+        const auto l = [little](uint32_t v) { return little ? little_32(v) : big_32(v); };
+        const Bytes tiff = cat({text(little ? "II" : "MM"), w(42), l(8), w(0), l(14), w(2), w(513), w(4), l(1), l(44), w(514),
+                                w(4), l(1), l(5), l(0), Bytes(5, 0xEE)});
+        const Bytes exif = cat({{0xFF, 0xE1}, big_16(static_cast<uint32_t>(8 + tiff.size())), text("Exif"), {0, 0}, tiff});
+        record = walk(with_inserted(jpeg, 2, exif), &result);
+        EXPECT_EQ(record.found, 1u) << little;
+        EXPECT_EQ(record.format, 6u);
+        EXPECT_EQ(record.offset, 2u + 10 + 44);
+        EXPECT_EQ(record.length, 5u);
+        // Offsets beyond the segment are no thumbnail.
+        Bytes beyond = with_inserted(jpeg, 2, exif);
+        beyond[2 + 10 + 14 + 2 + 8 + (little ? 1 : 2)] = 0x7F;
+        EXPECT_EQ(walk(beyond, &result).found, 0u);
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

@@ -1,0 +1,40 @@
+// Operations on the bytes of a JPEG file.
+#pragma once
+
+#include <algorithm>
+
+#include "support/inputs.h"
+
+namespace vorel::test {
+
+// Position of the FF of the first marker of that code at or behind `from`; bytes.size() when there is none.
+inline size_t find_marker(const Bytes &bytes, int code, size_t from = 0) {
+    for (size_t i = from; i + 1 < bytes.size(); ++i) {
+        if (bytes[i] == 0xFF && bytes[i + 1] == code) return i;
+    }
+    return bytes.size();
+}
+
+// The first byte of entropy-coded data.
+inline size_t scan_data(const Bytes &bytes) {
+    const size_t sos = find_marker(bytes, 0xDA);
+    return sos + 2 + static_cast<size_t>(bytes[sos + 2] << 8 | bytes[sos + 3]);
+}
+
+inline Bytes without(const Bytes &bytes, size_t from, size_t to) {
+    Bytes out(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(from));
+    out.insert(out.end(), bytes.begin() + static_cast<ptrdiff_t>(to), bytes.end());
+    return out;
+}
+
+inline Bytes with_inserted(Bytes bytes, size_t at, const Bytes &what) {
+    bytes.insert(bytes.begin() + static_cast<ptrdiff_t>(at), what.begin(), what.end());
+    return bytes;
+}
+
+// Without the segment whose marker stands at `at`.
+inline Bytes without_segment(const Bytes &bytes, size_t at) {
+    return without(bytes, at, at + 2 + static_cast<size_t>(bytes[at + 2] << 8 | bytes[at + 3]));
+}
+
+}  // namespace vorel::test
