@@ -13,9 +13,8 @@ namespace vorel::test {
 namespace {
 
 std::vector<const KernelTable *> vector_tables() {
-    std::vector<const KernelTable *> tables = all_tables();
-    tables.erase(tables.begin());
-    return tables;
+    const std::vector<const KernelTable *> tables = all_tables();
+    return {tables.begin() + 1, tables.end()};
 }
 
 // ---- Inverse DCTs
