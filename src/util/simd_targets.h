@@ -2,7 +2,8 @@
 //
 // A file with vector code names itself in VOREL_SIMD_FILE before it includes this header. It is then read once per
 // target; what stands between VOREL_SIMD_BEGIN and VOREL_SIMD_END is compiled each time, inside vorel::HWY_NAMESPACE
-// and for that target's instructions, and what stands below `#if HWY_ONCE` is compiled once:
+// and for that target's instructions, and what stands below `#if VOREL_SIMD_ONCE` once. What both need, scalar twins
+// among it, comes first under a guard of its own:
 //
 //     #define VOREL_SIMD_FILE "room/kernels/file.cc"
 //     #include "util/simd_targets.h"
