@@ -10,9 +10,9 @@
 namespace vorel {
 namespace {
 
-// Dequantised coefficients and the first pass's results are held to 16 bits: no valid picture comes near, and the vector
-// twin works on 16-bit lanes. So no sum of a pass exceeds 31 bits: the even part is at most (2 * 8192 + 10703 + 4433) *
-// 2^15, the odd one (11363 + 9633 + 6437 + 2260) * 2^15, together below 2.01e9.
+// Dequantised coefficients and the first pass's results are held to 16 bits: no valid picture comes near, and the
+// vector twin works on 16-bit lanes. So no sum of a pass exceeds 31 bits: the even part is at most (2 * 8192 + 10703 +
+// 4433) * 2^15, the odd one (11363 + 9633 + 6437 + 2260) * 2^15, together below 2.01e9.
 int32_t hold16(int64_t value) {
     return static_cast<int32_t>(value < INT16_MIN ? INT16_MIN : value > INT16_MAX ? INT16_MAX : value);
 }
@@ -258,7 +258,7 @@ inline void store_columns(D, const Rows<D> &columns, uint8_t *out, ptrdiff_t str
     using D8 = hn::Repartition<uint8_t, D>;
     const D8 bytes;
     Bytes<D8> rows = {{pack_bytes(columns.v[0], columns.v[1]), pack_bytes(columns.v[2], columns.v[3]),
-                                    pack_bytes(columns.v[4], columns.v[5]), pack_bytes(columns.v[6], columns.v[7])}};
+                       pack_bytes(columns.v[4], columns.v[5]), pack_bytes(columns.v[6], columns.v[7])}};
     rows = rotate(bytes, rotate(bytes, rotate(bytes, rows)));
     store_two_rows(bytes, rows.v[0], out, stride_bytes);
     store_two_rows(bytes, rows.v[1], out + 2 * stride_bytes, stride_bytes);
@@ -356,7 +356,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_islow(SimdTarget target, KernelTable *table) { VOREL_SIMD_CALL(target, add_islow(table)); }
+void add_vector_islow(SimdTarget target, [[maybe_unused]] KernelTable *table) {
+    VOREL_SIMD_CALL(target, add_islow(table));
+}
 
 }  // namespace vorel
 #endif

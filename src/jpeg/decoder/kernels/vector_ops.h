@@ -91,8 +91,8 @@ inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
 // Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1 or 2), and
 //     vector(d, x)       does as many elements from x on as d has lanes
 //     scalar(x, count)   does count elements by the scalar twin
-// The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the scalar
-// twin.
+// The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the
+// scalar twin.
 template <class D8, class Row>
 inline void sweep_whole_units(D8 d, const Row &row, int32_t count) {
     constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
