@@ -1,6 +1,8 @@
 // Headers: what they are taken for, what is repaired in them, what is refused.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/log_capture.h"
