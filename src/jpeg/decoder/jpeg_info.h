@@ -86,6 +86,9 @@ struct McuBatch {
     alignas(64) int16_t coefficients[kBatchBlocks][kBlockCoefficients];
     int16_t *blocks[kBatchBlocks];
     uint8_t last[kBatchBlocks];  // zigzag position of the last coefficient that may be nonzero
+    // For the DC alone: a component's values of one row of blocks stand side by side.
+    int16_t dc[kBatchBlocks];
+    int16_t *dc_blocks[kBatchBlocks];
 };
 
 }  // namespace vorel
