@@ -225,7 +225,9 @@ struct JpegInfo {
     vorel::UpsampleFn upsample[vorel::kMaxComponents];
     bool direct;         // component rows go to the writers as they are
     bool chroma_shared;  // and chroma has one sample for two pixels in them
-    int32_t *column_a, *column_b;                    // source columns of every stored output column
+    uint32_t *packed_row;                            // one source row of the resampler
+    uint16_t *column_a, *column_b;                   // source columns of every stored output column
+    uint32_t *column_picks, *column_pairs;           // null where the two columns are not neighbours
     int32_t next_line;                               // output row whose lines are looked for
     bool line_a_done;
     uint8_t **scratch_rows;     // owns the lines

@@ -316,7 +316,7 @@ int32_t BRIMJ_StartDecompression(JpegInfo *info) {
         return kStepFailed;
     }
     if (BRIMJ_InitUpsampler(info) != kStepOk || BRIMJ_InitDecBeforeScan(info) != kStepOk) return kStepFailed;
-    if (!prepare_writers(info, info->outWidth)) {
+    if (!prepare_writers(info, info->outWidth > info->scaledWidth ? info->outWidth : info->scaledWidth)) {
         set_error(kErrorOutOfMemory);
         VOREL_TRACE(kTagJpeg);
         return kStepFailed;
