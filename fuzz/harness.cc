@@ -1,6 +1,9 @@
 // What the fuzz targets share.
 #include "harness.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -23,14 +26,51 @@ uint32_t Case::option() {
 
 Session::Session(const Bytes &picture, Source source, int32_t format, uint32_t options) : bytes_(picture) {
     const int32_t size = static_cast<int32_t>(bytes_.size());
-    if (source == Source::kSlowStream) most_ = 61;
-    session_ = source == Source::kMemory
-                   ? VORELBRIM_CreateDecInfo(1, bytes_.data(), size, format, options)
-                   : VORELBRIM_CreateDecInfoWithStream(this, size, read, skip, rewind, format, options);
+    switch (source) {
+        case Source::kMemory:
+            session_ = VORELBRIM_CreateDecInfo(1, bytes_.data(), size, format, options);
+            break;
+        case Source::kOwnedMemory: {
+            void *owned = VORELBRIM_OsMalloc(size);
+            require(owned != nullptr, "there is memory");
+            VORELBRIM_OsMemcpy(owned, bytes_.data(), size);
+            session_ = VORELBRIM_CreateDecInfo(5, owned, size, format, options);
+            if (!session_) VORELBRIM_OsFree(owned);
+            break;
+        }
+        case Source::kPath:
+            session_ = VORELBRIM_CreateDecInfo(0, const_cast<char *>(write_file()), 0, format, options);
+            break;
+        case Source::kStdio:
+            stdio_ = std::fopen(write_file(), "rb");
+            session_ = VORELBRIM_CreateDecInfo(2, stdio_, size, format, options);
+            break;
+        case Source::kSlowStream:
+            most_ = 61;
+            [[fallthrough]];
+        case Source::kStream:
+            session_ = VORELBRIM_CreateDecInfoWithStream(this, size, read, skip, rewind, format, options);
+            break;
+    }
 }
 
 Session::~Session() {
-    if (session_) VORELBRIM_DestroyDecInfo(session_);
+    if (session_) {
+        // The library leaves the record of memory that a session owns behind.
+        IoInfo *io = session_->ioInfo->kind == 5 && !session_->regionMap ? session_->ioInfo : nullptr;
+        VORELBRIM_DestroyDecInfo(session_);
+        VORELBRIM_OsFree(io);
+    }
+    if (stdio_) std::fclose(stdio_);
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+const char *Session::write_file() {
+    descriptor_ = memfd_create("picture", 0);
+    require(descriptor_ >= 0 && write(descriptor_, bytes_.data(), bytes_.size()) == static_cast<ssize_t>(bytes_.size()),
+            "there is a file");
+    std::snprintf(path_, sizeof path_, "/proc/self/fd/%d", descriptor_);
+    return path_;
 }
 
 int32_t Session::read(void *self, void *destination, int32_t count) {

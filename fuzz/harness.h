@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <vector>
 
 namespace vorel_fuzz {
@@ -24,8 +25,8 @@ class Case {
     Bytes picture_, options_;
 };
 
-// How the library gets the picture.
-enum class Source { kMemory, kStream, kSlowStream };  // a slow stream delivers less than it is asked for
+// How the library gets the picture. A slow stream delivers less than it is asked for.
+enum class Source { kMemory, kOwnedMemory, kPath, kStdio, kStream, kSlowStream };
 
 // Owns a session over the picture; get() is null when the library makes none.
 class Session {
@@ -42,9 +43,15 @@ class Session {
     static int32_t skip(void *self, int32_t zero, int32_t count);
     static int32_t rewind(void *self, int32_t zero1, int32_t zero2);
 
+    // A file without a place in the file system; its path.
+    const char *write_file();
+
     Bytes bytes_;  // a copy of its own, so that a read past the end is seen
     size_t at_ = 0;
     size_t most_ = SIZE_MAX;  // bytes a read delivers
+    int descriptor_ = -1;
+    char path_[32];
+    FILE *stdio_ = nullptr;
     DecInfo *session_ = nullptr;
 };
 

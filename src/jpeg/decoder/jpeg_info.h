@@ -86,6 +86,9 @@ struct McuBatch {
     alignas(64) int16_t coefficients[kBatchBlocks][kBlockCoefficients];
     int16_t *blocks[kBatchBlocks];
     uint8_t last[kBatchBlocks];  // zigzag position of the last coefficient that may be nonzero
+    // For the DC alone: a component's values of one row of blocks stand side by side.
+    int16_t dc[kBatchBlocks];
+    int16_t *dc_blocks[kBatchBlocks];
 };
 
 }  // namespace vorel
@@ -222,7 +225,9 @@ struct JpegInfo {
     vorel::UpsampleFn upsample[vorel::kMaxComponents];
     bool direct;         // component rows go to the writers as they are
     bool chroma_shared;  // and chroma has one sample for two pixels in them
-    int32_t *column_a, *column_b;                    // source columns of every stored output column
+    uint32_t *packed_row;                            // one source row of the resampler
+    uint16_t *column_a, *column_b;                   // source columns of every stored output column
+    uint32_t *column_picks, *column_pairs;           // null where the two columns are not neighbours
     int32_t next_line;                               // output row whose lines are looked for
     bool line_a_done;
     uint8_t **scratch_rows;     // owns the lines

@@ -80,7 +80,8 @@ int32_t BRIMJ_ProcessRestartMarker(JpegInfo *info) {
     state->nextRestartNumber = (state->nextRestartNumber + 1) & 7;
     for (int i = 0; i < info->compsInScan; ++i) entropy->lastDc[i] = 0;
     entropy->restartsToGo = info->restartInterval;
-    if (info->unreadMarker == 0) entropy->insufficientData = 0;
+    // While a marker from further on is pending there is nothing to decode: MCUs stay zero up to it.
+    entropy->insufficientData = info->unreadMarker != 0;
     return 1;
 }
 

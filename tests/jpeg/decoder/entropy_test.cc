@@ -86,12 +86,14 @@ class Record {
     }
     ~Record() { delete_record(info_); }
     JpegInfo *get() { return info_; }
-    // The position in bits, and everything else that decoding goes on from.
+    // The position in bits, and everything else that decoding goes on from. The plain path may have read ahead to a
+    // marker that the fast one has not seen yet.
     std::vector<int64_t> state() {
         close_window(info_);
         const EntropyDecoder *e = info_->entropy;
-        std::vector<int64_t> out = {(int64_t{stream_.totalRead} - stream_.available) * 8 - e->bitCount, e->restartsToGo,
-                                    info_->unreadMarker, e->insufficientData, info_->markerState->nextRestartNumber};
+        const int64_t marker_bits = info_->unreadMarker ? 16 : 0;
+        std::vector<int64_t> out = {(int64_t{stream_.totalRead} - stream_.available) * 8 - e->bitCount - marker_bits,
+                                    e->restartsToGo, e->insufficientData, info_->markerState->nextRestartNumber};
         for (int i = 0; i < info_->compsInScan; ++i) out.push_back(e->lastDc[i]);
         const bool small = e->bitCount < 32;
         EXPECT_EQ(small ? e->bitBuffer >> e->bitCount : 0u, 0u) << "only valid bits are kept";

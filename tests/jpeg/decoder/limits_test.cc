@@ -1,6 +1,8 @@
 // Memory, failing allocations, cancelling and progress.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "frame/floor.h"
 #include "jpeg/decoder/decode_support.h"
 #include "oracle/turbo.h"

@@ -2,6 +2,8 @@
 // its rule, and the geometry between them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstring>
 
 #include "jpeg/decoder/colour_model.h"
@@ -151,9 +153,9 @@ TEST(JpegResampled, OtherSizesAreMeansOrCentres) {
     constexpr struct {
         int width, height, from_width, from_height;
         bool centre;
-    } kRows[] = {{390, 299, 400, 300, false}, {251, 190, 400, 300, false}, {199, 149, 200, 150, false},
-                 {130, 110, 200, 150, false}, {101, 80, 200, 150, false},  {99, 75, 100, 75, true},
-                 {60, 50, 100, 75, true},     {41, 41, 50, 38, true},       {500, 400, 400, 300, true},
+    } kRows[] = {{390, 297, 400, 300, false}, {251, 190, 400, 300, false}, {198, 148, 200, 150, false},
+                 {130, 110, 200, 150, false}, {101, 80, 200, 150, false},  {97, 73, 100, 75, true},
+                 {60, 50, 100, 75, true},     {41, 41, 100, 75, true},       {500, 400, 400, 300, true},
                  {777, 301, 400, 300, true},  {200, 300, 400, 300, false},  {800, 100, 400, 300, true}};
     for (const Colour colour : {Colour::kYcc, Colour::kGray}) {
         for (const int sampling : {1, 2}) {

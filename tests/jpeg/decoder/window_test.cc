@@ -1,6 +1,8 @@
 // A window of the output is the cut of the whole.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <random>
 
 #include "jpeg/decoder/colour_model.h"

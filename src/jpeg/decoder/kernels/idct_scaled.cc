@@ -129,6 +129,14 @@ void scalar_run(const BlockRun &run) {
     }
 }
 
+}  // namespace
+
+void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, uint8_t *out) {
+    for (int32_t i = 0; i < count; ++i) plain_block<1, 1>(range_limit, &multiplier, dc + i, {out + i, 1});
+}
+
+namespace {
+
 // A block on its way to rows that need not be evenly spaced.
 struct Tile {
     uint8_t samples[64];

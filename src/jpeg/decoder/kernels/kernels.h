@@ -97,6 +97,9 @@ extern const uint8_t (&kRangeLimit)[1408];
 constexpr int kCompressedCentre = 128;
 extern const uint8_t (&kCompressedRange)[1152];
 
+// The 1 x 1 transform over DC values that stand side by side.
+void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, uint8_t *out);
+
 // Multipliers of a kernel shape for a quantisation table in natural order: plain values for 8x8, 2x2, 2x1, 1x2 and
 // 1x1; scaled products for the others.
 void make_multipliers(IdctShape shape, const uint16_t *quant, int32_t *multipliers);
