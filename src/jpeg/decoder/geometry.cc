@@ -335,6 +335,8 @@ void place_output(JpegInfo *info, const FrameRequest *request) {
     uint8_t *base = static_cast<uint8_t *>(request->outputBuffer);
     const bool turned = info->rotation & 4;
     find_window(info);
+    // A record may be set up for its plan alone.
+    if (!base) return;
 
     // The rectangle that rows belong to, and where the picture (or its window) stands in it.
     int32_t stride = info->targetWidth, rows = info->targetHeight;
