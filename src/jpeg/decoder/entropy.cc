@@ -151,8 +151,7 @@ bool open_window(JpegInfo *info) {
     window->raw = from;
     window->next = window->data;
     window->bits = entropy->bitCount;
-    window->reservoir =
-        entropy->bitCount ? static_cast<uint64_t>(entropy->bitBuffer) << (64 - entropy->bitCount) : 0;
+    window->reservoir = entropy->bitCount ? static_cast<uint64_t>(entropy->bitBuffer) << (64 - entropy->bitCount) : 0;
     window->open = true;
     return true;
 }

@@ -159,8 +159,7 @@ int32_t finish_imcu(JpegInfo *info) {
 }
 
 int32_t scaled_rows_of(const JpegInfo *info) {
-    const int64_t left =
-        int64_t{info->scaledHeight} - static_cast<int64_t>(info->imcu_row) * info->imcu_output_rows;
+    const int64_t left = int64_t{info->scaledHeight} - static_cast<int64_t>(info->imcu_row) * info->imcu_output_rows;
     return static_cast<int32_t>(left < info->imcu_output_rows ? (left > 0 ? left : 0) : info->imcu_output_rows);
 }
 

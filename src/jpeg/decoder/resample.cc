@@ -1,8 +1,9 @@
 // From rows of the DCT-scaled picture to output rows: straight, as means of four samples, or as centre samples.
 //
 // A source of T rows becomes H rows. The mean takes the rows at a quarter and at three quarters of an output row's
-// footprint, floor((T / 4 + k T) / H) and floor((3 T / 4 + k T) / H); the centre takes floor((T / 2 + k T) / H). Columns
-// alike. These lines rise with k, so rows are taken as they come, and the sums of one output row are open at a time.
+// footprint, floor((T / 4 + k T) / H) and floor((3 T / 4 + k T) / H); the centre takes floor((T / 2 + k T) / H).
+// Columns alike. These lines rise with k, so rows are taken as they come, and the sums of one output row are open at a
+// time.
 #include "jpeg/decoder/output.h"
 
 namespace vorel {
@@ -113,8 +114,8 @@ void add_line(JpegInfo *info, Line line) {
 void write_means(JpegInfo *info) {
     const int32_t width = info->window.width;
     if (info->numComponents == 4) {
-        info->kernels->unpack_means(info->accumulatorA + info->outWidth, width, info->line[kMeanLine + 3], info->line[0],
-                                    info->line[1]);
+        info->kernels->unpack_means(info->accumulatorA + info->outWidth, width, info->line[kMeanLine + 3],
+                                    info->line[0], info->line[1]);
     }
     write_sums(info, info->accumulatorA, width);
 }
@@ -145,8 +146,7 @@ void pick_samples(const JpegInfo *info, const uint8_t *from, int shift, uint8_t 
 void emit_centres(JpegInfo *info, const RowSet &row, int32_t r) {
     const int64_t source = info->scaledHeight, out = info->outHeight;
     bool picked = false;
-    while (info->next_line < window_end(info) &&
-           source_line(half(source), source, out, info->next_line) == r) {
+    while (info->next_line < window_end(info) && source_line(half(source), source, out, info->next_line) == r) {
         uint8_t **line = info->line + kMeanLine;
         if (!picked) {
             for (int c = 0; c < info->numComponents; ++c) {

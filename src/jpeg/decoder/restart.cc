@@ -85,8 +85,8 @@ int32_t BRIMJ_ProcessRestartMarker(JpegInfo *info) {
     return 1;
 }
 
-// One MCU above the window's first row: 0 it has to be decoded, 1 passed over at a restart, which was processed, 2 passed
-// over inside an interval. An interval that reaches into the window is decoded from its start.
+// One MCU above the window's first row: 0 it has to be decoded, 1 passed over at a restart, which was processed, 2
+// passed over inside an interval. An interval that reaches into the window is decoded from its start.
 int32_t BRIMJ_SkipMcuUsingRST(JpegInfo *info) {
     EntropyDecoder *entropy = info->entropy;
     if (!info->decInfo->partialDecode || info->restartInterval == 0) return 0;

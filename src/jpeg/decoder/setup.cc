@@ -15,10 +15,10 @@ namespace {
 constexpr uint64_t kFastPathBlocks = 512;
 
 // Decode mode 1 gives up precision that these templates (T.81 annex K.1 at three tenths) do not ask for.
-constexpr uint8_t kLumaTemplate[kBlockCoefficients] = {
-    5,  3,  3,  5,  7,  12, 15, 18, 4,  4,  4,  6,  8,  17, 18, 17, 4,  4,  5,  7,  12, 17,
-    21, 17, 4,  5,  7,  9,  15, 26, 24, 19, 5,  7,  11, 17, 20, 33, 31, 23, 7,  11, 17, 19,
-    24, 31, 34, 28, 15, 19, 23, 26, 31, 36, 36, 30, 22, 28, 29, 29, 34, 30, 31, 30};
+constexpr uint8_t kLumaTemplate[kBlockCoefficients] = {5,  3,  3,  5,  7,  12, 15, 18, 4,  4,  4,  6,  8,  17, 18, 17,
+                                                       4,  4,  5,  7,  12, 17, 21, 17, 4,  5,  7,  9,  15, 26, 24, 19,
+                                                       5,  7,  11, 17, 20, 33, 31, 23, 7,  11, 17, 19, 24, 31, 34, 28,
+                                                       15, 19, 23, 26, 31, 36, 36, 30, 22, 28, 29, 29, 34, 30, 31, 30};
 constexpr uint8_t kChromaTemplate[kBlockCoefficients] = {
     5,  5,  7,  14, 30, 30, 30, 30, 5,  6,  8,  20, 30, 30, 30, 30, 7,  8,  17, 30, 30, 30,
     30, 30, 14, 20, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30,

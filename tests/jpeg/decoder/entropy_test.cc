@@ -78,7 +78,8 @@ TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
 // A record over memory, ready to decode MCUs.
 class Record {
   public:
-    Record(const Bytes &jpeg, int scale) : jpeg_(jpeg), input_(Kind::kMemory, jpeg, COLOR_GRAY, VOREL_OPTION_SKIP_TABLES) {
+    Record(const Bytes &jpeg, int scale)
+        : jpeg_(jpeg), input_(Kind::kMemory, jpeg, COLOR_GRAY, VOREL_OPTION_SKIP_TABLES) {
         IoInfo *io = input_.session()->ioInfo;
         stream_ = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
         FrameRequest request = {0, 0, nullptr, 260 / scale, 250 / scale};
@@ -201,7 +202,8 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
         std::copy(row.counts.begin(), row.counts.end(), raw->counts);
         std::copy(row.symbols.begin(), row.symbols.end(), raw->symbols);
         DerivedTable *table = nullptr;
-        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 0, &table, record.get()->entropy), row.derives) << row.what;
+        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 0, &table, record.get()->entropy), row.derives)
+            << row.what;
         EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 4, &table, record.get()->entropy), 0) << "table 4";
         BRIM_FakeFree(table);
     }

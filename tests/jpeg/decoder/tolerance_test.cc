@@ -163,7 +163,12 @@ TEST(JpegTolerance, AnEighthRefusesDcBeyondTwelveBits) {
     // The standard table: size 11 is the code 111111110, and 2047 is eleven ones; end of block is 1010.
     std::vector<bool> bits;
     for (int i = 0; i < 50; ++i) {
-        for (const char *c = "111111110" "11111111111" "1010"; *c; ++c) bits.push_back(*c == '1');
+        for (const char *c =
+                 "111111110"
+                 "11111111111"
+                 "1010";
+             *c; ++c)
+            bits.push_back(*c == '1');
     }
     Bytes data;
     for (size_t i = 0; i + 8 <= bits.size(); i += 8) {
