@@ -1,10 +1,10 @@
-// What the kernels' vector code needs beyond the Highway release we build with. Read once per target, after
+// What the rooms' kernels need in vector code beyond the Highway release we build with. Read once per target, after
 // util/simd_targets.h with VOREL_SIMD_FILE.
-#if VOREL_SIMD_VECTOR && defined(VOREL_VECTOR_OPS_READ) == defined(HWY_TARGET_TOGGLE)
-#ifdef VOREL_VECTOR_OPS_READ
-#undef VOREL_VECTOR_OPS_READ
+#if VOREL_SIMD_VECTOR && defined(VOREL_SIMD_OPS_READ) == defined(HWY_TARGET_TOGGLE)
+#ifdef VOREL_SIMD_OPS_READ
+#undef VOREL_SIMD_OPS_READ
 #else
-#define VOREL_VECTOR_OPS_READ
+#define VOREL_SIMD_OPS_READ
 #endif
 
 VOREL_SIMD_BEGIN
@@ -30,6 +30,30 @@ inline hn::Vec512<uint8_t> pack_bytes(hn::Vec512<int16_t> low, hn::Vec512<int16_
 template <class V>
 inline hn::Vec<hn::Repartition<uint8_t, hn::DFromV<V>>> pack_bytes(V low, V high) {
     const hn::Repartition<uint8_t, hn::DFromV<V>> d8;
+    const hn::Half<decltype(d8)> half;
+    return hn::Combine(d8, hn::DemoteTo(half, high), hn::DemoteTo(half, low));
+}
+#endif
+
+// The same held to -128..127.
+#if HWY_ARCH_X86
+inline hn::Vec128<int8_t> pack_signed_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {
+    return hn::Vec128<int8_t>{_mm_packs_epi16(low.raw, high.raw)};
+}
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+inline hn::Vec256<int8_t> pack_signed_bytes(hn::Vec256<int16_t> low, hn::Vec256<int16_t> high) {
+    return hn::Vec256<int8_t>{_mm256_packs_epi16(low.raw, high.raw)};
+}
+#endif
+#if HWY_TARGET == HWY_AVX3
+inline hn::Vec512<int8_t> pack_signed_bytes(hn::Vec512<int16_t> low, hn::Vec512<int16_t> high) {
+    return hn::Vec512<int8_t>{_mm512_packs_epi16(low.raw, high.raw)};
+}
+#endif
+#else
+template <class V>
+inline hn::Vec<hn::Repartition<int8_t, hn::DFromV<V>>> pack_signed_bytes(V low, V high) {
+    const hn::Repartition<int8_t, hn::DFromV<V>> d8;
     const hn::Half<decltype(d8)> half;
     return hn::Combine(d8, hn::DemoteTo(half, high), hn::DemoteTo(half, low));
 }
@@ -91,8 +115,8 @@ inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
 // Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1 or 2), and
 //     vector(d, x)       does as many elements from x on as d has lanes
 //     scalar(x, count)   does count elements by the scalar twin
-// The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the scalar
-// twin.
+// The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the
+// scalar twin.
 template <class D8, class Row>
 inline void sweep_whole_units(D8 d, const Row &row, int32_t count) {
     constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
