@@ -29,8 +29,7 @@ enum class SimdTarget : uint8_t { kScalar, kNeon, kSse4, kAvx2, kAvx512, kCount 
 constexpr int kSimdTargets = static_cast<int>(SimdTarget::kCount);
 
 const char *simd_target_name(SimdTarget target);
-// Whether the build holds code for the target, the CPU runs it and no test has masked it. Asked at set-up, not in
-// loops.
+// Whether the build holds code for the target, the CPU runs it and no test has masked it. Asked at set-up, not in loops.
 bool simd_target_runs(SimdTarget target);
 // For tests: a masked target does not run. The scalar one cannot be masked.
 void mask_simd_target(SimdTarget target, bool masked);
@@ -60,7 +59,7 @@ void mask_simd_target(SimdTarget target, bool masked);
 #include <hwy/highway.h>
 
 #ifndef VOREL_SIMD_BEGIN
-#define VOREL_SIMD_BEGIN    \
+#define VOREL_SIMD_BEGIN  \
     HWY_BEFORE_NAMESPACE(); \
     namespace vorel {       \
     namespace HWY_NAMESPACE {

@@ -9,6 +9,11 @@ namespace vorel {
 // this is for pools that are about to be freed, or that have records enough.
 void run_waiting_tasks(vorel_threadpool *pool);
 
+// For tests: when set, groups queue their tasks on a pool without threads, and this runs them all, in whatever order and
+// threads it likes.
+using TaskConductor = void (*)(vorel_threadpool *pool);
+void set_task_conductor(TaskConductor conductor);
+
 // A pool for the length of a scope. Without one (no memory, no threads) every task runs in the calling thread, at once.
 class TaskGroup {
   public:
