@@ -36,7 +36,7 @@ void run_row(benchmark::State &state, const Row &row, const Effort &effort) {
         }
         g_results[name_of(row)] = result;
         state.counters["peer_s"] = result.peer.median_s;
-        state.counters["ratio"] = result.peer.median_s / result.ours.median_s;
+        state.counters["ratio"] = result.ratio;
         const int limit = tolerated_difference(row);
         if (limit >= 0 && result.difference > limit) state.SkipWithError("the outputs differ too much");
     } catch (const std::exception &error) {

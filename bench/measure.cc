@@ -80,7 +80,11 @@ Result measure(const Row &row, const Effort &effort) {
         if (i % 2 == 0) peer_times.push_back(seconds_of(decode_peer, row, jpeg, &peer));
         spent += our_times.back() + peer_times.back();
     }
+    std::vector<double> ratios(our_times.size());
+    for (size_t i = 0; i < ratios.size(); ++i) ratios[i] = peer_times[i] / our_times[i];
+    std::sort(ratios.begin(), ratios.end());
     Result result;
+    result.ratio = ratios[ratios.size() / 2];
     result.ours = summarize(our_times, our_heap);
     result.peer = summarize(peer_times, peer_heap);
     result.picture_mb = pixels * 3 / 1e6;

@@ -15,7 +15,8 @@ struct Side {
 
 struct Result {
     Side ours, peer;
-    double picture_mb = 0;      // the full picture at 3 bytes a pixel, in 10^6 bytes
+    double ratio = 0;       // our speed by the peer's: the median over the turns, each of which is one decode of both
+    double picture_mb = 0;  // the full picture at 3 bytes a pixel, in 10^6 bytes
     double bits_per_pixel = 0;  // of the JPEG
     int repetitions = 0;
     int difference = -1;  // the largest between two samples of the outputs; -1: sizes differ, nothing to compare

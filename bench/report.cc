@@ -41,7 +41,7 @@ std::string table_header() {
            "\n\n"
            "decode/SAMPLING/SIZE/SCALE, and what is unlike RGBA, quality 90, no restart markers, from memory.\n"
            "MB/s   10^6 bytes a second of the whole picture at 3 bytes a pixel, whatever the row decodes to\n"
-           "ratio  our speed by the peer's: above 1 libvorel is faster\n"
+           "ratio  our speed by the peer's, the median over turns of one decode each: above 1 libvorel is faster\n"
            "spread middle half of the times by their median, ours and the peer's\n"
            "heap   largest use besides input and output, in KiB, ours and the peer's\n"
            "b/px   bits a pixel of the JPEG\n"
@@ -56,7 +56,7 @@ std::string table_line(const std::string &name, const Result &result) {
                   "%-32s  ours %5.0f MB/s  peer %5.0f MB/s  ratio %.2f  spread %4.1f %4.1f %%  heap %6.0f %6.0f KiB  "
                   "%.1f b/px  diff %s\n",
                   name.c_str(), result.picture_mb / result.ours.median_s, result.picture_mb / result.peer.median_s,
-                  result.peer.median_s / result.ours.median_s, 100 * result.ours.spread, 100 * result.peer.spread,
+                  result.ratio, 100 * result.ours.spread, 100 * result.peer.spread,
                   static_cast<double>(result.ours.heap_peak) / 1024, static_cast<double>(result.peer.heap_peak) / 1024,
                   result.bits_per_pixel, diff);
     return text;

@@ -13,13 +13,10 @@ quietly() {
   return $status
 }
 
-# configure_preset PRESET [-DNAME=VALUE...]: nothing to do when the last call was the same; ninja sees to changed files.
+# configure_preset PRESET [-DNAME=VALUE...]. It takes a moment when nothing has changed, and sees new files and folders.
 configure_preset() {
-  local dir=build/$1
-  local stamp=$dir/.configured
-  if [ -f "$dir/build.ninja" ] && [ "$stamp" -nt CMakePresets.json ] && [ "$(cat "$stamp")" = "$*" ]; then return; fi
-  mkdir -p "$dir"
-  quietly "$dir/configure.log" cmake --preset "$@" && printf '%s' "$*" >"$stamp"
+  mkdir -p "build/$1"
+  quietly "build/$1/configure.log" cmake --preset "$@"
 }
 
 # build_preset PRESET [TARGET...]

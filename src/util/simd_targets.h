@@ -2,7 +2,8 @@
 //
 // A file with vector code names itself in VOREL_SIMD_FILE before it includes this header. It is then read once per
 // target; what stands between VOREL_SIMD_BEGIN and VOREL_SIMD_END is compiled each time, inside vorel::HWY_NAMESPACE
-// and for that target's instructions, and what stands below `#if HWY_ONCE` is compiled once:
+// and for that target's instructions, and what stands below `#if VOREL_SIMD_ONCE` once. What both need, scalar twins
+// among it, comes first under a guard of its own:
 //
 //     #define VOREL_SIMD_FILE "room/kernels/file.cc"
 //     #include "util/simd_targets.h"
@@ -29,7 +30,8 @@ enum class SimdTarget : uint8_t { kScalar, kNeon, kSse4, kAvx2, kAvx512, kCount 
 constexpr int kSimdTargets = static_cast<int>(SimdTarget::kCount);
 
 const char *simd_target_name(SimdTarget target);
-// Whether the build holds code for the target, the CPU runs it and no test has masked it. Asked at set-up, not in loops.
+// Whether the build holds code for the target, the CPU runs it and no test has masked it. Asked at set-up, not in
+// loops.
 bool simd_target_runs(SimdTarget target);
 // For tests: a masked target does not run. The scalar one cannot be masked.
 void mask_simd_target(SimdTarget target, bool masked);
@@ -42,6 +44,9 @@ void mask_simd_target(SimdTarget target, bool masked);
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
+#if defined(__aarch64__)
+#define TOOLCHAIN_MISS_SYS_AUXV_H  // no choice at run time: NEON is the baseline, and the cryptographic extension is not
+#endif
 // Sanitized builds would switch on Highway's assertions, whose failure function is in the library that is not linked.
 #define HWY_IS_DEBUG_BUILD 0
 #include <hwy/detect_targets.h>
@@ -59,7 +64,7 @@ void mask_simd_target(SimdTarget target, bool masked);
 #include <hwy/highway.h>
 
 #ifndef VOREL_SIMD_BEGIN
-#define VOREL_SIMD_BEGIN  \
+#define VOREL_SIMD_BEGIN    \
     HWY_BEFORE_NAMESPACE(); \
     namespace vorel {       \
     namespace HWY_NAMESPACE {

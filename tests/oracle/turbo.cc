@@ -110,7 +110,8 @@ std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
         blocks.down = static_cast<int>(k.height_in_blocks);
         for (int i = 0; i < 64; ++i) blocks.quant[i] = k.quant_table->quantval[i];
         for (unsigned y = 0; y < k.height_in_blocks; ++y) {
-            JBLOCKARRAY row = info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], y, 1, FALSE);
+            JBLOCKARRAY row =
+                info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], y, 1, FALSE);
             blocks.coefficients.insert(blocks.coefficients.end(), row[0][0], row[0][0] + 64 * k.width_in_blocks);
         }
         out.push_back(std::move(blocks));
@@ -196,9 +197,11 @@ Bytes turbo_picture(const PictureSpec &spec) {
             for (int c = 0; c < components; ++c) {
                 int value = 40 + (x * (3 + c) + y * (5 - c)) / 4 % 160;
                 if (x * 3 > spec.width * 2 && y * 2 > spec.height) value = 250 - 60 * c;
-                if (spec.noise) value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
-                row[static_cast<size_t>(x * components + c)] =
-                    static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+                if (spec.noise)
+                    value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
+                row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(value < 0     ? 0
+                                                                                    : value > 255 ? 255
+                                                                                                  : value);
             }
         }
         JSAMPROW pointer = row.data();

@@ -16,7 +16,8 @@ Fill next_stream_byte(JpegInfo *info, uint8_t *out);
 
 class BitReader {
   public:
-    explicit BitReader(JpegInfo *info) : info_(info), buffer_(info->entropy->bitBuffer), count_(info->entropy->bitCount) {}
+    explicit BitReader(JpegInfo *info)
+        : info_(info), buffer_(info->entropy->bitBuffer), count_(info->entropy->bitCount) {}
 
     // Puts the reservoir back into the record.
     void store() const {

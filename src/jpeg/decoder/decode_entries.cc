@@ -44,8 +44,8 @@ class DecodeStream {
     uint8_t *block_ = nullptr;
 };
 
-// Turns the rotation bits of the option word by the Exif orientation for the length of a decode: the caller's word comes
-// back afterwards, so that decoding the session again gives the same picture.
+// Turns the rotation bits of the option word by the Exif orientation for the length of a decode: the caller's word
+// comes back afterwards, so that decoding the session again gives the same picture.
 class OrientedOption {
   public:
     explicit OrientedOption(DecInfo *session) : session_(session), kept_(session->decOption) {

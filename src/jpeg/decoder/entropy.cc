@@ -7,6 +7,14 @@
 #include "jpeg/decoder/entropy_window.h"
 
 namespace vorel {
+
+void clear_mcu(const JpegInfo *info, McuMode mode, int16_t *const *blocks, uint8_t *last) {
+    if (mode == McuMode::kSkip) return;
+    const size_t coefficients = mode == McuMode::kDc ? 1 : kBlockCoefficients;
+    for (int b = 0; b < info->blocksInMcu; ++b) std::memset(blocks[b], 0, coefficients * sizeof(int16_t));
+    std::memset(last, 0, info->blocksInMcu);
+}
+
 namespace {
 
 // ---- The plain path -------------------------------------------------------------------------------------------------
@@ -43,11 +51,6 @@ Fill read_ac(BitReader &reader, const DerivedTable *table, int32_t keep, int16_t
         }
     }
     return Fill::kOk;
-}
-
-void clear_mcu(const JpegInfo *info, int16_t *const *blocks, uint8_t *last) {
-    for (int b = 0; b < info->blocksInMcu; ++b) std::memset(blocks[b], 0, kBlockCoefficients * sizeof(int16_t));
-    std::memset(last, 0, info->blocksInMcu);
 }
 
 int32_t kept_coefficients(const EntropyDecoder *entropy, McuMode mode, int block) {
@@ -148,8 +151,7 @@ bool open_window(JpegInfo *info) {
     window->raw = from;
     window->next = window->data;
     window->bits = entropy->bitCount;
-    window->reservoir =
-        entropy->bitCount ? static_cast<uint64_t>(entropy->bitBuffer) << (64 - entropy->bitCount) : 0;
+    window->reservoir = entropy->bitCount ? static_cast<uint64_t>(entropy->bitBuffer) << (64 - entropy->bitCount) : 0;
     window->open = true;
     return true;
 }
@@ -274,7 +276,7 @@ struct Stretch {
 // Zero MCUs of a stretch whose data ran out.
 void leave_zero(Stretch *stretch, int32_t mcus) {
     for (int32_t i = 0; i < mcus; ++i) {
-        if (stretch->mode != McuMode::kSkip) clear_mcu(stretch->info, stretch->blocks, stretch->last);
+        clear_mcu(stretch->info, stretch->mode, stretch->blocks, stretch->last);
         stretch->advance(1);
     }
 }
@@ -315,7 +317,7 @@ int32_t decode_mcus(JpegInfo *info, McuMode mode, int32_t count, int16_t *const 
             continue;
         }
         if (!start_stretch(info)) {
-            if (mode != McuMode::kSkip) clear_mcu(info, stretch.blocks, stretch.last);
+            clear_mcu(info, mode, stretch.blocks, stretch.last);
             break;
         }
         int32_t mcus = count - stretch.done;
@@ -329,7 +331,7 @@ int32_t decode_mcus(JpegInfo *info, McuMode mode, int32_t count, int16_t *const 
         if (run && !plain_next) {
             const int went = run_fast(&stretch, run, plan, mcus);
             if (went < 0) {
-                clear_mcu(info, stretch.blocks, stretch.last);
+                clear_mcu(info, mode, stretch.blocks, stretch.last);
                 break;
             }
             plain_next = went == 0;
@@ -337,9 +339,9 @@ int32_t decode_mcus(JpegInfo *info, McuMode mode, int32_t count, int16_t *const 
         }
         plain_next = false;
         close_window(info);
-        if (mode != McuMode::kSkip) clear_mcu(info, stretch.blocks, stretch.last);
+        clear_mcu(info, mode, stretch.blocks, stretch.last);
         if (!decode_mcu_plainly(info, mode, stretch.blocks, stretch.last)) {
-            if (mode != McuMode::kSkip) clear_mcu(info, stretch.blocks, stretch.last);
+            clear_mcu(info, mode, stretch.blocks, stretch.last);
             break;
         }
         stretch.advance(1);

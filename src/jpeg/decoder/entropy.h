@@ -14,12 +14,15 @@ namespace vorel {
 enum class McuMode : uint8_t {
     kFull,    // all
     kScaled,  // the first EntropyDecoder.block_keep of each block; the rest is walked over
-    kDc,      // DC alone, and a DC result beyond 12 bits fails the MCU
+    kDc,      // DC alone, the only value that is touched; a DC result beyond 12 bits fails the MCU
     kSkip,    // nothing is stored; only the predictors move
 };
 
 // McuMode::kDc refuses a DC value beyond this.
 constexpr int32_t kMaxScaledDc = 2047;
+
+// Makes the blocks of an MCU zero, as far as the mode stores anything of them.
+void clear_mcu(const JpegInfo *info, McuMode mode, int16_t *const *blocks, uint8_t *last);
 
 // Decodes `count` MCUs of the current scan, one after another. Blocks are cleared first; blocks and last hold
 // count * blocksInMcu entries and may be null with kSkip. Returns how many were done: fewer than count when an MCU

@@ -1,5 +1,5 @@
-// The fast path's view of the bytes ahead: an unstuffed copy that ends at a marker or where the bytes at hand end, and a
-// 64-bit reservoir over it.
+// The fast path's view of the bytes ahead: an unstuffed copy that ends at a marker or where the bytes at hand end, and
+// a 64-bit reservoir over it.
 #pragma once
 
 #include "jpeg/decoder/huffman_tables.h"
@@ -21,8 +21,8 @@ enum class WindowEnd : uint8_t {
 };
 
 struct EntropyWindow {
-    uint64_t reservoir;   // left-aligned; bits behind the valid ones are those that follow or zeros
-    int32_t bits;         // valid bits
+    uint64_t reservoir;  // left-aligned; bits behind the valid ones are those that follow or zeros
+    int32_t bits;        // valid bits
     bool open;
     WindowEnd end_kind;
     uint8_t marker;       // with kMarker
@@ -46,10 +46,10 @@ struct RunPlan {
 };
 
 enum class RunStop : uint8_t {
-    kDone,        // all MCUs asked for
-    kWindowLow,   // fewer bytes are left than an MCU may need
-    kOutOfBits,   // the last MCU used more bits than there were before the marker
-    kBadDc,       // McuMode::kDc: the MCU behind the last one fails
+    kDone,       // all MCUs asked for
+    kWindowLow,  // fewer bytes are left than an MCU may need
+    kOutOfBits,  // the last MCU used more bits than there were before the marker
+    kBadDc,      // McuMode::kDc: the MCU behind the last one fails
 };
 
 // Decodes up to `count` MCUs from an open window; returns how many were done and says why it stopped.

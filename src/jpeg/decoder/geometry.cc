@@ -142,9 +142,7 @@ int32_t kept_for(int32_t width, int32_t height) {
     return side == 8 ? kKeepAll : side >= 3 ? kKeep2to1 : side == 2 ? kKeep4to1 : kKeepDc;
 }
 
-uint8_t box_factor(int64_t whole, int64_t part) {
-    return static_cast<uint8_t>(whole % part == 0 ? whole / part : 0);
-}
+uint8_t box_factor(int64_t whole, int64_t part) { return static_cast<uint8_t>(whole % part == 0 ? whole / part : 0); }
 
 void crop_side(int32_t out, int64_t target, int64_t scaled, int32_t *crop, int32_t *offset, int32_t *decoded) {
     *crop = out;
@@ -200,7 +198,7 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     // A side of one pixel would count as halved; the picture at its own size is never scaled.
     const bool full_size = out.width == image.width && out.height == image.height;
     const bool by_height = image.width * out.height > image.height * out.width;
-    info->scaleIndex = full_size    ? 0
+    info->scaleIndex = full_size   ? 0
                        : by_height ? scale_index(image.height, out.height)
                                    : scale_index(image.width, out.width);
     info->scaleMultiplier = 1;
@@ -320,11 +318,13 @@ void find_window(JpegInfo *info) {
     if (!session->partialDecode) return;
     const int32_t x = clip(static_cast<int32_t>(session->partialX), left, right);
     const int32_t y = clip(static_cast<int32_t>(session->partialY), top, bottom);
-    info->window = {x, y,
-                    clip(int64_t{static_cast<int32_t>(session->partialX)} + static_cast<int32_t>(session->partialWidth), x,
-                         right) - x,
-                    clip(int64_t{static_cast<int32_t>(session->partialY)} + static_cast<int32_t>(session->partialHeight),
-                         y, bottom) - y};
+    info->window = {
+        x, y,
+        clip(int64_t{static_cast<int32_t>(session->partialX)} + static_cast<int32_t>(session->partialWidth), x, right) -
+            x,
+        clip(int64_t{static_cast<int32_t>(session->partialY)} + static_cast<int32_t>(session->partialHeight), y,
+             bottom) -
+            y};
 }
 
 }  // namespace

@@ -131,8 +131,7 @@ void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
         if (!code.length) {
             entries[window] = pack_special(kEntryLongCode, 0, 0, 0);
         } else if (code.length + size <= kDcLookBits) {
-            entries[window] =
-                pack_value(code.length + size, 0, window_value(window, kDcLookBits, code.length, size));
+            entries[window] = pack_value(code.length + size, 0, window_value(window, kDcLookBits, code.length, size));
         } else {
             entries[window] = pack_special(kEntryLongValue, code.length, 0, static_cast<uint32_t>(size));
         }

@@ -1,5 +1,5 @@
-// The exported inverse DCTs and their tables: doors to the single-block kernels. The decoder itself transforms whole runs
-// of blocks through the kernel table.
+// The exported inverse DCTs and their tables: doors to the single-block kernels. The decoder itself transforms whole
+// runs of blocks through the kernel table.
 #include <vorel/jpeg_decoder.h>
 
 #include "jpeg/decoder/kernels/kernels.h"
@@ -12,10 +12,10 @@ constexpr int kScaledKernels = 7;  // entries of the tables for scaled output
 
 }  // namespace
 
-#define VOREL_IDCT_DOOR(name, call)                                                                       \
+#define VOREL_IDCT_DOOR(name, call)                                                                        \
     void name(const uint8_t *rangeLimit, const int32_t *multipliers, const int16_t *block, uint8_t **rows, \
-              int32_t column) {                                                                           \
-        vorel::call;                                                                                      \
+              int32_t column) {                                                                            \
+        vorel::call;                                                                                       \
     }
 #define VOREL_SHAPE_DOOR(name, shape) \
     VOREL_IDCT_DOOR(name, idct_block(IdctShape::shape, rangeLimit, multipliers, block, rows, column))

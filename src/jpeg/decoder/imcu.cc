@@ -24,22 +24,19 @@ uint64_t mcus_above_window(const JpegInfo *info) {
     return imcus * per_imcu * info->mcusPerRow;
 }
 
-void leave_gray(const JpegInfo *info, int16_t *const *blocks, uint8_t *last) {
-    for (int b = 0; b < info->blocksInMcu; ++b) std::memset(blocks[b], 0, kBlockCoefficients * sizeof(int16_t));
-    std::memset(last, 0, info->blocksInMcu);
+int32_t offset_of(const JpegInfo *info, McuMode mode, int32_t mcus) {
+    return mode == McuMode::kSkip ? 0 : mcus * info->blocksInMcu;
 }
 
 // `count` MCUs; near the bottom of the picture one that fails is left gray and the next is tried. False: 102.
 bool decode_batch(JpegInfo *info, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) {
     int32_t done = 0;
     while (done < count) {
-        const int32_t offset = mode == McuMode::kSkip ? 0 : done * info->blocksInMcu;
+        const int32_t offset = offset_of(info, mode, done);
         done += decode_mcus(info, mode, count - done, blocks + offset, last + offset);
         if (done == count) break;
         if (too_early_to_fail(info)) return false;
-        if (mode != McuMode::kSkip) {
-            leave_gray(info, blocks + done * info->blocksInMcu, last + done * info->blocksInMcu);
-        }
+        clear_mcu(info, mode, blocks + offset_of(info, mode, done), last + offset_of(info, mode, done));
         ++done;
     }
     return true;
@@ -78,27 +75,63 @@ void gather_blocks(const JpegInfo *info, const JpegComponent *component, int32_t
     }
 }
 
-// Inverse DCTs of `mcus` MCUs from column first_mcu on, for MCU row `mcu_row` of the iMCU row. Block rows below the
-// picture are left out.
-void transform_batch(JpegInfo *info, uint8_t ***rows, int32_t mcu_row, int32_t first_mcu, int32_t mcus) {
+// One row of blocks of a component, on its way from a batch to sample rows.
+struct BlockRowTarget {
+    const JpegComponent *component;
+    int32_t first_block;  // of the row in its MCU
+    uint8_t *out;
+};
+
+// Visits the rows of blocks of `mcus` MCUs from column first_mcu on, for MCU row `mcu_row` of the iMCU row. Those below
+// the picture are left out.
+template <typename Visit>
+void for_block_rows(JpegInfo *info, uint8_t ***rows, int32_t mcu_row, int32_t first_mcu, const Visit &visit) {
     const bool last_imcu = info->imcu_row + 1 == info->imcu_rows;
     int32_t first_block = 0;
-    BlockRow row;
     for (int i = 0; i < info->compsInScan; ++i) {
         const JpegComponent *component = info->curComponents[i];
         const int32_t width = static_cast<int32_t>(component->mcuWidth);
         const int32_t block_rows = info->compsInScan > 1 && last_imcu ? static_cast<int32_t>(component->lastRowHeight)
                                                                       : static_cast<int32_t>(component->mcuHeight);
-        const uint8_t *range = range_of(info, component);
         for (int32_t v = 0; v < block_rows; ++v) {
-            gather_blocks(info, component, first_block + v * width, mcus, &row);
             uint8_t *out = rows[component->index][(mcu_row + v) * component->block_height] +
                            static_cast<ptrdiff_t>(first_mcu) * width * component->block_width;
-            info->kernels->idct[static_cast<int>(component->shape)](
-                {row.blocks, row.last, row.count, component->multipliers, range, range == info->sampleRangeLimit, out,
-                 component->row_stride});
+            visit(BlockRowTarget{component, first_block + v * width, out});
         }
         first_block += static_cast<int32_t>(component->mcuBlocks);
+    }
+}
+
+void transform_batch(JpegInfo *info, int32_t mcus, const BlockRowTarget &to) {
+    BlockRow row;
+    gather_blocks(info, to.component, to.first_block, mcus, &row);
+    const uint8_t *range = range_of(info, to.component);
+    info->kernels->idct[static_cast<int>(to.component->shape)](
+        {row.blocks, row.last, row.count, to.component->multipliers, range, range == info->sampleRangeLimit, to.out,
+         to.component->row_stride});
+}
+
+// DC values need no gathering: see McuBatch.
+void transform_dc(JpegInfo *info, int32_t mcus, const BlockRowTarget &to) {
+    const int16_t *dc = info->batch->dc_blocks[to.first_block];
+    const int32_t count = mcus * static_cast<int32_t>(to.component->mcuWidth);
+    dc_samples(dc, count, to.component->multipliers[0], range_of(info, to.component), to.out);
+}
+
+// Where each block of a batch of `step` MCUs puts its DC.
+void lay_out_dc(const JpegInfo *info, int32_t step) {
+    McuBatch *batch = info->batch;
+    int16_t *row = batch->dc;
+    int32_t first_block = 0;
+    for (int i = 0; i < info->compsInScan; ++i) {
+        const JpegComponent *component = info->curComponents[i];
+        const int32_t width = static_cast<int32_t>(component->mcuWidth);
+        for (uint32_t v = 0; v < component->mcuHeight; ++v) {
+            for (int32_t at = 0; at < step * width; ++at) {
+                batch->dc_blocks[at / width * info->blocksInMcu + first_block + at % width] = row++;
+            }
+            first_block += width;
+        }
     }
 }
 
@@ -107,10 +140,14 @@ bool decode_mcu_row(JpegInfo *info, McuMode mode, uint8_t ***rows, int32_t mcu_r
     const int32_t across = static_cast<int32_t>(info->mcusPerRow);
     if (mode == McuMode::kSkip) return decode_batch(info, mode, across, nullptr, nullptr);
     const int32_t step = kBatchBlocks / info->blocksInMcu;
+    const bool dc = mode == McuMode::kDc;
+    if (dc) lay_out_dc(info, step);
     for (int32_t first = 0; first < across; first += step) {
         const int32_t mcus = across - first < step ? across - first : step;
-        if (!decode_batch(info, mode, mcus, batch->blocks, batch->last)) return false;
-        transform_batch(info, rows, mcu_row, first, mcus);
+        if (!decode_batch(info, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last)) return false;
+        for_block_rows(info, rows, mcu_row, first, [&](const BlockRowTarget &to) {
+            dc ? transform_dc(info, mcus, to) : transform_batch(info, mcus, to);
+        });
     }
     return true;
 }
@@ -122,8 +159,7 @@ int32_t finish_imcu(JpegInfo *info) {
 }
 
 int32_t scaled_rows_of(const JpegInfo *info) {
-    const int64_t left =
-        int64_t{info->scaledHeight} - static_cast<int64_t>(info->imcu_row) * info->imcu_output_rows;
+    const int64_t left = int64_t{info->scaledHeight} - static_cast<int64_t>(info->imcu_row) * info->imcu_output_rows;
     return static_cast<int32_t>(left < info->imcu_output_rows ? (left > 0 ? left : 0) : info->imcu_output_rows);
 }
 

@@ -5,8 +5,8 @@
 
 namespace vorel {
 
-// Decodes the next iMCU row of the record's scan into rows[component][row]. An iMCU row that the window does not need is
-// passed over. 100, 101 at the last row, or 102.
+// Decodes the next iMCU row of the record's scan into rows[component][row]. An iMCU row that the window does not need
+// is passed over. 100, 101 at the last row, or 102.
 int32_t decode_imcu(JpegInfo *info, McuMode mode, uint8_t ***rows);
 
 // The same for reductions beyond 1/8, where a sample is the DC of the block that covers its pixel.

@@ -68,10 +68,10 @@ enum class Resample : uint8_t { kNone, kMean, kCentre };
 
 // Where output pixels go.
 struct OutputPlanes {
-    uint8_t *base[3];         // Y or pixels, Cb (or the pairs), Cr
-    ptrdiff_t row_bytes;      // Y or pixels: from output row to output row
-    ptrdiff_t pixel_bytes;    // from pixel to pixel; differs from the pixel's size when rotated
-    ptrdiff_t chroma_bytes;   // from chroma row to chroma row
+    uint8_t *base[3];        // Y or pixels, Cb (or the pairs), Cr
+    ptrdiff_t row_bytes;     // Y or pixels: from output row to output row
+    ptrdiff_t pixel_bytes;   // from pixel to pixel; differs from the pixel's size when rotated
+    ptrdiff_t chroma_bytes;  // from chroma row to chroma row
 };
 
 // The part of the output picture that is stored, in output coordinates.
@@ -86,6 +86,9 @@ struct McuBatch {
     alignas(64) int16_t coefficients[kBatchBlocks][kBlockCoefficients];
     int16_t *blocks[kBatchBlocks];
     uint8_t last[kBatchBlocks];  // zigzag position of the last coefficient that may be nonzero
+    // For the DC alone: a component's values of one row of blocks stand side by side.
+    int16_t dc[kBatchBlocks];
+    int16_t *dc_blocks[kBatchBlocks];
 };
 
 }  // namespace vorel
@@ -134,8 +137,8 @@ struct EntropyDecoder {
     uint16_t *blockSkip[vorel::kMaxBlocksInMcu];
 
     // inside
-    vorel::FastHuffTables *fast;    // null: only the plain path runs
-    vorel::EntropyWindow *window;   // null with fast
+    vorel::FastHuffTables *fast;   // null: only the plain path runs
+    vorel::EntropyWindow *window;  // null with fast
     uint8_t block_keep[vorel::kMaxBlocksInMcu];
     uint8_t skip_needed;
 };
@@ -220,25 +223,27 @@ struct JpegInfo {
     vorel::OutputWindow window;
     vorel::Resample resample;
     vorel::UpsampleFn upsample[vorel::kMaxComponents];
-    bool direct;         // component rows go to the writers as they are
-    bool chroma_shared;  // and chroma has one sample for two pixels in them
-    int32_t *column_a, *column_b;                    // source columns of every stored output column
-    int32_t next_line;                               // output row whose lines are looked for
+    bool direct;                            // component rows go to the writers as they are
+    bool chroma_shared;                     // and chroma has one sample for two pixels in them
+    uint32_t *packed_row;                   // one source row of the resampler
+    uint16_t *column_a, *column_b;          // source columns of every stored output column
+    uint32_t *column_picks, *column_pairs;  // null where the two columns are not neighbours
+    int32_t next_line;                      // output row whose lines are looked for
     bool line_a_done;
-    uint8_t **scratch_rows;     // owns the lines
-    uint8_t *line[7];           // rows of samples at the output's width, see output.h
-    int32_t scaled_row;         // next row of the scaled picture
+    uint8_t **scratch_rows;                        // owns the lines
+    uint8_t *line[7];                              // rows of samples at the output's width, see output.h
+    int32_t scaled_row;                            // next row of the scaled picture
     uint8_t **sample_rows[vorel::kMaxComponents];  // the components' rows, as the row steps take them
-    int32_t first_source_row;   // rows of the scaled picture that the window needs
+    int32_t first_source_row;                      // rows of the scaled picture that the window needs
     int32_t end_source_row;
-    uint32_t imcu_row;          // iMCU row to be decoded next
-    uint32_t imcu_rows;         // of the frame
-    int32_t imcu_output_rows;   // scaled rows of a full iMCU row; 0 beyond 1/8, where it varies
-    int32_t mcu_rows_in_imcu;   // MCU rows of the current scan in this iMCU row
-    int32_t rows_ready;         // scaled rows that the buffered iMCU row gives
-    int32_t rows_taken;         // of these, already handed out
+    uint32_t imcu_row;         // iMCU row to be decoded next
+    uint32_t imcu_rows;        // of the frame
+    int32_t imcu_output_rows;  // scaled rows of a full iMCU row; 0 beyond 1/8, where it varies
+    int32_t mcu_rows_in_imcu;  // MCU rows of the current scan in this iMCU row
+    int32_t rows_ready;        // scaled rows that the buffered iMCU row gives
+    int32_t rows_taken;        // of these, already handed out
     bool imcu_buffered;
-    bool imcu_skipped;          // the buffered iMCU row lies above the window: it has no samples
+    bool imcu_skipped;  // the buffered iMCU row lies above the window: it has no samples
     int32_t imcu_result;
     vorel::McuBatch *batch;
     void *batch_memory;

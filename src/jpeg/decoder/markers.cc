@@ -141,6 +141,21 @@ Segment read_frame(JpegInfo *info, bool progressive) {
     return Segment::kDone;
 }
 
+// The length of a DHT or DQT segment: the bytes of its tables.
+Segment start_tables(StreamBuffer *stream, int32_t *left) {
+    const int32_t length = read_segment_length(stream);
+    if (length < 0) {
+        TRACE_MARKER("");
+        return Segment::kFailed;
+    }
+    if (length < 2) {
+        TRACE_MARKER(", length : %d", length);
+        return Segment::kOddlyRefused;
+    }
+    *left = length - 2;
+    return Segment::kDone;
+}
+
 RawHuffTable *huffman_slot(JpegInfo *info, int32_t index) {
     const bool ac = index & 0x10;
     if (ac ? index > 19 : index > 3) {
@@ -168,16 +183,9 @@ RawHuffTable *huffman_slot(JpegInfo *info, int32_t index) {
 Segment read_huffman_tables(JpegInfo *info) {
     StreamBuffer *stream = info->streamBuffer;
     info->markerState->sawDht = 1;
-    const int32_t length = read_segment_length(stream);
-    if (length < 0) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
-    if (length < 2) {
-        TRACE_MARKER(", length : %d", length);
-        return Segment::kOddlyRefused;
-    }
-    int32_t left = length - 2;
+    int32_t left;
+    const Segment start = start_tables(stream, &left);
+    if (start != Segment::kDone) return start;
     while (left >= 17) {
         if (!need(stream, 17)) return Segment::kFailed;
         RawHuffTable *table = huffman_slot(info, unread(stream)[0]);
@@ -205,16 +213,9 @@ Segment read_huffman_tables(JpegInfo *info) {
 // DQT, T.81 B.2.4.1: zigzag order on the wire, natural order in the table.
 Segment read_quantisation_tables(JpegInfo *info) {
     StreamBuffer *stream = info->streamBuffer;
-    const int32_t length = read_segment_length(stream);
-    if (length < 0) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
-    if (length < 2) {
-        TRACE_MARKER(", length : %d", length);
-        return Segment::kOddlyRefused;
-    }
-    int32_t left = length - 2;
+    int32_t left;
+    const Segment start = start_tables(stream, &left);
+    if (start != Segment::kDone) return start;
     while (left > 0) {
         if (!need(stream, 1)) return Segment::kFailed;
         const int32_t head = unread(stream)[0];

@@ -69,8 +69,8 @@ DecodeSplit choose_method(const DecodeRequest &r) {
         }
         split.band_rows = sample * rows;
     } else {
-        const int64_t rows = sample >= 5 ? (r.source_height + 15) / 16 / threads
-                                         : int64_t{sample} * rows_for_sample(sample);
+        const int64_t rows =
+            sample >= 5 ? (r.source_height + 15) / 16 / threads : int64_t{sample} * rows_for_sample(sample);
         split.band_rows = restart_band(r, rows);
     }
     if (split.band_rows == 0) split.band_rows = kDefaultBandRows;

@@ -22,15 +22,15 @@ struct DecodeRequest {
     int32_t restart_interval;  // in MCUs, 0 without
     int64_t input_bytes;
     bool progressive;
-    bool walk_ahead;   // the session asks for the walk at 1/8 in front of the pool
-    bool has_window;   // a window's height is set already
+    bool walk_ahead;  // the session asks for the walk at 1/8 in front of the pool
+    bool has_window;  // a window's height is set already
 };
 
 // What the methods need to know besides.
 struct DecodeSplit {
     DecodeMethod method;
-    int32_t sample_size;   // the reduction that the bands are counted in
-    int32_t band_rows;     // source rows of a band
+    int32_t sample_size;  // the reduction that the bands are counted in
+    int32_t band_rows;    // source rows of a band
     int32_t bands;
     int32_t threads;
     bool walk_ahead;

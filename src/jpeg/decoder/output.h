@@ -20,12 +20,12 @@ struct RowSet {
 constexpr int kMeanLine = 3;
 constexpr int kScratchLines = 7;
 
-// Writes `count` rows of `width` pixels at the row counter, in the colour space of the picture, and moves the counter on.
-// A format that the colour space does not serve only moves the counter.
+// Writes `count` rows of `width` pixels at the row counter, in the colour space of the picture, and moves the counter
+// on. A format that the colour space does not serve only moves the counter.
 void write_rows(JpegInfo *info, const RowSet *rows, int32_t count, int32_t width);
 
-// Writes the means of four samples that packed sums hold (see KernelTable::unpack_means); a fourth component, if there is
-// one, stands in its line already.
+// Writes the means of four samples that packed sums hold (see KernelTable::unpack_means); a fourth component, if there
+// is one, stands in its line already.
 void write_sums(JpegInfo *info, const uint32_t *sums, int32_t width);
 
 // Allocate what write_rows and the resampler need; false when out of memory.
@@ -45,8 +45,8 @@ RowOutputFn choose_row_output(JpegInfo *info);
 
 // True for the formats that are stored pixel by pixel and can be rotated.
 constexpr bool is_pixel_format(int32_t format) {
-    return format == COLOR_RGB565 || format == COLOR_ARGB8888 || format == COLOR_RGBA8888 ||
-           format == COLOR_BGRA8888 || format == COLOR_RGB565_ALT;
+    return format == COLOR_RGB565 || format == COLOR_ARGB8888 || format == COLOR_RGBA8888 || format == COLOR_BGRA8888 ||
+           format == COLOR_RGB565_ALT;
 }
 
 }  // namespace vorel

@@ -1,4 +1,5 @@
-// Quick walks over the marker stream that touch only what their caller asks for: sizes and layout, and the place of EOI.
+// Quick walks over the marker stream that touch only what their caller asks for: sizes and layout, and the place of
+// EOI.
 #include <cstring>
 
 #include "jpeg/decoder/markers.h"

@@ -1,10 +1,9 @@
 // From rows of the DCT-scaled picture to output rows: straight, as means of four samples, or as centre samples.
 //
 // A source of T rows becomes H rows. The mean takes the rows at a quarter and at three quarters of an output row's
-// footprint, floor((T / 4 + k T) / H) and floor((3 T / 4 + k T) / H); the centre takes floor((T / 2 + k T) / H). Columns
-// alike. These lines rise with k, so rows are taken as they come, and the sums of one output row are open at a time.
-#include <cstring>
-
+// footprint, floor((T / 4 + k T) / H) and floor((3 T / 4 + k T) / H); the centre takes floor((T / 2 + k T) / H).
+// Columns alike. These lines rise with k, so rows are taken as they come, and the sums of one output row are open at a
+// time.
 #include "jpeg/decoder/output.h"
 
 namespace vorel {
@@ -33,59 +32,108 @@ void emit_straight(JpegInfo *info, const RowSet *rows, int32_t first, int32_t co
 
 constexpr uint32_t pack(uint32_t a, uint32_t b, uint32_t c) { return a << 20 | b << 10 | c; }
 
-// Adds the two samples of every output column.
-template <bool kShared>
-void add_colour_row(const JpegInfo *info, const RowSet &row, uint32_t *sums) {
-    const uint8_t *y = row.c[0], *cb = row.c[1], *cr = row.c[2];
-    constexpr int kShift = kShared ? 1 : 0;
-    for (int32_t i = 0; i < info->window.width; ++i) {
-        const int32_t a = info->column_a[i], b = info->column_b[i];
-        sums[i] += pack(y[a], cb[a >> kShift], cr[a >> kShift]) + pack(y[b], cb[b >> kShift], cr[b >> kShift]);
-    }
+// Rows are summed as packed words, three components at a time: a second set holds the fourth.
+int32_t packed_sets(const JpegInfo *info) { return info->numComponents == 4 ? 2 : 1; }
+
+// The component rows of a set at the scaled picture's width; shared chroma is doubled into the writers' scratch lines.
+struct PackSources {
+    const uint8_t *a, *b, *c;
+};
+PackSources sources_of(const JpegInfo *info, const RowSet &row, int32_t set) {
+    if (set == 1) return {row.c[3], nullptr, nullptr};
+    if (info->colorSpace == kColorGray) return {row.c[0], nullptr, nullptr};
+    if (!row.shared) return {row.c[0], row.c[1], row.c[2]};
+    info->kernels->double_samples(row.c[1], info->scaledWidth, info->line[1]);
+    info->kernels->double_samples(row.c[2], info->scaledWidth, info->line[2]);
+    return {row.c[0], info->line[1], info->line[2]};
 }
 
-// One component, in the uppermost field.
-void add_plain_row(const JpegInfo *info, const uint8_t *samples, uint32_t *sums) {
-    for (int32_t i = 0; i < info->window.width; ++i) {
-        sums[i] += pack(samples[info->column_a[i]], 0, 0) + pack(samples[info->column_b[i]], 0, 0);
-    }
-}
-
-void add_row(JpegInfo *info, const RowSet &row) {
-    if (info->colorSpace == kColorGray) {
-        add_plain_row(info, row.c[0], info->accumulatorA);
-    } else if (row.shared) {
-        add_colour_row<true>(info, row, info->accumulatorA);
+void pack_row(const PackSources &from, int32_t width, uint32_t *__restrict words) {
+    const uint8_t *a = from.a, *b = from.b, *c = from.c;
+    if (b) {
+        for (int32_t x = 0; x < width; ++x) words[x] = pack(a[x], b[x], c[x]);
     } else {
-        add_colour_row<false>(info, row, info->accumulatorA);
+        for (int32_t x = 0; x < width; ++x) words[x] = pack(a[x], 0, 0);
     }
-    if (info->numComponents == 4) add_plain_row(info, row.c[3], info->accumulatorB);
+}
+
+// Between two thirds and the whole of the source's width an output column's samples are neighbours or the same: then
+// each source column's two possible sums are made once, side by side, and picked.
+void sum_neighbours(const JpegInfo *info, const uint32_t *words, uint32_t *__restrict sums) {
+    const int32_t last = info->scaledWidth - 1, width = info->window.width;
+    uint32_t *__restrict pairs = info->column_pairs;
+    for (int32_t x = 0; x < last; ++x) {
+        pairs[2 * x] = 2 * words[x];
+        pairs[2 * x + 1] = words[x] + words[x + 1];
+    }
+    pairs[2 * last] = 2 * words[last];
+    const uint32_t *picks = info->column_picks;
+    for (int32_t i = 0; i < width; ++i) sums[i] = pairs[picks[i]];
+}
+
+void sum_columns(const JpegInfo *info, const uint32_t *words, uint32_t *__restrict sums) {
+    const uint16_t *a = info->column_a, *b = info->column_b;
+    const int32_t width = info->window.width;
+    for (int32_t i = 0; i < width; ++i) sums[i] = words[a[i]] + words[b[i]];
+}
+
+// accumulatorB: for every output column the two samples of this source row.
+void sum_row(JpegInfo *info, const RowSet &row) {
+    for (int32_t set = 0; set < packed_sets(info); ++set) {
+        pack_row(sources_of(info, row, set), info->scaledWidth, info->packed_row);
+        uint32_t *sums = info->accumulatorB + static_cast<ptrdiff_t>(set) * info->outWidth;
+        info->column_pairs ? sum_neighbours(info, info->packed_row, sums) : sum_columns(info, info->packed_row, sums);
+    }
+}
+
+// What becomes of a row's sums.
+enum class Line { kFirst, kSecond, kBoth };
+
+// accumulatorA takes the row's sums. As the first line of an output row they stay what they are, and the two change
+// places.
+void add_line(JpegInfo *info, Line line) {
+    if (line == Line::kFirst) {
+        uint32_t *sums = info->accumulatorB;
+        info->accumulatorB = info->accumulatorA;
+        info->accumulatorA = sums;
+        return;
+    }
+    const int32_t width = info->window.width;
+    for (int32_t set = 0; set < packed_sets(info); ++set) {
+        const ptrdiff_t at = static_cast<ptrdiff_t>(set) * info->outWidth;
+        uint32_t *__restrict to = info->accumulatorA + at;
+        const uint32_t *__restrict from = info->accumulatorB + at;
+        if (line == Line::kSecond) {
+            for (int32_t i = 0; i < width; ++i) to[i] += from[i];
+        } else {
+            for (int32_t i = 0; i < width; ++i) to[i] = 2 * from[i];
+        }
+    }
 }
 
 void write_means(JpegInfo *info) {
     const int32_t width = info->window.width;
-    const size_t bytes = static_cast<size_t>(width) * sizeof(uint32_t);
     if (info->numComponents == 4) {
-        info->kernels->unpack_means(info->accumulatorB, width, info->line[kMeanLine + 3], info->line[0], info->line[1]);
-        std::memset(info->accumulatorB, 0, bytes);
+        info->kernels->unpack_means(info->accumulatorA + info->outWidth, width, info->line[kMeanLine + 3],
+                                    info->line[0], info->line[1]);
     }
     write_sums(info, info->accumulatorA, width);
-    std::memset(info->accumulatorA, 0, bytes);
 }
 
 void finish_line(JpegInfo *info) { info->outputRow = static_cast<uint32_t>(++info->next_line); }
 
 void emit_means(JpegInfo *info, const RowSet &row, int32_t r) {
     const int64_t source = info->scaledHeight, out = info->outHeight;
+    bool summed = false;
     while (info->next_line < window_end(info)) {
-        if (!info->line_a_done) {
-            if (source_line(first_quarter(source), source, out, info->next_line) != r) return;
-            add_row(info, row);
-            info->line_a_done = true;
-        }
-        if (source_line(third_quarter(source), source, out, info->next_line) != r) return;
-        add_row(info, row);
-        info->line_a_done = false;
+        const bool a_here = source_line(first_quarter(source), source, out, info->next_line) == r;
+        const bool b_here = source_line(third_quarter(source), source, out, info->next_line) == r;
+        if (info->line_a_done ? !b_here : !a_here) return;
+        if (!summed) sum_row(info, row);
+        summed = true;
+        add_line(info, info->line_a_done ? Line::kSecond : b_here ? Line::kBoth : Line::kFirst);
+        info->line_a_done = !b_here;
+        if (!b_here) return;
         write_means(info);
         finish_line(info);
     }
@@ -98,8 +146,7 @@ void pick_samples(const JpegInfo *info, const uint8_t *from, int shift, uint8_t 
 void emit_centres(JpegInfo *info, const RowSet &row, int32_t r) {
     const int64_t source = info->scaledHeight, out = info->outHeight;
     bool picked = false;
-    while (info->next_line < window_end(info) &&
-           source_line(half(source), source, out, info->next_line) == r) {
+    while (info->next_line < window_end(info) && source_line(half(source), source, out, info->next_line) == r) {
         uint8_t **line = info->line + kMeanLine;
         if (!picked) {
             for (int c = 0; c < info->numComponents; ++c) {
@@ -113,13 +160,28 @@ void emit_centres(JpegInfo *info, const RowSet &row, int32_t r) {
     }
 }
 
-void fill_columns(const JpegInfo *info, int64_t start, int32_t *columns) {
+void fill_columns(const JpegInfo *info, int64_t start, uint16_t *columns) {
     for (int32_t i = 0; i < info->window.width; ++i) {
-        columns[i] = source_line(start, info->scaledWidth, info->outWidth, info->window.x + i);
+        columns[i] = static_cast<uint16_t>(source_line(start, info->scaledWidth, info->outWidth, info->window.x + i));
     }
 }
 
 }  // namespace
+
+// Makes the picks of sum_neighbours where the columns allow them. False when out of memory.
+bool prepare_neighbours(JpegInfo *info) {
+    const int32_t width = info->window.width;
+    for (int32_t i = 0; i < width; ++i) {
+        if (info->column_b[i] - info->column_a[i] > 1) return true;
+    }
+    info->column_picks = os_allocate_array<uint32_t>(static_cast<uint64_t>(width));
+    info->column_pairs = os_allocate_array<uint32_t>(2 * uint64_t{info->scaledWidth});
+    if (!info->column_picks || !info->column_pairs) return false;
+    for (int32_t i = 0; i < width; ++i) {
+        info->column_picks[i] = static_cast<uint32_t>(info->column_a[i] + info->column_b[i]);
+    }
+    return true;
+}
 
 void find_source_rows(const JpegInfo *info, int32_t *first, int32_t *end) {
     const int64_t source = info->scaledHeight, out = info->outHeight;
@@ -145,24 +207,38 @@ bool prepare_resampler(JpegInfo *info) {
     info->line_a_done = false;
     if (info->resample == Resample::kNone) return true;
     const uint64_t width = static_cast<uint64_t>(info->outWidth);
-    info->accumulatorA = os_allocate_array<uint32_t>(width);
-    info->accumulatorB = os_allocate_array<uint32_t>(width);
-    info->column_a = os_allocate_array<int32_t>(width);
-    info->column_b = os_allocate_array<int32_t>(width);
-    if (!info->accumulatorA || !info->accumulatorB || !info->column_a || !info->column_b) return false;
+    const uint64_t sets = static_cast<uint64_t>(packed_sets(info));
+    info->accumulatorA = os_allocate_array<uint32_t>(sets * width);
+    info->accumulatorB = os_allocate_array<uint32_t>(sets * width);
+    info->packed_row = os_allocate_array<uint32_t>(info->scaledWidth);
+    info->column_a = os_allocate_array<uint16_t>(width);
+    info->column_b = os_allocate_array<uint16_t>(width);
+    const bool all = info->accumulatorA && info->accumulatorB && info->packed_row && info->column_a && info->column_b;
+    if (!all) {
+        set_error(kErrorOutOfMemory);
+        return false;
+    }
     const int64_t source = info->scaledWidth;
     fill_columns(info, info->resample == Resample::kMean ? first_quarter(source) : half(source), info->column_a);
     fill_columns(info, third_quarter(source), info->column_b);
+    if (info->resample == Resample::kMean && !prepare_neighbours(info)) {
+        set_error(kErrorOutOfMemory);
+        return false;
+    }
     return true;
 }
 
 void release_output(JpegInfo *info) {
     os_release(info->accumulatorA);
     os_release(info->accumulatorB);
+    os_release(info->packed_row);
+    os_release(info->column_picks);
+    os_release(info->column_pairs);
     os_release(info->column_a);
     os_release(info->column_b);
     BRIM_FakeFree(info->scratch_rows);
     info->accumulatorA = info->accumulatorB = nullptr;
+    info->packed_row = info->column_picks = info->column_pairs = nullptr;
     info->column_a = info->column_b = nullptr;
     info->scratch_rows = nullptr;
 }

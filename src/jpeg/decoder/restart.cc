@@ -80,12 +80,13 @@ int32_t BRIMJ_ProcessRestartMarker(JpegInfo *info) {
     state->nextRestartNumber = (state->nextRestartNumber + 1) & 7;
     for (int i = 0; i < info->compsInScan; ++i) entropy->lastDc[i] = 0;
     entropy->restartsToGo = info->restartInterval;
-    if (info->unreadMarker == 0) entropy->insufficientData = 0;
+    // While a marker from further on is pending there is nothing to decode: MCUs stay zero up to it.
+    entropy->insufficientData = info->unreadMarker != 0;
     return 1;
 }
 
-// One MCU above the window's first row: 0 it has to be decoded, 1 passed over at a restart, which was processed, 2 passed
-// over inside an interval. An interval that reaches into the window is decoded from its start.
+// One MCU above the window's first row: 0 it has to be decoded, 1 passed over at a restart, which was processed, 2
+// passed over inside an interval. An interval that reaches into the window is decoded from its start.
 int32_t BRIMJ_SkipMcuUsingRST(JpegInfo *info) {
     EntropyDecoder *entropy = info->entropy;
     if (!info->decInfo->partialDecode || info->restartInterval == 0) return 0;

@@ -15,10 +15,10 @@ namespace {
 constexpr uint64_t kFastPathBlocks = 512;
 
 // Decode mode 1 gives up precision that these templates (T.81 annex K.1 at three tenths) do not ask for.
-constexpr uint8_t kLumaTemplate[kBlockCoefficients] = {
-    5,  3,  3,  5,  7,  12, 15, 18, 4,  4,  4,  6,  8,  17, 18, 17, 4,  4,  5,  7,  12, 17,
-    21, 17, 4,  5,  7,  9,  15, 26, 24, 19, 5,  7,  11, 17, 20, 33, 31, 23, 7,  11, 17, 19,
-    24, 31, 34, 28, 15, 19, 23, 26, 31, 36, 36, 30, 22, 28, 29, 29, 34, 30, 31, 30};
+constexpr uint8_t kLumaTemplate[kBlockCoefficients] = {5,  3,  3,  5,  7,  12, 15, 18, 4,  4,  4,  6,  8,  17, 18, 17,
+                                                       4,  4,  5,  7,  12, 17, 21, 17, 4,  5,  7,  9,  15, 26, 24, 19,
+                                                       5,  7,  11, 17, 20, 33, 31, 23, 7,  11, 17, 19, 24, 31, 34, 28,
+                                                       15, 19, 23, 26, 31, 36, 36, 30, 22, 28, 29, 29, 34, 30, 31, 30};
 constexpr uint8_t kChromaTemplate[kBlockCoefficients] = {
     5,  5,  7,  14, 30, 30, 30, 30, 5,  6,  8,  20, 30, 30, 30, 30, 7,  8,  17, 30, 30, 30,
     30, 30, 14, 20, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30, 30,
@@ -222,6 +222,14 @@ void find_sampling(JpegInfo *info) {
     info->imcu_rows = static_cast<uint32_t>(ceil_div(info->imageHeight, info->mcuHeight));
 }
 
+// Distance in MCU columns between two places of a row that a stored map of the stream holds: restarts fall on them.
+int32_t map_interval(const JpegInfo *info) {
+    constexpr int32_t kWidest = 16;
+    const int32_t restart = static_cast<int32_t>(info->restartInterval);
+    if (restart == 0 || info->restartInterval == info->mcusPerRow) return kWidest;
+    return restart <= kWidest ? restart : BRIMJ_GetGCD(restart, kWidest);
+}
+
 bool all_quant_tables_there(const JpegInfo *info) {
     for (int i = 0; i < info->compsInScan; ++i) {
         if (!info->curComponents[i]->quantTable) return false;
@@ -316,7 +324,7 @@ int32_t BRIMJ_StartDecompression(JpegInfo *info) {
         return kStepFailed;
     }
     if (BRIMJ_InitUpsampler(info) != kStepOk || BRIMJ_InitDecBeforeScan(info) != kStepOk) return kStepFailed;
-    if (!prepare_writers(info, info->outWidth)) {
+    if (!prepare_writers(info, info->outWidth > info->scaledWidth ? info->outWidth : info->scaledWidth)) {
         set_error(kErrorOutOfMemory);
         VOREL_TRACE(kTagJpeg);
         return kStepFailed;
@@ -367,9 +375,7 @@ int32_t BRIMJ_SetupScan(JpegInfo *info) {
         return kStepFailed;
     }
     info->mcus_done = 0;
-    info->map_interval = info->restartInterval && info->restartInterval != info->mcusPerRow
-                             ? BRIMJ_GetGCD(static_cast<int32_t>(info->restartInterval), 16)
-                             : 16;
+    info->map_interval = map_interval(info);
     info->imcu_row = 0;
     BRIMJ_SetupiMcu(info);
     return kStepOk;

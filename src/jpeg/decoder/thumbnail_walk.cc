@@ -1,4 +1,5 @@
-// The thumbnail that a header carries: JFIF (T.871 10.1), JFXX, Exif IFD1 (Exif 2.3 4.5.8) or an image resource of APP13.
+// The thumbnail that a header carries: JFIF (T.871 10.1), JFXX, Exif IFD1 (Exif 2.3 4.5.8) or an image resource of
+// APP13.
 #include <climits>
 #include <cstring>
 
@@ -197,8 +198,8 @@ bool walk_segment(StreamBuffer *stream, int32_t marker, ThumbnailRecord *record)
 }
 
 bool has_segment(int32_t marker) {
-    return marker == kSof0 || marker == kSof1 || marker == kSof2 || marker == kDht || marker == kDqt || marker == kDri ||
-           marker == kCom || marker == kDnl || is_app(marker);
+    return marker == kSof0 || marker == kSof1 || marker == kSof2 || marker == kDht || marker == kDqt ||
+           marker == kDri || marker == kCom || marker == kDnl || is_app(marker);
 }
 
 }  // namespace

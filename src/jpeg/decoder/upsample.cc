@@ -26,9 +26,9 @@ int32_t direct_code(const JpegInfo *info) {
     const JpegComponent *chroma = &info->components[info->numComponents > 1 ? 1 : 0];
     for (int i = 0; i < info->numComponents; ++i) {
         const JpegComponent *component = &info->components[i];
-        const bool alike = i == 0 || i == 3 ? component->h_expand == 1 && component->v_expand == 1
-                                            : component->h_expand == chroma->h_expand &&
-                                                  component->v_expand == chroma->v_expand;
+        const bool alike = i == 0 || i == 3
+                               ? component->h_expand == 1 && component->v_expand == 1
+                               : component->h_expand == chroma->h_expand && component->v_expand == chroma->v_expand;
         if (!alike) return 0;
     }
     if (chroma->h_expand == 1 && chroma->v_expand == 1) return 4;

@@ -114,9 +114,8 @@ void write_pixels(JpegInfo *info, PixelFormat format, const RowSet *rows, int32_
         uint8_t *out = output_row(info, info->outputRowCounter + static_cast<uint32_t>(i));
         // Two luma rows over one chroma row of half width share the chroma terms.
         if (pairs && rows[i].shared && i + 1 < count && rows[i].c[1] == rows[i + 1].c[1]) {
-            info->kernels->ycc_row_pair[static_cast<int>(format)](rows[i].c[0], rows[i + 1].c[0], rows[i].c[1],
-                                                                  rows[i].c[2], width, out,
-                                                                  out + info->planes.row_bytes);
+            info->kernels->ycc_row_pair[static_cast<int>(format)](
+                rows[i].c[0], rows[i + 1].c[0], rows[i].c[1], rows[i].c[2], width, out, out + info->planes.row_bytes);
             ++i;
             continue;
         }
@@ -177,8 +176,8 @@ void write_yuv_row(JpegInfo *info, const RowSet &row, uint32_t index, int32_t wi
     }
     std::memcpy(out, row.c[0], static_cast<size_t>(width));
     if (gray) return;
-    const bool half_height = format == COLOR_YUV420 || format == COLOR_YUV440 || format == COLOR_NV21 ||
-                             format == COLOR_NV12;
+    const bool half_height =
+        format == COLOR_YUV420 || format == COLOR_YUV440 || format == COLOR_NV21 || format == COLOR_NV12;
     if (half_height && (index & 1)) return;
     const ptrdiff_t offset = static_cast<ptrdiff_t>(half_height ? index / 2 : index) * info->planes.chroma_bytes;
     uint8_t *cb = info->planes.base[1] + offset;
@@ -318,18 +317,18 @@ void BRIMJ_YCCKWriteOutput1to1(JpegInfo *info, const uint8_t *y, const uint8_t *
     write_one(info, {{y, cb, cr, k}, false}, width);
 }
 
-#define VOREL_DIRECT_WRITERS(sampling, half_width, half_height)                                                   \
-    void BRIMJ_YcbcrWriteOutput1to1_##sampling(JpegInfo *info, uint8_t ***rows, int32_t width) {                  \
-        write_direct(info, rows, width, half_width, half_height);                                                 \
-    }                                                                                                             \
-    void BRIMJ_YcbcrWriteOutput1to1_##sampling##_toRGB565(JpegInfo *info, uint8_t ***rows, int32_t width) {       \
-        write_direct(info, rows, width, half_width, half_height, COLOR_RGB565);                                   \
-    }                                                                                                             \
-    void BRIMJ_YcbcrWriteOutput1to1_##sampling##_toRGBA8888(JpegInfo *info, uint8_t ***rows, int32_t width) {     \
-        write_direct(info, rows, width, half_width, half_height, COLOR_RGBA8888);                                 \
-    }                                                                                                             \
-    void BRIMJ_YcbcrWriteOutput1to1_##sampling##_toBGRA8888(JpegInfo *info, uint8_t ***rows, int32_t width) {     \
-        write_direct(info, rows, width, half_width, half_height, COLOR_BGRA8888);                                 \
+#define VOREL_DIRECT_WRITERS(sampling, half_width, half_height)                                               \
+    void BRIMJ_YcbcrWriteOutput1to1_##sampling(JpegInfo *info, uint8_t ***rows, int32_t width) {              \
+        write_direct(info, rows, width, half_width, half_height);                                             \
+    }                                                                                                         \
+    void BRIMJ_YcbcrWriteOutput1to1_##sampling##_toRGB565(JpegInfo *info, uint8_t ***rows, int32_t width) {   \
+        write_direct(info, rows, width, half_width, half_height, COLOR_RGB565);                               \
+    }                                                                                                         \
+    void BRIMJ_YcbcrWriteOutput1to1_##sampling##_toRGBA8888(JpegInfo *info, uint8_t ***rows, int32_t width) { \
+        write_direct(info, rows, width, half_width, half_height, COLOR_RGBA8888);                             \
+    }                                                                                                         \
+    void BRIMJ_YcbcrWriteOutput1to1_##sampling##_toBGRA8888(JpegInfo *info, uint8_t ***rows, int32_t width) { \
+        write_direct(info, rows, width, half_width, half_height, COLOR_BGRA8888);                             \
     }
 VOREL_DIRECT_WRITERS(YUV420, true, true)
 VOREL_DIRECT_WRITERS(YUV422_H2V1, true, false)

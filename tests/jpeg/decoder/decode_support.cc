@@ -81,6 +81,7 @@ Decoded run_decode(const Bytes &jpeg, const DecodeSpec &spec, const Run &run) {
     if (!prepare(input.session(), spec, &width, &height, &bytes)) return out;
     GuardBuffer buffer(bytes, spec.fill);
     out.result = run(input.session(), buffer.data(), width, height);
+    out.error = gVORELBRIM_Error;
     out.pixels = buffer.bytes();
     out.out_width = input.session()->outWidth;
     out.out_height = input.session()->outHeight;

@@ -16,6 +16,7 @@ struct Decoded {
     int32_t result = 0;
     Bytes pixels;
     uint32_t out_width = 0, out_height = 0;
+    uint32_t error = 0;  // the error word behind the decode
 };
 
 struct DecodeSpec {
@@ -33,9 +34,8 @@ Decoded decode(const Bytes &jpeg, const DecodeSpec &spec);
 // Through BRIMJ_DecodeFrame, which keeps the session's decode mode.
 Decoded decode_with_mode(const Bytes &jpeg, const DecodeSpec &spec, int32_t mode);
 
-constexpr int32_t kAllFormats[] = {COLOR_RGB565,   COLOR_RGB888,     COLOR_YUV420, COLOR_YUV422, COLOR_GRAY,
-                                   COLOR_ARGB8888, COLOR_BGR565A,    COLOR_RGBA8888, COLOR_BGRA8888,
-                                   COLOR_RGB565_ALT, COLOR_YUV440,   COLOR_YUV444, COLOR_YUYV,   COLOR_NV21,
-                                   COLOR_NV12};
+constexpr int32_t kAllFormats[] = {COLOR_RGB565,   COLOR_RGB888,  COLOR_YUV420,   COLOR_YUV422,   COLOR_GRAY,
+                                   COLOR_ARGB8888, COLOR_BGR565A, COLOR_RGBA8888, COLOR_BGRA8888, COLOR_RGB565_ALT,
+                                   COLOR_YUV440,   COLOR_YUV444,  COLOR_YUYV,     COLOR_NV21,     COLOR_NV12};
 
 }  // namespace vorel::test

@@ -121,8 +121,7 @@ TEST(JpegPlacement, PlanesInsideALargerTarget) {
     const auto coded = turbo_planes(jpeg);
     ASSERT_TRUE(coded);
     constexpr int kWidth = 36, kHeight = 28, kLeft = 6, kTop = 6;
-    const Bytes ours =
-        decode(jpeg, {.format = COLOR_YUV420, .width = kWidth, .height = kHeight, .fill = kFill}).pixels;
+    const Bytes ours = decode(jpeg, {.format = COLOR_YUV420, .width = kWidth, .height = kHeight, .fill = kFill}).pixels;
     Bytes expected(ours.size(), kFill);
     const auto put = [&](size_t c, size_t base, int stride, int left, int top) {
         const Plane &plane = coded->components[c].plane;

@@ -68,8 +68,8 @@ TEST(JpegGeometry, OutputSizesScalesAndCrops) {
     for (const auto &row : kRows) {
         const Planned p(row.width, row.height, row.target_width, row.target_height, row.option, row.mode);
         const std::string what = std::to_string(row.width) + "x" + std::to_string(row.height) + " to " +
-                                 std::to_string(row.target_width) + "x" + std::to_string(row.target_height) + " option " +
-                                 std::to_string(row.option) + " mode " + std::to_string(row.mode);
+                                 std::to_string(row.target_width) + "x" + std::to_string(row.target_height) +
+                                 " option " + std::to_string(row.option) + " mode " + std::to_string(row.mode);
         EXPECT_TRUE(p.planned) << what;
         EXPECT_EQ(p.info.outWidth, row.out_width) << what;
         EXPECT_EQ(p.info.outHeight, row.out_height) << what;

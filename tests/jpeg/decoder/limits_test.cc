@@ -1,6 +1,8 @@
 // Memory, failing allocations, cancelling and progress.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "frame/floor.h"
 #include "jpeg/decoder/decode_support.h"
 #include "oracle/turbo.h"
@@ -28,9 +30,7 @@ size_t peak_of(const Bytes &jpeg, Kind kind, int32_t width, int32_t height, int3
 }
 
 TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
-    constexpr struct {
-        int h, v;
-    } kSamplings[] = {{1, 1}, {2, 1}, {2, 2}, {1, 4}, {4, 2}};
+    constexpr struct { int h, v; } kSamplings[] = {{1, 1}, {2, 1}, {2, 2}, {1, 4}, {4, 2}};
     for (const auto &sampling : kSamplings) {
         PictureSpec spec;
         spec.width = 6000;
@@ -42,7 +42,8 @@ TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
             const int width = 6000 / divisor, height = std::max(1, 64 / divisor);
             const size_t bytes = format_bytes(COLOR_RGBA8888, width, height);
             const size_t memory = peak_of(jpeg, Kind::kMemory, width, height, COLOR_RGBA8888, bytes);
-            EXPECT_LE(memory, kFixedBytes + kBytesPerColumn * 6000) << sampling.h << "x" << sampling.v << " /" << divisor;
+            EXPECT_LE(memory, kFixedBytes + kBytesPerColumn * 6000)
+                << sampling.h << "x" << sampling.v << " /" << divisor;
             EXPECT_LE(peak_of(jpeg, Kind::kPath, width, height, COLOR_RGBA8888, bytes), memory + kFileBytes);
         }
     }
@@ -57,7 +58,8 @@ TEST(JpegMemory, ATinyFileOfHugeSizeCostsItsWidth) {
         jpeg[i + 5] = jpeg[i + 7] = 15000 >> 8;
         jpeg[i + 6] = jpeg[i + 8] = 15000 & 255;
     }
-    EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4), kFixedBytes + kBytesPerColumn * 15000);
+    EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4),
+              kFixedBytes + kBytesPerColumn * 15000);
 }
 
 TEST(JpegMemory, EveryFailingAllocationIsAFailedDecodeThatLeavesNothing) {

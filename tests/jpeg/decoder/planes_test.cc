@@ -19,9 +19,7 @@ void expect_planes(const Bytes &jpeg, const CodedPicture &coded, const std::stri
 }
 
 TEST(JpegPlanes, EqualTheOracleOverSizesSamplingsQualitiesAndRestarts) {
-    constexpr struct {
-        int h, v;
-    } kSamplings[] = {{1, 1}, {2, 1}, {1, 2}, {2, 2}, {4, 1}, {1, 4}, {4, 2}};
+    constexpr struct { int h, v; } kSamplings[] = {{1, 1}, {2, 1}, {1, 2}, {2, 2}, {4, 1}, {1, 4}, {4, 2}};
     constexpr int kSizes[][2] = {{1, 1}, {1, 23}, {7, 9}, {16, 16}, {17, 33}, {131, 77}, {257, 129}, {640, 200}};
     unsigned seed = 1;
     for (const auto &sampling : kSamplings) {
@@ -118,7 +116,8 @@ Bytes read_file(const std::filesystem::path &path) {
 std::vector<std::filesystem::path> corpus(const char *folder) {
     std::vector<std::filesystem::path> out;
     std::error_code failed;
-    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(VOREL_CORPUS) / folder, failed)) {
+    for (const auto &entry :
+         std::filesystem::directory_iterator(std::filesystem::path(VOREL_CORPUS) / folder, failed)) {
         out.push_back(entry.path());
     }
     return out;
@@ -138,8 +137,8 @@ TEST(JpegCorpus, BaselineFilesEqualTheOracle) {
         if (static_cast<int64_t>(coded->width) * coded->height < 500000) {
             const Samples picture = upsampled(*coded, coded->components.size() == 1 ? Colour::kGray : Colour::kYcc);
             for (const int32_t format : {COLOR_RGBA8888, COLOR_BGRA8888, COLOR_RGB565, COLOR_NV21}) {
-                const Decoded ours = decode(
-                    jpeg, {.format = format, .width = coded->width, .height = coded->height, .fill = 9});
+                const Decoded ours =
+                    decode(jpeg, {.format = format, .width = coded->width, .height = coded->height, .fill = 9});
                 EXPECT_TRUE(ours.pixels == stored(picture, format, 9)) << path.filename() << " format " << format;
             }
         }

@@ -1,6 +1,8 @@
 // A window of the output is the cut of the whole.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <random>
 
 #include "jpeg/decoder/colour_model.h"
@@ -35,9 +37,7 @@ DecodeSpec window_spec(int32_t format, int width, int height, const Window &w) {
 TEST(JpegWindow, EqualsTheCutOverSamplingsRestartsScalesAndPlaces) {
     std::mt19937 random(5);
     const auto below = [&random](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
-    constexpr struct {
-        int h, v;
-    } kSamplings[] = {{1, 1}, {2, 1}, {1, 2}, {2, 2}, {4, 1}};
+    constexpr struct { int h, v; } kSamplings[] = {{1, 1}, {2, 1}, {1, 2}, {2, 2}, {4, 1}};
     for (const auto &sampling : kSamplings) {
         for (const unsigned restart : {0u, 1u, 7u, 200u}) {
             for (const Scans scans : {Scans::kInterleaved, Scans::kOnePerComponent}) {
@@ -50,7 +50,8 @@ TEST(JpegWindow, EqualsTheCutOverSamplingsRestartsScalesAndPlaces) {
                 spec.scans = scans;
                 const Bytes jpeg = turbo_picture(spec);
                 // Straight at every scale, and resampled by means, by centres and up.
-                constexpr int kSizes[][2] = {{403, 301}, {202, 151}, {101, 75}, {50, 38}, {320, 240}, {81, 61}, {500, 320}};
+                constexpr int kSizes[][2] = {{403, 301}, {202, 151}, {101, 75}, {50, 38},
+                                             {320, 240}, {81, 61},   {500, 320}};
                 for (const auto &size : kSizes) {
                     const int width = size[0], height = size[1];
                     const uint32_t fit = VOREL_OPTION_FIT_STRETCH;
@@ -82,7 +83,8 @@ TEST(JpegWindow, PlanesOfAWindowStandAlone) {
     const auto coded = turbo_planes(jpeg);
     ASSERT_TRUE(coded);
     const Samples picture = upsampled(*coded, Colour::kYcc);
-    for (const Window w : {Window{0, 0, 131, 97}, Window{16, 32, 48, 16}, Window{5, 7, 33, 21}, Window{130, 96, 1, 1}}) {
+    for (const Window w :
+         {Window{0, 0, 131, 97}, Window{16, 32, 48, 16}, Window{5, 7, 33, 21}, Window{130, 96, 1, 1}}) {
         for (const int32_t format : {COLOR_YUV420, COLOR_YUV422, COLOR_YUV440, COLOR_YUV444, COLOR_NV21, COLOR_YUYV}) {
             const Decoded ours = decode(jpeg, window_spec(format, 131, 97, w));
             EXPECT_TRUE(ours.pixels == stored(cut(picture, w.x, w.y, w.width, w.height), format, 0))

@@ -116,8 +116,8 @@ void add_scalar_colour(KernelTable *table) {
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR
 
-// What chroma adds to luma, in 16-bit lanes. 22971 is 16384 + 6587 and 29033 is 32768 - 3735, so a rounding multiplication
-// of twice the sample by the remainder, in 15 bits, gives the same as the 14-bit rule.
+// What chroma adds to luma, in 16-bit lanes. 22971 is 16384 + 6587 and 29033 is 32768 - 3735, so a rounding
+// multiplication of twice the sample by the remainder, in 15 bits, gives the same as the 14-bit rule.
 template <class D16>
 struct VectorTerms {
     hn::Vec<D16> red, green, blue;
@@ -326,7 +326,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_colour(SimdTarget target, KernelTable *table) { VOREL_SIMD_CALL(target, add_colour(table)); }
+void add_vector_colour(SimdTarget target, [[maybe_unused]] KernelTable *table) {
+    VOREL_SIMD_CALL(target, add_colour(table));
+}
 
 }  // namespace vorel
 #endif

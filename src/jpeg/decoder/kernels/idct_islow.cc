@@ -10,9 +10,9 @@
 namespace vorel {
 namespace {
 
-// Dequantised coefficients and the first pass's results are held to 16 bits: no valid picture comes near, and the vector
-// twin works on 16-bit lanes. So no sum of a pass exceeds 31 bits: the even part is at most (2 * 8192 + 10703 + 4433) *
-// 2^15, the odd one (11363 + 9633 + 6437 + 2260) * 2^15, together below 2.01e9.
+// Dequantised coefficients and the first pass's results are held to 16 bits: no valid picture comes near, and the
+// vector twin works on 16-bit lanes. So no sum of a pass exceeds 31 bits: the even part is at most (2 * 8192 + 10703 +
+// 4433) * 2^15, the odd one (11363 + 9633 + 6437 + 2260) * 2^15, together below 2.01e9.
 int32_t hold16(int64_t value) {
     return static_cast<int32_t>(value < INT16_MIN ? INT16_MIN : value > INT16_MAX ? INT16_MAX : value);
 }
@@ -154,6 +154,8 @@ inline void dequantise(D d, const int16_t *const *blocks, const int16_t *multipl
     for (int row = 0; row < kRows; ++row) rows.v[row] = dequantise_and_hold_row(d, blocks, multipliers, row);
 }
 
+constexpr int32_t rounding_of(int shift) { return 1 << (shift - 1); }
+
 template <class D>
 struct EvenPart {
     WidePair<D> sum[4];
@@ -221,15 +223,39 @@ inline Rows<D> transpose(D d, const Rows<D> &in) {
     return rotate(d, rotate(d, rotate(d, in)));
 }
 
-// Four vectors of 16 bytes a block, the same way.
-template <class D8>
-struct Bytes {
-    hn::Vec<D8> v[4];
+// The same with four vectors.
+template <class D>
+struct Quad {
+    hn::Vec<D> v[4];
 };
-template <class D8>
-inline Bytes<D8> rotate(D8 d, const Bytes<D8> &in) {
+template <class D>
+inline Quad<D> rotate(D d, const Quad<D> &in) {
     return {{hn::InterleaveLower(d, in.v[0], in.v[2]), hn::InterleaveUpper(d, in.v[0], in.v[2]),
              hn::InterleaveLower(d, in.v[1], in.v[3]), hn::InterleaveUpper(d, in.v[1], in.v[3])}};
+}
+
+// Rows 2 i and 2 i + 1 of four columns.
+template <class D>
+inline hn::Vec<D> hold_lower_halves(D d, WidePair<D> upper_row, WidePair<D> lower_row) {
+    return hn::ReorderDemote2To(d, hn::ShiftRight<kFirstShift>(upper_row.low),
+                                hn::ShiftRight<kFirstShift>(lower_row.low));
+}
+// The first pass over the 4 x 4 corner, transposed: only the lower halves of the vectors are worked on. Of the result
+// the first four columns count.
+template <class D>
+inline Rows<D> corner_columns(D d, const Rows<D> &in) {
+    const auto even = even_part_of_two(d, in, rounding_of(kFirstShift));
+    const auto in13 = operands(d, in.v[1], in.v[3]);
+    const auto odd0 = odd_part<0, true>(d, in13, in13), odd1 = odd_part<1, true>(d, in13, in13);
+    const auto odd2 = odd_part<2, true>(d, in13, in13), odd3 = odd_part<3, true>(d, in13, in13);
+    const Quad<D> rows = {{hold_lower_halves(d, even.sum[0] + odd0, even.sum[1] + odd1),
+                           hold_lower_halves(d, even.sum[2] + odd2, even.sum[3] + odd3),
+                           hold_lower_halves(d, even.sum[3] - odd3, even.sum[2] - odd2),
+                           hold_lower_halves(d, even.sum[1] - odd1, even.sum[0] - odd0)}};
+    // The index bits, two of the vector and three of the lane, are r2 r1 | r0 c1 c0 and become c1 c0 | r2 r1 r0.
+    const Quad<D> columns = rotate(d, rotate(d, rotate(d, rows)));
+    return {{columns.v[0], columns.v[1], columns.v[2], columns.v[3], columns.v[0], columns.v[1], columns.v[2],
+             columns.v[3]}};
 }
 
 // Each block of v holds its samples of two rows.
@@ -257,8 +283,8 @@ template <class D>
 inline void store_columns(D, const Rows<D> &columns, uint8_t *out, ptrdiff_t stride_bytes) {
     using D8 = hn::Repartition<uint8_t, D>;
     const D8 bytes;
-    Bytes<D8> rows = {{pack_bytes(columns.v[0], columns.v[1]), pack_bytes(columns.v[2], columns.v[3]),
-                                    pack_bytes(columns.v[4], columns.v[5]), pack_bytes(columns.v[6], columns.v[7])}};
+    Quad<D8> rows = {{pack_bytes(columns.v[0], columns.v[1]), pack_bytes(columns.v[2], columns.v[3]),
+                      pack_bytes(columns.v[4], columns.v[5]), pack_bytes(columns.v[6], columns.v[7])}};
     rows = rotate(bytes, rotate(bytes, rotate(bytes, rows)));
     store_two_rows(bytes, rows.v[0], out, stride_bytes);
     store_two_rows(bytes, rows.v[1], out + 2 * stride_bytes, stride_bytes);
@@ -266,31 +292,43 @@ inline void store_columns(D, const Rows<D> &columns, uint8_t *out, ptrdiff_t str
     store_two_rows(bytes, rows.v[3], out + 6 * stride_bytes, stride_bytes);
 }
 
-constexpr int32_t kFirstRounding = 1 << (kFirstShift - 1);
-// The second pass also adds the 128 that the ordinary range table stands for; 2.01e9 leaves room for it.
-constexpr int32_t kSecondRounding = (1 << (kSecondShift - 1)) + (128 << kSecondShift);
-
-// Groups of blocks of a run; the caller's run has a plain range and 16-bit multipliers.
+// The same through a range table.
 template <class D>
-inline void full_group(D d, const int16_t *const *blocks, const int16_t *multipliers, uint8_t *out, ptrdiff_t stride) {
-    Rows<D> rows;
-    dequantise<8>(d, blocks, multipliers, rows);
-    pass<kFirstShift, false>(d, rows, kFirstRounding);
-    rows = transpose(d, rows);
-    pass<kSecondShift, false>(d, rows, kSecondRounding);
-    store_columns(d, rows, out, stride);
+inline void look_up_columns(D d, const Rows<D> &columns, const uint8_t *range_limit, uint8_t *out,
+                            ptrdiff_t stride_bytes) {
+    const Rows<D> rows = transpose(d, columns);
+    alignas(64) uint16_t index[hn::MaxLanes(D())];
+    for (int y = 0; y < 8; ++y) {
+        const auto held = hn::Min(hn::Max(rows.v[y], hn::Set(d, -512)), hn::Set(d, 511));
+        hn::Store(hn::BitCast(hn::RebindToUnsigned<D>(), hn::And(held, hn::Set(d, 0x3FF))), hn::RebindToUnsigned<D>(),
+                  index);
+        uint8_t *row = out + y * stride_bytes;
+        for (size_t x = 0; x < hn::MaxLanes(d); ++x) row[x] = range_limit[index[x]];
+    }
 }
 
-// Coefficients in the 4 x 4 corner only.
-template <class D>
-inline void corner_group(D d, const int16_t *const *blocks, const int16_t *multipliers, uint8_t *out,
-                         ptrdiff_t stride) {
+// The 128 that the ordinary range table stands for; 2.01e9 leaves room for it.
+constexpr int32_t kCentre = 128 << kSecondShift;
+
+// One group of blocks of a run whose multipliers have 16 bits. kCorner: coefficients in the 4 x 4 corner only.
+template <bool kCorner, class D>
+inline void transform_group(D d, const BlockRun &run, const int16_t *multipliers, int32_t at) {
     Rows<D> rows;
-    dequantise<4>(d, blocks, multipliers, rows);
-    pass<kFirstShift, true>(d, rows, kFirstRounding);
-    rows = transpose(d, rows);
-    pass<kSecondShift, true>(d, rows, kSecondRounding);
-    store_columns(d, rows, out, stride);
+    dequantise<kCorner ? 4 : 8>(d, run.blocks + at, multipliers, rows);
+    if constexpr (kCorner) {
+        rows = corner_columns(d, rows);
+    } else {
+        pass<kFirstShift, false>(d, rows, rounding_of(kFirstShift));
+        rows = transpose(d, rows);
+    }
+    uint8_t *out = run.out + static_cast<ptrdiff_t>(at) * 8;
+    if (HWY_LIKELY(run.plain_range)) {
+        pass<kSecondShift, kCorner>(d, rows, rounding_of(kSecondShift) + kCentre);
+        store_columns(d, rows, out, run.stride_bytes);
+    } else {
+        pass<kSecondShift, kCorner>(d, rows, rounding_of(kSecondShift));
+        look_up_columns(d, rows, run.range_limit, out, run.stride_bytes);
+    }
 }
 
 inline void constant_block(const BlockRun &run, int32_t at) {
@@ -310,13 +348,12 @@ inline int32_t run_groups(D d, const BlockRun &run, const int16_t *multipliers, 
     for (; at + kBlocks <= run.count; at += kBlocks) {
         int last = run.last[at];
         for (int i = 1; i < kBlocks; ++i) last = HWY_MAX(last, run.last[at + i]);
-        uint8_t *out = run.out + static_cast<ptrdiff_t>(at) * 8;
         if (last == 0) {
             for (int i = 0; i < kBlocks; ++i) constant_block(run, at + i);
         } else if (last <= kLastOfCorner) {
-            corner_group(d, run.blocks + at, multipliers, out, run.stride_bytes);
+            transform_group<true>(d, run, multipliers, at);
         } else {
-            full_group(d, run.blocks + at, multipliers, out, run.stride_bytes);
+            transform_group<false>(d, run, multipliers, at);
         }
     }
     return at;
@@ -337,7 +374,7 @@ inline bool narrow_multipliers(const int32_t *multipliers, int16_t *narrow) {
 
 void islow_run(const BlockRun &run) {
     alignas(64) int16_t multipliers[64];
-    if (!run.plain_range || !narrow_multipliers(run.multipliers, multipliers)) return scalar_islow_run(run);
+    if (!narrow_multipliers(run.multipliers, multipliers)) return scalar_islow_run(run);
     int32_t at = 0;
 #if HWY_MAX_BYTES >= 64
     at = run_groups(hn::Full512<int16_t>(), run, multipliers, at);
@@ -356,7 +393,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_islow(SimdTarget target, KernelTable *table) { VOREL_SIMD_CALL(target, add_islow(table)); }
+void add_vector_islow(SimdTarget target, [[maybe_unused]] KernelTable *table) {
+    VOREL_SIMD_CALL(target, add_islow(table));
+}
 
 }  // namespace vorel
 #endif

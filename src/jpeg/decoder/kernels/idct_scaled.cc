@@ -129,6 +129,14 @@ void scalar_run(const BlockRun &run) {
     }
 }
 
+}  // namespace
+
+void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, uint8_t *out) {
+    for (int32_t i = 0; i < count; ++i) plain_block<1, 1>(range_limit, &multiplier, dc + i, {out + i, 1});
+}
+
+namespace {
+
 // A block on its way to rows that need not be evenly spaced.
 struct Tile {
     uint8_t samples[64];
@@ -199,8 +207,8 @@ void add_scalar_scaled(KernelTable *table) {
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR
 
-// Blocks are worked on in tiles of 4 x 4 32-bit values, one tile in the 128-bit parts of four vectors, as many blocks at
-// once as a vector has parts.
+// Blocks are worked on in tiles of 4 x 4 32-bit values, one tile in the 128-bit parts of four vectors, as many blocks
+// at once as a vector has parts.
 template <class D>
 struct Tile4 {
     hn::Vec<D> v[4];
@@ -235,7 +243,8 @@ inline void take_multipliers(const int32_t *from, Multipliers *to) {
 }
 
 // 32-bit lanes hold every sum of both passes as long as no product exceeds 25 bits: dequantised values are then at most
-// 2^15, and the largest product of the second pass, 473 * 4 * 14.4 * 2^15, is below 2^30. Real pictures stay below 2^23.
+// 2^15, and the largest product of the second pass, 473 * 4 * 14.4 * 2^15, is below 2^30. Real pictures stay below
+// 2^23.
 constexpr float kLargestProduct = 1 << 25;
 
 template <class D>
@@ -386,8 +395,7 @@ inline void constant_group(const BlockRun &run, int32_t at) {
     uint8_t *out = run.out + static_cast<ptrdiff_t>(at) * Group::kWidth;
     uint8_t samples[kBlocks * Group::kWidth];
     for (int i = 0; i < kBlocks; ++i) {
-        const uint8_t sample =
-            to_sample(run.range_limit, dequantise(run.multipliers[0], run.blocks[at + i][0]) >> 5);
+        const uint8_t sample = to_sample(run.range_limit, dequantise(run.multipliers[0], run.blocks[at + i][0]) >> 5);
         std::memset(samples + i * Group::kWidth, sample, Group::kWidth);
     }
     for (int y = 0; y < Group::kHeight; ++y) std::memcpy(out + y * run.stride_bytes, samples, sizeof(samples));
@@ -498,7 +506,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_scaled(SimdTarget target, KernelTable *table) { VOREL_SIMD_CALL(target, add_scaled(table)); }
+void add_vector_scaled(SimdTarget target, [[maybe_unused]] KernelTable *table) {
+    VOREL_SIMD_CALL(target, add_scaled(table));
+}
 
 }  // namespace vorel
 #endif

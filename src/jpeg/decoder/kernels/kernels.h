@@ -80,7 +80,8 @@ using IdctFn = void (*)(const uint8_t *range_limit, const int32_t *multipliers, 
 void idct_block(IdctShape shape, const uint8_t *range_limit, const int32_t *multipliers, const int16_t *block,
                 uint8_t **rows, int32_t column);
 // size x size samples, size 8, 4 or 1, of the scaled transform of that many points, from the columns x rows lowest
-// coefficients; the others count as zero and are not read. Multipliers: the scaled form for 8 and 1, that of k4x4 for 4.
+// coefficients; the others count as zero and are not read. Multipliers: the scaled form for 8 and 1, that of k4x4
+// for 4.
 void idct_scaled_corner(int size, int columns, int rows, const uint8_t *range_limit, const int32_t *multipliers,
                         const int16_t *block, uint8_t **out_rows, int32_t column);
 // 2 x 2 samples, each the mean (truncated) of neighbours of the 3 x 3 shape, first across, then down.
@@ -95,6 +96,9 @@ extern const uint8_t (&kRangeLimit)[1408];
 // The second, for the compressed range 23..233; kernels index it from kCompressedCentre, modulo 1024.
 constexpr int kCompressedCentre = 128;
 extern const uint8_t (&kCompressedRange)[1152];
+
+// The 1 x 1 transform over DC values that stand side by side.
+void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, uint8_t *out);
 
 // Multipliers of a kernel shape for a quantisation table in natural order: plain values for 8x8, 2x2, 2x1, 1x2 and
 // 1x1; scaled products for the others.

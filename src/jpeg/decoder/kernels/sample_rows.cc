@@ -168,7 +168,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_samples(SimdTarget target, KernelTable *table) { VOREL_SIMD_CALL(target, add_samples(table)); }
+void add_vector_samples(SimdTarget target, [[maybe_unused]] KernelTable *table) {
+    VOREL_SIMD_CALL(target, add_samples(table));
+}
 
 }  // namespace vorel
 #endif

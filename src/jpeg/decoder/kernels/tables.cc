@@ -43,9 +43,10 @@ constexpr auto kCompressed = [] {
 }();
 static_assert(kCompressed.at == 1152);
 
-// Scales of the transforms in units of 1 << 14, for 8, 4 and 2 points. 8 points: sqrt2 cos(k pi / 16) and 1 for k 0, the
-// scaled form of Arai, Agui and Nakajima. 4 points: what makes the result the mean of neighbouring pairs of the 8-point
-// one, with both odd terms at the same height: sqrt2 cos(pi/8) cos(pi/16), cos(pi/8), sqrt2 cos(pi/8) cos(3pi/16).
+// Scales of the transforms in units of 1 << 14, for 8, 4 and 2 points. 8 points: sqrt2 cos(k pi / 16) and 1 for k 0,
+// the scaled form of Arai, Agui and Nakajima. 4 points: what makes the result the mean of neighbouring pairs of the
+// 8-point one, with both odd terms at the same height: sqrt2 cos(pi/8) cos(pi/16), cos(pi/8), sqrt2 cos(pi/8)
+// cos(3pi/16).
 constexpr int32_t kUnit = 16384;
 constexpr int32_t kScale8[8] = {16384, 22725, 21407, 19266, 16384, 12873, 8867, 4520};
 constexpr int32_t kScale4[4] = {16384, 20995, 15137, 17799};

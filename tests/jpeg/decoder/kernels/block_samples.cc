@@ -1,0 +1,50 @@
+#include "jpeg/decoder/kernels/block_samples.h"
+
+#include <cmath>
+
+namespace vorel::test {
+
+const uint8_t kZigzag[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+                             41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+                             30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+double inverse_dct_at(const Block &block, const Quant &quant, double x, double y) {
+    double sum = 0;
+    for (int v = 0; v < 8; ++v) {
+        for (int u = 0; u < 8; ++u) {
+            if (block.c[8 * v + u] == 0) continue;
+            const double factor = (u ? 1 : M_SQRT1_2) * (v ? 1 : M_SQRT1_2) / 4;
+            sum += factor * block.c[8 * v + u] * quant[static_cast<size_t>(8 * v + u)] *
+                   std::cos((2 * x + 1) * u * M_PI / 16) * std::cos((2 * y + 1) * v * M_PI / 16);
+        }
+    }
+    return sum + 128;
+}
+
+std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block,
+                               const Quant &quant) {
+    int32_t multipliers[64];
+    make_multipliers(size.shape, quant.data(), multipliers);
+    int last = 63;
+    while (last > 0 && block.c[kZigzag[last]] == 0) --last;
+    const uint8_t last_byte = static_cast<uint8_t>(last);
+    const int16_t *const blocks[1] = {block.c};
+    std::vector<uint8_t> out(static_cast<size_t>(size.width * size.height));
+    table.idct[static_cast<int>(size.shape)](
+        {blocks, &last_byte, 1, multipliers, kRangeLimit + kRangeCentre, true, out.data(), size.width});
+    return out;
+}
+
+Block natural_block(std::mt19937 &random, const Quant &quant, int columns, int rows, double contrast) {
+    Block block;
+    std::normal_distribution<double> height(0, contrast);
+    for (int v = 0; v < rows; ++v) {
+        for (int u = 0; u < columns; ++u) {
+            const size_t k = static_cast<size_t>(8 * v + u);
+            block.c[k] = static_cast<int16_t>(std::lround(8 * height(random) / (1 + u + v) / quant[k]));
+        }
+    }
+    return block;
+}
+
+}  // namespace vorel::test

@@ -1,0 +1,189 @@
+// The exported single-block transforms and their tables.
+#include <gtest/gtest.h>
+
+#include <vorel/jpeg_decoder.h>
+
+#include <cstring>
+
+#include "jpeg/decoder/kernels/block_samples.h"
+
+namespace vorel::test {
+namespace {
+
+// Rows in no order, so that a kernel that steps from row to row is found out.
+struct ScatteredRows {
+    static constexpr int kPitch = 24;
+    uint8_t bytes[8 * kPitch];
+    uint8_t *rows[8];
+    ScatteredRows() {
+        std::memset(bytes, 0xA5, sizeof(bytes));
+        for (int y = 0; y < 8; ++y) rows[y] = bytes + (5 * y + 3) % 8 * kPitch;
+    }
+    std::vector<uint8_t> samples(int column, int width, int height) const {
+        std::vector<uint8_t> out;
+        for (int y = 0; y < height; ++y) out.insert(out.end(), rows[y] + column, rows[y] + column + width);
+        return out;
+    }
+    int touched() const {
+        int count = 0;
+        for (const uint8_t byte : bytes) count += byte != 0xA5;
+        return count;
+    }
+};
+
+std::vector<uint8_t> call(BrimIdctFunc door, const int32_t *multipliers, const Block &block, int width, int height) {
+    ScatteredRows to;
+    door(kRangeLimit + kRangeCentre, multipliers, block.c, to.rows, 7);
+    const std::vector<uint8_t> samples = to.samples(7, width, height);
+    int inside = 0;
+    for (const uint8_t sample : samples) inside += sample != 0xA5;
+    EXPECT_EQ(to.touched(), inside) << "stored outside of the block";
+    return samples;
+}
+
+Quant mixed_quant() {
+    Quant quant;
+    for (size_t k = 0; k < 64; ++k) quant[k] = static_cast<uint16_t>(3 + k * 5 % 11);
+    return quant;
+}
+
+TEST(IdctDoors, ShapesGiveWhatTheKernelTableGives) {
+    const struct {
+        BrimIdctFunc door;
+        IdctShape shape;
+    } cases[] = {{BRIMJ_DoIdct_islow, IdctShape::k8x8}, {BRIMJ_DoIdct_8x4, IdctShape::k8x4},
+                 {BRIMJ_DoIdct_4x8, IdctShape::k4x8},   {BRIMJ_DoIdct_4x4, IdctShape::k4x4},
+                 {BRIMJ_DoIdct_2to1, IdctShape::k4x4},  {BRIMJ_DoIdct_4x2, IdctShape::k4x2},
+                 {BRIMJ_DoIdct_2x4, IdctShape::k2x4},   {BRIMJ_DoIdct_2x2, IdctShape::k2x2},
+                 {BRIMJ_DoIdct_4to1, IdctShape::k2x2},  {BRIMJ_DoIdct_4to1_CBCR, IdctShape::k2x2},
+                 {BRIMJ_DoIdct_2x1, IdctShape::k2x1},   {BRIMJ_DoIdct_1x2, IdctShape::k1x2},
+                 {BRIMJ_DoIdct_1x1, IdctShape::k1x1},   {BRIMJ_DoIdct_8to1, IdctShape::k1x1},
+                 {BRIMJ_DoIdct_8to3, IdctShape::k3x3}};
+    std::mt19937 random(11);
+    const Quant quant = mixed_quant();
+    for (const auto &c : cases) {
+        const ShapeSize &size = kShapeSizes[static_cast<int>(c.shape)];
+        int32_t multipliers[64];
+        make_multipliers(c.shape, quant.data(), multipliers);
+        for (int i = 0; i < 20; ++i) {
+            const Block block = natural_block(random, quant, 8, 8, 40);
+            EXPECT_EQ(call(c.door, multipliers, block, size.width, size.height),
+                      transform(kernels(), size, block, quant))
+                << size.name;
+        }
+    }
+}
+
+struct CornerDoor {
+    BrimIdctFunc door;
+    const char *name;
+    int size, columns, rows;
+};
+const CornerDoor kCornerDoors[] = {{BRIMJ_DoIdct, "all", 8, 8, 8},
+                                   {BRIMJ_DoIdctDither, "dither", 8, 8, 8},
+                                   {BRIMJ_DoIdct1By1, "1By1", 8, 1, 1},
+                                   {BRIMJ_DoIdct1By2, "1By2", 8, 1, 2},
+                                   {BRIMJ_DoIdct2By1, "2By1", 8, 2, 1},
+                                   {BRIMJ_DoIdct2By2, "2By2", 8, 2, 2},
+                                   {BRIMJ_DoIdct2By2All, "2By2All", 8, 2, 2},
+                                   {BRIMJ_DoIdct3By3, "3By3", 8, 3, 3},
+                                   {BRIMJ_DoIdct4By4, "4By4", 8, 4, 4},
+                                   {BRIMJ_DoIdct5By5, "5By5", 8, 5, 5},
+                                   {BRIMJ_DoIdct6By6, "6By6", 8, 6, 6},
+                                   {BRIMJ_DoIdct7By7, "7By7", 8, 7, 7},
+                                   {BRIMJ_DoIdct8By8, "8By8", 8, 8, 8},
+                                   {BRIMJ_DoIdct1x1For4x4, "1x1For4x4", 4, 1, 1},
+                                   {BRIMJ_DoIdct2x2For4x4, "2x2For4x4", 4, 2, 2},
+                                   {BRIMJ_DoIdct3x3For4x4, "3x3For4x4", 4, 3, 3},
+                                   {BRIMJ_DoIdct4x4For4x4, "4x4For4x4", 4, 4, 4}};
+
+TEST(IdctDoors, CornersTakeTheirLowestCoefficientsAndNoOthers) {
+    std::mt19937 random(12);
+    const Quant quant = mixed_quant();
+    for (const CornerDoor &c : kCornerDoors) {
+        SCOPED_TRACE(c.name);
+        int32_t multipliers[64];
+        if (c.size == 8) make_scaled_multipliers(quant.data(), multipliers);
+        if (c.size == 4) make_multipliers(IdctShape::k4x4, quant.data(), multipliers);
+        for (int i = 0; i < 20; ++i) {
+            const Block corner = natural_block(random, quant, c.columns, c.rows, 20);
+            Block noisy = corner;
+            for (int k = 0; k < 64; ++k) {
+                if (k % 8 >= c.columns || k / 8 >= c.rows) noisy.c[k] = static_cast<int16_t>(random());
+            }
+            const std::vector<uint8_t> got = call(c.door, multipliers, noisy, c.size, c.size);
+            for (int at = 0; at < c.size * c.size; ++at) {
+                // The 4 x 4 shape stands for the means of 2 x 2 samples.
+                double exact = 0;
+                const int step = 8 / c.size;
+                for (int j = 0; j < step * step; ++j) {
+                    exact +=
+                        inverse_dct_at(corner, quant, at % c.size * step + j % step, at / c.size * step + j / step);
+                }
+                exact = std::clamp(exact / (step * step), 0.0, 255.0);
+                ASSERT_NEAR(got[static_cast<size_t>(at)], exact, 2.5) << "block " << i << " sample " << at;
+            }
+        }
+    }
+}
+
+TEST(IdctDoors, OneSampleOfTheScaledFormIsNotRounded) {
+    int32_t multipliers[64];
+    for (const uint16_t q : {1, 2, 7, 8, 255, 65535}) {
+        Quant quant = {};
+        quant[0] = q;
+        make_scaled_multipliers(quant.data(), multipliers);
+        for (int dc = -200; dc <= 200; ++dc) {
+            Block block;
+            block.c[0] = static_cast<int16_t>(dc);
+            const int exact = std::clamp(128 + static_cast<int>(std::floor(dc * static_cast<double>(q) / 8)), 0, 255);
+            ASSERT_EQ(call(BRIMJ_DoIdct1x1, multipliers, block, 1, 1)[0], exact) << dc << " x " << q;
+            ASSERT_EQ(call(BRIMJ_DoIdct1By1, multipliers, block, 8, 8),
+                      std::vector<uint8_t>(64, static_cast<uint8_t>(exact)));
+        }
+    }
+}
+
+TEST(IdctDoors, TheHalvedFormMeansNeighboursOfThree) {
+    std::mt19937 random(13);
+    const Quant quant = mixed_quant();
+    int32_t multipliers[64];
+    make_multipliers(IdctShape::k3x3, quant.data(), multipliers);
+    for (int i = 0; i < 50; ++i) {
+        const Block block = natural_block(random, quant, 3, 3, 30);
+        const std::vector<uint8_t> three = call(BRIMJ_DoIdct_8to3, multipliers, block, 3, 3);
+        const std::vector<uint8_t> two = call(BRIMJ_DoProgIdct_4to1, multipliers, block, 2, 2);
+        for (size_t at = 0; at < 4; ++at) {
+            const size_t corner = at / 2 * 3 + at % 2;
+            const int sum = three[corner] + three[corner + 1] + three[corner + 3] + three[corner + 4];
+            EXPECT_LE(two[at], sum / 4) << i;
+            EXPECT_GE(two[at], sum / 4 - 1) << i;
+        }
+    }
+}
+
+TEST(IdctDoors, MethodsByIndex) {
+    EXPECT_EQ(BRIMJ_GetDctMethodIndexFirst(), 0);
+    const int32_t index[][2] = {{-1, 0}, {0, 0}, {3, 3}, {6, 6}, {7, 6}, {9, 6}, {INT32_MAX, 6}};
+    for (const auto &[scale, entry] : index) EXPECT_EQ(BRIMJ_GetDctMethodIndex(scale), entry) << scale;
+    EXPECT_EQ(BRIMJ_GetDctMethod2to1(), BRIMJ_DoIdct_4x4);
+    EXPECT_EQ(BRIMJ_GetDctMethod4to1(), BRIMJ_DoIdct_2x2);
+    EXPECT_EQ(BRIMJ_GetDctMethod8to1(), BRIMJ_DoIdct_1x1);
+    EXPECT_EQ(BRIMJ_GetDctMethod8to3(), nullptr);
+    for (int i = 0; i < 29; ++i) {
+        EXPECT_EQ(pIDctFunc[i], BRIMJ_DoIdct_islow) << i;
+        EXPECT_EQ(pIDctFuncIslow[i], BRIMJ_DoIdct_islow) << i;
+    }
+    const BrimIdctFunc by_scale[7] = {BRIMJ_DoIdct_1x1,  BRIMJ_DoIdct_2x2,  BRIMJ_DoIdct_2x2, BRIMJ_DoIdct_8to3,
+                                      BRIMJ_DoIdct_8to3, BRIMJ_DoIdct_8to3, BRIMJ_DoIdct_4x4};
+    for (int i = 0; i < 7; ++i) {
+        EXPECT_EQ(pIDctResizeFunc[i], by_scale[i]) << i;
+        EXPECT_EQ(pIDctResizeFunc2to1[i], BRIMJ_DoIdct_4x4) << i;
+        EXPECT_EQ(pIDctResizeFunc4to1[i], BRIMJ_DoIdct_2x2) << i;
+        EXPECT_EQ(pIDctResizeFunc8to1[i], BRIMJ_DoIdct_1x1) << i;
+        EXPECT_EQ(pIDctResizeFunc8to3[i], BRIMJ_DoIdct_8to3) << i;
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

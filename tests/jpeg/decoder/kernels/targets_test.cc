@@ -1,0 +1,82 @@
+// Which kernel tables there are, and how tests choose among them.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "jpeg/decoder/kernels/block_samples.h"
+#include "util/simd_targets.h"
+
+namespace vorel::test {
+namespace {
+
+TEST(Targets, TheScalarTableIsFirstAndTheBestIsTaken) {
+    const std::vector<const KernelTable *> tables = all_tables();
+    ASSERT_FALSE(tables.empty());
+    std::string names;
+    for (const KernelTable *table : tables) names += std::string(" ") + table->name;
+    std::printf("kernel tables that run here:%s\n", names.c_str());
+    EXPECT_EQ(tables.front(), &scalar_kernels());
+    EXPECT_STREQ(tables.front()->name, "scalar");
+    EXPECT_EQ(&kernels(), tables.back());
+#if !VOREL_SIMD
+    EXPECT_EQ(tables.size(), 1u);
+#elif defined(__x86_64__) && defined(__linux__)
+    EXPECT_EQ(tables.size() > 1, __builtin_cpu_supports("sse4.2") != 0);
+#elif defined(__aarch64__)
+    ASSERT_EQ(tables.size(), 2u);
+    EXPECT_STREQ(tables.back()->name, "NEON");
+#endif
+}
+
+TEST(Targets, AForcedTableIsTakenUntilNull) {
+    const KernelTable *best = &kernels();
+    for (const KernelTable *table : all_tables()) {
+        EXPECT_TRUE(force_kernels(table->name));
+        EXPECT_EQ(&kernels(), table);
+    }
+    EXPECT_FALSE(force_kernels("MMX"));
+    EXPECT_EQ(&kernels(), best);
+    EXPECT_TRUE(force_kernels("scalar"));
+    EXPECT_TRUE(force_kernels(nullptr));
+    EXPECT_EQ(&kernels(), best);
+}
+
+TEST(Targets, AMaskedTargetDoesNotRun) {
+    const std::vector<const KernelTable *> tables = all_tables();
+    size_t left = tables.size();
+    for (int i = kSimdTargets - 1; i >= 0; --i) {
+        const SimdTarget target = static_cast<SimdTarget>(i);
+        const bool ran = simd_target_runs(target);
+        mask_simd_target(target, true);
+        if (target == SimdTarget::kScalar) {
+            EXPECT_TRUE(simd_target_runs(target));
+        } else {
+            EXPECT_FALSE(simd_target_runs(target));
+            left -= ran;
+            EXPECT_EQ(all_tables().size(), left) << simd_target_name(target);
+            EXPECT_EQ(&kernels(), tables[left - 1]) << simd_target_name(target);
+            if (ran) EXPECT_FALSE(force_kernels(simd_target_name(target)));
+        }
+    }
+    EXPECT_EQ(left, 1u);
+    for (int i = 0; i < kSimdTargets; ++i) mask_simd_target(static_cast<SimdTarget>(i), false);
+    EXPECT_EQ(all_tables(), tables);
+}
+
+TEST(Targets, EveryTableIsComplete) {
+    for (const KernelTable *table : all_tables()) {
+        for (const BlockRunFn idct : table->idct) EXPECT_NE(idct, nullptr) << table->name;
+        for (int f = 0; f < kPixelFormats; ++f) {
+            EXPECT_TRUE(table->ycc_row[f] && table->ycc_row_shared[f] && table->ycc_row_pair[f] && table->gray_row[f] &&
+                        table->rgb_row[f])
+                << table->name;
+        }
+        EXPECT_TRUE(table->even_samples && table->double_samples && table->interleave && table->yuyv &&
+                    table->unpack_means && table->multiply_black && table->ycc_to_inverted_rgb)
+            << table->name;
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
