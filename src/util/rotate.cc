@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char *kTagRotate = "VROTATE";
 constexpr int32_t kThreadedHeight = 512;  // above it
-constexpr int32_t kJobRows = 64;          // even, so jobs share no chroma row
+constexpr int32_t kJobRows = 128;         // even, so jobs share no chroma row
 constexpr size_t kCopyBytes = size_t{1} << 18;
 
 // What stands at a plane of a format.

@@ -156,9 +156,15 @@ inline hn::Vec<D8> in_order(D8 d, hn::Vec<D8> packed) {
         return packed;
     } else {
         const hn::Repartition<int32_t, D8> d32;
-        alignas(64) int32_t index[kLanes];
-        for (int i = 0; i < kLanes; ++i) index[i] = 4 * (i % kBlocks) + i / kBlocks;
-        return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, packed), hn::SetTableIndices(d32, index)));
+        struct Order {
+            alignas(64) int32_t index[kLanes];
+        };
+        static constexpr Order kOrder = [] {
+            Order order = {};
+            for (int i = 0; i < kLanes; ++i) order.index[i] = 4 * (i % kBlocks) + i / kBlocks;
+            return order;
+        }();
+        return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, packed), hn::SetTableIndices(d32, kOrder.index)));
     }
 }
 

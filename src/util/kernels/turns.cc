@@ -16,8 +16,9 @@ struct Sample {
     uint8_t bytes[kUnit];
 };
 
-// Rows of the source that are turned together: their samples fill cache lines of the destination.
-constexpr int32_t kBandBytes = 64;
+// Rows of the source that are turned together: their samples fill cache lines of the destination, each of which is
+// asked for some columns ahead, for no prefetcher foresees them. Long rows are taken in pieces of a page.
+constexpr int32_t kBandBytes = 64, kAheadColumns = 32, kBlockBytes = 4096;
 template <int kUnit>
 constexpr int32_t band_rows() {
     return kUnit == 3 ? 16 : kBandBytes / kUnit;
@@ -34,7 +35,7 @@ PlaneTurn turn_from(const PlaneTurn &turn, int32_t x, int32_t y) {
 }
 
 template <int kUnit>
-void scalar_transpose(const PlaneTurn &turn) {
+void scalar_transpose_block(const PlaneTurn &turn) {
     for (int32_t top = 0; top < turn.height; top += band_rows<kUnit>()) {
         const int32_t bottom = std::min(turn.height, top + band_rows<kUnit>());
         for (int32_t x = 0; x < turn.width; ++x) {
@@ -44,6 +45,23 @@ void scalar_transpose(const PlaneTurn &turn) {
             }
         }
     }
+}
+
+// Blocks of at least kLeast columns where the plane has as many.
+template <int kUnit, int32_t kLeast, typename Block>
+void transpose_by_blocks(const PlaneTurn &turn, const Block &block) {
+    for (int32_t x = 0; x < turn.width;) {
+        PlaneTurn part = turn_from<kUnit>(turn, x, 0);
+        constexpr int32_t kColumns = kBlockBytes / kUnit / kLeast * kLeast;
+        if (part.width >= kColumns + kLeast) part.width = kColumns;
+        block(part);
+        x += part.width;
+    }
+}
+
+template <int kUnit>
+void scalar_transpose(const PlaneTurn &turn) {
+    transpose_by_blocks<kUnit, 1>(turn, scalar_transpose_block<kUnit>);
 }
 
 template <int kUnit>
@@ -115,41 +133,81 @@ inline void interleave_step(const hn::Vec<Bytes16> (&in)[kRows], hn::Vec<Bytes16
     }
 }
 
-// A tile of as many rows as a vector of 16 bytes has samples.
-template <int kUnit>
-inline void transpose_tile(const uint8_t *src, ptrdiff_t src_stride, uint8_t *dst, ptrdiff_t dst_stride) {
-    constexpr int kRows = 16 / kUnit;
+// A tile of as many rows as a vector of 16 bytes has samples, in `out`.
+template <int kUnit, int kRows>
+inline void transpose_tile(const PlaneTurn &tile, hn::Vec<Bytes16> (&out)[kRows]) {
     const Bytes16 d8;
-    hn::Vec<Bytes16> a[kRows], b[kRows];
-    for (int i = 0; i < kRows; ++i) a[i] = hn::LoadU(d8, src + i * src_stride);
-    interleave_step<kUnit>(a, b);
-    interleave_step<kUnit>(b, a);
-    if constexpr (kRows > 4) {
+    hn::Vec<Bytes16> a[kRows];
+    for (int i = 0; i < kRows; ++i) a[i] = hn::LoadU(d8, tile.src + i * tile.src_stride);
+    if constexpr (kRows == 4) {
+        hn::Vec<Bytes16> b[kRows];
         interleave_step<kUnit>(a, b);
-        for (int i = 0; i < kRows; ++i) a[i] = b[i];
+        interleave_step<kUnit>(b, out);
+    } else if constexpr (kRows == 8) {
+        interleave_step<kUnit>(a, out);
+        interleave_step<kUnit>(out, a);
+        interleave_step<kUnit>(a, out);
+    } else {
+        interleave_step<kUnit>(a, out);
+        interleave_step<kUnit>(out, a);
+        interleave_step<kUnit>(a, out);
+        interleave_step<kUnit>(out, a);
+        for (int i = 0; i < kRows; ++i) out[i] = a[i];
     }
-    if constexpr (kRows > 8) {
-        interleave_step<kUnit>(a, b);
-        for (int i = 0; i < kRows; ++i) a[i] = b[i];
+}
+
+// Tiles below one another, which make whole cache lines of the destination: these are written one after another.
+template <int kUnit>
+inline void transpose_column(const PlaneTurn &top, int tiles) {
+    constexpr int kRows = 16 / kUnit, kTiles = kBandBytes / 16;
+    const Bytes16 d8;
+    hn::Vec<Bytes16> out[kTiles][kRows];
+    for (int tile = 0; tile < tiles; ++tile) {
+        transpose_tile<kUnit>(turn_from<kUnit>(top, 0, tile * kRows), out[tile]);
     }
-    for (int i = 0; i < kRows; ++i) hn::StoreU(a[i], d8, dst + i * dst_stride);
+    for (int i = 0; i < kRows; ++i) {
+        for (int tile = 0; tile < tiles; ++tile) hn::StoreU(out[tile][i], d8, top.dst + i * top.dst_stride + tile * 16);
+    }
+}
+
+// The lines of `count` columns further on; a band may straddle two.
+inline void expect_lines(const PlaneTurn &turn, int32_t count) {
+    const int32_t end = std::min(turn.width, kAheadColumns + count);
+    for (int32_t x = kAheadColumns; x < end; ++x) {
+        const uint8_t *line = turn.dst + x * turn.dst_stride;
+        __builtin_prefetch(line, 1);
+        __builtin_prefetch(line + kBandBytes - 1, 1);
+    }
+}
+
+// The last tiles overlap those before them.
+template <int kUnit>
+void transpose_block(const PlaneTurn &turn) {
+    constexpr int32_t kRows = 16 / kUnit;
+    for (int32_t top = 0; top < turn.height;) {
+        const int32_t left_rows = turn.height - top;
+        const bool whole = left_rows >= band_rows<kUnit>();
+        // Below the last whole band the tiles go one by one.
+        const int32_t rows = whole ? band_rows<kUnit>() : left_rows < kRows ? left_rows : kRows;
+        const int32_t y = rows < kRows ? turn.height - kRows : top;
+        for (int32_t x = 0; x < turn.width; x += kRows) {
+            const PlaneTurn tile = turn_from<kUnit>(turn, std::min(x, turn.width - kRows), y);
+            if (whole) {
+                expect_lines(tile, kRows);
+                transpose_column<kUnit>(tile, kBandBytes / 16);
+            } else {
+                transpose_column<kUnit>(tile, 1);
+            }
+        }
+        top += rows;
+    }
 }
 
 template <int kUnit>
 void transpose(const PlaneTurn &turn) {
     constexpr int32_t kRows = 16 / kUnit;
     if (turn.width < kRows || turn.height < kRows) return scalar_transpose<kUnit>(turn);
-    // The last tiles overlap those before them.
-    for (int32_t top = 0; top < turn.height; top += band_rows<kUnit>()) {
-        const int32_t bottom = std::min(turn.height, top + band_rows<kUnit>());
-        for (int32_t x = 0; x < turn.width; x += kRows) {
-            const int32_t left = std::min(x, turn.width - kRows);
-            for (int32_t y = top; y < bottom; y += kRows) {
-                const PlaneTurn tile = turn_from<kUnit>(turn, left, std::min(y, turn.height - kRows));
-                transpose_tile<kUnit>(tile.src, tile.src_stride, tile.dst, tile.dst_stride);
-            }
-        }
-    }
+    transpose_by_blocks<kUnit, kRows>(turn, transpose_block<kUnit>);
 }
 
 template <int kUnit>
