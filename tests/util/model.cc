@@ -20,7 +20,8 @@ void conduct(vorel_threadpool *pool) {
     vorel_threadpool_queue &queue = pool->waiting;
     std::shuffle(queue.slots + queue.head, queue.slots + queue.head + queue.count, g_order);
     std::vector<std::thread> threads;
-    const int helpers = queue.count > 1 ? 2 : 0;
+    // Threads now and then: most sweeps are after the order.
+    const int helpers = queue.count > 1 && g_order() % 8 == 0 ? 2 : 0;
     for (int i = 0; i < helpers; ++i) threads.emplace_back(run_waiting_tasks, pool);
     run_waiting_tasks(pool);
     for (std::thread &thread : threads) thread.join();

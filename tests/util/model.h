@@ -59,7 +59,7 @@ Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int an
 // ends at a page that cannot be touched, and is filled with two different values.
 Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write);
 
-// Runs groups of tasks in shuffled order over three threads, while it lives.
+// Runs groups of tasks in shuffled order while it lives, some of them over three threads.
 class ShuffledTasks {
   public:
     explicit ShuffledTasks(unsigned seed);
