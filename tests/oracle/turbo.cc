@@ -112,7 +112,8 @@ std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
         for (unsigned y = 0; y < k.height_in_blocks; ++y) {
             JBLOCKARRAY row =
                 info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], y, 1, FALSE);
-            blocks.coefficients.insert(blocks.coefficients.end(), row[0][0], row[0][0] + 64 * k.width_in_blocks);
+            const JCOEF *first = row[0][0];
+            blocks.coefficients.insert(blocks.coefficients.end(), first, first + 64 * k.width_in_blocks);
         }
         out.push_back(std::move(blocks));
     }

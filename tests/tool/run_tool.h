@@ -14,6 +14,7 @@ using Bytes = std::vector<uint8_t>;
 struct ToolRun {
     int status = -1;  // exit status; 128 + signal when a signal ended it
     std::string out, err;
+    bool has_terminal = true;  // of run_until: false where the machine has no pseudo-terminals
 };
 
 // A folder that is removed with everything in it.

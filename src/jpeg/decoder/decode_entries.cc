@@ -121,14 +121,14 @@ using namespace vorel;
 extern "C" {
 
 int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height) {
-    if (!session || !session->ioInfo || !output || width == 0 || height == 0) return 0;
+    if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
     set_error(kErrorNone);
     clear_abort(session);
     return decode_session(session, output, width, height);
 }
 
 int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sampleSize) {
-    if (!session || !session->ioInfo || !output || width == 0 || height == 0) return 0;
+    if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
     if (session->imageWidth == 0 || session->imageHeight == 0) {
         ImageInfo image;
         if (!VORELBRIM_JpgParser(session, &image)) return 0;

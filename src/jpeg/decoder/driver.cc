@@ -76,7 +76,7 @@ int32_t pump_rows(JpegInfo *info) {
 }  // namespace
 
 int32_t decode_frame(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
-    JpegInfo *info = BRIMJ_Initialize(session, stream, request);
+    JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
     if (!info) {
         set_error(kErrorJpegDecoder);
         VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");

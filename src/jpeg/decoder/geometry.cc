@@ -180,6 +180,7 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     DecInfo *session = info->decInfo;
     const Size image = {info->imageWidth, info->imageHeight};
     if (image.width == 0 || image.height == 0) return false;
+    if (request->targetWidth < 0 || request->targetHeight < 0) return false;
     const uint32_t fit = session->decOption & 0x700;
     info->rotation = is_pixel_format(info->outColorFormat) ? session->decOption & 12 : 0;
     const bool turned = info->rotation & 4;
@@ -334,6 +335,8 @@ void place_output(JpegInfo *info, const FrameRequest *request) {
     uint8_t *base = static_cast<uint8_t *>(request->outputBuffer);
     const bool turned = info->rotation & 4;
     find_window(info);
+    // A record may be set up for its plan alone.
+    if (!base) return;
 
     // The rectangle that rows belong to, and where the picture (or its window) stands in it.
     int32_t stride = info->targetWidth, rows = info->targetHeight;

@@ -115,7 +115,8 @@ void transform_batch(JpegInfo *info, int32_t mcus, const BlockRowTarget &to) {
 void transform_dc(JpegInfo *info, int32_t mcus, const BlockRowTarget &to) {
     const int16_t *dc = info->batch->dc_blocks[to.first_block];
     const int32_t count = mcus * static_cast<int32_t>(to.component->mcuWidth);
-    dc_samples(dc, count, to.component->multipliers[0], range_of(info, to.component), to.out);
+    const uint8_t *range = range_of(info, to.component);
+    info->kernels->dc_samples(dc, count, to.component->multipliers[0], range, range == info->sampleRangeLimit, to.out);
 }
 
 // Where each block of a batch of `step` MCUs puts its DC.

@@ -182,6 +182,24 @@ TEST(JpegHeader, ColoursAreGuessedFromMarkersAndIds) {
     EXPECT_EQ(result_of(without_segment(cmyk, find_marker(cmyk, 0xEE))), 0) << "four components without Adobe";
 }
 
+TEST(JpegArguments, NullsAndSizesThatAreNone) {
+    const Bytes jpeg = colour_picture();
+    Input input(Kind::kMemory, jpeg, COLOR_RGBA8888);
+    Bytes out(64 * 48 * 4, 7);
+    for (const auto decode_by :
+         {+[](DecInfo *s, void *o, int32_t w, int32_t h) { return VORELBRIM_DecodeJPEG(s, o, w, h); },
+          +[](DecInfo *s, void *o, int32_t w, int32_t h) { return VORELBRIM_PDecodeJPEG(s, o, w, h, 1); }}) {
+        EXPECT_EQ(decode_by(nullptr, out.data(), 64, 48), 0);
+        EXPECT_EQ(decode_by(input.session(), nullptr, 64, 48), 0);
+        for (const int32_t side : {0, -1, INT32_MIN}) {
+            EXPECT_EQ(decode_by(input.session(), out.data(), side, 48), 0);
+            EXPECT_EQ(decode_by(input.session(), out.data(), 64, side), 0);
+        }
+    }
+    EXPECT_EQ(decode_with_mode(jpeg, {.format = COLOR_RGBA8888, .width = 64, .height = 48}, 0).result, 1);
+    EXPECT_TRUE(out == Bytes(out.size(), 7));
+}
+
 TEST(JpegHeader, ProgressiveFramesFailCleanly) {
     PictureSpec spec;
     spec.progressive = true;

@@ -129,13 +129,10 @@ void scalar_run(const BlockRun &run) {
     }
 }
 
-}  // namespace
-
-void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, uint8_t *out) {
+void scalar_dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, bool,
+                       uint8_t *out) {
     for (int32_t i = 0; i < count; ++i) plain_block<1, 1>(range_limit, &multiplier, dc + i, {out + i, 1});
 }
-
-namespace {
 
 // A block on its way to rows that need not be evenly spaced.
 struct Tile {
@@ -193,6 +190,7 @@ void add_scalar_scaled(KernelTable *table) {
     idct[static_cast<int>(IdctShape::k1x2)] = scalar_run<IdctShape::k1x2>;
     idct[static_cast<int>(IdctShape::k1x1)] = scalar_run<IdctShape::k1x1>;
     idct[static_cast<int>(IdctShape::k3x3)] = scalar_run<IdctShape::k3x3>;
+    table->dc_samples = scalar_dc_samples;
 }
 
 }  // namespace vorel
@@ -493,11 +491,45 @@ void plain_2x2_run(const BlockRun &run) {
     scalar_run<IdctShape::k2x2>(run_from(run, at, run.count - at, 2));
 }
 
+struct DcSamples {
+    static constexpr int32_t kUnit = 1;
+    const int16_t *dc;
+    int32_t multiplier;
+    const uint8_t *range_limit;
+    uint8_t *out;
+    // In steps of as many values as 32-bit lanes hold.
+    template <class D8>
+    void vector(D8, int32_t x) const {
+        const hn::Repartition<int32_t, D8> wide;
+        const hn::Rebind<int16_t, decltype(wide)> narrow;
+        const hn::Rebind<uint8_t, decltype(wide)> bytes;
+        constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(hn::Repartition<int32_t, D8>()));
+        for (int32_t i = x; i < x + 4 * kStep; i += kStep) {
+            const auto products = hn::Mul(hn::PromoteTo(wide, hn::LoadU(narrow, dc + i)), hn::Set(wide, multiplier));
+            const auto samples = hn::ShiftRight<3>(hn::Add(products, hn::Set(wide, 4 + (128 << 3))));
+            // In two steps: some targets' single one saturates to unsigned 16 bits on the way.
+            hn::StoreU(hn::DemoteTo(bytes, hn::DemoteTo(narrow, samples)), bytes, out + i);
+        }
+    }
+    void scalar(int32_t x, int32_t count) const {
+        scalar_dc_samples(dc + x, count, multiplier, range_limit, true, out + x);
+    }
+};
+void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, bool plain_range,
+                uint8_t *out) {
+    // A 16-bit multiplier leaves 2^15 below the end of 32 bits, enough for the rounding and the 128.
+    if (!plain_range || multiplier < 0 || multiplier > UINT16_MAX) {
+        return scalar_dc_samples(dc, count, multiplier, range_limit, plain_range, out);
+    }
+    sweep(DcSamples{dc, multiplier, range_limit, out}, count);
+}
+
 void add_scaled(KernelTable *table) {
     table->idct[static_cast<int>(IdctShape::k4x4)] = scaled_run<Group4x4>;
     table->idct[static_cast<int>(IdctShape::k8x4)] = scaled_run<Group8x4>;
     table->idct[static_cast<int>(IdctShape::k4x8)] = scaled_run<Group4x8>;
     table->idct[static_cast<int>(IdctShape::k2x2)] = plain_2x2_run;
+    table->dc_samples = dc_samples;
 }
 
 #endif  // VOREL_SIMD_VECTOR

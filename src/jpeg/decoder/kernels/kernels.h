@@ -40,6 +40,9 @@ constexpr int kIdctShapes = static_cast<int>(IdctShape::kCount);
 struct KernelTable {
     const char *name;  // "scalar", "SSE4", "AVX2", ...
     BlockRunFn idct[kIdctShapes];
+    // The 1 x 1 transform over DC values that stand side by side; range table and its plainness as in BlockRun.
+    void (*dc_samples)(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit,
+                       bool plain_range, uint8_t *out);
     YccRowFn ycc_row[kPixelFormats];         // a chroma sample per pixel
     YccRowFn ycc_row_shared[kPixelFormats];  // a chroma sample per pair of pixels
     YccRowPairFn ycc_row_pair[kPixelFormats];
@@ -96,9 +99,6 @@ extern const uint8_t (&kRangeLimit)[1408];
 // The second, for the compressed range 23..233; kernels index it from kCompressedCentre, modulo 1024.
 constexpr int kCompressedCentre = 128;
 extern const uint8_t (&kCompressedRange)[1152];
-
-// The 1 x 1 transform over DC values that stand side by side.
-void dc_samples(const int16_t *dc, int32_t count, int32_t multiplier, const uint8_t *range_limit, uint8_t *out);
 
 // Multipliers of a kernel shape for a quantisation table in natural order: plain values for 8x8, 2x2, 2x1, 1x2 and
 // 1x1; scaled products for the others.

@@ -133,6 +133,25 @@ TEST(Idct, ADcBeyondTheRangeIsWhiteOrBlackInEveryShape) {
     }
 }
 
+TEST(Idct, DcValuesSideBySideGiveWhatTheirBlocksGive) {
+    std::vector<int16_t> dc;
+    for (int value = INT16_MIN; value <= INT16_MAX; value += 13) dc.push_back(static_cast<int16_t>(value));
+    for (const KernelTable *table : all_tables()) {
+        for (const uint16_t q : {1, 8, 255, 65535}) {
+            std::vector<uint8_t> row(dc.size());
+            table->dc_samples(dc.data(), static_cast<int32_t>(dc.size()), q, kRangeLimit + kRangeCentre, true,
+                              row.data());
+            for (size_t i = 0; i < dc.size(); ++i) {
+                Block block;
+                block.c[0] = dc[i];
+                const auto one =
+                    transform(*table, kShapeSizes[static_cast<int>(IdctShape::k1x1)], block, flat_quant(q));
+                ASSERT_EQ(row[i], one[0]) << table->name << " " << dc[i] << " x " << q;
+            }
+        }
+    }
+}
+
 // Shapes with a side of 4 are the mean of pairs of the full size, as long as nothing lies beyond their coefficients.
 TEST(Idct, HalvedSidesAreMeansOfPairsOfTheFullSize) {
     std::mt19937 random(3);

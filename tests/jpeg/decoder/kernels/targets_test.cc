@@ -72,8 +72,8 @@ TEST(Targets, EveryTableIsComplete) {
                         table->rgb_row[f])
                 << table->name;
         }
-        EXPECT_TRUE(table->even_samples && table->double_samples && table->interleave && table->yuyv &&
-                    table->unpack_means && table->multiply_black && table->ycc_to_inverted_rgb)
+        EXPECT_TRUE(table->dc_samples && table->even_samples && table->double_samples && table->interleave &&
+                    table->yuyv && table->unpack_means && table->multiply_black && table->ycc_to_inverted_rgb)
             << table->name;
     }
 }

@@ -168,6 +168,16 @@ std::vector<RowKernel> row_kernels() {
     all.push_back({"unpack_means", {four}, {once, once, once}, [](auto &t, auto in, int w, auto out) {
                        t.unpack_means(reinterpret_cast<const uint32_t *>(in[0]), w, out[0], out[1], out[2]);
                    }});
+    // Hostile values too: bytes in pairs reach every one.
+    for (const int32_t multiplier : {1, 16, 255, 65535, 65536, -7}) {
+        for (const bool plain : {true, false}) {
+            all.push_back(
+                {"dc_samples", {twice}, {once}, [=](auto &t, auto in, int w, auto out) {
+                     const uint8_t *range = plain ? kRangeLimit + kRangeCentre : kCompressedRange + kCompressedCentre;
+                     t.dc_samples(reinterpret_cast<const int16_t *>(in[0]), w, multiplier, range, plain, out[0]);
+                 }});
+        }
+    }
     all.push_back({"multiply_black",
                    {once, once},
                    {once},
