@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <tuple>
 #include <vector>
 
 #include "support/counting_allocator.h"
@@ -190,28 +189,18 @@ TEST(Convert, KnownColours) {
 }
 
 TEST(Convert, FramesOfAllShapesEqualTheModelAndFillTheirOutput) {
-    for (const auto &[width, height] : {std::tuple(1, 1),
-                                        {2, 1},
-                                        {1, 2},
-                                        {3, 3},
-                                        {15, 4},
-                                        {16, 5},
-                                        {17, 2},
-                                        {31, 7},
-                                        {33, 33},
-                                        {64, 3},
-                                        {65, 64},
-                                        {130, 9}}) {
+    constexpr int kShapes[][2] = {{1, 1},  {2, 1},  {1, 2},   {3, 3},  {15, 4},  {16, 5},
+                                  {17, 2}, {31, 7}, {33, 33}, {64, 3}, {65, 64}, {130, 9}};
+    for (const auto &shape : kShapes) {
+        const int width = shape[0], height = shape[1];
         SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
-        const GuardBuffer yuv(noise(yuv_bytes(width, height), static_cast<unsigned>(width)));
-        const GuardBuffer rgba(noise(area(width, height) * 4, static_cast<unsigned>(height)));
+        GuardBuffer yuv(noise(yuv_bytes(width, height), static_cast<unsigned>(width)));
+        GuardBuffer rgba(noise(area(width, height) * 4, static_cast<unsigned>(height)));
         for (const Family &family : kToRgb) {
             const Bytes expected = model_to_rgb(family, yuv.bytes(), width, height);
             for (const Convert convert : {family.single, family.threaded, family.chosen}) {
                 EXPECT_TRUE(whole_output(expected.size(),
-                                         [&](uint8_t *out) {
-                                             convert(width, height, const_cast<GuardBuffer &>(yuv).data(), out);
-                                         }) == expected)
+                                         [&](uint8_t *out) { convert(width, height, yuv.data(), out); }) == expected)
                     << family.name;
             }
         }
@@ -220,9 +209,7 @@ TEST(Convert, FramesOfAllShapesEqualTheModelAndFillTheirOutput) {
             for (const Convert convert : {family.single, family.threaded, family.chosen}) {
                 if (!convert) continue;
                 EXPECT_TRUE(whole_output(expected.size(),
-                                         [&](uint8_t *out) {
-                                             convert(width, height, const_cast<GuardBuffer &>(rgba).data(), out);
-                                         }) == expected)
+                                         [&](uint8_t *out) { convert(width, height, rgba.data(), out); }) == expected)
                     << family.name;
             }
         }
@@ -230,7 +217,9 @@ TEST(Convert, FramesOfAllShapesEqualTheModelAndFillTheirOutput) {
 }
 
 TEST(Convert, PairsAreSwappedAndMadeOfPlanes) {
-    for (const auto &[width, height] : {std::tuple(1, 1), {5, 3}, {64, 64}, {131, 67}, {2, 300}}) {
+    constexpr int kShapes[][2] = {{1, 1}, {5, 3}, {64, 64}, {131, 67}, {2, 300}};
+    for (const auto &shape : kShapes) {
+        const int width = shape[0], height = shape[1];
         const size_t luma = area(width, height), chroma = area(half_up(width), half_up(height));
         const Bytes planar = noise(yuv_bytes(width, height), 3);
         for (const bool v_first : {false, true}) {

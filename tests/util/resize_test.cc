@@ -69,7 +69,8 @@ TEST(Resize, EveryFormEqualsTheClosedFormula) {
                                   {{640, 3}, {10, 2}},    {{3, 640}, {2, 10}},     {{128, 96}, {64, 24}},
                                   {{100, 1040}, {48, 3}}, {{35, 1039}, {31, 700}}, {{12, 1024}, {12, 1024}},
                                   {{30, 1100}, {8, 1}},   {{131, 70}, {66, 35}},   {{16, 2000}, {12, 2600}}};
-    for (const auto &[from, to] : kSizes) {
+    for (const auto &pair : kSizes) {
+        const Size from = pair[0], to = pair[1];
         for (const Family &family : kFamilies) {
             const Bytes noisy = noise(frame_bytes(family.format, from.width, from.height), 3);
             GuardBuffer src(noisy);
