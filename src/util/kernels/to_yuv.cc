@@ -173,22 +173,21 @@ template <class D8>
 struct Pixels {
     using D32 = hn::Repartition<int32_t, D8>;
     using D16 = hn::Repartition<int16_t, D8>;
-    hn::Vec<D32> quarter[4];
+    hn::Vec<D32> a, b, c, d;  // no array: compilers keep those in memory
 
-    Pixels(D8, const uint8_t *rgba) {
-        const D32 d32;
-        for (size_t i = 0; i < 4; ++i) {
-            quarter[i] = hn::BitCast(d32, hn::LoadU(D8(), rgba + i * hn::MaxLanes(D8())));
-        }
+    Pixels(D8, const uint8_t *rgba) : a(load(rgba, 0)), b(load(rgba, 1)), c(load(rgba, 2)), d(load(rgba, 3)) {}
+    static hn::Vec<D32> load(const uint8_t *rgba, size_t quarter) {
+        return hn::BitCast(D32(), hn::LoadU(D8(), rgba + quarter * hn::MaxLanes(D8())));
+    }
+    template <int kR, int kG, int kB>
+    static hn::Vec<D32> shifted(hn::Vec<D32> pixels, int32_t round) {
+        return hn::ShiftRight<16>(weighted<kR, kG, kB>(D32(), pixels, round));
     }
     // Weighed, in 16 bits and the order of packing.
     template <int kR, int kG, int kB>
     void weigh(int32_t round, hn::Vec<D16> *low, hn::Vec<D16> *high) const {
-        const D32 d32;
-        const D16 d16;
-        const auto part = [&](int i) { return hn::ShiftRight<16>(weighted<kR, kG, kB>(d32, quarter[i], round)); };
-        *low = hn::ReorderDemote2To(d16, part(0), part(1));
-        *high = hn::ReorderDemote2To(d16, part(2), part(3));
+        *low = hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(a, round), shifted<kR, kG, kB>(b, round));
+        *high = hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(c, round), shifted<kR, kG, kB>(d, round));
     }
     template <int kR, int kG, int kB>
     hn::Vec<D8> bytes(int32_t round) const {
@@ -205,18 +204,16 @@ struct Pixels {
         const auto pairs = hn::BitCast(d16u, pack_bytes(low, high));
         return hn::AverageRound(hn::And(pairs, hn::Set(d16u, static_cast<uint16_t>(0xFF))), hn::ShiftRight<8>(pairs));
     }
+    // The weights of one chroma sample for the even pixels.
+    template <int kR, int kG, int kB>
+    hn::Vec<D16> weigh_even() const {
+        return hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(even_lanes(a, b), kChromaRound),
+                                    shifted<kR, kG, kB>(even_lanes(c, d), kChromaRound));
+    }
     template <Chroma kLayout>
     hn::Vec<D8> pairs() const {
-        const D32 d32;
-        const D16 d16;
-        const auto even0 = even_lanes(quarter[0], quarter[1]), even1 = even_lanes(quarter[2], quarter[3]);
-        const auto shifted = [](hn::Vec<D32> sum) { return hn::ShiftRight<16>(sum); };
-        const auto u =
-            hn::ReorderDemote2To(d16, shifted(weighted<kVideoU.r, kVideoU.g, kVideoU.b>(d32, even0, kChromaRound)),
-                                 shifted(weighted<kVideoU.r, kVideoU.g, kVideoU.b>(d32, even1, kChromaRound)));
-        const auto v =
-            hn::ReorderDemote2To(d16, shifted(weighted<kVideoV.r, kVideoV.g, kVideoV.b>(d32, even0, kChromaRound)),
-                                 shifted(weighted<kVideoV.r, kVideoV.g, kVideoV.b>(d32, even1, kChromaRound)));
+        const auto u = weigh_even<kVideoU.r, kVideoU.g, kVideoU.b>();
+        const auto v = weigh_even<kVideoV.r, kVideoV.g, kVideoV.b>();
         const auto words = kLayout == Chroma::kUv ? hn::Or(u, hn::ShiftLeft<8>(v)) : hn::Or(v, hn::ShiftLeft<8>(u));
         return in_order(D8(), hn::BitCast(D8(), words));
     }
