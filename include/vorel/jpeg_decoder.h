@@ -121,8 +121,8 @@ VOREL_API int32_t BRIMJ_DecodeMcu_4to1(JpegInfo *jpegInfo, int16_t **blocks);
 VOREL_API int32_t BRIMJ_DecodeMcu_8to1(JpegInfo *jpegInfo, int16_t **blocks);
 VOREL_API int32_t BRIMJ_SkipMcu(JpegInfo *jpegInfo, int16_t **blocks);
 /* A derived table (T.81 F.2.2.3), allocated when *outDerived is null: 1, or 0 for a table number above 3, a missing raw
- * table, counts that no prefix code has, or a DC symbol above 15. In a progressive frame (and for the twin) a missing
- * raw table is 1 with *outDerived as it was. */
+ * table, counts that no prefix code has, or a DC symbol above 15. In a progressive frame a missing raw table is 1 with
+ * *outDerived as it was. */
 VOREL_API int32_t BRIMJ_PrepareDerivedTbl(JpegInfo *jpegInfo, int32_t isDc, int32_t tableNumber,
                                           DerivedTable **outDerived, EntropyDecoder *entropyState);
 VOREL_API int32_t BRIMJ_P_PrepareDerivedTbl(JpegInfo *jpegInfo, int32_t isDc, int32_t tableNumber,

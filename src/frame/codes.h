@@ -36,5 +36,6 @@ extern "C" uint32_t gVORELBRIM_Error;
 namespace vorel {
 
 inline void set_error(uint32_t code) { store_relaxed(&gVORELBRIM_Error, code); }
+inline uint32_t last_error() { return load_relaxed(&gVORELBRIM_Error); }
 
 }  // namespace vorel

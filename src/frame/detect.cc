@@ -72,7 +72,7 @@ int32_t parse_png(DecInfo *session, StreamBuffer *stream, ImageInfo *info) {
 int32_t parse_jpeg(DecInfo *session, ImageInfo *info) {
     if (!info) return VOREL_IMAGE_JPEG;
     if (BRIMJ_GetHInfo(session->ioInfo, info) == 0) {
-        set_error(kErrorHeader);
+        if (last_error() == kErrorNone) set_error(kErrorHeader);
         return VOREL_IMAGE_NONE;
     }
     session->imageWidth = info->width;

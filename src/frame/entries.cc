@@ -166,7 +166,12 @@ int32_t decode_session(const Door &door, OwnedSession &session, const Source &so
         request.options[1] = width;
         request.options[2] = height;
     }
-    if (!result) VOREL_ENTRY_TRACE(door);
+    // Each kind of failure has a line of its own.
+    if (type == VOREL_IMAGE_NONE) {
+        VOREL_ENTRY_TRACE(door);
+    } else if (!result) {
+        VOREL_ENTRY_TRACE(door);
+    }
     return result;
 }
 
@@ -215,9 +220,17 @@ int32_t image_info(const Door &door, const Source &source, int32_t *width, int32
         return 0;
     }
     OwnedSession session(open_source(source, COLOR_RGB565));
+    if (!session) {
+        VOREL_ENTRY_TRACE(door);
+        return 0;
+    }
     ImageInfo info;
-    const int32_t type = session ? VORELBRIM_Parser(session.get(), &info) : int32_t{VOREL_IMAGE_NONE};
-    if (type == VOREL_IMAGE_NONE || (!door.any_format && type != VOREL_IMAGE_JPEG)) {
+    const int32_t type = VORELBRIM_Parser(session.get(), &info);
+    if (type == VOREL_IMAGE_NONE) {
+        VOREL_ENTRY_TRACE(door);
+        return 0;
+    }
+    if (!door.any_format && type != VOREL_IMAGE_JPEG) {
         VOREL_ENTRY_TRACE(door);
         return 0;
     }
@@ -236,9 +249,15 @@ int32_t image_info_at(const Door &door, const void *buffer, int32_t offset, int3
 // Opens and parses a JPEG for the image-utility entries, null with a log line when it is none.
 DecInfo *open_jpeg(const Door &door, const void *path_or_buffer, int32_t size, int32_t color_format, ImageInfo *info) {
     OwnedSession session(open_source({path_or_buffer, size}, color_format));
-    if (session && VORELBRIM_Parser(session.get(), info) != VOREL_IMAGE_NONE) return session.release();
-    VOREL_ENTRY_TRACE(door);
-    return nullptr;
+    if (!session) {
+        VOREL_ENTRY_TRACE(door);
+        return nullptr;
+    }
+    if (VORELBRIM_Parser(session.get(), info) == VOREL_IMAGE_NONE) {
+        VOREL_ENTRY_TRACE(door);
+        return nullptr;
+    }
+    return session.release();
 }
 
 // What decodeJPEG decodes to.

@@ -186,6 +186,8 @@ int32_t __rim_codec_ctrl_set_dec_info(DecHandle *record) {
         io->rewindFn = record->rewindFn;
         return 1;
     }
+    // A slot that was taken and never opened.
+    if (record->kind == kIoFile && !record->source) return 0;
     io->kind = record->kind;
     io->source = const_cast<void *>(record->source);
     io->file = record->file;

@@ -1,10 +1,14 @@
-// Where diagnostics go: to __android_log_print where the process provides it, else to the function that was set, else
-// nowhere.
+// Where diagnostics go: to the function that was set, else to __android_log_print, which Android has and another process
+// may provide, else nowhere.
 #include "frame/log.h"
 
 #include "util/atomics.h"
 
+#if defined(__ANDROID__)
+#include <android/log.h>
+#else
 extern "C" int __android_log_print(int priority, const char *tag, const char *format, ...) __attribute__((weak));
+#endif
 
 namespace vorel {
 namespace {
@@ -17,7 +21,11 @@ VorelLogPrint g_print = nullptr;
 
 VorelLogPrint log_print() {
     if (VorelLogPrint print = load_acquire(&g_print)) return print;
+#if defined(__ANDROID__)
+    return __android_log_print;
+#else
     return __android_log_print ? __android_log_print : print_nowhere;
+#endif
 }
 
 }  // namespace vorel

@@ -24,7 +24,7 @@ void os_release(void *pointer);
 // a * b, or false when it exceeds 2^31 - 1, the largest block that the engine asks for.
 bool checked_product(uint64_t a, uint64_t b, size_t *out);
 
-// Zero-filled array of count records of one size, 16-byte aligned (malloc's alignment); null when too large.
+// Zero-filled array of count records of one size, with malloc's alignment; null when too large.
 template <typename Record>
 Record *os_allocate_array(uint64_t count) {
     size_t bytes;

@@ -66,24 +66,24 @@ bool decodable_size(const ImageInfo *info) {
 template <typename Core>
 int32_t parse_sized(DecInfo *session, ImageInfo *info, const Core &core) {
     std::memset(info, 0, sizeof *info);
-    session->imageWidth = session->imageHeight = 0;
     {
         ParseCursor cursor(session->ioInfo);
         if (!cursor.open()) return VOREL_IMAGE_NONE;
+        session->imageWidth = session->imageHeight = 0;
         session->imageType = core(cursor.stream());
     }
     publish(session, info);
     return decodable_size(info) ? session->imageType : VOREL_IMAGE_NONE;
 }
 
-// The JPEG-only entries: read(io-bound arguments) fills the record from the stream's own markers.
+// The JPEG-only entries: read() goes over the stream's markers, and fills what it is asked for.
 template <typename Read>
 int32_t parse_jpeg_only(DecInfo *session, ImageInfo *info, const Read &read) {
     if (!enter(session) || !info) return 0;
     std::memset(info, 0, sizeof *info);
     if (VORELBRIM_Seek_IO(session->ioInfo, 0, SEEK_SET) != 0) return 0;
     if (read() == 0) {
-        set_error(kErrorHeader);
+        if (last_error() == kErrorNone) set_error(kErrorHeader);
         return 0;
     }
     session->imageWidth = info->width;

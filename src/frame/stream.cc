@@ -75,12 +75,6 @@ int32_t seek_stream(IoInfo *io, int32_t offset, int32_t whence) {
     return io->position;
 }
 
-// Positions are 31 bits: a source that never ends, ends for us where they do.
-int32_t within_positions(const StreamBuffer *stream, int32_t count) {
-    const int32_t left = INT32_MAX - stream->totalRead;
-    return count < left ? count : left;
-}
-
 // The end of a freshly opened file; leaves it at its start. False when the position cannot be told in 31 bits.
 bool learn_size(IoInfo *io) {
     io->size = VORELBRIM_SeekFile(io->file, 0, SEEK_END);

@@ -3,6 +3,8 @@
 
 #include <vorel/frame.h>
 
+#include <climits>
+
 namespace vorel {
 
 constexpr int32_t kBlockBytes = 16384;
@@ -15,6 +17,12 @@ constexpr uint32_t kIoOwnedMemory = 5;
 
 inline bool is_memory(const IoInfo *io) { return io->kind == kIoMemory || io->kind == kIoOwnedMemory; }
 inline bool is_file(const IoInfo *io) { return io->kind == kIoFile || io->kind == kIoStdio; }
+
+// Positions are 31 bits: a source that never ends, ends for us where they do. What of `count` bytes may still be read.
+inline int32_t within_positions(const StreamBuffer *stream, int32_t count) {
+    const int32_t left = INT32_MAX - stream->totalRead;
+    return count < left ? count : left;
+}
 
 inline void consume(StreamBuffer *stream, int32_t bytes) {
     stream->offset += bytes;

@@ -43,7 +43,7 @@ class RowReader {
 
     bool open() {
         if (io_->kind != kIoFile) return true;
-        io_->source = os_allocate(static_cast<size_t>(header_.row_bytes()));
+        io_->source = os_allocate(static_cast<size_t>(std::max<int64_t>(header_.row_bytes(), 1)));
         opened_ = true;
         if (!io_->source) return false;
         VORELBRIM_Seek_IO(io_, header_.data_offset, SEEK_SET);
@@ -89,12 +89,14 @@ bool read_header(IoInfo *io, Header *header) {
     uint8_t bytes[kHeaderBytes];
     if (VORELBRIM_Seek_IO(io, 0, SEEK_SET) != 0) return false;
     const int32_t length = VORELBRIM_Read_IO(io, bytes, std::min(kHeaderBytes, io->size));
+    // Memory is read where it stands: its position does not move.
+    if (io->kind == kIoMemory) VORELBRIM_Seek_IO(io, 0, SEEK_SET);
     if (length < kFixedBytes || bytes[0] != 0 || (bytes[1] & 0x80)) return false;
     int32_t cursor = kFixedBytes;
     header->width = read_integer(bytes, length, &cursor);
     header->height = read_integer(bytes, length, &cursor);
     header->data_offset = cursor;
-    // Neither product overflows: a row has fewer than 2^28 bytes.
+    // Neither product overflows: a row has at most 2^28 bytes.
     return cursor + header->height * header->row_bytes() <= io->size;
 }
 
@@ -305,12 +307,11 @@ int32_t VORELBRIMI_DecodeWBMP(DecInfo *session, void *output, int32_t targetWidt
     Header image;
     if (!read_header(io, &image)) return 0;
     const Placement at = place(image, targetWidth, targetHeight, stretches(session));
-    if (at.width != 0 && at.height != 0) {
-        RowReader rows(io, image);
-        const Job job = {image, at, static_cast<uint8_t *>(output), targetWidth};
-        if (!rows.open() || !write_picture(session->outColorFormat, rows, job)) return 0;
-    }
     const bool empty = at.width == 0 || at.height == 0;
+    RowReader rows(io, image);
+    if (!rows.open()) return 0;
+    const Job job = {image, at, static_cast<uint8_t *>(output), targetWidth};
+    if (!empty && !write_picture(session->outColorFormat, rows, job)) return 0;
     session->outWidth = empty ? 0 : static_cast<uint32_t>(at.width);
     session->outHeight = empty ? 0 : static_cast<uint32_t>(at.height);
     return 1;

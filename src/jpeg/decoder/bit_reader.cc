@@ -13,7 +13,9 @@ Fill next_stream_byte(JpegInfo *info, uint8_t *out) {
     if (stream->available == 0) {
         // A block of a file is refilled at its base; for memory the address moves along.
         if (!is_memory(info->io)) stream->buffer = info->readBuffer;
-        const int32_t delivered = VORELBRIM_Read_IO2(info->io, &stream->buffer, kBlockBytes);
+        const int32_t wanted = within_positions(stream, kBlockBytes);
+        if (wanted == 0) return Fill::kFailed;
+        const int32_t delivered = VORELBRIM_Read_IO2(info->io, &stream->buffer, wanted);
         if (delivered < 0) return Fill::kFailed;
         if (delivered == 0) return info->io->position == info->io->size ? Fill::kFailed : Fill::kStopped;
         stream->offset = 0;

@@ -51,7 +51,9 @@ int32_t process_rows(JpegInfo *info, uint8_t ***rows, uint32_t *in_out_rows, uin
 }
 
 int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
-    const int32_t result = decode_imcu(info, McuMode::kSkip, rows);
+    // Beyond an eighth the few samples cost nothing, and their count is what the rows move on by.
+    const int32_t result =
+        info->scaleIndex > 3 ? decode_sparse_imcu(info, rows) : decode_imcu(info, McuMode::kSkip, rows);
     info->imcu_skipped = true;
     return result;
 }

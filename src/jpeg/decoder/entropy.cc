@@ -67,9 +67,11 @@ int32_t kept_coefficients(const EntropyDecoder *entropy, McuMode mode, int block
 // Which component of the scan a block belongs to.
 int scan_component(const JpegInfo *info, int block) { return static_cast<int>(info->mcuMembership[block]); }
 
-// One MCU. A failure leaves reservoir and predictors as they were, but for a DC value out of range, which fails the MCU
+// What became of one MCU. A failure leaves reservoir and predictors as they were; a DC value out of range fails the MCU
 // after all its bits were read.
-bool decode_mcu_plainly(JpegInfo *info, McuMode mode, int16_t *const *blocks, uint8_t *last) {
+enum class Mcu : uint8_t { kDecoded, kFailed, kOutOfRange };
+
+Mcu decode_mcu_plainly(JpegInfo *info, McuMode mode, int16_t *const *blocks, uint8_t *last) {
     EntropyDecoder *entropy = info->entropy;
     BitReader reader(info);
     int32_t last_dc[kMaxComponents];
@@ -90,12 +92,12 @@ bool decode_mcu_plainly(JpegInfo *info, McuMode mode, int16_t *const *blocks, ui
             result = read_ac(reader, entropy->blockAc[b], kept_coefficients(entropy, mode, b), block, &reached);
         }
         if (mode != McuMode::kSkip) last[b] = reached;
-        if (result == Fill::kFailed) return false;
-        if (result == Fill::kStopped) return true;
+        if (result == Fill::kFailed) return Mcu::kFailed;
+        if (result == Fill::kStopped) return Mcu::kDecoded;
     }
     reader.store();
     std::memcpy(entropy->lastDc, last_dc, sizeof last_dc);
-    return in_range;
+    return in_range ? Mcu::kDecoded : Mcu::kOutOfRange;
 }
 
 // ---- The window -----------------------------------------------------------------------------------------------------
@@ -232,7 +234,7 @@ void make_plan(const JpegInfo *info, RunPlan *plan) {
 
 const RunTable &run_table() {
 #if defined(__x86_64__)
-    static const bool bmi2 = __builtin_cpu_supports("bmi2");
+    static const bool bmi2 = __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
     return bmi2 ? kBmi2Runs : kPlainRuns;
 #else
     return kPlainRuns;
@@ -253,6 +255,12 @@ RunFn run_of(McuMode mode) {
     }
 }
 
+// Counts MCUs whose bits are behind the reader.
+void count_mcus(JpegInfo *info, int32_t mcus) {
+    info->mcus_done += static_cast<uint64_t>(mcus);
+    if (info->restartInterval) info->entropy->restartsToGo -= static_cast<uint32_t>(mcus);
+}
+
 // A stretch of MCUs without a restart inside.
 struct Stretch {
     JpegInfo *info;
@@ -268,8 +276,7 @@ struct Stretch {
             last += count;
         }
         done += mcus;
-        info->mcus_done += static_cast<uint64_t>(mcus);
-        if (info->restartInterval) info->entropy->restartsToGo -= static_cast<uint32_t>(mcus);
+        count_mcus(info, mcus);
     }
 };
 
@@ -289,8 +296,13 @@ int run_fast(Stretch *stretch, RunFn run, const RunPlan &plan, int32_t mcus) {
     RunStop stop;
     const int32_t done = run(plan, window, mcus, stretch->blocks, stretch->last, &stop);
     stretch->advance(done);
-    if (stop == RunStop::kOutOfBits || stop == RunStop::kWindowLow) close_window(stretch->info);
-    if (stop == RunStop::kBadDc) return -1;
+    if (stop == RunStop::kOutOfBits || stop == RunStop::kWindowLow || stop == RunStop::kBadDcOutOfBits) {
+        close_window(stretch->info);
+    }
+    if (stop == RunStop::kBadDc || stop == RunStop::kBadDcOutOfBits) {
+        count_mcus(stretch->info, 1);
+        return -1;
+    }
     // A fresh window that cannot serve one MCU stands before something odd or the end.
     return stop == RunStop::kWindowLow && done == 0 && reopened ? 0 : 1;
 }
@@ -340,8 +352,10 @@ int32_t decode_mcus(JpegInfo *info, McuMode mode, int32_t count, int16_t *const 
         plain_next = false;
         close_window(info);
         clear_mcu(info, mode, stretch.blocks, stretch.last);
-        if (!decode_mcu_plainly(info, mode, stretch.blocks, stretch.last)) {
+        const Mcu mcu = decode_mcu_plainly(info, mode, stretch.blocks, stretch.last);
+        if (mcu != Mcu::kDecoded) {
             clear_mcu(info, mode, stretch.blocks, stretch.last);
+            if (mcu == Mcu::kOutOfRange) count_mcus(info, 1);
             break;
         }
         stretch.advance(1);

@@ -49,7 +49,9 @@ enum class RunStop : uint8_t {
     kDone,       // all MCUs asked for
     kWindowLow,  // fewer bytes are left than an MCU may need
     kOutOfBits,  // the last MCU used more bits than there were before the marker
-    kBadDc,      // McuMode::kDc: the MCU behind the last one fails
+    // McuMode::kDc: the MCU behind the last one fails, whose bits were read
+    kBadDc,
+    kBadDcOutOfBits,  // and used more than there were
 };
 
 // Decodes up to `count` MCUs from an open window; returns how many were done and says why it stopped.

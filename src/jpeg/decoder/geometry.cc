@@ -67,7 +67,7 @@ void apply_decode_mode(JpegInfo *info) {
     switch (info->decMode) {
         case 2:
         case 3:
-            if (*index == (info->decMode == 2 ? 1 : 0)) {
+            if (*index == 1 || (info->decMode == 3 && *index == 0)) {
                 *index = 3;
                 *multiplier = 3;
             } else if (*index == 3 && *multiplier == 3) {
@@ -106,7 +106,7 @@ int64_t scaled_side(const JpegInfo *info, int64_t side, int64_t out) {
 bool wants_joint_chroma(const JpegInfo *info) {
     if (!is_baseline(info) || info->numComponents < 2 || info->scaleMultiplier == 3) return false;
     if (info->maxH > 2 || info->maxV > 2) return false;
-    if (info->compsInScan < info->numComponents) return false;
+    if (info->decInfo->multiScan) return false;
     return info->scaleIndex == 1 || info->scaleIndex == 2 || (info->scaleIndex == 3 && info->numComponents > 3);
 }
 
@@ -170,7 +170,10 @@ void plan_components(JpegInfo *info) {
         component->keep = static_cast<uint8_t>(kept_for(width, height));
         component->h_expand = box_factor(info->maxH * samples, h * width);
         component->v_expand = box_factor(info->maxV * samples, v * height);
-        if (info->scaleIndex > 3) component->h_expand = component->v_expand = 1;
+        // Beyond an eighth samples are picked, not repeated; a ratio that is not integral stays refused.
+        if (info->scaleIndex > 3 && component->h_expand != 0 && component->v_expand != 0) {
+            component->h_expand = component->v_expand = 1;
+        }
     }
     info->imcu_output_rows = info->scaleIndex > 3 ? 0 : info->maxV * samples;
     info->scaledRowStep = info->scaleMultiplier == 3 ? 3 : 1 << info->scaleIndex;
@@ -208,8 +211,8 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     info->scaledWidth = static_cast<uint16_t>(scaled_side(info, image.width, out.width));
     info->scaledHeight = static_cast<uint16_t>(scaled_side(info, image.height, out.height));
     info->isOneToOne = info->scaledWidth == out.width && info->scaledHeight == out.height;
-    info->jointChroma = wants_joint_chroma(info);
     if (is_baseline(info) && info->compsInScan < info->numComponents) session->multiScan = 1;
+    info->jointChroma = wants_joint_chroma(info);
     plan_components(info);
 
     crop_side(info->outWidth, upright.width, info->scaledWidth, &info->cropWidth, &info->decodeOffsetX,
@@ -235,44 +238,45 @@ constexpr ptrdiff_t bytes_of_pixel(int32_t format) {
     }
 }
 
-// Planes of a rectangle of width x height pixels, and the pixel (x, y) in each of them.
+// Planes of a rectangle of width x height pixels, and the pixel (x, y) in each of them. pair_x is where the pairs of
+// pixels begin that share chroma bytes: x, or the even column of the picture before it.
 void place_planes(OutputPlanes *planes, int32_t format, uint8_t *base, ptrdiff_t width, ptrdiff_t height, ptrdiff_t x,
-                  ptrdiff_t y) {
+                  ptrdiff_t pair_x, ptrdiff_t y) {
     const ptrdiff_t half_width = (width + 1) / 2, half_height = (height + 1) / 2;
     uint8_t *chroma = base + width * height;
-    planes->row_bytes = width;
-    planes->pixel_bytes = 1;
-    planes->base[0] = base + x + width * y;
+    planes->rowStep = width;
+    planes->pixelStep = 1;
+    planes->outPlanes[0] = base + x + width * y;
     switch (format) {
         case COLOR_YUV420:
             planes->chroma_bytes = half_width;
-            planes->base[1] = chroma + x / 2 + half_width * (y / 2);
-            planes->base[2] = planes->base[1] + half_width * half_height;
+            planes->outPlanes[1] = chroma + x / 2 + half_width * (y / 2);
+            planes->outPlanes[2] = planes->outPlanes[1] + half_width * half_height;
             break;
         case COLOR_YUV422:
             planes->chroma_bytes = half_width;
-            planes->base[1] = chroma + x / 2 + half_width * y;
-            planes->base[2] = planes->base[1] + half_width * height;
+            planes->outPlanes[1] = chroma + x / 2 + half_width * y;
+            planes->outPlanes[2] = planes->outPlanes[1] + half_width * height;
             break;
         case COLOR_YUV440:
             planes->chroma_bytes = width;
-            planes->base[1] = chroma + x + width * (y / 2);
-            planes->base[2] = planes->base[1] + width * half_height;
+            planes->outPlanes[1] = chroma + x + width * (y / 2);
+            planes->outPlanes[2] = planes->outPlanes[1] + width * half_height;
             break;
         case COLOR_YUV444:
             planes->chroma_bytes = width;
-            planes->base[1] = chroma + x + width * y;
-            planes->base[2] = planes->base[1] + width * height;
+            planes->outPlanes[1] = chroma + x + width * y;
+            planes->outPlanes[2] = planes->outPlanes[1] + width * height;
             break;
         case COLOR_NV21:
         case COLOR_NV12:
             // Required: an odd x moves the pairs by one byte.
             planes->chroma_bytes = 2 * half_width;
-            planes->base[1] = chroma + x + 2 * half_width * (y / 2);
+            planes->outPlanes[1] = chroma + pair_x + 2 * half_width * (y / 2);
             break;
         case COLOR_YUYV:
-            planes->row_bytes = 2 * width + (2 * width & 3);
-            planes->base[0] = base + 2 * x + (2 * x & 3) + planes->row_bytes * y;
+            planes->rowStep = 2 * width + (2 * width & 3);
+            planes->outPlanes[0] = base + 2 * pair_x + (2 * pair_x & 3) + planes->rowStep * y;
             break;
         default:
             break;
@@ -285,24 +289,24 @@ void place_pixels(OutputPlanes *planes, uint32_t rotation, ptrdiff_t size, uint8
                   ptrdiff_t y, ptrdiff_t width, ptrdiff_t height) {
     switch (rotation) {
         case VOREL_OPTION_ROTATE_90:
-            planes->pixel_bytes = stride * size;
-            planes->row_bytes = -size;
-            planes->base[0] = base + (y * stride + x + height - 1) * size;
+            planes->pixelStep = stride * size;
+            planes->rowStep = -size;
+            planes->outPlanes[0] = base + (y * stride + x + height - 1) * size;
             break;
         case VOREL_OPTION_ROTATE_180:
-            planes->pixel_bytes = -size;
-            planes->row_bytes = -stride * size;
-            planes->base[0] = base + ((y + height - 1) * stride + x + width - 1) * size;
+            planes->pixelStep = -size;
+            planes->rowStep = -stride * size;
+            planes->outPlanes[0] = base + ((y + height - 1) * stride + x + width - 1) * size;
             break;
         case VOREL_OPTION_ROTATE_270:
-            planes->pixel_bytes = -stride * size;
-            planes->row_bytes = size;
-            planes->base[0] = base + ((y + width - 1) * stride + x) * size;
+            planes->pixelStep = -stride * size;
+            planes->rowStep = size;
+            planes->outPlanes[0] = base + ((y + width - 1) * stride + x) * size;
             break;
         default:
-            planes->pixel_bytes = size;
-            planes->row_bytes = stride * size;
-            planes->base[0] = base + (y * stride + x) * size;
+            planes->pixelStep = size;
+            planes->rowStep = stride * size;
+            planes->outPlanes[0] = base + (y * stride + x) * size;
     }
 }
 
@@ -362,12 +366,15 @@ void place_output(JpegInfo *info, const FrameRequest *request) {
         const int32_t h = placed_window ? info->window.height : shown_h;
         place_pixels(&info->planes, info->rotation, bytes_of_pixel(info->outColorFormat), base, stride, x, y, w, h);
     } else {
-        // Planes are found from the whole target's rectangle.
+        // Planes are found from the whole target's rectangle. A window's own pairs go to whole pairs of the picture.
+        int32_t pair_x = x;
         if (placed_window) {
-            x += info->window.x - info->decodeOffsetX;
+            const int32_t across = info->window.x - info->decodeOffsetX;
+            x += across;
+            pair_x += across & ~1;
             y += info->window.y - info->decodeOffsetY;
         }
-        place_planes(&info->planes, info->outColorFormat, base, stride, rows, x, y);
+        place_planes(&info->planes, info->outColorFormat, base, stride, rows, x, pair_x, y);
     }
 }
 

@@ -31,7 +31,8 @@ Code find_code(const DerivedTable *table, uint32_t window, int32_t bits) {
     return {0, 0};
 }
 
-// Canonical codes of T.81 C.2. False for counts that no prefix code has.
+// Canonical codes of T.81 C.2. False for counts that no prefix code has, or that would need the code of all ones, which
+// is reserved.
 bool assign_codes(const RawHuffTable *raw, uint16_t *codes, uint8_t *lengths, int32_t *count) {
     int32_t total = 0;
     for (int length = 1; length <= 16; ++length) {
@@ -43,8 +44,7 @@ bool assign_codes(const RawHuffTable *raw, uint16_t *codes, uint8_t *lengths, in
     int32_t length = total ? lengths[0] : 0;
     for (int32_t i = 0; i < total;) {
         for (; i < total && lengths[i] == length; ++i) codes[i] = static_cast<uint16_t>(code++);
-        if (code > 1u << length) return false;
-        if (i < total && code == 1u << length) return false;
+        if (code >= 1u << length) return false;
         if (i < total) {
             code <<= lengths[i] - length;
             length = lengths[i];

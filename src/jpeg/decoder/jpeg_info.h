@@ -68,9 +68,9 @@ enum class Resample : uint8_t { kNone, kMean, kCentre };
 
 // Where output pixels go.
 struct OutputPlanes {
-    uint8_t *base[3];        // Y or pixels, Cb (or the pairs), Cr
-    ptrdiff_t row_bytes;     // Y or pixels: from output row to output row
-    ptrdiff_t pixel_bytes;   // from pixel to pixel; differs from the pixel's size when rotated
+    uint8_t *outPlanes[3];   // Y or pixels, Cb (or the pairs), Cr
+    ptrdiff_t rowStep;       // Y or pixels: from output row to output row
+    ptrdiff_t pixelStep;     // from pixel to pixel; differs from the pixel's size when rotated
     ptrdiff_t chroma_bytes;  // from chroma row to chroma row
 };
 
@@ -99,7 +99,6 @@ struct JpegComponent {
     uint32_t widthInBlocks, heightInBlocks, dctScaledSize, downsampledWidth, downsampledHeight;
     uint32_t mcuWidth, mcuHeight, mcuBlocks, mcuSampleWidth, lastColWidth, lastRowHeight;
     vorel::QuantBlock *quantTable;
-    void *compInfoExtra;
 
     // inside
     vorel::IdctShape shape;
@@ -157,7 +156,6 @@ using RowOutputFn = void (*)(JpegInfo *info, uint8_t ***rows, int32_t count);
 using UpsampleFn = void (*)(JpegComponent *component, JpegInfo *info, uint8_t **input_rows, uint8_t ***output_rows);
 
 struct ConversionRecord {
-    uint32_t rowCount;
     RowOutputFn rowOutput;
 };
 
@@ -256,5 +254,4 @@ struct JpegInfo {
     uint64_t mcus_done;          // MCUs of the current scan that are decoded or passed over
     uint64_t mcus_above_window;  // MCUs of the current scan that lie in iMCU rows above the window
     int32_t map_interval;
-    FrameRequest *request;
 };

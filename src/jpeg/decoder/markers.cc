@@ -1,6 +1,7 @@
 // The full parser: fills the working record from the marker stream, up to and including an SOS (T.81 annex B).
 #include "jpeg/decoder/markers.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -28,7 +29,8 @@ bool need(StreamBuffer *stream, int32_t bytes) {
 // One allocation per component block and per table: a second frame is refused, and tables are filled again in place.
 bool allocate_components(JpegInfo *info) {
     if (info->components) return true;
-    info->components = os_allocate_array<JpegComponent>(info->numComponents ? info->numComponents : 1);
+    // For the most that a frame may have: a second frame header may have more than a first one that failed.
+    info->components = os_allocate_array<JpegComponent>(kMaxComponents);
     if (!info->components) set_error(kErrorOutOfMemory);
     return info->components != nullptr;
 }
@@ -274,13 +276,6 @@ JpegComponent *component_by_id(JpegInfo *info, int32_t id) {
     return nullptr;
 }
 
-bool in_scan(const JpegInfo *info, const JpegComponent *component, int32_t before) {
-    for (int32_t i = 0; i < before; ++i) {
-        if (info->curComponents[i] == component) return true;
-    }
-    return false;
-}
-
 // The first component count seen tells whether the frame is interleaved.
 void remember_first_scan(JpegInfo *info, int32_t count) {
     if (info->first_scan_components) return;
@@ -306,19 +301,22 @@ Segment read_scan(JpegInfo *info) {
     }
     if (!need(stream, 2 * count + 3)) return Segment::kFailed;
     const uint8_t *bytes = unread(stream);
+    JpegComponent *scan[kMaxComponents] = {};
     for (int32_t i = 0; i < count; ++i) {
         const int32_t id = bytes[2 * i];
         JpegComponent *component = component_by_id(info, id);
-        if (!component || in_scan(info, component, i)) {
+        if (!component || std::find(scan, scan + i, component) != scan + i) {
             TRACE_MARKER(", compId : %d, id : %d, no : %d", id, component ? static_cast<int>(component->id) : -1,
                          static_cast<int>(info->numComponents));
             return Segment::kFailed;
         }
-        info->curComponents[i] = component;
-        component->dcTable = bytes[2 * i + 1] >> 4;
-        component->acTable = bytes[2 * i + 1] & 15;
+        scan[i] = component;
     }
-    for (int32_t i = count; i < kMaxComponents; ++i) info->curComponents[i] = nullptr;
+    for (int32_t i = 0; i < count; ++i) {
+        scan[i]->dcTable = bytes[2 * i + 1] >> 4;
+        scan[i]->acTable = bytes[2 * i + 1] & 15;
+    }
+    std::copy(scan, scan + kMaxComponents, info->curComponents);
     info->compsInScan = static_cast<uint16_t>(count);
     const uint8_t *spectral = bytes + 2 * count;
     info->sos = {spectral[0], spectral[1], spectral[2] >> 4, spectral[2] & 15};
@@ -484,6 +482,8 @@ int32_t BRIMJ_ParseNextMarker(JpegInfo *info, int32_t *outStatus) {
         if (marker != kSos) continue;
         if (info->scans_to_pass == 0) return marker;
         --info->scans_to_pass;
+        // What fails from here on fails the scan that is wanted.
+        info->markerState->sawSos = 0;
     }
 }
 

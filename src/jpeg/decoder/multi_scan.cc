@@ -93,6 +93,19 @@ uint32_t scan_mask(const JpegInfo *info) {
     return mask;
 }
 
+// The input is read once more, and may have changed since: the samples of a frame of another shape would not fit into
+// the first one's rows.
+bool is_same_frame(const JpegInfo *info, const JpegInfo *frame) {
+    if (!is_baseline(info) || info->numComponents != frame->numComponents || info->imageWidth != frame->imageWidth ||
+        info->imageHeight != frame->imageHeight)
+        return false;
+    for (int c = 0; c < info->numComponents; ++c) {
+        const JpegComponent &ours = info->components[c], &first = frame->components[c];
+        if (ours.id != first.id || ours.hSampling != first.hSampling || ours.vSampling != first.vSampling) return false;
+    }
+    return true;
+}
+
 // The record of scan number `scans_before` (0 is the first), with the frame's geometry.
 JpegInfo *open_scan(JpegInfo *frame, uint32_t scans_before) {
     uint8_t *block;
@@ -110,10 +123,10 @@ JpegInfo *open_scan(JpegInfo *frame, uint32_t scans_before) {
     info->scaledHeight = frame->scaledHeight;
     info->sampleRangeLimit = frame->sampleRangeLimit;
     info->sampleRangeLimit2 = frame->sampleRangeLimit2;
-    plan_components(info);
-    const bool same_frame = info->numComponents == frame->numComponents && info->imageWidth == frame->imageWidth &&
-                            info->imageHeight == frame->imageHeight && is_baseline(info);
-    if (same_frame && BRIMJ_SetupScan(info) == kStepOk) return info;
+    if (is_same_frame(info, frame)) {
+        plan_components(info);
+        if (BRIMJ_SetupScan(info) == kStepOk) return info;
+    }
     delete_record(info);
     close_stream(stream, block);
     return nullptr;

@@ -1,5 +1,6 @@
 // Quick walks over the marker stream that touch only what their caller asks for: sizes and layout, and the place of
 // EOI.
+#include <algorithm>
 #include <cstring>
 
 #include "jpeg/decoder/markers.h"
@@ -12,16 +13,22 @@ enum class FrameWalk { kGoOn, kStopWithMarker, kFailed };
 
 bool valid_side(uint32_t side) { return side >= 1 && side <= static_cast<uint32_t>(kMaxJpegSide); }
 
-// Sampling factors of `count` components behind the cursor. False for a factor outside 1 to 4 or too few bytes.
+// One component's sampling factors. False for a factor outside 1 to 4.
+bool take_factors(uint8_t byte, ImageInfo *out) {
+    const uint32_t h = byte >> 4, v = byte & 15;
+    if (h < 1 || h > 4 || v < 1 || v > 4) return false;
+    if (h > out->maxHSampling) out->maxHSampling = h;
+    if (v > out->maxVSampling) out->maxVSampling = v;
+    return true;
+}
+
+// Those of `count` components behind the cursor.
 bool read_factors(StreamBuffer *stream, ImageInfo *out, int32_t count) {
     if (!ensure_bytes(stream, 3 * count)) return false;
     for (int32_t i = 0; i < count; ++i) {
-        const uint32_t h = unread(stream)[1] >> 4;
-        const uint32_t v = unread(stream)[1] & 15;
+        const uint8_t factors = unread(stream)[1];
         consume(stream, 3);
-        if (h < 1 || h > 4 || v < 1 || v > 4) return false;
-        if (h > out->maxHSampling) out->maxHSampling = h;
-        if (v > out->maxVSampling) out->maxVSampling = v;
+        if (!take_factors(factors, out)) return false;
     }
     return true;
 }
@@ -44,12 +51,12 @@ FrameWalk read_quick_frame(StreamBuffer *stream, ImageInfo *out, bool progressiv
     consume(stream, 8);
     if (progressive) {
         // The factors are told where they are there, but the segment is passed over by its length alone.
-        int32_t left = length - 8;
-        if (length == 8 + 3 * count) {
-            if (!read_factors(stream, out, count)) return FrameWalk::kStopWithMarker;
-            left = 0;
-        }
-        return left <= 0 || skip_bytes(stream, left) ? FrameWalk::kGoOn : FrameWalk::kFailed;
+        const int32_t left = length - 8;
+        if (left <= 0) return FrameWalk::kGoOn;
+        ensure_bytes(stream, std::min(left, 3 * count));
+        const int32_t there = std::min({count, left / 3, stream->available / 3});
+        for (int32_t i = 0; i < there; ++i) take_factors(unread(stream)[3 * i + 1], out);
+        return skip_bytes(stream, left) ? FrameWalk::kGoOn : FrameWalk::kFailed;
     }
     return read_factors(stream, out, count) ? FrameWalk::kGoOn : FrameWalk::kStopWithMarker;
 }
@@ -73,6 +80,7 @@ class WalkBuffer {
     ~WalkBuffer() { BRIMJ_ReleaseStreamBuffer(stream_.io, block_); }
     WalkBuffer(const WalkBuffer &) = delete;
     WalkBuffer &operator=(const WalkBuffer &) = delete;
+    bool has_block() const { return block_ != nullptr; }
     StreamBuffer *get() { return ready_ ? &stream_ : nullptr; }
 
   private:
@@ -112,6 +120,7 @@ int32_t BRIMJ_SimpleParser(StreamBuffer *stream, int32_t precisionSelector, Imag
 int32_t BRIMJ_GetHInfo(IoInfo *io, ImageInfo *imageInfo) {
     if (!io || !imageInfo) return 0;
     WalkBuffer walk(io, static_cast<int32_t>(imageInfo->scanOffset));
+    if (!walk.has_block()) set_error(kErrorOutOfMemory);
     StreamBuffer *stream = walk.get();
     return stream && BRIMJ_SimpleParser(stream, 8, imageInfo) != kStepFailed;
 }

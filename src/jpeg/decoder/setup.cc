@@ -79,6 +79,13 @@ bool find_quant_table(JpegInfo *info, JpegComponent *component) {
     return true;
 }
 
+// Decode mode 1 holds coefficients to the templates where the first component's table is finer than its own.
+void choose_clamp(JpegInfo *info) {
+    JpegComponent *first = &info->components[0];
+    info->highQualityClamp = info->decMode == 1 && is_baseline(info) && info->scaleIndex == 0 &&
+                             find_quant_table(info, first) && is_high_quality(first->quantTable->q);
+}
+
 uint32_t remainder_or_whole(uint32_t blocks, uint32_t factor) { return blocks % factor ? blocks % factor : factor; }
 
 void shape_single_component(JpegInfo *info) {
@@ -284,7 +291,6 @@ extern "C" {
 JpegInfo *BRIMJ_PreInitialize(DecInfo *session, StreamBuffer *streamBuffer, FrameRequest *frameRequest) {
     JpegInfo *info = open_record(session, streamBuffer, streamBuffer ? streamBuffer->buffer : nullptr, 0);
     if (!info) return nullptr;
-    info->request = frameRequest;
     frameRequest->imageWidth = info->imageWidth;
     frameRequest->imageHeight = info->imageHeight;
     session->imageWidth = info->imageWidth;
@@ -323,6 +329,11 @@ int32_t BRIMJ_StartDecompression(JpegInfo *info) {
         VOREL_TRACE(kTagJpeg);
         return kStepFailed;
     }
+    DecInfo *session = info->decInfo;
+    if (!session->partialDecode) {
+        session->partialWidth = session->outWidth;
+        session->partialHeight = session->outHeight;
+    }
     if (BRIMJ_InitUpsampler(info) != kStepOk || BRIMJ_InitDecBeforeScan(info) != kStepOk) return kStepFailed;
     if (!prepare_writers(info, info->outWidth > info->scaledWidth ? info->outWidth : info->scaledWidth)) {
         set_error(kErrorOutOfMemory);
@@ -341,6 +352,7 @@ int32_t BRIMJ_InitDecBeforeScan(JpegInfo *info) {
         VOREL_TRACE(kTagJpeg);
         return kStepFailed;
     }
+    choose_clamp(info);
     return BRIMJ_SetupScan(info);
 }
 
@@ -350,10 +362,6 @@ int32_t BRIMJ_SetupScan(JpegInfo *info) {
         if (!find_quant_table(info, component)) {
             VOREL_TRACE(kTagJpeg);
             return kStepFailed;
-        }
-        if (i == 0 && component->index == 0 && info->decMode == 1) {
-            const bool full_size = is_baseline(info) && info->scaleIndex == 0;
-            info->highQualityClamp = full_size && is_high_quality(component->quantTable->q);
         }
         make_component_multipliers(info, component);
     }
@@ -396,7 +404,8 @@ uint8_t **BRIMJ_AllocSampleArry(void *owner, int32_t rowBytes, int32_t rows, int
     const size_t stride = static_cast<size_t>(round_up_pow2(rowBytes, 32));
     const size_t pointers = (static_cast<size_t>(rows) * sizeof(uint8_t *) + 63) & ~size_t{63};
     size_t samples;
-    if (!checked_product(stride, static_cast<uint64_t>(rows), &samples) || samples > INT32_MAX - pointers - 64) {
+    if (!checked_product(stride, static_cast<uint64_t>(rows), &samples) || pointers > INT32_MAX - 64 ||
+        samples > INT32_MAX - pointers - 64) {
         return nullptr;
     }
     void *memory = BRIM_FakeMalloc(owner, static_cast<int32_t>(pointers + samples));

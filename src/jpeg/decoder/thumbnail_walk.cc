@@ -1,5 +1,6 @@
 // The thumbnail that a header carries: JFIF (T.871 10.1), JFXX, Exif IFD1 (Exif 2.3 4.5.8) or an image resource of
 // APP13.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -14,7 +15,7 @@ constexpr uint32_t kThumbnailPalette = 3;
 constexpr uint32_t kThumbnailJpeg = 6;
 constexpr uint32_t kSecondRgb = 2;
 
-// One segment's data, as far as it stands in the block.
+// One segment's data.
 struct Bytes {
     const uint8_t *data;
     int64_t size;
@@ -77,7 +78,7 @@ void look_at_resources(const Bytes &segment, ThumbnailRecord *record) {
         if (!segment.holds(at, 4)) return;
         const int64_t size = big_endian_32(segment.data + at);
         at += 4;
-        if (id == kThumbnailResource && segment.holds(at, 28)) {
+        if (id == kThumbnailResource && size >= 28 && segment.holds(at, size)) {
             const uint8_t *head = segment.data + at;
             const bool raw = big_endian_32(head) == 0;
             found(record, big_endian_32(head + 4), big_endian_32(head + 8), raw ? kThumbnailRaw : kThumbnailJpeg, 0,
@@ -182,19 +183,37 @@ void look_at_exif(const Bytes &segment, ThumbnailRecord *record) {
     }
 }
 
-// Hands a segment's data to its reader and passes over it. False at the end of the input.
+// The bytes behind the cursor, which moves on; fewer at the end of the input.
+int32_t copy_bytes(StreamBuffer *stream, int32_t count, uint8_t *out) {
+    int32_t copied = 0;
+    while (copied < count && ensure_bytes(stream, 1)) {
+        const int32_t part = std::min(count - copied, stream->available);
+        std::memcpy(out + copied, unread(stream), static_cast<size_t>(part));
+        consume(stream, part);
+        copied += part;
+    }
+    return copied;
+}
+
+// Hands a segment's data, which may be longer than a block, to its reader and passes over it. False at the end of the
+// input.
 bool walk_segment(StreamBuffer *stream, int32_t marker, ThumbnailRecord *record) {
     const int32_t length = read_segment_length(stream);
     if (length < 2) return false;
     const int32_t size = length - 2;
-    // What does not stand in one block is not looked at beyond it.
-    BRIMJ_CheckBuffer(stream, size < kBlockBytes - stream->available ? size : kBlockBytes - stream->available);
-    const Bytes segment = {unread(stream), size < stream->available ? size : stream->available,
-                           int64_t{stream->totalRead} - stream->available};
+    if (record->found || (marker != kApp0 && marker != kApp1 && marker != kApp13)) return skip_bytes(stream, size);
+    const int64_t position = int64_t{stream->totalRead} - stream->available;
+    OsBlock block(os_allocate(static_cast<size_t>(size) + 1));
+    if (!block) {
+        set_error(kErrorOutOfMemory);
+        return false;
+    }
+    const Bytes segment = {block.as<uint8_t>(), size, position};
+    if (copy_bytes(stream, size, block.as<uint8_t>()) != size) return false;
     if (marker == kApp0) look_at_jfif(segment, record);
     if (marker == kApp1) look_at_exif(segment, record);
     if (marker == kApp13) look_at_resources(segment, record);
-    return skip_bytes(stream, size);
+    return true;
 }
 
 bool has_segment(int32_t marker) {
@@ -219,8 +238,10 @@ int32_t BRIMJ_ParseFileHeader(StreamBuffer *stream, int32_t selector, ThumbnailR
         if (marker < 0) return kStepFailed;
         if (marker == kSos) return kStepOk;
         if ((marker == kSof0 || marker == kSof1 || marker == kSof2) && !record->found && ensure_bytes(stream, 7)) {
-            record->width = static_cast<uint32_t>(big_endian_16(unread(stream) + 5));
-            record->height = static_cast<uint32_t>(big_endian_16(unread(stream) + 3));
+            const int32_t width = big_endian_16(unread(stream) + 5), height = big_endian_16(unread(stream) + 3);
+            if (width < 1 || width > kMaxJpegSide || height < 1 || height > kMaxJpegSide) return kStepFailed;
+            record->width = static_cast<uint32_t>(width);
+            record->height = static_cast<uint32_t>(height);
         }
         if (has_segment(marker) && !walk_segment(stream, marker, record)) return kStepFailed;
     }

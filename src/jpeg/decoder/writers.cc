@@ -10,7 +10,7 @@ constexpr int32_t kTileColumns = 64;
 constexpr int32_t kTileRows = 16;
 
 uint8_t *output_row(const JpegInfo *info, uint32_t row) {
-    return info->planes.base[0] + static_cast<ptrdiff_t>(row) * info->planes.row_bytes;
+    return info->planes.outPlanes[0] + static_cast<ptrdiff_t>(row) * info->planes.rowStep;
 }
 
 bool pixel_format(int32_t format, PixelFormat *out) {
@@ -94,11 +94,11 @@ void write_rotated(JpegInfo *info, PixelFormat format, const RowSet *rows, int32
             for (int32_t i = 0; i < tile_rows; ++i) {
                 convert_row(info, format, rows[y + i].at(x), columns, tile + i * kTileColumns * size);
             }
-            uint8_t *corner = out + x * planes.pixel_bytes;
+            uint8_t *corner = out + x * planes.pixelStep;
             if (size == 2) {
-                scatter_tile<uint16_t>(tile, tile_rows, columns, corner, planes.row_bytes, planes.pixel_bytes);
+                scatter_tile<uint16_t>(tile, tile_rows, columns, corner, planes.rowStep, planes.pixelStep);
             } else {
-                scatter_tile<uint32_t>(tile, tile_rows, columns, corner, planes.row_bytes, planes.pixel_bytes);
+                scatter_tile<uint32_t>(tile, tile_rows, columns, corner, planes.rowStep, planes.pixelStep);
             }
         }
     }
@@ -115,7 +115,7 @@ void write_pixels(JpegInfo *info, PixelFormat format, const RowSet *rows, int32_
         // Two luma rows over one chroma row of half width share the chroma terms.
         if (pairs && rows[i].shared && i + 1 < count && rows[i].c[1] == rows[i + 1].c[1]) {
             info->kernels->ycc_row_pair[static_cast<int>(format)](
-                rows[i].c[0], rows[i + 1].c[0], rows[i].c[1], rows[i].c[2], width, out, out + info->planes.row_bytes);
+                rows[i].c[0], rows[i + 1].c[0], rows[i].c[1], rows[i].c[2], width, out, out + info->planes.rowStep);
             ++i;
             continue;
         }
@@ -180,17 +180,17 @@ void write_yuv_row(JpegInfo *info, const RowSet &row, uint32_t index, int32_t wi
         format == COLOR_YUV420 || format == COLOR_YUV440 || format == COLOR_NV21 || format == COLOR_NV12;
     if (half_height && (index & 1)) return;
     const ptrdiff_t offset = static_cast<ptrdiff_t>(half_height ? index / 2 : index) * info->planes.chroma_bytes;
-    uint8_t *cb = info->planes.base[1] + offset;
+    uint8_t *cb = info->planes.outPlanes[1] + offset;
     switch (format) {
         case COLOR_YUV420:
         case COLOR_YUV422:
             half_chroma(info, row, 1, width, cb);
-            half_chroma(info, row, 2, width, info->planes.base[2] + offset);
+            half_chroma(info, row, 2, width, info->planes.outPlanes[2] + offset);
             break;
         case COLOR_YUV440:
         case COLOR_YUV444:
             full_chroma(info, row, 1, width, cb);
-            full_chroma(info, row, 2, width, info->planes.base[2] + offset);
+            full_chroma(info, row, 2, width, info->planes.outPlanes[2] + offset);
             break;
         default: {
             const int first = format == COLOR_NV12 ? 1 : 2;

@@ -188,7 +188,8 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
     };
     const TableCase kCases[] = {
         {"empty", none, {}, false, 1},
-        {"two codes of one bit", counts({{1, 2}}), {0, 1}, false, 1},
+        {"one code of one bit", counts({{1, 1}}), {0}, false, 1},
+        {"two codes of one bit, the second all ones", counts({{1, 2}}), {0, 1}, false, 0},
         {"three codes of one bit", counts({{1, 3}}), {0, 1, 2}, false, 0},
         {"a longer code behind a full length", counts({{1, 2}, {2, 1}}), {0, 1, 2}, false, 0},
         {"DC symbol 15", counts({{2, 1}}), {15}, true, 1},

@@ -298,6 +298,15 @@ TEST(JpegQuickParse, EndOfImageAndThumbnails) {
     EXPECT_EQ(record.offset, 2u + 4 + 14);
     EXPECT_EQ(record.length, 6u);
 
+    // A raw thumbnail that is longer than a block, behind a comment that ends inside one.
+    const Bytes comment = cat({{0xFF, 0xFE}, big_16(7002), Bytes(7000, 0x20)});
+    const Bytes long_jfif =
+        cat({{0xFF, 0xE0}, big_16(2 + 14 + 30000), text("JFIF"), {0, 1, 1, 0, 0, 1, 0, 1, 100, 100}, Bytes(30000, 9)});
+    record = walk(with_inserted(jpeg, 2, cat({comment, long_jfif})), &result);
+    EXPECT_EQ(record.found, 1u);
+    EXPECT_EQ(record.offset, 2u + 7004 + 4 + 14);
+    EXPECT_EQ(record.length, 30000u);
+
     // Exif in both byte orders: IFD0 without entries, IFD1 with a JPEG thumbnail.
     for (const bool little : {true, false}) {
         const auto w = [little](uint32_t v) { return little ? little_16(v) : big_16(v); };

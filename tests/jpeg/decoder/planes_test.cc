@@ -1,10 +1,12 @@
 // At full size the planes are those of an independent decoder, byte for byte.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
 #include "jpeg/decoder/colour_model.h"
+#include "jpeg/decoder/surgery.h"
 
 namespace vorel::test {
 namespace {
@@ -106,6 +108,36 @@ TEST(JpegPlanes, ComponentsInSeparateScansGiveTheSamePicture) {
     PictureSpec spec;
     spec.scans = Scans::kOnePerComponent;
     EXPECT_EQ(decode(turbo_picture(spec), {.kind = Kind::kStream}).result, 0) << "a stream is read only once";
+}
+
+// Further scans are read from the input once more. What stands there by then may be another frame.
+TEST(JpegPlanes, AnInputThatChangedUnderTheDecoderIsRefused) {
+    PictureSpec spec;
+    spec.width = spec.height = 64;
+    spec.scans = Scans::kOnePerComponent;
+    const TempFile file(turbo_picture(spec));
+    spec.h = spec.v = 1;
+    const TempFile other(turbo_picture(spec));
+    SessionGuard session(VORELBRIM_CreateDecInfo(0, const_cast<char *>(file.path()), 0, COLOR_YUV444, 0));
+    ASSERT_TRUE(session);
+    ASSERT_EQ(std::rename(other.path(), file.path()), 0);
+    GuardBuffer out(64 * 64 * 3);
+    EXPECT_EQ(VORELBRIM_DecodeJPEG(session.get(), out.data(), 64, 64), 0);
+}
+
+// A scan behind one that is passed over has to be a scan like any other.
+TEST(JpegPlanes, ABrokenLaterScanFailsTheDecode) {
+    PictureSpec spec;
+    spec.width = spec.height = 64;
+    spec.scans = Scans::kOnePerComponent;
+    const Bytes jpeg = turbo_picture(spec);
+    const size_t second = find_marker(jpeg, 0xDA, scan_data(jpeg));
+    for (const uint8_t id : {uint8_t{9}, jpeg[find_marker(jpeg, 0xDA) + 5]}) {
+        Bytes broken = jpeg;
+        broken[second + 5] = id;
+        EXPECT_EQ(decode(broken, {}).result, 0) << "component " << int{id};
+    }
+    EXPECT_EQ(decode(jpeg, {}).result, 1);
 }
 
 Bytes read_file(const std::filesystem::path &path) {

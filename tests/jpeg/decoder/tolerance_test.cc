@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "jpeg/decoder/colour_model.h"
+#include "jpeg/decoder/entropy.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/samples.h"
 
@@ -151,33 +152,41 @@ TEST(JpegTolerance, FillBytesInTheDataAreOneByte) {
     EXPECT_EQ(result, 1);
 }
 
-TEST(JpegTolerance, AnEighthRefusesDcBeyondTwelveBits) {
-    // One gray MCU row after another, each with the DC difference +2047: the third is out of range.
-    Bytes jpeg = picture(0);
-    PictureSpec spec;
-    spec.colour = Colour::kGray;
-    spec.h = spec.v = 1;
-    spec.width = 8;
-    spec.height = 400;
-    jpeg = turbo_picture(spec);
-    // The standard table: size 11 is the code 111111110, and 2047 is eleven ones; end of block is 1010.
-    std::vector<bool> bits;
-    for (int i = 0; i < 50; ++i) {
-        for (const char *c =
-                 "111111110"
-                 "11111111111"
-                 "1010";
-             *c; ++c)
-            bits.push_back(*c == '1');
-    }
+// Blocks in the standard tables: a DC difference of size 0, 7 or 11 and its bits, then the end of the block.
+constexpr const char *kSame = "00" "1010", *kUp100 = "11110" "1100100" "1010", *kDown100 = "11110" "0011011" "1010",
+                     *kUp2047 = "111111110" "11111111111" "1010", *kUp2047Unfinished = "111111110" "11111111111";
+
+// Entropy-coded bytes of strings of bits: stuffed, and filled up with ones.
+Bytes coded(const std::string &bits) {
     Bytes data;
-    for (size_t i = 0; i + 8 <= bits.size(); i += 8) {
+    for (size_t i = 0; i < bits.size(); i += 8) {
         int byte = 0;
-        for (size_t k = 0; k < 8; ++k) byte = byte * 2 + bits[i + k];
+        for (size_t k = i; k < i + 8; ++k) byte = byte * 2 + (k >= bits.size() || bits[k] == '1');
         data.push_back(static_cast<uint8_t>(byte));
         if (byte == 0xFF) data.push_back(0);
     }
+    return data;
+}
+
+// A gray picture's header, for data of one's own.
+Bytes gray_header(int width, int height, unsigned restart) {
+    PictureSpec spec;
+    spec.colour = Colour::kGray;
+    spec.h = spec.v = 1;
+    spec.width = width;
+    spec.height = height;
+    spec.restart_interval = restart;
+    Bytes jpeg = turbo_picture(spec);
     jpeg.resize(scan_data(jpeg));
+    return jpeg;
+}
+
+TEST(JpegTolerance, AnEighthRefusesDcBeyondTwelveBits) {
+    // One gray MCU row after another, each with the DC difference +2047: the third is out of range.
+    Bytes jpeg = gray_header(8, 400, 0);
+    std::string bits;
+    for (int i = 0; i < 50; ++i) bits += kUp2047;
+    const Bytes data = coded(bits);
     jpeg.insert(jpeg.end(), data.begin(), data.end());
     jpeg.insert(jpeg.end(), {0xFF, 0xD9});
     EXPECT_EQ(decode(jpeg, {.format = COLOR_GRAY, .width = 1, .height = 50}).result, 0);
@@ -185,6 +194,73 @@ TEST(JpegTolerance, AnEighthRefusesDcBeyondTwelveBits) {
     const Decoded full = decode(jpeg, {.format = COLOR_GRAY, .width = 8, .height = 400});
     EXPECT_EQ(full.result, 1);
     EXPECT_EQ(full.pixels[8 * 100], 255) << "12 times 2047: saturated, not wrapped";
+}
+
+TEST(JpegTolerance, ABadDcNearTheBottomOfAnEighthIsGrayUpToTheNextRestart) {
+    // 64 x 16 blocks, a row an interval, each with one bright block; row 3 leaves the range at column 11.
+    constexpr int kBlocks = 64, kRows = 16, kBadRow = 3, kBadColumn = 11;
+    const auto file = [&](bool damaged, bool cut) {
+        Bytes jpeg = gray_header(8 * kBlocks, 8 * kRows, kBlocks);
+        for (int row = 0; row < kRows; ++row) {
+            std::string bits;
+            for (int x = 0; x < kBlocks; ++x) {
+                const bool bad = damaged && row == kBadRow && (x == kBadColumn - 1 || x == kBadColumn);
+                bits += bad ? (cut && x == kBadColumn ? kUp2047Unfinished : kUp2047)
+                            : x == 2 * row ? kUp100 : x == 2 * row + 1 ? kDown100 : kSame;
+                if (bad && cut && x == kBadColumn) break;
+            }
+            const Bytes data = coded(bits);
+            jpeg.insert(jpeg.end(), data.begin(), data.end());
+            jpeg.insert(jpeg.end(), {0xFF, static_cast<uint8_t>(row + 1 < kRows ? 0xD0 + row % 8 : 0xD9)});
+        }
+        return jpeg;
+    };
+    const DecodeSpec wanted{.format = COLOR_GRAY, .width = kBlocks, .height = kRows};
+    const Bytes good = decode(file(false, false), wanted).pixels;
+    // Also where the data of the bad block end before the block does.
+    for (const bool cut : {false, true}) {
+        for (const bool fast : {true, false}) {
+            allow_fast_path(fast);
+            const Decoded ours = decode(file(true, cut), wanted);
+            allow_fast_path(true);
+            EXPECT_EQ(ours.result, 1);
+            Bytes expected = good;
+            expected[kBadRow * kBlocks + kBadColumn - 1] = 255;
+            for (int x = kBadColumn; x < kBlocks; ++x) expected[static_cast<size_t>(kBadRow * kBlocks + x)] = 128;
+            EXPECT_TRUE(ours.pixels == expected) << "cut " << cut << " fast " << fast;
+        }
+    }
+}
+
+// The read callback never says that it is the end.
+TEST(JpegTolerance, AnEndlessStreamEndsAtThe31stBit) {
+    struct Endless {
+        Bytes head;
+        size_t position;
+        static int32_t read(void *context, void *destination, int32_t count) {
+            Endless *self = static_cast<Endless *>(context);
+            uint8_t *out = static_cast<uint8_t *>(destination);
+            std::fill(out, out + count, 0);
+            for (int32_t i = 0; i < count && self->position < self->head.size(); ++i) {
+                out[i] = self->head[self->position++];
+            }
+            return count;
+        }
+        static int32_t skip(void *, int32_t, int32_t count) { return count; }
+    };
+    // No marker comes, so the search for the next restart reads on.
+    Endless source = {gray_header(8 * 64, 8 * 64, 1), 0};
+    SessionGuard session(VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, Endless::read, Endless::skip, nullptr,
+                                                           COLOR_GRAY, 0));
+    ASSERT_TRUE(session);
+    IoInfo *io = session->ioInfo;
+    StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
+    uint8_t *const block = stream.buffer;
+    stream.totalRead = INT32_MAX - 100 * 16384;  // most of it is behind us already
+    Bytes out(64 * 64);
+    FrameRequest request = {0, 0, out.data(), 64, 64};
+    EXPECT_EQ(BRIMJ_DecodeImage(session.get(), &stream, &request), 201);
+    BRIMJ_ReleaseStreamBuffer(io, block);
 }
 
 TEST(JpegTolerance, EveryPrefixAndEveryChangedByteReturns) {

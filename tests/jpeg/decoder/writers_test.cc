@@ -1,0 +1,180 @@
+// The exported writers and row steps, one by one: what they store is what a decode stores.
+#include <gtest/gtest.h>
+
+#include "jpeg/decoder/colour_model.h"
+#include "jpeg/decoder/jpeg_info.h"
+#include "jpeg/decoder/setup.h"
+
+namespace vorel::test {
+namespace {
+
+// A record over a picture in memory, with an output buffer that ends at a page.
+class Writing {
+  public:
+    Writing(const Bytes &jpeg, int32_t format, int width, int height)
+        : input_(Kind::kMemory, jpeg, format), out_(format_bytes(format, width, height)) {
+        IoInfo *io = input_.session()->ioInfo;
+        stream_ = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
+        FrameRequest request = {0, 0, out_.data(), width, height};
+        info_ = BRIMJ_Initialize(input_.session(), &stream_, &request);
+    }
+    ~Writing() { BRIMJ_DeleteDecoderInfo(info_); }
+    JpegInfo *get() { return info_; }
+    Bytes pixels() const { return out_.bytes(); }
+
+  private:
+    Input input_;
+    StreamBuffer stream_;
+    mutable GuardBuffer out_;
+    JpegInfo *info_;
+};
+
+using DirectWriter = void (*)(JpegInfo *, uint8_t ***, int32_t);
+
+TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
+#define WRITERS(sampling)                                                                                           \
+    {                                                                                                               \
+        BRIMJ_YcbcrWriteOutput1to1_##sampling, BRIMJ_YcbcrWriteOutput1to1_##sampling##_toRGB565,                    \
+            BRIMJ_YcbcrWriteOutput1to1_##sampling##_toRGBA8888, BRIMJ_YcbcrWriteOutput1to1_##sampling##_toBGRA8888, \
+    }
+    const struct {
+        int h, v;
+        DirectWriter writers[4];
+    } kRows[] = {{2, 2, WRITERS(YUV420)},
+                 {2, 1, WRITERS(YUV422_H2V1)},
+                 {1, 2, WRITERS(YUV422_H1V2)},
+                 {1, 1, WRITERS(YUV444)}};
+#undef WRITERS
+    constexpr int32_t kFormats[4] = {COLOR_RGB888, COLOR_RGB565, COLOR_RGBA8888, COLOR_BGRA8888};
+    for (const auto &row : kRows) {
+        PictureSpec spec;
+        spec.width = 37;
+        spec.height = 21;
+        spec.h = row.h;
+        spec.v = row.v;
+        const Bytes jpeg = turbo_picture(spec);
+        const auto coded = turbo_planes(jpeg);
+        ASSERT_TRUE(coded);
+        for (int i = 0; i < 4; ++i) {
+            Writing record(jpeg, kFormats[i], spec.width, spec.height);
+            ASSERT_TRUE(record.get());
+            // Rows that end where the component does: an odd width's last pixel has a chroma sample of its own.
+            for (int y = 0; y < spec.height; y += row.v) {
+                std::vector<GuardBuffer *> rows;
+                uint8_t *pointers[3][2] = {};
+                for (size_t c = 0; c < 3; ++c) {
+                    const Plane &plane = coded->components[c].plane;
+                    for (int k = 0; k < (c ? 1 : row.v); ++k) {
+                        const int at = std::min(c ? y / row.v : y + k, plane.height - 1);
+                        const int width = c ? (spec.width + row.h - 1) / row.h : spec.width;
+                        const auto from = plane.samples.begin() + static_cast<ptrdiff_t>(at) * plane.width;
+                        rows.push_back(new GuardBuffer(Bytes(from, from + width)));
+                        pointers[c][k] = rows.back()->data();
+                    }
+                }
+                uint8_t **views[3] = {pointers[0], pointers[1], pointers[2]};
+                row.writers[i](record.get(), views, spec.width);
+                for (GuardBuffer *buffer : rows) delete buffer;
+            }
+            EXPECT_TRUE(record.pixels() == decode(jpeg, {.format = kFormats[i]}).pixels)
+                << row.h << "x" << row.v << " format " << kFormats[i];
+        }
+    }
+}
+
+TEST(JpegWriters, RowWritersStoreOneRow) {
+    const struct {
+        Colour colour;
+        void (*write)(JpegInfo *, const uint8_t *const *, int32_t);
+        void (*write_sums)(JpegInfo *, const uint32_t *, int32_t);
+    } kRows[] = {
+        {Colour::kYcc,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_YcbcrWriteOutput1to1(info, p[0], p[1], p[2], w); },
+         BRIMJ_YcbcrWriteOutput},
+        {Colour::kYcc,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_FastYcbcrWriteOutput(info, p[0], p[1], p[2], w); },
+         nullptr},
+        {Colour::kYcc,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
+             BRIMJ_FastYcbcrUpscaleWriteOutput(info, p[0], p[1], p[2], w);
+         },
+         nullptr},
+        {Colour::kGray,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_GrayWriteOutput1to1(info, p[0], w); },
+         BRIMJ_GrayWriteOutput},
+        {Colour::kRgb,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_RGBWriteOutput1to1(info, p[0], p[1], p[2], w); },
+         BRIMJ_RGBWriteOutput},
+        {Colour::kCmyk,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
+             BRIMJ_CMYKWriteOutput1to1(info, p[0], p[1], p[2], p[3], w);
+         },
+         nullptr},
+        {Colour::kYcck,
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
+             BRIMJ_YCCKWriteOutput1to1(info, p[0], p[1], p[2], p[3], w);
+         },
+         nullptr},
+    };
+    for (const auto &row : kRows) {
+        PictureSpec spec;
+        spec.width = 45;
+        spec.height = 9;
+        spec.h = spec.v = 1;
+        spec.colour = row.colour;
+        const Bytes jpeg = turbo_picture(spec);
+        const auto coded = turbo_planes(jpeg);
+        ASSERT_TRUE(coded);
+        for (const int32_t format : {COLOR_RGB565, COLOR_RGBA8888, COLOR_GRAY, COLOR_YUV444}) {
+            const Bytes whole = decode(jpeg, {.format = format}).pixels;
+            for (const bool sums : {false, true}) {
+                if (sums && !row.write_sums) continue;
+                Writing record(jpeg, format, spec.width, spec.height);
+                ASSERT_TRUE(record.get());
+                for (int y = 0; y < spec.height; ++y) {
+                    const uint8_t *planes[4] = {};
+                    std::vector<uint32_t> words(static_cast<size_t>(spec.width));
+                    for (size_t c = 0; c < coded->components.size(); ++c) {
+                        const Plane &plane = coded->components[c].plane;
+                        planes[c] = plane.samples.data() + static_cast<ptrdiff_t>(y) * plane.width;
+                        // Four times the same sample, in its ten bits.
+                        for (size_t x = 0; x < words.size(); ++x) words[x] += uint32_t{planes[c][x]} * 4 << (20 - 10 * c);
+                    }
+                    sums ? row.write_sums(record.get(), words.data(), spec.width)
+                         : row.write(record.get(), planes, spec.width);
+                }
+                EXPECT_TRUE(record.pixels() == whole)
+                    << static_cast<int>(row.colour) << " format " << format << " sums " << sums;
+            }
+        }
+    }
+}
+
+// Rows passed over count as rows of the picture and take no room in the output: what follows comes right at its start.
+TEST(JpegWriters, SkippedRowsAreNotStored) {
+    PictureSpec spec;
+    spec.width = 96;
+    spec.height = 256;
+    const Bytes jpeg = turbo_picture(spec);
+    for (const int scale : {1, 2, 4, 8}) {
+        const int width = spec.width / scale, height = spec.height / scale;
+        const int32_t format = COLOR_RGBA8888;
+        Writing record(jpeg, format, width, height);
+        JpegInfo *info = record.get();
+        ASSERT_TRUE(info);
+        uint8_t **rows[4] = {info->sample_rows[0], info->sample_rows[1], info->sample_rows[2], info->sample_rows[3]};
+        uint32_t done = 0;
+        for (int i = 0; i < 4; ++i) BRIMJ_ProcessDataSkipRow(info, rows, &done, static_cast<uint32_t>(height));
+        EXPECT_EQ(done, 64u / static_cast<uint32_t>(scale));
+        const ptrdiff_t from = ptrdiff_t{done} * width * 4;
+        const auto process = scale == 1 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
+        while (done < static_cast<uint32_t>(height) && process(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
+        }
+        const Bytes whole = decode(jpeg, {.format = format, .width = width, .height = height}).pixels;
+        const Bytes ours = record.pixels();
+        EXPECT_TRUE(std::equal(whole.begin() + from, whole.end(), ours.begin())) << scale;
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
