@@ -90,88 +90,167 @@ namespace {
 
 // The rule in 16 bits. All products by luma are multiples of 8, so the lower three bits of a sum do not matter and
 //     (1192 (y - 16) + k) >> 10 = (149 (y - 16) + (k >> 3)) >> 7
-// with chroma's part k. 149 (y - 16) needs more than 16 bits; less 2^14 it does not, and then the result is less 128,
-// and saturation to a signed byte is the clamp. A sum that leaves 16 bits saturates, and its result is clamped anyway.
-constexpr int kLumaScale = kLuma / 8, kLumaOffset = kLumaScale * (128 - 16) - 16384;
-static_assert(kLuma % 8 == 0 && kLumaOffset == 304);
+// with chroma's part k. A sum that leaves 16 bits saturates, and its result is clamped anyway. For red and green luma
+// comes less kShare and chroma more: then neither part leaves 16 bits itself. Blue's parts need 17; what chroma adds
+// and what it takes away are two unsigned parts.
+constexpr int kLumaScale = kLuma / 8, kBlack = 16 * kLumaScale, kShare = 8192;
+static_assert(kLuma % 8 == 0);
+// 128 k / 8 for each, and the largest luma.
+static_assert(255 * kLumaScale - kShare <= 32767 && -kRedV * 16 + kShare - kBlack >= -32768 &&
+              kRedV * 16 + kShare - kBlack <= 32767);
+static_assert((kGreenV + kGreenU) * 16 + kShare - kBlack >= -32768 &&
+              -(kGreenV + kGreenU) * 16 + kShare - kBlack <= 32767);
 
-// What chroma adds, for as many pairs of pixels as D16 has lanes. Blue's reach passes 16 bits: 2 u is added after the
-// shift.
+// What chroma adds, for each pixel of a vector: its lower eight ones in each block, or its upper ones.
 template <class D16>
 struct ChromaParts {
-    hn::Vec<D16> red, green, blue, blue_after;
+    hn::Vec<D16> red, green;
+    hn::Vec<hn::RebindToUnsigned<D16>> blue_more, blue_less;
+};
+// From u - 128 and v - 128, each in a lane's upper byte.
+template <class D16>
+inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u, hn::Vec<D16> v) {
+    const hn::RebindToUnsigned<D16> unsigned16;
+    // The upper half of a product by 32 k is v k / 8, rounded down; what does not fit is v or u as it stands.
+    static_assert(kRedV * 32 == 52288 && kGreenV * 32 == -26656 && kBlueU * 32 == 66112);
+    const auto share = hn::Set(d, kShare - kBlack);
+    const auto red = hn::Add(hn::Add(v, share), hn::MulHigh(v, hn::Set(d, kRedV * 32 - 65536)));
+    const auto green = hn::Add(hn::Add(share, hn::MulHigh(v, hn::Set(d, kGreenV * 32))),
+                               hn::MulHigh(u, hn::Set(d, kGreenU * 32)));
+    const auto blue = hn::Add(hn::Sub(u, hn::Set(d, kBlack)), hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
+    constexpr int kLastLess = 9;  // blue wraps, but this tells its sign: 258.25 u - 2384 is below 0 up to u = 9
+    static_assert(kBlueU * kLastLess / 8 < kBlack && kBlueU * (kLastLess + 1) / 8 >= kBlack);
+    const auto more = hn::VecFromMask(d, hn::Gt(u, hn::Set(d, kLastLess * 256)));
+    return {red, green, hn::BitCast(unsigned16, hn::And(more, blue)),
+            hn::BitCast(unsigned16, hn::AndNot(more, hn::Neg(blue)))};
+}
+template <class D16>
+inline ChromaParts<D16> lower_pixels(D16 d, const ChromaParts<D16> &p) {
+    const hn::RebindToUnsigned<D16> u;
+    return {hn::InterleaveLower(d, p.red, p.red), hn::InterleaveLower(d, p.green, p.green),
+            hn::InterleaveLower(u, p.blue_more, p.blue_more), hn::InterleaveLower(u, p.blue_less, p.blue_less)};
+}
+template <class D16>
+inline ChromaParts<D16> upper_pixels(D16 d, const ChromaParts<D16> &p) {
+    const hn::RebindToUnsigned<D16> u;
+    return {hn::InterleaveUpper(d, p.red, p.red), hn::InterleaveUpper(d, p.green, p.green),
+            hn::InterleaveUpper(u, p.blue_more, p.blue_more), hn::InterleaveUpper(u, p.blue_less, p.blue_less)};
+}
+
+// The order in which interleaving within blocks leaves four-byte pixels one after another: four pixels of each block in
+// turn.
+template <class D8>
+inline hn::Vec<D8> dealt_to_blocks(D8 d, hn::Vec<D8> v) {
+    constexpr int kLanes = static_cast<int>(hn::MaxLanes(hn::Repartition<int32_t, D8>())), kBlocks = kLanes / 4;
+    if constexpr (kBlocks == 1) {
+        return v;
+    } else {
+        const hn::Repartition<int32_t, D8> d32;
+        struct Order {
+            alignas(64) int32_t index[kLanes];
+        };
+        static constexpr Order kOrder = [] {
+            Order order = {};
+            for (int i = 0; i < kLanes; ++i) order.index[i] = i % 4 * kBlocks + i / 4;
+            return order;
+        }();
+        return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, v), hn::SetTableIndices(d32, kOrder.index)));
+    }
+}
+
+template <RgbFormat kFormat, class D8>
+inline hn::Vec<D8> ordered(D8 d, hn::Vec<D8> v) {
+    if constexpr (kFormat == RgbFormat::kRgb) {
+        return v;
+    } else {
+        return dealt_to_blocks(d, v);
+    }
+}
+
+// Four bytes a pixel, of vectors in the order of dealt_to_blocks.
+template <class D8>
+inline void store_pixels(D8 d, hn::Vec<D8> first, hn::Vec<D8> second, hn::Vec<D8> third, uint8_t *out) {
+    const auto alpha = hn::Set(d, 255);
+    if constexpr (hn::MaxLanes(D8()) == 16) {
+        hn::StoreInterleaved4(first, second, third, alpha, d, out);
+    } else {
+        const hn::Repartition<uint16_t, D8> d16;
+        constexpr size_t kBytes = hn::MaxLanes(D8());
+        const auto lower = hn::BitCast(d16, hn::InterleaveLower(d, first, second));
+        const auto lower_rest = hn::BitCast(d16, hn::InterleaveLower(d, third, alpha));
+        const auto upper = hn::BitCast(d16, hn::InterleaveUpper(d, first, second));
+        const auto upper_rest = hn::BitCast(d16, hn::InterleaveUpper(d, third, alpha));
+        hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, lower, lower_rest)), d, out);
+        hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, lower, lower_rest)), d, out + kBytes);
+        hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, upper, upper_rest)), d, out + 2 * kBytes);
+        hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, upper, upper_rest)), d, out + 3 * kBytes);
+    }
+}
+
+// Eight pixels of each block, in 16 bits.
+template <class D16>
+struct WordPixels {
+    hn::Vec<D16> red, green, blue;
 };
 template <class D16>
-inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u_sample, hn::Vec<D16> v_sample) {
-    const auto centre = hn::Set(d, 128);
-    const auto u = hn::Sub(u_sample, centre), v = hn::Sub(v_sample, centre);
-    // 1634 / 8 = 204 + 1 / 4,  833 / 8 = 104 + 1 / 8,  400 / 8 = 50,  2066 / 8 = 256 + 2 + 1 / 4
-    static_assert(kRedV == 8 * 204 + 2 && kGreenV == -8 * 104 - 1 && kGreenU == -8 * 50 && kBlueU == 8 * 258 + 2);
-    const auto red = hn::Add(hn::Mul(v, hn::Set(d, 204)), hn::ShiftRight<2>(v));
-    const auto green =
-        hn::Sub(hn::ShiftRight<3>(hn::Neg(v)), hn::Add(hn::Mul(v, hn::Set(d, 104)), hn::Mul(u, hn::Set(d, 50))));
-    const auto u2 = hn::Add(u, u);
-    return {red, green, hn::Add(u2, hn::ShiftRight<2>(u)), u2};
+inline WordPixels<D16> sum_parts(D16 d, hn::Vec<hn::RebindToUnsigned<D16>> y_upper, const ChromaParts<D16> &chroma) {
+    const hn::RebindToUnsigned<D16> u;
+    const auto luma = hn::MulHigh(y_upper, hn::Set(u, kLumaScale * 256));
+    const auto shared = hn::Sub(hn::BitCast(d, luma), hn::Set(d, kShare));
+    const auto blue = hn::SaturatedSub(hn::SaturatedAdd(luma, chroma.blue_more), chroma.blue_less);
+    return {hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.red)),
+            hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.green)), hn::BitCast(d, hn::ShiftRight<7>(blue))};
 }
 
 // Pixels of one row: as many as D8 has lanes.
 template <RgbFormat kFormat, class D8, class D16>
-inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &chroma, const uint8_t *y, uint8_t *out) {
-    const auto samples = hn::Xor(hn::LoadU(d, y), hn::Set(d, 0x80));  // y - 128, signed
-    const hn::Repartition<int8_t, D8> d_signed;
-    // The sample in the upper byte, times 149, and shifted down again would lose bits: widen with the sign.
-    const auto spread = hn::BitCast(d_signed, samples);
-    const auto low8 = hn::BitCast(d16, hn::InterleaveLower(d_signed, hn::Zero(d_signed), spread));
-    const auto high8 = hn::BitCast(d16, hn::InterleaveUpper(d_signed, hn::Zero(d_signed), spread));
-    const auto scale = hn::Set(d16, kLumaScale), offset = hn::Set(d16, kLumaOffset);
-    const auto low = hn::Add(hn::Mul(hn::ShiftRight<8>(low8), scale), offset);
-    const auto high = hn::Add(hn::Mul(hn::ShiftRight<8>(high8), scale), offset);
-    const auto doubled = [&](hn::Vec<D16> v) { return hn::InterleaveLower(d16, v, v); };
-    const auto doubled_upper = [&](hn::Vec<D16> v) { return hn::InterleaveUpper(d16, v, v); };
-    const auto bias = hn::Set(d, 0x80);
-    const auto pack = [&](hn::Vec<D16> a, hn::Vec<D16> b) {
-        return hn::Xor(hn::BitCast(d, pack_signed_bytes(a, b)), bias);
-    };
-    const auto r = pack(hn::ShiftRight<7>(hn::SaturatedAdd(low, doubled(chroma.red))),
-                        hn::ShiftRight<7>(hn::SaturatedAdd(high, doubled_upper(chroma.red))));
-    const auto g = pack(hn::ShiftRight<7>(hn::SaturatedAdd(low, doubled(chroma.green))),
-                        hn::ShiftRight<7>(hn::SaturatedAdd(high, doubled_upper(chroma.green))));
-    const auto b =
-        pack(hn::Add(hn::ShiftRight<7>(hn::Add(low, doubled(chroma.blue))), doubled(chroma.blue_after)),
-             hn::Add(hn::ShiftRight<7>(hn::Add(high, doubled_upper(chroma.blue))), doubled_upper(chroma.blue_after)));
+inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &lower, const ChromaParts<D16> &upper, const uint8_t *y,
+                        uint8_t *out) {
+    const hn::RebindToUnsigned<D16> u;
+    const auto samples = ordered<kFormat>(d, hn::LoadU(d, y));
+    const auto zero = hn::Zero(d);
+    const auto low = sum_parts(d16, hn::BitCast(u, hn::InterleaveLower(d, zero, samples)), lower);
+    const auto high = sum_parts(d16, hn::BitCast(u, hn::InterleaveUpper(d, zero, samples)), upper);
+    const auto r = pack_bytes(low.red, high.red), g = pack_bytes(low.green, high.green),
+               b = pack_bytes(low.blue, high.blue);
     if constexpr (kFormat == RgbFormat::kRgb) {
         hn::StoreInterleaved3(r, g, b, d, out);
     } else if constexpr (kFormat == RgbFormat::kBgra) {
-        hn::StoreInterleaved4(b, g, r, hn::Set(d, 255), d, out);
+        store_pixels(d, b, g, r, out);
     } else {
-        hn::StoreInterleaved4(r, g, b, hn::Set(d, 255), d, out);
+        store_pixels(d, r, g, b, out);
     }
 }
 
 template <Chroma kLayout, RgbFormat kFormat>
 struct FromYuv {
     static constexpr int32_t kUnit = 2;
-    const YuvRows &rows;
+    const YuvRows rows;  // not a reference: bytes are stored, and those could be its own
 
     template <class D8>
     void vector(D8 d, int32_t x) const {
         const hn::Repartition<int16_t, D8> d16;
         const auto chroma = [&] {
+            const auto centre = hn::Set(d16, -32768);
             if constexpr (kLayout == Chroma::kPlanar) {
                 const hn::Half<D8> half;
-                return chroma_parts(d16, hn::PromoteTo(d16, hn::LoadU(half, rows.first + x / 2)),
-                                    hn::PromoteTo(d16, hn::LoadU(half, rows.second + x / 2)));
+                const auto upper_byte = [&](const uint8_t *samples) {
+                    const auto wide = hn::PromoteTo(d16, hn::LoadU(half, samples + x / 2));
+                    const auto dealt = hn::BitCast(d16, ordered<kFormat>(d, hn::BitCast(d, wide)));
+                    return hn::Xor(hn::ShiftLeft<8>(dealt), centre);
+                };
+                return chroma_parts(d16, upper_byte(rows.first), upper_byte(rows.second));
             } else {
-                const auto pairs = hn::BitCast(hn::Repartition<uint16_t, D8>(), hn::LoadU(d, rows.first + x));
-                const auto one = hn::BitCast(
-                    d16, hn::And(pairs, hn::Set(hn::Repartition<uint16_t, D8>(), static_cast<uint16_t>(0xFF))));
-                const auto two = hn::BitCast(d16, hn::ShiftRight<8>(pairs));
+                const auto pairs = hn::BitCast(d16, ordered<kFormat>(d, hn::LoadU(d, rows.first + x)));
+                const auto one = hn::Xor(hn::ShiftLeft<8>(pairs), centre);
+                const auto two = hn::Xor(hn::And(pairs, hn::Set(d16, -256)), centre);
                 return kLayout == Chroma::kUv ? chroma_parts(d16, one, two) : chroma_parts(d16, two, one);
             }
         }();
-        for (int row = 0; row < 2 && rows.y[row]; ++row) {
-            convert_row<kFormat>(d, d16, chroma, rows.y[row] + x, rows.rgb[row] + ptrdiff_t{x} * rgb_bytes(kFormat));
-        }
+        const auto lower = lower_pixels(d16, chroma), upper = upper_pixels(d16, chroma);
+        const ptrdiff_t out = ptrdiff_t{x} * rgb_bytes(kFormat);
+        convert_row<kFormat>(d, d16, lower, upper, rows.y[0] + x, rows.rgb[0] + out);
+        if (rows.y[1]) convert_row<kFormat>(d, d16, lower, upper, rows.y[1] + x, rows.rgb[1] + out);
     }
     void scalar(int32_t x, int32_t count) const {
         YuvRows part = rows_from<kLayout, kFormat>(rows, x);
