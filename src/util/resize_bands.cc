@@ -104,7 +104,7 @@ void clip(int64_t offset, int32_t size, int32_t canvas, int32_t *first, int32_t 
 void PlaneColumns::build(int32_t src, int32_t dst, int32_t unit, int32_t first, int32_t count) {
     taps_ = {src, dst, unit, first, count, nullptr, nullptr};
     const int32_t blocks = tap_blocks(taps_);
-    if (blocks == 0 || util_kernels().resize_row == scalar_util_kernels().resize_row) return;
+    if (blocks == 0 || halves(taps_) || util_kernels().resize_row == scalar_util_kernels().resize_row) return;
     chunk_ends_.reset(os_allocate_array<int32_t>(static_cast<uint64_t>(blocks)));
     if (!chunk_ends_) return;
     const int64_t chunks = make_tap_chunks(taps_, chunk_ends_.as<int32_t>(), nullptr);

@@ -91,8 +91,8 @@ namespace {
 // The rule in 16 bits. All products by luma are multiples of 8, so the lower three bits of a sum do not matter and
 //     (1192 (y - 16) + k) >> 10 = (149 (y - 16) + (k >> 3)) >> 7
 // with chroma's part k. A sum that leaves 16 bits saturates, and its result is clamped anyway. For red and green luma
-// comes less kShare and chroma more: then neither part leaves 16 bits itself. Blue's parts need 17; what chroma adds
-// and what it takes away are two unsigned parts.
+// comes less kShare and chroma more: then neither part leaves 16 bits itself. Blue's parts need 17: 2 u, which is 256 u
+// before the shift, is added behind it.
 constexpr int kLumaScale = kLuma / 8, kBlack = 16 * kLumaScale, kShare = 8192;
 static_assert(kLuma % 8 == 0);
 // 128 k / 8 for each, and the largest luma.
@@ -101,42 +101,23 @@ static_assert(255 * kLumaScale - kShare <= 32767 && -kRedV * 16 + kShare - kBlac
 static_assert((kGreenV + kGreenU) * 16 + kShare - kBlack >= -32768 &&
               -(kGreenV + kGreenU) * 16 + kShare - kBlack <= 32767);
 
-// What chroma adds, for each pixel of a vector: its lower eight ones in each block, or its upper ones.
+// What chroma adds to each two pixels.
 template <class D16>
 struct ChromaParts {
-    hn::Vec<D16> red, green;
-    hn::Vec<hn::RebindToUnsigned<D16>> blue_more, blue_less;
+    hn::Vec<D16> red, green, blue, blue_behind;
 };
 // From u - 128 and v - 128, each in a lane's upper byte.
 template <class D16>
 inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u, hn::Vec<D16> v) {
-    const hn::RebindToUnsigned<D16> unsigned16;
     // The upper half of a product by 32 k is v k / 8, rounded down; what does not fit is v or u as it stands.
-    static_assert(kRedV * 32 == 52288 && kGreenV * 32 == -26656 && kBlueU * 32 == 66112);
+    static_assert(kRedV * 32 == 52288 && kGreenV * 32 == -26656 && kGreenU * 32 == -12800 && kBlueU * 32 == 66112);
     const auto share = hn::Set(d, kShare - kBlack);
     const auto red = hn::Add(hn::Add(v, share), hn::MulHigh(v, hn::Set(d, kRedV * 32 - 65536)));
     const auto green = hn::Add(hn::Add(share, hn::MulHigh(v, hn::Set(d, kGreenV * 32))),
                                hn::MulHigh(u, hn::Set(d, kGreenU * 32)));
-    const auto blue = hn::Add(hn::Sub(u, hn::Set(d, kBlack)), hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
-    constexpr int kLastLess = 9;  // blue wraps, but this tells its sign: 258.25 u - 2384 is below 0 up to u = 9
-    static_assert(kBlueU * kLastLess / 8 < kBlack && kBlueU * (kLastLess + 1) / 8 >= kBlack);
-    const auto more = hn::VecFromMask(d, hn::Gt(u, hn::Set(d, kLastLess * 256)));
-    return {red, green, hn::BitCast(unsigned16, hn::And(more, blue)),
-            hn::BitCast(unsigned16, hn::AndNot(more, hn::Neg(blue)))};
+    const auto blue = hn::Add(share, hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
+    return {red, green, blue, hn::ShiftRight<7>(u)};
 }
-template <class D16>
-inline ChromaParts<D16> lower_pixels(D16 d, const ChromaParts<D16> &p) {
-    const hn::RebindToUnsigned<D16> u;
-    return {hn::InterleaveLower(d, p.red, p.red), hn::InterleaveLower(d, p.green, p.green),
-            hn::InterleaveLower(u, p.blue_more, p.blue_more), hn::InterleaveLower(u, p.blue_less, p.blue_less)};
-}
-template <class D16>
-inline ChromaParts<D16> upper_pixels(D16 d, const ChromaParts<D16> &p) {
-    const hn::RebindToUnsigned<D16> u;
-    return {hn::InterleaveUpper(d, p.red, p.red), hn::InterleaveUpper(d, p.green, p.green),
-            hn::InterleaveUpper(u, p.blue_more, p.blue_more), hn::InterleaveUpper(u, p.blue_less, p.blue_less)};
-}
-
 // The order in which interleaving within blocks leaves four-byte pixels one after another: four pixels of each block in
 // turn.
 template <class D8>
@@ -187,32 +168,36 @@ inline void store_pixels(D8 d, hn::Vec<D8> first, hn::Vec<D8> second, hn::Vec<D8
     }
 }
 
-// Eight pixels of each block, in 16 bits.
+// Every other pixel, in 16 bits.
 template <class D16>
 struct WordPixels {
     hn::Vec<D16> red, green, blue;
 };
 template <class D16>
-inline WordPixels<D16> sum_parts(D16 d, hn::Vec<hn::RebindToUnsigned<D16>> y_upper, const ChromaParts<D16> &chroma) {
+inline WordPixels<D16> sum_parts(D16 d, hn::Vec<D16> y_upper, const ChromaParts<D16> &chroma) {
     const hn::RebindToUnsigned<D16> u;
-    const auto luma = hn::MulHigh(y_upper, hn::Set(u, kLumaScale * 256));
+    const auto luma = hn::MulHigh(hn::BitCast(u, y_upper), hn::Set(u, kLumaScale * 256));
     const auto shared = hn::Sub(hn::BitCast(d, luma), hn::Set(d, kShare));
-    const auto blue = hn::SaturatedSub(hn::SaturatedAdd(luma, chroma.blue_more), chroma.blue_less);
     return {hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.red)),
-            hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.green)), hn::BitCast(d, hn::ShiftRight<7>(blue))};
+            hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.green)),
+            hn::Add(hn::ShiftRight<7>(hn::Add(shared, chroma.blue)), chroma.blue_behind)};
+}
+
+// Even pixels and odd ones, held to bytes and in turns.
+template <class D8, class V>
+inline hn::Vec<D8> in_turns(D8 d, V even, V odd) {
+    alignas(16) static constexpr uint8_t kTurns[16] = {0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15};
+    return hn::TableLookupBytes(pack_bytes(even, odd), hn::LoadDup128(d, kTurns));
 }
 
 // Pixels of one row: as many as D8 has lanes.
 template <RgbFormat kFormat, class D8, class D16>
-inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &lower, const ChromaParts<D16> &upper, const uint8_t *y,
-                        uint8_t *out) {
-    const hn::RebindToUnsigned<D16> u;
-    const auto samples = ordered<kFormat>(d, hn::LoadU(d, y));
-    const auto zero = hn::Zero(d);
-    const auto low = sum_parts(d16, hn::BitCast(u, hn::InterleaveLower(d, zero, samples)), lower);
-    const auto high = sum_parts(d16, hn::BitCast(u, hn::InterleaveUpper(d, zero, samples)), upper);
-    const auto r = pack_bytes(low.red, high.red), g = pack_bytes(low.green, high.green),
-               b = pack_bytes(low.blue, high.blue);
+inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &chroma, const uint8_t *y, uint8_t *out) {
+    const auto samples = hn::BitCast(d16, ordered<kFormat>(d, hn::LoadU(d, y)));
+    const auto even = sum_parts(d16, hn::ShiftLeft<8>(samples), chroma);
+    const auto odd = sum_parts(d16, hn::And(samples, hn::Set(d16, -256)), chroma);
+    const auto r = in_turns(d, even.red, odd.red), g = in_turns(d, even.green, odd.green),
+               b = in_turns(d, even.blue, odd.blue);
     if constexpr (kFormat == RgbFormat::kRgb) {
         hn::StoreInterleaved3(r, g, b, d, out);
     } else if constexpr (kFormat == RgbFormat::kBgra) {
@@ -222,35 +207,37 @@ inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &lower, const Chro
     }
 }
 
+// Chroma for as many pixels from x on as D8 has lanes, x even.
+template <Chroma kLayout, RgbFormat kFormat, class D8>
+inline ChromaParts<hn::Repartition<int16_t, D8>> chroma_at(D8 d, const YuvRows &rows, int32_t x) {
+    const hn::Repartition<int16_t, D8> d16;
+    const auto centre = hn::Set(d16, -32768);
+    if constexpr (kLayout == Chroma::kPlanar) {
+        const hn::Half<D8> half;
+        const auto upper_byte = [&](const uint8_t *samples) {
+            const auto wide = hn::PromoteTo(d16, hn::LoadU(half, samples + x / 2));
+            const auto dealt = hn::BitCast(d16, ordered<kFormat>(d, hn::BitCast(d, wide)));
+            return hn::Xor(hn::ShiftLeft<8>(dealt), centre);
+        };
+        return chroma_parts(d16, upper_byte(rows.first), upper_byte(rows.second));
+    } else {
+        const auto pairs = hn::BitCast(d16, ordered<kFormat>(d, hn::LoadU(d, rows.first + x)));
+        const auto one = hn::Xor(hn::ShiftLeft<8>(pairs), centre);
+        const auto two = hn::Xor(hn::And(pairs, hn::Set(d16, -256)), centre);
+        return kLayout == Chroma::kUv ? chroma_parts(d16, one, two) : chroma_parts(d16, two, one);
+    }
+}
+
 template <Chroma kLayout, RgbFormat kFormat>
 struct FromYuv {
     static constexpr int32_t kUnit = 2;
-    const YuvRows rows;  // not a reference: bytes are stored, and those could be its own
+    const YuvRows rows;  // one row; not a reference: bytes are stored, and those could be its own
 
     template <class D8>
     void vector(D8 d, int32_t x) const {
         const hn::Repartition<int16_t, D8> d16;
-        const auto chroma = [&] {
-            const auto centre = hn::Set(d16, -32768);
-            if constexpr (kLayout == Chroma::kPlanar) {
-                const hn::Half<D8> half;
-                const auto upper_byte = [&](const uint8_t *samples) {
-                    const auto wide = hn::PromoteTo(d16, hn::LoadU(half, samples + x / 2));
-                    const auto dealt = hn::BitCast(d16, ordered<kFormat>(d, hn::BitCast(d, wide)));
-                    return hn::Xor(hn::ShiftLeft<8>(dealt), centre);
-                };
-                return chroma_parts(d16, upper_byte(rows.first), upper_byte(rows.second));
-            } else {
-                const auto pairs = hn::BitCast(d16, ordered<kFormat>(d, hn::LoadU(d, rows.first + x)));
-                const auto one = hn::Xor(hn::ShiftLeft<8>(pairs), centre);
-                const auto two = hn::Xor(hn::And(pairs, hn::Set(d16, -256)), centre);
-                return kLayout == Chroma::kUv ? chroma_parts(d16, one, two) : chroma_parts(d16, two, one);
-            }
-        }();
-        const auto lower = lower_pixels(d16, chroma), upper = upper_pixels(d16, chroma);
-        const ptrdiff_t out = ptrdiff_t{x} * rgb_bytes(kFormat);
-        convert_row<kFormat>(d, d16, lower, upper, rows.y[0] + x, rows.rgb[0] + out);
-        if (rows.y[1]) convert_row<kFormat>(d, d16, lower, upper, rows.y[1] + x, rows.rgb[1] + out);
+        convert_row<kFormat>(d, d16, chroma_at<kLayout, kFormat>(d, rows, x), rows.y[0] + x,
+                             rows.rgb[0] + ptrdiff_t{x} * rgb_bytes(kFormat));
     }
     void scalar(int32_t x, int32_t count) const {
         YuvRows part = rows_from<kLayout, kFormat>(rows, x);
@@ -261,7 +248,13 @@ struct FromYuv {
 
 template <Chroma kLayout, RgbFormat kFormat>
 struct Vector {
-    static void run(const YuvRows &rows) { sweep(FromYuv<kLayout, kFormat>{rows}, rows.width); }
+    // Row by row: memory takes one row in order better than two at a time, by more than shared chroma saves.
+    static void run(const YuvRows &rows) {
+        for (int row = 0; row < 2 && rows.y[row]; ++row) {
+            const YuvRows one = {{rows.y[row], nullptr}, rows.first, rows.second, rows.width, {rows.rgb[row], nullptr}};
+            sweep(FromYuv<kLayout, kFormat>{one}, rows.width);
+        }
+    }
 };
 
 void add_from_yuv(UtilKernels *table) { add_layouts<Vector>(table); }

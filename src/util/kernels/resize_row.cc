@@ -202,10 +202,10 @@ inline void halve(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *r
 }
 
 void resize_row(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out) {
-    const bool halves = taps.src / 2 == taps.dst && taps.src % 2 == 0;
-    if (halves && taps.unit == 1) return halve<uint8_t>(taps, row_a, row_b, out);
-    if (halves && taps.unit == 2) return halve<uint16_t>(taps, row_a, row_b, out);
-    if (halves && taps.unit == 4) return halve<uint32_t>(taps, row_a, row_b, out);
+    const bool neighbours = halves(taps);
+    if (neighbours && taps.unit == 1) return halve<uint8_t>(taps, row_a, row_b, out);
+    if (neighbours && taps.unit == 2) return halve<uint16_t>(taps, row_a, row_b, out);
+    if (neighbours) return halve<uint32_t>(taps, row_a, row_b, out);
     if (taps.chunks) return gather_row(taps, row_a, row_b, out);
     scalar_resize_row(taps, row_a, row_b, out);
 }
