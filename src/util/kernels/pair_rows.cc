@@ -43,17 +43,19 @@ VOREL_SIMD_BEGIN
 namespace {
 
 void swap_pairs(const uint8_t *src, int32_t count, uint8_t *dst) {
-    const hn::ScalableTag<uint16_t> d;
-    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(hn::ScalableTag<uint16_t>()));
-    const hn::Repartition<uint8_t, decltype(d)> d8;
-    // dst may be src, so no vector overlaps another.
-    int32_t i = 0;
-    for (; count - i >= kStep; i += kStep) {
-        const auto pairs = hn::BitCast(d, hn::LoadU(d8, src + ptrdiff_t{i} * 2));
-        hn::StoreU(hn::BitCast(d8, hn::Or(hn::ShiftLeft<8>(pairs), hn::ShiftRight<8>(pairs))), d8,
-                   dst + ptrdiff_t{i} * 2);
+    const hn::ScalableTag<uint8_t> d;
+    constexpr ptrdiff_t kBytes = static_cast<ptrdiff_t>(hn::MaxLanes(hn::ScalableTag<uint8_t>()));
+    alignas(16) static constexpr uint8_t kSwapped[16] = {1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14};
+    const auto swapped = hn::LoadDup128(d, kSwapped);
+    // dst may be src, so no vector overlaps another, and both loads come before the stores.
+    const ptrdiff_t bytes = ptrdiff_t{count} * 2;
+    ptrdiff_t i = 0;
+    for (; bytes - i >= 2 * kBytes; i += 2 * kBytes) {
+        const auto first = hn::LoadU(d, src + i), second = hn::LoadU(d, src + i + kBytes);
+        hn::StoreU(hn::TableLookupBytes(first, swapped), d, dst + i);
+        hn::StoreU(hn::TableLookupBytes(second, swapped), d, dst + i + kBytes);
     }
-    scalar_swap_pairs(src + ptrdiff_t{i} * 2, count - i, dst + ptrdiff_t{i} * 2);
+    scalar_swap_pairs(src + i, static_cast<int32_t>((bytes - i) / 2), dst + i);
 }
 
 struct Interleave {
