@@ -91,8 +91,8 @@ namespace {
 // The rule in 16 bits. All products by luma are multiples of 8, so the lower three bits of a sum do not matter and
 //     (1192 (y - 16) + k) >> 10 = (149 (y - 16) + (k >> 3)) >> 7
 // with chroma's part k. A sum that leaves 16 bits saturates, and its result is clamped anyway. For red and green luma
-// comes less kShare and chroma more: then neither part leaves 16 bits itself. Blue's parts need 17: 2 u, which is 256 u
-// before the shift, is added behind it.
+// comes less kShare and chroma more: then neither part leaves 16 bits itself. Blue's parts need 17: 2 u and half the
+// range, which are 256 u and 2^14 before the shift, are added behind it.
 constexpr int kLumaScale = kLuma / 8, kBlack = 16 * kLumaScale, kShare = 8192;
 static_assert(kLuma % 8 == 0);
 // 128 k / 8 for each, and the largest luma.
@@ -115,8 +115,8 @@ inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u, hn::Vec<D16> v) {
     const auto red = hn::Add(hn::Add(v, share), hn::MulHigh(v, hn::Set(d, kRedV * 32 - 65536)));
     const auto green = hn::Add(hn::Add(share, hn::MulHigh(v, hn::Set(d, kGreenV * 32))),
                                hn::MulHigh(u, hn::Set(d, kGreenU * 32)));
-    const auto blue = hn::Add(share, hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
-    return {red, green, blue, hn::ShiftRight<7>(u)};
+    const auto blue = hn::Add(hn::Set(d, kShare - kBlack - 16384), hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
+    return {red, green, blue, hn::Add(hn::ShiftRight<7>(u), hn::Set(d, 16384 >> 7))};
 }
 // The order in which interleaving within blocks leaves four-byte pixels one after another: four pixels of each block in
 // turn.

@@ -148,6 +148,16 @@ inline V even_lanes(V a, V b) {
 }
 #endif
 
+// Lanes 1 and 3 of each block of a, then those of b.
+template <class V>
+inline V odd_lanes(V a, V b) {
+#if HWY_ARCH_X86
+    return even_lanes(hn::Shuffle2301(a), hn::Shuffle2301(b));
+#else
+    return hn::ConcatOdd(hn::DFromV<V>(), b, a);
+#endif
+}
+
 // Packing four vectors leaves, in each block, four bytes of each of them: this puts block after block of each.
 template <class D8>
 inline hn::Vec<D8> in_order(D8 d, hn::Vec<D8> packed) {
@@ -195,15 +205,6 @@ struct Pixels {
         weigh<kR, kG, kB>(round, &low, &high);
         return in_order(D8(), pack_bytes(low, high));
     }
-    // The mean of each two neighbours, in 16 bits and the order of packing.
-    template <int kR, int kG, int kB>
-    hn::Vec<hn::Repartition<uint16_t, D8>> pair_means() const {
-        const hn::Repartition<uint16_t, D8> d16u;
-        hn::Vec<D16> low, high;
-        weigh<kR, kG, kB>(kChromaRound, &low, &high);
-        const auto pairs = hn::BitCast(d16u, pack_bytes(low, high));
-        return hn::AverageRound(hn::And(pairs, hn::Set(d16u, static_cast<uint16_t>(0xFF))), hn::ShiftRight<8>(pairs));
-    }
     // The weights of one chroma sample for the even pixels.
     template <int kR, int kG, int kB>
     hn::Vec<D16> weigh_even() const {
@@ -241,32 +242,96 @@ struct ToPairs {
     }
 };
 
+// A pixel's three full-range sums. x86 multiplies and adds 16-bit neighbours: red and blue, and green with what is left of
+// a weight that 16 bits do not hold.
+template <class D32>
+struct FullRange {
+    using V = hn::Vec<D32>;
+    V y, u, v;
+
+#if HWY_ARCH_X86
+    template <int kFirst, int kSecond>
+    static V add_products(V pairs, V sum) {
+        const D32 d;
+        const hn::Repartition<int16_t, D32> d16;
+        auto unused = hn::Zero(d);
+        return hn::ReorderWidenMulAccumulate(d, hn::BitCast(d16, pairs),
+                                             hn::BitCast(d16, hn::Set(d, kSecond * 65536 + (kFirst & 0xFFFF))), sum,
+                                             unused);
+    }
+    // Green in the lower half of each lane, byte `kByte` of the pixel in the upper one.
+    template <int kByte>
+    static V green_and(V pixels) {
+        constexpr uint8_t kNone = 0x80;
+        alignas(16) static constexpr uint8_t kTable[16] = {
+            1, kNone, kByte,     kNone, 5,  kNone, kByte + 4,  kNone,
+            9, kNone, kByte + 8, kNone, 13, kNone, kByte + 12, kNone};
+        return hn::TableLookupBytes(pixels, hn::BitCast(D32(), hn::LoadDup128(hn::Repartition<uint8_t, D32>(), kTable)));
+    }
+    explicit FullRange(V pixels) {
+        const D32 d;
+        const auto red_blue = hn::And(pixels, hn::Set(d, 0x00FF00FF));
+        static_assert(kFullY.g % 2 == 0 && kFullU.b == 32768 && kFullV.r == 32768);
+        y = add_products<kFullY.r, kFullY.b>(red_blue, hn::Set(d, kLumaRound));
+        y = add_products<kFullY.g / 2, kFullY.g / 2>(green_and<1>(pixels), y);
+        u = add_products<kFullU.r, 32767>(red_blue, hn::Set(d, kChromaRound));
+        u = add_products<kFullU.g, 1>(green_and<2>(pixels), u);
+        v = add_products<32767, kFullV.b>(red_blue, hn::Set(d, kChromaRound));
+        v = add_products<kFullV.g, 1>(green_and<0>(pixels), v);
+    }
+#else
+    explicit FullRange(V pixels)
+        : y(weighted<kFullY.r, kFullY.g, kFullY.b>(D32(), pixels, kLumaRound)),
+          u(weighted<kFullU.r, kFullU.g, kFullU.b>(D32(), pixels, kChromaRound)),
+          v(weighted<kFullV.r, kFullV.g, kFullV.b>(D32(), pixels, kChromaRound)) {}
+#endif
+};
+
+// Two vectors of pixels: luma in 16 bits, and the mean chroma of each two neighbours in 32.
+template <class D32>
+struct FullRangePairs {
+    hn::Vec<hn::Repartition<int16_t, D32>> y;
+    hn::Vec<hn::Repartition<uint16_t, D32>> u, v;
+
+    FullRangePairs(hn::Vec<D32> a, hn::Vec<D32> b) {
+        const hn::Repartition<int16_t, D32> d16;
+        const hn::Repartition<uint16_t, D32> d16u;
+        const FullRange<D32> even(even_lanes(a, b)), odd(odd_lanes(a, b));
+        y = hn::OddEven(hn::BitCast(d16, odd.y), hn::BitCast(d16, hn::ShiftRight<16>(even.y)));
+        u = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.u)), hn::BitCast(d16u, hn::ShiftRight<16>(odd.u)));
+        v = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.v)), hn::BitCast(d16u, hn::ShiftRight<16>(odd.v)));
+    }
+};
+
 struct ToPlanes {
     static constexpr int32_t kUnit = 2;
-    const RgbaRows &rows;
+    const RgbaRows rows;  // not a reference: bytes are stored, and those could be its own
 
     template <class D8, class V>
-    static void store_means(D8 d, V top, V bottom, uint8_t *out) {
+    static void store_means(D8 d, V low, V high, uint8_t *out) {
         const hn::Half<D8> half;
         const hn::Repartition<int16_t, D8> d16;
-        const auto means = in_order(d, hn::BitCast(d, hn::AverageRound(top, bottom)));
-        hn::StoreU(hn::DemoteTo(half, hn::BitCast(d16, means)), half, out);
+        const hn::Repartition<int32_t, D8> d32;
+        const auto means = hn::ReorderDemote2To(d16, hn::BitCast(d32, low), hn::BitCast(d32, high));
+        hn::StoreU(hn::DemoteTo(half, hn::BitCast(d16, in_order(d, hn::BitCast(d, means)))), half, out);
     }
     template <class D8>
     void vector(D8 d, int32_t x) const {
+        using Pairs = FullRangePairs<hn::Repartition<int32_t, D8>>;
         const Pixels<D8> top(d, rows.rgba[0] + ptrdiff_t{x} * 4);
-        hn::StoreU(top.template bytes<kFullY.r, kFullY.g, kFullY.b>(kLumaRound), d, rows.y[0] + x);
-        const auto top_u = top.template pair_means<kFullU.r, kFullU.g, kFullU.b>();
-        const auto top_v = top.template pair_means<kFullV.r, kFullV.g, kFullV.b>();
-        if (!rows.rgba[1]) {
-            store_means(d, top_u, top_u, rows.first + x / 2);
-            store_means(d, top_v, top_v, rows.second + x / 2);
-            return;
+        Pairs low(top.a, top.b), high(top.c, top.d);
+        hn::StoreU(in_order(d, pack_bytes(low.y, high.y)), d, rows.y[0] + x);
+        if (rows.rgba[1]) {
+            const Pixels<D8> bottom(d, rows.rgba[1] + ptrdiff_t{x} * 4);
+            const Pairs low2(bottom.a, bottom.b), high2(bottom.c, bottom.d);
+            hn::StoreU(in_order(d, pack_bytes(low2.y, high2.y)), d, rows.y[1] + x);
+            low.u = hn::AverageRound(low.u, low2.u);
+            low.v = hn::AverageRound(low.v, low2.v);
+            high.u = hn::AverageRound(high.u, high2.u);
+            high.v = hn::AverageRound(high.v, high2.v);
         }
-        const Pixels<D8> bottom(d, rows.rgba[1] + ptrdiff_t{x} * 4);
-        hn::StoreU(bottom.template bytes<kFullY.r, kFullY.g, kFullY.b>(kLumaRound), d, rows.y[1] + x);
-        store_means(d, top_u, bottom.template pair_means<kFullU.r, kFullU.g, kFullU.b>(), rows.first + x / 2);
-        store_means(d, top_v, bottom.template pair_means<kFullV.r, kFullV.g, kFullV.b>(), rows.second + x / 2);
+        store_means(d, low.u, high.u, rows.first + x / 2);
+        store_means(d, low.v, high.v, rows.second + x / 2);
     }
     void scalar(int32_t x, int32_t count) const {
         RgbaRows part = rows_from(rows, x, true);
