@@ -6,5 +6,6 @@
 #include <vorel/frame.h>
 #include <vorel/jpeg_decoder.h>
 #include <vorel/raster.h>
+#include <vorel/util.h>
 
 #endif

@@ -3,6 +3,7 @@
 
 #include "jpeg/decoder/decoder.h"
 #include "raster/raster.h"
+#include "util/util.h"
 
 namespace vorel {
 namespace {
@@ -36,6 +37,8 @@ int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t he
 
 int32_t decode_png(const void *, int32_t, void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
 
-int32_t rotate_in_place(void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
+int32_t rotate_in_place(void *pixels, int32_t width, int32_t height, int32_t color_format, int32_t degrees) {
+    return vorel_rotate(pixels, width, height, color_format, degrees);
+}
 
 }  // namespace vorel

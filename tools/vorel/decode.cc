@@ -12,6 +12,7 @@
 #include "pixels.h"
 #include "progress.h"
 #include "session.h"
+#include "sizes.h"
 #include "writers.h"
 
 namespace vorel_tool {
@@ -54,22 +55,6 @@ uint32_t bits_of(const NamedBits (&table)[count], const std::string &name) {
     return std::find_if(table, table + count, [&](const NamedBits &row) { return name == row.name; })->bits;
 }
 
-struct Size {
-    int32_t width, height;
-};
-
-// "640x480"; both sides from 1 to 65535.
-Size parse_size(const std::string &text) {
-    Size size = {0, 0};
-    int used = 0;
-    if (text.size() > 11 || text.find_first_not_of("0123456789x") != std::string::npos ||
-        std::sscanf(text.c_str(), "%dx%d%n", &size.width, &size.height, &used) != 2 ||
-        static_cast<size_t>(used) != text.size() || size.width < 1 || size.height < 1 || size.width > 65535 ||
-        size.height > 65535)
-        throw BadUsage("--size: wants WIDTHxHEIGHT in pixels, from 1x1 to 65535x65535, not " + text);
-    return size;
-}
-
 bool turns_sideways(const DecodeOptions &options) { return options.rotate == 90 || options.rotate == 270; }
 
 uint32_t option_bits(const DecodeOptions &options) {
@@ -105,7 +90,7 @@ void check_support(const Session &session, const ImageInfo &info, const PixelFor
 
 // The rectangle that is decoded into, in output coordinates.
 Size target_size(const DecodeOptions &options, const ImageInfo &info, const std::string &path) {
-    if (!options.size.empty()) return parse_size(options.size);
+    if (!options.size.empty()) return parse_size("--size", options.size);
     Size size = {static_cast<int32_t>(info.width) / options.sample, static_cast<int32_t>(info.height) / options.sample};
     if (size.width == 0 || size.height == 0)
         throw Failure(path + ": " + std::to_string(info.width) + " x " + std::to_string(info.height) +
@@ -143,7 +128,7 @@ void set_size_from(Session &session, const DecodeOptions &options, Picture *pict
 int decode(const DecodeOptions &options) {
     const PixelFormat &format = *find_format(options.format);
     check_usage(options, format);
-    if (!options.size.empty()) parse_size(options.size);
+    if (!options.size.empty()) parse_size("--size", options.size);
     if (options.log) show_diagnostics();
 
     Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), format.code,

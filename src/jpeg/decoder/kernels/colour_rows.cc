@@ -111,7 +111,7 @@ void add_scalar_colour(KernelTable *table) {
 #define VOREL_SIMD_FILE "jpeg/decoder/kernels/colour_rows.cc"
 #include "util/simd_targets.h"
 //
-#include "jpeg/decoder/kernels/vector_ops.h"
+#include "util/simd_ops.h"
 
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR

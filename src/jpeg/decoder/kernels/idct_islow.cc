@@ -90,7 +90,7 @@ void add_scalar_islow(KernelTable *table) { table->idct[static_cast<int>(IdctSha
 #define VOREL_SIMD_FILE "jpeg/decoder/kernels/idct_islow.cc"
 #include "util/simd_targets.h"
 //
-#include "jpeg/decoder/kernels/vector_ops.h"
+#include "util/simd_ops.h"
 
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR

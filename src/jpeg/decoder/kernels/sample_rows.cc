@@ -56,7 +56,7 @@ void add_scalar_samples(KernelTable *table) {
 #define VOREL_SIMD_FILE "jpeg/decoder/kernels/sample_rows.cc"
 #include "util/simd_targets.h"
 //
-#include "jpeg/decoder/kernels/vector_ops.h"
+#include "util/simd_ops.h"
 
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR

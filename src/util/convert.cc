@@ -1,0 +1,319 @@
+// Colour converters over whole frames: bands of rows by one driver, and a door for each name.
+#include <cstring>
+
+#include "frame/floor.h"
+#include "util/frames.h"
+#include "util/kernels/kernels.h"
+#include "util/task_group.h"
+
+namespace vorel {
+namespace {
+
+using Task = void *(*)(void *);
+
+constexpr int32_t kBandRows = 32;
+constexpr int32_t kThreadedHeight = 1200;
+constexpr int64_t kThreadedPixels = 0x400000;
+
+// What one family of names converts.
+struct Conversion {
+    Chroma chroma;
+    RgbFormat rgb;
+    bool to_yuv;
+    Task task;  // a band of it
+
+    int32_t pixel_bytes() const { return rgb == RgbFormat::kRgb ? 3 : 4; }
+};
+
+// The planes of a frame, or of a band of it. The side that is read is not written.
+struct Planes {
+    uint8_t *rgb, *y, *first, *second;
+};
+
+Planes planes_from(const Conversion &conversion, const Planes &planes, int32_t width, int64_t row) {
+    const int64_t chroma_row = (int64_t{width} + 1) / 2 * (conversion.chroma == Chroma::kPlanar ? 1 : 2);
+    return {planes.rgb + row * width * conversion.pixel_bytes(), planes.y + row * width,
+            planes.first + row / 2 * chroma_row, planes.second ? planes.second + row / 2 * chroma_row : nullptr};
+}
+
+// Rows by pairs; the first one is even.
+void convert_rows(const Conversion &conversion, const Planes &planes, int32_t width, int32_t rows) {
+    const UtilKernels &kernels = util_kernels();
+    const auto from_yuv = kernels.yuv_to_rgb[static_cast<int>(conversion.chroma)][static_cast<int>(conversion.rgb)];
+    const auto to_yuv = kernels.rgba_to_yuv[static_cast<int>(conversion.chroma)];
+    for (int32_t row = 0; row < rows; row += 2) {
+        const Planes at = planes_from(conversion, planes, width, row);
+        const bool paired = row + 1 < rows;
+        uint8_t *next_y = paired ? at.y + width : nullptr;
+        uint8_t *next_rgb = paired ? at.rgb + int64_t{width} * conversion.pixel_bytes() : nullptr;
+        if (conversion.to_yuv) {
+            to_yuv({{at.rgb, next_rgb}, width, {at.y, next_y}, at.first, at.second});
+        } else {
+            from_yuv({{at.y, next_y}, at.first, at.second, width, {at.rgb, next_rgb}});
+        }
+    }
+}
+
+void *convert_band(const Conversion &conversion, const void *argument) {
+    const auto *band = static_cast<const ConvertBand *>(argument);
+    if (!band || band->width <= 0) return nullptr;
+    const bool planar = conversion.chroma == Chroma::kPlanar;
+    convert_rows(
+        conversion,
+        {*band->rgbaRows, *band->planes.y, *band->planes.firstChroma, planar ? *band->planes.secondChroma : nullptr},
+        band->width, band->rows);
+    return nullptr;
+}
+
+struct Frame {
+    int32_t width, height;
+    Planes planes;
+};
+
+bool is_whole(const Conversion &conversion, const Frame &frame) {
+    return frame.planes.rgb && frame.planes.y && frame.planes.first &&
+           (conversion.chroma != Chroma::kPlanar || frame.planes.second) &&
+           packed_frame_fits(frame.width, frame.height, static_cast<uint32_t>(conversion.pixel_bytes())) &&
+           yuv420_frame_fits(frame.width, frame.height);
+}
+
+void convert_single(const Conversion &conversion, const Frame &frame) {
+    if (is_whole(conversion, frame)) convert_rows(conversion, frame.planes, frame.width, frame.height);
+}
+
+// A band with the words that its cursors point at.
+struct BandRecord {
+    ConvertBand band;
+    Planes words;
+};
+
+void convert_threaded(const Conversion &conversion, const Frame &frame) {
+    if (!is_whole(conversion, frame)) return;
+    // Half a band more goes to the last one, or it becomes a band of its own.
+    const int32_t whole = static_cast<int32_t>((int64_t{frame.height} + kBandRows / 2) / kBandRows);
+    const int32_t bands = whole < 1 ? 1 : whole;
+    OsBlock block(os_allocate_array<BandRecord>(static_cast<uint64_t>(bands)));
+    auto *records = block.as<BandRecord>();
+    if (!records) return convert_single(conversion, frame);
+    TaskGroup group;
+    for (int32_t i = 0; i < bands; ++i) {
+        BandRecord &record = records[i];
+        const int32_t top = i * kBandRows;
+        record.words = planes_from(conversion, frame.planes, frame.width, top);
+        record.band = {frame.width,
+                       i + 1 < bands ? kBandRows : frame.height - top,
+                       &record.words.rgb,
+                       {&record.words.y, &record.words.first, &record.words.second, nullptr}};
+        group.add(conversion.task, &record.band);
+    }
+    group.wait();
+}
+
+// Which of a family's two ways.
+enum class Way : uint8_t { kSingle, kThreaded, kChosen };
+
+void convert(const Conversion &conversion, Way way, const Frame &frame) {
+    const bool threaded = way == Way::kThreaded || (way == Way::kChosen && frame.height >= kThreadedHeight);
+    threaded ? convert_threaded(conversion, frame) : convert_single(conversion, frame);
+}
+
+uint8_t *writable(const uint8_t *bytes) { return const_cast<uint8_t *>(bytes); }
+
+// A frame whose planes stand behind one another.
+Frame frame_of(const Conversion &conversion, int32_t width, int32_t height, uint8_t *rgb, uint8_t *yuv) {
+    Frame frame = {width, height, {rgb, yuv, nullptr, nullptr}};
+    if (!yuv || !yuv420_frame_fits(width, height)) return frame;
+    const Yuv420 layout(width, height);
+    frame.planes.first = yuv + layout.luma;
+    if (conversion.chroma == Chroma::kPlanar) frame.planes.second = frame.planes.first + layout.chroma_plane;
+    return frame;
+}
+void to_rgb(const Conversion &conversion, Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    convert(conversion, way, frame_of(conversion, width, height, dst, writable(src)));
+}
+void to_yuv(const Conversion &conversion, Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    convert(conversion, way, frame_of(conversion, width, height, writable(src), dst));
+}
+void apart_to_rgb(const Conversion &conversion, Way way, int32_t width, int32_t height, const uint8_t *y,
+                  const uint8_t *uv, uint8_t *dst) {
+    convert(conversion, way, {width, height, {dst, writable(y), writable(uv), nullptr}});
+}
+
+constexpr Conversion kNv12ToRgba = {Chroma::kUv, RgbFormat::kRgba, false, _nv12_to_rgba8888_tp};
+constexpr Conversion kNv12ToBgra = {Chroma::kUv, RgbFormat::kBgra, false, _nv12_to_bgra8888_tp};
+constexpr Conversion kNv12ToRgb = {Chroma::kUv, RgbFormat::kRgb, false, _nv12_to_rgb888_tp};
+constexpr Conversion kNv21ToRgba = {Chroma::kVu, RgbFormat::kRgba, false, _nv21_to_rgba8888_tp};
+constexpr Conversion kNv21ToBgra = {Chroma::kVu, RgbFormat::kBgra, false, _nv21_to_bgra8888_tp};
+constexpr Conversion kNv21ToRgb = {Chroma::kVu, RgbFormat::kRgb, false, _nv21_to_rgb888_tp};
+constexpr Conversion kYuv420ToRgba = {Chroma::kPlanar, RgbFormat::kRgba, false, _yuv420_to_rgba8888_tp};
+constexpr Conversion kYuv420ToBgra = {Chroma::kPlanar, RgbFormat::kBgra, false, _yuv420_to_bgra8888_tp};
+constexpr Conversion kRgbaToNv12 = {Chroma::kUv, RgbFormat::kRgba, true, _rgba8888_to_nv12_tp};
+constexpr Conversion kRgbaToNv21 = {Chroma::kVu, RgbFormat::kRgba, true, _rgba8888_to_nv21_tp};
+constexpr Conversion kRgbaToYuv420 = {Chroma::kPlanar, RgbFormat::kRgba, true, nullptr};
+
+}  // namespace
+}  // namespace vorel
+
+using namespace vorel;
+
+// The doors of a family: the chosen, the single and the threaded way, and the task of a band.
+#define VOREL_CONVERTER_WAYS(NAME, CALL, CONVERSION)                                      \
+    void NAME(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {          \
+        CALL(CONVERSION, Way::kChosen, width, height, src, dst);                          \
+    }                                                                                     \
+    void _##NAME##_sg(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {  \
+        CALL(CONVERSION, Way::kSingle, width, height, src, dst);                          \
+    }                                                                                     \
+    void _##NAME##_tps(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) { \
+        CALL(CONVERSION, Way::kThreaded, width, height, src, dst);                        \
+    }
+#define VOREL_CONVERTER(NAME, CALL, CONVERSION)  \
+    VOREL_CONVERTER_WAYS(NAME, CALL, CONVERSION) \
+    void *_##NAME##_tp(void *convertBand) { return convert_band(CONVERSION, convertBand); }
+
+VOREL_CONVERTER(nv12_to_rgba8888, to_rgb, kNv12ToRgba)
+VOREL_CONVERTER(nv12_to_bgra8888, to_rgb, kNv12ToBgra)
+VOREL_CONVERTER(nv12_to_rgb888, to_rgb, kNv12ToRgb)
+VOREL_CONVERTER(nv21_to_rgba8888, to_rgb, kNv21ToRgba)
+VOREL_CONVERTER(nv21_to_bgra8888, to_rgb, kNv21ToBgra)
+VOREL_CONVERTER(nv21_to_rgb888, to_rgb, kNv21ToRgb)
+VOREL_CONVERTER(yuv420_to_rgba8888, to_rgb, kYuv420ToRgba)
+VOREL_CONVERTER(yuv420_to_bgra8888, to_rgb, kYuv420ToBgra)
+VOREL_CONVERTER(rgba8888_to_nv12, to_yuv, kRgbaToNv12)
+VOREL_CONVERTER(rgba8888_to_nv21, to_yuv, kRgbaToNv21)
+
+#define VOREL_CONVERTER_APART(NAME, CONVERSION)                                                            \
+    void NAME(int32_t width, int32_t height, const uint8_t *y, const uint8_t *uv, uint8_t *dst) {          \
+        apart_to_rgb(CONVERSION, Way::kChosen, width, height, y, uv, dst);                                 \
+    }                                                                                                      \
+    void _##NAME##_sg(int32_t width, int32_t height, const uint8_t *y, const uint8_t *uv, uint8_t *dst) {  \
+        apart_to_rgb(CONVERSION, Way::kSingle, width, height, y, uv, dst);                                 \
+    }                                                                                                      \
+    void _##NAME##_tps(int32_t width, int32_t height, const uint8_t *y, const uint8_t *uv, uint8_t *dst) { \
+        apart_to_rgb(CONVERSION, Way::kThreaded, width, height, y, uv, dst);                               \
+    }
+
+VOREL_CONVERTER_APART(y_uv_nv12_to_rgba8888, kNv12ToRgba)
+VOREL_CONVERTER_APART(y_uv_nv21_to_rgba8888, kNv21ToRgba)
+
+void rgba8888_to_yuv420(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    to_yuv(kRgbaToYuv420, Way::kSingle, width, height, src, dst);
+}
+void _rgba8888_to_yuv420_sg(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    to_yuv(kRgbaToYuv420, Way::kSingle, width, height, src, dst);
+}
+
+namespace vorel {
+namespace {
+
+// Chroma moved between planes and pairs: a part of it, as a task.
+struct PairJob {
+    const uint8_t *first, *second;  // second null: pairs to be swapped
+    uint8_t *dst;
+    int32_t count;        // pairs
+    const uint8_t *luma;  // copied to luma_out, unless null or in its place
+    uint8_t *luma_out;
+    size_t luma_bytes;
+};
+
+void *move_pairs(void *argument) {
+    const auto *job = static_cast<const PairJob *>(argument);
+    if (job->second) {
+        _interleave_uv(job->count, job->first, job->second, job->dst);
+    } else {
+        _swap_uv(job->count, job->first, job->dst);
+    }
+    if (job->luma && job->luma != job->luma_out) std::memcpy(job->luma_out, job->luma, job->luma_bytes);
+    return nullptr;
+}
+
+// Parts of the frame: whole chroma rows of every plane, and two luma rows for each.
+void move_threaded(const PairJob &whole, int32_t width, int32_t height) {
+    const Yuv420 layout(width, height);
+    constexpr int32_t kPartRows = 64;
+    const int32_t parts = (layout.chroma_height + kPartRows - 1) / kPartRows;
+    OsBlock block(os_allocate_array<PairJob>(static_cast<uint64_t>(parts)));
+    auto *jobs = block.as<PairJob>();
+    if (!jobs) {
+        PairJob all = whole;
+        move_pairs(&all);
+        return;
+    }
+    TaskGroup group;
+    for (int32_t i = 0; i < parts; ++i) {
+        const int32_t top = i * kPartRows;
+        const int32_t bottom = i + 1 < parts ? top + kPartRows : layout.chroma_height;
+        const size_t samples = static_cast<size_t>(top) * static_cast<size_t>(layout.chroma_width);
+        const size_t luma = size_t{2} * static_cast<size_t>(top) * static_cast<size_t>(width);
+        const size_t luma_end =
+            i + 1 < parts ? size_t{2} * static_cast<size_t>(bottom) * static_cast<size_t>(width) : layout.luma;
+        jobs[i] = whole;
+        jobs[i].first += whole.second ? samples : 2 * samples;
+        if (whole.second) jobs[i].second += samples;
+        jobs[i].dst += 2 * samples;
+        jobs[i].count = (bottom - top) * layout.chroma_width;
+        if (whole.luma) {
+            jobs[i].luma += luma;
+            jobs[i].luma_out += luma;
+            jobs[i].luma_bytes = luma_end - luma;
+        }
+        group.add(move_pairs, &jobs[i]);
+    }
+    group.wait();
+}
+
+void move_chroma(Way way, int32_t width, int32_t height, PairJob job) {
+    job.count = static_cast<int32_t>(Yuv420(width, height).chroma_plane);
+    const bool many = int64_t{width} * height > kThreadedPixels;
+    if (way == Way::kThreaded || (way == Way::kChosen && many)) {
+        move_threaded(job, width, height);
+    } else {
+        move_pairs(&job);
+    }
+}
+
+// Y stays as the caller has it.
+void swap_frame(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    if (!src || !dst || !yuv420_frame_fits(width, height)) return;
+    const size_t luma = Yuv420(width, height).luma;
+    move_chroma(way, width, height, {src + luma, nullptr, dst + luma, 0, nullptr, nullptr, 0});
+}
+
+void interleave_frame(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst, bool v_first) {
+    if (!src || !dst || !yuv420_frame_fits(width, height)) return;
+    const Yuv420 layout(width, height);
+    const uint8_t *u = src + layout.luma, *v = u + layout.chroma_plane;
+    move_chroma(way, width, height, {v_first ? v : u, v_first ? u : v, dst + layout.luma, 0, src, dst, layout.luma});
+}
+void planar_to_nv12(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    interleave_frame(way, width, height, src, dst, false);
+}
+void planar_to_nv21(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
+    interleave_frame(way, width, height, src, dst, true);
+}
+
+}  // namespace
+}  // namespace vorel
+
+#define VOREL_CHROMA_MOVER(NAME, CALL)                                                    \
+    void NAME(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {          \
+        CALL(Way::kChosen, width, height, src, dst);                                      \
+    }                                                                                     \
+    void _##NAME##_sg(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {  \
+        CALL(Way::kSingle, width, height, src, dst);                                      \
+    }                                                                                     \
+    void _##NAME##_tps(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) { \
+        CALL(Way::kThreaded, width, height, src, dst);                                    \
+    }
+
+VOREL_CHROMA_MOVER(yuv_nv_reverse, swap_frame)
+VOREL_CHROMA_MOVER(yuv420_to_nv12, planar_to_nv12)
+VOREL_CHROMA_MOVER(yuv420_to_nv21, planar_to_nv21)
+
+void _swap_uv(int32_t count, const uint8_t *src, uint8_t *dst) {
+    if (src && dst && count > 0) util_kernels().swap_pairs(src, count, dst);
+}
+
+void _interleave_uv(int32_t count, const uint8_t *first, const uint8_t *second, uint8_t *dst) {
+    if (first && second && dst && count > 0) util_kernels().interleave(first, second, count, dst);
+}

@@ -1,0 +1,92 @@
+// Chroma pairs: swapped, and made of two planes.
+#ifndef VOREL_PAIR_ROWS_SCALAR
+#define VOREL_PAIR_ROWS_SCALAR
+
+#include "util/kernels/room.h"
+
+namespace vorel {
+namespace {
+
+void scalar_swap_pairs(const uint8_t *src, int32_t count, uint8_t *dst) {
+    for (ptrdiff_t i = 0; i < ptrdiff_t{count} * 2; i += 2) {
+        const uint8_t first = src[i];
+        dst[i] = src[i + 1];
+        dst[i + 1] = first;
+    }
+}
+
+void scalar_interleave(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst) {
+    for (int32_t i = 0; i < count; ++i) {
+        *dst++ = first[i];
+        *dst++ = second[i];
+    }
+}
+
+}  // namespace
+
+void add_scalar_pairs(UtilKernels *table) {
+    table->swap_pairs = scalar_swap_pairs;
+    table->interleave = scalar_interleave;
+}
+
+}  // namespace vorel
+
+#endif  // VOREL_PAIR_ROWS_SCALAR
+
+#define VOREL_SIMD_FILE "util/kernels/pair_rows.cc"
+#include "util/simd_targets.h"
+//
+#include "util/simd_ops.h"
+
+VOREL_SIMD_BEGIN
+#if VOREL_SIMD_VECTOR
+namespace {
+
+void swap_pairs(const uint8_t *src, int32_t count, uint8_t *dst) {
+    const hn::ScalableTag<uint8_t> d;
+    constexpr ptrdiff_t kBytes = static_cast<ptrdiff_t>(hn::MaxLanes(hn::ScalableTag<uint8_t>()));
+    alignas(16) static constexpr uint8_t kSwapped[16] = {1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14};
+    const auto swapped = hn::LoadDup128(d, kSwapped);
+    // dst may be src, so no vector overlaps another, and both loads come before the stores.
+    const ptrdiff_t bytes = ptrdiff_t{count} * 2;
+    ptrdiff_t i = 0;
+    for (; bytes - i >= 2 * kBytes; i += 2 * kBytes) {
+        const auto first = hn::LoadU(d, src + i), second = hn::LoadU(d, src + i + kBytes);
+        hn::StoreU(hn::TableLookupBytes(first, swapped), d, dst + i);
+        hn::StoreU(hn::TableLookupBytes(second, swapped), d, dst + i + kBytes);
+    }
+    scalar_swap_pairs(src + i, static_cast<int32_t>((bytes - i) / 2), dst + i);
+}
+
+struct Interleave {
+    static constexpr int32_t kUnit = 1;
+    const uint8_t *first, *second;
+    uint8_t *dst;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        hn::StoreInterleaved2(hn::LoadU(d, first + x), hn::LoadU(d, second + x), d, dst + ptrdiff_t{x} * 2);
+    }
+    void scalar(int32_t x, int32_t count) const {
+        scalar_interleave(first + x, second + x, count, dst + ptrdiff_t{x} * 2);
+    }
+};
+void interleave(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst) {
+    sweep(Interleave{first, second, dst}, count);
+}
+
+void add_pairs(UtilKernels *table) {
+    table->swap_pairs = swap_pairs;
+    table->interleave = interleave;
+}
+
+}  // namespace
+#endif  // VOREL_SIMD_VECTOR
+VOREL_SIMD_END
+
+#if VOREL_SIMD_ONCE
+namespace vorel {
+
+void add_vector_pairs(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_pairs(table)); }
+
+}  // namespace vorel
+#endif

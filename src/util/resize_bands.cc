@@ -1,0 +1,212 @@
+// Bands of a resize.
+#include "util/resize_bands.h"
+
+#include <algorithm>
+
+#include "util/atomics.h"
+
+namespace vorel {
+namespace {
+
+// The running state of one plane in a band's record. The targets and the accumulator count modulo 2^32: a target is
+// never behind the accumulator, and less than both sizes in front of it.
+struct RowState {
+    int32_t *rows_done, *tap_a, *tap_b, *accumulator;
+    size_t *first_row, *second_row;  // byte offsets in the result's plane
+};
+RowState luma_state(ResizeBand *band) {
+    return {&band->rowsDone, &band->tapA, &band->tapB, &band->accumulator, &band->firstTapRow, &band->secondTapRow};
+}
+RowState chroma_state(ResizeBand *band) {
+    return {&band->chromaRowsDone,    &band->chromaTapA,        &band->chromaTapB,
+            &band->chromaAccumulator, &band->chromaFirstTapRow, &band->chromaSecondTapRow};
+}
+
+int32_t half_up(int32_t size) { return static_cast<int32_t>((int64_t{size} + 1) / 2); }
+uint32_t word(int32_t value) { return static_cast<uint32_t>(value); }
+
+void start_rows(const RowState &state, int32_t src_height, size_t first_row) {
+    *state.rows_done = *state.accumulator = 0;
+    *state.tap_a = src_height >> 2;
+    *state.tap_b = static_cast<int32_t>((int64_t{3} * src_height) >> 2);
+    *state.first_row = *state.second_row = first_row;
+}
+
+// Goes over `rows` source rows; emit(first, second) is given the two source rows of each destination row whose first
+// tap is among them, before the state moves on to the next destination row, `pitch` bytes further.
+template <typename Emit>
+void walk_rows(const RowState &state, int32_t rows, int32_t src_height, int32_t dst_height, ptrdiff_t pitch,
+               const Emit &emit) {
+    const uint32_t step = word(src_height), size = word(dst_height);
+    uint32_t tap_a = word(*state.tap_a), tap_b = word(*state.tap_b), accumulator = word(*state.accumulator);
+    for (int32_t left = rows; left > 0; --left, ++*state.rows_done, accumulator += size) {
+        for (; tap_a - accumulator < size; tap_a += step, tap_b += step) {
+            emit(*state.rows_done, *state.rows_done + static_cast<int64_t>((tap_b - accumulator) / size));
+            *state.first_row += static_cast<size_t>(pitch);
+            *state.second_row = *state.first_row;
+        }
+    }
+    *state.tap_a = static_cast<int32_t>(tap_a);
+    *state.tap_b = static_cast<int32_t>(tap_b);
+    *state.accumulator = static_cast<int32_t>(accumulator);
+}
+
+// The planes of one kind in a band: one, or U and V, which share their state.
+struct BandPlanes {
+    const uint8_t *src[2];
+    uint8_t *dst[2];
+    int count;
+    int32_t src_height, dst_height, rows;
+    ptrdiff_t src_stride, pitch;
+    int32_t first_row, end_row;  // wanted ones
+    size_t start;                // offset of row 0
+};
+
+void run_planes(const RowState &state, const BandPlanes &planes, const ColumnTaps &taps) {
+    const UtilKernels &kernels = util_kernels();
+    const ptrdiff_t left = ptrdiff_t{taps.first_column} * taps.unit;
+    int64_t row = (static_cast<ptrdiff_t>(*state.first_row) - static_cast<ptrdiff_t>(planes.start)) / planes.pitch;
+    walk_rows(state, planes.rows, planes.src_height, planes.dst_height, planes.pitch,
+              [&](int64_t first, int64_t second) {
+                  if (row >= planes.first_row && row < planes.end_row && first < planes.src_height &&
+                      second < planes.src_height) {
+                      for (int i = 0; i < planes.count; ++i) {
+                          kernels.resize_row(taps, planes.src[i] + first * planes.src_stride,
+                                             planes.src[i] + second * planes.src_stride,
+                                             planes.dst[i] + static_cast<ptrdiff_t>(*state.first_row) + left);
+                      }
+                  }
+                  ++row;
+              });
+}
+
+size_t first_row_offset(ResizeLayout layout, const ResizeBand &band) {
+    if (layout != ResizeLayout::kRgba || !band.canvas) return 0;
+    // Negative where the picture begins outside the canvas; the sum comes out right modulo 2^64.
+    return static_cast<size_t>((int64_t{band.canvas->offsetY} * band.canvas->canvasWidth + band.canvas->offsetX) * 4);
+}
+
+ptrdiff_t luma_stride(ResizeLayout layout, const ResizeBand &band) {
+    return ptrdiff_t{band.srcWidth} * luma_unit(layout);
+}
+ptrdiff_t chroma_stride(ResizeLayout layout, const ResizeBand &band) {
+    return ptrdiff_t{half_up(band.srcWidth)} * chroma_unit(layout);
+}
+
+// Of `size` positions from `offset` on, those that lie inside a canvas.
+void clip(int64_t offset, int32_t size, int32_t canvas, int32_t *first, int32_t *end) {
+    *first = static_cast<int32_t>(std::clamp<int64_t>(-offset, 0, size));
+    *end = static_cast<int32_t>(std::clamp<int64_t>(canvas - offset, *first, size));
+}
+
+}  // namespace
+
+void PlaneColumns::build(int32_t src, int32_t dst, int32_t unit, int32_t first, int32_t count) {
+    taps_ = {src, dst, unit, first, count, nullptr, nullptr};
+    const int32_t blocks = tap_blocks(taps_);
+    if (blocks == 0 || halves(taps_) || util_kernels().resize_row == scalar_util_kernels().resize_row) return;
+    chunk_ends_.reset(os_allocate_array<int32_t>(static_cast<uint64_t>(blocks)));
+    if (!chunk_ends_) return;
+    const int64_t chunks = make_tap_chunks(taps_, chunk_ends_.as<int32_t>(), nullptr);
+    chunks_.reset(os_allocate_array<TapChunk>(static_cast<uint64_t>(chunks)));
+    if (!chunks_) return;
+    make_tap_chunks(taps_, chunk_ends_.as<int32_t>(), chunks_.as<TapChunk>());
+    taps_.chunks = chunks_.as<TapChunk>();
+    taps_.chunk_ends = chunk_ends_.as<int32_t>();
+}
+
+void ResizePlan::build(ResizeLayout layout, const ResizeBand &band) {
+    end_row_ = band.dstHeight;
+    int32_t first = 0, end = band.dstWidth;
+    if (layout == ResizeLayout::kRgba && band.canvas) {
+        clip(band.canvas->offsetX, band.dstWidth, band.canvas->canvasWidth, &first, &end);
+        clip(band.canvas->offsetY, band.dstHeight, band.canvas->canvasHeight, &first_row_, &end_row_);
+        if (first == end) end_row_ = first_row_;
+    }
+    luma_.build(band.srcWidth, band.dstWidth, luma_unit(layout), first, end - first);
+    if (!has_chroma(layout)) return;
+    const int32_t chroma_width = half_up(band.dstWidth);
+    chroma_.build(half_up(band.srcWidth), chroma_width, chroma_unit(layout), 0, chroma_width);
+}
+
+bool needs_scratch(ResizeLayout layout, const ResizeBand &band) {
+    return has_chroma(layout) && (band.canvas || band.dstWidth % 4 != 0 || band.dstHeight % 4 != 0);
+}
+
+ResizeResult result_of(ResizeLayout layout, const ResizeBand &band) {
+    const bool scratch = needs_scratch(layout, band);
+    const int64_t width = scratch ? padded(band.dstWidth) : band.dstWidth;
+    const int64_t height = scratch ? padded(band.dstHeight) : band.dstHeight;
+    const int64_t chroma_width = (width + 1) / 2 * chroma_unit(layout), chroma_height = (height + 1) / 2;
+    const int64_t pitch = layout == ResizeLayout::kRgba && band.canvas ? int64_t{band.canvas->canvasWidth} * 4
+                                                                       : width * luma_unit(layout);
+    return {scratch ? band.scratch : band.dst, static_cast<ptrdiff_t>(pitch), static_cast<ptrdiff_t>(chroma_width),
+            static_cast<size_t>(pitch * height), static_cast<size_t>(chroma_width * chroma_height)};
+}
+
+void start_band(ResizeLayout layout, ResizeBand *band) {
+    start_rows(luma_state(band), band->srcHeight, first_row_offset(layout, *band));
+    start_rows(chroma_state(band), half_up(band->srcHeight), 0);
+    band->srcOffset = band->chromaSrcOffset = 0;
+}
+
+void skip_band(ResizeLayout layout, ResizeBand *band) {
+    if (!band || band->dstWidth < 1 || band->dstHeight < 1) return;
+    const ResizeResult result = result_of(layout, *band);
+    const auto nothing = [](int64_t, int64_t) {};
+    band->rowsThisBand = std::clamp(band->bandRows, 0, std::max(band->srcHeight - band->rowsDone, 0));
+    walk_rows(luma_state(band), band->rowsThisBand, band->srcHeight, band->dstHeight, result.luma_pitch, nothing);
+    band->srcOffset += static_cast<size_t>(band->rowsThisBand * luma_stride(layout, *band));
+    if (!has_chroma(layout)) return;
+    const int32_t chroma_height = half_up(band->srcHeight);
+    band->chromaRowsThisBand = std::clamp(band->bandRows / 2, 0, std::max(chroma_height - band->chromaRowsDone, 0));
+    walk_rows(chroma_state(band), band->chromaRowsThisBand, chroma_height, half_up(band->dstHeight),
+              result.chroma_pitch, nothing);
+    band->chromaSrcOffset += static_cast<size_t>(band->chromaRowsThisBand * chroma_stride(layout, *band));
+}
+
+void *run_band(ResizeLayout layout, ResizeBand *band) {
+    if (!band) return nullptr;
+    const ResizeResult result = result_of(layout, *band);
+    if (!result.base || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 || band->dstHeight < 1) {
+        store_release<int32_t>(&band->finished, 1);
+        return nullptr;
+    }
+    ResizePlan own;
+    if (!band->plan) own.build(layout, *band);
+    const ResizePlan &plan = band->plan ? *static_cast<const ResizePlan *>(band->plan) : own;
+    run_planes(luma_state(band),
+               {{band->srcY, nullptr},
+                {result.base, nullptr},
+                1,
+                band->srcHeight,
+                band->dstHeight,
+                band->rowsThisBand,
+                luma_stride(layout, *band),
+                result.luma_pitch,
+                plan.first_row(),
+                plan.end_row(),
+                first_row_offset(layout, *band)},
+               plan.luma());
+    if (has_chroma(layout)) {
+        uint8_t *chroma = result.base + result.luma_bytes;
+        const int32_t chroma_height = half_up(band->dstHeight);
+        run_planes(chroma_state(band),
+                   {{band->srcU, band->srcV},
+                    {chroma, chroma + result.chroma_bytes},
+                    layout == ResizeLayout::kPlanar ? 2 : 1,
+                    half_up(band->srcHeight),
+                    chroma_height,
+                    band->chromaRowsThisBand,
+                    chroma_stride(layout, *band),
+                    result.chroma_pitch,
+                    0,
+                    chroma_height,
+                    0},
+                   plan.chroma());
+    }
+    store_release<int32_t>(&band->finished, 1);
+    return nullptr;
+}
+
+}  // namespace vorel

@@ -1,0 +1,166 @@
+// What the rooms' kernels need in vector code beyond the Highway release we build with. Read once per target, after
+// util/simd_targets.h with VOREL_SIMD_FILE.
+#if VOREL_SIMD_VECTOR && defined(VOREL_SIMD_OPS_READ) == defined(HWY_TARGET_TOGGLE)
+#ifdef VOREL_SIMD_OPS_READ
+#undef VOREL_SIMD_OPS_READ
+#else
+#define VOREL_SIMD_OPS_READ
+#endif
+
+VOREL_SIMD_BEGIN
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// 16-bit values held to 0..255, in each 128-bit block first those of `low`, then those of `high`.
+#if HWY_ARCH_X86
+inline hn::Vec128<uint8_t> pack_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {
+    return hn::Vec128<uint8_t>{_mm_packus_epi16(low.raw, high.raw)};
+}
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+inline hn::Vec256<uint8_t> pack_bytes(hn::Vec256<int16_t> low, hn::Vec256<int16_t> high) {
+    return hn::Vec256<uint8_t>{_mm256_packus_epi16(low.raw, high.raw)};
+}
+#endif
+#if HWY_TARGET == HWY_AVX3
+inline hn::Vec512<uint8_t> pack_bytes(hn::Vec512<int16_t> low, hn::Vec512<int16_t> high) {
+    return hn::Vec512<uint8_t>{_mm512_packus_epi16(low.raw, high.raw)};
+}
+#endif
+#else
+template <class V>
+inline hn::Vec<hn::Repartition<uint8_t, hn::DFromV<V>>> pack_bytes(V low, V high) {
+    const hn::Repartition<uint8_t, hn::DFromV<V>> d8;
+    const hn::Half<decltype(d8)> half;
+    return hn::Combine(d8, hn::DemoteTo(half, high), hn::DemoteTo(half, low));
+}
+#endif
+
+// The same held to -128..127.
+#if HWY_ARCH_X86
+inline hn::Vec128<int8_t> pack_signed_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {
+    return hn::Vec128<int8_t>{_mm_packs_epi16(low.raw, high.raw)};
+}
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+inline hn::Vec256<int8_t> pack_signed_bytes(hn::Vec256<int16_t> low, hn::Vec256<int16_t> high) {
+    return hn::Vec256<int8_t>{_mm256_packs_epi16(low.raw, high.raw)};
+}
+#endif
+#if HWY_TARGET == HWY_AVX3
+inline hn::Vec512<int8_t> pack_signed_bytes(hn::Vec512<int16_t> low, hn::Vec512<int16_t> high) {
+    return hn::Vec512<int8_t>{_mm512_packs_epi16(low.raw, high.raw)};
+}
+#endif
+#else
+template <class V>
+inline hn::Vec<hn::Repartition<int8_t, hn::DFromV<V>>> pack_signed_bytes(V low, V high) {
+    const hn::Repartition<int8_t, hn::DFromV<V>> d8;
+    const hn::Half<decltype(d8)> half;
+    return hn::Combine(d8, hn::DemoteTo(half, high), hn::DemoteTo(half, low));
+}
+#endif
+
+// 32-bit values of the lower and the upper half of each block's eight 16-bit lanes.
+template <class D16>
+struct WidePair {
+    hn::Vec<hn::RepartitionToWide<D16>> low, high;
+};
+template <class D16>
+inline WidePair<D16> operator+(WidePair<D16> a, WidePair<D16> b) {
+    return {hn::Add(a.low, b.low), hn::Add(a.high, b.high)};
+}
+template <class D16>
+inline WidePair<D16> operator-(WidePair<D16> a, WidePair<D16> b) {
+    return {hn::Sub(a.low, b.low), hn::Sub(a.high, b.high)};
+}
+template <class D16>
+inline WidePair<D16> set_wide(D16, int32_t value) {
+    const auto v = hn::Set(hn::RepartitionToWide<D16>(), value);
+    return {v, v};
+}
+template <int kShift, class D16>
+inline hn::Vec<D16> shift_and_hold(D16 d, WidePair<D16> sum) {
+    return hn::ReorderDemote2To(d, hn::ShiftRight<kShift>(sum.low), hn::ShiftRight<kShift>(sum.high));
+}
+
+// Two vectors a and b in the form from which the CPU best makes ca * a + cb * b in 32 bits: x86 multiplies neighbouring
+// lanes and adds them, others widen and accumulate.
+template <class D16>
+struct Operands {
+    hn::Vec<D16> first, second;
+};
+template <class D16>
+inline Operands<D16> operands(D16 d, hn::Vec<D16> a, hn::Vec<D16> b) {
+#if HWY_ARCH_X86
+    return {hn::InterleaveLower(d, a, b), hn::InterleaveUpper(d, a, b)};
+#else
+    (void)d;
+    return {a, b};
+#endif
+}
+template <int kA, int kB, class D16>
+inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
+    const hn::RepartitionToWide<D16> wide;
+#if HWY_ARCH_X86
+    const auto factors = hn::BitCast(d, hn::Set(wide, kB * 65536 + (kA & 0xFFFF)));
+    auto unused = hn::Zero(wide);
+    return {hn::ReorderWidenMulAccumulate(wide, ab.first, factors, sum.low, unused),
+            hn::ReorderWidenMulAccumulate(wide, ab.second, factors, sum.high, unused)};
+#else
+    sum.low = hn::ReorderWidenMulAccumulate(wide, ab.first, hn::Set(d, kA), sum.low, sum.high);
+    sum.low = hn::ReorderWidenMulAccumulate(wide, ab.second, hn::Set(d, kB), sum.low, sum.high);
+    return sum;
+#endif
+}
+
+// Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1 or 2), and
+//     vector(d, x)       does as many elements from x on as d has lanes
+//     scalar(x, count)   does count elements by the scalar twin
+// The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the
+// scalar twin.
+template <class D8, class Row>
+inline void sweep_whole_units(D8 d, const Row &row, int32_t count) {
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+    if (count < kStep) {
+        if constexpr (kStep > 16) {
+            sweep_whole_units(hn::Half<D8>(), row, count);
+        } else {
+            row.scalar(0, count);
+        }
+        return;
+    }
+    int32_t x = 0;
+    for (; count - x >= kStep; x += kStep) row.vector(d, x);
+    if (x < count) row.vector(d, count - kStep);
+}
+template <class Row>
+inline void sweep(const Row &row, int32_t count) {
+    const int32_t whole = count - count % Row::kUnit;
+    sweep_whole_units(hn::ScalableTag<uint8_t>(), row, whole);
+    if (whole < count) row.scalar(whole, count - whole);
+}
+
+// The same where outputs may be inputs: vector(d, x) gives its result, which store(d, result, x) puts in its place. The
+// last result is made before its inputs are overwritten.
+template <class D8, class Row>
+inline void sweep_in_place(D8 d, const Row &row, int32_t count) {
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+    if (count < kStep) {
+        if constexpr (kStep > 16) {
+            sweep_in_place(hn::Half<D8>(), row, count);
+        } else {
+            row.scalar(0, count);
+        }
+        return;
+    }
+    const auto last = row.vector(d, count - kStep);
+    for (int32_t x = 0; x < count - kStep; x += kStep) row.store(d, row.vector(d, x), x);
+    row.store(d, last, count - kStep);
+}
+template <class Row>
+inline void sweep_in_place(const Row &row, int32_t count) {
+    sweep_in_place(hn::ScalableTag<uint8_t>(), row, count);
+}
+
+VOREL_SIMD_END
+
+#endif

@@ -1,0 +1,177 @@
+#include "util/model.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "util/task_group.h"
+
+namespace vorel::test {
+namespace {
+
+int clip(int value) { return std::clamp(value, 0, 255); }
+
+std::minstd_rand g_order;
+
+void conduct(vorel_threadpool *pool) {
+    vorel_threadpool_queue &queue = pool->waiting;
+    std::shuffle(queue.slots + queue.head, queue.slots + queue.head + queue.count, g_order);
+    std::vector<std::thread> threads;
+    // Threads now and then: most sweeps are after the order.
+    const int helpers = queue.count > 1 && g_order() % 8 == 0 ? 2 : 0;
+    for (int i = 0; i < helpers; ++i) threads.emplace_back(run_waiting_tasks, pool);
+    run_waiting_tasks(pool);
+    for (std::thread &thread : threads) thread.join();
+}
+
+Bytes model_turn_plane(const uint8_t *src, int width, int height, int unit, int angle) {
+    Bytes out(area(width, height) * static_cast<size_t>(unit));
+    const int out_width = angle == 180 ? width : height;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const int to_x = angle == 90 ? height - 1 - y : angle == 180 ? width - 1 - x : y;
+            const int to_y = angle == 90 ? x : angle == 180 ? height - 1 - y : width - 1 - x;
+            for (int i = 0; i < unit; ++i) {
+                out[static_cast<size_t>((to_y * out_width + to_x) * unit + i)] = src[(y * width + x) * unit + i];
+            }
+        }
+    }
+    return out;
+}
+
+// The planes of a frame, one after another: width, height, unit.
+struct PlaneSize {
+    int width, height, unit;
+};
+std::vector<PlaneSize> planes_of(int32_t format, int width, int height) {
+    const int cw = half_up(width), ch = half_up(height);
+    switch (format) {
+        case COLOR_RGB565:
+        case COLOR_RGB565_ALT:
+            return {{width, height, 2}};
+        case COLOR_RGB888:
+            return {{width, height, 3}};
+        case COLOR_YUV420:
+            return {{width, height, 1}, {cw, ch, 1}, {cw, ch, 1}};
+        case COLOR_NV12:
+        case COLOR_NV21:
+            return {{width, height, 1}, {cw, ch, 2}};
+        default:
+            return {{width, height, 4}};
+    }
+}
+
+template <typename Each>
+Bytes by_planes(int32_t format, const Bytes &src, int width, int height, const Each &each) {
+    Bytes out;
+    const uint8_t *at = src.data();
+    for (const PlaneSize &plane : planes_of(format, width, height)) {
+        const Bytes part = each(at, plane);
+        out.insert(out.end(), part.begin(), part.end());
+        at += area(plane.width, plane.height) * static_cast<size_t>(plane.unit);
+    }
+    return out;
+}
+
+}  // namespace
+
+Bytes noise(size_t size, unsigned seed) {
+    std::minstd_rand random(seed + 1);
+    Bytes bytes(size);
+    for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random() >> 8);
+    return bytes;
+}
+
+Rgb model_rgb(Yuv yuv) {
+    const int c = 1192 * (yuv.y - 16), u = yuv.u - 128, v = yuv.v - 128;
+    return {clip((c + 1634 * v) >> 10), clip((c - 833 * v - 400 * u) >> 10), clip((c + 2066 * u) >> 10)};
+}
+
+Yuv model_video_yuv(Rgb p) {
+    return {((16828 * p.r + 33038 * p.g + 6416 * p.b + 32768) >> 16) + 16,
+            (-9713 * p.r - 19070 * p.g + 28784 * p.b + 32767 + (128 << 16)) >> 16,
+            (28784 * p.r - 24103 * p.g - 4680 * p.b + 32767 + (128 << 16)) >> 16};
+}
+
+Yuv model_full_yuv(Rgb p) {
+    return {(19595 * p.r + 38470 * p.g + 7471 * p.b + 32768) >> 16,
+            (-11059 * p.r - 21709 * p.g + 32768 * p.b + 32767 + (128 << 16)) >> 16,
+            (32768 * p.r - 27439 * p.g - 5329 * p.b + 32767 + (128 << 16)) >> 16};
+}
+
+size_t frame_bytes(int32_t format, int width, int height) {
+    size_t bytes = 0;
+    for (const PlaneSize &plane : planes_of(format, width, height))
+        bytes += area(plane.width, plane.height) * static_cast<size_t>(plane.unit);
+    return bytes;
+}
+
+size_t u_at(int32_t format, int width, int height, int x, int y) {
+    const size_t sample = area(half_up(width), y / 2) + static_cast<size_t>(x / 2);
+    if (format == COLOR_YUV420) return area(width, height) + sample;
+    return area(width, height) + 2 * sample + (format == COLOR_NV21 ? 1 : 0);
+}
+size_t v_at(int32_t format, int width, int height, int x, int y) {
+    const size_t u = u_at(format, width, height, x, y);
+    if (format == COLOR_YUV420) return u + area(half_up(width), half_up(height));
+    return format == COLOR_NV21 ? u - 1 : u + 1;
+}
+
+Bytes model_resize_plane(const uint8_t *src, int src_width, int src_height, int dst_width, int dst_height, int unit) {
+    const auto first = [](int64_t s, int64_t d, int64_t at) { return ((s >> 2) + at * s) / d; };
+    const auto second = [](int64_t s, int64_t d, int64_t at) { return (((3 * s) >> 2) + at * s) / d; };
+    Bytes out;
+    for (int y = 0; y < dst_height; ++y) {
+        for (int x = 0; x < dst_width; ++x) {
+            for (int i = 0; i < unit; ++i) {
+                int sum = 0;
+                for (const int64_t row : {first(src_height, dst_height, y), second(src_height, dst_height, y)})
+                    for (const int64_t column : {first(src_width, dst_width, x), second(src_width, dst_width, x)})
+                        sum += src[(row * src_width + column) * unit + i] >> 2;
+                out.push_back(static_cast<uint8_t>(sum));
+            }
+        }
+    }
+    return out;
+}
+
+Bytes model_resize(int32_t format, const Bytes &src, int src_width, int src_height, int dst_width, int dst_height) {
+    return by_planes(format, src, src_width, src_height, [&](const uint8_t *plane, const PlaneSize &size) {
+        const bool chroma = size.width != src_width || size.height != src_height || plane != src.data();
+        return model_resize_plane(plane, size.width, size.height, chroma ? half_up(dst_width) : dst_width,
+                                  chroma ? half_up(dst_height) : dst_height, size.unit);
+    });
+}
+
+Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int angle) {
+    return by_planes(format, src, width, height, [&](const uint8_t *plane, const PlaneSize &size) {
+        return model_turn_plane(plane, size.width, size.height, size.unit, angle);
+    });
+}
+
+Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write) {
+    GuardBuffer first(size, 0x00), second(size, 0xA5);
+    write(first.data());
+    write(second.data());
+    // Where the buffer does not begin at a page there are zeros in front of it.
+    const size_t in_front = std::min<size_t>(64, reinterpret_cast<uintptr_t>(first.data()) % 4096);
+    for (size_t i = 1; i <= in_front; ++i) {
+        if (first.data()[-static_cast<ptrdiff_t>(i)] != 0) {
+            ADD_FAILURE() << "written in front of the output";
+            break;
+        }
+    }
+    EXPECT_TRUE(first.bytes() == second.bytes()) << "not every byte is written";
+    return first.bytes();
+}
+
+ShuffledTasks::ShuffledTasks(unsigned seed) {
+    g_order.seed(seed + 1);
+    set_task_conductor(conduct);
+}
+ShuffledTasks::~ShuffledTasks() { set_task_conductor(nullptr); }
+
+}  // namespace vorel::test

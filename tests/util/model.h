@@ -1,0 +1,71 @@
+// What the utilities must give, written down in the slowest and plainest way, and frames to feed them with.
+#pragma once
+
+#include <vorel/frame.h>
+#include <vorel/util.h>
+
+#include <functional>
+#include <string>
+
+#include "support/inputs.h"
+
+namespace vorel::test {
+
+// Sweeps take every height in plain builds, and some of them where a sanitizer or an emulator makes them slow.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__x86_64__)
+constexpr bool kSlowBuild = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSlowBuild = true;
+#else
+constexpr bool kSlowBuild = false;
+#endif
+#else
+constexpr bool kSlowBuild = false;
+#endif
+
+Bytes noise(size_t size, unsigned seed);
+
+struct Yuv {
+    int y, u, v;
+};
+struct Rgb {
+    int r, g, b;
+};
+Rgb model_rgb(Yuv yuv);        // BT.601, video range
+Yuv model_video_yuv(Rgb rgb);  // the same back
+Yuv model_full_yuv(Rgb rgb);   // JFIF
+
+inline int half_up(int size) { return (size + 1) / 2; }
+inline size_t area(int width, int height) { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+inline size_t yuv_bytes(int width, int height) {
+    return area(width, height) + 2 * area(half_up(width), half_up(height));
+}
+size_t frame_bytes(int32_t format, int width, int height);
+
+// The chroma of a pixel in a frame of COLOR_YUV420, COLOR_NV12 or COLOR_NV21: where U and V stand.
+size_t u_at(int32_t format, int width, int height, int x, int y);
+size_t v_at(int32_t format, int width, int height, int x, int y);
+
+// One plane of samples of `unit` bytes by the closed formula of the taps.
+Bytes model_resize_plane(const uint8_t *src, int src_width, int src_height, int dst_width, int dst_height, int unit);
+// A whole frame: COLOR_YUV420, COLOR_NV21, COLOR_RGBA8888 or COLOR_RGB888.
+Bytes model_resize(int32_t format, const Bytes &src, int src_width, int src_height, int dst_width, int dst_height);
+
+// A frame turned clockwise by 90, 180 or 270 degrees, sample by sample.
+Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int angle);
+
+// What write(dst) leaves in a buffer of that size, of which every byte has to be written and none beside it: the buffer
+// ends at a page that cannot be touched, and is filled with two different values.
+Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write);
+
+// Runs groups of tasks in shuffled order while it lives, some of them over three threads.
+class ShuffledTasks {
+  public:
+    explicit ShuffledTasks(unsigned seed);
+    ~ShuffledTasks();
+    ShuffledTasks(const ShuffledTasks &) = delete;
+    ShuffledTasks &operator=(const ShuffledTasks &) = delete;
+};
+
+}  // namespace vorel::test

@@ -1,0 +1,238 @@
+// The thread pool: nothing is lost, the told results, both forms of shutdown, callers who help.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "support/counting_allocator.h"
+#include "util/model.h"
+#include "util/task_group.h"
+
+namespace vorel::test {
+namespace {
+
+constexpr int kStore = VOREL_THREADPOOL_TASKS;
+
+void *count_up(void *counter) {
+    static_cast<std::atomic<int> *>(counter)->fetch_add(1);
+    return nullptr;
+}
+
+// Tasks that stay inside until the gate opens.
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int inside = 0, passed = 0;
+    bool open = false;
+
+    static void *enter(void *self) {
+        auto *gate = static_cast<Gate *>(self);
+        std::unique_lock<std::mutex> lock(gate->mutex);
+        ++gate->inside;
+        gate->changed.notify_all();
+        gate->changed.wait(lock, [&] { return gate->open; });
+        ++gate->passed;
+        gate->changed.notify_all();
+        return nullptr;
+    }
+    void wait_for(int Gate::*count, int value) {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return this->*count >= value; });
+    }
+    void open_up() {
+        const std::lock_guard<std::mutex> lock(mutex);
+        open = true;
+        changed.notify_all();
+    }
+};
+
+TEST(ThreadPool, AMillionTasksOfShuffledProducersAllRun) {
+    constexpr int kProducers = 5, kEach = kSlowBuild ? 20'000 : 200'000;
+    std::atomic<int> runs{0};
+    vorel_threadpool *pool = vorel_threadpool_init(3);
+    ASSERT_NE(pool, nullptr);
+    std::vector<std::thread> producers;
+    for (int i = 0; i < kProducers; ++i) {
+        producers.emplace_back([&, i] {
+            std::minstd_rand random(static_cast<unsigned>(i) + 1);
+            for (int left = kEach; left > 0;) {
+                const int32_t block = random() % 4 != 0;
+                const int32_t result = vorel_threadpool_add_task(pool, count_up, &runs, block);
+                if (result != 1) ASSERT_EQ(result, block ? 1 : -2);
+                left -= result == 1;
+                if (random() % 1000 == 0) std::this_thread::yield();
+            }
+        });
+    }
+    for (std::thread &producer : producers) producer.join();
+    vorel_threadpool_free(pool, 1);
+    EXPECT_EQ(runs.load(), kProducers * kEach);
+}
+
+TEST(ThreadPool, RecordsOfRunningTasksCountAndAFullStoreIsMinusTwo) {
+    Gate gate;
+    std::atomic<int> runs{0};
+    vorel_threadpool *pool = vorel_threadpool_init(4);
+    ASSERT_NE(pool, nullptr);
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
+    gate.wait_for(&Gate::inside, 4);
+    for (int i = 4; i < kStore; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1) << i;
+    EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
+    std::atomic<int32_t> added{0};
+    std::thread patient([&] { added = vorel_threadpool_add_task(pool, count_up, &runs, 1); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(added.load(), 0);
+    gate.open_up();
+    patient.join();
+    EXPECT_EQ(added.load(), 1);
+    vorel_threadpool_free(pool, 1);
+    EXPECT_EQ(runs.load(), kStore - 4 + 1);
+}
+
+TEST(ThreadPool, TasksStartInTheOrderOfTheirComing) {
+    static std::vector<int> order;
+    order.clear();
+    std::vector<int> numbers(500);
+    vorel_threadpool *pool = vorel_threadpool_init(1);
+    ASSERT_NE(pool, nullptr);
+    for (int i = 0; i < 500; ++i) {
+        numbers[static_cast<size_t>(i)] = i;
+        const auto note = [](void *number) -> void * {
+            order.push_back(*static_cast<int *>(number));
+            return number;
+        };
+        ASSERT_EQ(vorel_threadpool_add_task(pool, note, &numbers[static_cast<size_t>(i)], 1), 1);
+    }
+    vorel_threadpool_free(pool, 1);
+    EXPECT_EQ(order, numbers);
+}
+
+TEST(ThreadPool, ShutdownWithoutWaitingReturnsAtOnceAndStillRunsAll) {
+    Gate gate;
+    vorel_threadpool *pool = vorel_threadpool_init(2);
+    ASSERT_NE(pool, nullptr);
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
+    vorel_threadpool_free(pool, 0);
+    gate.open_up();
+    gate.wait_for(&Gate::passed, 100);
+    EXPECT_EQ(gate.passed, 100);
+}
+
+TEST(ThreadPool, WithoutThreadsTasksWaitForAHelper) {
+    for (const int32_t threads : {0, -3}) {
+        std::atomic<int> runs{0};
+        vorel_threadpool *pool = vorel_threadpool_init(threads);
+        ASSERT_NE(pool, nullptr);
+        EXPECT_EQ(pool->threadCount, 0);
+        for (int i = 0; i < kStore; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1);
+        EXPECT_EQ(runs.load(), 0);
+        std::thread other(run_waiting_tasks, pool);
+        run_waiting_tasks(pool);
+        other.join();
+        EXPECT_EQ(runs.load(), kStore);
+        // Required: records that a helper ran do not come back.
+        EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
+        vorel_threadpool_free(pool, 1);
+    }
+}
+
+TEST(ThreadPool, HelpersAndThreadsShareTheQueue) {
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<int> runs{0};
+        vorel_threadpool *pool = vorel_threadpool_init(2);
+        ASSERT_NE(pool, nullptr);
+        for (int i = 0; i < 1500; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1);
+        run_waiting_tasks(pool);
+        vorel_threadpool_free(pool, 1);
+        EXPECT_EQ(runs.load(), 1500);
+    }
+}
+
+// Required: a null routine is queued, and its record is lost.
+TEST(ThreadPool, ARecordWithoutARoutineIsSkippedAndLost) {
+    std::atomic<int> runs{0};
+    vorel_threadpool *pool = vorel_threadpool_init(1);
+    ASSERT_NE(pool, nullptr);
+    for (int i = 0; i < kStore - 1; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, nullptr, &runs, 0), 1);
+    for (int i = 0; i < 50; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 1), 1);
+    EXPECT_EQ(vorel_threadpool_add_task(pool, nullptr, &runs, 1), 1);
+    EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
+    vorel_threadpool_free(pool, 1);
+    EXPECT_EQ(runs.load(), 50);
+}
+
+TEST(ThreadPool, NullPoolsAndCountsThatDoNotFit) {
+    EXPECT_EQ(vorel_threadpool_add_task(nullptr, count_up, nullptr, 0), -1);
+    EXPECT_EQ(vorel_threadpool_add_task(nullptr, count_up, nullptr, 1), -1);
+    EXPECT_EQ(vorel_threadpool_task_get_task(nullptr), nullptr);
+    EXPECT_EQ(vorel_threadpool_init(65536), nullptr);
+    vorel_threadpool_free(nullptr, 0);
+    vorel_threadpool_free(nullptr, 1);
+    vorel_threadpool_task_init(nullptr);
+}
+
+TEST(ThreadPool, FailedAllocationsGiveNoPool) {
+    const size_t allocations = with_each_allocation_failing([](CountingAllocator &allocator) {
+        vorel_threadpool *pool = vorel_threadpool_init(2);
+        EXPECT_EQ(pool == nullptr, allocator.failed());
+        vorel_threadpool_free(pool, 1);
+    });
+    EXPECT_EQ(allocations, 2u);
+}
+
+TEST(ThreadPool, QueueIsARingThatBeginsAgainWhenEmpty) {
+    const auto queue = std::make_unique<vorel_threadpool_queue>();
+    std::vector<vorel_threadpool_task> tasks(kStore + 1);
+    EXPECT_EQ(vorel_threadpool_queue_is_empty(queue.get()), 1);
+    EXPECT_EQ(vorel_threadpool_queue_dequeue(queue.get()), nullptr);
+    for (int i = 0; i < kStore; ++i)
+        ASSERT_EQ(vorel_threadpool_queue_enqueue(queue.get(), &tasks[static_cast<size_t>(i)]), 0);
+    EXPECT_EQ(vorel_threadpool_queue_getsize(queue.get()), kStore);
+    EXPECT_EQ(vorel_threadpool_queue_enqueue(queue.get(), &tasks.back()), -1);
+    EXPECT_EQ(queue->tail, 0u);
+    // Around the end.
+    EXPECT_EQ(vorel_threadpool_queue_dequeue(queue.get()), &tasks[0]);
+    EXPECT_EQ(vorel_threadpool_queue_enqueue(queue.get(), &tasks.back()), 0);
+    EXPECT_EQ(queue->tail, 1u);
+    for (int i = 1; i <= kStore; ++i)
+        ASSERT_EQ(vorel_threadpool_queue_dequeue(queue.get()), &tasks[static_cast<size_t>(i)]);
+    EXPECT_EQ(queue->head, 0u);
+    EXPECT_EQ(queue->tail, 0u);
+    EXPECT_EQ(vorel_threadpool_queue_is_empty(queue.get()), 1);
+    // A slot that is taken although the count says otherwise.
+    queue->slots[0] = &tasks[5];
+    EXPECT_EQ(vorel_threadpool_queue_enqueue(queue.get(), &tasks[0]), -1);
+    EXPECT_EQ(vorel_threadpool_queue_enqueue(nullptr, &tasks[0]), -1);
+    EXPECT_EQ(vorel_threadpool_queue_dequeue(nullptr), nullptr);
+}
+
+TEST(ThreadPool, WaitingTakesNoProcessorTime) {
+    const auto cpu_seconds = [] {
+        timespec time;
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+    };
+    Gate gate;
+    vorel_threadpool *pool = vorel_threadpool_init(4);
+    ASSERT_NE(pool, nullptr);
+    ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
+    gate.wait_for(&Gate::inside, 1);
+    std::thread opener([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        gate.open_up();
+    });
+    const double before = cpu_seconds();
+    vorel_threadpool_free(pool, 1);
+    opener.join();
+    EXPECT_LT(cpu_seconds() - before, 0.1);
+}
+
+}  // namespace
+}  // namespace vorel::test

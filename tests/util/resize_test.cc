@@ -1,0 +1,419 @@
+// Resizers: the closed formula of the taps, bands, canvases, fused forms, sizes that are refused.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <tuple>
+#include <vector>
+
+#include "support/counting_allocator.h"
+#include "util/model.h"
+
+namespace vorel::test {
+namespace {
+
+struct Size {
+    int width, height;
+};
+enum Way { kChosen, kSingle, kThreaded };
+
+// The forms from one frame to another, brought to one signature.
+struct Family {
+    const char *name;
+    int32_t format;
+    void (*run)(Way way, const uint8_t *src, uint8_t *dst, Size from, Size to);
+};
+
+struct Planes {
+    const uint8_t *y, *u, *v;
+    Planes(const uint8_t *src, Size size)
+        : y(src), u(src + area(size.width, size.height)), v(u + area(half_up(size.width), half_up(size.height))) {}
+};
+
+using FrameFn = void (*)(const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
+template <FrameFn... kForms>
+void run_frame(Way way, const uint8_t *src, uint8_t *dst, Size from, Size to) {
+    constexpr FrameFn kByWay[] = {kForms...};
+    kByWay[way](src, dst, from.width, from.height, to.width, to.height);
+}
+
+constexpr Family kFamilies[] = {
+    {"y_u_v", COLOR_YUV420,
+     [](Way way, const uint8_t *src, uint8_t *dst, Size s, Size d) {
+         const Planes p(src, s);
+         if (way == kChosen) return vorel_resize_y_u_v(p.y, p.u, p.v, dst, s.width, s.height, d.width, d.height);
+         (way == kSingle ? vorel_resize_y_u_v_sg : vorel_resize_y_u_v_tps)(p.y, p.u, p.v, dst, s.width, s.height,
+                                                                           d.width, d.height, nullptr);
+     }},
+    {"y_nv21", COLOR_NV21,
+     [](Way way, const uint8_t *src, uint8_t *dst, Size s, Size d) {
+         const Planes p(src, s);
+         if (way == kChosen) return vorel_resize_y_nv21(p.y, p.u, dst, s.width, s.height, d.width, d.height);
+         (way == kSingle ? vorel_resize_y_nv21_sg : vorel_resize_y_nv21_tps)(p.y, p.u, dst, s.width, s.height, d.width,
+                                                                             d.height, nullptr);
+     }},
+    {"yuv420", COLOR_YUV420, run_frame<vorel_resize_yuv420, vorel_resize_yuv420_sg, vorel_resize_yuv420_tps>},
+    {"nv21", COLOR_NV21, run_frame<vorel_resize_nv21, vorel_resize_nv21_sg, vorel_resize_nv21_tps>},
+    {"rgba8888", COLOR_RGBA8888, run_frame<vorel_resize_rgba8888, vorel_resize_rgba8888_sg, vorel_resize_rgba8888_tps>},
+    {"rgb888", COLOR_RGB888, run_frame<vorel_resize_rgb888, vorel_resize_rgb888, vorel_resize_rgb888>},
+};
+
+std::string named(const Family &family, Size s, Size d) {
+    return std::string(family.name) + " " + std::to_string(s.width) + "x" + std::to_string(s.height) + " to " +
+           std::to_string(d.width) + "x" + std::to_string(d.height);
+}
+
+TEST(Resize, EveryFormEqualsTheClosedFormula) {
+    constexpr Size kSizes[][2] = {{{1, 1}, {1, 1}},       {{1, 1}, {7, 5}},        {{8, 8}, {3, 3}},
+                                  {{40, 30}, {20, 15}},   {{64, 64}, {32, 32}},    {{65, 33}, {5, 5}},
+                                  {{33, 65}, {33, 65}},   {{17, 9}, {50, 41}},     {{200, 100}, {9, 64}},
+                                  {{640, 3}, {10, 2}},    {{3, 640}, {2, 10}},     {{128, 96}, {64, 24}},
+                                  {{100, 1040}, {48, 3}}, {{35, 1039}, {31, 700}}, {{12, 1024}, {12, 1024}},
+                                  {{30, 1100}, {8, 1}},   {{131, 70}, {66, 35}},   {{16, 2000}, {12, 2600}}};
+    for (const auto &pair : kSizes) {
+        const Size from = pair[0], to = pair[1];
+        for (const Family &family : kFamilies) {
+            const Bytes noisy = noise(frame_bytes(family.format, from.width, from.height), 3);
+            GuardBuffer src(noisy);
+            const Bytes expected = model_resize(family.format, noisy, from.width, from.height, to.width, to.height);
+            for (const Way way : {kChosen, kSingle, kThreaded}) {
+                const Bytes out =
+                    whole_output(expected.size(), [&](uint8_t *dst) { family.run(way, src.data(), dst, from, to); });
+                ASSERT_TRUE(out == expected) << named(family, from, to) << " way " << way;
+            }
+        }
+    }
+}
+
+TEST(Resize, KnownValues) {
+    Bytes ramp(64), out(9);
+    for (int i = 0; i < 64; ++i) ramp[static_cast<size_t>(i)] = static_cast<uint8_t>(16 * (i / 8) + i % 8);
+    Bytes frame = ramp;
+    frame.resize(yuv_bytes(8, 8), 255);
+    out.resize(yuv_bytes(3, 3));
+    vorel_resize_yuv420(frame.data(), out.data(), 8, 8, 3, 3);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 9), (Bytes{16, 18, 20, 56, 58, 60, 104, 106, 108}));
+    EXPECT_EQ(Bytes(out.begin() + 9, out.end()), Bytes(8, 252));
+    // At its own size a picture loses its two lowest bits.
+    for (const Family &family : kFamilies) {
+        Bytes src = noise(frame_bytes(family.format, 21, 13), 1), same(src.size());
+        family.run(kChosen, src.data(), same.data(), {21, 13}, {21, 13});
+        for (uint8_t &byte : src) byte &= 0xFC;
+        EXPECT_TRUE(same == src) << family.name;
+    }
+}
+
+TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
+    const ShuffledTasks shuffled(9);
+    const Bytes src = noise(area(29, 3000) * 4, 2);
+    for (int height = 1; height <= 3000; height += kSlowBuild ? 89 : 1) {
+        const Size from = {1 + height * 11 % 29, height};
+        const int to_height = height % 3 == 0 ? height * 2 : height % 5 ? height / 2 : height / 17;
+        const Size to = {1 + height * 5 % 23, 1 + to_height};
+        for (const Family &family : kFamilies) {
+            Bytes single(frame_bytes(family.format, to.width, to.height), 1), threaded(single.size(), 2);
+            family.run(kSingle, src.data(), single.data(), from, to);
+            family.run(kThreaded, src.data(), threaded.data(), from, to);
+            ASSERT_TRUE(single == threaded) << named(family, from, to);
+        }
+    }
+}
+
+TEST(Resize, RepeatedThreadedRunsAreEqual) {
+    for (const int height : {1024, 1039, 1040, 2047}) {
+        for (const Family &family : kFamilies) {
+            const Size from = {37, height}, to = {21, height * 3 / 4};
+            const Bytes src = noise(frame_bytes(family.format, 37, height), 2);
+            Bytes single(frame_bytes(family.format, to.width, to.height)), threaded = single;
+            family.run(kSingle, src.data(), single.data(), from, to);
+            for (int i = 0; i < (kSlowBuild ? 5 : 100); ++i) {
+                std::fill(threaded.begin(), threaded.end(), 0);
+                family.run(kThreaded, src.data(), threaded.data(), from, to);
+                ASSERT_TRUE(single == threaded) << named(family, from, to);
+            }
+        }
+    }
+}
+
+// Bands made by hand: a chain of records that are moved on by _get_pos, run in any order, makes the whole result.
+TEST(Resize, BandsOfAnyHeightMakeTheWholeResult) {
+    for (const Size to : {Size{20, 12}, {8, 96}, {36, 60}}) {
+        const Size from = {36, 61};
+        for (const int band_rows : {1, 7, 32, 100}) {
+            const Bytes src = noise(area(36, 61) * 4, 5);
+            const Bytes expected = model_resize(COLOR_RGBA8888, src, 36, 61, to.width, to.height);
+            const Bytes out = whole_output(expected.size(), [&](uint8_t *dst) {
+                ResizeBand band = {};
+                band.srcWidth = from.width;
+                band.srcHeight = from.height;
+                band.dstWidth = to.width;
+                band.dstHeight = to.height;
+                band.srcY = src.data();
+                band.dst = dst;
+                band.bandRows = band_rows;
+                band.tapA = from.height >> 2;
+                band.tapB = (3 * from.height) >> 2;
+                std::vector<ResizeBand> bands;
+                while (band.rowsDone < from.height) {
+                    bands.push_back(band);
+                    vorel_resize_rgba8888_get_pos(&band);
+                    EXPECT_EQ(band.rowsThisBand, std::min(band_rows, from.height - bands.back().rowsDone));
+                    bands.back().rowsThisBand = band.rowsThisBand;
+                }
+                for (size_t i = bands.size(); i-- > 0;) {
+                    vorel_resize_rgba8888_tp(&bands[i]);
+                    EXPECT_EQ(bands[i].finished, 1);
+                }
+            });
+            EXPECT_TRUE(out == expected) << to.height << " in bands of " << band_rows;
+        }
+    }
+    // Without the scratch that it needs a band ends at once.
+    Bytes plane(100, 1);
+    ResizeBand band = {};
+    band.srcWidth = band.srcHeight = 10;
+    band.dstWidth = band.dstHeight = 5;
+    band.srcY = band.srcU = band.srcV = plane.data();
+    band.rowsThisBand = 10;
+    vorel_resize_y_u_v_tp(&band);
+    EXPECT_EQ(band.finished, 1);
+    EXPECT_EQ(band.rowsDone, 0);
+}
+
+// ---- Canvases
+
+using IntoCanvas = void (*)(const uint8_t *src, ResizeCanvas *canvas, Size from);
+struct CanvasFamily {
+    const char *name;
+    int32_t format;
+    IntoCanvas forms[3];
+};
+template <auto kForm>
+void planes_into(const uint8_t *src, ResizeCanvas *canvas, Size s) {
+    const Planes p(src, s);
+    kForm(p.y, p.u, p.v, nullptr, s.width, s.height, 0, 0, canvas);
+}
+template <auto kForm>
+void pairs_into(const uint8_t *src, ResizeCanvas *canvas, Size s) {
+    const Planes p(src, s);
+    kForm(p.y, p.u, nullptr, s.width, s.height, 0, 0, canvas);
+}
+template <auto kForm>
+void packed_into(const uint8_t *src, ResizeCanvas *canvas, Size s) {
+    kForm(src, canvas, s.width, s.height);
+}
+constexpr CanvasFamily kCanvasFamilies[] = {
+    {"y_u_v",
+     COLOR_YUV420,
+     {[](const uint8_t *src, ResizeCanvas *canvas, Size s) {
+          const Planes p(src, s);
+          vorel_resize_y_u_v_keep_ratio(p.y, p.u, p.v, canvas, s.width, s.height);
+      },
+      planes_into<vorel_resize_y_u_v_sg>, planes_into<vorel_resize_y_u_v_tps>}},
+    {"y_nv21",
+     COLOR_NV21,
+     {[](const uint8_t *src, ResizeCanvas *canvas, Size s) {
+          const Planes p(src, s);
+          vorel_resize_y_nv21_keep_ratio(p.y, p.u, canvas, s.width, s.height);
+      },
+      pairs_into<vorel_resize_y_nv21_sg>, pairs_into<vorel_resize_y_nv21_tps>}},
+    {"rgba8888",
+     COLOR_RGBA8888,
+     {packed_into<vorel_resize_rgba8888_keep_ratio>, packed_into<vorel_resize_rgba8888_keep_ratio_sg>,
+      packed_into<vorel_resize_rgba8888_keep_ratio_tps>}},
+};
+
+// A plane laid into a plane filled with one value.
+Bytes pasted(const uint8_t *src, Size from, Size to, int left, int top, int unit, uint8_t fill) {
+    Bytes out(area(to.width, to.height) * static_cast<size_t>(unit), fill);
+    for (int y = 0; y < from.height; ++y) {
+        for (int x = 0; x < from.width; ++x) {
+            const int to_x = x + left, to_y = y + top;
+            if (to_x < 0 || to_y < 0 || to_x >= to.width || to_y >= to.height) continue;
+            std::memcpy(&out[static_cast<size_t>((to_y * to.width + to_x) * unit)], src + (y * from.width + x) * unit,
+                        static_cast<size_t>(unit));
+        }
+    }
+    return out;
+}
+Bytes model_canvas(int32_t format, const Bytes &picture, Size size, Size canvas, int left, int top) {
+    if (format == COLOR_RGBA8888) return pasted(picture.data(), size, canvas, left, top, 4, 0);
+    const Size chroma = {half_up(size.width), half_up(size.height)};
+    const Size canvas_chroma = {half_up(canvas.width), half_up(canvas.height)};
+    Bytes out = pasted(picture.data(), size, canvas, left, top, 1, 0);
+    const uint8_t *at = picture.data() + area(size.width, size.height);
+    const int unit = format == COLOR_YUV420 ? 1 : 2;
+    for (int i = 0; i < 3 - unit; ++i, at += area(chroma.width, chroma.height)) {
+        const Bytes part = pasted(at, chroma, canvas_chroma, left / 2, top / 2, unit, 128);
+        out.insert(out.end(), part.begin(), part.end());
+    }
+    return out;
+}
+
+struct CanvasCase {
+    Size from, canvas;
+    int left, top, target;
+};
+// Inside, flush with the edges, over the top, the left and the bottom, and wholly outside.
+constexpr CanvasCase kCanvasCases[] = {
+    {{40, 30}, {64, 48}, 8, 6, 32},    {{40, 30}, {64, 48}, 24, 18, 40},     {{33, 47}, {65, 71}, 5, 3, 41},
+    {{40, 30}, {64, 48}, 8, 40, 32},   {{40, 30}, {64, 48}, -8, -6, 32},     {{40, 30}, {64, 48}, -100, 0, 60},
+    {{20, 1100}, {31, 700}, 3, 9, 12}, {{20, 1100}, {31, 700}, -2, -50, 12}, {{40, 30}, {64, 48}, 4, 500, 32},
+};
+
+TEST(Resize, CanvasesTakeThePictureAndItsEdgesCutIt) {
+    for (const CanvasCase &c : kCanvasCases) {
+        const Size target = {c.target, c.from.height * c.target / c.from.width};
+        for (const CanvasFamily &family : kCanvasFamilies) {
+            const Bytes src = noise(frame_bytes(family.format, c.from.width, c.from.height), 6);
+            const Bytes picture =
+                model_resize(family.format, src, c.from.width, c.from.height, target.width, target.height);
+            const Bytes expected = model_canvas(family.format, picture, target, c.canvas, c.left, c.top);
+            for (const IntoCanvas form : family.forms) {
+                const Bytes out = whole_output(expected.size(), [&](uint8_t *pixels) {
+                    ResizeCanvas canvas = {pixels, c.canvas.width, c.canvas.height, c.left, c.top, c.target};
+                    form(src.data(), &canvas, c.from);
+                });
+                ASSERT_TRUE(out == expected) << family.name << " at " << c.left << "," << c.top;
+            }
+        }
+    }
+}
+
+TEST(Resize, CanvasesTooSmallStayUntouched) {
+    const Bytes src = noise(100 * 100 * 4, 1);
+    const ResizeCanvas kCanvases[] = {
+        {nullptr, 64, 48, 33, 0, 32},        {nullptr, 64, 23, 0, 0, 32},
+        {nullptr, 64, 48, 0, 0, 0},          {nullptr, 64, 48, 0, 0, -4},
+        {nullptr, 0, 48, -50, 0, 32},        {nullptr, 64, 0, 0, 0, 1},
+        {nullptr, 64, 48, INT32_MAX, 0, 32}, {nullptr, INT32_MAX, INT32_MAX, 0, 0, 32},
+        {nullptr, 64, -48, 0, -99, 32},
+    };
+    for (ResizeCanvas canvas : kCanvases) {
+        GuardBuffer pixels(64, 5);
+        canvas.pixels = pixels.data();
+        for (const CanvasFamily &family : kCanvasFamilies)
+            for (const IntoCanvas form : family.forms) form(src.data(), &canvas, {40, 30});
+        vorel_resize_y_nv21_to_rgba_keep_ratio(src.data(), src.data(), &canvas, 40, 30);
+        vorel_resize_y_u_v_to_bgra_keep_ratio(src.data(), src.data(), src.data(), &canvas, 40, 30);
+        EXPECT_EQ(pixels.bytes(), Bytes(64, 5));
+    }
+    ResizeCanvas flat = {nullptr, 64, 48, 0, 0, 32};  // 40 x 1 gives a height of 0
+    GuardBuffer pixels(64, 5);
+    flat.pixels = pixels.data();
+    vorel_resize_rgba8888_keep_ratio(src.data(), &flat, 40, 1);
+    vorel_resize_rgba8888_keep_ratio(src.data(), nullptr, 40, 30);
+    vorel_resize_y_u_v_keep_ratio(src.data(), src.data(), src.data(), nullptr, 40, 30);
+    EXPECT_EQ(pixels.bytes(), Bytes(64, 5));
+}
+
+// ---- Fused forms
+
+using Convert = void (*)(int32_t, int32_t, const uint8_t *, uint8_t *);
+struct Fused {
+    const char *name;
+    bool planes;
+    Convert convert;
+    void (*pairs)(const uint8_t *, const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
+    void (*pairs_into)(const uint8_t *, const uint8_t *, ResizeCanvas *, int32_t, int32_t);
+    void (*three)(const uint8_t *, const uint8_t *, const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
+    void (*three_into)(const uint8_t *, const uint8_t *, const uint8_t *, ResizeCanvas *, int32_t, int32_t);
+};
+#define VOREL_FUSED_PAIRS(FORMAT, TO)                                                  \
+    {                                                                                  \
+#FORMAT #TO, false, FORMAT##_to_##TO##8888, vorel_resize_y_##FORMAT##_to_##TO, \
+            vorel_resize_y_##FORMAT##_to_##TO##_keep_ratio, nullptr, nullptr           \
+    }
+#define VOREL_FUSED_PLANES(TO)                                                         \
+    {                                                                                  \
+#TO, true, yuv420_to_##TO##8888, nullptr, nullptr, vorel_resize_y_u_v_to_##TO, \
+            vorel_resize_y_u_v_to_##TO##_keep_ratio                                    \
+    }
+constexpr Fused kFused[] = {VOREL_FUSED_PAIRS(nv21, rgba), VOREL_FUSED_PAIRS(nv12, rgba), VOREL_FUSED_PAIRS(nv21, bgra),
+                            VOREL_FUSED_PAIRS(nv12, bgra), VOREL_FUSED_PLANES(rgba),      VOREL_FUSED_PLANES(bgra)};
+
+TEST(Resize, FusedFormsAreTheResizerAndTheConverter) {
+    for (const Fused &fused : kFused) {
+        const int32_t format = fused.planes ? COLOR_YUV420 : COLOR_NV21;
+        for (const auto &[from, to] : {std::tuple(Size{40, 30}, Size{21, 17}), {{30, 1030}, {16, 1300}}}) {
+            const Bytes src = noise(frame_bytes(format, from.width, from.height), 7);
+            const Planes p(src.data(), from);
+            const Bytes small = model_resize(format, src, from.width, from.height, to.width, to.height);
+            Bytes expected(area(to.width, to.height) * 4);
+            fused.convert(to.width, to.height, small.data(), expected.data());
+            EXPECT_TRUE(whole_output(expected.size(),
+                                     [&, s = from, d = to](uint8_t *out) {
+                                         fused.planes
+                                             ? fused.three(p.y, p.u, p.v, out, s.width, s.height, d.width, d.height)
+                                             : fused.pairs(p.y, p.u, out, s.width, s.height, d.width, d.height);
+                                     }) == expected)
+                << fused.name;
+        }
+        const CanvasCase &c = kCanvasCases[2];
+        const Size target = {c.target, c.from.height * c.target / c.from.width};
+        const Bytes src = noise(frame_bytes(format, c.from.width, c.from.height), 8);
+        const Planes p(src.data(), c.from);
+        const Bytes canvas_yuv =
+            model_canvas(format, model_resize(format, src, c.from.width, c.from.height, target.width, target.height),
+                         target, c.canvas, c.left, c.top);
+        Bytes expected(area(c.canvas.width, c.canvas.height) * 4);
+        fused.convert(c.canvas.width, c.canvas.height, canvas_yuv.data(), expected.data());
+        EXPECT_TRUE(
+            whole_output(expected.size(),
+                         [&](uint8_t *out) {
+                             ResizeCanvas canvas = {out, c.canvas.width, c.canvas.height, c.left, c.top, c.target};
+                             fused.planes ? fused.three_into(p.y, p.u, p.v, &canvas, c.from.width, c.from.height)
+                                          : fused.pairs_into(p.y, p.u, &canvas, c.from.width, c.from.height);
+                             EXPECT_EQ(canvas.pixels, out);
+                         }) == expected)
+            << fused.name;
+    }
+}
+
+TEST(Resize, SizesThatMakeNoFrameTouchNothing) {
+    constexpr Size kBad[] = {{0, 4}, {4, 0}, {-4, 4}, {4, -4}, {65536, 65536}, {INT32_MAX, 3}, {INT32_MIN, INT32_MIN}};
+    GuardBuffer nothing(96, 4);
+    for (const Size bad : kBad) {
+        for (const Family &family : kFamilies) {
+            for (const Way way : {kChosen, kSingle, kThreaded}) {
+                if (bad.width > 0 && bad.height > 0 && family.format != COLOR_RGBA8888) continue;
+                family.run(way, nothing.data(), nothing.data(), bad, {4, 4});
+                family.run(way, nothing.data(), nothing.data(), {4, 4}, bad);
+            }
+        }
+        vorel_resize_yuv420(nothing.data(), nothing.data(), bad.width, bad.height, 4, 4);
+        vorel_resize_nv21_tps(nothing.data(), nothing.data(), 4, 4, bad.width, bad.height);
+        vorel_resize_y_u_v_to_rgba(nothing.data(), nothing.data(), nothing.data(), nothing.data(), 4, 4, bad.width,
+                                   bad.height);
+        vorel_resize_y_nv12_to_bgra(nothing.data(), nothing.data(), nothing.data(), bad.width, bad.height, 4, 4);
+    }
+    vorel_resize_rgba8888(nullptr, nothing.data(), 4, 4, 4, 4);
+    vorel_resize_rgba8888(nothing.data(), nullptr, 4, 4, 4, 4);
+    vorel_resize_y_u_v(nothing.data(), nullptr, nothing.data(), nothing.data(), 4, 4, 4, 4);
+    vorel_resize_y_u_v(nothing.data(), nothing.data(), nullptr, nothing.data(), 4, 4, 4, 4);
+    vorel_resize_y_nv21(nothing.data(), nullptr, nothing.data(), 4, 4, 4, 4);
+    vorel_resize_yuv420(nullptr, nothing.data(), 4, 4, 4, 4);
+    EXPECT_EQ(nothing.bytes(), Bytes(96, 4));
+}
+
+// Without scratch nothing is written; any other memory only makes the work slower.
+TEST(Resize, WithoutMemoryNothingOrTheWholeResultIsWritten) {
+    for (const Family &family : kFamilies) {
+        for (const Size to : {Size{20, 600}, {21, 601}}) {
+            const Bytes src = noise(frame_bytes(family.format, 30, 1100), 7);
+            const Bytes expected = model_resize(family.format, src, 30, 1100, to.width, to.height);
+            const bool may_fail = to.width % 4 && family.format != COLOR_RGBA8888 && family.format != COLOR_RGB888;
+            int failures = 0;
+            with_each_allocation_failing([&](CountingAllocator &) {
+                Bytes out(expected.size(), 3);
+                family.run(kChosen, src.data(), out.data(), {30, 1100}, to);
+                if (out == expected) return;
+                ++failures;
+                EXPECT_TRUE(out == Bytes(expected.size(), 3)) << family.name;
+            });
+            EXPECT_EQ(failures, may_fail ? 1 : 0) << family.name;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

@@ -1,0 +1,46 @@
+// What the subcommands on frames share.
+#include "frames.h"
+
+#include <cstdio>
+
+#include "progress.h"
+#include "readers.h"
+#include "writers.h"
+
+namespace vorel_tool {
+
+void add_frame_options(CLI::App *command, FrameOptions *options) {
+    command->add_option("IN", options->in, "The picture: .raw, .png or .ppm")->required();
+    command->add_option("OUT", options->out, "Where to: .raw, .png or .ppm")->required();
+    command->add_option("--format", options->format, "Pixel layout of a .raw input")
+        ->check(CLI::IsMember(format_names()))
+        ->capture_default_str();
+    command->add_option("--from-size", options->from_size, "Size of a .raw input, WIDTHxHEIGHT");
+}
+
+void check_frame_options(const FrameOptions &options) {
+    for (const std::string &path : {options.in, options.out})
+        if (kind_of_file(path) == FileKind::kUnknown)
+            throw BadUsage(path + ": the name has to end in .raw, .png or .ppm");
+    if ((kind_of_file(options.in) == FileKind::kRaw) == options.from_size.empty())
+        throw BadUsage("--from-size: a .raw input needs it, another has a size of its own");
+    if (!options.from_size.empty()) parse_size("--from-size", options.from_size);
+}
+
+Picture read_frame(const FrameOptions &options) {
+    switch (kind_of_file(options.in)) {
+        case FileKind::kPng:
+            return read_png(options.in);
+        case FileKind::kPpm:
+            return read_ppm(options.in);
+        default:
+            return read_raw(options.in, *find_format(options.format), parse_size("--from-size", options.from_size));
+    }
+}
+
+void write_frame(const Picture &picture, const std::string &path) {
+    write_picture(picture, path, cancelled);
+    std::printf("%s: %d x %d, %s\n", path.c_str(), picture.width, picture.height, picture.format->name);
+}
+
+}  // namespace vorel_tool

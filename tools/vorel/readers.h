@@ -1,0 +1,17 @@
+// Pictures from files without the library: raw frames, PNG and PPM.
+#pragma once
+
+#include <string>
+
+#include "pixels.h"
+#include "sizes.h"
+
+namespace vorel_tool {
+
+// A raw frame holds the bytes of `format` at `size`, no more and no less. Throws Failure.
+Picture read_raw(const std::string &path, const PixelFormat &format, Size size);
+// As RGB888; PPM is binary with 8 bits a sample.
+Picture read_png(const std::string &path);
+Picture read_ppm(const std::string &path);
+
+}  // namespace vorel_tool
