@@ -25,8 +25,12 @@ struct Family {
 
 struct Planes {
     const uint8_t *y, *u, *v;
-    Planes(const uint8_t *src, Size size)
-        : y(src), u(src + area(size.width, size.height)), v(u + area(half_up(size.width), half_up(size.height))) {}
+    // Sizes that make no frame have their planes at its start.
+    Planes(const uint8_t *src, Size size) : y(src), u(src), v(src) {
+        if (size.width < 1 || size.height < 1) return;
+        u += area(size.width, size.height);
+        v = u + area(half_up(size.width), half_up(size.height));
+    }
 };
 
 using FrameFn = void (*)(const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);

@@ -138,7 +138,7 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
                         const Plane &plane = coded->components[c].plane;
                         planes[c] = plane.samples.data() + static_cast<ptrdiff_t>(y) * plane.width;
                         // Four times the same sample, in its ten bits.
-                        for (size_t x = 0; x < words.size(); ++x) words[x] += uint32_t{planes[c][x]} * 4 << (20 - 10 * c);
+                        for (size_t x = 0; sums && x < words.size(); ++x) words[x] += uint32_t{planes[c][x]} * 4 << (20 - 10 * c);
                     }
                     sums ? row.write_sums(record.get(), words.data(), spec.width)
                          : row.write(record.get(), planes, spec.width);
