@@ -96,6 +96,7 @@ typedef struct GifInfo {
 /* Decodes the first image onto the background: the whole buffer is filled with the background colour, or with
  * transparency when the image has a transparent index; gifFlag of the session tells which (1 transparent). The fill
  * takes the components of a colour word from bits 20, 10 and 0 on. The session need not be parsed.
+ * An animation that runs on the session ends.
  * 1 when the image was decoded, also when the input ended in it (rows so far), else 0. No log lines, no error word. */
 VOREL_API int32_t VORELBRIMI_DecodeGIF(DecInfo *session, void *output, int32_t width, int32_t height);
 

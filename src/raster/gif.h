@@ -73,6 +73,7 @@ struct GifWork {
     int32_t sampled_width;                      // output columns that the two have room for
     uint32_t words[vorel::kGifPaletteColours];  // by index: what is stored for it
 
+    bool opaque;         // animated: no pixel of the canvas is transparent
     uint8_t *delivered;  // animated, by output row: the frame has written it
     int32_t delivered_rows;
 

@@ -18,8 +18,11 @@ bool share_palettes(DecInfo *session) {
 
 bool make_canvas(GifInfo *info) {
     const uint64_t pixels = static_cast<uint64_t>(info->outWidth) * static_cast<uint64_t>(info->outHeight);
-    info->canvas = os_allocate_array<uint32_t>(pixels);
+    size_t bytes;
+    if (!checked_product(pixels, sizeof *info->canvas, &bytes)) return false;
+    info->canvas = static_cast<uint32_t *>(os_allocate(bytes + 1));  // never of no bytes
     if (!info->canvas) return false;
+    info->work->opaque = !info->transparentFlag;
     std::fill(info->canvas, info->canvas + pixels, info->transparentFlag ? kGifTransparent : kGifBackground);
     return true;
 }

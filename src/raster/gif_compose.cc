@@ -63,5 +63,6 @@ extern "C" void BRIMI_MakeFrameLineBuffer(GifInfo *info) {
     if (info->disposal == kDisposeToBackground) {
         uint32_t *start = canvas + info->work->first_column;
         std::fill(start, start + info->work->columns, info->transparentFlag ? kGifTransparent : kGifBackground);
+        if (info->transparentFlag) info->work->opaque = false;
     }
 }

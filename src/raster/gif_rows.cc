@@ -102,14 +102,29 @@ void store_still_row(GifInfo *info) {
     }
 }
 
-// 0xFFFFFFFF is stored as 0.
+// 0xFFFFFFFF is stored as 0. Through a block, so that the compiler sees that nothing overlaps and makes vectors of it.
+void store_canvas_words(const uint32_t *words, int32_t count, uint8_t *out) {
+    constexpr int32_t kBlock = 16;
+    uint32_t block[kBlock];
+    const auto stored = [](uint32_t word) { return word == kGifTransparent ? 0 : word; };
+    int32_t x = 0;
+    for (; x + kBlock <= count; x += kBlock, out += sizeof block) {
+        for (int32_t i = 0; i < kBlock; ++i) block[i] = stored(words[x + i]);
+        std::memcpy(out, block, sizeof block);
+    }
+    for (; x < count; ++x, out += sizeof *block) {
+        block[0] = stored(words[x]);
+        std::memcpy(out, block, sizeof *block);
+    }
+}
+
 void store_animated_row(GifInfo *info, int32_t row) {
     if (row < 0) return;
     uint8_t *out = info->output + ptrdiff_t{info->stride} * row;
-    const uint32_t *words = info->lineOut;
-    for (int32_t x = 0; x < info->outWidth; ++x) {
-        const uint32_t word = words[x] == kGifTransparent ? 0 : words[x];
-        std::memcpy(out + size_t{4} * static_cast<size_t>(x), &word, sizeof word);
+    if (!info->work->opaque) {
+        store_canvas_words(info->lineOut, info->outWidth, out);
+    } else {
+        std::memcpy(out, info->lineOut, static_cast<size_t>(info->outWidth) * sizeof *info->lineOut);
     }
     info->work->delivered[row] = 1;
     ++info->outputRow;
