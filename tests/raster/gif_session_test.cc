@@ -244,6 +244,24 @@ TEST(GifBlocks, WhatIsPassedOver) {
     }
 }
 
+// More than the decoder looks ahead, and it looks like image descriptors.
+TEST(GifBlocks, DataBehindTheLastRowIsPassedOver) {
+    const Bytes file = gif_file(ramp_file());
+    const Bytes codes = gif_codes({0, 1, 2, 3}, {});
+    const Bytes before = head(file, file.size() - 1 - codes.size());
+    for (const size_t surplus : {1, 300, 4096, 20000}) {
+        const Bytes descriptor = {0x2C, 0, 0, 0, 0, 4, 0, 1, 0, 0};
+        Bytes descriptors;
+        while (descriptors.size() < surplus) descriptors.push_back(descriptor[descriptors.size() % descriptor.size()]);
+        const Bytes data = cat({head(codes, codes.size() - 1), gif_sub_blocks(descriptors)});
+        const Bytes second = tail(file, file.size() - 25);
+        const auto got = decode_animation(Kind::kMemory, cat({before, data, second}), {4, 1}, {4, 1, 7});
+        ASSERT_EQ(got.size(), 2u) << surplus;
+        EXPECT_EQ(got[1].result, 3) << surplus;
+        EXPECT_EQ(got[1].pixels, got[0].pixels) << surplus;
+    }
+}
+
 TEST(GifBlocks, RefusedHeaders) {
     for (const char *signature : {"GIF89a", "GIF00Z", "GIFxyz", "GIF891", "GIF8aa", "gif89a", "GIG89a"}) {
         Bytes bytes = gif_file(ramp_file());
