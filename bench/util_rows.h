@@ -2,18 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <string>
 #include <vector>
+
+#include "turns.h"
 
 namespace vorel_bench {
 
-struct UtilRow {
-    std::string name;
-    std::function<void()> ours, peer;
-    size_t bytes;  // read and written by ours at the least
-    bool threads;  // ours runs on several
-};
+using UtilRow = TurnRow;
 
 // Frames for all rows of one size: big enough for any layout, and noise.
 class UtilFrames {

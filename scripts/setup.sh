@@ -3,8 +3,8 @@
 # The library and the command-line program.
 packages_build=(cmake ninja-build g++ libhwy-dev libcli11-dev nlohmann-json3-dev libpng-dev)
 # The tests: the framework, and the independent libraries that results are held against.
-packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev)
-packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev)
+packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev libgif-dev)
+packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev)
 # The wider checks of .ci/run: sanitizers and fuzzing, the AArch64 build, the installed package.
 packages_checks=(clang llvm libclang-rt-dev g++-aarch64-linux-gnu qemu-user-static googletest pkg-config binutils)
 

@@ -141,7 +141,7 @@ typedef struct DecInfo {
     int32_t imageType;
     VorelCheckFn checkFn; /* called once per iMCU row */
     ProgressRecord *progress;
-    uint32_t gifFlag;
+    uint32_t gifFlag; /* 1: the GIF that was decoded has a transparent index */
     void *codecState;
     struct Midpoint *midpointState;
     struct JpegInfo *retainedJpegInfo;
@@ -171,6 +171,7 @@ typedef struct DecInfo {
     uint32_t dualBusy;
     uint32_t multiScan;
     uint32_t multiscanInterval;
+    uint32_t frameDelay; /* animated GIF: delay of the frame that follows, ms */
 } DecInfo;
 
 typedef struct DecInfoHolder {

@@ -1,4 +1,4 @@
-/* Raster formats: WBMP. */
+/* Raster formats: WBMP, GIF. */
 #ifndef VOREL_RASTER_H
 #define VOREL_RASTER_H
 
@@ -31,6 +31,164 @@ VOREL_API int32_t BRIMI_WBMPgetMultibyte2Int(const uint8_t *scratch, int32_t byt
 
 /* base to the power of exponent, modulo 2^32; 1 for an exponent below 1. */
 VOREL_API int32_t BRIMI_WBMPpow(int32_t base, int32_t exponent);
+
+/* ---- GIF ------------------------------------------------------------------------------------------------------ */
+/* GIF87a and GIF89a (clauses are those of GIF89a). Pixels come out in formats 7 and 8, colour indices, one byte a
+ * pixel, in VOREL_GIF_INDICES; of every other format at most the background is stored. A palette colour loses the low
+ * bit of its byte 0 (red in format 7, blue in 8), so white is FE FF FF FF in both.
+ *
+ * A picture is shrunk to fit the width x height that are asked for, never enlarged, its aspect kept, and stands in the
+ * middle of a buffer of width x height pixels; with VOREL_OPTION_FIT_PACKED the buffer is as large as the picture, and
+ * VOREL_OPTION_FIT_STRETCH takes the size as asked for. outWidth and outHeight of the session hold the size. Rows and
+ * columns are picked by their centres. With a rotation option everything is decoded and nothing but the background
+ * stored. */
+
+enum { VOREL_GIF_INDICES = 13 };
+
+/* Clause 22 and Appendix F: the string of a code is that of its prefix and one index. */
+typedef struct GifTranslation {
+    uint32_t prefix[4096];
+    uint8_t suffix[4096];
+    uint32_t length[4096];
+} GifTranslation;
+
+/* A block of the input: available unread bytes at cursor, inside buffer of 4096 bytes. */
+typedef struct GifInput {
+    int32_t available;
+    uint8_t *cursor;
+    uint8_t *buffer;
+    IoInfo *stream; /* the session's, or the caller's */
+} GifInput;
+
+struct GifWork;
+
+/* The state of a decode, on DecInfo.codecState. */
+typedef struct GifInfo {
+    int32_t width, height; /* logical screen */
+    uint32_t colourResolution;
+    uint8_t backgroundIndex, aspect;
+    uint32_t *globalPalette; /* 256 words: alpha, B, G, R from the top, in format 8 alpha, R, G, B */
+    uint32_t globalColours;  /* 0 without a table */
+    int32_t frameLeft, frameTop, frameWidth, frameHeight;
+    int32_t interlacePass, interlaced; /* pass 1 to 4, 0 for a frame that is not interlaced or done */
+    uint32_t *localPalette;
+    uint32_t localColours, minCodeSize, disposal, transparentFlag;
+    int32_t transparentIndex; /* -1 for none */
+    uint32_t delayMs;
+    uint32_t *palette; /* that of the frame: one of the two above */
+    int32_t paletteColours;
+    GifTranslation *lzw;
+    int32_t outputFormat, lineFill;
+    uint8_t *lineBuffer; /* indices not yet written, lineFill of at most width + 4096 */
+    GifInput *input;
+    int32_t requestedWidth, outWidth, outHeight, oneToOne;
+    uint32_t rotation;
+    int32_t stride, bytesPerPixel, currentRow;
+    uint8_t *output;    /* the picture's first pixel, null when none is stored */
+    uint32_t *canvas;   /* animated: outWidth x outHeight words; 0xFFFFFFFF transparent, 0x00FFFFFF background */
+    uint32_t *lineOut;  /* animated: the row to be written */
+    uint32_t *rowWords; /* a row of them */
+    int32_t animated, outputRow, rowsDone;
+    uint32_t *sharedPalette; /* the session's second gifLineBuffers */
+    struct GifWork *work;    /* the decoder's own */
+} GifInfo;
+
+/* Decodes the first image onto the background: the whole buffer is filled with the background colour, or with
+ * transparency when the image has a transparent index; gifFlag of the session tells which (1 transparent). The fill
+ * takes the components of a colour word from bits 20, 10 and 0 on. The session need not be parsed.
+ * An animation that runs on the session ends.
+ * 1 when the image was decoded, also when the input ended in it (rows so far), else 0. No log lines, no error word. */
+VOREL_API int32_t VORELBRIMI_DecodeGIF(DecInfo *session, void *output, int32_t width, int32_t height);
+
+/* The next picture of an animation, composed of the frames so far, in formats 7 and 8. width and height are those of
+ * the first call, output may change. What is around the picture is not touched.
+ * 1: more follow, and frameDelay of the session is the next frame's delay in ms; 3: that was the last, frameDelay 0;
+ * 0: the frame is damaged (rows so far, older pixels below) or there is none. Behind 3 and 0 all calls give 0.
+ * The state lives until VORELBRIMI_DeleteGIFInfo, after which the animation starts anew. */
+VOREL_API int32_t VORELBRIMI_DecodeAGIF(DecInfo *session, void *output, int32_t width, int32_t height);
+
+/* Do nothing and return 0. */
+VOREL_API int32_t VORELBRIMI_DecodeAGIFIter(DecInfo *session);
+VOREL_API int32_t VORELBRIMI_AborAGIF(DecInfo *session);
+VOREL_API int32_t VORELBRIMI_AbortGIFIter(DecInfo *session);
+
+/* Frees the state; to be called before the session is destroyed. 1, also without a state; 0 for null. */
+VOREL_API int32_t VORELBRIMI_DeleteGIFInfo(DecInfo *session);
+
+/* Of the image that was found last: colours of its palette, transparent index (-1 for none), delay in ms. Null
+ * outputs are left out; 1, or 0 without a state and for a null outTransparentIndex. */
+VOREL_API int32_t VORELBRIMI_GetColorInfo(DecInfo *session, uint32_t *outColours, int32_t *outTransparentIndex,
+                                          uint32_t *outDelay);
+
+/* The palette of that image, 256 words of the state; null without one. In format 8 each call first exchanges bytes 0
+ * and 2 of every word, for later frames as well. */
+VOREL_API uint32_t *VORELBRIMI_GetColorMap(DecInfo *session);
+
+/* An array of count null pointers for states, 0 to 4; null otherwise. */
+VOREL_API void **VORELBRIMI_SetDecodeAGIFBuffer(void *ignored1, void *ignored2, int32_t count);
+
+/* Frees such an array and its states: null, or records of VORELBRIM_OsMalloc that are zeroed or set up by
+ * VORELBRIMI_ParseGIFHeader_SKIA. */
+VOREL_API void VORELBRIMI_DeleteGIFInfo_SKIA(GifInfo **array, int32_t count);
+
+/* Sets up a state over an input up to its first image, without a session; what info held before is not looked at.
+ * sampleSize is 1 or more, the output size the screen's divided by it. With animated a screen side of 10000 or more is
+ * refused. 1, or 0 with info zeroed. Decoding goes on by hanging info on a session and VORELBRIMI_SetGIF_SKIA; it is
+ * freed by VORELBRIMI_DeleteGIFInfo or VORELBRIMI_DeleteGIFInfo_SKIA. The input stays the caller's. */
+VOREL_API int32_t VORELBRIMI_ParseGIFHeader_SKIA(IoInfo *stream, GifInfo *info, int32_t sampleSize, int32_t animated);
+
+/* Gives the state of the session another output size, with the output scaled. 1, or 0 without a state or memory. */
+VOREL_API int32_t VORELBRIMI_SetGIF_SKIA(DecInfo *session, int32_t width, int32_t height);
+
+/* The steps of a decode, in their order. A null argument does nothing and gives 0. */
+
+/* The output size of a state that a caller drives: VOREL_GIF_INDICES has rows of width bytes, formats 1 and 2 of
+ * 4 * width. 1, or 0 without memory. */
+VOREL_API int32_t BRIMI_InitializeGIF_SKIA(DecInfo *session, int32_t width, int32_t height);
+
+/* Words of count colours of three bytes R, G, B: for format 7, and for format 8. */
+VOREL_API void BRIMI_MakeColorTable(const uint8_t *rgb, uint32_t *palette, int32_t count);
+VOREL_API void BRIMI_MakeColorTable_BGRA(const uint8_t *rgb, uint32_t *palette, int32_t count);
+
+/* A new state on the session, in the place of an older one; null without memory. */
+VOREL_API GifInfo *BRIMI_CreateGIFDecoderInfo(DecInfo *session);
+
+/* Clauses 17 to 19, from the start of the input. session may be null. 1, or 0 for another signature than "GIF", two
+ * digits and a letter, for a side of 0 and a cut table. */
+VOREL_API int32_t BRIMI_ParseGIFHeader(DecInfo *session, GifInfo *info);
+
+/* Sees to it that needed bytes (at most 4096) are available; 1, or 0 when the input ends before. */
+VOREL_API int32_t BRIMI_CheckBuffer(GifInput *input, int32_t needed);
+
+/* Output size and layout for a buffer of width x height pixels; 1, or 0 without memory. */
+VOREL_API int32_t BRIMI_InitializeGIF(DecInfo *session, GifInfo *info, void *output, int32_t width, int32_t height,
+                                      int32_t animated);
+
+/* Walks to the next image (clauses 20 to 27), whose descriptor it stores; bytes that begin no block are passed over,
+ * the trailer too. 1, or 0 at the end of the input and for a graphic control of another size than 4. */
+VOREL_API int32_t BRIMI_SeekImageData(GifInfo *info);
+
+/* Decodes the image there and writes its rows, from currentRow on. 1, or 0 for damaged data. */
+VOREL_API int32_t BRIMI_DecodeGIFImage(DecInfo *session, GifInfo *info);
+
+/* The codes of single indices, of clear and of end; 0 for a minimum code size above 11. */
+VOREL_API int32_t BRIMI_InitializeTransTBL(GifTranslation *table, uint32_t minCodeSize);
+
+/* Appends the string of a code to the line; its first index to outFirst, which may be null. 0 when it has no place. */
+VOREL_API int32_t BRIMI_TranslateCode(GifInfo *info, uint32_t code, uint8_t *outFirst);
+
+/* Animated: lays the row in lineBuffer over the canvas as its disposal says (clause 23) and leaves the row of the
+ * output in lineOut; null when the output has no such row. */
+VOREL_API void BRIMI_MakeFrameLineBuffer(GifInfo *info);
+
+/* Writes the row through one of the four below and moves currentRow on (Appendix E). */
+VOREL_API void BRIMI_WriteTheLine(DecInfo *session, GifInfo *info);
+
+/* Store row currentRow of the screen: indices of lineBuffer, or the words of lineOut with 0 for 0xFFFFFFFF. */
+VOREL_API void BRIMI_WriteGIFOneToOneRow(DecInfo *session, GifInfo *info);
+VOREL_API void BRIMI_DownsizeGIFRow(DecInfo *session, GifInfo *info);
+VOREL_API void BRIMI_WriteAGIFOneToOneRow(DecInfo *session, GifInfo *info);
+VOREL_API void BRIMI_DownsizeAGIFRow(DecInfo *session, GifInfo *info);
 
 VOREL_END_DECLS
 

@@ -10,6 +10,10 @@ namespace {
 
 using DecodeFn = int32_t (*)(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sample_size);
 
+int32_t decode_gif(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
+    return VORELBRIMI_DecodeGIF(session, output, width, height);
+}
+
 int32_t decode_wbmp(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
     return VORELBRIMI_DecodeWBMP(session, output, width, height);
 }
@@ -22,9 +26,9 @@ constexpr DecodeFn kDecoders[kImageTypes] = {
     VORELBRIM_PDecodeJPEG,  // VOREL_IMAGE_JPEG
     nullptr,                // VOREL_IMAGE_BMP
     nullptr,                // VOREL_IMAGE_PNG
-    nullptr,                // VOREL_IMAGE_GIF
+    decode_gif,             // VOREL_IMAGE_GIF
     decode_wbmp,            // VOREL_IMAGE_WBMP
-    nullptr,                // VOREL_IMAGE_ANIMATED_GIF
+    decode_gif,             // VOREL_IMAGE_ANIMATED_GIF: its first picture
 };
 
 }  // namespace

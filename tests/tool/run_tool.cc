@@ -180,19 +180,26 @@ Bytes make_wbmp(int width, int height) {
     return bytes;
 }
 
-Pixels read_png(const std::string &path) {
+namespace {
+
+Pixels read_png_as(const std::string &path, png_uint_32 format) {
     png_image image;
     std::memset(&image, 0, sizeof image);
     image.version = PNG_IMAGE_VERSION;
     Pixels pixels;
     if (!png_image_begin_read_from_file(&image, path.c_str())) return pixels;
-    image.format = PNG_FORMAT_RGB;
+    image.format = format;
     pixels.width = static_cast<int>(image.width);
     pixels.height = static_cast<int>(image.height);
     pixels.rgb.resize(PNG_IMAGE_SIZE(image));
     if (!png_image_finish_read(&image, nullptr, pixels.rgb.data(), 0, nullptr)) return Pixels();
     return pixels;
 }
+
+}  // namespace
+
+Pixels read_png(const std::string &path) { return read_png_as(path, PNG_FORMAT_RGB); }
+Pixels read_png_with_alpha(const std::string &path) { return read_png_as(path, PNG_FORMAT_RGBA); }
 
 Pixels read_ppm(const Bytes &bytes) {
     Pixels pixels;

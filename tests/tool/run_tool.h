@@ -49,6 +49,8 @@ struct Pixels {
     Bytes rgb;
 };
 Pixels read_png(const std::string &path);
+// With four bytes a pixel.
+Pixels read_png_with_alpha(const std::string &path);
 Pixels read_ppm(const Bytes &bytes);
 
 }  // namespace vorel_tests

@@ -96,7 +96,7 @@ TEST_F(Tool, FailedDecodeIsStatusOneAndLeavesTheFilesAlone) {
     folder.put("noise.jpg", Bytes(1000, 0x55));
     folder.put("header.jpg", Bytes(jpeg.begin(), jpeg.begin() + 100));
     folder.put("nothing.gif",
-               {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0, ',', 0, 0, 0, 0, 1, 0, 1, 0, 0, 2, 0, ';'});
+               {'G', 'I', 'F', '8', 'x', 'a', 1, 0, 1, 0, 0, 0, 0, ',', 0, 0, 0, 0, 1, 0, 1, 0, 0, 2, 0, ';'});
     folder.put("short.wbmp", {0, 0, 100, 100, 1});
     folder.put("old.raw", {1, 2, 3});
     std::filesystem::create_directory(folder.path("folder.png"));

@@ -73,18 +73,43 @@ void check_usage(const DecodeOptions &options, const PixelFormat &format) {
         throw BadUsage("--rotate: pictures in " + options.format + " cannot be turned");
 }
 
+// What is decoded, as far as it matters for the layouts; bit 0 for what is not.
+struct Kind {
+    uint8_t bit;
+    const char *name;
+};
+
+Kind kind_of(const Session &session, const ImageInfo &info) {
+    switch (session.type()) {
+        case VOREL_IMAGE_JPEG:
+            return info.numComponents == 1 ? Kind{kGrayJpeg, "a gray JPEG"} : Kind{kColorJpeg, "a colour JPEG"};
+        case VOREL_IMAGE_WBMP:
+            return {kWbmp, "a WBMP"};
+        case VOREL_IMAGE_GIF:
+        case VOREL_IMAGE_ANIMATED_GIF:
+            return {kGif, "a GIF"};
+        default:
+            return {0, ""};
+    }
+}
+
+// PNG and PPM hold RGB whatever was decoded to, so a GIF, which has few layouts, takes one that it has.
+const PixelFormat &layout_for(const Session &session, const PixelFormat &asked, const std::string &out) {
+    const bool gif = session.type() == VOREL_IMAGE_GIF || session.type() == VOREL_IMAGE_ANIMATED_GIF;
+    if (!gif || (asked.written_for & kGif) || kind_of_file(out) == FileKind::kRaw) return asked;
+    return *find_format("rgba8888");
+}
+
 // What the decoder of this picture does not do. One that does not know the layout leaves the buffer as it is and
 // reports success, so that is said here too.
 void check_support(const Session &session, const ImageInfo &info, const PixelFormat &format,
                    const DecodeOptions &options) {
-    const bool wbmp = session.type() == VOREL_IMAGE_WBMP;
-    if (!wbmp && session.type() != VOREL_IMAGE_JPEG)
-        throw Failure(options.in + ": " + type_name(session.type()) + " pictures cannot be decoded");
-    const bool gray = info.numComponents == 1;
-    const std::string picture = options.in + (wbmp ? ": a WBMP" : gray ? ": a gray JPEG" : ": a colour JPEG");
-    if (!(format.written_for & (wbmp ? kWbmp : gray ? kGrayJpeg : kColorJpeg)))
-        throw Failure(picture + " is not decoded to " + options.format);
-    if (wbmp && options.rotate != 0) throw Failure(picture + " cannot be turned");
+    const Kind kind = kind_of(session, info);
+    if (kind.bit == 0) throw Failure(options.in + ": " + type_name(session.type()) + " pictures cannot be decoded");
+    const std::string picture = options.in + ": " + kind.name;
+    if (!(format.written_for & kind.bit)) throw Failure(picture + " is not decoded to " + format.name);
+    const bool wbmp = kind.bit == kWbmp;
+    if ((wbmp || kind.bit == kGif) && options.rotate != 0) throw Failure(picture + " cannot be turned");
     if (wbmp && options.from == "stream") throw Failure(picture + " cannot be decoded from a stream");
 }
 
@@ -101,9 +126,15 @@ Size target_size(const DecodeOptions &options, const ImageInfo &info, const std:
 
 bool run_decoder(Session &session, Picture &picture, int32_t sample) {
     void *output = picture.bytes.data();
-    if (session.type() == VOREL_IMAGE_WBMP)
-        return VORELBRIMI_DecodeWBMP(session.get(), output, picture.width, picture.height) == 1;
-    return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, sample) == 1;
+    switch (session.type()) {
+        case VOREL_IMAGE_WBMP:
+            return VORELBRIMI_DecodeWBMP(session.get(), output, picture.width, picture.height) == 1;
+        case VOREL_IMAGE_GIF:
+        case VOREL_IMAGE_ANIMATED_GIF:
+            return VORELBRIMI_DecodeGIF(session.get(), output, picture.width, picture.height) == 1;
+        default:
+            return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, sample) == 1;
+    }
 }
 
 void decode_into(Session &session, Picture &picture, const DecodeOptions &options) {
@@ -126,26 +157,28 @@ void set_size_from(Session &session, const DecodeOptions &options, Picture *pict
 }
 
 int decode(const DecodeOptions &options) {
-    const PixelFormat &format = *find_format(options.format);
-    check_usage(options, format);
+    const PixelFormat &asked = *find_format(options.format);
+    check_usage(options, asked);
     if (!options.size.empty()) parse_size("--size", options.size);
     if (options.log) show_diagnostics();
 
-    Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), format.code,
-                    option_bits(options));
+    Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), asked.code, option_bits(options));
     const ImageInfo info = session.parse();
+    const PixelFormat &format = layout_for(session, asked, options.out);
+    session.get()->outColorFormat = format.code;
     check_support(session, info, format, options);
     const Size size = target_size(options, info, options.in);
     if (picture_bytes(format, size.width, size.height) > INT32_MAX)
         throw Failure(options.in + ": " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                       " pixels of " + options.format + " are more than 2 GiB");
-    // A JPEG may be packed: rows as long as the picture, which is known only when it is decoded. WBMP is always
+    // A JPEG or GIF may be packed: rows as long as the picture, which is known only when it is decoded. WBMP is always
     // centred.
-    const bool packed = options.fit == "packed" && session.type() == VOREL_IMAGE_JPEG;
+    const bool packed = options.fit == "packed" && session.type() != VOREL_IMAGE_WBMP;
     Picture picture =
         packed ? make_unsized_picture(format, size.width, size.height) : make_picture(format, size.width, size.height);
     decode_into(session, picture, options);
     if (packed) set_size_from(session, options, &picture);
+    picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
     write_picture(picture, options.out, cancelled);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
     return kExitOk;

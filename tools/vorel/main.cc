@@ -35,6 +35,7 @@ int run(int argc, char **argv) {
     register_convert(app, action);
     register_resize(app, action);
     register_rotate(app, action);
+    register_frames(app, action);
     try {
         app.parse(argc, argv);
         return action();

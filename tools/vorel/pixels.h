@@ -19,7 +19,7 @@ enum class Layout : uint8_t {
 };
 
 // Pictures, as far as their decoders know different layouts; bits.
-constexpr uint8_t kColorJpeg = 1, kGrayJpeg = 2, kWbmp = 4;
+constexpr uint8_t kColorJpeg = 1, kGrayJpeg = 2, kWbmp = 4, kGif = 8;
 
 struct PixelFormat {
     const char *name;
@@ -41,6 +41,7 @@ struct Picture {
     const PixelFormat *format;
     int32_t width, height;  // pixels, at least 1
     std::vector<uint8_t> bytes;
+    bool alpha = false;  // its PNG has the alpha channel; bytes R, G, B, A only
 };
 
 uint64_t picture_bytes(const PixelFormat &format, int32_t width, int32_t height);

@@ -41,10 +41,16 @@ bool encode_png(png_structp png, png_infop info, const Picture &picture, FILE *s
     png_init_io(png, stream);
     png_set_compression_level(png, 3);
     png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height), 8,
-                 gray ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
+                 gray            ? PNG_COLOR_TYPE_GRAY
+                 : picture.alpha ? PNG_COLOR_TYPE_RGB_ALPHA
+                                 : PNG_COLOR_TYPE_RGB,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
     for (int32_t y = 0; y < picture.height; ++y) {
+        if (picture.alpha) {
+            png_write_row(png, &picture.bytes[static_cast<size_t>(y) * static_cast<size_t>(picture.width) * 4]);
+            continue;
+        }
         gray ? gray_row(picture, y, row) : rgb_row(picture, y, row);
         png_write_row(png, row);
     }

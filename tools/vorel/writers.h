@@ -10,7 +10,7 @@ namespace vorel_tool {
 enum class FileKind {
     kUnknown,
     kRaw,  // the bytes of the picture buffer
-    kPng,  // RGB, or gray for a gray picture
+    kPng,  // RGB, gray for a gray picture, RGBA for one with alpha
     kPpm   // RGB
 };
 

@@ -1,0 +1,146 @@
+// The GIF decoder against a pixel-by-pixel model, for indices, rows, scaling, backgrounds and composition.
+#include <gtest/gtest.h>
+
+#include "raster/gif_decode.h"
+
+namespace vorel::test {
+namespace {
+
+constexpr int kFormats[] = {7, 8, 13, 1, 0};
+constexpr uint32_t kFits[] = {0, 0x100, 0x200, 0x700};
+
+std::string name_of(const GifFile &file, const GifTarget &target) {
+    const auto size = [](int w, int h) { return std::to_string(w) + "x" + std::to_string(h); };
+    return size(file.width, file.height) + " to " + size(target.width, target.height) + " format " +
+           std::to_string(target.format) + " options " + std::to_string(target.options);
+}
+
+GifTarget random_target(std::mt19937 &random, const GifFile &file, int most) {
+    const auto any = [&](int below) { return static_cast<int>(random() % static_cast<uint32_t>(below)); };
+    GifTarget target = {1 + any(most), 1 + any(most), kFormats[any(5)], kFits[any(4)]};
+    if (any(4) == 0) {
+        target.width = file.width;
+        target.height = file.height;
+    }
+    return target;
+}
+
+TEST(GifAgainstModel, StillsAtAllSizesInAllFormats) {
+    std::mt19937 random(1);
+    for (int i = 0; i < 6000; ++i) {
+        const int most = i % 50 == 0 ? 400 : 24;
+        const GifFile file = random_gif(random, most, 2 << (random() % 8), 1);
+        const GifTarget target = random_target(random, file, most + most / 2);
+        const GifSize screen = {file.width, file.height}, shown = gif_shown_size(screen, target);
+        const GifPicture got = decode_gif(Kind::kMemory, gif_file(file), screen, target, static_cast<uint8_t>(i));
+        ASSERT_EQ(got.result, 1) << name_of(file, target);
+        ASSERT_EQ(got.width, static_cast<uint32_t>(shown.width)) << name_of(file, target);
+        ASSERT_EQ(got.height, static_cast<uint32_t>(shown.height)) << name_of(file, target);
+        const Bytes before(got.pixels.size(), static_cast<uint8_t>(i));
+        ASSERT_TRUE(got.pixels == model_gif_still(file, target, before)) << i << ": " << name_of(file, target);
+    }
+}
+
+TEST(GifAgainstModel, AnimationsAtAllSizes) {
+    std::mt19937 random(2);
+    for (int i = 0; i < 2500; ++i) {
+        const GifFile file = random_gif(random, i % 50 == 0 ? 300 : 20, 2 << (random() % 8), 1 + i % 6);
+        GifTarget target = random_target(random, file, 30);
+        target.format = i % 2 ? 7 : 8;
+        const GifSize screen = {file.width, file.height};
+        const Bytes bytes = gif_file(file);
+        const std::vector<GifPicture> got = decode_animation(Kind::kMemory, bytes, screen, target);
+        ASSERT_EQ(got.size(), file.frames.size()) << name_of(file, target);
+        GifAnimationModel model(file, target);
+        uint32_t delay = 0;
+        for (size_t k = 0; k < got.size(); ++k) {
+            const bool last = k + 1 == got.size();
+            if (!last && file.frames[k + 1].control) delay = static_cast<uint32_t>(file.frames[k + 1].delay) * 10;
+            if (k == 0 && !last && !file.frames[1].control)
+                delay = file.frames[0].control ? static_cast<uint32_t>(file.frames[0].delay) * 10 : 0;
+            ASSERT_EQ(got[k].result, last ? 3 : 1) << k;
+            ASSERT_EQ(got[k].delay, last ? 0 : delay) << k << ": the delay is that of the next frame";
+            ASSERT_TRUE(got[k].pixels == model.next(Bytes(got[k].pixels.size(), 0x5B)))
+                << i << " frame " << k << ": " << name_of(file, target);
+        }
+    }
+}
+
+// Codes of any kind, known and unknown, over sub-blocks of any length and in the remains of another image's table.
+TEST(GifLzw, AnyBytesDecodeAsTheTableSays) {
+    std::mt19937 random(3);
+    int failed = 0, full = 0;
+    for (int i = 0; i < 4000; ++i) {
+        // A frame that is wider than the screen may have strings that find no place in the line.
+        const bool wide = i % 10 == 9;
+        const int m = static_cast<int>(random() % 12), screen = 1 + static_cast<int>(random() % 60);
+        const int width = wide ? screen + 4000 + static_cast<int>(random() % 300) : screen;
+        const int height = wide ? 3 : i % 7 == 0 ? 300 : 1 + static_cast<int>(random() % 40);
+        const GifEncoding encoding = {m < 2 ? 2 : m > 8 ? 8 : m, random() % 2 == 0, 1 + random() % 255};
+        GifFrame frame;
+        frame.width = width;
+        frame.height = height;
+        Bytes data;
+        if (i % 3 != 0) {
+            // A good stream with some bytes changed.
+            const int colours = wide ? 1 : 1 << encoding.min_code_size;
+            data = gif_codes(gif_picture(random, width, height, colours), encoding);
+            for (int k = i % 5; k > 0; --k) data[random() % data.size()] = static_cast<uint8_t>(random());
+        } else {
+            data.resize(random() % 3000);
+            for (uint8_t &byte : data) byte = static_cast<uint8_t>(random());
+        }
+        const int size = i % 3 != 0 ? encoding.min_code_size : m;
+        GifLzwModel model;
+        const GifLzwModel::Image expected = model.decode(data, size, width, height, screen);
+        GifFile file = {screen, height, 9, Bytes(768), {}};
+        Bytes bytes = gif_file(file);
+        bytes.pop_back();
+        const GifPicture got = decode_gif(Kind::kMemory, cat({bytes, gif_frame_head(frame, size), data}),
+                                          {screen, height}, {screen, height, 13});
+        ASSERT_EQ(got.result, expected.result) << i;
+        Bytes pixels;
+        for (const Bytes &row : expected.rows) pixels.insert(pixels.end(), row.begin(), row.begin() + screen);
+        pixels.resize(got.pixels.size(), 9);
+        ASSERT_TRUE(got.pixels == pixels) << i;
+        failed += expected.result == 0;
+        full += expected.rows.size() == static_cast<size_t>(height);
+    }
+    EXPECT_GT(failed, 100);
+    EXPECT_GT(full, 500);
+}
+
+// Frames of one file share a table; what one left there is what the next one's unknown codes stand for.
+TEST(GifLzw, TheTableOutlivesTheImage) {
+    std::mt19937 random(4);
+    for (int i = 0; i < 300; ++i) {
+        GifFile file = {16, 16, 0, gif_palette(random, 256), {}};
+        Bytes bytes = gif_file(file);
+        bytes.pop_back();
+        GifFrame frame;
+        frame.width = frame.height = 16;
+        const Bytes good = gif_codes(gif_picture(random, 16, 16, 64), {8, false, 255});
+        // Codes of 9 bits beyond those known, and an end.
+        Bytes wild(40 + random() % 100);
+        for (uint8_t &byte : wild) byte = static_cast<uint8_t>(random());
+        const Bytes blocks = gif_sub_blocks(wild);
+        GifLzwModel model;
+        GifLzwModel::Image first = model.decode(good, 8, 16, 16, 16);
+        const GifLzwModel::Image second = model.decode(blocks, 8, 16, 16, 16);
+        ASSERT_EQ(first.rows.size(), 16u);
+        const Bytes whole = cat({bytes, gif_frame_head(frame, 8), good, gif_frame_head(frame, 8), blocks});
+        const auto got = decode_animation(Kind::kMemory, whole, {16, 16}, {16, 16, 7});
+        ASSERT_EQ(got.size(), 2u);
+        ASSERT_EQ(got[1].result, second.result ? 3 : 0) << i;
+        for (size_t k = 0; k < second.rows.size(); ++k) first.rows[k] = second.rows[k];
+        GifFrame merged = frame;
+        merged.control = false;
+        for (const Bytes &row : first.rows) merged.indices.insert(merged.indices.end(), row.begin(), row.end());
+        file.frames = {merged};
+        ASSERT_TRUE(got[1].pixels == GifAnimationModel(file, {16, 16, 7}).next(Bytes(16 * 16 * 4)))
+            << i << ": rows that the damaged frame did not reach are the older ones";
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

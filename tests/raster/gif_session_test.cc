@@ -1,0 +1,378 @@
+// GIF sessions: single values that are easily got wrong, the order of calls, entries for any format, driven states.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "raster/gif_decode.h"
+#include "support/log_capture.h"
+
+namespace vorel::test {
+namespace {
+
+const Bytes kRamp = {10, 20, 30, 255, 255, 1, 255, 255, 255, 0, 0, 0};  // four colours
+
+// A picture of 4 x 1 with the colours of kRamp.
+GifFile ramp_file() {
+    GifFrame frame;
+    frame.width = 4;
+    frame.height = 1;
+    frame.indices = {0, 1, 2, 3};
+    return {4, 1, 0, kRamp, {frame}};
+}
+
+Bytes pixel(const GifPicture &picture, size_t index, size_t bytes = 4) {
+    return Bytes(picture.pixels.data() + index * bytes, picture.pixels.data() + (index + 1) * bytes);
+}
+
+TEST(GifPixels, AColourLosesTheLowBitOfItsLowestByte) {
+    const GifPicture rgba = decode_gif(Kind::kMemory, gif_file(ramp_file()), {4, 1}, {4, 1, 7});
+    EXPECT_EQ(rgba.pixels, (Bytes{10, 20, 30, 255, 0xFE, 0xFF, 1, 255, 0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 255}));
+    const GifPicture bgra = decode_gif(Kind::kMemory, gif_file(ramp_file()), {4, 1}, {4, 1, 8});
+    EXPECT_EQ(bgra.pixels, (Bytes{30, 20, 10, 255, 0, 0xFF, 0xFF, 255, 0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 255}));
+}
+
+TEST(GifPixels, TheFillIsNotThePalettesColour) {
+    GifFile file = ramp_file();
+    file.width = 5;
+    EXPECT_EQ(pixel(decode_gif(Kind::kMemory, gif_file(file), {5, 1}, {5, 1, 1}), 0, 3), (Bytes{241, 133, 10}))
+        << "format 1 is filled and nothing else";
+    EXPECT_EQ(pixel(decode_gif(Kind::kMemory, gif_file(file), {5, 1}, {5, 1, 7}), 4), (Bytes{241, 133, 10, 255}));
+    file.frames[0].transparent = 2;
+    EXPECT_EQ(pixel(decode_gif(Kind::kMemory, gif_file(file), {5, 1}, {5, 1, 1}), 4, 3), (Bytes{255, 255, 254}));
+    EXPECT_EQ(pixel(decode_gif(Kind::kMemory, gif_file(file), {5, 1}, {5, 1, 7}), 4), Bytes(4, 0));
+    EXPECT_EQ(decode_gif(Kind::kMemory, gif_file(file), {5, 1}, {5, 1, 13}).pixels, (Bytes{0, 1, 2, 3, 2}));
+}
+
+TEST(GifPixels, ATransparentIndexJustBehindThePaletteStays) {
+    for (const int index : {3, 4, 5}) {
+        GifFile file = ramp_file();
+        file.frames[0].transparent = index;
+        file.frames[0].delay = 7;
+        Input input(Kind::kMemory, gif_file(file), 7);
+        std::vector<uint32_t> out(4);
+        EXPECT_EQ(VORELBRIMI_DecodeGIF(input.session(), out.data(), 4, 1), 1);
+        EXPECT_EQ(input.session()->gifFlag, index == 5 ? 0u : 1u);
+        EXPECT_EQ(out[3], index == 3 ? 0u : 0xFF000000u);
+
+        uint32_t colours, delay;
+        int32_t transparent;
+        EXPECT_EQ(VORELBRIMI_GetColorInfo(input.session(), &colours, &transparent, &delay), 0) << "the state is gone";
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 3);
+        EXPECT_EQ(VORELBRIMI_GetColorInfo(input.session(), &colours, &transparent, &delay), 1);
+        EXPECT_EQ(colours, 4u);
+        EXPECT_EQ(transparent, index == 5 ? -1 : index);
+        EXPECT_EQ(delay, 70u);
+        EXPECT_EQ(VORELBRIMI_GetColorInfo(input.session(), nullptr, &transparent, nullptr), 1);
+        EXPECT_EQ(VORELBRIMI_GetColorInfo(input.session(), &colours, nullptr, &delay), 0);
+        VORELBRIMI_DeleteGIFInfo(input.session());
+    }
+}
+
+TEST(GifPixels, SmallInterlacedFramesKeepTheirRows) {
+    for (int height = 1; height <= 20; ++height) {
+        GifFrame frame;
+        frame.width = 1;
+        frame.height = height;
+        frame.interlaced = true;
+        for (int y = 0; y < height; ++y) frame.indices.push_back(static_cast<uint8_t>(y));
+        const GifFile file = {1, height, 0, Bytes(96), {frame}};
+        EXPECT_EQ(decode_gif(Kind::kMemory, gif_file(file), {1, height}, {1, height, 13}).pixels, frame.indices);
+    }
+}
+
+TEST(GifPixels, PicturesFitButAreNotEnlarged) {
+    const struct {
+        GifSize screen;
+        GifTarget target;
+        GifSize shown;
+    } cases[] = {
+        {{100, 50}, {50, 10, 13}, {20, 10}},
+        {{300, 200}, {150, 100, 13}, {150, 100}},
+        {{640, 480}, {320, 320, 13}, {320, 240}},
+        {{1000, 1}, {10, 10, 13}, {10, 0}},
+        {{100, 100}, {2000, 2000, 13}, {100, 100}},
+        {{100, 100}, {10, 1000, 13, 0x700}, {10, 1000}},
+        {{100, 100}, {10, 0, 13}, {0, 0}},
+        {{100, 100}, {-1, 10, 13}, {0, 0}},
+        {{100, 100}, {0, INT32_MIN, 13, 0x700}, {0, 0}},
+    };
+    for (const auto &c : cases) {
+        const GifFile file = {c.screen.width, c.screen.height, 0, kRamp, {}};
+        GifFrame frame;
+        frame.width = frame.height = 1;
+        Bytes bytes = gif_file(file);
+        bytes.pop_back();
+        Bytes out(static_cast<size_t>(std::max(c.target.width, 1)) * static_cast<size_t>(std::max(c.target.height, 1)));
+        Input input(Kind::kMemory, cat({bytes, gif_frame_head(frame, 2), gif_codes({1}, {2})}), 13, c.target.options);
+        EXPECT_EQ(VORELBRIMI_DecodeGIF(input.session(), out.data(), c.target.width, c.target.height), 1);
+        EXPECT_EQ(input.session()->outWidth, static_cast<uint32_t>(c.shown.width)) << c.target.width;
+        EXPECT_EQ(input.session()->outHeight, static_cast<uint32_t>(c.shown.height)) << c.target.width;
+    }
+}
+
+TEST(GifPixels, ATurnedPictureIsOnlyItsBackground) {
+    for (const uint32_t turn : {4u, 8u, 12u}) {
+        const Bytes bytes = gif_file(ramp_file());
+        const GifPicture got = decode_gif(Kind::kMemory, bytes, {4, 1}, {3, 5, 7, turn});
+        EXPECT_EQ(got.result, 1);
+        for (size_t i = 0; i < 15; ++i) EXPECT_EQ(pixel(got, i), (Bytes{241, 133, 10, 255}));
+        const auto pictures = decode_animation(Kind::kMemory, bytes, {4, 1}, {3, 5, 7, turn});
+        ASSERT_EQ(pictures.size(), 1u);
+        EXPECT_EQ(pictures[0].result, 3);
+        EXPECT_EQ(pictures[0].pixels, Bytes(60, 0x5B));
+    }
+}
+
+TEST(GifPixels, OtherFormatsAreLeftAlone) {
+    for (const int32_t format : {0, 2, 3, 4, 5, 6, 9, 14, 15, 17, 18, 19, -1}) {
+        Input input(Kind::kMemory, gif_file(ramp_file()), format);
+        GuardBuffer out(16, 0x5B);
+        EXPECT_EQ(VORELBRIMI_DecodeGIF(input.session(), out.data(), 4, 1), 1) << format;
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 3) << format;
+        EXPECT_EQ(out.bytes(), Bytes(16, 0x5B)) << format;
+        VORELBRIMI_DeleteGIFInfo(input.session());
+    }
+}
+
+// Three frames of 2 x 1: the first leaves background behind, the others cover one pixel.
+GifFile three_frames() {
+    GifFile file = {2, 1, 0, kRamp, {}};
+    for (int i = 0; i < 3; ++i) {
+        GifFrame frame;
+        frame.left = i > 0;
+        frame.width = i > 0 ? 1 : 2;
+        frame.height = 1;
+        frame.indices = Bytes(static_cast<size_t>(frame.width), static_cast<uint8_t>(i));
+        frame.disposal = i == 0 ? 2 : 1;
+        frame.delay = 10 * (i + 1);
+        file.frames.push_back(frame);
+    }
+    return file;
+}
+
+TEST(GifAnimation, DelaysAndWhatIsLeftBehind) {
+    const auto got = decode_animation(Kind::kMemory, gif_file(three_frames()), {2, 1}, {2, 1, 7});
+    ASSERT_EQ(got.size(), 3u);
+    EXPECT_EQ(got[0].pixels, (Bytes{10, 20, 30, 255, 10, 20, 30, 255}));
+    EXPECT_EQ(got[1].pixels, (Bytes{255, 255, 255, 0, 0xFE, 255, 1, 255})) << "disposal 2 leaves white without alpha";
+    EXPECT_EQ(got[0].delay, 200u);
+    EXPECT_EQ(got[1].delay, 300u);
+    EXPECT_EQ(got[2].delay, 0u);
+    EXPECT_EQ(got[2].result, 3);
+}
+
+TEST(GifAnimation, CallsBehindTheEndAndOfOtherSizesGiveNothing) {
+    Input input(Kind::kMemory, gif_file(three_frames()), 7);
+    DecInfo *session = input.session();
+    GuardBuffer out(8), other(8, 0x5B);
+    EXPECT_EQ(VORELBRIMI_DecodeAGIF(session, nullptr, 2, 1), 0);
+    EXPECT_EQ(VORELBRIMI_DecodeAGIF(nullptr, out.data(), 2, 1), 0);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(session, out.data(), 2, 1), 1);
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(session, other.data(), 1, 1), 0) << "another size";
+        EXPECT_EQ(other.bytes(), Bytes(8, 0x5B));
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(session, out.data(), 2, 1), 1) << "the animation goes on";
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(session, out.data(), 2, 1), 3);
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(VORELBRIMI_DecodeAGIF(session, other.data(), 2, 1), 0);
+        EXPECT_EQ(other.bytes(), Bytes(8, 0x5B));
+        EXPECT_EQ(VORELBRIMI_DeleteGIFInfo(session), 1);
+        EXPECT_EQ(VORELBRIMI_DeleteGIFInfo(session), 1);
+    }
+    EXPECT_EQ(VORELBRIMI_DeleteGIFInfo(nullptr), 0);
+    EXPECT_EQ(VORELBRIMI_DecodeAGIFIter(session) + VORELBRIMI_AborAGIF(session) + VORELBRIMI_AbortGIFIter(session), 0);
+}
+
+TEST(GifAnimation, EachCallMayHaveItsOwnBuffer) {
+    const Bytes bytes = gif_file(three_frames());
+    const auto expected = decode_animation(Kind::kMemory, bytes, {2, 1}, {5, 3, 8});
+    Input input(Kind::kMemory, bytes, 8);
+    for (const GifPicture &picture : expected) {
+        GuardBuffer out(60, 0x5B);
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 5, 3), picture.result);
+        EXPECT_EQ(out.bytes(), picture.pixels);
+    }
+    VORELBRIMI_DeleteGIFInfo(input.session());
+}
+
+// In format 8 asking for the map exchanges red and blue of the live palette, so of later frames.
+TEST(GifAnimation, AskingForTheMapTwiceChangesNothing) {
+    const Bytes bytes = gif_file(three_frames());
+    for (const int32_t format : {7, 8}) {
+        for (int asked = 0; asked <= 2; ++asked) {
+            Input input(Kind::kMemory, bytes, format);
+            EXPECT_EQ(VORELBRIMI_GetColorMap(input.session()), nullptr);
+            Bytes out(8);
+            VORELBRIMI_DecodeAGIF(input.session(), out.data(), 2, 1);
+            const uint32_t *map = nullptr;
+            for (int i = 0; i < asked; ++i) map = VORELBRIMI_GetColorMap(input.session());
+            const bool exchanged = format == 8 && asked == 1;
+            if (map) EXPECT_EQ(map[0], exchanged || format == 7 ? 0xFF1E140A : 0xFF0A141E);
+            VORELBRIMI_DecodeAGIF(input.session(), out.data(), 2, 1);
+            const Bytes second(out.data() + 4, out.data() + 8);
+            EXPECT_EQ(second, exchanged     ? (Bytes{255, 255, 0, 255})
+                              : format == 8 ? (Bytes{0, 255, 255, 255})
+                                            : (Bytes{254, 255, 1, 255}));
+            VORELBRIMI_DeleteGIFInfo(input.session());
+        }
+    }
+}
+
+// The scan goes on behind the trailer, over unknown blocks and over descriptors that are too large.
+TEST(GifBlocks, WhatIsPassedOver) {
+    const Bytes first = gif_file(ramp_file());
+    const Bytes image = tail(first, first.size() - 13 - 12);
+    const Bytes screen = head(first, 25);
+    const Bytes large = {0x2C, 0, 0, 0x11, 0x27, 4, 0, 1, 0, 0};  // top 10001
+    const struct {
+        const char *what;
+        Bytes bytes;
+        size_t pictures;
+    } cases[] = {
+        {"another file behind the trailer", cat({first, first}), 2},
+        {"junk before the image", cat({screen, {0, 1, 0x3B, 0x21, 0x77, 0x99}, image}), 1},
+        {"a large descriptor", cat({screen, large, image}), 1},
+        {"a comment and text", cat({screen, {0x21, 0xFE, 2, 0x2C, 0x2C, 0, 0x21, 1, 1, 0x2C, 0}, image}), 1},
+        {"a control of another size", cat({screen, {0x21, 0xF9, 3, 0, 0, 0, 0}, image}), 0},
+        {"no image", screen, 0},
+    };
+    for (const auto &c : cases) {
+        const auto got = decode_animation(Kind::kMemory, c.bytes, {4, 1}, {4, 1, 7});
+        EXPECT_EQ(got.size(), std::max<size_t>(c.pictures, 1)) << c.what;
+        EXPECT_EQ(got.back().result, c.pictures ? 3 : 0) << c.what;
+        EXPECT_EQ(decode_gif(Kind::kMemory, c.bytes, {4, 1}, {4, 1, 7}).result, c.pictures ? 1 : 0) << c.what;
+    }
+}
+
+// More than the decoder looks ahead, and it looks like image descriptors.
+TEST(GifBlocks, DataBehindTheLastRowIsPassedOver) {
+    const Bytes file = gif_file(ramp_file());
+    const Bytes codes = gif_codes({0, 1, 2, 3}, {});
+    const Bytes before = head(file, file.size() - 1 - codes.size());
+    for (const size_t surplus : {1, 300, 4096, 20000}) {
+        const Bytes descriptor = {0x2C, 0, 0, 0, 0, 4, 0, 1, 0, 0};
+        Bytes descriptors;
+        while (descriptors.size() < surplus) descriptors.push_back(descriptor[descriptors.size() % descriptor.size()]);
+        const Bytes data = cat({head(codes, codes.size() - 1), gif_sub_blocks(descriptors)});
+        const Bytes second = tail(file, file.size() - 25);
+        const auto got = decode_animation(Kind::kMemory, cat({before, data, second}), {4, 1}, {4, 1, 7});
+        ASSERT_EQ(got.size(), 2u) << surplus;
+        EXPECT_EQ(got[1].result, 3) << surplus;
+        EXPECT_EQ(got[1].pixels, got[0].pixels) << surplus;
+    }
+}
+
+TEST(GifBlocks, RefusedHeaders) {
+    for (const char *signature : {"GIF89a", "GIF00Z", "GIFxyz", "GIF891", "GIF8aa", "gif89a", "GIG89a"}) {
+        Bytes bytes = gif_file(ramp_file());
+        std::copy(signature, signature + 6, bytes.begin());
+        const bool good = std::string(signature) == "GIF89a" || std::string(signature) == "GIF00Z";
+        EXPECT_EQ(decode_gif(Kind::kMemory, bytes, {4, 1}, {4, 1, 7}).result, good) << signature;
+    }
+    for (const size_t side : {6, 8}) {
+        Bytes bytes = gif_file(ramp_file());
+        bytes[side] = 0;
+        EXPECT_EQ(decode_gif(Kind::kMemory, bytes, {4, 1}, {4, 1, 7}).result, 0);
+    }
+}
+
+TEST(GifEntries, TheEntriesForAnyFormatGiveTheFirstPicture) {
+    LogCapture log;
+    const GifFile file = three_frames();
+    const Bytes still = gif_file(ramp_file()), animation = gif_file(file);
+    TempFile on_disk(animation);
+    Bytes out(8);
+    EXPECT_EQ(VorelDecodeFile(on_disk.path(), out.data(), 0, 7, 1), 1);
+    EXPECT_EQ(out, decode_gif(Kind::kMemory, animation, {2, 1}, {2, 1, 7}).pixels);
+    Bytes half(8);
+    EXPECT_EQ(VorelDecodeBuffer(still.data(), half.data(), static_cast<int32_t>(still.size()), 7, 2), 1);
+    EXPECT_EQ(half, Bytes(8, 0)) << "a height of 0 stores nothing";
+    EXPECT_TRUE(log.take().empty());
+}
+
+// Another format's state hangs in the same place.
+TEST(GifEntries, ASessionOfAnotherFormatIsRefused) {
+    const Bytes bytes = gif_file(ramp_file());
+    Input input(Kind::kMemory, bytes, 7);
+    input.session()->imageType = VOREL_IMAGE_JPEG;
+    int other = 0;
+    input.session()->codecState = &other;
+    uint8_t out[16];
+    int32_t transparent;
+    EXPECT_EQ(VORELBRIMI_DecodeGIF(input.session(), out, 4, 1), 0);
+    EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out, 4, 1), 0);
+    EXPECT_EQ(VORELBRIMI_GetColorInfo(input.session(), nullptr, &transparent, nullptr), 0);
+    EXPECT_EQ(VORELBRIMI_GetColorMap(input.session()), nullptr);
+    EXPECT_EQ(VORELBRIMI_DeleteGIFInfo(input.session()), 1);
+    EXPECT_EQ(input.session()->codecState, &other);
+}
+
+TEST(GifDriven, AStateWithoutASession) {
+    std::mt19937 random(6);
+    GifFile file = random_gif(random, 40, 16, 1);
+    file.palette = gif_palette(random, 16);
+    GifFrame &frame = file.frames[0];
+    frame.left = frame.top = 0;
+    frame.width = file.width = 37;
+    frame.height = file.height = 21;
+    frame.palette.clear();
+    frame.indices = gif_picture(random, 37, 21, 16);
+    const Bytes bytes = gif_file(file);
+    for (const int32_t sample : {0, 1, 3, 100}) {
+        Input input(Kind::kMemory, bytes, 13);
+        DecInfo *session = input.session();
+        auto *info = static_cast<GifInfo *>(VORELBRIM_OsMalloc(sizeof(GifInfo)));
+        void **array = VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, 4);
+        ASSERT_TRUE(info && array);
+        EXPECT_EQ(array[0], nullptr);
+        EXPECT_EQ(array[3], nullptr);
+        std::memset(info, 0xAA, sizeof *info);
+        const int32_t parsed = VORELBRIMI_ParseGIFHeader_SKIA(session->ioInfo, info, sample, 0);
+        EXPECT_EQ(parsed, sample > 0);
+        if (!parsed) {
+            VORELBRIM_OsFree(info);
+            VORELBRIMI_DeleteGIFInfo_SKIA(reinterpret_cast<GifInfo **>(array), 4);
+            continue;
+        }
+        EXPECT_EQ(info->outWidth, sample == 1 ? 37 : sample == 3 ? 12 : 1);
+        EXPECT_EQ(info->outHeight, sample == 1 ? 21 : sample == 3 ? 7 : 1);
+        EXPECT_EQ(info->oneToOne, sample == 1);
+        const GifTarget target = {info->outWidth, info->outHeight, 13, 0x700};
+        GuardBuffer out(static_cast<size_t>(info->outWidth * info->outHeight), 9);
+        session->codecState = info;
+        if (sample == 1)
+            EXPECT_EQ(BRIMI_InitializeGIF_SKIA(session, target.width, target.height), 1);
+        else
+            EXPECT_EQ(VORELBRIMI_SetGIF_SKIA(session, target.width, target.height), 1);
+        EXPECT_EQ(info->stride, target.width);
+        info->output = out.data();
+        info->currentRow = info->frameTop;
+        EXPECT_EQ(BRIMI_DecodeGIFImage(session, info), 1);
+        EXPECT_EQ(out.bytes(), model_gif_still(file, target, Bytes(out.size())));
+        session->codecState = nullptr;
+        array[1] = info;
+        VORELBRIMI_DeleteGIFInfo_SKIA(reinterpret_cast<GifInfo **>(array), 4);
+    }
+    EXPECT_EQ(VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, 5), nullptr);
+    EXPECT_EQ(VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, -1), nullptr);
+    VORELBRIMI_DeleteGIFInfo_SKIA(nullptr, 4);
+}
+
+TEST(GifDriven, LargeAnimationsAreRefused) {
+    for (const int side : {9999, 10000}) {
+        const GifFile file = {side, 2, 0, kRamp, ramp_file().frames};
+        Input input(Kind::kMemory, gif_file(file), 13);
+        GifInfo info;
+        EXPECT_EQ(VORELBRIMI_ParseGIFHeader_SKIA(input.session()->ioInfo, &info, 1, 1), side == 9999);
+        if (side == 10000) EXPECT_EQ(info.input, nullptr) << "nothing is left behind";
+        EXPECT_EQ(VORELBRIMI_ParseGIFHeader_SKIA(nullptr, &info, 1, 0), 0);
+        auto *record = static_cast<GifInfo *>(VORELBRIM_OsMalloc(sizeof info));
+        auto **array = static_cast<GifInfo **>(VORELBRIM_OsMalloc(sizeof record));
+        *record = info;
+        *array = record;
+        VORELBRIMI_DeleteGIFInfo_SKIA(array, 1);
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
