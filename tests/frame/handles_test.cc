@@ -116,6 +116,7 @@ TEST(Handles, TableOperations) {
     EXPECT_EQ(__rim_dec_handle_contorl(id, nullptr, nullptr, 3), 0);
     ASSERT_EQ(rim_create_dec_info(record), 1);
     EXPECT_EQ(rim_set_decinfo_from_handle(id, COLOR_RGBA8888), 0) << "a slot that was never opened has no source";
+    EXPECT_EQ(rim_destroy_dec_info(record), 1);
     EXPECT_EQ(__rim_dec_handle_contorl(id, nullptr, nullptr, 2), 1);
     EXPECT_EQ(__rim_dec_handle_contorl(id, nullptr, nullptr, 2), 0) << "an empty slot";
 }
