@@ -87,9 +87,9 @@ VOREL_API vorel_threadpool_task *vorel_threadpool_task_get_task(vorel_threadpool
  * themselves, from their own size to their own size.
  *
  * Names: the plain ones choose between _sg (in the calling thread; source heights below 1024) and _tps (in bands over
- * four threads). _tp is the work of one band, _get_pos moves a band's record on to the next. Where a destination (or
- * canvas) is not a multiple of 4 both ways, the planar and semi-planar forms need memory for a copy of the result, and
- * write nothing when there is none. */
+ * four threads and the caller's). _tp is the work of one band, _get_pos moves a band's record on to the next. For every
+ * canvas, and for destinations that are no multiples of 4 both ways, the planar and semi-planar forms need memory for a
+ * copy of the result, and write nothing when there is none. */
 
 /* Where a _keep_ratio form puts its picture: targetWidth wide, srcHeight * targetWidth / srcWidth high, at (offsetX,
  * offsetY) of a canvas that is cleared first (Y and RGBA 0, chroma 128). Chroma goes to half of the offsets. Nothing
@@ -107,7 +107,7 @@ typedef struct ResizeCanvas {
  * accumulator counts the destination's size a source row; they run modulo 2^32, and only their differences count. */
 typedef struct ResizeBand {
     int32_t rowsDone, tapA, tapB, accumulator;
-    size_t firstTapRow, secondTapRow; /* byte offsets of the destination row that comes next, in the result's plane */
+    size_t firstTapRow, secondTapRow; /* byte offsets of the row that the next such tap goes to, in the result's plane */
     int32_t chromaRowsDone, chromaTapA, chromaTapB, chromaAccumulator;
     size_t chromaFirstTapRow, chromaSecondTapRow;
     int32_t srcWidth, srcHeight, dstWidth, dstHeight;
@@ -254,7 +254,7 @@ VOREL_API void VORELBRIM_CODEC_Blend(void);
 /* ---- Converters ---------------------------------------------------------------------------------------------------
  *
  * Names: the plain ones choose between _sg (the frame in the calling thread) and _tps (bands of 32 rows over four
- * threads; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
+ * threads and the caller's; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
  * band, on a ConvertBand; null. */
 
 /* Cursors of a band: each points at a word that holds the address of the band's first row in that plane. For pairs

@@ -230,7 +230,7 @@ void *move_pairs(void *argument) {
 // Parts of the frame: whole chroma rows of every plane, and two luma rows for each.
 void move_threaded(const PairJob &whole, int32_t width, int32_t height) {
     const Yuv420 layout(width, height);
-    constexpr int32_t kPartRows = 64;
+    constexpr int32_t kPartRows = 16;
     const int32_t parts = (layout.chroma_height + kPartRows - 1) / kPartRows;
     OsBlock block(os_allocate_array<PairJob>(static_cast<uint64_t>(parts)));
     auto *jobs = block.as<PairJob>();

@@ -143,10 +143,8 @@ bool resize(const ResizeFamily &family, ResizeWay way, const ResizeRequest &aske
 
     OsBlock scratch;
     if (needs_scratch(family.layout, band)) {
-        size_t bytes;
-        if (checked_product(static_cast<uint64_t>(padded(band.dstWidth)),
-                            2 * static_cast<uint64_t>(padded(band.dstHeight)), &bytes))
-            scratch.reset(os_allocate(bytes));
+        // The frame itself has at most 2^31 bytes, so this is no more than four times as much.
+        scratch.reset(os_allocate(static_cast<size_t>(2 * padded(band.dstWidth) * padded(band.dstHeight))));
         if (!scratch) return false;
         band.scratch = scratch.as<uint8_t>();
     }

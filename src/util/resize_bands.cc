@@ -33,18 +33,21 @@ void start_rows(const RowState &state, int32_t src_height, size_t first_row) {
 }
 
 // Goes over `rows` source rows; emit(first, second) is given the two source rows of each destination row whose first
-// tap is among them, before the state moves on to the next destination row, `pitch` bytes further.
+// tap is among them, before the state of the first taps moves on to the next destination row, `pitch` bytes further.
+// The second taps have a state of their own, which is where they stand at the band's end; what a row's second tap is
+// follows from its first one's target, half the source's height behind (and 1 where the quarters' rests make it so).
 template <typename Emit>
 void walk_rows(const RowState &state, int32_t rows, int32_t src_height, int32_t dst_height, ptrdiff_t pitch,
                const Emit &emit) {
     const uint32_t step = word(src_height), size = word(dst_height);
+    const uint32_t apart = word(static_cast<int32_t>((int64_t{3} * src_height >> 2) - (src_height >> 2)));
     uint32_t tap_a = word(*state.tap_a), tap_b = word(*state.tap_b), accumulator = word(*state.accumulator);
     for (int32_t left = rows; left > 0; --left, ++*state.rows_done, accumulator += size) {
-        for (; tap_a - accumulator < size; tap_a += step, tap_b += step) {
-            emit(*state.rows_done, *state.rows_done + static_cast<int64_t>((tap_b - accumulator) / size));
+        for (; tap_a - accumulator < size; tap_a += step) {
+            emit(*state.rows_done, *state.rows_done + static_cast<int64_t>((tap_a + apart - accumulator) / size));
             *state.first_row += static_cast<size_t>(pitch);
-            *state.second_row = *state.first_row;
         }
+        for (; tap_b - accumulator < size; tap_b += step) *state.second_row += static_cast<size_t>(pitch);
     }
     *state.tap_a = static_cast<int32_t>(tap_a);
     *state.tap_b = static_cast<int32_t>(tap_b);
@@ -168,7 +171,9 @@ void skip_band(ResizeLayout layout, ResizeBand *band) {
 void *run_band(ResizeLayout layout, ResizeBand *band) {
     if (!band) return nullptr;
     const ResizeResult result = result_of(layout, *band);
-    if (!result.base || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 || band->dstHeight < 1) {
+    const bool no_canvas = band->canvas && (band->canvas->canvasWidth < 1 || band->canvas->canvasHeight < 1);
+    if (!result.base || no_canvas || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 ||
+        band->dstHeight < 1) {
         store_release<int32_t>(&band->finished, 1);
         return nullptr;
     }

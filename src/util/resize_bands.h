@@ -38,7 +38,7 @@ class ResizePlan {
     void build(ResizeLayout layout, const ResizeBand &band);
     const ColumnTaps &luma() const { return luma_.taps(); }
     const ColumnTaps &chroma() const { return chroma_.taps(); }
-    // Rows of the result that are wanted, and the bytes of a row in front of the first wanted column.
+    // Rows of the result that are wanted.
     int32_t first_row() const { return first_row_; }
     int32_t end_row() const { return end_row_; }
 

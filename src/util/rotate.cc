@@ -128,7 +128,7 @@ void *run_reverse(void *argument) {
 }
 
 // A half turn is a plane read from its end: it needs no copy.
-bool half_turn(uint8_t *buffer, const FrameLayout &layout, bool threaded) {
+void half_turn(uint8_t *buffer, const FrameLayout &layout, bool threaded) {
     constexpr int kParts = 16;
     ReverseJob jobs[3 * kParts];
     int32_t count = 0;
@@ -144,7 +144,6 @@ bool half_turn(uint8_t *buffer, const FrameLayout &layout, bool threaded) {
         }
     }
     run_all(jobs, count, run_reverse, threaded);
-    return true;
 }
 
 struct CopyJob {
@@ -193,10 +192,12 @@ int32_t rotate(const char *name, void *buffer, int32_t width, int32_t height, in
         return 0;
     }
     auto *bytes = static_cast<uint8_t *>(buffer);
-    const bool turned =
-        layout.bytes <= kMostFrameBytes &&
-        (angle == 180 ? half_turn(bytes, layout, threaded)
-                      : quarter_turn(bytes, {bytes, nullptr, width, height, 0, 0, format}, layout, angle, threaded));
+    bool turned = layout.bytes <= kMostFrameBytes;
+    if (turned && angle == 180) {
+        half_turn(bytes, layout, threaded);
+    } else if (turned) {
+        turned = quarter_turn(bytes, {bytes, nullptr, width, height, 0, 0, format}, layout, angle, threaded);
+    }
     if (!turned) VOREL_LOG(kTagRotate, "[%s:%d, size : %d]", name, __LINE__, static_cast<int32_t>(layout.bytes));
     return turned;
 }
@@ -213,7 +214,16 @@ int32_t rotate_by_height(const char *name, void *buffer, int32_t width, int32_t 
 using namespace vorel;
 
 int32_t vorel_rotate(void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle) {
-    return rotate_by_height(__func__, buffer, width, height, format, angle);
+    switch (angle) {
+        case 90:
+            return vorel_rotate_90(buffer, width, height, format);
+        case 180:
+            return vorel_rotate_180(buffer, width, height, format);
+        case 270:
+            return vorel_rotate_270(buffer, width, height, format);
+        default:
+            return 0;
+    }
 }
 int32_t vorel_fast_rotate(void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle) {
     return rotate(__func__, buffer, width, height, format, angle, true);

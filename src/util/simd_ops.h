@@ -112,7 +112,7 @@ inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
 #endif
 }
 
-// Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1 or 2), and
+// Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1, 2 or 4), and
 //     vector(d, x)       does as many elements from x on as d has lanes
 //     scalar(x, count)   does count elements by the scalar twin
 // The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the

@@ -45,7 +45,8 @@ void mask_simd_target(SimdTarget target, bool masked);
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
 #if defined(__aarch64__)
-#define TOOLCHAIN_MISS_SYS_AUXV_H  // no choice at run time: NEON is the baseline, and the cryptographic extension is not
+#define TOOLCHAIN_MISS_SYS_AUXV_H  // no choice at run time: NEON is the baseline, and the cryptographic extension is
+                                   // not
 #endif
 // Sanitized builds would switch on Highway's assertions, whose failure function is in the library that is not linked.
 #define HWY_IS_DEBUG_BUILD 0

@@ -9,8 +9,8 @@ namespace vorel {
 // this is for pools that are about to be freed, or that have records enough.
 void run_waiting_tasks(vorel_threadpool *pool);
 
-// For tests: when set, groups queue their tasks on a pool without threads, and this runs them all, in whatever order and
-// threads it likes.
+// For tests: when set, groups queue their tasks on a pool without threads, and this runs them all, in whatever order
+// and threads it likes.
 using TaskConductor = void (*)(vorel_threadpool *pool);
 void set_task_conductor(TaskConductor conductor);
 

@@ -273,13 +273,33 @@ TEST(Convert, LowFramesAreTheFirstRowsOfHighOnes) {
         const Bytes src = noise(yuv_bytes(33, height), 8);
         for (const Family &family : kToRgb) {
             if (family.from == COLOR_YUV420) continue;
-            Bytes high(frame_bytes(family.to, 33, height)), low(frame_bytes(family.to, 33, 1198)), cut = src;
+            Bytes high(frame_bytes(family.to, 33, height)), low(frame_bytes(family.to, 33, 1199)), cut = src;
             family.chosen(33, height, src.data(), high.data());
             // The same planes at the lower height.
-            cut.erase(cut.begin() + 33 * 1198, cut.begin() + 33 * height);
-            family.chosen(33, 1198, cut.data(), low.data());
+            cut.erase(cut.begin() + 33 * 1199, cut.begin() + 33 * height);
+            family.chosen(33, 1199, cut.data(), low.data());
             EXPECT_TRUE(std::equal(low.begin(), low.end(), high.begin())) << family.name << " " << height;
         }
+    }
+}
+
+TEST(Convert, HighFramesAreCutIntoTheToldBands) {
+    WatchedTasks watched;
+    constexpr struct { int height, bands; } kRows[] = {{1199, 0}, {1200, 38}, {1210, 38}, {1215, 38}, {1216, 38}};
+    for (const auto &row : kRows) {
+        const Bytes src = noise(yuv_bytes(5, row.height), 3);
+        Bytes out(area(5, row.height) * 4);
+        nv21_to_rgba8888(5, row.height, src.data(), out.data());
+        EXPECT_EQ(watched.take_count(), row.bands) << row.height;
+    }
+    // Chroma moves alone: by area.
+    const Bytes src = noise(yuv_bytes(2048, 2049), 4);
+    Bytes out(src.size());
+    for (const auto move : {yuv_nv_reverse, yuv420_to_nv12, yuv420_to_nv21}) {
+        move(2048, 2048, src.data(), out.data());
+        EXPECT_EQ(watched.take_count(), 0) << "0x400000 pixels";
+        move(2048, 2049, src.data(), out.data());
+        EXPECT_EQ(watched.take_count(), 65);
     }
 }
 

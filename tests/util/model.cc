@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "util/task_group.h"
@@ -173,5 +174,20 @@ ShuffledTasks::ShuffledTasks(unsigned seed) {
     set_task_conductor(conduct);
 }
 ShuffledTasks::~ShuffledTasks() { set_task_conductor(nullptr); }
+
+namespace {
+
+int g_watched = 0;
+
+void watch(vorel_threadpool *pool) { g_watched = static_cast<int>(pool->waiting.count); }
+
+}  // namespace
+
+WatchedTasks::WatchedTasks() {
+    g_watched = 0;
+    set_task_conductor(watch);
+}
+WatchedTasks::~WatchedTasks() { set_task_conductor(nullptr); }
+int WatchedTasks::take_count() { return std::exchange(g_watched, 0); }
 
 }  // namespace vorel::test

@@ -68,4 +68,15 @@ class ShuffledTasks {
     ShuffledTasks &operator=(const ShuffledTasks &) = delete;
 };
 
+// Looks at the groups of tasks that are made while it lives, and runs them in the calling thread.
+class WatchedTasks {
+  public:
+    WatchedTasks();
+    ~WatchedTasks();
+    WatchedTasks(const WatchedTasks &) = delete;
+    WatchedTasks &operator=(const WatchedTasks &) = delete;
+    // Tasks of the last group, 0 where there was none since the last call.
+    int take_count();
+};
+
 }  // namespace vorel::test

@@ -122,6 +122,61 @@ TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
     }
 }
 
+TEST(Resize, HighSourcesAreCutIntoTheToldBands) {
+    WatchedTasks watched;
+    // Source and destination height, bands; 0: the calling thread, by height or because one band is all.
+    constexpr struct {
+        int from, to, bands;
+    } kRows[] = {{1023, 512, 0}, {1024, 1024, 32}, {1039, 1039, 32}, {1040, 1040, 33}, {1024, 3, 3}, {1024, 1, 0}};
+    for (const auto &row : kRows) {
+        const Bytes src = noise(area(4, row.from) * 4, 1);
+        Bytes out(area(4, row.to) * 4);
+        vorel_resize_rgba8888(src.data(), out.data(), 4, row.from, 4, row.to);
+        EXPECT_EQ(watched.take_count(), row.bands) << row.from << " to " << row.to;
+    }
+}
+
+// A record moved on band by band stands where the walk over all its rows stands: each tap's target grows by itself.
+TEST(Resize, RecordsMoveOnAsTheTapsDo) {
+    for (const auto &[from, to] : {std::pair(1040, 700), {2000, 2600}, {1024, 3}, {100, 1}, {7, 50}}) {
+        ResizeBand band = {};
+        band.srcWidth = band.dstWidth = 4;
+        band.srcHeight = from;
+        band.dstHeight = to;
+        band.bandRows = 32;
+        band.tapA = from >> 2;
+        band.tapB = 3 * from >> 2;
+        int64_t tap_a = from >> 2, tap_b = 3 * from >> 2, accumulator = 0, rows_a = 0, rows_b = 0;
+        for (int done = 0; done < from; done += 32) {
+            const int rows = std::min(32, from - done);
+            for (int i = 0; i < rows; ++i, accumulator += to) {
+                for (; tap_a - accumulator < to; tap_a += from) ++rows_a;
+                for (; tap_b - accumulator < to; tap_b += from) ++rows_b;
+            }
+            vorel_resize_rgba8888_get_pos(&band);
+            ASSERT_EQ(band.rowsThisBand, rows);
+            ASSERT_EQ(band.tapA, tap_a) << from << " to " << to << " at " << done;
+            ASSERT_EQ(band.tapB, tap_b) << from << " to " << to << " at " << done;
+            ASSERT_EQ(band.accumulator, accumulator);
+            ASSERT_EQ(band.firstTapRow, static_cast<size_t>(rows_a) * 16);
+            ASSERT_EQ(band.secondTapRow, static_cast<size_t>(rows_b) * 16);
+            ASSERT_EQ(band.srcOffset, static_cast<size_t>(done + rows) * 16);
+        }
+    }
+}
+
+TEST(Resize, ATaskForACanvasOfNoWidthEnds) {
+    uint8_t pixels[64] = {};
+    const ResizeCanvas canvas = {pixels, 0, 4, 0, 0, 4};
+    ResizeBand band = {};
+    band.srcWidth = band.srcHeight = band.dstWidth = band.dstHeight = 2;
+    band.srcY = band.dst = pixels;
+    band.canvas = &canvas;
+    band.rowsThisBand = 2;
+    vorel_resize_rgba8888_keep_ratio_tp(&band);
+    EXPECT_EQ(band.finished, 1);
+}
+
 TEST(Resize, RepeatedThreadedRunsAreEqual) {
     for (const int height : {1024, 1039, 1040, 2047}) {
         for (const Family &family : kFamilies) {

@@ -114,8 +114,8 @@ void write_pixels(JpegInfo *info, PixelFormat format, const RowSet *rows, int32_
         uint8_t *out = output_row(info, info->outputRowCounter + static_cast<uint32_t>(i));
         // Two luma rows over one chroma row of half width share the chroma terms.
         if (pairs && rows[i].shared && i + 1 < count && rows[i].c[1] == rows[i + 1].c[1]) {
-            info->kernels->ycc_row_pair[static_cast<int>(format)](
-                rows[i].c[0], rows[i + 1].c[0], rows[i].c[1], rows[i].c[2], width, out, out + info->planes.rowStep);
+            info->kernels->ycc_row_pair[static_cast<int>(format)](rows[i].c[0], rows[i + 1].c[0], rows[i].c[1],
+                                                                  rows[i].c[2], width, out, out + info->planes.rowStep);
             ++i;
             continue;
         }

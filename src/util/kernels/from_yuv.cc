@@ -113,8 +113,8 @@ inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u, hn::Vec<D16> v) {
     static_assert(kRedV * 32 == 52288 && kGreenV * 32 == -26656 && kGreenU * 32 == -12800 && kBlueU * 32 == 66112);
     const auto share = hn::Set(d, kShare - kBlack);
     const auto red = hn::Add(hn::Add(v, share), hn::MulHigh(v, hn::Set(d, kRedV * 32 - 65536)));
-    const auto green = hn::Add(hn::Add(share, hn::MulHigh(v, hn::Set(d, kGreenV * 32))),
-                               hn::MulHigh(u, hn::Set(d, kGreenU * 32)));
+    const auto green =
+        hn::Add(hn::Add(share, hn::MulHigh(v, hn::Set(d, kGreenV * 32))), hn::MulHigh(u, hn::Set(d, kGreenU * 32)));
     const auto blue = hn::Add(hn::Set(d, kShare - kBlack - 16384), hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
     return {red, green, blue, hn::Add(hn::ShiftRight<7>(u), hn::Set(d, 16384 >> 7))};
 }

@@ -40,7 +40,9 @@ struct ColumnTaps {
     const int32_t *chunk_ends;  // for each block of 16 output bytes, the last one overlapping: where its chunks end
 };
 // Half the size: the taps are neighbours, and vector code needs no chunks.
-constexpr bool halves(const ColumnTaps &taps) { return taps.src / 2 == taps.dst && taps.src % 2 == 0 && taps.unit != 3; }
+constexpr bool halves(const ColumnTaps &taps) {
+    return taps.src / 2 == taps.dst && taps.src % 2 == 0 && taps.unit != 3;
+}
 
 // What 16 output bytes take from 16 source bytes: for each the index of its first and its second tap, or 0x80.
 struct TapChunk {

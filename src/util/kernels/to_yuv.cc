@@ -242,8 +242,8 @@ struct ToPairs {
     }
 };
 
-// A pixel's three full-range sums. x86 multiplies and adds 16-bit neighbours: red and blue, and green with what is left of
-// a weight that 16 bits do not hold.
+// A pixel's three full-range sums. x86 multiplies and adds 16-bit neighbours: red and blue, and green with what is left
+// of a weight that 16 bits do not hold.
 template <class D32>
 struct FullRange {
     using V = hn::Vec<D32>;
@@ -255,18 +255,17 @@ struct FullRange {
         const D32 d;
         const hn::Repartition<int16_t, D32> d16;
         auto unused = hn::Zero(d);
-        return hn::ReorderWidenMulAccumulate(d, hn::BitCast(d16, pairs),
-                                             hn::BitCast(d16, hn::Set(d, kSecond * 65536 + (kFirst & 0xFFFF))), sum,
-                                             unused);
+        return hn::ReorderWidenMulAccumulate(
+            d, hn::BitCast(d16, pairs), hn::BitCast(d16, hn::Set(d, kSecond * 65536 + (kFirst & 0xFFFF))), sum, unused);
     }
     // Green in the lower half of each lane, byte `kByte` of the pixel in the upper one.
     template <int kByte>
     static V green_and(V pixels) {
         constexpr uint8_t kNone = 0x80;
-        alignas(16) static constexpr uint8_t kTable[16] = {
-            1, kNone, kByte,     kNone, 5,  kNone, kByte + 4,  kNone,
-            9, kNone, kByte + 8, kNone, 13, kNone, kByte + 12, kNone};
-        return hn::TableLookupBytes(pixels, hn::BitCast(D32(), hn::LoadDup128(hn::Repartition<uint8_t, D32>(), kTable)));
+        alignas(16) static constexpr uint8_t kTable[16] = {1, kNone, kByte,     kNone, 5,  kNone, kByte + 4,  kNone,
+                                                           9, kNone, kByte + 8, kNone, 13, kNone, kByte + 12, kNone};
+        return hn::TableLookupBytes(pixels,
+                                    hn::BitCast(D32(), hn::LoadDup128(hn::Repartition<uint8_t, D32>(), kTable)));
     }
     explicit FullRange(V pixels) {
         const D32 d;
@@ -298,8 +297,10 @@ struct FullRangePairs {
         const hn::Repartition<uint16_t, D32> d16u;
         const FullRange<D32> even(even_lanes(a, b)), odd(odd_lanes(a, b));
         y = hn::OddEven(hn::BitCast(d16, odd.y), hn::BitCast(d16, hn::ShiftRight<16>(even.y)));
-        u = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.u)), hn::BitCast(d16u, hn::ShiftRight<16>(odd.u)));
-        v = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.v)), hn::BitCast(d16u, hn::ShiftRight<16>(odd.v)));
+        u = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.u)),
+                             hn::BitCast(d16u, hn::ShiftRight<16>(odd.u)));
+        v = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.v)),
+                             hn::BitCast(d16u, hn::ShiftRight<16>(odd.v)));
     }
 };
 

@@ -153,8 +153,24 @@ TEST(JpegTolerance, FillBytesInTheDataAreOneByte) {
 }
 
 // Blocks in the standard tables: a DC difference of size 0, 7 or 11 and its bits, then the end of the block.
-constexpr const char *kSame = "00" "1010", *kUp100 = "11110" "1100100" "1010", *kDown100 = "11110" "0011011" "1010",
-                     *kUp2047 = "111111110" "11111111111" "1010", *kUp2047Unfinished = "111111110" "11111111111";
+constexpr const char *kSame =
+                         "00"
+                         "1010",
+                     *kUp100 =
+                         "11110"
+                         "1100100"
+                         "1010",
+                     *kDown100 =
+                         "11110"
+                         "0011011"
+                         "1010",
+                     *kUp2047 =
+                         "111111110"
+                         "11111111111"
+                         "1010",
+                     *kUp2047Unfinished =
+                         "111111110"
+                         "11111111111";
 
 // Entropy-coded bytes of strings of bits: stuffed, and filled up with ones.
 Bytes coded(const std::string &bits) {
@@ -205,8 +221,10 @@ TEST(JpegTolerance, ABadDcNearTheBottomOfAnEighthIsGrayUpToTheNextRestart) {
             std::string bits;
             for (int x = 0; x < kBlocks; ++x) {
                 const bool bad = damaged && row == kBadRow && (x == kBadColumn - 1 || x == kBadColumn);
-                bits += bad ? (cut && x == kBadColumn ? kUp2047Unfinished : kUp2047)
-                            : x == 2 * row ? kUp100 : x == 2 * row + 1 ? kDown100 : kSame;
+                bits += bad                ? (cut && x == kBadColumn ? kUp2047Unfinished : kUp2047)
+                        : x == 2 * row     ? kUp100
+                        : x == 2 * row + 1 ? kDown100
+                                           : kSame;
                 if (bad && cut && x == kBadColumn) break;
             }
             const Bytes data = coded(bits);
@@ -250,8 +268,8 @@ TEST(JpegTolerance, AnEndlessStreamEndsAtThe31stBit) {
     };
     // No marker comes, so the search for the next restart reads on.
     Endless source = {gray_header(8 * 64, 8 * 64, 1), 0};
-    SessionGuard session(VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, Endless::read, Endless::skip, nullptr,
-                                                           COLOR_GRAY, 0));
+    SessionGuard session(
+        VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, Endless::read, Endless::skip, nullptr, COLOR_GRAY, 0));
     ASSERT_TRUE(session);
     IoInfo *io = session->ioInfo;
     StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};

@@ -129,8 +129,8 @@ TEST(JpegWindow, OddWindowsInPlaceStayInTheTarget) {
     spec.width = 64;
     spec.height = 48;
     const Bytes jpeg = turbo_picture(spec);
-    for (const int32_t format : {COLOR_YUV420, COLOR_YUV422, COLOR_YUV440, COLOR_YUV444, COLOR_NV21, COLOR_NV12,
-                                 COLOR_YUYV, COLOR_GRAY}) {
+    for (const int32_t format :
+         {COLOR_YUV420, COLOR_YUV422, COLOR_YUV440, COLOR_YUV444, COLOR_NV21, COLOR_NV12, COLOR_YUYV, COLOR_GRAY}) {
         for (const int left : {1, 3, 62, 63}) {
             // Down to the last byte of the buffer, behind which nothing can be touched.
             DecodeSpec part = window_spec(format, 64, 48, {left, 31, 64 - left, 17});
@@ -142,7 +142,8 @@ TEST(JpegWindow, OddWindowsInPlaceStayInTheTarget) {
             const int step = format == COLOR_YUYV ? 2 : 1;
             for (int y = 0; y < 48; ++y) {
                 for (int x = 0; x < (y < 31 ? 64 : left & ~1); ++x) {
-                    ASSERT_EQ(ours.pixels[static_cast<size_t>((y * 64 + x) * step)], 1) << format << " " << x << "," << y;
+                    ASSERT_EQ(ours.pixels[static_cast<size_t>((y * 64 + x) * step)], 1)
+                        << format << " " << x << "," << y;
                 }
             }
         }

@@ -40,10 +40,8 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
     const struct {
         int h, v;
         DirectWriter writers[4];
-    } kRows[] = {{2, 2, WRITERS(YUV420)},
-                 {2, 1, WRITERS(YUV422_H2V1)},
-                 {1, 2, WRITERS(YUV422_H1V2)},
-                 {1, 1, WRITERS(YUV444)}};
+    } kRows[] = {
+        {2, 2, WRITERS(YUV420)}, {2, 1, WRITERS(YUV422_H2V1)}, {1, 2, WRITERS(YUV422_H1V2)}, {1, 1, WRITERS(YUV444)}};
 #undef WRITERS
     constexpr int32_t kFormats[4] = {COLOR_RGB888, COLOR_RGB565, COLOR_RGBA8888, COLOR_BGRA8888};
     for (const auto &row : kRows) {
@@ -89,10 +87,14 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
         void (*write_sums)(JpegInfo *, const uint32_t *, int32_t);
     } kRows[] = {
         {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_YcbcrWriteOutput1to1(info, p[0], p[1], p[2], w); },
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
+             BRIMJ_YcbcrWriteOutput1to1(info, p[0], p[1], p[2], w);
+         },
          BRIMJ_YcbcrWriteOutput},
         {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_FastYcbcrWriteOutput(info, p[0], p[1], p[2], w); },
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
+             BRIMJ_FastYcbcrWriteOutput(info, p[0], p[1], p[2], w);
+         },
          nullptr},
         {Colour::kYcc,
          [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
@@ -103,7 +105,9 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
          [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_GrayWriteOutput1to1(info, p[0], w); },
          BRIMJ_GrayWriteOutput},
         {Colour::kRgb,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_RGBWriteOutput1to1(info, p[0], p[1], p[2], w); },
+         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
+             BRIMJ_RGBWriteOutput1to1(info, p[0], p[1], p[2], w);
+         },
          BRIMJ_RGBWriteOutput},
         {Colour::kCmyk,
          [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
@@ -138,7 +142,8 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
                         const Plane &plane = coded->components[c].plane;
                         planes[c] = plane.samples.data() + static_cast<ptrdiff_t>(y) * plane.width;
                         // Four times the same sample, in its ten bits.
-                        for (size_t x = 0; sums && x < words.size(); ++x) words[x] += uint32_t{planes[c][x]} * 4 << (20 - 10 * c);
+                        for (size_t x = 0; sums && x < words.size(); ++x)
+                            words[x] += uint32_t{planes[c][x]} * 4 << (20 - 10 * c);
                     }
                     sums ? row.write_sums(record.get(), words.data(), spec.width)
                          : row.write(record.get(), planes, spec.width);
@@ -168,7 +173,8 @@ TEST(JpegWriters, SkippedRowsAreNotStored) {
         EXPECT_EQ(done, 64u / static_cast<uint32_t>(scale));
         const ptrdiff_t from = ptrdiff_t{done} * width * 4;
         const auto process = scale == 1 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
-        while (done < static_cast<uint32_t>(height) && process(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
+        while (done < static_cast<uint32_t>(height) &&
+               process(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
         }
         const Bytes whole = decode(jpeg, {.format = format, .width = width, .height = height}).pixels;
         const Bytes ours = record.pixels();
