@@ -14,13 +14,17 @@ int32_t decode_wbmp(DecInfo *session, void *output, int32_t width, int32_t heigh
     return VORELBRIMI_DecodeWBMP(session, output, width, height);
 }
 
+int32_t decode_bmp(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
+    return VORELBRIMI_DecodeBMP(session, output, width, height);
+}
+
 constexpr int32_t kImageTypes = VOREL_IMAGE_ANIMATED_GIF + 1;
 
 // By image type. PNG has no entry: see decode_png.
 constexpr DecodeFn kDecoders[kImageTypes] = {
     nullptr,                // VOREL_IMAGE_NONE
     VORELBRIM_PDecodeJPEG,  // VOREL_IMAGE_JPEG
-    nullptr,                // VOREL_IMAGE_BMP
+    decode_bmp,             // VOREL_IMAGE_BMP
     nullptr,                // VOREL_IMAGE_PNG
     nullptr,                // VOREL_IMAGE_GIF
     decode_wbmp,            // VOREL_IMAGE_WBMP
