@@ -2,129 +2,29 @@
 // pool, over frames of 1920 x 1080 and 4000 x 3000 pixels; prints the table, and keeps it in FILE.
 #include <libyuv.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
-#include <ctime>
-#include <fstream>
-#include <regex>
-
-#include "machine.h"
 #include "util_rows.h"
 
-namespace vorel_bench {
+using namespace vorel_bench;
+
 namespace {
 
-// Work of one thread is measured in its processor time, so that neighbours on the machine count less; work of several
-// by the clock.
-double seconds_now(bool threads) {
-    timespec time;
-    clock_gettime(threads ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-double seconds_of(const std::function<void()> &work, bool threads) {
-    const double start = seconds_now(threads);
-    work();
-    return seconds_now(threads) - start;
-}
-
-struct Times {
-    std::vector<double> seconds;
-    double median() {
-        std::sort(seconds.begin(), seconds.end());
-        return seconds[seconds.size() / 2];
-    }
-    double spread() const {
-        return (seconds[seconds.size() * 3 / 4] - seconds[seconds.size() / 4]) / seconds[seconds.size() / 2];
-    }
-};
-
-class Table {
-  public:
-    void emit(const std::string &text) {
-        std::fputs(text.c_str(), stdout);
-        std::fflush(stdout);
-        text_ += text;
-    }
-    bool keep(const std::string &path) const {
-        std::ofstream file(path);
-        file << text_;
-        return static_cast<bool>(file.flush());
-    }
-
-  private:
-    std::string text_;
-};
-
-// In turns, after one run of each; a copy of as many bytes as are read and written stands beside them.
-std::string measured(const UtilRow &row, UtilFrames &frames) {
-    constexpr double kSeconds = 0.25;
-    constexpr int kLeast = 7, kMost = 41;
-    const size_t copied = std::min(row.bytes / 2, frames.pixels() * 4);
-    const auto copy = [&] { std::memcpy(frames.out(), frames.source(), copied); };
-    Times ours, peer, memory, ratios;
-    row.ours();
-    row.peer();
-    double spent = 0;
-    for (int i = 0; i < kMost && (i < kLeast || spent < kSeconds); ++i) {
-        if (i % 2) peer.seconds.push_back(seconds_of(row.peer, row.threads));
-        ours.seconds.push_back(seconds_of(row.ours, row.threads));
-        if (i % 2 == 0) peer.seconds.push_back(seconds_of(row.peer, row.threads));
-        ratios.seconds.push_back(peer.seconds.back() / ours.seconds.back());
-        memory.seconds.push_back(seconds_of(copy, row.threads) * static_cast<double>(row.bytes) /
-                                 static_cast<double>(2 * copied));
-        spent += ours.seconds.back() + peer.seconds.back() + memory.seconds.back();
-    }
-    const double mine = ours.median(), other = peer.median();
-    char text[256];
-    std::snprintf(text, sizeof text,
-                  "%-32s  ours %7.2f ms  peer %7.2f ms  ratio %5.2f  spread %5.1f %5.1f %%  memcpy %6.2f ms\n",
-                  row.name.c_str(), mine * 1e3, other * 1e3, ratios.median(), 100 * ours.spread(), 100 * peer.spread(),
-                  memory.median() * 1e3);
-    return text;
-}
-
-int run(const std::string &pattern, const std::string &results) {
-    const std::regex filter(pattern);
-    Table table;
-    table.emit("Utilities on raw frames, libvorel against libyuv " + std::to_string(LIBYUV_VERSION) + "\n" +
-               machine_line() +
-               "\n\n"
-               "convert, rotate and resize in one thread against the peer's nearest function (resize: bilinear, four\n"
-               "samples as ours); pool: ours on a pool against ours in one thread.\n"
-               "ratio  the peer's time by ours, the median over turns of one run each: above 1 ours is faster\n"
-               "times  of the processor for one thread, of the clock for a pool\n"
-               "spread middle half of the times by their median, ours and the peer's\n"
-               "memcpy time of a copy that reads and writes as many bytes as the row has to\n\n");
+void fill(TimedTable &table) {
     for (const auto &[width, height] : {std::pair(1920, 1080), {4000, 3000}}) {
         UtilFrames frames(width, height);
-        std::vector<UtilRow> rows = peer_rows(frames);
-        if (frames.pixels() >= 4'000'000) {
-            for (UtilRow &row : pool_rows(frames)) rows.push_back(std::move(row));
-        }
-        for (const UtilRow &row : rows)
-            if (std::regex_search(row.name, filter)) table.emit(measured(row, frames));
+        const CopyRoom room = {frames.source(), frames.out(), frames.pixels() * 4};
+        for (const TimedRow &row : peer_rows(frames)) table.add(row, room);
+        if (frames.pixels() < 4'000'000) continue;
+        for (const TimedRow &row : pool_rows(frames)) table.add(row, room);
     }
-    if (results.empty() || table.keep(results)) return 0;
-    std::fprintf(stderr, "vorel_util_bench: cannot write %s\n", results.c_str());
-    return 1;
 }
 
 }  // namespace
-}  // namespace vorel_bench
 
 int main(int argc, char **argv) {
-    std::string filter = ".", results;
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        if (argument == "--results" && i + 1 < argc) {
-            results = argv[++i];
-        } else if (argument[0] != '-') {
-            filter = argument;
-        } else {
-            std::fprintf(stderr, "usage: vorel_util_bench [REGEX] [--results FILE]\n");
-            return 2;
-        }
-    }
-    return vorel_bench::run(filter, results);
+    return TimedTable::run(argc, argv,
+                           "Utilities on raw frames, libvorel against libyuv " + std::to_string(LIBYUV_VERSION) +
+                               "\n\n"
+                               "convert, rotate and resize in one thread against the peer's nearest function (resize: "
+                               "bilinear, four\nsamples as ours); pool: ours on a pool against ours in one thread.\n",
+                           fill);
 }
