@@ -155,6 +155,7 @@ std::vector<ChunkAt> chunks_of(const Bytes &png) {
     std::vector<ChunkAt> chunks;
     for (size_t at = 8; at + 12 <= png.size();) {
         const size_t length = size_t{png[at]} << 24 | size_t{png[at + 1]} << 16 | size_t{png[at + 2]} << 8 | png[at + 3];
+        if (length > png.size() - at - 12) break;
         chunks.push_back({at, std::string(png.begin() + static_cast<long>(at) + 4, png.begin() + static_cast<long>(at) + 8),
                           length});
         at += 12 + length;
