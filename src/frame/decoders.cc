@@ -2,6 +2,7 @@
 #include "frame/decoders.h"
 
 #include "jpeg/decoder/decoder.h"
+#include "png/png.h"
 #include "raster/raster.h"
 #include "util/util.h"
 
@@ -39,7 +40,11 @@ int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t he
     return kDecoders[type](session, output, width, height, sample_size);
 }
 
-int32_t decode_png(const void *, int32_t, void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
+int32_t decode_png(const void *source, int32_t length, void *output, int32_t width, int32_t height, int32_t sample_size,
+                   int32_t color_format) {
+    return decodeVPNG(source, length, length ? vpng_read_fn : nullptr, output, width, height, sample_size,
+                      color_format);
+}
 
 int32_t rotate_in_place(void *pixels, int32_t width, int32_t height, int32_t color_format, int32_t degrees) {
     return vorel_rotate(pixels, width, height, color_format, degrees);
