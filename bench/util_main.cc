@@ -5,88 +5,32 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
-#include <fstream>
 #include <regex>
 
 #include "machine.h"
+#include "turns.h"
 #include "util_rows.h"
 
 namespace vorel_bench {
 namespace {
 
-// Work of one thread is measured in its processor time, so that neighbours on the machine count less; work of several
-// by the clock.
-double seconds_now(bool threads) {
-    timespec time;
-    clock_gettime(threads ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-double seconds_of(const std::function<void()> &work, bool threads) {
-    const double start = seconds_now(threads);
-    work();
-    return seconds_now(threads) - start;
-}
-
-struct Times {
-    std::vector<double> seconds;
-    double median() {
-        std::sort(seconds.begin(), seconds.end());
-        return seconds[seconds.size() / 2];
-    }
-    double spread() const {
-        return (seconds[seconds.size() * 3 / 4] - seconds[seconds.size() / 4]) / seconds[seconds.size() / 2];
-    }
-};
-
-class Table {
-  public:
-    void emit(const std::string &text) {
-        std::fputs(text.c_str(), stdout);
-        std::fflush(stdout);
-        text_ += text;
-    }
-    bool keep(const std::string &path) const {
-        std::ofstream file(path);
-        file << text_;
-        return static_cast<bool>(file.flush());
-    }
-
-  private:
-    std::string text_;
-};
-
-// In turns, after one run of each; a copy of as many bytes as are read and written stands beside them.
+// A copy of as many bytes as are read and written stands beside the two.
 std::string measured(const UtilRow &row, UtilFrames &frames) {
-    constexpr double kSeconds = 0.25;
-    constexpr int kLeast = 7, kMost = 41;
     const size_t copied = std::min(row.bytes / 2, frames.pixels() * 4);
     const auto copy = [&] { std::memcpy(frames.out(), frames.source(), copied); };
-    Times ours, peer, memory, ratios;
-    row.ours();
-    row.peer();
-    double spent = 0;
-    for (int i = 0; i < kMost && (i < kLeast || spent < kSeconds); ++i) {
-        if (i % 2) peer.seconds.push_back(seconds_of(row.peer, row.threads));
-        ours.seconds.push_back(seconds_of(row.ours, row.threads));
-        if (i % 2 == 0) peer.seconds.push_back(seconds_of(row.peer, row.threads));
-        ratios.seconds.push_back(peer.seconds.back() / ours.seconds.back());
-        memory.seconds.push_back(seconds_of(copy, row.threads) * static_cast<double>(row.bytes) /
-                                 static_cast<double>(2 * copied));
-        spent += ours.seconds.back() + peer.seconds.back() + memory.seconds.back();
-    }
-    const double mine = ours.median(), other = peer.median();
+    Turns turns = measure_in_turns(row.ours, row.peer, copy, row.threads);
+    const double memory = turns.third.median() * static_cast<double>(row.bytes) / static_cast<double>(2 * copied);
+    const double mine = turns.ours.median(), other = turns.peer.median();
     char text[256];
     std::snprintf(text, sizeof text,
                   "%-32s  ours %7.2f ms  peer %7.2f ms  ratio %5.2f  spread %5.1f %5.1f %%  memcpy %6.2f ms\n",
-                  row.name.c_str(), mine * 1e3, other * 1e3, ratios.median(), 100 * ours.spread(), 100 * peer.spread(),
-                  memory.median() * 1e3);
+                  row.name.c_str(), mine * 1e3, other * 1e3, turns.ratios.median(), 100 * turns.ours.spread(),
+                  100 * turns.peer.spread(), memory * 1e3);
     return text;
 }
 
-int run(const std::string &pattern, const std::string &results) {
+void run(const std::string &pattern, Table &table) {
     const std::regex filter(pattern);
-    Table table;
     table.emit("Utilities on raw frames, libvorel against libyuv " + std::to_string(LIBYUV_VERSION) + "\n" +
                machine_line() +
                "\n\n"
@@ -105,26 +49,11 @@ int run(const std::string &pattern, const std::string &results) {
         for (const UtilRow &row : rows)
             if (std::regex_search(row.name, filter)) table.emit(measured(row, frames));
     }
-    if (results.empty() || table.keep(results)) return 0;
-    std::fprintf(stderr, "vorel_util_bench: cannot write %s\n", results.c_str());
-    return 1;
 }
 
 }  // namespace
 }  // namespace vorel_bench
 
 int main(int argc, char **argv) {
-    std::string filter = ".", results;
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        if (argument == "--results" && i + 1 < argc) {
-            results = argv[++i];
-        } else if (argument[0] != '-') {
-            filter = argument;
-        } else {
-            std::fprintf(stderr, "usage: vorel_util_bench [REGEX] [--results FILE]\n");
-            return 2;
-        }
-    }
-    return vorel_bench::run(filter, results);
+    return vorel_bench::table_main(argc, argv, "vorel_util_bench", vorel_bench::run);
 }
