@@ -2,10 +2,12 @@
 
 #include <vorel/raster.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
+#include <utility>
+#include <vector>
 
 namespace vorel_bench {
 namespace {
@@ -61,56 +63,66 @@ std::vector<uint8_t> runs_file() {
     return file;
 }
 
-}  // namespace
+struct Files {
+    std::vector<uint8_t> bits8 = noise_file(8), bits24 = noise_file(24), bits32 = noise_file(32), runs = runs_file();
+};
 
-BmpFiles::BmpFiles()
-    : plain_{noise_file(8), noise_file(24), noise_file(32)},
-      runs_(runs_file()),
-      out_(static_cast<size_t>(kWidth) * kHeight * 4 + 64),
-      copy_(out_.size()) {}
+struct Row {
+    const char *name;
+    std::vector<uint8_t> Files::*file;
+    int32_t format, divisor;
+    uint32_t options;
+};
+constexpr Row kRows[] = {
+    {"bmp/24/rgba", &Files::bits24, COLOR_RGBA8888, 1, 0},
+    {"bmp/24/rgb", &Files::bits24, COLOR_RGB888, 1, 0},
+    {"bmp/24/rgb565", &Files::bits24, COLOR_RGB565, 1, 0},
+    {"bmp/24/rgba/turned", &Files::bits24, COLOR_RGBA8888, 1, VOREL_OPTION_ROTATE_90},
+    {"bmp/24/rgba/half", &Files::bits24, COLOR_RGBA8888, 2, 0},
+    {"bmp/32/rgba", &Files::bits32, COLOR_RGBA8888, 1, 0},
+    {"bmp/32/rgba/half", &Files::bits32, COLOR_RGBA8888, 2, 0},
+    {"bmp/8/rgba", &Files::bits8, COLOR_RGBA8888, 1, 0},
+    {"bmp/8/rgba/half", &Files::bits8, COLOR_RGBA8888, 2, 0},
+    {"bmp/rle8/rgba", &Files::runs, COLOR_RGBA8888, 1, 0},
+    {"bmp/rle8/rgba/half", &Files::runs, COLOR_RGBA8888, 2, 0},
+};
 
-TimedRow BmpFiles::row(const char *name, std::vector<uint8_t> &file, int32_t format, int32_t divisor,
-                       uint32_t options) {
-    const size_t pixel = format == COLOR_RGB565 ? 2 : format == COLOR_RGB888 ? 3 : 4;
-    const size_t written = static_cast<size_t>(kWidth / divisor) * static_cast<size_t>(kHeight / divisor) * pixel;
-    const size_t bytes = file.size() + written;
-    const auto ours = [this, &file, format, divisor, options] {
-        DecInfo *session = VORELBRIM_CreateDecInfo(1, file.data(), static_cast<int32_t>(file.size()), format, options);
-        const bool turned = (options & VOREL_OPTION_ROTATE_90) != 0;
-        const int32_t width = kWidth / divisor, height = kHeight / divisor;
-        if (!session ||
-            VORELBRIMI_DecodeBMP(session, out_.data(), turned ? height : width, turned ? width : height) != 1) {
-            std::fprintf(stderr, "a BMP was not decoded\n");
-            std::abort();
-        }
-        VORELBRIM_DestroyDecInfo(session);
-    };
-    const auto copied = [this, bytes] { std::memcpy(copy_.data(), out_.data(), std::min(bytes / 2, copy_.size())); };
-    return {name, ours, copied, bytes, false};
+void decode(const std::vector<uint8_t> &file, const Row &row, uint8_t *out) {
+    DecInfo *session = VORELBRIM_CreateDecInfo(1, const_cast<uint8_t *>(file.data()), static_cast<int32_t>(file.size()),
+                                               row.format, row.options);
+    int32_t width = kWidth / row.divisor, height = kHeight / row.divisor;
+    if (row.options & VOREL_OPTION_ROTATE_90) std::swap(width, height);
+    if (!session || VORELBRIMI_DecodeBMP(session, out, width, height) != 1) {
+        std::fprintf(stderr, "a BMP was not decoded\n");
+        std::abort();
+    }
+    VORELBRIM_DestroyDecInfo(session);
 }
 
-std::vector<TimedRow> BmpFiles::rows() {
-    std::vector<TimedRow> rows;
-    const struct {
-        const char *name;
-        std::vector<uint8_t> &file;
-        int32_t format, divisor;
-        uint32_t options;
-    } cases[] = {
-        {"bmp/24/rgba", plain_[1], COLOR_RGBA8888, 1, 0},
-        {"bmp/24/rgb", plain_[1], COLOR_RGB888, 1, 0},
-        {"bmp/24/rgb565", plain_[1], COLOR_RGB565, 1, 0},
-        {"bmp/24/rgba/turned", plain_[1], COLOR_RGBA8888, 1, VOREL_OPTION_ROTATE_90},
-        {"bmp/24/rgba/half", plain_[1], COLOR_RGBA8888, 2, 0},
-        {"bmp/32/rgba", plain_[2], COLOR_RGBA8888, 1, 0},
-        {"bmp/32/rgba/half", plain_[2], COLOR_RGBA8888, 2, 0},
-        {"bmp/8/rgba", plain_[0], COLOR_RGBA8888, 1, 0},
-        {"bmp/8/rgba/half", plain_[0], COLOR_RGBA8888, 2, 0},
-        {"bmp/rle8/rgba", runs_, COLOR_RGBA8888, 1, 0},
-        {"bmp/rle8/rgba/half", runs_, COLOR_RGBA8888, 2, 0},
-    };
-    for (const auto &c : cases) rows.push_back(row(c.name, c.file, c.format, c.divisor, c.options));
-    return rows;
+}  // namespace
+
+void bmp_rows(const std::string &filter, Table &table) {
+    table.emit(
+        "BMP of 4000 x 3000 pixels from memory\n"
+        "memcpy a copy that reads and writes as many bytes as file and output have; ratio: its time by ours\n\n");
+    const Files files;
+    std::vector<uint8_t> out(static_cast<size_t>(kWidth) * kHeight * 4), copy(out.size());
+    for (const Row &row : kRows) {
+        if (!std::regex_search(row.name, std::regex(filter))) continue;
+        const std::vector<uint8_t> &file = files.*row.file;
+        const size_t pixel = row.format == COLOR_RGB565 ? 2 : row.format == COLOR_RGB888 ? 3 : 4;
+        const size_t written =
+            static_cast<size_t>(kWidth / row.divisor) * static_cast<size_t>(kHeight / row.divisor) * pixel;
+        Turns turns =
+            measure_in_turns([&] { decode(file, row, out.data()); },
+                             [&] { std::memcpy(copy.data(), out.data(), (file.size() + written) / 2); }, {}, false);
+        char text[160];
+        std::snprintf(text, sizeof text, "%-20s  ours %7.2f ms  memcpy %6.2f ms  ratio %5.2f  spread %5.1f %%\n",
+                      row.name, turns.ours.median() * 1e3, turns.peer.median() * 1e3, turns.ratios.median(),
+                      100 * turns.ours.spread());
+        table.emit(text);
+    }
+    table.emit("\n");
 }
 
 }  // namespace vorel_bench

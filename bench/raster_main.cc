@@ -1,18 +1,14 @@
-// vorel_raster_bench [REGEX] [--results FILE]: raster formats of 4000 x 3000 pixels from memory, in one thread.
+// vorel_raster_bench [REGEX] [--results FILE]: the raster formats, in one thread.
 #include "bmp_rows.h"
-
-using namespace vorel_bench;
+#include "machine.h"
 
 namespace {
 
-void fill(TimedTable &table) {
-    BmpFiles bmp;
-    for (const TimedRow &row : bmp.rows()) table.add(row, bmp.room());
+void run(const std::string &filter, vorel_bench::Table &table) {
+    table.emit("Raster formats\n" + vorel_bench::machine_line() + "\n\n");
+    vorel_bench::bmp_rows(filter, table);
 }
 
 }  // namespace
 
-int main(int argc, char **argv) {
-    return TimedTable::run(
-        argc, argv, "Raster formats, libvorel against copies of as many bytes as are read and written\n\n", fill);
-}
+int main(int argc, char **argv) { return vorel_bench::table_main(argc, argv, "vorel_raster_bench", run); }

@@ -32,7 +32,7 @@ using ToPlanes = int (*)(const uint8_t *, int, uint8_t *, int, uint8_t *, int, u
 // Adds rows to a list. What a row does has a copy of this, so it is no more than the frames' size and two references.
 class Rows {
   public:
-    Rows(UtilFrames &frames, std::vector<TimedRow> &rows)
+    Rows(UtilFrames &frames, std::vector<UtilRow> &rows)
         : f_(frames), w_(frames.width()), h_(frames.height()), rows_(rows) {}
 
     void add(const std::string &what, size_t bytes, std::function<void()> ours, std::function<void()> peer) {
@@ -191,7 +191,7 @@ class Rows {
   private:
     UtilFrames &f_;
     int w_, h_;
-    std::vector<TimedRow> &rows_;
+    std::vector<UtilRow> &rows_;
 };
 
 }  // namespace
@@ -207,8 +207,8 @@ UtilFrames::UtilFrames(int width, int height) : width_(width), height_(height) {
     out_ = peer_out_ = source_;
 }
 
-std::vector<TimedRow> peer_rows(UtilFrames &frames) {
-    std::vector<TimedRow> list;
+std::vector<UtilRow> peer_rows(UtilFrames &frames) {
+    std::vector<UtilRow> list;
     Rows rows(frames, list);
     rows.converters();
     rows.rotations();
@@ -216,8 +216,8 @@ std::vector<TimedRow> peer_rows(UtilFrames &frames) {
     return list;
 }
 
-std::vector<TimedRow> pool_rows(UtilFrames &frames) {
-    std::vector<TimedRow> list;
+std::vector<UtilRow> pool_rows(UtilFrames &frames) {
+    std::vector<UtilRow> list;
     Rows(frames, list).pools();
     return list;
 }

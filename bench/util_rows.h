@@ -2,11 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
 
-#include "timed_table.h"
-
 namespace vorel_bench {
+
+struct UtilRow {
+    std::string name;
+    std::function<void()> ours, peer;
+    size_t bytes;  // read and written by ours at the least
+    bool threads;  // ours runs on several
+};
 
 // Frames for all rows of one size: big enough for any layout, and noise.
 class UtilFrames {
@@ -25,8 +32,8 @@ class UtilFrames {
 };
 
 // Converters, rotations and resizers in one thread against the peer.
-std::vector<TimedRow> peer_rows(UtilFrames &frames);
+std::vector<UtilRow> peer_rows(UtilFrames &frames);
 // The forms on a pool (ours) against the same in one thread (peer).
-std::vector<TimedRow> pool_rows(UtilFrames &frames);
+std::vector<UtilRow> pool_rows(UtilFrames &frames);
 
 }  // namespace vorel_bench

@@ -12,7 +12,7 @@ namespace vorel::test {
 namespace {
 
 // Larger ones teach nothing new and cost seconds.
-constexpr uint64_t kMostPixels = 700'000;
+constexpr uint64_t kMostPixels = 500'000;
 
 void check_picture(const std::string &name, const Bytes &file, const StraightPng &image, std::mt19937 &random) {
     const int width = image.width, height = image.height;
