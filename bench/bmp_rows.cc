@@ -2,6 +2,7 @@
 
 #include <vorel/raster.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -113,13 +114,13 @@ void bmp_rows(const std::string &filter, Table &table) {
         const size_t pixel = row.format == COLOR_RGB565 ? 2 : row.format == COLOR_RGB888 ? 3 : 4;
         const size_t written =
             static_cast<size_t>(kWidth / row.divisor) * static_cast<size_t>(kHeight / row.divisor) * pixel;
-        Turns turns =
-            measure_in_turns([&] { decode(file, row, out.data()); },
-                             [&] { std::memcpy(copy.data(), out.data(), (file.size() + written) / 2); }, {}, false);
+        const size_t copied = std::min((file.size() + written) / 2, copy.size());
+        Turns turns = measure_in_turns([&] { decode(file, row, out.data()); },
+                                       [&] { std::memcpy(copy.data(), out.data(), copied); }, {}, false);
+        const double mine = turns.ours.median(), memory = turns.peer.median();
         char text[160];
         std::snprintf(text, sizeof text, "%-20s  ours %7.2f ms  memcpy %6.2f ms  ratio %5.2f  spread %5.1f %%\n",
-                      row.name, turns.ours.median() * 1e3, turns.peer.median() * 1e3, turns.ratios.median(),
-                      100 * turns.ours.spread());
+                      row.name, mine * 1e3, memory * 1e3, turns.ratios.median(), 100 * turns.ours.spread());
         table.emit(text);
     }
     table.emit("\n");

@@ -49,6 +49,7 @@ struct Pixels {
     Bytes rgb;
 };
 Pixels read_png(const std::string &path);
+Bytes make_png(const Pixels &pixels, bool interlaced);
 Pixels read_ppm(const Bytes &bytes);
 
 }  // namespace vorel_tests

@@ -35,6 +35,8 @@ int run(int argc, char **argv) {
     register_convert(app, action);
     register_resize(app, action);
     register_rotate(app, action);
+    register_region(app, action);
+    register_tiles(app, action);
     try {
         app.parse(argc, argv);
         return action();
