@@ -7,6 +7,7 @@
 #include "raster/bmp_input.h"
 #include "raster/bmp_pixels.h"
 #include "raster/bmp_rle.h"
+#include "raster/bmp_rows.h"
 #include "raster/bmp_scaled.h"
 
 namespace vorel {
@@ -14,44 +15,21 @@ namespace {
 
 constexpr int32_t kDone = 1;
 
-// Output rows `first` to `first + count - 1`, counted as the file stores rows, and where they go.
-class OutputRows {
-  public:
-    OutputRows(const BmpInfo *info, void *output, int32_t asked, bool top_down)
-        : first_(info->firstRow),
-          count_(std::clamp(asked, 0, std::max(0, info->outHeight - info->firstRow))),
-          start_(static_cast<uint8_t *>(output)),
-          step_(info->rowStep) {
-        if (top_down || count_ == 0) return;
-        start_ += ptrdiff_t{step_} * (count_ - 1);
-        step_ = -step_;
-    }
-    int32_t first() const { return first_; }
-    int32_t end() const { return first_ + count_; }
-    bool holds(int32_t row) const { return row >= first_ && row < end(); }
-    uint8_t *at(int32_t row) const { return start_ + step_ * (row - first_); }
-
-  private:
-    int32_t first_, count_;
-    uint8_t *start_;
-    ptrdiff_t step_;
-};
-
 using WriteRowFn = decltype(&BRIMI_BMP_Write24bitOutput);
 
-void write_scaled_row(const BmpInfo *info, uint8_t *out) {
+void write_scaled_row(const BmpInfo *info, uint8_t *out, int32_t step) {
     if (info->alphaScratch) {
-        BRIMI_BMP_WriteResizedOutputWithAlpha(info->scratch, info->alphaScratch, out, info->outWidth, info->pixelStep,
+        BRIMI_BMP_WriteResizedOutputWithAlpha(info->scratch, info->alphaScratch, out, info->outWidth, step,
                                               info->outputFormat);
     } else {
-        BRIMI_BMP_WriteResizedOutput(info->scratch, out, info->outWidth, info->pixelStep, info->outputFormat);
+        BRIMI_BMP_WriteResizedOutput(info->scratch, out, info->outWidth, step, info->outputFormat);
     }
 }
 
 // row_at(index) gives stored rows, null at the end, and add() takes their samples. The rows are asked for in rising
 // order, since the second one of an output row never lies below the first one of the next. False when one is missing.
 template <typename RowAt, typename Add>
-bool scale_rows(const BmpInfo *info, const OutputRows &rows, const RowAt &row_at, const Add &add) {
+bool scale_rows(const BmpInfo *info, const OutputRows &rows, RowSink *sink, const RowAt &row_at, const Add &add) {
     const size_t bytes = static_cast<size_t>(info->outWidth) * sizeof *info->scratch;
     for (int32_t y = rows.first(); y < rows.end(); ++y) {
         const SamplePair pair = sample_pair(y, info->height, info->outHeight);
@@ -62,7 +40,7 @@ bool scale_rows(const BmpInfo *info, const OutputRows &rows, const RowAt &row_at
             if (!row) return false;
             add(row);
         }
-        write_scaled_row(info, rows.at(y));
+        sink->put([=](uint8_t *out, int32_t step) { write_scaled_row(info, out, step); });
     }
     return true;
 }
@@ -77,11 +55,15 @@ int32_t decode_member(BmpInfo *info, void *output, int32_t output_height, int32_
     if (nothing_to_write(info)) return kDone;
     const int64_t row_bytes = (int64_t{info->width} * bits + 7) >> 3;
     if (!open_rows(info->input, info->dataOffset, row_bytes, (row_bytes + 3) & ~int64_t{3})) return 0;
+    RowSink sink(info, rows);
+    if (!sink.open()) return 0;
     if (info->oneToOne) {
         for (int32_t y = rows.first(); y < rows.end(); ++y) {
             const uint8_t *row = stored_row(info->input, y);
             if (!row) return result_at_end(info->input);
-            write_row(info, row, rows.at(y), info->outWidth, info->pixelStep, info->outputFormat);
+            sink.put([=](uint8_t *out, int32_t step) {
+                write_row(info, row, out, info->outWidth, step, info->outputFormat);
+            });
         }
         return kDone;
     }
@@ -89,7 +71,7 @@ int32_t decode_member(BmpInfo *info, void *output, int32_t output_height, int32_
     if (!columns) return 0;
     const AddSamplesFn add_samples = add_samples_of(bits);
     const bool whole = scale_rows(
-        info, rows, [=](int32_t index) { return stored_row(info->input, index); },
+        info, rows, &sink, [=](int32_t index) { return stored_row(info->input, index); },
         [&](const uint8_t *row) { add_samples(info, row, columns.as<SamplePair>()); });
     return whole ? kDone : result_at_end(info->input);
 }
@@ -136,10 +118,11 @@ class RleRows {
 bool scale_runs(const BmpInfo *info, const OutputRows &rows, Rle8Reader *reader) {
     const OsBlock columns(make_sample_columns(info));
     const OsBlock words(os_allocate_array<uint32_t>(static_cast<uint64_t>(info->width)));
-    if (!columns || !words) return false;
+    RowSink sink(info, rows);
+    if (!columns || !words || !sink.open()) return false;
     RleRows source(info, reader, words.as<uint32_t>());
     return scale_rows(
-        info, rows, [&](int32_t index) { return source.at(index); },
+        info, rows, &sink, [&](int32_t index) { return source.at(index); },
         [&](const uint32_t *row) { add_packed_samples(info, row, columns.as<SamplePair>()); });
 }
 
