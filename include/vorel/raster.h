@@ -96,7 +96,7 @@ VOREL_API int32_t VORELBRIMI_AbortBMPIter(DecInfo *session);
 
 /* The pixels of a record whose file has that many bits a pixel: outputHeight output rows from firstRow on, as many as
  * there are, output being pixel (0, 0) of them. isRle8 is not looked at. 1, or 5 as above; 0 for null or another bit
- * count. Once for each record. */
+ * count. */
 VOREL_API int32_t BRIMI_BMP_Decode1bitBMP(BmpInfo *info, void *output, int32_t outputHeight);
 VOREL_API int32_t BRIMI_BMP_Decode4bitBMP(BmpInfo *info, void *output, int32_t outputHeight);
 VOREL_API int32_t BRIMI_BMP_Decode8bitBMP(BmpInfo *info, void *output, int32_t outputHeight);

@@ -41,6 +41,13 @@ void skip_input(BmpInput *input, int64_t count) {
     input->end_position += count;
 }
 
+// Only a second walk over the rows of a record gets here.
+void go_back(BmpInput *input, int32_t position) {
+    input->ended = VORELBRIM_Seek_IO(input->io, position, SEEK_SET) != position;
+    input->base = input->at = input->end = input->block;
+    input->end_position = position;
+}
+
 }  // namespace
 
 BmpInput *open_bmp_input(IoInfo *io) {
@@ -84,6 +91,8 @@ void go_to(BmpInput *input, int64_t position) {
         input->at = input->base + (position - start);
     } else if (position > input->end_position) {
         skip_input(input, position - input->end_position);
+    } else {
+        go_back(input, static_cast<int32_t>(position));
     }
 }
 
@@ -105,6 +114,7 @@ bool open_rows(BmpInput *input, int64_t position, int64_t row_bytes, int64_t lin
     input->line_bytes = line_bytes;
     input->held_row = -1;
     if (!input->block) return true;
+    os_release(input->row);
     input->row = static_cast<uint8_t *>(os_allocate(static_cast<size_t>(row_bytes)));
     return input->row != nullptr;
 }

@@ -1,5 +1,5 @@
 // The bytes of a BMP: header fields one after another, stored rows in rising order. Memory is read where it stands,
-// other inputs through a block that is filled forwards only, so that a stream need not be rewound.
+// other inputs through a block that is filled forwards, so that a stream need not be rewound.
 #pragma once
 
 #include "frame/floor.h"
@@ -23,7 +23,7 @@ BmpInput *open_bmp_input(IoInfo *io);
 void close_bmp_input(BmpInput *input);
 
 inline int64_t input_position(const BmpInput *input) { return input->end_position - (input->end - input->at); }
-// To a position at or behind the last one, or within the first block. Beyond the end there are no bytes.
+// Beyond the end there are no bytes, and none where a stream had to go back before its block and cannot.
 void go_to(BmpInput *input, int64_t position);
 // Makes an unread byte stand at `at`; false at the end.
 bool refill(BmpInput *input);

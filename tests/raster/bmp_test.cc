@@ -94,7 +94,7 @@ TEST(BmpAgainstModel, LargerSizes) {
 // ---- single pixels --------------------------------------------------------------------------------------------------
 
 Bytes one_pixel(int bits, uint32_t sample, const BmpShape &shape, const BmpTarget &target) {
-    // Two rows, so that the file of a small header is long enough.
+    // Eight rows, so that there is something to scale.
     BmpPicture picture = {bits, 1, 8, std::vector<uint32_t>(8, sample), {}};
     return head(decode_bmp(Kind::kMemory, bmp_file(picture, shape), target).pixels,
                 static_cast<size_t>(bmp_test_pixel_bytes(target.format)));
@@ -338,6 +338,21 @@ TEST(BmpSession, TheRecordAndItsMembers) {
     EXPECT_EQ(BRIMI_BMP_Decode16bitBMP(nullptr, out, 1), 0);
 }
 
+// Over more than a block, so that going back is more than a step in it.
+TEST(BmpSession, AMemberRunsAgain) {
+    const Bytes file = bmp_file(random_bmp(4, 24, 200, 60));
+    for (const Kind kind : kAllKinds) {
+        Input input(kind, file, COLOR_RGB888);
+        Bytes first(200 * 60 * 3), second(first.size());
+        BmpInfo *info = BRIMI_BMP_Initialize(input.session(), 200, 60, first.data());
+        ASSERT_NE(info, nullptr);
+        EXPECT_EQ(BRIMI_BMP_Decode24bitBMP(info, first.data(), 60), 1);
+        EXPECT_EQ(BRIMI_BMP_Decode24bitBMP(info, second.data(), 60), 1);
+        BRIMI_BMP_DeleteDecInfo(info);
+        EXPECT_EQ(first, second);
+    }
+}
+
 TEST(BmpSession, EntriesForAnyFormat) {
     const BmpPicture picture = random_bmp(4, 24, 30, 20);
     const Bytes file = bmp_file(picture);
@@ -398,7 +413,6 @@ TEST(BmpWriters, PaletteColoursOneByOne) {
     for (const int32_t format : {0, 1, 5, 6, 7, 8, 9, 18}) {
         Bytes image(16, kBmpFill), expected = image;
         putPixel(image.data(), palette, 2, 1, format);
-        BmpPicture picture = {24, 1, 8, std::vector<uint32_t>(8, 0x102030), {}};
         if (format != 6 && format < 9) {
             const Bytes pixel = one_pixel(24, 0x102030, {}, {1, 8, format, 0});
             std::copy(pixel.begin(), pixel.end(), expected.begin() + static_cast<ptrdiff_t>(2 * pixel.size()));
