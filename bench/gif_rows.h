@@ -1,13 +1,13 @@
-// The rows of the table of raster formats that are about GIF.
+// Rows of GIF stills and animations against giflib and a plain composition.
 #pragma once
 
-#include <vector>
+#include <string>
 
 #include "turns.h"
 
 namespace vorel_bench {
 
-// Ends the program when ours and the peer differ.
-std::vector<TurnRow> gif_rows();
+// Those whose names match the filter. Ends the program when ours and the peer differ.
+void gif_rows(const std::string &filter, Table &table);
 
 }  // namespace vorel_bench

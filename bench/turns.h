@@ -1,35 +1,40 @@
-// Rows of two functions that do the same work, measured in turns: the table of the programs that need no more than
-// that.
+// Two pieces of work measured in turns, and the table that shows them: for programs whose rows are plain functions.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace vorel_bench {
 
-struct TurnRow {
-    std::string name;
-    std::function<void()> ours, peer;
-    size_t bytes;  // read and written by ours at the least
-    bool threads;  // ours runs on several
+// Work of one thread is measured in its processor time, so that neighbours on the machine count less; work of several
+// by the clock.
+double seconds_of(const std::function<void()> &work, bool threads);
+
+struct Times {
+    std::vector<double> seconds;
+    double median();
+    double spread() const;  // the middle half by the median; after median()
 };
 
-// Two places that are as large as anything a row reads or writes, or as a cache, for the copy beside it.
-struct CopyRoom {
-    uint8_t *to;
-    const uint8_t *from;
-    size_t bytes;
+struct Turns {
+    Times ours, peer, third, ratios;  // ratio: the peer's time by ours, of one turn
 };
+struct TurnEffort {
+    double seconds = 0.25;
+    int least = 7, most = 41;
+};
+// After one run of each; `third` (may be empty) is measured beside them and counts for no ratio.
+Turns measure_in_turns(const std::function<void()> &ours, const std::function<void()> &peer,
+                       const std::function<void()> &third, bool threads, const TurnEffort &effort = {});
 
-// The row's line: medians, the median ratio, spreads, the time of a copy of as many bytes.
-std::string measured(const TurnRow &row, const CopyRoom &room);
-// What the columns are, for the table's head.
+// The row's line: medians, the median ratio, spreads, and beside them the time of a copy of as many bytes.
+std::string line_of(const std::string &name, Turns *turns, double memory_seconds);
+// What its columns are, for the table's head.
 extern const char *const kTurnColumns;
 
-// Text that goes to standard output and is kept.
-class TurnTable {
+// Text for standard output and, in the end, a file.
+class Table {
   public:
     void emit(const std::string &text);
     bool keep(const std::string &path) const;
@@ -38,8 +43,8 @@ class TurnTable {
     std::string text_;
 };
 
-// PROGRAM [REGEX] [--results FILE]: fill adds the rows whose names match. The process's status.
-int run_turns(int argc, char **argv, const char *program,
-              const std::function<void(const std::string &pattern, TurnTable &table)> &fill);
+// PROGRAM [REGEX] [--results FILE]: runs run(filter, table) and keeps the table. For main().
+int table_main(int argc, char **argv, const char *program,
+               const std::function<void(const std::string &filter, Table &table)> &run);
 
 }  // namespace vorel_bench

@@ -2,15 +2,28 @@
 // pool, over frames of 1920 x 1080 and 4000 x 3000 pixels; prints the table, and keeps it in FILE.
 #include <libyuv.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <regex>
 
 #include "machine.h"
+#include "turns.h"
 #include "util_rows.h"
 
 namespace vorel_bench {
 namespace {
 
-void fill(const std::string &pattern, TurnTable &table) {
+// A copy of as many bytes as are read and written stands beside the two.
+std::string measured(const UtilRow &row, UtilFrames &frames) {
+    const size_t copied = std::min(row.bytes / 2, frames.pixels() * 4);
+    const auto copy = [&] { std::memcpy(frames.out(), frames.source(), copied); };
+    Turns turns = measure_in_turns(row.ours, row.peer, copy, row.threads);
+    const double memory = turns.third.median() * static_cast<double>(row.bytes) / static_cast<double>(2 * copied);
+    return line_of(row.name, &turns, memory);
+}
+
+void run(const std::string &pattern, Table &table) {
     const std::regex filter(pattern);
     table.emit("Utilities on raw frames, libvorel against libyuv " + std::to_string(LIBYUV_VERSION) + "\n" +
                machine_line() +
@@ -24,13 +37,12 @@ void fill(const std::string &pattern, TurnTable &table) {
         if (frames.pixels() >= 4'000'000) {
             for (UtilRow &row : pool_rows(frames)) rows.push_back(std::move(row));
         }
-        const CopyRoom room = {frames.out(), frames.source(), frames.pixels() * 4};
         for (const UtilRow &row : rows)
-            if (std::regex_search(row.name, filter)) table.emit(measured(row, room));
+            if (std::regex_search(row.name, filter)) table.emit(measured(row, frames));
     }
 }
 
 }  // namespace
 }  // namespace vorel_bench
 
-int main(int argc, char **argv) { return vorel_bench::run_turns(argc, argv, "vorel_util_bench", vorel_bench::fill); }
+int main(int argc, char **argv) { return vorel_bench::table_main(argc, argv, "vorel_util_bench", vorel_bench::run); }

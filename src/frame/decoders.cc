@@ -2,6 +2,7 @@
 #include "frame/decoders.h"
 
 #include "jpeg/decoder/decoder.h"
+#include "png/png.h"
 #include "raster/raster.h"
 #include "util/util.h"
 
@@ -18,13 +19,17 @@ int32_t decode_wbmp(DecInfo *session, void *output, int32_t width, int32_t heigh
     return VORELBRIMI_DecodeWBMP(session, output, width, height);
 }
 
+int32_t decode_bmp(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
+    return VORELBRIMI_DecodeBMP(session, output, width, height);
+}
+
 constexpr int32_t kImageTypes = VOREL_IMAGE_ANIMATED_GIF + 1;
 
 // By image type. PNG has no entry: see decode_png.
 constexpr DecodeFn kDecoders[kImageTypes] = {
     nullptr,                // VOREL_IMAGE_NONE
     VORELBRIM_PDecodeJPEG,  // VOREL_IMAGE_JPEG
-    nullptr,                // VOREL_IMAGE_BMP
+    decode_bmp,             // VOREL_IMAGE_BMP
     nullptr,                // VOREL_IMAGE_PNG
     decode_gif,             // VOREL_IMAGE_GIF
     decode_wbmp,            // VOREL_IMAGE_WBMP
@@ -39,7 +44,11 @@ int32_t decode_by_type(DecInfo *session, void *output, int32_t width, int32_t he
     return kDecoders[type](session, output, width, height, sample_size);
 }
 
-int32_t decode_png(const void *, int32_t, void *, int32_t, int32_t, int32_t, int32_t) { return 0; }
+int32_t decode_png(const void *source, int32_t length, void *output, int32_t width, int32_t height, int32_t sample_size,
+                   int32_t color_format) {
+    return decodeVPNG(source, length, length ? vpng_read_fn : nullptr, output, width, height, sample_size,
+                      color_format);
+}
 
 int32_t rotate_in_place(void *pixels, int32_t width, int32_t height, int32_t color_format, int32_t degrees) {
     return vorel_rotate(pixels, width, height, color_format, degrees);

@@ -210,4 +210,27 @@ Pixels read_ppm(const Bytes &bytes) {
     return pixels;
 }
 
+Bytes make_png(const Pixels &pixels, bool interlaced) {
+    Bytes file;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_set_write_fn(
+        png, &file,
+        [](png_structp writer, png_bytep bytes, size_t count) {
+            auto *out = static_cast<Bytes *>(png_get_io_ptr(writer));
+            out->insert(out->end(), bytes, bytes + count);
+        },
+        nullptr);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(pixels.width), static_cast<png_uint_32>(pixels.height), 8,
+                 PNG_COLOR_TYPE_RGB, interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    std::vector<png_bytep> rows;
+    for (int y = 0; y < pixels.height; ++y)
+        rows.push_back(const_cast<png_bytep>(pixels.rgb.data()) + static_cast<ptrdiff_t>(y) * pixels.width * 3);
+    png_set_rows(png, info, rows.data());
+    png_write_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
+    png_destroy_write_struct(&png, &info);
+    return file;
+}
+
 }  // namespace vorel_tests

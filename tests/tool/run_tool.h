@@ -51,6 +51,7 @@ struct Pixels {
 Pixels read_png(const std::string &path);
 // With four bytes a pixel.
 Pixels read_png_with_alpha(const std::string &path);
+Bytes make_png(const Pixels &pixels, bool interlaced);
 Pixels read_ppm(const Bytes &bytes);
 
 }  // namespace vorel_tests

@@ -36,6 +36,8 @@ int run(int argc, char **argv) {
     register_resize(app, action);
     register_rotate(app, action);
     register_frames(app, action);
+    register_region(app, action);
+    register_tiles(app, action);
     try {
         app.parse(argc, argv);
         return action();

@@ -1,4 +1,4 @@
-// A decode watched from the terminal: a bar while it runs, Ctrl-C to stop it.
+// Work watched from the terminal: a bar while it runs, Ctrl-C to stop it.
 #include "progress.h"
 
 #include <signal.h>
@@ -28,6 +28,8 @@ void on_signal(int) {
         __atomic_store_n(word, kAbortCancelled, __ATOMIC_RELAXED);
 }
 
+}  // namespace
+
 void catch_signals() {
     struct sigaction action = {};
     action.sa_handler = on_signal;
@@ -37,12 +39,9 @@ void catch_signals() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
-}  // namespace
-
 bool cancelled() { return g_cancelled.load(std::memory_order_relaxed); }
 
-DecodeWatch::DecodeWatch(DecInfo *session, const std::string &title)
-    : session_(session), title_(title), terminal_(isatty(STDERR_FILENO) != 0) {
+DecodeWatch::DecodeWatch(DecInfo *session, const std::string &title) : session_(session), bar_(title) {
     // The session frees its record, so it is malloc's. It is set without a terminal too: a decode clears the abort word
     // as it starts, and a signal before that moment is seen only here.
     auto *record = static_cast<ProgressRecord *>(std::malloc(sizeof(ProgressRecord)));
@@ -60,21 +59,29 @@ void DecodeWatch::end() {
     g_abort_word.store(nullptr, std::memory_order_release);
     session_->progress->callback = nullptr;  // the record itself goes with the session
     session_ = nullptr;
-    if (terminal_ && shown_ >= 0) std::fputs("\r\033[K", stderr);
+    bar_.clear();
 }
 
 int32_t DecodeWatch::on_progress(void *watch, int32_t percent) {
-    static_cast<DecodeWatch *>(watch)->draw(std::clamp<int32_t>(percent, 0, 100));
+    static_cast<DecodeWatch *>(watch)->bar_.draw(percent, 100);
     return !cancelled();
 }
 
-void DecodeWatch::draw(int32_t percent) {
+ProgressBar::ProgressBar(const std::string &title) : title_(title), terminal_(isatty(STDERR_FILENO) != 0) {}
+
+void ProgressBar::draw(int64_t done, int64_t all) {
+    const int percent = static_cast<int>(std::clamp<int64_t>(all > 0 ? done * 100 / all : 0, 0, 100));
     if (!terminal_ || percent == shown_) return;
     shown_ = percent;
     const int filled = percent * kBarWidth / 100;
     std::fprintf(stderr, "\r%s [%.*s%*s] %3d %%", title_.c_str(), filled, "########################################",
                  kBarWidth - filled, "", percent);
     std::fflush(stderr);
+}
+
+void ProgressBar::clear() {
+    if (terminal_ && shown_ >= 0) std::fputs("\r\033[K", stderr);
+    shown_ = -1;
 }
 
 }  // namespace vorel_tool

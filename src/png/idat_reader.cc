@@ -1,0 +1,251 @@
+// The row reader behind indexes and regions: chunk walk, inflate, filters.
+#include "png/idat_reader.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "frame/floor.h"
+#include "png/kernels/kernels.h"
+#include "png/pixel_form.h"
+
+namespace vorel {
+namespace {
+
+constexpr uint32_t kMostChunkBytes = 0x7FFFFFFF;  // PNG clause 5.3
+constexpr size_t kChunkHeader = 8, kCrcBytes = 4, kSkipPiece = 1024;
+constexpr uint8_t kIdatName[4] = {'I', 'D', 'A', 'T'};
+// Inflating several rows at a time saves zlib copies of its window; this much stays in the second-level cache.
+constexpr size_t kAheadBytes = size_t{64} << 10;
+
+uint32_t big_endian(const uint8_t *bytes) {
+    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+voidpf allocate_for_zlib(voidpf, uInt items, uInt size) {
+    size_t bytes;
+    return checked_product(items, size, &bytes) ? os_allocate_zeroed(bytes) : nullptr;
+}
+void release_for_zlib(voidpf, voidpf pointer) { os_release(pointer); }
+
+void read_bytes(PngSource *source, uint8_t *to, size_t count) {
+    vpng_read_data(source->png, to, count);
+    source->reader->offset += static_cast<uint32_t>(count);
+}
+
+void add_to_crc(IdatReader *reader, const uint8_t *bytes, size_t count) {
+    reader->crc = static_cast<uint32_t>(crc32(reader->crc, bytes, static_cast<uInt>(count)));
+}
+
+// False when the chunk is no IDAT.
+bool read_chunk_header(PngSource *source) {
+    IdatReader *reader = source->reader;
+    uint8_t header[kChunkHeader] = {};
+    reader->chunk_offset = source->index->streamPosition = reader->offset;
+    read_bytes(source, header, sizeof header);
+    reader->idat_left = big_endian(header);
+    if (reader->idat_left > kMostChunkBytes) png_error(source->png, "PNG unsigned integer out of range");
+    reader->crc = 0;
+    add_to_crc(reader, header + 4, 4);
+    return std::memcmp(header + 4, kIdatName, sizeof kIdatName) == 0;
+}
+
+// Reads and drops what is left of the chunk. Required: a check value that does not fit is only warned of, since that of
+// a chunk that was entered in the middle cannot.
+void finish_chunk(PngSource *source) {
+    IdatReader *reader = source->reader;
+    uint8_t piece[kSkipPiece] = {};
+    while (reader->idat_left) {
+        const uint32_t count = std::min<uint32_t>(reader->idat_left, kSkipPiece);
+        read_bytes(source, piece, count);
+        add_to_crc(reader, piece, count);
+        reader->idat_left -= count;
+    }
+    uint8_t crc[kCrcBytes] = {};
+    read_bytes(source, crc, sizeof crc);
+    if (big_endian(crc) != reader->crc) png_chunk_warning(source->png, "CRC error");
+}
+
+void next_piece(PngSource *source) {
+    IdatReader *reader = source->reader;
+    while (reader->idat_left == 0) {
+        finish_chunk(source);
+        if (!read_chunk_header(source)) png_error(source->png, "Not enough image data");
+    }
+    const uint32_t count = std::min<uint32_t>(reader->idat_left, sizeof reader->input);
+    read_bytes(source, reader->input, count);
+    add_to_crc(reader, reader->input, count);
+    reader->idat_left -= count;
+    reader->live.next_in = reader->input;
+    reader->live.avail_in = count;
+}
+
+// ---- rows ---------------------------------------------------------------------------------------------------------
+
+bool has_pixels(const IdatReader &reader, int32_t row) {
+    return reader.width != 0 && row >= reader.pass.first_row &&
+           (row - reader.pass.first_row) % reader.pass.row_step == 0;
+}
+
+// Rows of the pass above row `row` of the image.
+int64_t rows_above(const Adam7Pass &pass, int32_t row) {
+    return row <= pass.first_row ? 0 : (row - pass.first_row + pass.row_step - 1) / pass.row_step;
+}
+
+// Moves the row above and what is inflated to the start of the buffer.
+void make_room(IdatReader *reader) {
+    std::memmove(reader->rows, reader->above, reader->row_bytes + 1 + reader->inflated);
+    reader->above = reader->rows;
+}
+
+// One call of inflate; false at the end of the stream and at its damage.
+bool inflate_some(PngSource *source, size_t most) {
+    IdatReader *reader = source->reader;
+    z_stream &live = reader->live;
+    if (live.avail_in == 0) next_piece(source);
+    live.next_out = reader->above + reader->row_bytes + 1 + reader->inflated;
+    live.avail_out = static_cast<uInt>(most);
+    const int result = inflate(&live, Z_SYNC_FLUSH);
+    const size_t came = most - live.avail_out;
+    reader->inflated += came;
+    if (result == Z_OK) return true;
+    reader->stream = result == Z_STREAM_END ? IdatReader::kEnded : IdatReader::kDamaged;
+    return false;
+}
+
+// Required: damage in the last row of the image leaves it with what came and zeros. On all others it is an error, as is
+// the end of the stream.
+void end_of_stream(PngSource *source) {
+    IdatReader *reader = source->reader;
+    const size_t whole = reader->row_bytes + 1;
+    if (reader->stream == IdatReader::kEnded) png_error(source->png, "Not enough image data");
+    if (reader->row != static_cast<int32_t>(source->header.height) - 1) {
+        png_error(source->png, "Damaged image data");
+    }
+    std::memset(reader->above + whole + reader->inflated, 0, whole - reader->inflated);
+    reader->inflated = whole;
+}
+
+void inflate_row(PngSource *source) {
+    IdatReader *reader = source->reader;
+    const size_t whole = reader->row_bytes + 1;
+    const int64_t due = rows_above(reader->pass, std::max(reader->ahead, reader->row + 1)) -
+                        rows_above(reader->pass, reader->row);
+    while (reader->inflated < whole) {
+        if (static_cast<size_t>(reader->rows + reader->capacity - reader->above) < 2 * whole + reader->inflated) {
+            make_room(reader);
+        }
+        const size_t room = static_cast<size_t>(reader->rows + reader->capacity - reader->above) - whole;
+        const size_t wanted = static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(due) * whole, room));
+        const bool goes_on = reader->stream == IdatReader::kGoingOn && inflate_some(source, wanted - reader->inflated);
+        if (!goes_on && reader->inflated < whole) end_of_stream(source);
+    }
+}
+
+void unfilter(PngSource *source, uint8_t *row, const uint8_t *above) {
+    const PngKernels &kernels = png_kernels();
+    const size_t bytes = source->reader->used_bytes;
+    const int pixel = filter_pixel_bytes(source->header);
+    switch (row[0]) {
+        case PNG_FILTER_VALUE_NONE:
+            return;
+        case PNG_FILTER_VALUE_SUB:
+            return kernels.sub(row + 1, bytes, pixel);
+        case PNG_FILTER_VALUE_UP:
+            return kernels.up(row + 1, above + 1, bytes);
+        case PNG_FILTER_VALUE_AVG:
+            return kernels.average(row + 1, above + 1, bytes, pixel);
+        case PNG_FILTER_VALUE_PAETH:
+            return kernels.paeth(row + 1, above + 1, bytes, pixel);
+        default:
+            png_error(source->png, "bad adaptive filter value");
+    }
+}
+
+}  // namespace
+
+IdatReader *make_idat_reader(const PngHeader &header) {
+    IdatReader *reader = os_allocate_array<IdatReader>(1);
+    if (!reader) return nullptr;
+    // The row above, the row, and more of them up to a cache's worth.
+    const size_t whole = bytes_of_pixels(header, header.width) + 1;
+    reader->capacity = 2 * whole + std::max(whole, kAheadBytes);
+    reader->rows = os_allocate_array<uint8_t>(reader->capacity);
+    reader->live.zalloc = allocate_for_zlib;
+    reader->live.zfree = release_for_zlib;
+    // Window bits 0: those of the stream's header, as libpng takes them.
+    if (!reader->rows || inflateInit2(&reader->live, 0) != Z_OK) {
+        os_release(reader->rows);
+        os_release(reader);
+        return nullptr;
+    }
+    reader->live_open = true;
+    return reader;
+}
+
+void delete_idat_reader(IdatReader *reader) {
+    if (!reader) return;
+    if (reader->live_open) inflateEnd(&reader->live);
+    os_release(reader->rows);
+    os_release(reader);
+}
+
+void start_pass(PngSource *source, int pass) {
+    IdatReader *reader = source->reader;
+    reader->pass = source->header.interlaced ? kAdam7[pass] : kOnlyPass;
+    const uint32_t step = reader->pass.column_step;
+    reader->width = (source->header.width - 1 + step - reader->pass.first_column) / step;
+    reader->row_bytes = reader->used_bytes = bytes_of_pixels(source->header, reader->width);
+    reader->row = 0;
+    reader->ahead = static_cast<int32_t>(source->header.height);
+    reader->inflated = 0;
+    reader->above = reader->rows;
+    std::memset(reader->above, 0, reader->row_bytes + 1);
+}
+
+void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left) {
+    IdatReader *reader = source->reader;
+    reader->offset = chunk_offset;
+    vpng_seek_data(source->png, chunk_offset);
+    const bool is_idat = read_chunk_header(source);
+    if (bytes_left != UINT32_MAX) {
+        const uint32_t behind = chunk_offset + static_cast<uint32_t>(kChunkHeader) + reader->idat_left - bytes_left;
+        reader->offset = behind;
+        reader->idat_left = bytes_left;
+        vpng_seek_data(source->png, behind);
+    } else if (!is_idat) {
+        png_error(source->png, "Not enough image data");
+    }
+    reader->live.avail_in = 0;
+}
+
+const uint8_t *next_row(PngSource *source) {
+    IdatReader *reader = source->reader;
+    if (reader->row >= static_cast<int32_t>(source->header.height)) png_error(source->png, "No rows are left");
+    if (!has_pixels(*reader, reader->row)) {
+        ++reader->row;
+        return nullptr;
+    }
+    inflate_row(source);
+    const size_t whole = reader->row_bytes + 1;
+    uint8_t *row = reader->above + whole;
+    unfilter(source, row, reader->above);
+    reader->above = row;
+    reader->inflated -= whole;
+    ++reader->row;
+    return row + 1;
+}
+
+// What stands behind the last row is the stream's end and its check value, or data that nobody asked for.
+void finish_idat(PngSource *source) {
+    IdatReader *reader = source->reader;
+    make_room(reader);
+    while (reader->stream == IdatReader::kGoingOn) {
+        reader->inflated = 0;
+        inflate_some(source, std::min(kSkipPiece, reader->capacity - reader->row_bytes - 1));
+    }
+    reader->inflated = 0;
+    finish_chunk(source);
+}
+
+}  // namespace vorel

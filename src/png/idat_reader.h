@@ -1,0 +1,56 @@
+// Rows of a PNG read by zlib directly, so that reading can stop at one row and go on at another: the IDAT chunks of the
+// source, inflated and unfiltered. It hangs on the source record beside the index, and reports failures by libpng's jump.
+#pragma once
+
+#include <zlib.h>
+
+#include "png/source.h"
+
+namespace vorel {
+
+constexpr int kAdam7Passes = 7;
+// PNG clause 8.2: of each pass the first row and column, and the distances to the next ones.
+struct Adam7Pass {
+    uint8_t first_row, row_step, first_column, column_step;
+};
+constexpr Adam7Pass kAdam7[kAdam7Passes] = {{0, 8, 0, 8}, {0, 8, 4, 8}, {4, 8, 0, 4}, {0, 4, 2, 4},
+                                            {2, 4, 0, 2}, {0, 2, 1, 2}, {1, 2, 0, 1}};
+constexpr Adam7Pass kOnlyPass = {0, 1, 0, 1};
+
+struct IdatReader {
+    z_stream live;
+    bool live_open;
+    enum : uint8_t { kGoingOn, kEnded, kDamaged } stream;
+    uint32_t offset;        // in the source, of the next byte to read
+    uint32_t chunk_offset;  // of the length field of the current IDAT chunk
+    uint32_t idat_left;     // bytes of it that are not read yet
+    uint32_t crc;
+    Adam7Pass pass;
+    uint32_t width;       // pixels of a row of the pass; 0: the pass has none
+    size_t row_bytes;     // of a row of the pass, without the filter byte
+    size_t used_bytes;    // of those as many as anybody looks at: the rest is not unfiltered
+    int32_t row;          // of the image, next in this pass
+    int32_t ahead;        // rows below this one may be inflated already
+    uint8_t *rows;        // capacity bytes
+    size_t capacity;
+    uint8_t *above;       // the unfiltered row before, with its filter byte; behind it inflated ones
+    size_t inflated;      // bytes behind `above`
+    // The piece size decides what a source that is cut short still gives.
+    uint8_t input[8192];
+};
+
+// Makes the reader of a record whose header is read. Null without memory.
+IdatReader *make_idat_reader(const PngHeader &header);
+void delete_idat_reader(IdatReader *reader);
+
+// Goes over to the first row of a pass; above it are zeros.
+void start_pass(PngSource *source, int pass);
+// Goes on in the chunk whose length field is at chunk_offset; bytes_left of it UINT32_MAX: from its start.
+void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left);
+// The next row of the image in this pass, without its filter byte; null when the pass has no pixels in it. Its first
+// used_bytes bytes are unfiltered.
+const uint8_t *next_row(PngSource *source);
+// Reads the compressed data to its end, and the last chunk with it.
+void finish_idat(PngSource *source);
+
+}  // namespace vorel

@@ -1,0 +1,162 @@
+// The index: a walk over all rows that keeps, at regular rows of each pass, what is needed to resume there.
+#include "png/index.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "frame/floor.h"
+#include "png/idat_reader.h"
+
+namespace vorel {
+namespace {
+
+constexpr int32_t kCheckpointRows = 254;  // of a pass
+// Of each pass, the rows in eight of the image, as the spacing of checkpoints sees them: 254 rows of a pass are that
+// many eighths apart, 8 / e * 254.
+constexpr int32_t kPassRowsInEight[kAdam7Passes] = {1, 1, 1, 2, 2, 4, 4};
+constexpr int32_t kAllRowsInEight = 8;
+constexpr size_t kIdatHeaderBytes = 8;
+
+void delete_checkpoint(vpng_row_checkpoint *checkpoint) {
+    if (!checkpoint) return;
+    if (checkpoint->inflateState) {
+        inflateEnd(checkpoint->inflateState);  // harmless where the copy failed
+        os_release(checkpoint->inflateState);
+    }
+    os_release(checkpoint->previousRow);
+    os_release(checkpoint);
+}
+
+// Null without memory.
+vpng_row_checkpoint *make_checkpoint(IdatReader *reader) {
+    auto *checkpoint = os_allocate_array<vpng_row_checkpoint>(1);
+    if (!checkpoint) return nullptr;
+    checkpoint->inflateState = os_allocate_array<z_stream>(1);
+    checkpoint->previousRow = os_allocate_array<uint8_t>(reader->row_bytes + 1);
+    if (!checkpoint->inflateState || !checkpoint->previousRow ||
+        inflateCopy(checkpoint->inflateState, &reader->live) != Z_OK) {
+        delete_checkpoint(checkpoint);
+        return nullptr;
+    }
+    std::memcpy(checkpoint->previousRow, reader->above, reader->row_bytes + 1);
+    checkpoint->streamPosition = reader->chunk_offset;
+    checkpoint->bytesLeft = reader->live.avail_in + reader->idat_left;
+    return checkpoint;
+}
+
+[[noreturn]] void out_of_memory(png_structp png) { png_error(png, "Out of memory"); }
+
+void build_pass(PngSource *source, int pass) {
+    vpng_row_index *index = source->index;
+    IdatReader *reader = source->reader;
+    const int32_t height = static_cast<int32_t>(source->header.height);
+    const int32_t step = static_cast<int32_t>(index->step[pass]);
+    const int32_t count = (height + step - 1) / step;
+    index->checkpoints[pass] = os_allocate_array<vpng_row_checkpoint *>(static_cast<uint64_t>(count));
+    if (!index->checkpoints[pass]) out_of_memory(source->png);
+    start_pass(source, pass);
+    for (int32_t c = 0; c < count; ++c) {
+        vpng_row_checkpoint *checkpoint = make_checkpoint(reader);
+        if (!checkpoint) out_of_memory(source->png);
+        index->checkpoints[pass][index->size[pass]++] = checkpoint;
+        // Nothing behind the next checkpoint may be inflated before it is taken.
+        reader->ahead = std::min(height, reader->row + step);
+        while (reader->row < reader->ahead) next_row(source);
+    }
+}
+
+IdatReader *reader_of(png_structp png) {
+    PngSource *source = source_of(png);
+    if (!source || !source->reader) png_error(png, "There is no row index");
+    return source->reader;
+}
+
+int passes_of(const PngSource &source) { return source.header.interlaced ? kAdam7Passes : 1; }
+
+}  // namespace
+
+void delete_row_index(PngSource *source) {
+    delete_idat_reader(source->reader);
+    source->reader = nullptr;
+    vpng_row_index *index = source->index;
+    if (!index) return;
+    for (int pass = 0; pass < kAdam7Passes; ++pass) {
+        for (uint32_t c = 0; c < index->size[pass]; ++c) delete_checkpoint(index->checkpoints[pass][c]);
+        os_release(index->checkpoints[pass]);
+    }
+    os_release(index);
+    source->index = nullptr;
+}
+
+}  // namespace vorel
+
+using namespace vorel;
+
+extern "C" {
+
+void vpng_build_index(png_structp png) {
+    PngSource *source = source_of(png);
+    if (!source || source->index || source->header.width == 0) png_error(png, "No row index can be built");
+    source->index = os_allocate_array<vpng_row_index>(1);
+    if (!source->index) out_of_memory(png);
+    source->reader = make_idat_reader(source->header);
+    if (!source->reader) out_of_memory(png);
+    // libpng has read the header of the first IDAT chunk.
+    resume_chunk(source, source->total_read - static_cast<uint32_t>(kIdatHeaderBytes), UINT32_MAX);
+    for (int pass = 0; pass < passes_of(*source); ++pass) {
+        const int32_t in_eight = source->header.interlaced ? kPassRowsInEight[pass] : kAllRowsInEight;
+        source->index->step[pass] = static_cast<uint32_t>(8 / in_eight * kCheckpointRows);
+        build_pass(source, pass);
+    }
+    finish_idat(source);
+}
+
+void png_set_interlaced_pass(png_structp png, int32_t pass) {
+    reader_of(png);
+    PngSource *source = source_of(png);
+    if (pass < 0 || pass >= passes_of(*source)) png_error(png, "No such pass");
+    start_pass(source, pass);
+}
+
+void vpng_set_read_offset(png_structp png, uint32_t streamPosition, uint32_t bytesLeft) {
+    reader_of(png);
+    // No chunk has as many bytes as the value that stands for all of them.
+    resume_chunk(source_of(png), streamPosition, std::min<uint32_t>(bytesLeft, INT32_MAX));
+}
+
+void vpng_configure_decoder(png_structp png, int32_t *row, int32_t pass) {
+    IdatReader *reader = reader_of(png);
+    PngSource *source = source_of(png);
+    const vpng_row_index *index = source->index;
+    if (!row || *row < 0 || pass < 0 || pass >= passes_of(*source)) png_error(png, "No such row");
+    const uint32_t c = static_cast<uint32_t>(*row) / index->step[pass];
+    if (c >= index->size[pass]) png_error(png, "No such row");
+    const vpng_row_checkpoint *checkpoint = index->checkpoints[pass][c];
+    *row = static_cast<int32_t>(index->step[pass] * c);
+    png_set_interlaced_pass(png, pass);
+    reader->row = *row;
+    if (reader->live_open) inflateEnd(&reader->live);
+    reader->live_open = inflateCopy(&reader->live, checkpoint->inflateState) == Z_OK;
+    if (!reader->live_open) out_of_memory(png);
+    reader->stream = IdatReader::kGoingOn;
+    // A source that is cut short leaves the input as it was; that is to be the same for every order of regions.
+    std::memset(reader->input, 0, sizeof reader->input);
+    vpng_set_read_offset(png, checkpoint->streamPosition, checkpoint->bytesLeft);
+    std::memcpy(reader->above, checkpoint->previousRow, reader->row_bytes + 1);
+    reader->live.avail_in = 0;
+}
+
+// Rows are numbered within the index's reader while there is an index; libpng then has none to give.
+void skip_src_rows(png_structp png, uint8_t *rowBuffer, int32_t count) {
+    PngSource *source = source_of(png);
+    for (int32_t i = 0; i < count; ++i) {
+        if (source && source->index) {
+            next_row(source);
+        } else {
+            png_read_rows(png, &rowBuffer, nullptr, 1);
+        }
+    }
+}
+
+}  // extern "C"

@@ -1,0 +1,166 @@
+// Whole decodes against libpng and the model: every form of PNG, full size, sampled and fitted.
+#include <gtest/gtest.h>
+
+#include "png/run.h"
+#include "support/samples.h"
+
+#include <png.h>
+
+namespace vorel::test {
+namespace {
+
+std::string text_of(const WholeRequest &request) {
+    return " into " + std::to_string(request.out_width) + "x" + std::to_string(request.out_height) + " sample " +
+           std::to_string(request.sample_size) + " format " + std::to_string(request.format);
+}
+
+constexpr int kSizes[][2] = {{37, 29}, {1, 1}, {5, 3}, {4, 9}, {16, 16}, {9, 70}};
+
+// All requests that a picture of that size is worth: full, sampled with rounded down and up sides, fitted.
+std::vector<WholeRequest> requests(int width, int height) {
+    std::vector<WholeRequest> all;
+    for (const int format : {7, 8}) {
+        all.push_back({width, height, 1, format});
+        all.push_back({width, height, 0, format});
+        for (int s = 1; s <= 9; ++s) {
+            if (s > 1 && width / s > 0 && height / s > 0) all.push_back({width / s, height / s, s, format});
+            all.push_back({(width + s / 2) / s + 1, (height + s - 1) / s, s, format});
+        }
+        for (const int out_height : {1, height / 3 + 1, height - 1, height, height + 2}) {
+            for (const int out_width : {1, width / 3 + 1, width, width + 1, 2 * width}) {
+                if (out_height > 0) all.push_back({out_width, out_height, 0, format});
+            }
+        }
+    }
+    return all;
+}
+
+TEST(PngDecode, EveryFormAndRequestEqualsLibpngAndTheRule) {
+    int differing = 0;
+    for (const auto &size : kSizes) {
+        for (const PngSpec &spec : all_forms(size[0], size[1])) {
+            const Bytes file = make_png(spec);
+            const StraightPng image = straight_png(file);
+            ASSERT_TRUE(image.good) << spec.name();
+            for (const WholeRequest &request : requests(image.width, image.height)) {
+                const Decoded ours = decode_whole(file, request);
+                if (ours == model_whole(image, request, kFill)) continue;
+                ADD_FAILURE() << spec.name() << text_of(request) << " result " << ours.result;
+                if (++differing > 20) return;
+            }
+        }
+    }
+}
+
+TEST(PngDecode, AFileEqualsMemory) {
+    for (const PngSpec &spec : all_forms(21, 18)) {
+        const Bytes file = make_png(spec);
+        for (const WholeRequest &request : {WholeRequest{21, 18, 1, 7}, {10, 9, 2, 8}, {8, 5, 0, 7}}) {
+            EXPECT_TRUE(decode_whole(file, request, kFill, true) == decode_whole(file, request)) << spec.name();
+        }
+    }
+}
+
+// Rows by the exported steps: libpng with the transformations gives straight pixels, and the info object keeps telling
+// the header.
+TEST(PngDecode, TheSequenceOfTransformationsGivesTheSameRows) {
+    for (PngSpec spec : all_forms(19, 7)) {
+        if (spec.interlaced) continue;
+        const Bytes file = make_png(spec);
+        const StraightPng image = straight_png(file);
+        png_structp png = nullptr;
+        png_infop info = nullptr;
+        ASSERT_EQ(onDecodeVPNGInit(&png, &info, file.data(), vpng_read_fn, static_cast<int32_t>(file.size())), 1);
+        png_uint_32 width, height;
+        int depth, colour_type;
+        EXPECT_EQ(vpng_get_IHDR(png, info, &width, &height, &depth, &colour_type, nullptr, nullptr, nullptr), 1u);
+        EXPECT_EQ(depth, spec.depth);
+        EXPECT_EQ(colour_type, spec.colour_type);
+        ASSERT_EQ(setjmp(png_jmpbuf(png)), 0);
+        for (int y = 0; y < spec.height; ++y) {
+            GuardBuffer row(static_cast<size_t>(spec.width) * 4);
+            png_bytep at = row.data();
+            png_read_rows(png, &at, nullptr, 1);
+            EXPECT_TRUE(std::equal(at, at + spec.width * 4, image.pixel(0, y))) << spec.name() << " row " << y;
+            if (y == 2) {
+                skip_src_rows(png, row.data(), 2);
+                y += 2;
+            }
+        }
+        vpng_destroy_read_struct(&png, &info, nullptr);
+    }
+}
+
+TEST(PngDecode, RowsAndColumnsThatAreKept) {
+    EXPECT_EQ(model_rows(10, 3, 0), (std::vector<int>{2, 5, 6}));
+    EXPECT_EQ(model_fitted_columns(10, 3), (std::vector<int>{1, 5, 8}));
+    EXPECT_EQ(model_fitted_columns(100, 101).size(), 51u);
+    PngSpec spec;
+    spec.height = 29;
+    spec.interlaced = true;
+    const Bytes file = make_png(spec);
+    EXPECT_EQ(decode_whole(file, {18, 15, 2, 7}).result, 1);
+    EXPECT_EQ(decode_whole(file, {18, 16, 2, 7}).result, 0);
+    // Not higher than the output: the rows behind the last but one stay.
+    const Decoded high = decode_whole(file, {20, 31, 0, 7});
+    EXPECT_EQ(high.result, 1);
+    EXPECT_EQ(tail(high.pixels, 20 * 4 * 3), Bytes(20 * 4 * 3, kFill));
+    EXPECT_NE(head(tail(high.pixels, 20 * 4 * 4), 4), Bytes(4, kFill));
+}
+
+// Required by callers that show such pictures as they always were.
+TEST(PngDecode, TransparencyByKind) {
+    PngSpec palette;
+    palette.colour_type = 3;
+    palette.transparency = true;
+    const Bytes file = make_png(palette);
+    const StraightPng image = straight_png(file);
+    const Decoded full = decode_whole(file, {37, 29, 1, 7});
+    EXPECT_EQ(full.pixels, image.rgba);
+    int coloured = 0;
+    for (size_t i = 0; i < full.pixels.size(); i += 4) coloured += full.pixels[i + 3] == 0 && full.pixels[i] != 0;
+    EXPECT_GT(coloured, 0);
+    PngSpec deep;
+    deep.depth = 16;
+    deep.transparency = true;
+    const Bytes keyed = make_png(deep);
+    const StraightPng straight = straight_png(keyed);
+    const Decoded cleared = decode_whole(keyed, {37, 29, 1, 7});
+    int neighbours = 0;
+    for (size_t i = 0; i < cleared.pixels.size(); i += 4) neighbours += straight.rgba[i + 3] && !cleared.pixels[i + 3];
+    EXPECT_GT(neighbours, 0);
+}
+
+TEST(PngDecode, RefusalsLeaveTheBuffer) {
+    const Bytes file = make_png({});
+    for (const WholeRequest &request :
+         {WholeRequest{37, 29, 1, 0}, {37, 29, 1, 6}, {37, 29, 1, 9}, {37, 29, -1, 7}, {20, 20, 0, 5}}) {
+        const Decoded out = decode_whole(file, request);
+        EXPECT_EQ(out.result, 0);
+        EXPECT_EQ(out.pixels, Bytes(out.pixels.size(), kFill)) << text_of(request);
+    }
+    uint8_t pixel[4];
+    EXPECT_EQ(decodeVPNG(file.data(), static_cast<int32_t>(file.size()), vpng_read_fn, nullptr, 37, 29, 1, 7), 0);
+    EXPECT_EQ(decodeVPNG(nullptr, 8, vpng_read_fn, pixel, 1, 1, 1, 7), 0);
+    EXPECT_EQ(decodeVPNG("/nonexistent/x.png", 0, nullptr, pixel, 1, 1, 1, 7), 0);
+    EXPECT_EQ(decodeVPNG("/tmp", 0, nullptr, pixel, 1, 1, 1, 7), 0);
+    EXPECT_EQ(decodeVPNG(file.data(), -5, vpng_read_fn, pixel, 1, 1, 1, 7), 0);
+    EXPECT_EQ(decodeVPNG(file.data(), static_cast<int32_t>(file.size()), vpng_read_fn, pixel, 0, 0, 0, 7), 1);
+}
+
+TEST(PngDecode, TheEntriesForAnyFormatDecodePng) {
+    PngSpec spec;
+    spec.colour_type = 6;
+    const Bytes file = make_png(spec);
+    const TempFile path(file);
+    const StraightPng image = straight_png(file);
+    Bytes pixels(37 * 29 * 4);
+    EXPECT_NE(VorelDecodeBuffer(file.data(), pixels.data(), static_cast<int32_t>(file.size()), 7, 1), 0);
+    EXPECT_EQ(pixels, model_whole(image, {37, 29, 1, 7}, 0).pixels);
+    pixels.assign(18 * 14 * 4, 0);
+    EXPECT_NE(VorelDecodeFile(path.path(), pixels.data(), 0, 8, 2), 0);
+    EXPECT_EQ(pixels, model_whole(image, {18, 14, 2, 8}, 0).pixels);
+}
+
+}  // namespace
+}  // namespace vorel::test

@@ -1,0 +1,41 @@
+// PNG files made by code: every colour type and depth, interlaced or not, with transparency chunks, all filters, IDAT
+// chunks of any size. The writer knows nothing of libpng.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/inputs.h"
+
+namespace vorel::test {
+
+struct PngSpec {
+    int width = 37, height = 29;
+    int colour_type = 2, depth = 8;
+    bool interlaced = false;
+    bool transparency = false;  // a tRNS chunk; of pictures with alpha it would be ignored
+    int idat_bytes = 1000;
+    unsigned seed = 1;
+    int filter = -1;      // -1: all in turn
+    bool smooth = false;  // compresses well
+    Bytes extra;          // chunks in front of the first IDAT
+
+    std::string name() const;
+};
+
+Bytes make_png(const PngSpec &spec);
+// A chunk with its length and check value.
+Bytes png_chunk(const char *name, const Bytes &data);
+// Where the chunks of a file start, with their names.
+struct ChunkAt {
+    size_t offset;
+    std::string name;
+    size_t length;
+};
+std::vector<ChunkAt> chunks_of(const Bytes &png);
+
+// All 15 forms with and without transparency, both ways of interlacing.
+std::vector<PngSpec> all_forms(int width, int height);
+
+}  // namespace vorel::test

@@ -1,0 +1,116 @@
+// The vector twins of the PNG kernels give the bytes of the scalar ones, at every width and beside no buffer.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+
+#include "png/kernels/kernels.h"
+#include "support/inputs.h"
+
+namespace vorel::test {
+namespace {
+
+constexpr int kWidest = 160;  // past two of the widest vectors
+
+std::vector<const PngKernels *> vector_tables() {
+    const PngKernels *tables[kMaxPngKernels];
+    const int count = runnable_png_kernels(tables);
+    std::string names;
+    for (int i = 0; i < count; ++i) names += std::string(i ? ", " : "") + tables[i]->name;
+    testing::Test::RecordProperty("targets", names);
+    return {tables + 1, tables + count};
+}
+
+// Noise, extremes, and alphas that are often 0 or 255.
+Bytes samples(size_t size, unsigned seed) {
+    std::mt19937 random(seed);
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i) {
+        bytes[i] = static_cast<uint8_t>(random());
+        if (seed % 4 == 1) bytes[i] = random() % 2 ? 255 : 0;
+        if (i % 4 == 3 && random() % 3 == 0) bytes[i] = random() % 2 ? 255 : 0;
+        if (seed % 4 == 2 && i % 4 == 3) bytes[i] = 255;
+    }
+    return bytes;
+}
+
+// Runs both tables over copies of the same bytes, and shows what differs.
+void expect_twins(const PngKernels &table, const Bytes &bytes, const char *what, size_t size,
+                  const std::function<void(const PngKernels &, uint8_t *)> &run) {
+    GuardBuffer ours(bytes), reference(bytes);
+    run(table, ours.data());
+    run(scalar_png_kernels(), reference.data());
+    ASSERT_TRUE(ours.bytes() == reference.bytes()) << table.name << " " << what << " size " << size;
+}
+
+TEST(PngKernels, FilterTwinsAgree) {
+    for (const PngKernels *table : vector_tables()) {
+        for (const int pixel : {1, 2, 3, 4, 6, 8}) {
+            for (size_t count = 0; count <= kWidest; ++count) {
+                const size_t bytes = count * static_cast<size_t>(pixel) / (pixel > 2 ? 2 : 1);
+                GuardBuffer above(samples(bytes, static_cast<unsigned>(count) + 100));
+                const Bytes row = samples(bytes, static_cast<unsigned>(count));
+                expect_twins(*table, row, "sub", bytes,
+                             [&](const PngKernels &k, uint8_t *at) { k.sub(at, bytes, pixel); });
+                expect_twins(*table, row, "up", bytes,
+                             [&](const PngKernels &k, uint8_t *at) { k.up(at, above.data(), bytes); });
+                expect_twins(*table, row, "average", bytes,
+                             [&](const PngKernels &k, uint8_t *at) { k.average(at, above.data(), bytes, pixel); });
+                expect_twins(*table, row, "paeth", bytes,
+                             [&](const PngKernels &k, uint8_t *at) { k.paeth(at, above.data(), bytes, pixel); });
+            }
+        }
+    }
+}
+
+TEST(PngKernels, PixelTwinsAgree) {
+    for (const PngKernels *table : vector_tables()) {
+        for (int64_t count = 0; count <= kWidest; ++count) {
+            const size_t bytes = static_cast<size_t>(count) * 4;
+            const unsigned seed = static_cast<unsigned>(count);
+            const Bytes pixels = samples(bytes, seed);
+            GuardBuffer three(samples(static_cast<size_t>(count) * 3, seed));
+            expect_twins(*table, pixels, "premultiply", bytes,
+                         [&](const PngKernels &k, uint8_t *at) { k.premultiply(at, count); });
+            expect_twins(*table, pixels, "swap", bytes,
+                         [&](const PngKernels &k, uint8_t *at) { k.swap_red_blue(at, count, at); });
+            for (const bool swapped : {false, true}) {
+                expect_twins(*table, pixels, "rgb", bytes, [&](const PngKernels &k, uint8_t *at) {
+                    k.rgb_to_rgba(three.data(), count, swapped, at);
+                });
+            }
+            for (const uint32_t mask : {0u, 0xFFu, 0xFFFFFFu}) {
+                for (const uint32_t key : {1u, 0u, 0xFFu, 0xFFFFFFu}) {
+                    expect_twins(*table, pixels, "clear", bytes,
+                                 [&](const PngKernels &k, uint8_t *at) { k.clear(at, count, key, mask); });
+                }
+            }
+        }
+    }
+}
+
+// All pairs of colour and alpha: the rounded product over 255, and nothing where alpha is 0.
+TEST(PngKernels, PremultiplicationIsTheRoundedProduct) {
+    const PngKernels *tables[kMaxPngKernels];
+    const int count = runnable_png_kernels(tables);
+    for (int t = 0; t < count; ++t) {
+        for (int alpha = 0; alpha < 256; ++alpha) {
+            Bytes row;
+            for (int colour = 0; colour < 256; ++colour) {
+                const auto byte = static_cast<uint8_t>(colour);
+                row.insert(row.end(), {byte, static_cast<uint8_t>(255 - colour), byte, static_cast<uint8_t>(alpha)});
+            }
+            tables[t]->premultiply(row.data(), 256);
+            for (int colour = 0; colour < 256; ++colour) {
+                const uint8_t *pixel = &row[static_cast<size_t>(colour) * 4];
+                ASSERT_EQ(pixel[0], (colour * alpha * 2 + 255) / 510) << colour << " " << alpha;
+                ASSERT_EQ(pixel[1], ((255 - colour) * alpha * 2 + 255) / 510);
+                ASSERT_EQ(pixel[2], pixel[0]);
+                ASSERT_EQ(pixel[3], alpha);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

@@ -1,0 +1,177 @@
+// Regions are cuts of the whole picture by their own rules for rows and columns, in any order, over checkpoints and IDAT
+// borders, from several threads.
+#include <gtest/gtest.h>
+
+#include <png.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+#include "png/run.h"
+
+namespace vorel::test {
+namespace {
+
+std::string text_of(const RegionRequest &r) {
+    return " at " + std::to_string(r.x) + "," + std::to_string(r.y) + " of " + std::to_string(r.w) + "x" +
+           std::to_string(r.h) + " sample " + std::to_string(r.sample_size);
+}
+
+RegionRequest any_region(int width, int height, std::mt19937 &random) {
+    const auto below = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
+    RegionRequest request;
+    request.x = below(width);
+    request.y = below(height);
+    request.w = 1 + below(width - request.x);
+    request.h = 1 + below(std::min(40, height - request.y));
+    request.sample_size = 1 + below(9);
+    return request;
+}
+
+TEST(PngRegion, EveryFormIsACutOfTheWhole) {
+    QuietStderr quiet;
+    int differing = 0;
+    std::mt19937 random(7);
+    for (const auto &size : {std::pair(37, 29), {5, 3}, {1, 1}, {3, 40}}) {
+        for (PngSpec spec : all_forms(size.first, size.second)) {
+            spec.idat_bytes = 50 + static_cast<int>(random() % 300);
+            const Bytes file = make_png(spec);
+            const StraightPng image = straight_png(file);
+            for (const int format : {7, 8}) {
+                Regions regions(file, format, random() % 2);
+                ASSERT_TRUE(regions) << spec.name();
+                EXPECT_EQ(regions.handle()->width, spec.width);
+                EXPECT_EQ(regions.handle()->height, spec.height);
+                std::vector<RegionRequest> requests = {{0, 0, spec.width, spec.height, 1}};
+                for (int i = 0; i < 25; ++i) requests.push_back(any_region(spec.width, spec.height, random));
+                for (const RegionRequest &request : requests) {
+                    if (regions.decode(request) == model_region(image, request, format)) continue;
+                    ADD_FAILURE() << spec.name() << text_of(request);
+                    if (++differing > 20) return;
+                }
+            }
+        }
+    }
+}
+
+// 600 rows have checkpoints at 0, 254 and 508; those of the passes of an interlaced picture are 508 rows apart and more.
+TEST(PngRegion, CheckpointsAndIdatBorders) {
+    QuietStderr quiet;
+    for (const bool interlaced : {false, true}) {
+        for (const int idat_bytes : {50, 1000, 8192, 1000000}) {
+            PngSpec spec;
+            spec.width = 23;
+            spec.height = interlaced ? 2200 : 600;
+            spec.interlaced = interlaced;
+            spec.colour_type = 6;
+            spec.idat_bytes = idat_bytes;
+            const Bytes file = make_png(spec);
+            const StraightPng image = straight_png(file);
+            Regions regions(file);
+            ASSERT_TRUE(regions);
+            std::vector<RegionRequest> requests;
+            for (const int y : {0, 253, 254, 255, 507, 508, 509, 590, 2032, 2199}) {
+                if (y >= spec.height) continue;
+                for (const int h : {1, 2, 10, 300}) {
+                    if (y + h <= spec.height) requests.push_back({3, y, 16, h, 1 + y % 3});
+                }
+            }
+            for (int round = 0; round < 2; ++round) {
+                for (const RegionRequest &request : requests) {
+                    ASSERT_TRUE(regions.decode(request) == model_region(image, request, 7))
+                        << spec.name() << text_of(request);
+                }
+                std::reverse(requests.begin(), requests.end());
+            }
+        }
+    }
+}
+
+// A position in the compressed stream may be right behind a chunk's data, before its check value.
+TEST(PngRegion, CheckpointAtTheEndOfAChunk) {
+    QuietStderr quiet;
+    for (int idat_bytes = 300; idat_bytes < 340; ++idat_bytes) {
+        PngSpec spec;
+        spec.width = 2;
+        spec.height = 520;
+        spec.colour_type = 0;
+        spec.idat_bytes = idat_bytes;
+        const Bytes file = make_png(spec);
+        Regions regions(file, 7, true);
+        ASSERT_TRUE(regions);
+        for (const RegionRequest &request : {RegionRequest{0, 508, 2, 12, 1}, {0, 254, 2, 3, 1}, {1, 500, 1, 20, 2}}) {
+            EXPECT_TRUE(regions.decode(request) == model_region(straight_png(file), request, 7)) << idat_bytes;
+        }
+    }
+}
+
+TEST(PngRegion, ThreadsOnOneHandleTakeTurns) {
+    QuietStderr quiet;
+    PngSpec spec;
+    spec.width = 60;
+    spec.height = 700;
+    spec.colour_type = 2;
+    const Bytes file = make_png(spec);
+    const StraightPng image = straight_png(file);
+    Regions regions(file);
+    ASSERT_TRUE(regions);
+    std::vector<std::thread> threads;
+    std::vector<int> wrong(4);
+    for (unsigned t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            std::mt19937 random(t);
+            for (int i = 0; i < 40; ++i) {
+                const RegionRequest request = any_region(60, 700, random);
+                wrong[t] += !(regions.decode(request) == model_region(image, request, 7));
+            }
+        });
+    }
+    for (std::thread &thread : threads) thread.join();
+    EXPECT_EQ(wrong, std::vector<int>(4));
+}
+
+TEST(PngRegion, RefusedRectangles) {
+    Regions regions(make_png({})), other(make_png({}), 3);
+    ASSERT_TRUE(regions && other);
+    for (const RegionRequest &request :
+         {RegionRequest{-1, 0, 5, 5, 1}, {0, -1, 5, 5, 1}, {0, 0, 0, 5, 1}, {0, 0, 5, 0, 1}, {0, 0, 38, 5, 1},
+          {30, 0, 8, 5, 1}, {0, 25, 5, 5, 1}, {37, 0, 1, 1, 1}, {0, 0, 5, 5, 0}, {0, 0, 5, 5, -2}, {0, 0, 5, -3, 1}}) {
+        EXPECT_EQ(regions.decode(request).result, 0) << text_of(request);
+    }
+    uint8_t pixel[4];
+    EXPECT_EQ(onDecodeVPNGSubset(regions.handle(), nullptr, 0, 0, 1, 1, 1), 0);
+    EXPECT_EQ(onDecodeVPNGSubset(nullptr, pixel, 0, 0, 1, 1, 1), 0);
+    EXPECT_EQ(other.decode({0, 0, 1, 1, 1}).result, 0);
+    // Rectangles smaller than the step are empty.
+    EXPECT_EQ(regions.decode({0, 0, 3, 3, 4}).result, 1);
+    EXPECT_EQ(onBuildTileIndexVPNG("/nonexistent/x.png", 0, nullptr, 7), nullptr);
+}
+
+// The row of the checkpoint; -1 when libpng jumped.
+int resumed_row(png_structp png, int wanted, int pass) {
+    int32_t row = wanted;
+    if (setjmp(png_jmpbuf(png))) return -1;
+    vpng_configure_decoder(png, &row, pass);
+    return row;
+}
+
+// The steps by themselves: which checkpoint serves a row, and the row that it gives.
+TEST(PngRegion, StepsOfTheIndex) {
+    PngSpec spec;
+    spec.height = 600;
+    const Bytes file = make_png(spec);
+    Regions regions(file);
+    ASSERT_TRUE(regions);
+    png_structp png = regions.handle()->png;
+    for (const auto &[wanted, given] : {std::pair(0, 0), {253, 0}, {254, 254}, {507, 254}, {508, 508}, {599, 508}}) {
+        EXPECT_EQ(resumed_row(png, wanted, 0), given) << wanted;
+    }
+    EXPECT_EQ(resumed_row(png, -1, 0), -1);
+    EXPECT_EQ(resumed_row(png, 762, 0), -1);
+    EXPECT_EQ(resumed_row(png, 0, 1), -1);
+    EXPECT_TRUE(regions.decode({0, 300, 9, 9, 1}) == model_region(straight_png(file), {0, 300, 9, 9, 1}, 7));
+}
+
+}  // namespace
+}  // namespace vorel::test

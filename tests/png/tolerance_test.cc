@@ -1,0 +1,285 @@
+// What damaged and hostile files do; docs/tolerance.md names these tests.
+#include <gtest/gtest.h>
+
+#include <png.h>
+#include <zlib.h>
+
+#include <chrono>
+
+#include "png/run.h"
+#include "support/counting_allocator.h"
+#include "support/samples.h"
+
+namespace vorel::test {
+namespace {
+
+Bytes text_chunk() { return png_chunk("tEXt", text("Title") /* no separator: all keyword */); }
+
+// Small files that meet most of what a decoder does.
+std::vector<PngSpec> small_files() {
+    std::vector<PngSpec> specs;
+    for (const PngSpec &form : all_forms(9, 11)) {
+        const bool wanted = (form.colour_type == 2 && form.depth == 8) || (form.colour_type == 6 && form.depth == 16) ||
+                            (form.colour_type == 3 && form.depth == 4) || (form.colour_type == 0 && form.depth == 2);
+        if (!wanted || (form.colour_type != 6 && form.interlaced == form.transparency)) continue;
+        PngSpec spec = form;
+        spec.idat_bytes = 61;
+        if (spec.seed % 2) spec.extra = cat({png_chunk("gAMA", big_32(45455)), text_chunk(), png_chunk("voRl", big_32(7))});
+        specs.push_back(spec);
+    }
+    return specs;
+}
+
+// The steps as they stand in the interface: libpng's transformations, each row straight into the output.
+int decode_by_steps(const Bytes &file, int width, int height, uint8_t *out) {
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    volatile int result = 0;
+    if (onDecodeVPNGInit(&png, &info, file.data(), vpng_read_fn, static_cast<int32_t>(file.size())) &&
+        setjmp(png_jmpbuf(png)) == 0) {
+        const int passes = png_set_interlace_handling(png);
+        for (int pass = 0; pass < passes; ++pass) {
+            for (int y = 0; y < height; ++y) {
+                png_bytep row = out + static_cast<ptrdiff_t>(y) * width * 4;
+                png_read_rows(png, &row, nullptr, 1);
+                if (passes == 1) substituteTranspColor(png, info, row);
+            }
+        }
+        for (int y = 0; y < height && passes > 1; ++y) {
+            substituteTranspColor(png, info, out + static_cast<ptrdiff_t>(y) * width * 4);
+        }
+        result = 1;
+    }
+    vpng_destroy_read_struct(&png, &info, nullptr);
+    return result;
+}
+
+bool has_size(const Bytes &file, uint32_t width, uint32_t height) {
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    png_uint_32 w = 0, h = 0;
+    if (onDecodeVPNGInit(&png, &info, file.data(), vpng_read_fn, static_cast<int32_t>(file.size()))) {
+        vpng_get_IHDR(png, info, &w, &h, nullptr, nullptr, nullptr, nullptr, nullptr);
+    }
+    vpng_destroy_read_struct(&png, &info, nullptr);
+    return w == width && h == height;
+}
+
+// Result and buffer are those of the steps, whatever the damage; another size than 9 x 11 only has to return.
+void expect_as_by_steps(const Bytes &file, const std::string &what) {
+    const Decoded ours = decode_whole(file, {9, 11, 1, 7});
+    if (!has_size(file, 9, 11)) return;
+    Decoded steps;
+    steps.pixels.assign(9 * 11 * 4, kFill);
+    steps.result = decode_by_steps(file, 9, 11, steps.pixels.data());
+    EXPECT_EQ(ours.result, steps.result) << what;
+    EXPECT_TRUE(ours.pixels == steps.pixels) << what;
+}
+
+// Regions of a file that decodes are cuts of it, and those of any other return.
+void expect_regions_follow(const Bytes &file, const std::string &what) {
+    const StraightPng image = straight_png(file);
+    Regions regions(file);
+    if (!regions) {
+        if (decode_whole(file, {9, 11, 1, 7}).result && image.good) ADD_FAILURE() << what;
+        return;
+    }
+    const int width = regions.handle()->width, height = regions.handle()->height;
+    if (width > 2000 || height > 2000) return;
+    for (const RegionRequest &request : {RegionRequest{0, 0, width, height, 1}, {width / 2, height / 2, 1, 1, 1}}) {
+        const Decoded ours = regions.decode(request);
+        if (image.good && image.width == width) {
+            EXPECT_TRUE(ours == model_region(image, request, 7)) << what;
+        }
+    }
+}
+
+// Check values are computed over all that a chunk claims, a second for 2^31 bytes: one file of those is enough, see
+// SmallFilesThatAskForMuch.
+bool claims_megabytes(const Bytes &file, size_t at, int value) {
+    for (const ChunkAt &chunk : chunks_of(file))
+        if ((at == chunk.offset && value < 0x80) || at == chunk.offset + 1) return value != 0;
+    return false;
+}
+
+TEST(PngTolerance, EveryPrefixReturns) {
+    QuietStderr quiet;
+    const auto start = std::chrono::steady_clock::now();
+    for (const PngSpec &spec : small_files()) {
+        const Bytes file = make_png(spec);
+        const Decoded whole = decode_whole(file, {9, 11, 1, 7});
+        ASSERT_EQ(whole.result, 1);
+        for (size_t size = 0; size < file.size(); ++size) {
+            const Bytes cut = head(file, size);
+            const std::string what = spec.name() + " cut to " + std::to_string(size);
+            const Decoded ours = decode_whole(cut, {9, 11, 1, 7});
+            if (ours.result) EXPECT_TRUE(ours == whole) << what;
+            EXPECT_EQ(decode_whole(cut, {9, 11, 1, 7}, kFill, true).result, size + 12 >= file.size()) << what;
+            EXPECT_EQ(ours.result == 1, size + 12 >= file.size()) << what;
+            decode_whole(cut, {4, 5, 2, 8});
+            Regions regions(cut);
+            if (regions) regions.decode({1, 2, 5, 7, 1});
+        }
+    }
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    EXPECT_LT(seconds.count(), 60);
+}
+
+TEST(PngTolerance, EveryChangedByteDoesWhatTheStepsDo) {
+    QuietStderr quiet;
+    for (const PngSpec &spec : small_files()) {
+        const Bytes file = make_png(spec);
+        for (size_t at = 0; at < file.size(); ++at) {
+            for (const int value : {0, 0x80, 0xFE, file[at] ^ 1}) {
+                if (claims_megabytes(file, at, value)) continue;
+                Bytes changed = file;
+                changed[at] = static_cast<uint8_t>(value);
+                const std::string what = spec.name() + " byte " + std::to_string(at) + " = " + std::to_string(value);
+                expect_as_by_steps(changed, what);
+                expect_regions_follow(changed, what);
+            }
+        }
+    }
+}
+
+// Puts right the check values of all chunks.
+Bytes with_fitting_crcs(Bytes file) {
+    for (const ChunkAt &chunk : chunks_of(file)) {
+        const auto crc = crc32(0, &file[chunk.offset + 4], static_cast<uInt>(chunk.length + 4));
+        const Bytes bytes = big_32(static_cast<uint32_t>(crc));
+        std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<long>(chunk.offset + 8 + chunk.length));
+    }
+    return file;
+}
+
+size_t first_idat(const Bytes &file) {
+    for (const ChunkAt &chunk : chunks_of(file))
+        if (chunk.name == "IDAT") return chunk.offset;
+    return 0;
+}
+
+// The same with check values that fit, so that the damage reaches zlib and the filters.
+TEST(PngTolerance, DamageThatOnlyZlibSees) {
+    QuietStderr quiet;
+    for (PngSpec spec : small_files()) {
+        spec.idat_bytes = 10000;
+        const Bytes file = make_png(spec);
+        for (size_t at = 8; at + 16 < file.size(); ++at) {
+            for (const int value : {0, file[at] ^ 0x10}) {
+                if (claims_megabytes(file, at, value)) continue;
+                Bytes changed = file;
+                changed[at] = static_cast<uint8_t>(value);
+                changed = with_fitting_crcs(changed);
+                const std::string what = spec.name() + " byte " + std::to_string(at) + " = " + std::to_string(value);
+                expect_as_by_steps(changed, what);
+                expect_regions_follow(changed, what);
+            }
+        }
+    }
+}
+
+TEST(PngTolerance, AWrongCheckValueOfImageDataStopsDecodesAndNotRegions) {
+    QuietStderr quiet;
+    PngSpec spec;
+    spec.idat_bytes = 400;
+    const Bytes file = make_png(spec);
+    const StraightPng image = straight_png(file);
+    Bytes changed = file;
+    changed[first_idat(file) + 8 + 400] ^= 1;
+    const Decoded ours = decode_whole(changed, {37, 29, 1, 7});
+    EXPECT_EQ(ours.result, 0);
+    EXPECT_EQ(head(ours.pixels, 37 * 4), head(image.rgba, 37 * 4));
+    EXPECT_EQ(tail(ours.pixels, 37 * 4), Bytes(37 * 4, kFill));
+    Regions regions(changed);
+    ASSERT_TRUE(regions);
+    EXPECT_TRUE(regions.decode({0, 0, 37, 29, 1}) == model_region(image, {0, 0, 37, 29, 1}, 7));
+}
+
+// Stored blocks, so that the place of the damage is known: the second block, which is broken, begins in the last row.
+Bytes damaged_in_row(int height, int row, int shown) {
+    const int row_bytes = 1 + 8;
+    Bytes stream = {0x78, 0x01};
+    Bytes raw;
+    for (int y = 0; y < height; ++y) {
+        raw.push_back(0);
+        for (int x = 0; x < 8; ++x) raw.push_back(static_cast<uint8_t>(10 * y + x + 1));
+    }
+    const uint32_t count = static_cast<uint32_t>(row * row_bytes + 1 + shown);
+    stream = cat({stream, {0, static_cast<uint8_t>(count & 255), static_cast<uint8_t>(count >> 8),
+                           static_cast<uint8_t>(~count & 255), static_cast<uint8_t>((~count >> 8) & 255)},
+                  head(raw, count), {0x07, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}});  // block type 3 is none
+    return cat({{0x89, 'P', 'N', 'G', 13, 10, 26, 10},
+                png_chunk("IHDR", cat({big_32(8), big_32(static_cast<uint32_t>(height)), {8, 0, 0, 0, 0}})),
+                png_chunk("IDAT", stream), png_chunk("IEND", {})});
+}
+
+TEST(PngTolerance, DamageInTheLastRowIsZerosInRegionsOnly) {
+    QuietStderr quiet;
+    const Bytes last = damaged_in_row(6, 5, 3), before = damaged_in_row(6, 4, 3);
+    EXPECT_EQ(decode_whole(last, {8, 6, 1, 7}).result, 0);
+    EXPECT_FALSE(Regions(before));
+    Regions regions(last);
+    ASSERT_TRUE(regions);
+    for (int round = 0; round < 2; ++round) {
+        const Decoded ours = regions.decode({0, 4, 8, 2, 1});
+        ASSERT_EQ(ours.result, 1);
+        for (int x = 0; x < 8; ++x) {
+            EXPECT_EQ(ours.pixels[static_cast<size_t>(x) * 4], 10 * 4 + x + 1);
+            EXPECT_EQ(ours.pixels[static_cast<size_t>(x + 8) * 4], x < 3 ? 10 * 5 + x + 1 : 0);
+        }
+    }
+}
+
+// Nothing behind the last row is looked at, and chunks that libpng can do without are passed over.
+TEST(PngTolerance, HarmlessOdditiesChangeNothing) {
+    QuietStderr quiet;
+    const Bytes file = make_png({});
+    const Decoded whole = decode_whole(file, {37, 29, 1, 7});
+    const Bytes no_end = head(file, file.size() - 12);
+    const auto with = [&](const Bytes &chunk) {
+        PngSpec spec;
+        spec.extra = chunk;
+        return make_png(spec);
+    };
+    for (const Bytes &odd : {no_end, cat({file, Bytes(500, 3)}), cat({no_end, png_chunk("IDAT", Bytes(30, 1))}),
+                             with(text_chunk()), with(png_chunk("gAMA", {1, 2})), with(png_chunk("voRl", Bytes(5000, 9))),
+                             with(cat({png_chunk("IDAT", {}), png_chunk("IDAT", {})}))}) {
+        EXPECT_TRUE(decode_whole(odd, {37, 29, 1, 7}) == whole);
+        Regions regions(odd);
+        ASSERT_TRUE(regions);
+        EXPECT_EQ(regions.decode({0, 0, 37, 29, 1}).pixels, whole.pixels);
+    }
+}
+
+// A chunk of 1000 compressed texts, each of which inflates to 8 MB, and sizes that no data stands behind.
+TEST(PngTolerance, SmallFilesThatAskForMuch) {
+    QuietStderr quiet;
+    Bytes inflated(7'900'000, 'a'), packed(100'000);
+    uLongf size = static_cast<uLongf>(packed.size());
+    ASSERT_EQ(compress2(packed.data(), &size, inflated.data(), static_cast<uLong>(inflated.size()), 9), Z_OK);
+    packed.resize(size);
+    const Bytes bomb = png_chunk("zTXt", cat({{'k', 0, 0}, packed}));
+    PngSpec spec;
+    for (int i = 0; i < 40; ++i) spec.extra = cat({spec.extra, bomb});
+    const Bytes texts = make_png(spec);
+    Bytes wide = make_png({});
+    const Bytes sides = cat({big_32(1'000'000), big_32(1'000'000)});
+    std::copy(sides.begin(), sides.end(), wide.begin() + 16);
+    wide = with_fitting_crcs(wide);
+    Bytes long_chunk = make_png({});
+    long_chunk[first_idat(long_chunk)] = 0x7F;
+    CountingAllocator allocator;
+    const Decoded out = decode_whole(texts, {37, 29, 1, 7});
+    EXPECT_LT(allocator.peak_bytes(), size_t{140} << 20);
+    EXPECT_EQ(out.result, 1);
+    allocator.reset_peak();
+    EXPECT_EQ(decode_whole(wide, {37, 29, 1, 7}).result, 0);
+    EXPECT_FALSE(Regions(wide));
+    EXPECT_EQ(decode_whole(long_chunk, {37, 29, 1, 7}).result, 0);
+    EXPECT_FALSE(Regions(long_chunk, 7, true));
+    EXPECT_LT(allocator.peak_bytes(), size_t{40} << 20);
+    EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+}  // namespace
+}  // namespace vorel::test

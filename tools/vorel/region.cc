@@ -1,0 +1,59 @@
+// vorel region: a rectangle of a picture to a raw buffer, a PNG or a PPM.
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "progress.h"
+#include "regions.h"
+#include "writers.h"
+
+namespace vorel_tool {
+namespace {
+
+struct RegionOptions {
+    std::string in, out, rect;
+    int32_t sample = 1;
+};
+
+Rect parse_rect(const std::string &text) {
+    Rect rect;
+    int end = 0;
+    const int read = std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d%n", &rect.x, &rect.y, &rect.width, &rect.height, &end);
+    if (read != 4 || static_cast<size_t>(end) != text.size() || rect.x < 0 || rect.y < 0 || rect.width < 1 ||
+        rect.height < 1)
+        throw BadUsage("--rect: " + text + " is not X,Y,WIDTH,HEIGHT");
+    return rect;
+}
+
+int region(const RegionOptions &options) {
+    if (kind_of_file(options.out) == FileKind::kUnknown)
+        throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
+    const Rect rect = parse_rect(options.rect);
+    catch_signals();
+    RegionSource source(options.in);
+    if (rect.width > source.width() - rect.x || rect.height > source.height() - rect.y)
+        throw Failure(options.in + ": " + options.rect + " is not inside " + std::to_string(source.width()) + " x " +
+                      std::to_string(source.height()) + " pixels");
+    if (rect.width < options.sample || rect.height < options.sample)
+        throw Failure(options.in + ": " + options.rect + " is too small for --sample " +
+                      std::to_string(options.sample));
+    const Picture picture = source.decode(rect, options.sample);
+    write_picture(picture, options.out, cancelled);
+    std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, picture.format->name);
+    return kExitOk;
+}
+
+}  // namespace
+
+void register_region(CLI::App &app, Action &action) {
+    auto options = std::make_shared<RegionOptions>();
+    CLI::App *command = app.add_subcommand("region", "Decodes a rectangle of a PNG to .raw, .png or .ppm");
+    command->add_option("IN", options->in, "The picture")->required();
+    command->add_option("OUT", options->out, "Where to: .raw holds RGBA, .png and .ppm hold RGB")->required();
+    command->add_option("--rect", options->rect, "X,Y,WIDTH,HEIGHT in pixels of the picture")->required();
+    command->add_option("--sample", options->sample, "Every N-th pixel and row")->check(CLI::Range(1, 65535));
+    command->callback([options, &action] { action = [options] { return region(*options); }; });
+}
+
+}  // namespace vorel_tool
