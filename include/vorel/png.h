@@ -101,7 +101,8 @@ VOREL_API png_uint_32 vpng_get_IHDR(png_structp png, png_infop info, png_uint_32
 
 /* Opens a picture for regions: one walk over all its rows, with a checkpoint every 254 rows of each pass, about 40 KB
  * and a row each. source, length and readFn as in decodeVPNG; colourFormat 7 or 8 is that of all its regions. Memory has
- * to stay, and a file stays open, until the handle is destroyed. Null for whatever decodeVPNG refuses. */
+ * to stay, and a file stays open, until the handle is destroyed. Null for null, a damaged or short picture (damage in its
+ * last row and check values of image data aside), or no memory; the colour format is looked at by regions only. */
 VOREL_API vpng_tile_index *onBuildTileIndexVPNG(const void *source, int32_t length, vpng_read_callback readFn,
                                                 int32_t colourFormat);
 
