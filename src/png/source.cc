@@ -103,7 +103,9 @@ void vpng_seek_buffer_fn(png_structp png, uint32_t position) { vpng_set_io_buff_
 
 void vpng_seek_fn(png_structp png, uint32_t position) {
     PngSource *source = source_of(png);
-    if (source && source->file) std::fseek(source->file, static_cast<long>(position), SEEK_SET);
+    if (!source || !source->file) return;
+    std::fseek(source->file, static_cast<long>(position), SEEK_SET);
+    source->position = position;
 }
 
 void vpng_seek_data(png_structp png, uint32_t offset) {
@@ -118,6 +120,7 @@ void vpng_read_data(png_structp png, png_bytep dest, size_t count) {
     source->total_read += static_cast<uint32_t>(count);
     if (source->file) {
         if (std::fread(dest, 1, count, source->file) != count) png_error(png, "Read Error");
+        source->position += static_cast<uint32_t>(count);
         return;
     }
     source->read(png, dest, count);
