@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "harness.h"
 
@@ -56,17 +57,6 @@ bool measure(const Bytes &picture, Header *header) {
         header->transparency |= std::memcmp(&picture[at], "tRNS", 4) == 0;
     }
     return true;
-}
-
-// Chunks that claim megabytes behind the end cost a second each for their check value, and show nothing new.
-bool claims_megabytes(const Bytes &picture) {
-    for (size_t at = 8; at + 8 <= picture.size();) {
-        const uint64_t length = uint64_t{picture[at]} << 24 | picture[at + 1] << 16 | picture[at + 2] << 8 | picture[at + 3];
-        if (length > 0x7FFFFFFF) return false;
-        if (length > picture.size() + (1 << 20)) return true;
-        at += 12 + static_cast<size_t>(length);
-    }
-    return false;
 }
 
 struct Request {
@@ -155,11 +145,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 20);
     const Bytes &picture = input.picture();
     Header header;
-    if (picture.empty() || !measure(picture, &header) || claims_megabytes(picture)) return 0;
+    if (picture.empty() || !measure(picture, &header)) return 0;
     const int32_t format = input.option() % 2 ? 7 : 8;
     int32_t result, second;
     const Request full = {header.width, header.height, 1, format};
+    const std::clock_t start = std::clock();
     const Bytes whole = decode(picture, full, 0x5A, &result);
+    // Chunks that claim gigabytes behind the end cost seconds for their check value, and show nothing new.
+    if (std::clock() - start > CLOCKS_PER_SEC / 4) return 0;
     require(decode(picture, full, 0x5A, &second) == whole && result == second, "a decode comes out the same again");
     if (result) {
         require(decode(picture, full, 0xA5, &second) == whole, "every pixel is written");

@@ -134,7 +134,7 @@ VOREL_API void vpng_seek_buffer_fn(png_structp png, uint32_t position);
 /* A file: seeks from its start. */
 VOREL_API void vpng_seek_fn(png_structp png, uint32_t position);
 /* Call the callbacks; without one they jump with "Call to NULL seek function" and "Call to NULL read function". Reading
- * counts what is asked for, and jumps when a memory source has had nothing to give for too long. */
+ * counts what is asked for, and jumps when a memory source has had nothing to give too often. */
 VOREL_API void vpng_seek_data(png_structp png, uint32_t offset);
 VOREL_API void vpng_read_data(png_structp png, png_bytep dest, size_t count);
 
