@@ -1,7 +1,7 @@
 # Sourced by ./run, ./test and .ci/run: which Debian packages each job needs, and their installation.
 
 # The library and the command-line program.
-packages_build=(cmake ninja-build g++ libhwy-dev libcli11-dev nlohmann-json3-dev libpng-dev)
+packages_build=(cmake ninja-build g++ libhwy-dev libcli11-dev nlohmann-json3-dev libpng-dev zlib1g-dev)
 # The tests: the framework, and the independent libraries that results are held against.
 packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev libgif-dev)
 packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev)

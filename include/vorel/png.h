@@ -101,7 +101,8 @@ VOREL_API png_uint_32 vpng_get_IHDR(png_structp png, png_infop info, png_uint_32
 
 /* Opens a picture for regions: one walk over all its rows, with a checkpoint every 254 rows of each pass, about 40 KB
  * and a row each. source, length and readFn as in decodeVPNG; colourFormat 7 or 8 is that of all its regions. Memory has
- * to stay, and a file stays open, until the handle is destroyed. Null for whatever decodeVPNG refuses. */
+ * to stay, and a file stays open, until the handle is destroyed. Null for null, a damaged or short picture (damage in its
+ * last row and check values of image data aside), or no memory; the colour format is looked at by regions only. */
 VOREL_API vpng_tile_index *onBuildTileIndexVPNG(const void *source, int32_t length, vpng_read_callback readFn,
                                                 int32_t colourFormat);
 
@@ -133,7 +134,7 @@ VOREL_API void vpng_seek_buffer_fn(png_structp png, uint32_t position);
 /* A file: seeks from its start. */
 VOREL_API void vpng_seek_fn(png_structp png, uint32_t position);
 /* Call the callbacks; without one they jump with "Call to NULL seek function" and "Call to NULL read function". Reading
- * counts what is asked for, and jumps when a memory source has had nothing to give for too long. */
+ * counts what is asked for, and jumps when a memory source has had nothing to give too often. */
 VOREL_API void vpng_seek_data(png_structp png, uint32_t offset);
 VOREL_API void vpng_read_data(png_structp png, png_bytep dest, size_t count);
 

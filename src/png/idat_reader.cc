@@ -28,11 +28,6 @@ voidpf allocate_for_zlib(voidpf, uInt items, uInt size) {
 }
 void release_for_zlib(voidpf, voidpf pointer) { os_release(pointer); }
 
-void read_bytes(PngSource *source, uint8_t *to, size_t count) {
-    vpng_read_data(source->png, to, count);
-    source->reader->offset += static_cast<uint32_t>(count);
-}
-
 void add_to_crc(IdatReader *reader, const uint8_t *bytes, size_t count) {
     reader->crc = static_cast<uint32_t>(crc32(reader->crc, bytes, static_cast<uInt>(count)));
 }
@@ -41,8 +36,8 @@ void add_to_crc(IdatReader *reader, const uint8_t *bytes, size_t count) {
 bool read_chunk_header(PngSource *source) {
     IdatReader *reader = source->reader;
     uint8_t header[kChunkHeader] = {};
-    reader->chunk_offset = source->index->streamPosition = reader->offset;
-    read_bytes(source, header, sizeof header);
+    reader->chunk_offset = source->index->streamPosition = source->position;
+    vpng_read_data(source->png, header, sizeof header);
     reader->idat_left = big_endian(header);
     if (reader->idat_left > kMostChunkBytes) png_error(source->png, "PNG unsigned integer out of range");
     reader->crc = 0;
@@ -57,12 +52,12 @@ void finish_chunk(PngSource *source) {
     uint8_t piece[kSkipPiece] = {};
     while (reader->idat_left) {
         const uint32_t count = std::min<uint32_t>(reader->idat_left, kSkipPiece);
-        read_bytes(source, piece, count);
+        vpng_read_data(source->png, piece, count);
         add_to_crc(reader, piece, count);
         reader->idat_left -= count;
     }
     uint8_t crc[kCrcBytes] = {};
-    read_bytes(source, crc, sizeof crc);
+    vpng_read_data(source->png, crc, sizeof crc);
     if (big_endian(crc) != reader->crc) png_chunk_warning(source->png, "CRC error");
 }
 
@@ -73,7 +68,7 @@ void next_piece(PngSource *source) {
         if (!read_chunk_header(source)) png_error(source->png, "Not enough image data");
     }
     const uint32_t count = std::min<uint32_t>(reader->idat_left, sizeof reader->input);
-    read_bytes(source, reader->input, count);
+    vpng_read_data(source->png, reader->input, count);
     add_to_crc(reader, reader->input, count);
     reader->idat_left -= count;
     reader->live.next_in = reader->input;
@@ -205,12 +200,10 @@ void start_pass(PngSource *source, int pass) {
 
 void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left) {
     IdatReader *reader = source->reader;
-    reader->offset = chunk_offset;
     vpng_seek_data(source->png, chunk_offset);
     const bool is_idat = read_chunk_header(source);
     if (bytes_left != UINT32_MAX) {
         const uint32_t behind = chunk_offset + static_cast<uint32_t>(kChunkHeader) + reader->idat_left - bytes_left;
-        reader->offset = behind;
         reader->idat_left = bytes_left;
         vpng_seek_data(source->png, behind);
     } else if (!is_idat) {

@@ -21,8 +21,7 @@ struct IdatReader {
     z_stream live;
     bool live_open;
     enum : uint8_t { kGoingOn, kEnded, kDamaged } stream;
-    uint32_t offset;        // in the source, of the next byte to read
-    uint32_t chunk_offset;  // of the length field of the current IDAT chunk
+    uint32_t chunk_offset;  // in the source, of the length field of the current IDAT chunk
     uint32_t idat_left;     // bytes of it that are not read yet
     uint32_t crc;
     Adam7Pass pass;

@@ -102,8 +102,9 @@ void vpng_build_index(png_structp png) {
     if (!source->index) out_of_memory(png);
     source->reader = make_idat_reader(source->header);
     if (!source->reader) out_of_memory(png);
-    // libpng has read the header of the first IDAT chunk.
-    resume_chunk(source, source->total_read - static_cast<uint32_t>(kIdatHeaderBytes), UINT32_MAX);
+    // libpng has read the header of the first IDAT chunk. Where it stands is told by the position and not by the bytes
+    // asked for so far, among which are those that a memory source that is cut short did not give.
+    resume_chunk(source, source->position - static_cast<uint32_t>(kIdatHeaderBytes), UINT32_MAX);
     for (int pass = 0; pass < passes_of(*source); ++pass) {
         const int32_t in_eight = source->header.interlaced ? kPassRowsInEight[pass] : kAllRowsInEight;
         source->index->step[pass] = static_cast<uint32_t>(8 / in_eight * kCheckpointRows);
@@ -140,6 +141,7 @@ void vpng_configure_decoder(png_structp png, int32_t *row, int32_t pass) {
     reader->live_open = inflateCopy(&reader->live, checkpoint->inflateState) == Z_OK;
     if (!reader->live_open) out_of_memory(png);
     reader->stream = IdatReader::kGoingOn;
+    source->short_reads = source->short_headers = 0;
     // A source that is cut short leaves the input as it was; that is to be the same for every order of regions.
     std::memset(reader->input, 0, sizeof reader->input);
     vpng_set_read_offset(png, checkpoint->streamPosition, checkpoint->bytesLeft);

@@ -217,7 +217,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_filters(SimdTarget target, PngKernels *table) { VOREL_SIMD_CALL(target, add_filters(table)); }
+void add_vector_filters(SimdTarget target, [[maybe_unused]] PngKernels *table) {
+    VOREL_SIMD_CALL(target, add_filters(table));
+}
 
 }  // namespace vorel
 #endif

@@ -158,7 +158,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_pixels(SimdTarget target, PngKernels *table) { VOREL_SIMD_CALL(target, add_pixels(table)); }
+void add_vector_pixels(SimdTarget target, [[maybe_unused]] PngKernels *table) {
+    VOREL_SIMD_CALL(target, add_pixels(table));
+}
 
 }  // namespace vorel
 #endif

@@ -1,0 +1,167 @@
+// PNG by all its ways: whole, sampled, fitted, by regions of an index. Nothing outside the buffers, the same from memory
+// and from files, and regions are cuts of the whole picture where that decodes.
+#include <vorel/png.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "harness.h"
+
+using namespace vorel_fuzz;
+
+namespace {
+
+// A decode of more pixels teaches nothing new and costs runs.
+constexpr uint64_t kMostPixels = 512 * 512;
+
+// libpng prints its warnings, which would drown the fuzzer's lines; one that lives keeps them off.
+class Quiet {
+  public:
+    Quiet() : kept_(stderr) { stderr = sink(); }
+    ~Quiet() { stderr = kept_; }
+    Quiet(const Quiet &) = delete;
+    Quiet &operator=(const Quiet &) = delete;
+
+  private:
+    static FILE *sink() {
+        static FILE *const nothing = std::fopen("/dev/null", "w");
+        return nothing;
+    }
+    FILE *kept_;
+};
+
+struct Header {
+    int32_t width = 0, height = 0;
+    bool interlaced = false, transparency = false;
+};
+
+int32_t length_of(const Bytes &picture) { return static_cast<int32_t>(picture.size()); }
+
+// By the bytes of IHDR; tRNS is looked for as text, so that a file with those letters elsewhere counts as having it.
+bool measure(const Bytes &picture, Header *header) {
+    if (picture.size() < 33) return false;
+    const auto word = [&](size_t at) {
+        return uint32_t{picture[at]} << 24 | uint32_t{picture[at + 1]} << 16 | uint32_t{picture[at + 2]} << 8 |
+               picture[at + 3];
+    };
+    const uint64_t width = word(16), height = word(20);
+    if (width == 0 || height == 0 || width * height > kMostPixels) return false;
+    header->width = static_cast<int32_t>(width);
+    header->height = static_cast<int32_t>(height);
+    header->interlaced = picture[28] != 0;
+    for (size_t at = 33; at + 4 <= picture.size(); ++at) {
+        header->transparency |= std::memcmp(&picture[at], "tRNS", 4) == 0;
+    }
+    return true;
+}
+
+struct Request {
+    int32_t width, height, sample, format;
+};
+
+Bytes decode(const Bytes &picture, const Request &request, uint8_t fill, int32_t *result) {
+    const Quiet quiet;
+    Bytes out(static_cast<size_t>(request.width) * static_cast<size_t>(request.height) * 4, fill);
+    *result = decodeVPNG(picture.data(), length_of(picture), vpng_read_fn, out.data(), request.width, request.height,
+                         request.sample, request.format);
+    return out;
+}
+
+// A truncated file in memory reads on with old bytes, one on disk fails; whole ones are the same.
+void compare_with_file(const Bytes &picture, const Request &request, const Bytes &expected) {
+    const int descriptor = memfd_create("picture", 0);
+    require(descriptor >= 0 && write(descriptor, picture.data(), picture.size()) == static_cast<ssize_t>(picture.size()),
+            "there is a file");
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor);
+    Bytes out(expected.size(), 0x5A);
+    const auto run = [&] {
+        const Quiet quiet;
+        return decodeVPNG(path, 0, nullptr, out.data(), request.width, request.height, request.sample, request.format);
+    };
+    if (run()) {
+        require(out == expected, "a file decodes as memory does");
+    }
+    close(descriptor);
+}
+
+// Every pixel of the region from the whole picture. Full-size rows of palette pictures with tRNS keep what regions
+// clear, so these are left out.
+void require_cut(const Bytes &whole, const Header &header, const Bytes &region, int32_t x, int32_t y, int32_t w,
+                 int32_t h, int32_t sample) {
+    const int32_t columns = w / sample, rows = h / sample;
+    if (header.interlaced && header.height <= rows) return;
+    for (int32_t k = 0; k < rows; ++k) {
+        const bool last = !header.interlaced && k == rows - 1;
+        const int32_t from_y = y + (last ? k * sample : (k + 1) * sample - 1);
+        for (int32_t j = 0; j < columns; ++j) {
+            const int32_t middle = header.width <= sample ? header.width / 2 : sample / 2;
+            const int32_t from_x = x + middle + j * sample;
+            const size_t at = (static_cast<size_t>(from_y) * static_cast<size_t>(header.width) +
+                               static_cast<size_t>(from_x)) * 4;
+            require(std::memcmp(&whole[at], &region[(static_cast<size_t>(k) * static_cast<size_t>(columns) +
+                                                     static_cast<size_t>(j)) * 4], 4) == 0,
+                    "a region is a cut of the whole");
+        }
+    }
+}
+
+void decode_regions(const Bytes &picture, const Header &header, int32_t format, const Bytes *whole, Case *input) {
+    const auto build = [&] {
+        const Quiet quiet;
+        return onBuildTileIndexVPNG(picture.data(), length_of(picture), vpng_read_fn, format);
+    };
+    vpng_tile_index *handle = build();
+    require(handle || !whole, "what decodes can be indexed");
+    if (!handle) return;
+    for (int i = 0; i < 3; ++i) {
+        const auto below = [&](int32_t end) { return static_cast<int32_t>(input->option() % static_cast<uint32_t>(end)); };
+        const int32_t x = below(header.width), y = below(header.height);
+        const int32_t w = 1 + below(header.width - x), h = 1 + below(header.height - y), sample = 1 + below(9);
+        Bytes out(static_cast<size_t>(w / sample) * static_cast<size_t>(h / sample) * 4, 0x5A), again = out;
+        uint8_t none;
+        uint8_t *at = out.empty() ? &none : out.data();
+        const auto run = [&](uint8_t *to) {
+            const Quiet quiet;
+            return onDecodeVPNGSubset(handle, to, x, y, w, h, sample);
+        };
+        const int32_t result = run(at);
+        require(result || !whole, "regions of what decodes decode");
+        if (whole && !header.transparency) require_cut(*whole, header, out, x, y, w, h, sample);
+        require(run(again.empty() ? &none : again.data()) == result && again == out,
+                "a region comes out the same again");
+    }
+    vpng_destroy_read_struct(&handle->png, &handle->info, nullptr);
+    VORELBRIM_OsFree(handle);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    Case input(data, size, 20);
+    const Bytes &picture = input.picture();
+    Header header;
+    if (picture.empty() || !measure(picture, &header)) return 0;
+    const int32_t format = input.option() % 2 ? 7 : 8;
+    int32_t result, second;
+    const Request full = {header.width, header.height, 1, format};
+    const std::clock_t start = std::clock();
+    const Bytes whole = decode(picture, full, 0x5A, &result);
+    // Chunks that claim gigabytes behind the end cost seconds for their check value, and show nothing new.
+    if (std::clock() - start > CLOCKS_PER_SEC / 4) return 0;
+    require(decode(picture, full, 0x5A, &second) == whole && result == second, "a decode comes out the same again");
+    if (result) {
+        require(decode(picture, full, 0xA5, &second) == whole, "every pixel is written");
+        compare_with_file(picture, full, whole);
+    }
+    const int32_t sample = static_cast<int32_t>(input.option() % 10);
+    const Request scaled = {static_cast<int32_t>(1 + input.option() % 64), static_cast<int32_t>(1 + input.option() % 64),
+                            sample, format};
+    decode(picture, scaled, 0x5A, &second);
+    decode_regions(picture, header, format, result ? &whole : nullptr, &input);
+    return 0;
+}
