@@ -1,6 +1,4 @@
-/* Raster formats: WBMP, GIF. */
-
-/* Raster formats: WBMP, BMP. */
+/* Raster formats: WBMP, BMP, GIF. */
 #ifndef VOREL_RASTER_H
 #define VOREL_RASTER_H
 
@@ -204,7 +202,7 @@ typedef struct BmpInfo {
     int16_t paletteEntries; /* that the file may hold */
     uint32_t redMask, greenMask, blueMask; /* 16-bit pixels; else 0 */
     uint32_t redShift, greenShift, blueShift;
-    int32_t outWidth, outHeight; /* before turning; 0 when nothing is to be written */
+    int32_t outWidth, outHeight; /* before turning; either 0 when nothing is to be written */
     uint32_t *scratch;           /* outWidth words R << 20 | G << 10 | B, sums of four samples; null one to one */
     int32_t oneToOne;
     int32_t requestedWidth;
@@ -235,7 +233,7 @@ typedef struct BmpInfo {
  * they were one to one, and count as black scaled.
  * With partialDecode, only partialHeight output rows from partialY on, counted as the file stores them, are written:
  * to the first partialHeight rows of the place that the whole picture would take.
- * Input of any kind. The session need not be parsed; codecState is null afterwards, outWidth and outHeight hold the
+ * Input of any kind. The session need not be parsed; codecState is afterwards what it was before, outWidth and outHeight hold the
  * size of the turned picture.
  * 1, also with fewer rows when a memory input or a stream ends early, and with nothing written for other bit depths or
  * a target without pixels; 5 when a read brings nothing before the size of the input is reached; 0 for null, a memory

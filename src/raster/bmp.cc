@@ -191,6 +191,8 @@ int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int3
     if (!session || !session->ioInfo || !output) return 0;
     if (is_memory(session->ioInfo) && session->ioInfo->size < kLeastBytes) return 0;
     BmpInfo *info = BRIMI_BMP_Initialize(session, width, height, output);
+    // What another decoder has there is not ours to lose.
+    void *const kept = session->codecState;
     session->codecState = info;
     int32_t result = 0;
     if (info) {
@@ -198,7 +200,7 @@ int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int3
         result = decode_pixels(info, rows);
         tell_size(info);
     }
-    session->codecState = nullptr;
+    session->codecState = kept;
     BRIMI_BMP_DeleteDecInfo(info);
     return result;
 }

@@ -8,7 +8,7 @@ namespace vorel {
 // All in pixels. A picture is width x height before it is turned; its pixel (x, y) lies at
 // origin + y * row_step + x * pixel_step of a buffer whose rows are buffer_width long.
 struct PictureFit {
-    int32_t width, height;  // 0 x 0: nothing is to be written
+    int32_t width, height;  // either 0: nothing is to be written
     bool one_to_one;
     uint32_t rotation;  // 0, 90, 180, 270 degrees clockwise
     int32_t buffer_width;

@@ -55,6 +55,7 @@ extern "C" {
 // Required: the delay that is reported is that of the frame which was found for the next call.
 int32_t VORELBRIMI_DecodeAGIF(DecInfo *session, void *output, int32_t width, int32_t height) {
     if (!session || !output) return 0;
+    session->frameDelay = 0;
     GifInfo *info = gif_state(session);
     const bool running = info && info->animated && info->canvas;
     info = running ? resume(info, output, width, height) : begin(session, output, width, height);
@@ -71,7 +72,6 @@ int32_t VORELBRIMI_DecodeAGIF(DecInfo *session, void *output, int32_t width, int
         session->frameDelay = info->delayMs;
         return 1;
     }
-    session->frameDelay = 0;
     info->frameTop = 0;
     info->work->finished = true;
     return decoded ? 3 : 0;

@@ -11,6 +11,7 @@ int32_t reduced(int32_t side, int32_t sample) { return side < sample ? 1 : side 
 
 bool size_for_caller(GifInfo *info, int32_t width, int32_t height) {
     info->requestedWidth = width;
+    info->animated = 0;
     const int32_t bytes = info->outputFormat == VOREL_GIF_INDICES                                    ? 1
                           : info->outputFormat == COLOR_RGB888 || info->outputFormat == COLOR_YUV420 ? 4
                                                                                                      : 0;

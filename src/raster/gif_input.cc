@@ -76,6 +76,8 @@ int32_t BRIMI_CheckBuffer(GifInput *input, int32_t needed) {
     std::memmove(input->buffer, input->cursor, static_cast<size_t>(input->available));
     input->cursor = input->buffer;
     while (input->available < needed) {
+        // Positions are 31 bits: a source that never ends, ends for us where they do.
+        if (input->stream->position > INT32_MAX - kGifBlockBytes) return 0;
         const int32_t came =
             VORELBRIM_Read_IO(input->stream, input->buffer + input->available, kGifBlockBytes - input->available);
         if (came <= 0) return 0;

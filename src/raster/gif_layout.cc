@@ -1,29 +1,11 @@
 // The size that a GIF is shown at, and where its pixels go.
+#include "raster/fit.h"
 #include "raster/gif.h"
 
 namespace vorel {
 namespace {
 
-constexpr uint32_t kRotationShift = 2;
 constexpr uint32_t kFitMask = 0x700;
-
-struct Size {
-    int32_t width, height;
-    bool one_to_one;
-};
-
-// All quotients are below the request or the screen, so they fit.
-Size fit(int64_t width, int64_t height, int64_t screen_width, int64_t screen_height) {
-    const auto size = [](int64_t w, int64_t h, bool same) {
-        return Size{static_cast<int32_t>(w), static_cast<int32_t>(h), same};
-    };
-    if (width <= 0 || height <= 0) return size(0, 0, false);
-    if (width >= screen_width && height >= screen_height) return size(screen_width, screen_height, true);
-    const int64_t height_of_width = screen_height * width / screen_width;
-    const int64_t width_of_height = screen_width * height / screen_height;
-    if (width < screen_width && height >= height_of_width) return size(width, height_of_width, false);
-    return size(width_of_height, height, false);
-}
 
 // Bytes of a pixel, 0 for formats whose pixels are never stored. Required: 16-bit pixels have the size that centring
 // has always used for them, though none is stored.
@@ -70,20 +52,17 @@ extern "C" int32_t BRIMI_InitializeGIF(DecInfo *session, GifInfo *info, void *ou
     if (!session || !info || !info->work) return 0;
     info->outputFormat = session->outColorFormat;
     info->animated = animated;
-    info->rotation = ((session->decOption >> kRotationShift) & 3) * 90;
-    const bool sideways = info->rotation == 90 || info->rotation == 270;
-    const int32_t across = sideways ? height : width, down = sideways ? width : height;
-    const uint32_t fit_bits = session->decOption & kFitMask;
+    const PictureFit size = fit_picture(info->width, info->height, width, height, session->decOption);
+    info->rotation = size.rotation;
+    const int32_t across = size.sideways() ? height : width, down = size.sideways() ? width : height;
     info->requestedWidth = across;
-    Size size = {across < 0 ? 0 : across, down < 0 ? 0 : down, across == info->width && down == info->height};
-    if (fit_bits != VOREL_OPTION_FIT_STRETCH) size = fit(across, down, info->width, info->height);
     info->oneToOne = size.one_to_one;
     if (!gif_size_rows(info, size.width, size.height)) return 0;
     os_release(info->rowWords);
     const int32_t row = size.width > info->width ? size.width : info->width;
     info->rowWords = os_allocate_array<uint32_t>(static_cast<uint64_t>(row));
     if (!info->rowWords) return 0;
-    const bool packed = fit_bits == VOREL_OPTION_FIT_PACKED;
+    const bool packed = (session->decOption & kFitMask) == VOREL_OPTION_FIT_PACKED;
     GifWork *work = info->work;
     work->asked_width = width;
     work->asked_height = height;

@@ -88,11 +88,17 @@ bool stores_pixels(const GifInfo *info) {
     return info->outputFormat == COLOR_RGBA8888 || info->outputFormat == COLOR_BGRA8888;
 }
 
-void store_still_row(GifInfo *info) {
+// Indices of a session's window begin at its first row.
+void store_still_row(const DecInfo *session, GifInfo *info) {
     if (!info || !info->output || !info->work || !info->lineBuffer) return;
     if (!info->work->prepared && !gif_prepare_frame(info)) return;
-    const int32_t row = gif_output_row(info, info->currentRow), columns = info->work->columns;
+    int64_t row = gif_output_row(info, info->currentRow);
+    const int32_t columns = info->work->columns;
     if (row < 0 || columns <= 0) return;
+    if (info->outputFormat == VOREL_GIF_INDICES && session && session->partialDecode) {
+        row -= session->partialY;
+        if (row < 0 || row >= session->partialHeight) return;
+    }
     uint8_t *out =
         info->output + ptrdiff_t{info->stride} * row + ptrdiff_t{info->work->first_column} * info->bytesPerPixel;
     if (info->outputFormat == VOREL_GIF_INDICES) {
@@ -126,7 +132,7 @@ void store_animated_row(GifInfo *info, int32_t row) {
     } else {
         std::memcpy(out, info->lineOut, static_cast<size_t>(info->outWidth) * sizeof *info->lineOut);
     }
-    info->work->delivered[row] = 1;
+    if (info->work->delivered) info->work->delivered[row] = 1;
     ++info->outputRow;
 }
 
@@ -187,8 +193,8 @@ using namespace vorel;
 
 extern "C" {
 
-void BRIMI_WriteGIFOneToOneRow(DecInfo *, GifInfo *info) { store_still_row(info); }
-void BRIMI_DownsizeGIFRow(DecInfo *, GifInfo *info) { store_still_row(info); }
+void BRIMI_WriteGIFOneToOneRow(DecInfo *session, GifInfo *info) { store_still_row(session, info); }
+void BRIMI_DownsizeGIFRow(DecInfo *session, GifInfo *info) { store_still_row(session, info); }
 void BRIMI_WriteAGIFOneToOneRow(DecInfo *, GifInfo *info) { store_composed_row(info); }
 void BRIMI_DownsizeAGIFRow(DecInfo *, GifInfo *info) { store_composed_row(info); }
 

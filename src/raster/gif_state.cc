@@ -45,11 +45,14 @@ void gif_release(GifInfo *info) {
     *info = {};
 }
 
-// Room for the seven bytes that the last piece of a string may write too many.
+// Room for the seven bytes that the last piece of a string may write too many. A canvas of another size is of no use:
+// without one an animation starts anew.
 bool gif_size_rows(GifInfo *info, int32_t out_width, int32_t out_height) {
     info->outWidth = out_width;
     info->outHeight = out_height;
     if (info->work) info->work->prepared = false;
+    release(info->canvas);
+    info->canvas = info->lineOut = nullptr;
     release(info->lineBuffer);
     return allocate(&info->lineBuffer, static_cast<uint64_t>(info->width) + kGifLineSpare + 8);
 }

@@ -183,6 +183,67 @@ TEST(GifAnimation, CallsBehindTheEndAndOfOtherSizesGiveNothing) {
     EXPECT_EQ(VORELBRIMI_DecodeAGIFIter(session) + VORELBRIMI_AborAGIF(session) + VORELBRIMI_AbortGIFIter(session), 0);
 }
 
+// A state that is sized anew in the middle has no canvas: the next call begins the animation again, in its own buffer.
+TEST(GifAnimation, ResizedInTheMiddleItStartsAnew) {
+    GifFile file = ramp_file();
+    file.frames.push_back(file.frames[0]);
+    for (const bool driven : {true, false}) {
+        Input input(Kind::kMemory, gif_file(file), 7, VOREL_OPTION_FIT_STRETCH);
+        GuardBuffer out(4 * 4), large(400 * 400 * 4);
+        ASSERT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 1);
+        if (driven) {
+            ASSERT_EQ(VORELBRIMI_SetGIF_SKIA(input.session(), 100, 100), 1);
+        } else {
+            auto *info = static_cast<GifInfo *>(input.session()->codecState);
+            ASSERT_EQ(BRIMI_InitializeGIF(input.session(), info, large.data(), 400, 400, 1), 1);
+        }
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 1) << "the first frame again";
+        EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 3);
+        VORELBRIMI_DeleteGIFInfo(input.session());
+    }
+}
+
+TEST(GifBlocks, ASourceThatNeverEndsIsRefused) {
+    struct Endless {
+        Bytes head;
+        size_t position;
+        static int32_t read(void *context, void *destination, int32_t count) {
+            auto *self = static_cast<Endless *>(context);
+            auto *out = static_cast<uint8_t *>(destination);
+            std::memset(out, 0, static_cast<size_t>(count));
+            for (int32_t i = 0; i < count && self->position < self->head.size(); ++i)
+                out[i] = self->head[self->position++];
+            return count;
+        }
+        static int32_t skip(void *, int32_t, int32_t count) { return count; }
+    };
+    Endless source = {{'G', 'I', 'F', '8', '9', 'a', 4, 0, 4, 0, 0, 0, 0}, 0};
+    SessionGuard session(
+        VORELBRIM_CreateDecInfoWithStream(&source, 100, Endless::read, Endless::skip, nullptr, COLOR_RGBA8888, 0));
+    ASSERT_TRUE(session);
+    // Most of it is behind us already.
+    GifInput input = {0, nullptr, nullptr, session->ioInfo};
+    Bytes block(4096);
+    input.buffer = input.cursor = block.data();
+    EXPECT_EQ(BRIMI_CheckBuffer(&input, 4096), 1);
+    session->ioInfo->position = INT32_MAX - 4096;
+    input.available = 0;
+    EXPECT_EQ(BRIMI_CheckBuffer(&input, 1), 1);
+    input.available = 0;
+    EXPECT_EQ(BRIMI_CheckBuffer(&input, 1), 0);
+}
+
+TEST(GifEntries, AnotherDecodersCallKeepsTheAnimation) {
+    GifFile file = ramp_file();
+    file.frames.push_back(file.frames[0]);
+    Input input(Kind::kMemory, gif_file(file), 7);
+    GuardBuffer out(4 * 4);
+    ASSERT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 1);
+    EXPECT_EQ(VORELBRIMI_DecodeBMP(input.session(), out.data(), 4, 1), 0);
+    EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 3);
+    VORELBRIMI_DeleteGIFInfo(input.session());
+}
+
 TEST(GifAnimation, EachCallMayHaveItsOwnBuffer) {
     const Bytes bytes = gif_file(three_frames());
     const auto expected = decode_animation(Kind::kMemory, bytes, {2, 1}, {5, 3, 8});
