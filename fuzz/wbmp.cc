@@ -1,4 +1,4 @@
-// WBMP into targets of all sizes: nothing outside the buffer, the told number of pixels, and the same from memory and
+// WBMP into targets of all sizes: nothing outside the buffer, the documented number of pixels, and the same from memory and
 // from a file whatever is around them.
 #include <vorel/raster.h>
 

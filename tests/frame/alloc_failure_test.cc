@@ -1,4 +1,4 @@
-// Every allocation of the frame failing once: the told failure, the told error word, nothing kept.
+// Every allocation of the frame failing once: the documented failure and error word, nothing kept.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -92,7 +92,7 @@ TEST(PngSource, FieldsAndPreBuffer) {
     EXPECT_EQ(getSubImageBufferForVPNG(), 1);
 }
 
-// The stepper as it is told: round by round, the kept difference one round behind.
+// The stepper as it is documented: round by round, the kept difference one round behind.
 int step_by_rounds(int *difference, int *y, int *o, int src_height, int out_height) {
     if (src_height < 1) return 0;
     int d = *y - *o;

@@ -1,4 +1,4 @@
-// The thread pool: nothing is lost, the told results, both forms of shutdown, callers who help.
+// The thread pool: nothing is lost, the documented results, both forms of shutdown, callers who help.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// Rotation: every format and angle against a model, the told refusals, nothing lost on high frames.
+// Rotation: every format and angle against a model, the documented refusals, nothing lost on high frames.
 #include <gtest/gtest.h>
 
 #include "support/counting_allocator.h"

@@ -112,7 +112,7 @@ TEST(JpegPlacement, CentredPackedAndTopLeft) {
     }
 }
 
-// Planes of a centred picture stand at the told offsets of the target's planes.
+// Planes of a centred picture stand at the documented offsets of the target's planes.
 TEST(JpegPlacement, PlanesInsideALargerTarget) {
     PictureSpec spec;
     spec.width = 24;
