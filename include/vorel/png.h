@@ -72,14 +72,15 @@ typedef struct vpng_tile_index {
  * bytes and others keep their colour (at full size a palette picture keeps the colour of transparent pixels too).
  *
  * Which rows and columns are kept, for height and width of the picture:
- *     fitted    row k: floor((k + 1) * height / outHeight) - 1, the last one: the row after the one before it
+ *     fitted    row k: floor((k + 1) * height / outHeight) - 1
  *               column j: floor((width / 2 + j * width) / outWidth); enlarging, a row gets fewer pixels than outWidth
- *     sampled   row k: (k + 1) * sampleSize - 1, the last one: the row after the one before it (sampleSize is held to
- *               the height); column j: sampleSize / 2 + j * sampleSize, or width / 2 alone where that is the width
- * An interlaced picture that is not higher than the output leaves the last of the output's rows untouched.
+ *     sampled   row k: (k + 1) * sampleSize - 1 (sampleSize is held to the height); column j: sampleSize / 2 +
+ *               j * sampleSize, or width / 2 alone where that is the width
+ * The last row is the one after the row before it where the picture is not interlaced, and held to height - 1 where it
+ * is. An interlaced picture that is not higher than the output leaves the output's rows from height - 1 on untouched.
  *
- * 1, or 0 for null, a negative sampleSize, another colour format, a damaged or short picture, more output rows than the
- * picture can give, or no memory; rows that were done by then stay. Nothing after the last row is looked at. Any thread;
+ * 1, or 0 for null, a negative sampleSize, another colour format, a damaged or short picture, more output rows than a
+ * picture that is not interlaced can give, or no memory; rows that were done by then stay. Nothing after the last row is looked at. Any thread;
  * no log line, no error word; libpng prints warnings to standard error. */
 VOREL_API int32_t decodeVPNG(const void *source, int32_t length, vpng_read_callback readFn, void *out,
                              int32_t outWidth, int32_t outHeight, int32_t sampleSize, int32_t colourFormat);
@@ -162,7 +163,8 @@ VOREL_API int32_t preBufferIterRead(png_structp png, void *dest, uint32_t count)
 
 /* ---- rows ---- */
 
-/* Decodes count rows one by one and drops them; rowBuffer holds a row of the output's form. Jumps. */
+/* Decodes count rows one by one and drops them; rowBuffer holds a row of the output's form. With an index rows are only
+ * passed over, and rowBuffer stays as it was. Jumps. */
 VOREL_API void skip_src_rows(png_structp png, uint8_t *rowBuffer, int32_t count);
 
 /* How many rows to skip before the next one that is kept. With Y = y_sample and O = org_img_curr_y: 0 when

@@ -157,7 +157,8 @@ bool decode(DecodeRun *run) {
     return run->scaled() ? decode_interlaced_scaled(run, passes) : decode_interlaced(run, passes);
 }
 
-// A failure behind the picture's last row comes while libpng hands that row over: it stays as it came, without the rule.
+// A failure behind the picture's last row comes while libpng hands that row over: it stays as it came, without the
+// rule.
 void finish_last_row(const DecodeRun &run) {
     if (!run.unfinished || run.rows_read != run.height - 1) return;
     if (png_get_current_row_number(run.png) != run.header.height) return;

@@ -124,8 +124,8 @@ void end_of_stream(PngSource *source) {
 void inflate_row(PngSource *source) {
     IdatReader *reader = source->reader;
     const size_t whole = reader->row_bytes + 1;
-    const int64_t due = rows_above(reader->pass, std::max(reader->ahead, reader->row + 1)) -
-                        rows_above(reader->pass, reader->row);
+    const int64_t due =
+        rows_above(reader->pass, std::max(reader->ahead, reader->row + 1)) - rows_above(reader->pass, reader->row);
     while (reader->inflated < whole) {
         if (static_cast<size_t>(reader->rows + reader->capacity - reader->above) < 2 * whole + reader->inflated) {
             make_room(reader);

@@ -1,5 +1,6 @@
 // Rows of a PNG read by zlib directly, so that reading can stop at one row and go on at another: the IDAT chunks of the
-// source, inflated and unfiltered. It hangs on the source record beside the index, and reports failures by libpng's jump.
+// source, inflated and unfiltered. It hangs on the source record beside the index, and reports failures by libpng's
+// jump.
 #pragma once
 
 #include <zlib.h>
@@ -25,15 +26,15 @@ struct IdatReader {
     uint32_t idat_left;     // bytes of it that are not read yet
     uint32_t crc;
     Adam7Pass pass;
-    uint32_t width;       // pixels of a row of the pass; 0: the pass has none
-    size_t row_bytes;     // of a row of the pass, without the filter byte
-    size_t used_bytes;    // of those as many as anybody looks at: the rest is not unfiltered
-    int32_t row;          // of the image, next in this pass
-    int32_t ahead;        // rows below this one may be inflated already
-    uint8_t *rows;        // capacity bytes
+    uint32_t width;     // pixels of a row of the pass; 0: the pass has none
+    size_t row_bytes;   // of a row of the pass, without the filter byte
+    size_t used_bytes;  // of those as many as anybody looks at: the rest is not unfiltered
+    int32_t row;        // of the image, next in this pass
+    int32_t ahead;      // rows below this one may be inflated already
+    uint8_t *rows;      // capacity bytes
     size_t capacity;
-    uint8_t *above;       // the unfiltered row before, with its filter byte; behind it inflated ones
-    size_t inflated;      // bytes behind `above`
+    uint8_t *above;   // the unfiltered row before, with its filter byte; behind it inflated ones
+    size_t inflated;  // bytes behind `above`
     // The piece size decides what a source that is cut short still gives.
     uint8_t input[8192];
 };

@@ -141,7 +141,7 @@ void vpng_configure_decoder(png_structp png, int32_t *row, int32_t pass) {
     reader->live_open = inflateCopy(&reader->live, checkpoint->inflateState) == Z_OK;
     if (!reader->live_open) out_of_memory(png);
     reader->stream = IdatReader::kGoingOn;
-    source->short_reads = source->short_headers = 0;
+    source->short_reads = source->short_headers = source->short_pieces = 0;
     // A source that is cut short leaves the input as it was; that is to be the same for every order of regions.
     std::memset(reader->input, 0, sizeof reader->input);
     vpng_set_read_offset(png, checkpoint->streamPosition, checkpoint->bytesLeft);

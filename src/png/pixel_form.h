@@ -11,9 +11,9 @@ namespace vorel {
 
 struct PixelForm {
     uint8_t colour_type, bit_depth;
-    bool swapped;     // B, G, R, A
-    bool keyed;       // a tRNS colour makes pixels transparent
-    uint16_t key[3];  // it, cut to the depth; gray in the first
+    bool swapped;           // B, G, R, A
+    bool keyed;             // a tRNS colour makes pixels transparent
+    uint16_t key[3];        // it, cut to the depth; gray in the first
     uint8_t table[256][4];  // one sample of at most 8 bits to its pixel
 };
 

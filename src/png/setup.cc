@@ -93,6 +93,8 @@ void vpng_destroy_read_struct(png_structpp png, png_infopp info, png_infopp endI
 
 png_uint_32 vpng_get_IHDR(png_structp png, png_infop info, png_uint_32 *width, png_uint_32 *height, int *bitDepth,
                           int *colourType, int *interlace, int *compression, int *filter) {
+    // Of an object without a header libpng jumps, to where nobody waits any more.
+    if (!png || !info || png_get_image_width(png, info) == 0) return 0;
     return png_get_IHDR(png, info, width, height, bitDepth, colourType, interlace, compression, filter);
 }
 

@@ -16,6 +16,10 @@ namespace {
 // changes for at most 1000 chunks, as many as it keeps.
 constexpr uint32_t kMostShortReads = 4'194'304, kMostShortHeaders = 4096;
 constexpr size_t kChunkHeaderBytes = 8;
+// A piece of image data that did not come leaves the last one in its place, which may be inflated to a thousand times
+// its size, again and again. Nothing else is asked for in pieces as large.
+constexpr uint32_t kMostShortPieces = 128;
+constexpr size_t kSkipPieceBytes = 1024;
 
 // libpng's blocks carry their size in front of them.
 constexpr size_t kBlockPrefix = 16;
@@ -93,6 +97,7 @@ void vpng_read_fn(png_structp png, png_bytep dest, size_t count) {
     if (!source->memory || source->position > source->length || count > source->length - source->position) {
         ++source->short_reads;
         source->short_headers += count == kChunkHeaderBytes;
+        source->short_pieces += count > kSkipPieceBytes;
         return;
     }
     std::memcpy(dest, source->memory + source->position, count);
@@ -124,20 +129,21 @@ void vpng_read_data(png_structp png, png_bytep dest, size_t count) {
         return;
     }
     source->read(png, dest, count);
-    if (source->short_reads >= kMostShortReads || source->short_headers >= kMostShortHeaders) {
+    if (source->short_reads >= kMostShortReads || source->short_headers >= kMostShortHeaders ||
+        source->short_pieces >= kMostShortPieces) {
         png_error(png, "Read Error");
     }
 }
 
 // ---- fields -------------------------------------------------------------------------------------------------------
 
-#define VPNG_FIELD(name, type, member)                                    \
-    void vpng_set_##name(png_structp png, type value) {                   \
-        if (PngSource *source = source_of(png)) source->member = value;   \
-    }                                                                     \
-    type vpng_get_##name(png_structp png) {                               \
-        const PngSource *source = source_of(png);                         \
-        return source ? source->member : 0;                               \
+#define VPNG_FIELD(name, type, member)                                  \
+    void vpng_set_##name(png_structp png, type value) {                 \
+        if (PngSource *source = source_of(png)) source->member = value; \
+    }                                                                   \
+    type vpng_get_##name(png_structp png) {                             \
+        const PngSource *source = source_of(png);                       \
+        return source ? source->member : 0;                             \
     }
 VPNG_FIELD(io_buff_pos, uint32_t, position)
 VPNG_FIELD(buffer_len, uint32_t, length)

@@ -26,11 +26,12 @@ struct PngSource {
     FILE *file;  // owned
     vpng_read_callback read;
     vpng_seek_callback seek;
-    uint32_t position;          // in memory or file, of the next byte
-    uint32_t length;            // of the memory
-    uint32_t total_read;        // bytes asked of the read callback
-    uint32_t short_reads;       // requests of memory that had nothing to give, in this decode
-    uint32_t short_headers;     // those among them of the size of a chunk header
+    uint32_t position;       // in memory or file, of the next byte
+    uint32_t length;         // of the memory
+    uint32_t total_read;     // bytes asked of the read callback
+    uint32_t short_reads;    // requests of memory that had nothing to give, in this decode
+    uint32_t short_headers;  // those among them of the size of a chunk header
+    uint32_t short_pieces;   // those of a piece of image data
     int32_t diff_cur_y, y_sample, org_img_curr_y;
     void *pre_buffer;
     uint32_t pre_buffer_size;

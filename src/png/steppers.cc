@@ -66,8 +66,8 @@ using namespace vorel;
 
 extern "C" {
 
-// O moves by outHeight until Y - O is in [0, outHeight), for at most srcHeight rounds; from a difference below 0 or with
-// an empty range it never is. Words wrap, as do the sums of enlargements.
+// O moves by outHeight until Y - O is in [0, outHeight), for at most srcHeight rounds; from a difference below 0 or
+// with an empty range it never is. Words wrap, as do the sums of enlargements.
 int32_t skip_src_rows_count(png_structp png, png_infop, int32_t srcHeight, int32_t outHeight) {
     PngSource *source = source_of(png);
     if (!source || srcHeight < 1) return 0;

@@ -24,9 +24,7 @@ bool has_transparency_chunk(png_structp png, png_infop info, png_color_16p *colo
     return png_get_tRNS(png, info, &alphas, &entries, colour) != 0 && entries != 0;
 }
 
-int32_t image_width(png_structp png, png_infop info) {
-    return static_cast<int32_t>(png_get_image_width(png, info));
-}
+int32_t image_width(png_structp png, png_infop info) { return static_cast<int32_t>(png_get_image_width(png, info)); }
 
 }  // namespace
 

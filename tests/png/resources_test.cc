@@ -1,5 +1,8 @@
 // Descriptors, memory, allocation failures.
 #include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
 
 #include "png/run.h"
 #include "support/counting_allocator.h"
@@ -33,6 +36,65 @@ TEST(PngResources, ThousandsOfDecodesByPathLeaveNothing) {
     }
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+// The last piece of image data that came is all matches, so that it can be inflated again and again; the chunk claims
+// 2^31 bytes of them.
+TEST(PngResources, AnOldPieceOfImageDataIsNotInflatedForever) {
+    QuietStderr quiet;
+    constexpr size_t kPiece = 8192;
+    const Bytes zeros(size_t{80} << 20);
+    Bytes packed(zeros.size() / 100);
+    z_stream stream = {};
+    ASSERT_EQ(deflateInit2(&stream, 9, Z_DEFLATED, 15, 9, Z_DEFAULT_STRATEGY), Z_OK);
+    stream.next_in = const_cast<uint8_t *>(zeros.data());
+    stream.avail_in = static_cast<uInt>(zeros.size());
+    stream.next_out = packed.data();
+    stream.avail_out = static_cast<uInt>(packed.size());
+    ASSERT_EQ(deflate(&stream, Z_NO_FLUSH), Z_OK);
+    deflateEnd(&stream);
+    const Bytes matches(kPiece, 0);
+    const auto at = std::search(packed.begin(), packed.end(), matches.begin(), matches.end());
+    ASSERT_NE(at, packed.end()) << "long runs of zeros are coded in zeros";
+    Bytes data(packed.begin(), at);
+    data.resize((data.size() + kPiece - 1) / kPiece * kPiece + kPiece, 0);
+
+    PngSpec spec;
+    spec.width = spec.height = 20;
+    spec.depth = 8;
+    spec.colour_type = 6;
+    const Bytes whole = make_png(spec);
+    const Bytes name = text("IDAT");
+    const auto idat = std::search(whole.begin(), whole.end(), name.begin(), name.end());
+    Bytes file(whole.begin(), idat - 4);
+    const Bytes header = cat({{0x7F, 0xFF, 0xFF, 0xFF}, name});
+    file.insert(file.end(), header.begin(), header.end());
+    file.insert(file.end(), data.begin(), data.end());
+    Bytes out(20 * 20 * 4);
+    // Each takes seconds; without a bound, more than an hour.
+    EXPECT_EQ(decodeVPNG(file.data(), static_cast<int32_t>(file.size()), vpng_read_fn, out.data(), 20, 20, 1, 7), 0);
+    // All rows are there, so there is an index.
+    vpng_tile_index *handle =
+        onBuildTileIndexVPNG(file.data(), static_cast<int32_t>(file.size()), vpng_read_fn, COLOR_RGBA8888);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(onDecodeVPNGSubset(handle, out.data(), 0, 0, 20, 20, 1), 1);
+    EXPECT_EQ(out, Bytes(out.size(), 0));
+    vpng_destroy_read_struct(&handle->png, &handle->info, nullptr);
+    VORELBRIM_OsFree(handle);
+}
+
+TEST(PngResources, AnObjectWithoutAHeaderHasNone) {
+    Bytes file = make_png({});
+    std::fill(file.begin() + 16, file.begin() + 29, uint8_t{0});
+    QuietStderr quiet;
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    EXPECT_EQ(onDecodeVPNGInit(&png, &info, file.data(), vpng_read_fn, static_cast<int32_t>(file.size())), 0);
+    ASSERT_TRUE(png && info);
+    png_uint_32 width = 1, height = 1;
+    EXPECT_EQ(vpng_get_IHDR(png, info, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(vpng_get_IHDR(nullptr, nullptr, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
+    vpng_destroy_read_struct(&png, &info, nullptr);
 }
 
 TEST(PngResources, EveryFailingAllocationIsAFailureThatLeavesNothing) {
