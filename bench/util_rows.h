@@ -2,13 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
-
-#include "turns.h"
 
 namespace vorel_bench {
 
-using UtilRow = TurnRow;
+struct UtilRow {
+    std::string name;
+    std::function<void()> ours, peer;
+    size_t bytes;  // read and written by ours at the least
+    bool threads;  // ours runs on several
+};
 
 // Frames for all rows of one size: big enough for any layout, and noise.
 class UtilFrames {
