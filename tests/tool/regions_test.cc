@@ -183,5 +183,43 @@ TEST_F(RegionTool, TilesShowABarAndCanBeInterrupted) {
     EXPECT_TRUE(folder.snapshot() == before) << "something was left";
 }
 
+// `decode` on the formats that have decoders of their own beside JPEG.
+TEST_F(RegionTool, DecodeTakesPngsAndBmps) {
+    for (const char *from : {"memory", "file"}) {
+        for (const char *name : {"picture.png", "interlaced.png"}) {
+            expect_ok({"decode", name, "out.png", "--from", from});
+            EXPECT_EQ(read_png(folder.path("out.png")).rgb, whole.rgb) << name << " " << from;
+        }
+    }
+    expect_ok({"decode", "picture.png", "out.ppm", "--sample", "3"});
+    EXPECT_EQ(read_ppm(folder.get("out.ppm")).rgb,
+              cut(whole, 0, 0, whole.width / 3 * 3, whole.height / 3 * 3, 3, false).rgb);
+    // Inside a rectangle, in its own shape and not enlarged.
+    const int width = 2 * whole.width, height = 2 * whole.height;
+    expect_ok({"decode", "picture.png", "out.png", "--size", std::to_string(width) + "x" + std::to_string(height)});
+    const Pixels centred = read_png(folder.path("out.png"));
+    ASSERT_EQ(centred.width, width);
+    for (int y = 0; y < whole.height; ++y) {
+        const auto row = centred.rgb.begin() + ((whole.height / 2 + y) * width + whole.width / 2) * 3;
+        const auto expected = whole.rgb.begin() + y * whole.width * 3;
+        ASSERT_TRUE(std::equal(expected, expected + whole.width * 3, row)) << y;
+    }
+    EXPECT_EQ(centred.rgb[0], 0);
+    expect_refused({"decode", "picture.png", "out.png", "--rotate", "90"}, 1, "cannot be turned");
+    expect_refused({"decode", "picture.png", "out.png", "--from", "stream"}, 1, "stream");
+    expect_refused({"decode", "picture.png", "out.raw", "--format", "rgb565"}, 1, "rgb565");
+
+    // 2 x 1 pixels of 24 bits: blue first.
+    folder.put("two.bmp", {'B', 'M', 62, 0, 0, 0, 0, 0,  0, 0, 54, 0, 0,  0,  40, 0, 0, 0, 2, 0, 0,
+                           0,   1,   0,  0, 0, 1, 0, 24, 0, 0, 0,  0, 0,  8,  0,  0, 0, 0, 0, 0, 0,
+                           0,   0,   0,  0, 0, 0, 0, 0,  0, 0, 0,  0, 30, 20, 10, 3, 2, 1, 0, 0});
+    expect_ok({"decode", "two.bmp", "out.png"});
+    EXPECT_EQ(read_png(folder.path("out.png")).rgb, (Bytes{10, 20, 30, 1, 2, 3}));
+    expect_ok({"decode", "two.bmp", "out.png", "--rotate", "180", "--fit", "packed", "--from", "stream"});
+    EXPECT_EQ(read_png(folder.path("out.png")).rgb, (Bytes{1, 2, 3, 10, 20, 30}));
+    expect_ok({"decode", "two.bmp", "out.raw", "--format", "rgb888", "--rotate", "90"});
+    EXPECT_EQ(folder.get("out.raw"), (Bytes{10, 20, 30, 1, 2, 3}));
+}
+
 }  // namespace
 }  // namespace vorel_tests

@@ -1,5 +1,6 @@
 // vorel decode: one picture to a raw buffer, a PNG or a PPM.
 #include <vorel/jpeg_decoder.h>
+#include <vorel/png.h>
 #include <vorel/raster.h>
 
 #include <algorithm>
@@ -88,15 +89,21 @@ Kind kind_of(const Session &session, const ImageInfo &info) {
         case VOREL_IMAGE_GIF:
         case VOREL_IMAGE_ANIMATED_GIF:
             return {kGif, "a GIF"};
+        case VOREL_IMAGE_BMP:
+            return {kBmp, "a BMP"};
+        case VOREL_IMAGE_PNG:
+            return {kPngFile, "a PNG"};
         default:
             return {0, ""};
     }
 }
 
-// PNG and PPM hold RGB whatever was decoded to, so a GIF, which has few layouts, takes one that it has.
-const PixelFormat &layout_for(const Session &session, const PixelFormat &asked, const std::string &out) {
-    const bool gif = session.type() == VOREL_IMAGE_GIF || session.type() == VOREL_IMAGE_ANIMATED_GIF;
-    if (!gif || (asked.written_for & kGif) || kind_of_file(out) == FileKind::kRaw) return asked;
+// PNG and PPM hold RGB whatever was decoded to, so a GIF or PNG, which have few layouts, take one that they have.
+const PixelFormat &layout_for(const Session &session, const ImageInfo &info, const PixelFormat &asked,
+                              const std::string &out) {
+    const uint8_t kind = kind_of(session, info).bit;
+    if ((kind != kGif && kind != kPngFile) || (asked.written_for & kind) || kind_of_file(out) == FileKind::kRaw)
+        return asked;
     return *find_format("rgba8888");
 }
 
@@ -109,8 +116,11 @@ void check_support(const Session &session, const ImageInfo &info, const PixelFor
     const std::string picture = options.in + ": " + kind.name;
     if (!(format.written_for & kind.bit)) throw Failure(picture + " is not decoded to " + format.name);
     const bool wbmp = kind.bit == kWbmp;
-    if ((wbmp || kind.bit == kGif) && options.rotate != 0) throw Failure(picture + " cannot be turned");
-    if (wbmp && options.from == "stream") throw Failure(picture + " cannot be decoded from a stream");
+    const bool png = kind.bit == kPngFile;
+    if ((wbmp || png || kind.bit == kGif) && options.rotate != 0) throw Failure(picture + " cannot be turned");
+    if (options.rotate != 0 && kind.bit != kBmp && format.pixel_bytes == 3)
+        throw Failure(picture + " cannot be turned in " + format.name);
+    if ((wbmp || png) && options.from == "stream") throw Failure(picture + " cannot be decoded from a stream");
 }
 
 // The rectangle that is decoded into, in output coordinates.
@@ -124,7 +134,48 @@ Size target_size(const DecodeOptions &options, const ImageInfo &info, const std:
     return size;
 }
 
-bool run_decoder(Session &session, Picture &picture, int32_t sample) {
+// What a PNG of that size is decoded to inside a rectangle: its own shape, no larger than it is.
+Size png_size(const ImageInfo &info, Size target, bool stretched) {
+    const int64_t width = info.width, height = info.height;
+    if (stretched || (width <= target.width && height <= target.height)) {
+        return {static_cast<int32_t>(std::min<int64_t>(width, target.width)),
+                static_cast<int32_t>(std::min<int64_t>(height, target.height))};
+    }
+    const int64_t across = std::min<int64_t>(target.width, std::max<int64_t>(target.height * width / height, 1));
+    const int64_t down = std::min<int64_t>(target.height, std::max<int64_t>(target.width * height / width, 1));
+    return {static_cast<int32_t>(across), static_cast<int32_t>(down)};
+}
+
+// The library decodes a PNG to the size asked for and knows no place; so it is put there afterwards.
+bool decode_png(Session &session, const ImageInfo &info, const DecodeOptions &options, Picture *picture) {
+    const bool sized = !options.size.empty();
+    const Size target = {picture->width, picture->height};
+    const Size size = sized ? png_size(info, target, options.fit == "stretch") : target;
+    if (sized && options.fit == "stretch" && (size.width < target.width || size.height < target.height))
+        throw Failure(options.in + ": a PNG is not enlarged");
+    if (sized && options.fit == "cover") throw Failure(options.in + ": a PNG cannot be decoded with --fit cover");
+    const IoInfo *io = session.get()->ioInfo;
+    const bool memory = options.from == "memory";
+    const void *source = memory ? static_cast<const void *>(io->source) : options.in.c_str();
+    Picture part = make_picture(*picture->format, size.width, size.height);
+    if (decodeVPNG(source, io->size, memory ? vpng_read_fn : nullptr, part.bytes.data(), size.width, size.height,
+                   sized ? 0 : options.sample, picture->format->code) != 1)
+        return false;
+    if (options.fit == "packed") {
+        *picture = std::move(part);
+        return true;
+    }
+    const bool centred = options.fit == "center";
+    const size_t left = centred ? static_cast<size_t>((target.width - size.width) / 2) : 0;
+    const size_t top = centred ? static_cast<size_t>((target.height - size.height) / 2) : 0;
+    const size_t row = static_cast<size_t>(size.width) * 4, stride = static_cast<size_t>(target.width) * 4;
+    for (size_t y = 0; y < static_cast<size_t>(size.height); ++y) {
+        std::copy_n(part.bytes.data() + y * row, row, picture->bytes.data() + (top + y) * stride + left * 4);
+    }
+    return true;
+}
+
+bool run_decoder(Session &session, const ImageInfo &info, const DecodeOptions &options, Picture &picture) {
     void *output = picture.bytes.data();
     switch (session.type()) {
         case VOREL_IMAGE_WBMP:
@@ -132,14 +183,18 @@ bool run_decoder(Session &session, Picture &picture, int32_t sample) {
         case VOREL_IMAGE_GIF:
         case VOREL_IMAGE_ANIMATED_GIF:
             return VORELBRIMI_DecodeGIF(session.get(), output, picture.width, picture.height) == 1;
+        case VOREL_IMAGE_BMP:
+            return VORELBRIMI_DecodeBMP(session.get(), output, picture.width, picture.height) == 1;
+        case VOREL_IMAGE_PNG:
+            return decode_png(session, info, options, &picture);
         default:
-            return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, sample) == 1;
+            return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, options.sample) == 1;
     }
 }
 
-void decode_into(Session &session, Picture &picture, const DecodeOptions &options) {
+void decode_into(Session &session, const ImageInfo &info, Picture &picture, const DecodeOptions &options) {
     DecodeWatch watch(session.get(), options.in);
-    const bool decoded = run_decoder(session, picture, options.sample);
+    const bool decoded = run_decoder(session, info, options, picture);
     watch.end();
     if (cancelled()) throw Failure(options.in + ": cancelled");
     if (decoded) return;
@@ -147,10 +202,10 @@ void decode_into(Session &session, Picture &picture, const DecodeOptions &option
     throw Failure(options.in + ": cannot be decoded" + (reason.empty() ? "" : ": " + reason));
 }
 
-// The session speaks of the picture before it is turned.
+// The session speaks of the picture before it is turned; of a BMP it says the turned size.
 void set_size_from(Session &session, const DecodeOptions &options, Picture *picture) {
     Size size = {static_cast<int32_t>(session.get()->outWidth), static_cast<int32_t>(session.get()->outHeight)};
-    if (turns_sideways(options)) std::swap(size.width, size.height);
+    if (turns_sideways(options) && session.type() != VOREL_IMAGE_BMP) std::swap(size.width, size.height);
     if (size.width < 1 || size.height < 1 || size.width > picture->width || size.height > picture->height)
         throw Failure(options.in + ": the decoded size is not inside the rectangle");
     set_size(picture, size.width, size.height);
@@ -164,7 +219,7 @@ int decode(const DecodeOptions &options) {
 
     Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), asked.code, option_bits(options));
     const ImageInfo info = session.parse();
-    const PixelFormat &format = layout_for(session, asked, options.out);
+    const PixelFormat &format = layout_for(session, info, asked, options.out);
     session.get()->outColorFormat = format.code;
     check_support(session, info, format, options);
     const Size size = target_size(options, info, options.in);
@@ -173,10 +228,11 @@ int decode(const DecodeOptions &options) {
                       " pixels of " + options.format + " are more than 2 GiB");
     // A JPEG or GIF may be packed: rows as long as the picture, which is known only when it is decoded. WBMP is always
     // centred.
-    const bool packed = options.fit == "packed" && session.type() != VOREL_IMAGE_WBMP;
+    const bool packed =
+        options.fit == "packed" && session.type() != VOREL_IMAGE_WBMP && session.type() != VOREL_IMAGE_PNG;
     Picture picture =
         packed ? make_unsized_picture(format, size.width, size.height) : make_picture(format, size.width, size.height);
-    decode_into(session, picture, options);
+    decode_into(session, info, picture, options);
     if (packed) set_size_from(session, options, &picture);
     picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
     write_picture(picture, options.out, cancelled);

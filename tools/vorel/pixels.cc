@@ -10,17 +10,19 @@
 namespace vorel_tool {
 namespace {
 
+constexpr uint8_t kEveryKind = kColorJpeg | kGrayJpeg | kWbmp | kGif | kBmp | kPngFile;
+
 constexpr PixelFormat kFormats[] = {
     // name, code, layout, bytes, order, chroma h v, rotates, written for
-    {"rgb565", COLOR_RGB565, Layout::kWord565, 2, {}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp},
-    {"rgb888", COLOR_RGB888, Layout::kRgb, 3, {0, 1, 2}, 0, 0, false, kWbmp},
+    {"rgb565", COLOR_RGB565, Layout::kWord565, 2, {}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp | kBmp},
+    {"rgb888", COLOR_RGB888, Layout::kRgb, 3, {0, 1, 2}, 0, 0, true, kWbmp | kBmp},
     {"yuv420", COLOR_YUV420, Layout::kPlanar, 0, {}, 2, 2, false, kColorJpeg | kGrayJpeg},
     {"yuv422", COLOR_YUV422, Layout::kPlanar, 0, {}, 2, 1, false, kColorJpeg | kGrayJpeg},
     {"gray", COLOR_GRAY, Layout::kGray, 0, {}, 0, 0, false, kGrayJpeg},
-    {"argb8888", COLOR_ARGB8888, Layout::kRgb, 4, {1, 2, 3}, 0, 0, true, 0},
-    {"bgr565a", COLOR_BGR565A, Layout::kBgr565a, 3, {}, 0, 0, false, 0},
-    {"rgba8888", COLOR_RGBA8888, Layout::kRgb, 4, {0, 1, 2}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp | kGif},
-    {"bgra8888", COLOR_BGRA8888, Layout::kRgb, 4, {2, 1, 0}, 0, 0, true, kColorJpeg | kGrayJpeg | kWbmp | kGif},
+    {"argb8888", COLOR_ARGB8888, Layout::kRgb, 4, {1, 2, 3}, 0, 0, true, kBmp},
+    {"bgr565a", COLOR_BGR565A, Layout::kBgr565a, 3, {}, 0, 0, true, kBmp},
+    {"rgba8888", COLOR_RGBA8888, Layout::kRgb, 4, {0, 1, 2}, 0, 0, true, kEveryKind},
+    {"bgra8888", COLOR_BGRA8888, Layout::kRgb, 4, {2, 1, 0}, 0, 0, true, kEveryKind},
     {"rgb565alt", COLOR_RGB565_ALT, Layout::kWord565, 2, {}, 0, 0, true, kGrayJpeg},
     {"yuv440", COLOR_YUV440, Layout::kPlanar, 0, {}, 1, 2, false, kColorJpeg | kGrayJpeg},
     {"yuv444", COLOR_YUV444, Layout::kPlanar, 0, {}, 1, 1, false, kColorJpeg | kGrayJpeg},

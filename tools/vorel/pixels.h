@@ -19,7 +19,7 @@ enum class Layout : uint8_t {
 };
 
 // Pictures, as far as their decoders know different layouts; bits.
-constexpr uint8_t kColorJpeg = 1, kGrayJpeg = 2, kWbmp = 4, kGif = 8;
+constexpr uint8_t kColorJpeg = 1, kGrayJpeg = 2, kWbmp = 4, kGif = 8, kBmp = 16, kPngFile = 32;
 
 struct PixelFormat {
     const char *name;
