@@ -35,9 +35,11 @@ void add_to_crc(IdatReader *reader, const uint8_t *bytes, size_t count) {
 // False when the chunk is no IDAT.
 bool read_chunk_header(PngSource *source) {
     IdatReader *reader = source->reader;
-    uint8_t header[kChunkHeader] = {};
+    // Where memory is cut short the last header stays, as it does in libpng: a picture whose rows are all there decodes
+    // both ways or neither.
+    uint8_t *const header = reader->header;
     reader->chunk_offset = source->index->streamPosition = source->position;
-    vpng_read_data(source->png, header, sizeof header);
+    vpng_read_data(source->png, header, kChunkHeader);
     reader->idat_left = big_endian(header);
     if (reader->idat_left > kMostChunkBytes) png_error(source->png, "PNG unsigned integer out of range");
     reader->crc = 0;

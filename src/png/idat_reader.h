@@ -33,8 +33,9 @@ struct IdatReader {
     int32_t ahead;      // rows below this one may be inflated already
     uint8_t *rows;      // capacity bytes
     size_t capacity;
-    uint8_t *above;   // the unfiltered row before, with its filter byte; behind it inflated ones
-    size_t inflated;  // bytes behind `above`
+    uint8_t *above;     // the unfiltered row before, with its filter byte; behind it inflated ones
+    size_t inflated;    // bytes behind `above`
+    uint8_t header[8];  // of the chunk, or of one before it
     // The piece size decides what a source that is cut short still gives.
     uint8_t input[8192];
 };
