@@ -59,6 +59,27 @@ inline hn::Vec<hn::Repartition<int8_t, hn::DFromV<V>>> pack_signed_bytes(V low, 
 }
 #endif
 
+// The 32-bit lanes of v in another order: lane i of the result is lane Order::from(i, blocks), which is i for one
+// block.
+template <class Order, class D8>
+inline hn::Vec<D8> reorder_lanes(D8 d, hn::Vec<D8> v) {
+    constexpr int kLanes = static_cast<int>(hn::MaxLanes(hn::Repartition<int32_t, D8>())), kBlocks = kLanes / 4;
+    if constexpr (kBlocks == 1) {
+        return v;
+    } else {
+        const hn::Repartition<int32_t, D8> d32;
+        struct Table {
+            alignas(64) int32_t index[kLanes];
+        };
+        static constexpr Table kTable = [] {
+            Table table = {};
+            for (int i = 0; i < kLanes; ++i) table.index[i] = Order::from(i, kBlocks);
+            return table;
+        }();
+        return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, v), hn::SetTableIndices(d32, kTable.index)));
+    }
+}
+
 // 32-bit values of the lower and the upper half of each block's eight 16-bit lanes.
 template <class D16>
 struct WidePair {

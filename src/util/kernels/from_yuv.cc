@@ -118,37 +118,22 @@ inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u, hn::Vec<D16> v) {
     const auto blue = hn::Add(hn::Set(d, kShare - kBlack - 16384), hn::MulHigh(u, hn::Set(d, kBlueU * 32 - 65536)));
     return {red, green, blue, hn::Add(hn::ShiftRight<7>(u), hn::Set(d, 16384 >> 7))};
 }
+
 // The order in which interleaving within blocks leaves four-byte pixels one after another: four pixels of each block in
 // turn.
-template <class D8>
-inline hn::Vec<D8> dealt_to_blocks(D8 d, hn::Vec<D8> v) {
-    constexpr int kLanes = static_cast<int>(hn::MaxLanes(hn::Repartition<int32_t, D8>())), kBlocks = kLanes / 4;
-    if constexpr (kBlocks == 1) {
-        return v;
-    } else {
-        const hn::Repartition<int32_t, D8> d32;
-        struct Order {
-            alignas(64) int32_t index[kLanes];
-        };
-        static constexpr Order kOrder = [] {
-            Order order = {};
-            for (int i = 0; i < kLanes; ++i) order.index[i] = i % 4 * kBlocks + i / 4;
-            return order;
-        }();
-        return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, v), hn::SetTableIndices(d32, kOrder.index)));
-    }
-}
-
+struct DealtToBlocks {
+    static constexpr int32_t from(int lane, int blocks) { return lane % 4 * blocks + lane / 4; }
+};
 template <RgbFormat kFormat, class D8>
 inline hn::Vec<D8> ordered(D8 d, hn::Vec<D8> v) {
     if constexpr (kFormat == RgbFormat::kRgb) {
         return v;
     } else {
-        return dealt_to_blocks(d, v);
+        return reorder_lanes<DealtToBlocks>(d, v);
     }
 }
 
-// Four bytes a pixel, of vectors in the order of dealt_to_blocks.
+// Four bytes a pixel, of vectors in the order of DealtToBlocks.
 template <class D8>
 inline void store_pixels(D8 d, hn::Vec<D8> first, hn::Vec<D8> second, hn::Vec<D8> third, uint8_t *out) {
     const auto alpha = hn::Set(d, 255);

@@ -159,23 +159,12 @@ inline V odd_lanes(V a, V b) {
 }
 
 // Packing four vectors leaves, in each block, four bytes of each of them: this puts block after block of each.
+struct BlockAfterBlock {
+    static constexpr int32_t from(int lane, int blocks) { return 4 * (lane % blocks) + lane / blocks; }
+};
 template <class D8>
 inline hn::Vec<D8> in_order(D8 d, hn::Vec<D8> packed) {
-    constexpr int kLanes = static_cast<int>(hn::MaxLanes(hn::Repartition<int32_t, D8>())), kBlocks = kLanes / 4;
-    if constexpr (kBlocks == 1) {
-        return packed;
-    } else {
-        const hn::Repartition<int32_t, D8> d32;
-        struct Order {
-            alignas(64) int32_t index[kLanes];
-        };
-        static constexpr Order kOrder = [] {
-            Order order = {};
-            for (int i = 0; i < kLanes; ++i) order.index[i] = 4 * (i % kBlocks) + i / kBlocks;
-            return order;
-        }();
-        return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, packed), hn::SetTableIndices(d32, kOrder.index)));
-    }
+    return reorder_lanes<BlockAfterBlock>(d, packed);
 }
 
 // The pixels of a step, as many as D8 has lanes.
