@@ -5,12 +5,11 @@
 
 #include <algorithm>
 
+#include "fixture.h"
 #include "run_tool.h"
 
 namespace vorel_tests {
 namespace {
-
-using Arguments = std::vector<std::string>;
 
 constexpr int kWidth = 31, kHeight = 17;
 const size_t kPixels = size_t{kWidth} * kHeight, kYuvBytes = kPixels + size_t{2} * 16 * 9;
@@ -29,30 +28,13 @@ Bytes ppm(int width, int height, const Bytes &rgb, const std::string &header) {
     return file;
 }
 
-class FrameTool : public testing::Test {
+class FrameTool : public ToolFixture {
   protected:
     void SetUp() override {
         folder.put("nv21.raw", noise(kYuvBytes));
         folder.put("rgba.raw", noise(kPixels * 4));
         folder.put("picture.ppm", ppm(kWidth, kHeight, noise(kPixels * 3), "P6 # comment\n"));
     }
-    void expect_ok(const Arguments &arguments) {
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(run.err, "");
-    }
-    void expect_refused(const Arguments &arguments, int status) {
-        std::string line;
-        for (const std::string &argument : arguments) line += argument + " ";
-        SCOPED_TRACE(line);
-        const auto before = folder.snapshot();
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, status);
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-        EXPECT_TRUE(folder.snapshot() == before) << "files changed";
-    }
-
-    ScratchFolder folder;
 };
 
 TEST_F(FrameTool, ConvertWritesTheBytesOfTheLibrary) {

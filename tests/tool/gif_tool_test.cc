@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "fixture.h"
 #include "run_tool.h"
 #include "support/gif_files.h"
 
@@ -34,7 +35,7 @@ GifFile animation() {
     return file;
 }
 
-class GifTool : public testing::Test {
+class GifTool : public ToolFixture {
   protected:
     void SetUp() override {
         file = vorel::test::gif_file(animation());
@@ -47,17 +48,9 @@ class GifTool : public testing::Test {
         folder.put("broken.gif", vorel::test::cat({bytes, vorel::test::gif_frame_head(broken, 12), {1, 1, 0, 0x3B}}));
         folder.put("photo.jpg", make_jpeg(16, 16, 3));
     }
-    void expect_refused(const std::vector<std::string> &arguments) {
-        SCOPED_TRACE(arguments[0] + " " + arguments[1]);
-        const auto before = folder.snapshot();
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-        EXPECT_TRUE(folder.snapshot() == before) << "files changed";
-    }
+    void expect_refused(const Arguments &arguments) { ToolFixture::expect_refused(arguments, 1); }
 
     Bytes file;
-    ScratchFolder folder;
 };
 
 TEST_F(GifTool, FramesWritesEveryPictureAndItsOwnDelay) {

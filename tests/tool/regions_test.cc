@@ -5,12 +5,11 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "fixture.h"
 #include "run_tool.h"
 
 namespace vorel_tests {
 namespace {
-
-using Arguments = std::vector<std::string>;
 
 // Noise in vertical runs: rows and columns all differ.
 Pixels picture(int width, int height) {
@@ -37,32 +36,15 @@ Pixels cut(const Pixels &whole, int x, int y, int width, int height, int sample,
     return out;
 }
 
-class RegionTool : public testing::Test {
+class RegionTool : public ToolFixture {
   protected:
     void SetUp() override {
         folder.put("picture.png", make_png(whole, false));
         folder.put("interlaced.png", make_png(whole, true));
         folder.put("photo.jpg", make_jpeg(64, 48, 3));
     }
-    void expect_ok(const Arguments &arguments) {
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(run.err, "");
-    }
-    void expect_refused(const Arguments &arguments, int status, const std::string &says = "") {
-        std::string line;
-        for (const std::string &argument : arguments) line += argument + " ";
-        SCOPED_TRACE(line);
-        const auto before = folder.snapshot();
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, status);
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-        EXPECT_NE(run.err.find(says), std::string::npos) << run.err;
-        EXPECT_TRUE(folder.snapshot() == before) << "files changed";
-    }
 
     const Pixels whole = picture(301, 530);
-    ScratchFolder folder;
 };
 
 TEST_F(RegionTool, ARegionIsACutOfTheWhole) {

@@ -6,42 +6,19 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "fixture.h"
 #include "run_tool.h"
 
 namespace vorel_tests {
 namespace {
 
-using Arguments = std::vector<std::string>;
-
-class Tool : public testing::Test {
+class Tool : public ToolFixture {
   protected:
     void SetUp() override {
         folder.put("color.jpg", make_jpeg(37, 21, 3));
         folder.put("gray.jpg", make_jpeg(37, 21, 1));
         folder.put("bits.wbmp", make_wbmp(37, 21));
     }
-
-    // Runs and expects success without a word on standard error.
-    void expect_ok(const Arguments &arguments) {
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(run.err, "");
-    }
-
-    // Runs and expects that status, one line on standard error, and the folder as it was.
-    void expect_refused(const Arguments &arguments, int status) {
-        std::string line;
-        for (const std::string &argument : arguments) line += argument + " ";
-        SCOPED_TRACE(line);
-        const auto before = folder.snapshot();
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, status);
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-        EXPECT_EQ(run.err.rfind("vorel: ", 0), 0u) << run.err;
-        EXPECT_TRUE(folder.snapshot() == before) << "files changed";
-    }
-
-    ScratchFolder folder;
 };
 
 int largest_difference(const Bytes &a, const Bytes &b) {
