@@ -189,10 +189,11 @@ extern "C" {
 int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int32_t height) {
     constexpr int32_t kLeastBytes = 54;
     if (!session || !session->ioInfo || !output) return 0;
+    // Required: the session has no state afterwards, also not that of an animation.
+    VORELBRIMI_DeleteGIFInfo(session);
+    session->codecState = nullptr;
     if (is_memory(session->ioInfo) && session->ioInfo->size < kLeastBytes) return 0;
     BmpInfo *info = BRIMI_BMP_Initialize(session, width, height, output);
-    // What another decoder has there is not ours to lose.
-    void *const kept = session->codecState;
     session->codecState = info;
     int32_t result = 0;
     if (info) {
@@ -200,7 +201,7 @@ int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int3
         result = decode_pixels(info, rows);
         tell_size(info);
     }
-    session->codecState = kept;
+    session->codecState = nullptr;
     BRIMI_BMP_DeleteDecInfo(info);
     return result;
 }

@@ -44,7 +44,12 @@ class ImageDecoder {
             step = fill_row();
             if (step == Step::kRows) step = write_rows();
         }
-        if (step != Step::kInputEnd && step != Step::kDamaged) codes_.finish();
+        if (step == Step::kInputEnd || step == Step::kDamaged) return step;
+        // The end code may have a sub-block of its own.
+        if (step == Step::kGoOn && codes_.ensure_before_terminator(size_) && codes_.now.peek(size_) == end_code()) {
+            codes_.now.drop(size_);
+        }
+        codes_.finish();
         return step;
     }
 
