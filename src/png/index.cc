@@ -74,8 +74,8 @@ void vpng_build_index(png_structp png) {
     if (!source->index) out_of_memory(png);
     source->reader = make_idat_reader(source->header);
     if (!source->reader) out_of_memory(png);
-    // libpng has read the header of the first IDAT chunk. Where it stands is told by the position and not by the bytes
-    // asked for so far, among which are those that a memory source that is cut short did not give.
+    // libpng has read the header of the first IDAT chunk. It stands in front of the position. The bytes
+    // asked for so far say less: a memory source that is cut short did not give them all.
     resume_chunk(source, source->position - static_cast<uint32_t>(kIdatHeaderBytes), UINT32_MAX);
     for (int pass = 0; pass < passes_of(*source); ++pass) {
         const int32_t in_eight = source->header.interlaced ? kPassRowsInEight[pass] : kAllRowsInEight;

@@ -95,7 +95,7 @@ class RleRows {
     RleRows(const BmpInfo *info, Rle8Reader *reader, uint32_t *words) : info_(info), reader_(reader), words_(words) {}
 
     const uint32_t *at(int32_t index) {
-        if (index == held_) return words_;
+        if (index == current_) return words_;
         std::memset(words_, 0, static_cast<size_t>(info_->width) * sizeof *words_);
         IndexRun run;
         while (more_ && reader_->row() <= index) {
@@ -103,7 +103,7 @@ class RleRows {
             if (run.row != index) continue;
             for (int32_t i = 0; i < run.count; ++i) words_[run.x + i] = info_->colours[run.indices[i]];
         }
-        held_ = index;
+        current_ = index;
         return words_;
     }
 
@@ -111,7 +111,7 @@ class RleRows {
     const BmpInfo *info_;
     Rle8Reader *reader_;
     uint32_t *words_;
-    int32_t held_ = -1;
+    int32_t current_ = -1;
     bool more_ = true;
 };
 

@@ -75,7 +75,7 @@ struct GifWork {
     int32_t first_column, columns;              // of the output, those that the frame covers
     uint32_t *source_columns;                   // of the screen, by output column
     uint8_t *sampled;                           // a row of the frame's indices at the output's width
-    int32_t sampled_width;                      // output columns that the two have room for
+    int32_t sampled_width;                      // output columns that the two are made for
     uint32_t words[vorel::kGifPaletteColours];  // by index: what is stored for it
 
     bool opaque;         // animated: no pixel of the canvas is transparent

@@ -66,35 +66,35 @@ void GifCodes::finish() {
     go_back(input, next);
 }
 
-// Takes in sub-blocks up to a terminator or as many as have room. False at the end of the input; what there is of a
-// sub-block that is cut counts.
+// Takes in sub-blocks up to a terminator or as many as there is space for. False at the end of the input; what there is
+// of a sub-block that is cut counts.
 bool GifCodes::stage() {
     int32_t raw_bytes;
     const int32_t kept = std::min(sub_blocks, unused_sub_blocks(&raw_bytes) + 1);
     std::memmove(sizes, sizes + sub_blocks - kept, static_cast<size_t>(kept));
     sub_blocks = kept;
-    int32_t held = static_cast<int32_t>(now.end - now.at);
-    std::memmove(staged, now.at, static_cast<size_t>(held));
+    int32_t kept_bytes = static_cast<int32_t>(now.end - now.at);
+    std::memmove(staged, now.at, static_cast<size_t>(kept_bytes));
     bool more = true;
     while (more && !terminated) {
         more = BRIMI_CheckBuffer(input, 1);
         if (!more) break;
         const int32_t size = *input->cursor;
-        if (held + size > kStaged) break;
+        if (kept_bytes + size > kStaged) break;
         ++input->cursor;
         --input->available;
         terminated = size == 0;
         if (terminated) break;
         more = BRIMI_CheckBuffer(input, size);
         const int32_t came = std::min(size, input->available);
-        std::memcpy(staged + held, input->cursor, static_cast<size_t>(came));
+        std::memcpy(staged + kept_bytes, input->cursor, static_cast<size_t>(came));
         input->cursor += came;
         input->available -= came;
-        held += came;
+        kept_bytes += came;
         sizes[sub_blocks++] = static_cast<uint8_t>(came);
     }
     now.at = staged;
-    now.end = staged + held;
+    now.end = staged + kept_bytes;
     return more;
 }
 

@@ -45,7 +45,7 @@ struct GifCodes {
     // before.
     int32_t sub_blocks;
     uint8_t sizes[kStaged + 16];
-    int64_t looked_ahead;  // bytes that were parsed to tell data from lost terminators, in all images of the file
+    int64_t looked_ahead;  // bytes parsed behind end codes to find terminators, in all images of the file
 
     void start(GifInput *from);
     // Leaves the input behind the block terminator. Where that was lost, behind the sub-block of the last code.

@@ -167,7 +167,7 @@ class ImageDecoder {
                 break;
             }
             now.drop(size);
-            // The last piece may write seven bytes too many, which the line has room for.
+            // The last piece may write seven bytes too many, which the line has space for.
             uint8_t *to = line + fill + ((string.length - 1) & ~7);
             uint64_t piece = string.piece;
             for (uint32_t at = string.before;; at = strings[at].before) {

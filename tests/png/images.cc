@@ -43,17 +43,17 @@ std::vector<Samples> make_samples(const PngSpec &spec) {
 
 Bytes pack(const Samples &samples, int depth) {
     Bytes bytes;
-    uint32_t held = 0;
+    uint32_t pending = 0;
     int bits = 0;
     for (const uint32_t sample : samples) {
-        held = held << depth | sample;
+        pending = pending << depth | sample;
         bits += depth;
         while (bits >= 8) {
             bits -= 8;
-            bytes.push_back(static_cast<uint8_t>(held >> bits));
+            bytes.push_back(static_cast<uint8_t>(pending >> bits));
         }
     }
-    if (bits) bytes.push_back(static_cast<uint8_t>(held << (8 - bits)));
+    if (bits) bytes.push_back(static_cast<uint8_t>(pending << (8 - bits)));
     return bytes;
 }
 

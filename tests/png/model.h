@@ -23,8 +23,8 @@ struct StraightPng {
 };
 StraightPng straight_png(const Bytes &png);
 
-// decodeVPNG into a buffer of out_width x out_height pixels that held `fill`, beginning with good data: its result and
-// the buffer after it.
+// decodeVPNG into a buffer of out_width x out_height pixels filled with `fill`, beginning with good data: its result
+// and the buffer after it.
 struct Decoded {
     int result = 0;
     Bytes pixels;

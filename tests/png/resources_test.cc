@@ -144,11 +144,11 @@ TEST(PngResources, MemoryFollowsRowsAndCheckpoints) {
         Regions regions(file);
         ASSERT_TRUE(regions);
         EXPECT_LT(allocator.peak_bytes(), 200'000 + 12 * row + 12 * (41'000 + row));
-        const size_t held = allocator.live_bytes();
+        const size_t before = allocator.live_bytes();
         allocator.reset_peak();
         ASSERT_EQ(regions.decode({300, 1500, 256, 256, 1}).result, 1);
-        EXPECT_LT(allocator.peak_bytes(), held + 4096);
-        EXPECT_EQ(allocator.live_bytes(), held);
+        EXPECT_LT(allocator.peak_bytes(), before + 4096);
+        EXPECT_EQ(allocator.live_bytes(), before);
     }
     EXPECT_EQ(allocator.live_blocks(), 0u);
 }

@@ -11,9 +11,9 @@ Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill
         decoded.result = decodeVPNG(file.path(), 0, nullptr, out.data(), request.out_width, request.out_height,
                                     request.sample_size, request.format);
     } else {
-        const GuardBuffer held(png);
+        const GuardBuffer guarded(png);
         decoded.result =
-            decodeVPNG(const_cast<GuardBuffer &>(held).data(), static_cast<int32_t>(png.size()), vpng_read_fn,
+            decodeVPNG(const_cast<GuardBuffer &>(guarded).data(), static_cast<int32_t>(png.size()), vpng_read_fn,
                        out.data(), request.out_width, request.out_height, request.sample_size, request.format);
     }
     decoded.pixels = out.bytes();

@@ -138,7 +138,7 @@ TEST(GifTolerance, ACutInsideASubBlockKeepsTheRowsAbove) {
         EXPECT_LT(same, 64u * 44);
         for (size_t i = (same + 63) / 64 * 64; i < got.pixels.size(); ++i) ASSERT_EQ(got.pixels[i], file.background);
     }
-    // The session was told of more bytes than there are, so the input does not end where it should.
+    // The session was given a size larger than the file, so the input does not end where it should.
     TempFile cut(head(bytes, bytes.size() / 2));
     SessionGuard session(VORELBRIM_CreateDecInfo(0, cut.path(), static_cast<int32_t>(bytes.size()), 13, 0));
     Bytes out(64 * 64);

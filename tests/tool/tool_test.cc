@@ -276,7 +276,7 @@ TEST_F(Tool, OutputReplacesTheFileBehindTheNameAndNothingElse) {
     EXPECT_EQ(folder.snapshot().size(), 5u);
 }
 
-TEST_F(Tool, InfoTellsEachFileAndGoesOnAfterABadOne) {
+TEST_F(Tool, InfoReportsEachFileAndGoesOnAfterABadOne) {
     const ToolRun run = folder.run({"info", "color.jpg", "missing.jpg", "bits.wbmp"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 2);

@@ -48,7 +48,7 @@ Picture decode_sized(const PngRequest &request, const PixelFormat &format, Size 
     if (picture_bytes(format, size.width, size.height) > INT32_MAX)
         throw Failure(request.path + ": the picture is larger than 2 GiB");
     Picture out = make_picture(format, size.width, size.height);
-    // A resized byte is at most 252: one that stays as it was tells of a resize that had no memory.
+    // A resized byte is at most 252: one that stays as it was is the sign of a resize that had no memory.
     constexpr uint8_t kUntouched = 255;
     out.bytes.back() = kUntouched;
     vorel_resize_rgba8888(whole.bytes.data(), out.bytes.data(), own.width, own.height, size.width, size.height);
