@@ -347,6 +347,19 @@ TEST(GifBlocks, ALostTerminatorLosesNoFrames) {
         }
     }
     EXPECT_GT(files, 50);
+
+    // The end code in a sub-block of its own, whose byte looks like an extension's first.
+    GifFrame frame;
+    frame.width = 3;
+    frame.height = 1;
+    frame.indices = {1, 2, 3};
+    frame.control = false;
+    const GifEncoding encoding = {5, false, 3};
+    const Bytes one = gif_file({3, 1, 0, Bytes(96, 7), {frame}}, encoding);
+    const Bytes two = gif_file({3, 1, 0, Bytes(96, 7), {frame, frame}}, encoding);
+    const Bytes lost = cat({head(one, one.size() - 2), tail(two, two.size() - one.size() + 1)});
+    ASSERT_EQ(head(tail(lost, lost.size() - one.size() + 4), 3), (Bytes{1, 0x21, 0x2C}));
+    EXPECT_EQ(decode_animation(Kind::kMemory, lost, {3, 1}, {3, 1, 7}).size(), 2u);
 }
 
 // More than the decoder looks ahead, and it looks like image descriptors.
