@@ -1,7 +1,7 @@
 // The parsing entries of a session: one frame around the cores that look at the bytes.
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 #include <vorel/jpeg_decoder.h>
 

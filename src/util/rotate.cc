@@ -1,7 +1,7 @@
 // Clockwise turns of raw frames: planes turned into a copy and copied back, or reversed in place.
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "util/frames.h"
 #include "util/kernels/kernels.h"
 #include "util/task_group.h"

@@ -1,8 +1,8 @@
 // The row pump and the image driver: from a session and an output buffer to rows in it.
 #include "jpeg/decoder/driver.h"
 
-#include "jpeg/decoder/imcu.h"
-#include "jpeg/decoder/output.h"
+#include "jpeg/decoder/rows/imcu.h"
+#include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel {

@@ -4,9 +4,9 @@
 #include <climits>
 #include <cstring>
 
-#include "jpeg/decoder/entropy.h"
-#include "jpeg/decoder/markers.h"
-#include "jpeg/decoder/output.h"
+#include "jpeg/decoder/entropy/entropy.h"
+#include "jpeg/decoder/headers/markers.h"
+#include "jpeg/decoder/output/output.h"
 
 namespace vorel {
 namespace {

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "jpeg/decoder/colour_model.h"
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/entropy.h"
 #include "jpeg/decoder/setup.h"
 #include "jpeg/decoder/surgery.h"
 

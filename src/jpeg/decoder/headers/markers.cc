@@ -1,5 +1,5 @@
 // The full parser: fills the working record from the marker stream, up to and including an SOS (T.81 annex B).
-#include "jpeg/decoder/markers.h"
+#include "jpeg/decoder/headers/markers.h"
 
 #include <algorithm>
 #include <climits>

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "frame/session.h"
+#include "core/session.h"
 #include "support/counting_allocator.h"
 #include "support/inputs.h"
 

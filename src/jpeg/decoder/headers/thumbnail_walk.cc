@@ -4,7 +4,7 @@
 #include <climits>
 #include <cstring>
 
-#include "jpeg/decoder/markers.h"
+#include "jpeg/decoder/headers/markers.h"
 
 namespace vorel {
 namespace {

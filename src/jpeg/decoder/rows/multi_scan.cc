@@ -2,7 +2,7 @@
 // its SOS, and all of them are pumped side by side, one iMCU row at a time.
 #include <cstring>
 
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/entropy.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel {

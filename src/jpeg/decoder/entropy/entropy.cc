@@ -1,10 +1,10 @@
 // MCU decoding: the plain path, the hand-over between it and the fast path, and the exported doors.
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/entropy.h"
 
 #include <cstring>
 
-#include "jpeg/decoder/bit_reader.h"
-#include "jpeg/decoder/entropy_window.h"
+#include "jpeg/decoder/entropy/bit_reader.h"
+#include "jpeg/decoder/entropy/entropy_window.h"
 
 namespace vorel {
 

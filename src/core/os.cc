@@ -1,5 +1,5 @@
 // The thin operating-system layer: libc and POSIX with the differences that callers rely on.
-#include "frame/os.h"
+#include "core/os.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,8 +11,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "frame/codes.h"
-#include "frame/log.h"
+#include "core/codes.h"
+#include "core/log.h"
 
 extern "C" {
 uint32_t gVORELBRIM_Error = 0;

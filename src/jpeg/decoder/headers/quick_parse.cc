@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "jpeg/decoder/markers.h"
+#include "jpeg/decoder/headers/markers.h"
 
 namespace vorel {
 namespace {

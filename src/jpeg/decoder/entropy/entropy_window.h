@@ -2,7 +2,7 @@
 // a 64-bit reservoir over it.
 #pragma once
 
-#include "jpeg/decoder/huffman_tables.h"
+#include "jpeg/decoder/entropy/huffman_tables.h"
 
 namespace vorel {
 

@@ -1,8 +1,8 @@
 // Restart markers (T.81 E.2.4): finding them, resynchronising after damage, and skipping by them.
 #include <cstring>
 
-#include "jpeg/decoder/bit_reader.h"
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/bit_reader.h"
+#include "jpeg/decoder/entropy/entropy.h"
 
 namespace vorel {
 namespace {

@@ -1,5 +1,5 @@
 // The plain bit reader, and its exported doors.
-#include "jpeg/decoder/bit_reader.h"
+#include "jpeg/decoder/entropy/bit_reader.h"
 
 namespace vorel {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <vorel/frame.h>
 
-#include "frame/codes.h"
-#include "frame/log.h"
-#include "frame/os.h"
-#include "frame/stream.h"
+#include "core/codes.h"
+#include "core/log.h"
+#include "core/os.h"
+#include "core/stream.h"

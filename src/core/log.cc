@@ -1,6 +1,6 @@
 // Where diagnostics go: to the function that was set, else to __android_log_print, which Android has and another
 // process may provide, else nowhere.
-#include "frame/log.h"
+#include "core/log.h"
 
 #include "util/atomics.h"
 

@@ -1,9 +1,9 @@
 // Decode sessions: making and destroying them, the links between a session and its children, options, progress.
-#include "frame/session.h"
+#include "core/session.h"
 
 #include <pthread.h>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 #include <vorel/jpeg_decoder.h>
 

@@ -1,6 +1,6 @@
 // Upsampling: a plain box, each sample repeated. Where the writers can take subsampled rows as they are, nothing is
 // repeated in memory.
-#include "jpeg/decoder/output.h"
+#include "jpeg/decoder/output/output.h"
 
 namespace vorel {
 namespace {

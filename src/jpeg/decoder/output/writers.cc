@@ -1,7 +1,7 @@
 // Row writers: samples of one picture row to the caller's buffer, in every colour format, rotated if need be.
 #include <cstring>
 
-#include "jpeg/decoder/output.h"
+#include "jpeg/decoder/output/output.h"
 
 namespace vorel {
 namespace {

@@ -1,5 +1,5 @@
 // Derived Huffman tables (T.81 annex C and F.2.2.3), skip tables and the fast path's look-ups.
-#include "jpeg/decoder/huffman_tables.h"
+#include "jpeg/decoder/entropy/huffman_tables.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Decoding one iMCU row: entropy decoder and kernels together.
 #pragma once
 
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/entropy.h"
 
 namespace vorel {
 

@@ -1,7 +1,7 @@
 // Output geometry: from the wanted size to a DCT scale, a remaining resampling, a crop and a place in the target.
 #include <climits>
 
-#include "jpeg/decoder/output.h"
+#include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel {

@@ -1,5 +1,5 @@
 // One iMCU row at a time: batches of MCUs from the entropy decoder, then the inverse DCTs of each component.
-#include "jpeg/decoder/imcu.h"
+#include "jpeg/decoder/rows/imcu.h"
 
 #include <cstring>
 

@@ -6,7 +6,7 @@
 #include <climits>
 #include <cstring>
 
-#include "frame/stream.h"
+#include "core/stream.h"
 #include "support/counting_allocator.h"
 #include "support/inputs.h"
 #include "support/log_capture.h"

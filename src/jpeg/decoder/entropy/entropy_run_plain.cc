@@ -1,5 +1,5 @@
 // The fast path's MCU loops for every CPU.
-#include "jpeg/decoder/entropy_run.inc"
+#include "jpeg/decoder/entropy/entropy_run.inc"
 
 namespace vorel {
 extern const RunTable kPlainRuns = kRuns;

@@ -4,7 +4,7 @@
 // footprint, floor((T / 4 + k T) / H) and floor((3 T / 4 + k T) / H); the centre takes floor((T / 2 + k T) / H).
 // Columns alike. These lines rise with k, so rows are taken as they come, and the sums of one output row are open at a
 // time.
-#include "jpeg/decoder/output.h"
+#include "jpeg/decoder/output/output.h"
 
 namespace vorel {
 namespace {

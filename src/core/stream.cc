@@ -1,11 +1,11 @@
 // Input streams of every kind, and the block cursor that parsers walk.
-#include "frame/stream.h"
+#include "core/stream.h"
 
 #include <climits>
 #include <cstring>
 
-#include "frame/codes.h"
-#include "frame/os.h"
+#include "core/codes.h"
+#include "core/os.h"
 
 namespace vorel {
 namespace {
