@@ -142,6 +142,92 @@ bool skip_bytes(StreamBuffer *stream, int64_t bytes) {
     return VORELBRIM_Seek_IO(stream->io, static_cast<int32_t>(excess), SEEK_CUR) >= stream->totalRead;
 }
 
+bool move_to(StreamBuffer *stream, uint8_t *block, int32_t position) {
+    IoInfo *io = stream->io;
+    const int32_t back = stream_position(stream) - position;
+    if (position < 0) return false;
+    if (back <= stream->offset && -back <= stream->available) {
+        stream->offset -= back;
+        stream->available += back;
+        return true;
+    }
+    const int32_t base = stream->totalRead - io->position;
+    if (VORELBRIM_Seek_IO(io, position, SEEK_SET) != position) return false;
+    stream->totalRead = base + position;
+    stream->buffer = block;
+    stream->offset = 0;
+    stream->available = 0;
+    return true;
+}
+
+int32_t StreamCursor::start_at(int32_t position) {
+    const int32_t reached = VORELBRIM_Seek_IO(stream_.io, position, SEEK_SET);
+    if (reached < 0) return -1;
+    stream_.buffer = block_;
+    stream_.offset = 0;
+    stream_.available = 0;
+    stream_.totalRead = reached;
+    stream_.totalSize = stream_.io->size;
+    return reached;
+}
+
+namespace {
+
+// The caller's FILE serves several readers: each read puts the position back where the others left it.
+struct SharedFile {
+    IoInfo *base;
+    int32_t position;
+};
+
+int32_t read_shared(void *context, void *destination, int32_t count) {
+    SharedFile *file = static_cast<SharedFile *>(context);
+    const int32_t kept = VORELBRIM_OsFtell(file->base->file);
+    if (kept < 0 || VORELBRIM_SeekFile(file->base->file, file->position, SEEK_SET) != file->position) return 0;
+    const int32_t delivered = VORELBRIM_ReadFile(file->base->file, destination, count);
+    file->position += delivered;
+    VORELBRIM_SeekFile(file->base->file, kept, SEEK_SET);
+    return delivered;
+}
+
+int32_t skip_shared(void *context, int32_t, int32_t count) {
+    SharedFile *file = static_cast<SharedFile *>(context);
+    file->position += count;
+    return file->position;
+}
+
+int32_t rewind_shared(void *context, int32_t, int32_t) {
+    static_cast<SharedFile *>(context)->position = 0;
+    return 0;
+}
+
+}  // namespace
+
+IoInfo *open_again(const IoInfo *io) {
+    switch (io->kind) {
+        case kIoFile:
+            return VORELBRIM_Open_IO(kIoFile, io->path, io->size);
+        case kIoMemory:
+        case kIoOwnedMemory:
+            return VORELBRIM_Open_IO(kIoMemory, io->source, io->size);
+        case kIoStdio: {
+            SharedFile *file = os_allocate_array<SharedFile>(1);
+            if (!file) return nullptr;
+            file->base = const_cast<IoInfo *>(io);
+            IoInfo *shared = VORELBRIM_Open_Stream(file, read_shared, skip_shared, rewind_shared, io->size);
+            if (!shared) os_release(file);
+            return shared;
+        }
+        default:
+            return nullptr;
+    }
+}
+
+void close_again(IoInfo *io) {
+    if (!io) return;
+    if (io->kind == kIoStream) os_release(io->source);
+    VORELBRIM_Close_IO(io);
+}
+
 }  // namespace vorel
 
 using namespace vorel;

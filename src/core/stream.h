@@ -50,4 +50,38 @@ inline int32_t big_endian_16(const uint8_t *bytes) { return bytes[0] << 8 | byte
 // Passes over `bytes` unread bytes, by a seek where they go beyond the block. False at the end of the input.
 bool skip_bytes(StreamBuffer *stream, int64_t bytes);
 
+// Position in the input of the next unread byte.
+inline int32_t stream_position(const StreamBuffer *stream) { return stream->io->position - stream->available; }
+
+// Moves the cursor to a position of the input: within its block without reading anything again, else by a seek. block is
+// the one that the stream buffer was made with. False where the input does not go there.
+bool move_to(StreamBuffer *stream, uint8_t *block, int32_t position);
+
+// A stream buffer with the block that belongs to it.
+class StreamCursor {
+  public:
+    explicit StreamCursor(IoInfo *io)
+        : block_(BRIMJ_AllocateStreamBuffer(io)), stream_{io, 0, io ? io->size : 0, 0, 0, block_} {}
+    ~StreamCursor() { BRIMJ_ReleaseStreamBuffer(stream_.io, block_); }
+    StreamCursor(const StreamCursor &) = delete;
+    StreamCursor &operator=(const StreamCursor &) = delete;
+
+    // False without memory for the block.
+    bool ready() const { return block_ != nullptr; }
+    // Starts afresh at a position of the input; gives the position that the input went to, -1 where it went nowhere.
+    int32_t start_at(int32_t position);
+
+    StreamBuffer *stream() { return &stream_; }
+    uint8_t *block() const { return block_; }
+
+  private:
+    uint8_t *block_;
+    StreamBuffer stream_;
+};
+
+// A second reader of an input, which leaves the first one where it is; null where the input can be read only once, and
+// without memory.
+IoInfo *open_again(const IoInfo *io);
+void close_again(IoInfo *io);
+
 }  // namespace vorel

@@ -1,7 +1,7 @@
 // The plain bit reader: a 32-bit reservoir filled byte by byte, which states what every stream decodes to.
 #pragma once
 
-#include "jpeg/decoder/jpeg_info.h"
+#include "jpeg/decoder/entropy/scan_reader.h"
 
 namespace vorel {
 
@@ -12,24 +12,29 @@ enum class Fill {
 };
 
 // Takes a byte from the stream buffer, refilling it.
-Fill next_stream_byte(JpegInfo *info, uint8_t *out);
+Fill next_stream_byte(ScanReader *scan, uint8_t *out);
 
+// Reads from the reader's position. Whole bytes that an earlier one has read ahead count as unread: so what an MCU
+// decodes to, also at the end of the input, depends on its position alone.
 class BitReader {
   public:
-    explicit BitReader(JpegInfo *info)
-        : info_(info), buffer_(info->entropy->bitBuffer), count_(info->entropy->bitCount) {}
-
-    // Puts the reservoir back into the record.
-    void store() const {
-        info_->entropy->bitBuffer = count_ < 32 ? buffer_ & ((1u << count_) - 1) : buffer_;
-        info_->entropy->bitCount = count_;
+    explicit BitReader(ScanReader *scan)
+        : scan_(scan),
+          ahead_(scan->entropy.bitBuffer),
+          ahead_count_(scan->entropy.bitCount & ~7),
+          buffer_(ahead_count_ < 32 ? ahead_ >> ahead_count_ : 0),
+          count_(scan->entropy.bitCount & 7) {
+        for (int i = 0; i < 4; ++i) bytes_[i] = scan->entropy.ahead_bytes[i];
     }
+
+    // Puts the reservoir back into the reader.
+    void store() const;
 
     // Brings the reservoir to at least 25 bits where the stream has them. At a pending marker, and with fewer than
     // `needed` bits there, zeros follow and the data counts as insufficient.
     Fill fill(int32_t needed);
 
-    // `size` bits, 1 <= size <= 16.
+    // `size` bits, 1 <= size <= 17.
     Fill bits(int32_t size, int32_t *out) {
         if (count_ < size) {
             const Fill result = fill(size);
@@ -47,15 +52,20 @@ class BitReader {
 
     uint32_t buffer() const { return buffer_; }
     int32_t count() const { return count_; }
+    // Takes a caller's reservoir in place of the reader's.
     void set(uint32_t buffer, int32_t count) {
         buffer_ = buffer;
-        count_ = count;
+        count_ = count < 0 ? 0 : count > 32 ? 32 : count;
+        ahead_count_ = 0;
     }
 
   private:
-    JpegInfo *info_;
+    ScanReader *scan_;
+    uint32_t ahead_;       // bytes read ahead by an earlier reader, the oldest on top
+    int32_t ahead_count_;  // their bits
     uint32_t buffer_;
     int32_t count_;
+    int32_t bytes_[4];  // see EntropyDecoder.ahead_bytes
 };
 
 }  // namespace vorel

@@ -2,7 +2,7 @@
 // a 64-bit reservoir over it.
 #pragma once
 
-#include "jpeg/decoder/entropy/huffman_tables.h"
+#include "jpeg/decoder/entropy/scan_reader.h"
 
 namespace vorel {
 
@@ -29,10 +29,13 @@ struct EntropyWindow {
     const uint8_t *next;  // next byte of data to load
     const uint8_t *end;   // end of the real data
     const uint8_t *raw;   // where the first byte of data stands in the stream
+    // A place that both know: data byte number data_mark stands at raw_mark. It moves along with whoever asks.
+    const uint8_t *raw_mark;
+    ptrdiff_t data_mark;
     uint8_t data[kWindowRawBytes + mcu_bytes_ahead(kMaxBlocksInMcu) + 16];
 };
 
-// What a run of MCUs needs of the record, gathered once.
+// What a run of MCUs needs of the reader, gathered once a scan. Skip entries may be null where no mode walks.
 struct RunPlan {
     struct Block {
         const uint32_t *dc, *ac;
@@ -65,5 +68,13 @@ extern const RunTable kPlainRuns;
 #if defined(__x86_64__)
 extern const RunTable kBmi2Runs;
 #endif
+
+// Makes the skip entries of the plan where there are none. False when out of memory.
+bool prepare_walks(ScanReader *scan);
+
+// Opens the window at the reader's position. False when the plain path has to go on.
+bool open_window(ScanReader *scan);
+// Where in the stream the data byte number `count` of the window stands; count may equal the data's size.
+const uint8_t *raw_position(EntropyWindow *window, ptrdiff_t count);
 
 }  // namespace vorel

@@ -81,33 +81,6 @@ bool fill_derived(DerivedTable *table, const RawHuffTable *raw, bool is_dc) {
     return true;
 }
 
-int32_t prepare(JpegInfo *info, bool is_dc, int32_t number, DerivedTable **out, EntropyDecoder *entropy,
-                bool with_skip) {
-    if (number < 0 || number > 3) return 0;
-    const RawHuffTable *raw = is_dc ? info->huffDc[number] : info->huffAc[number];
-    // Required: a progressive scan may name a table that is not there as long as it does not use it.
-    if (!raw) return info->markerState->frameType == kProgressiveFrame;
-    if (!*out) *out = static_cast<DerivedTable *>(BRIM_FakeMalloc(info, sizeof(DerivedTable)));
-    if (!*out) {
-        set_error(kErrorOutOfMemory);
-        return 0;
-    }
-    DerivedTable *table = *out;
-    std::memset(table, 0, sizeof *table);
-    table->rawTable = raw;
-    if (!fill_derived(table, raw, is_dc)) return 0;
-    if (!is_dc && with_skip) {
-        uint16_t **skip = &entropy->acSkip[number];
-        if (!*skip) *skip = static_cast<uint16_t *>(BRIM_FakeMalloc(info, sizeof(uint16_t) << kSkipLookBits));
-        if (!*skip) {
-            set_error(kErrorOutOfMemory);
-            return 0;
-        }
-        build_skip_table(table, *skip);
-    }
-    return 1;
-}
-
 uint32_t pack_value(int32_t bits, uint32_t advance, int32_t value) {
     return static_cast<uint32_t>(value) << 16 | advance << 8 | static_cast<uint32_t>(bits);
 }
@@ -121,8 +94,6 @@ int32_t window_value(uint32_t window, int32_t look_bits, int32_t code_bits, int3
     const uint32_t raw = window >> (look_bits - code_bits - size) & ((1u << size) - 1);
     return extend(static_cast<int32_t>(raw), size);
 }
-
-}  // namespace
 
 void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
     for (uint32_t window = 0; window < 1u << kDcLookBits; ++window) {
@@ -186,22 +157,49 @@ void build_skip_table(const DerivedTable *table, uint16_t *entries) {
     }
 }
 
+}  // namespace
+
+bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **out) {
+    if (!*out) {
+        *out = static_cast<DerivedTable *>(BRIM_FakeMalloc(nullptr, sizeof(DerivedTable)));
+        if (!*out) {
+            set_error(kErrorOutOfMemory);
+            return false;
+        }
+        std::memset(*out, 0, sizeof **out);
+    }
+    DerivedTable *table = *out;
+    if (table->valid && table->is_dc == is_dc && std::memcmp(&table->raw, &raw, sizeof raw) == 0) return true;
+    os_release(table->fast);
+    os_release(table->skip);
+    std::memset(table, 0, sizeof *table);
+    table->raw = raw;
+    table->rawTable = &table->raw;
+    table->is_dc = is_dc;
+    table->valid = fill_derived(table, &table->raw, is_dc);
+    return table->valid;
+}
+
+void release_table(DerivedTable *table) {
+    if (!table) return;
+    os_release(table->fast);
+    os_release(table->skip);
+    BRIM_FakeFree(table);
+}
+
+const uint32_t *fast_entries(DerivedTable *table) {
+    if (table->fast) return table->fast;
+    table->fast = os_allocate_array<uint32_t>(uint64_t{1} << (table->is_dc ? kDcLookBits : kAcLookBits));
+    if (!table->fast) return nullptr;
+    table->is_dc ? build_fast_dc(table, table->fast) : build_fast_ac(table, table->fast);
+    return table->fast;
+}
+
+const uint16_t *skip_entries(DerivedTable *table) {
+    if (table->skip) return table->skip;
+    table->skip = os_allocate_array<uint16_t>(uint64_t{1} << kSkipLookBits);
+    if (table->skip) build_skip_table(table, table->skip);
+    return table->skip;
+}
+
 }  // namespace vorel
-
-using namespace vorel;
-
-extern "C" {
-
-// The skip table is built for a baseline frame when the decode can use it.
-int32_t BRIMJ_PrepareDerivedTbl(JpegInfo *info, int32_t isDc, int32_t tableNumber, DerivedTable **outDerived,
-                                EntropyDecoder *entropyState) {
-    const bool baseline = info->markerState->frameType != kProgressiveFrame;
-    return prepare(info, isDc, tableNumber, outDerived, entropyState, baseline && entropyState->skip_needed);
-}
-
-int32_t BRIMJ_P_PrepareDerivedTbl(JpegInfo *info, int32_t isDc, int32_t tableNumber, DerivedTable **outDerived,
-                                  EntropyDecoder *entropyState) {
-    return prepare(info, isDc, tableNumber, outDerived, entropyState, false);
-}
-
-}  // extern "C"

@@ -5,6 +5,8 @@
 #include <climits>
 #include <cstring>
 
+#include "jpeg/decoder/jpeg_info.h"
+
 namespace vorel {
 namespace {
 
@@ -16,31 +18,23 @@ constexpr const char *kParser = "BRIMJ_ParseNextMarker";
 // What became of one segment.
 enum class Segment {
     kDone,
-    kFailed,        // logged; the parse ends
-    kOddlyRefused,  // DHT or DQT with a length below 2
+    kFailed,  // logged; the parse ends
+    kShort,   // DHT or DQT with a length below 2, which the parse passes over
 };
 
-bool need(StreamBuffer *stream, int32_t bytes) {
-    if (ensure_bytes(stream, bytes)) return true;
-    TRACE_MARKER("");
-    return false;
-}
-
-// One allocation per component block and per table: a second frame is refused, and tables are filled again in place.
-bool allocate_components(JpegInfo *info) {
-    if (info->components) return true;
-    // For the most that a frame may have: a second frame header may have more than a first one that failed.
-    info->components = os_allocate_array<JpegComponent>(kMaxComponents);
-    if (!info->components) set_error(kErrorOutOfMemory);
-    return info->components != nullptr;
-}
+// Each site logs a line of its own.
+#define FAIL_SEGMENT(...)          \
+    do {                           \
+        TRACE_MARKER(__VA_ARGS__); \
+        return Segment::kFailed;   \
+    } while (0)
 
 // SOF2 on a stream that cannot go back: the scans are visited many times, so the whole stream moves into memory, and
 // the input becomes the session's own block. Where everything read so far still stands in the block, the memory begins
 // at the start of the stream.
-bool pull_stream(JpegInfo *info) {
-    IoInfo *io = info->io;
-    StreamBuffer *stream = info->streamBuffer;
+bool pull_stream(const MarkerParser &p) {
+    IoInfo *io = p.io;
+    StreamBuffer *stream = p.stream;
     const int32_t kept = stream->offset + stream->available == stream->totalRead ? stream->offset : 0;
     const int64_t have = static_cast<int64_t>(kept) + stream->available;
     const int64_t more = static_cast<int64_t>(io->size) - stream->totalRead;
@@ -77,30 +71,21 @@ bool pull_stream(JpegInfo *info) {
     stream->available = block - kept;
     stream->totalRead = block;
     stream->totalSize = io->size;
-    info->decInfo->streamOffset = 0;
+    p.session->streamOffset = 0;
     return true;
 }
 
-Segment read_frame(JpegInfo *info, bool progressive) {
-    StreamBuffer *stream = info->streamBuffer;
-    if (info->markerState->frameType != kNoFrame) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
-    if (!need(stream, 8)) return Segment::kFailed;
+Segment read_frame(const MarkerParser &p, bool progressive) {
+    StreamBuffer *stream = p.stream;
+    if (p.header->frameType != kNoFrame) FAIL_SEGMENT("");
+    if (!ensure_bytes(stream, 8)) FAIL_SEGMENT("");
     const uint8_t *bytes = unread(stream);
     const int32_t length = big_endian_16(bytes);
     const int32_t height = big_endian_16(bytes + 3);
     const int32_t width = big_endian_16(bytes + 5);
     const int32_t count = bytes[7];
-    if (bytes[2] != 8) {
-        TRACE_MARKER(", val : %d", bytes[3]);
-        return Segment::kFailed;
-    }
-    if (width > kMaxJpegSide || height > kMaxJpegSide || count > kMaxComponents) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
+    if (bytes[2] != 8) FAIL_SEGMENT(", val : %d", bytes[3]);
+    if (width > kMaxJpegSide || height > kMaxJpegSide || count > kMaxComponents) FAIL_SEGMENT("");
     if (length != 8 + 3 * count) {
         if (progressive) {
             TRACE_MARKER(", length : %d, no : %d", length, count);
@@ -110,87 +95,66 @@ Segment read_frame(JpegInfo *info, bool progressive) {
         return Segment::kFailed;
     }
     consume(stream, 8);
-    if (!need(stream, 3 * count)) return Segment::kFailed;
-    info->imageWidth = static_cast<uint16_t>(width);
-    info->imageHeight = static_cast<uint16_t>(height);
-    info->numComponents = static_cast<uint16_t>(count);
-    if (!allocate_components(info)) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
+    if (!ensure_bytes(stream, 3 * count)) FAIL_SEGMENT("");
+    p.frame->imageWidth = static_cast<uint16_t>(width);
+    p.frame->imageHeight = static_cast<uint16_t>(height);
+    p.frame->numComponents = static_cast<uint16_t>(count);
     for (int32_t i = 0; i < count; ++i) {
         bytes = unread(stream);
-        JpegComponent *component = &info->components[i];
+        JpegComponent *component = &p.frame->components[i];
         component->index = static_cast<uint32_t>(i);
         component->id = bytes[0];
         component->hSampling = bytes[1] >> 4;
         component->vSampling = bytes[1] & 15;
         component->quantTableIndex = bytes[2];
-        info->markerState->componentId[i] = bytes[0];
         consume(stream, 3);
         if (component->hSampling < 1 || component->hSampling > 4 || component->vSampling < 1 ||
-            component->vSampling > 4) {
-            TRACE_MARKER(", h : %d, v : %d", static_cast<int>(component->hSampling),
+            component->vSampling > 4) FAIL_SEGMENT(", h : %d, v : %d", static_cast<int>(component->hSampling),
                          static_cast<int>(component->vSampling));
-            return Segment::kFailed;
-        }
     }
-    info->markerState->frameType = progressive ? kProgressiveFrame : kBaselineFrame;
-    if (progressive && info->io->kind == kIoStream && !pull_stream(info)) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
+    p.frame->progressive = progressive;
+    p.header->frameType = progressive ? kProgressiveFrame : kBaselineFrame;
+    if (progressive && p.io->kind == kIoStream && !pull_stream(p)) FAIL_SEGMENT("");
     return Segment::kDone;
 }
 
-// The length of a DHT or DQT segment: the bytes of its tables.
-Segment start_tables(StreamBuffer *stream, int32_t *left) {
-    const int32_t length = read_segment_length(stream);
-    if (length < 0) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
-    if (length < 2) {
-        TRACE_MARKER(", length : %d", length);
-        return Segment::kOddlyRefused;
-    }
-    *left = length - 2;
-    return Segment::kDone;
-}
-
-RawHuffTable *huffman_slot(JpegInfo *info, int32_t index) {
+RawHuffTable *huffman_slot(const MarkerParser &p, int32_t index) {
     const bool ac = index & 0x10;
     if (ac ? index > 19 : index > 3) {
         TRACE_MARKER(", tableIndex : %d", index);
         return nullptr;
     }
-    RawHuffTable **slot = ac ? &info->huffAc[index - 16] : &info->huffDc[index];
+    RawHuffTable **slot = ac ? &p.header->huffAc[index - 16] : &p.header->huffDc[index];
     if (!*slot) {
-        if (info->raw_tables > kMaxRawTables - 1) {
+        if (p.header->raw_tables > kMaxRawTables - 1) {
             TRACE_MARKER("");
             return nullptr;
         }
         *slot = os_allocate_array<RawHuffTable>(1);
-        if (!*slot) {
+            if (!*slot) {
             set_error(kErrorOutOfMemory);
             TRACE_MARKER("");
             return nullptr;
         }
-        ++info->raw_tables;
+        ++p.header->raw_tables;
     }
     return *slot;
 }
 
 // DHT, T.81 B.2.4.2. Up to 16 leftover bytes stay unread: the marker scan passes over them.
-Segment read_huffman_tables(JpegInfo *info) {
-    StreamBuffer *stream = info->streamBuffer;
-    info->markerState->sawDht = 1;
-    int32_t left;
-    const Segment start = start_tables(stream, &left);
-    if (start != Segment::kDone) return start;
+Segment read_huffman_tables(const MarkerParser &p) {
+    StreamBuffer *stream = p.stream;
+    p.header->sawDht = 1;
+    const int32_t length = read_segment_length(stream);
+    if (length < 0) FAIL_SEGMENT("");
+    if (length < 2) {
+        TRACE_MARKER(", length : %d", length);
+        return Segment::kShort;
+    }
+    int32_t left = length - 2;
     while (left >= 17) {
-        if (!need(stream, 17)) return Segment::kFailed;
-        RawHuffTable *table = huffman_slot(info, unread(stream)[0]);
+        if (!ensure_bytes(stream, 17)) FAIL_SEGMENT("");
+        RawHuffTable *table = huffman_slot(p, unread(stream)[0]);
         if (!table) return Segment::kFailed;
         const uint8_t *counts = unread(stream) + 1;
         int32_t sum = 0;
@@ -204,7 +168,7 @@ Segment read_huffman_tables(JpegInfo *info) {
             TRACE_MARKER(", count : %d", sum);
             return Segment::kFailed;
         }
-        if (!need(stream, sum)) return Segment::kFailed;
+        if (!ensure_bytes(stream, sum)) FAIL_SEGMENT("");
         std::memcpy(table->symbols, unread(stream), static_cast<size_t>(sum));
         consume(stream, sum);
         left -= sum;
@@ -213,34 +177,31 @@ Segment read_huffman_tables(JpegInfo *info) {
 }
 
 // DQT, T.81 B.2.4.1: zigzag order on the wire, natural order in the table.
-Segment read_quantisation_tables(JpegInfo *info) {
-    StreamBuffer *stream = info->streamBuffer;
-    int32_t left;
-    const Segment start = start_tables(stream, &left);
-    if (start != Segment::kDone) return start;
+Segment read_quantisation_tables(const MarkerParser &p) {
+    StreamBuffer *stream = p.stream;
+    const int32_t length = read_segment_length(stream);
+    if (length < 0) FAIL_SEGMENT("");
+    if (length < 2) {
+        TRACE_MARKER(", length : %d", length);
+        return Segment::kShort;
+    }
+    int32_t left = length - 2;
     while (left > 0) {
-        if (!need(stream, 1)) return Segment::kFailed;
+        if (!ensure_bytes(stream, 1)) FAIL_SEGMENT("");
         const int32_t head = unread(stream)[0];
         const int32_t index = head & 15;
         const bool wide = head >> 4;
-        if (index > 3) {
-            TRACE_MARKER(", tq : %d", index);
-            return Segment::kFailed;
-        }
+        if (index > 3) FAIL_SEGMENT(", tq : %d", index);
         const int32_t bytes = wide ? 128 : 64;
         consume(stream, 1);
         left -= 1 + bytes;
-        if (left < 0) {
-            TRACE_MARKER(", length : %d", left);
-            return Segment::kFailed;
-        }
-        if (!need(stream, bytes)) return Segment::kFailed;
-        QuantBlock **slot = &info->quantTables[index];
-        if (!*slot) *slot = os_allocate_array<QuantBlock>(1);
+        if (left < 0) FAIL_SEGMENT(", length : %d", left);
+        if (!ensure_bytes(stream, bytes)) FAIL_SEGMENT("");
+        QuantTable **slot = &p.header->quantTables[index];
+        if (!*slot) *slot = os_allocate_array<QuantTable>(1);
         if (!*slot) {
             set_error(kErrorOutOfMemory);
-            TRACE_MARKER("");
-            return Segment::kFailed;
+            FAIL_SEGMENT("");
         }
         const uint8_t *entries = unread(stream);
         for (int k = 0; k < kBlockCoefficients; ++k) {
@@ -249,161 +210,167 @@ Segment read_quantisation_tables(JpegInfo *info) {
         }
         consume(stream, bytes);
     }
-    info->markerState->sawDqt = 1;
+    p.header->sawDqt = 1;
     return Segment::kDone;
 }
 
-Segment read_restart_interval(JpegInfo *info) {
-    StreamBuffer *stream = info->streamBuffer;
+Segment read_restart_interval(const MarkerParser &p) {
+    StreamBuffer *stream = p.stream;
     const int32_t length = read_segment_length(stream);
-    if (length != 4) {
-        TRACE_MARKER(", length : %d", length);
-        return Segment::kFailed;
-    }
-    if (!need(stream, 2)) return Segment::kFailed;
-    info->restartInterval = static_cast<uint32_t>(big_endian_16(unread(stream)));
-    if (info->markerState->frameType == kProgressiveFrame && info->scanNumber < kMaxScans) {
-        info->scanRestartInterval[info->scanNumber] = info->restartInterval;
+    if (length != 4) FAIL_SEGMENT(", length : %d", length);
+    if (!ensure_bytes(stream, 2)) FAIL_SEGMENT("");
+    p.header->restartInterval = static_cast<uint32_t>(big_endian_16(unread(stream)));
+    if (p.header->frameType == kProgressiveFrame && p.header->scanNumber < kMaxScans) {
+        p.header->scanRestartInterval[p.header->scanNumber] = p.header->restartInterval;
     }
     consume(stream, 2);
     return Segment::kDone;
 }
 
-JpegComponent *component_by_id(JpegInfo *info, int32_t id) {
-    for (int i = 0; i < info->numComponents; ++i) {
-        if (info->components[i].id == static_cast<uint32_t>(id)) return &info->components[i];
+JpegComponent *component_by_id(const MarkerParser &p, int32_t id) {
+    for (int i = 0; i < p.frame->numComponents; ++i) {
+        if (p.frame->components[i].id == static_cast<uint32_t>(id)) return &p.frame->components[i];
     }
     return nullptr;
 }
 
-// The first component count seen tells whether the frame is interleaved.
-void remember_first_scan(JpegInfo *info, int32_t count) {
-    if (info->first_scan_components) return;
-    info->first_scan_components = static_cast<uint32_t>(count);
-    info->scan_components_memory = count == info->numComponents ? -1 : count;
-}
-
 // SOS, T.81 B.2.3.
-Segment read_scan(JpegInfo *info) {
-    StreamBuffer *stream = info->streamBuffer;
-    if (info->markerState->frameType == kNoFrame) {
-        TRACE_MARKER("");
-        return Segment::kFailed;
-    }
-    if (!need(stream, 3)) return Segment::kFailed;
+Segment read_scan(const MarkerParser &p) {
+    StreamBuffer *stream = p.stream;
+    if (p.header->frameType == kNoFrame) FAIL_SEGMENT("");
+    if (!ensure_bytes(stream, 3)) FAIL_SEGMENT("");
     const int32_t length = big_endian_16(unread(stream));
     const int32_t count = unread(stream)[2];
     consume(stream, 3);
-    remember_first_scan(info, count);
-    if (count < 1 || count > kMaxComponents || length != 2 * (count + 3)) {
-        TRACE_MARKER(", length : %d, compInScan : %d", length, count);
-        return Segment::kFailed;
-    }
-    if (!need(stream, 2 * count + 3)) return Segment::kFailed;
+    if (count < 1 || count > kMaxComponents || length != 2 * (count + 3)) FAIL_SEGMENT(", length : %d, compInScan : %d", length, count);
+    if (!ensure_bytes(stream, 2 * count + 3)) FAIL_SEGMENT("");
     const uint8_t *bytes = unread(stream);
     JpegComponent *scan[kMaxComponents] = {};
     for (int32_t i = 0; i < count; ++i) {
         const int32_t id = bytes[2 * i];
-        JpegComponent *component = component_by_id(info, id);
-        if (!component || std::find(scan, scan + i, component) != scan + i) {
-            TRACE_MARKER(", compId : %d, id : %d, no : %d", id, component ? static_cast<int>(component->id) : -1,
-                         static_cast<int>(info->numComponents));
-            return Segment::kFailed;
-        }
+        JpegComponent *component = component_by_id(p, id);
+        if (!component || std::find(scan, scan + i, component) != scan + i) FAIL_SEGMENT(", compId : %d, id : %d, no : %d", id, component ? static_cast<int>(component->id) : -1,
+                         static_cast<int>(p.frame->numComponents));
         scan[i] = component;
     }
+    ScanHeader header = {};
     for (int32_t i = 0; i < count; ++i) {
-        scan[i]->dcTable = bytes[2 * i + 1] >> 4;
-        scan[i]->acTable = bytes[2 * i + 1] & 15;
+        header.component[i] = static_cast<uint8_t>(scan[i]->index);
+        header.dc_table[i] = bytes[2 * i + 1] >> 4;
+        header.ac_table[i] = bytes[2 * i + 1] & 15;
     }
-    std::copy(scan, scan + kMaxComponents, info->curComponents);
-    info->compsInScan = static_cast<uint16_t>(count);
+    header.compsInScan = static_cast<uint16_t>(count);
+    header.restartInterval = p.header->restartInterval;
     const uint8_t *spectral = bytes + 2 * count;
-    info->sos = {spectral[0], spectral[1], spectral[2] >> 4, spectral[2] & 15};
+    header.Ss = spectral[0];
+    header.Se = spectral[1];
+    header.Ah = spectral[2] >> 4;
+    header.Al = spectral[2] & 15;
+    if (p.header->frameType != kProgressiveFrame) {
+        header.Ss = header.Ah = header.Al = 0;
+        header.Se = kBlockCoefficients - 1;
+    }
     consume(stream, 2 * count + 3);
-    info->markerState->sawSos = 1;
-    if (info->markerState->frameType != kProgressiveFrame) info->sos = {0, kBlockCoefficients - 1, 0, 0};
+    p.header->scan = header;
+    p.header->sawSos = 1;
     return Segment::kDone;
 }
 
 // APP14 of Adobe: the colour transform. The segment is read whole, so it has to fit the block.
-Segment read_adobe(JpegInfo *info) {
-    StreamBuffer *stream = info->streamBuffer;
+Segment read_adobe(const MarkerParser &p) {
+    StreamBuffer *stream = p.stream;
     const int32_t length = read_segment_length(stream);
-    if (length < 2 || !ensure_bytes(stream, length - 2)) {
-        TRACE_MARKER(", length : %d", length);
-        return Segment::kFailed;
-    }
+    if (length < 2 || !ensure_bytes(stream, length - 2)) FAIL_SEGMENT(", length : %d", length);
     const uint8_t *bytes = unread(stream);
     if (length - 2 > 11 && std::memcmp(bytes, "Adobe", 5) == 0) {
-        info->markerState->sawAdobe = 1;
-        info->markerState->adobeTransform = bytes[11];
+        p.header->sawAdobe = 1;
+        p.header->adobeTransform = bytes[11];
     }
     consume(stream, length - 2);
     return Segment::kDone;
 }
 
-Segment skip_segment(JpegInfo *info) {
-    const int32_t length = read_segment_length(info->streamBuffer);
-    if (length < 2 || !skip_bytes(info->streamBuffer, length - 2)) {
-        TRACE_MARKER(", length : %d", length);
-        return Segment::kFailed;
-    }
+Segment skip_segment(const MarkerParser &p) {
+    const int32_t length = read_segment_length(p.stream);
+    if (length < 2 || !skip_bytes(p.stream, length - 2)) FAIL_SEGMENT(", length : %d", length);
     return Segment::kDone;
 }
 
-Segment read_segment(JpegInfo *info, int32_t marker) {
+Segment read_segment(const MarkerParser &p, int32_t marker) {
     switch (marker) {
         case kSof0:
         case kSof1:
-            return read_frame(info, false);
+            return read_frame(p, false);
         case kSof2:
-            return read_frame(info, true);
+            return read_frame(p, true);
         case kDht:
-            return read_huffman_tables(info);
+            return read_huffman_tables(p);
         case kDqt:
-            return read_quantisation_tables(info);
+            return read_quantisation_tables(p);
         case kDri:
-            return read_restart_interval(info);
+            return read_restart_interval(p);
         case kSos:
-            return read_scan(info);
+            return read_scan(p);
         case kApp0:
-            info->markerState->sawJfif = 1;
-            return skip_segment(info);
+            p.header->sawJfif = 1;
+            return skip_segment(p);
         case kApp14:
-            return read_adobe(info);
+            return read_adobe(p);
         case kCom:
         case kDnl:
-            return skip_segment(info);
+            return skip_segment(p);
         default:
             // Arithmetic, lossless and hierarchical frames, restarts, SOI and EOI are passed over.
-            return is_app(marker) ? skip_segment(info) : Segment::kDone;
+            return is_app(marker) ? skip_segment(p) : Segment::kDone;
     }
 }
 
-// T.81 leaves the colours to JFIF and Adobe. 200, or 201 for a component count that has none.
-int32_t guess_color_space(JpegInfo *info) {
-    const MarkerState *state = info->markerState;
-    switch (info->numComponents) {
+// T.81 leaves the colours to JFIF and Adobe. False for a component count that has none.
+bool guess_color_space(FrameLayout *frame, const HeaderState *header) {
+    const JpegComponent *c = frame->components;
+    switch (frame->numComponents) {
         case 1:
-            info->colorSpace = kColorGray;
-            return kStepOk;
+            frame->colorSpace = kColorGray;
+            return true;
         case 3:
-            if (state->sawJfif) {
-                info->colorSpace = kColorYcc;
-            } else if (state->sawAdobe) {
-                info->colorSpace = state->adobeTransform ? kColorYcc : kColorRgb;
+            if (header->sawJfif) {
+                frame->colorSpace = kColorYcc;
+            } else if (header->sawAdobe) {
+                frame->colorSpace = header->adobeTransform ? kColorYcc : kColorRgb;
             } else {
-                info->colorSpace = std::memcmp(state->componentId, "RGB", 3) == 0 ? kColorRgb : kColorYcc;
+                const bool rgb = c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B';
+                frame->colorSpace = rgb ? kColorRgb : kColorYcc;
             }
-            return kStepOk;
+            return true;
         case 4:
             // Without Adobe it stays unknown, which starting the decompression refuses.
-            if (state->sawAdobe) info->colorSpace = state->adobeTransform ? kColorYcck : kColorCmyk;
-            return kStepOk;
+            if (header->sawAdobe) frame->colorSpace = header->adobeTransform ? kColorYcck : kColorCmyk;
+            return true;
         default:
-            return kStepFailed;
+            return false;
     }
+}
+
+// What follows from sizes and sampling factors.
+void complete_layout(FrameLayout *frame) {
+    frame->maxH = frame->maxV = 1;
+    for (int i = 0; i < frame->numComponents; ++i) {
+        const JpegComponent *component = &frame->components[i];
+        if (component->hSampling > frame->maxH) frame->maxH = static_cast<uint8_t>(component->hSampling);
+        if (component->vSampling > frame->maxV) frame->maxV = static_cast<uint8_t>(component->vSampling);
+    }
+    frame->mcuWidth = static_cast<uint16_t>(frame->maxH * kBlockSide);
+    frame->mcuHeight = static_cast<uint16_t>(frame->maxV * kBlockSide);
+    for (int i = 0; i < frame->numComponents; ++i) {
+        JpegComponent *component = &frame->components[i];
+        const int64_t across = int64_t{frame->imageWidth} * component->hSampling;
+        const int64_t down = int64_t{frame->imageHeight} * component->vSampling;
+        component->widthInBlocks = static_cast<uint32_t>(ceil_div(across, frame->mcuWidth));
+        component->heightInBlocks = static_cast<uint32_t>(ceil_div(down, frame->mcuHeight));
+        component->downsampledWidth = static_cast<uint32_t>(ceil_div(across, frame->maxH));
+        component->downsampledHeight = static_cast<uint32_t>(ceil_div(down, frame->maxV));
+    }
+    frame->imcu_rows = static_cast<uint32_t>(ceil_div(frame->imageHeight, frame->mcuHeight));
 }
 
 }  // namespace
@@ -442,14 +409,38 @@ int32_t read_segment_length(StreamBuffer *stream) {
     return length;
 }
 
-void release_header_tables(JpegInfo *info) {
-    for (int i = 0; i < 4; ++i) {
-        os_release(info->quantTables[i]);
-        os_release(info->huffDc[i]);
-        os_release(info->huffAc[i]);
-        info->quantTables[i] = nullptr;
-        info->huffDc[i] = info->huffAc[i] = nullptr;
+int32_t parse_to_scan(const MarkerParser &p, int32_t *status) {
+    *status = kStepOk;
+    int32_t last = 0;
+    for (;;) {
+        const int32_t marker = next_marker(p.stream);
+        if (marker < 0) {
+            TRACE_MARKER("");
+            *status = kStepFailed;
+            return last;
+        }
+        last = marker;
+        switch (read_segment(p, marker)) {
+            case Segment::kFailed:
+                *status = kStepFailed;
+                return marker;
+            case Segment::kShort:
+                // Required: the marker result is 201 and the status stays 200.
+                return kStepFailed;
+            case Segment::kDone:
+                break;
+        }
+        if (marker == kSos) return marker;
     }
+}
+
+void release_header(HeaderState *header) {
+    for (int i = 0; i < 4; ++i) {
+        os_release(header->quantTables[i]);
+        os_release(header->huffDc[i]);
+        os_release(header->huffAc[i]);
+    }
+    *header = {};
 }
 
 }  // namespace vorel
@@ -459,83 +450,37 @@ using namespace vorel;
 extern "C" {
 
 int32_t BRIMJ_ParseNextMarker(JpegInfo *info, int32_t *outStatus) {
-    *outStatus = kStepOk;
-    int32_t last = 0;
-    for (;;) {
-        const int32_t marker = next_marker(info->streamBuffer);
-        if (marker < 0) {
-            TRACE_MARKER("");
-            *outStatus = kStepFailed;
-            return last;
-        }
-        last = marker;
-        switch (read_segment(info, marker)) {
-            case Segment::kFailed:
-                *outStatus = kStepFailed;
-                return marker;
-            case Segment::kOddlyRefused:
-                // Required: the marker result is 201 and the status stays 200.
-                return kStepFailed;
-            case Segment::kDone:
-                break;
-        }
-        if (marker != kSos) continue;
-        if (info->scans_to_pass == 0) return marker;
-        --info->scans_to_pass;
-        // What fails from here on fails the scan that is wanted.
-        info->markerState->sawSos = 0;
-    }
+    return parse_to_scan(parser_of(info), outStatus);
 }
 
 int32_t BRIMJ_ParseHeader(JpegInfo *info, void *) {
-#define TRACE_HEADER() VOREL_LOG(kTagJpegStat, "[%s:%d]\n", __func__, __LINE__)
-    info->markerState = static_cast<MarkerState *>(BRIM_FakeMalloc(info, sizeof(MarkerState)));
-    if (!info->markerState) {
-        set_error(kErrorOutOfMemory);
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    std::memset(info->markerState, 0, sizeof(MarkerState));
-    info->markerState->adobeTransform = 1;
-    if (!info->streamBuffer) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    if (info->io->kind != kIoOwnedMemory) {
-        if (!find_soi(info->streamBuffer)) {
-            TRACE_HEADER();
-            return kStepFailed;
-        }
+#define FAIL_HEADER()                                                \
+    do {                                                             \
+        VOREL_LOG(kTagJpegStat, "[%s:%d]\n", __func__, __LINE__);    \
+        return kStepFailed;                                          \
+    } while (0)
+    release_header(&info->header);
+    info->own_frame = {};
+    info->frame = &info->own_frame;
+    info->header.adobeTransform = 1;
+    const MarkerParser parser = parser_of(info);
+    if (!parser.stream) FAIL_HEADER();
+    if (parser.io->kind != kIoOwnedMemory) {
+        if (!find_soi(parser.stream)) FAIL_HEADER();
         info->decInfo->imageType = VOREL_IMAGE_JPEG;
     }
     int32_t status;
-    const int32_t marker = BRIMJ_ParseNextMarker(info, &status);
-    if ((status == kStepFailed && marker != kSos) || (status == kStepOk && marker == kEoi)) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    if (guess_color_space(info) != kStepOk) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    if (!info->markerState->sawDht) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    if (info->markerState->frameType == kNoFrame) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    if (!info->markerState->sawSos) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
-    if (!info->markerState->sawDqt) {
-        TRACE_HEADER();
-        return kStepFailed;
-    }
+    const int32_t marker = parse_to_scan(parser, &status);
+    if ((status == kStepFailed && marker != kSos) || (status == kStepOk && marker == kEoi)) FAIL_HEADER();
+    const HeaderState &header = info->header;
+    if (!guess_color_space(&info->own_frame, &header)) FAIL_HEADER();
+    if (!header.sawDht) FAIL_HEADER();
+    if (header.frameType == kNoFrame) FAIL_HEADER();
+    if (!header.sawSos) FAIL_HEADER();
+    if (!header.sawDqt) FAIL_HEADER();
+    complete_layout(&info->own_frame);
     return kStepOk;
-#undef TRACE_HEADER
+#undef FAIL_HEADER
 }
 
 }  // extern "C"

@@ -42,7 +42,8 @@ FrameWalk read_quick_frame(StreamBuffer *stream, ImageInfo *out, bool progressiv
     const uint32_t height = static_cast<uint32_t>(big_endian_16(bytes + 3));
     const uint32_t width = static_cast<uint32_t>(big_endian_16(bytes + 5));
     const int32_t count = bytes[7];
-    if (precision != 8) return FrameWalk::kStopWithMarker;
+    // A progressive frame of another precision has a size all the same; only the decode refuses it.
+    if (precision != 8 && !progressive) return FrameWalk::kStopWithMarker;
     if (!valid_side(height) || !valid_side(width)) return FrameWalk::kFailed;
     out->width = width;
     out->height = height;
@@ -69,25 +70,6 @@ bool skip_by_length(StreamBuffer *stream) {
     const int32_t length = read_segment_length(stream);
     return length >= 2 && skip_bytes(stream, length - 2);
 }
-
-// A stream buffer over an input from its present start, for the length of one walk.
-class WalkBuffer {
-  public:
-    WalkBuffer(IoInfo *io, int32_t start) : block_(BRIMJ_AllocateStreamBuffer(io)) {
-        stream_ = {io, 0, io->size, 0, 0, block_};
-        ready_ = block_ && VORELBRIM_Seek_IO(io, start, SEEK_SET) >= 0;
-    }
-    ~WalkBuffer() { BRIMJ_ReleaseStreamBuffer(stream_.io, block_); }
-    WalkBuffer(const WalkBuffer &) = delete;
-    WalkBuffer &operator=(const WalkBuffer &) = delete;
-    bool has_block() const { return block_ != nullptr; }
-    StreamBuffer *get() { return ready_ ? &stream_ : nullptr; }
-
-  private:
-    uint8_t *block_;
-    StreamBuffer stream_;
-    bool ready_;
-};
 
 }  // namespace
 }  // namespace vorel
@@ -119,10 +101,13 @@ int32_t BRIMJ_SimpleParser(StreamBuffer *stream, int32_t precisionSelector, Imag
 
 int32_t BRIMJ_GetHInfo(IoInfo *io, ImageInfo *imageInfo) {
     if (!io || !imageInfo) return 0;
-    WalkBuffer walk(io, static_cast<int32_t>(imageInfo->scanOffset));
-    if (!walk.has_block()) set_error(kErrorOutOfMemory);
-    StreamBuffer *stream = walk.get();
-    return stream && BRIMJ_SimpleParser(stream, 8, imageInfo) != kStepFailed;
+    StreamCursor cursor(io);
+    if (!cursor.ready()) {
+        set_error(kErrorOutOfMemory);
+        return 0;
+    }
+    if (cursor.start_at(static_cast<int32_t>(imageInfo->scanOffset)) < 0) return 0;
+    return BRIMJ_SimpleParser(cursor.stream(), 8, imageInfo) != kStepFailed;
 }
 
 int32_t BRIMJ_EOIParser(StreamBuffer *stream, int32_t selector, ImageInfo *outValues) {
@@ -142,9 +127,9 @@ int32_t BRIMJ_EOIParser(StreamBuffer *stream, int32_t selector, ImageInfo *outVa
 
 int32_t BRIMJ_GetEOIOffset(IoInfo *io, ImageInfo *imageInfo) {
     if (!io) return 0;
-    WalkBuffer walk(io, 0);
-    StreamBuffer *stream = walk.get();
-    return stream ? BRIMJ_EOIParser(stream, 8, imageInfo) : 0;
+    StreamCursor cursor(io);
+    if (!cursor.ready() || cursor.start_at(0) < 0) return 0;
+    return BRIMJ_EOIParser(cursor.stream(), 8, imageInfo);
 }
 
 const char *BRIMJ_GetVersion(void) { return "3.72.24.26799"; }

@@ -16,37 +16,38 @@ struct RowSet {
     }
 };
 
-// JpegInfo.line: three rows for the writers' own use, then the four rows of a resampled picture row.
-constexpr int kMeanLine = 3;
-constexpr int kScratchLines = 7;
+// OutputState.scratch: three rows for the writers' own use, then the four rows of a resampled picture row.
+constexpr int kResampledRow = 3;
 
-// Writes `count` rows of `width` pixels at the row counter, in the colour space of the picture, and moves the counter
-// on. A format that the colour space does not serve only moves the counter.
-void write_rows(JpegInfo *info, const RowSet *rows, int32_t count, int32_t width);
+// Writes `count` rows of `width` pixels at the row counter, of samples in the colour space `color`, and moves the
+// counter on. A format that the colour space does not serve only moves the counter.
+void write_rows(JpegInfo *info, ColorSpace color, const RowSet *rows, int32_t count, int32_t width);
 
 // Writes the means of four samples that packed sums hold (see KernelTable::unpack_means); a fourth component, if there
-// is one, stands in its line already.
-void write_sums(JpegInfo *info, const uint32_t *sums, int32_t width);
+// is one, stands in its row already.
+void write_sums(JpegInfo *info, ColorSpace color, const uint32_t *sums, int32_t width);
 
 // Allocate what write_rows and the resampler need; false when out of memory.
-bool prepare_writers(JpegInfo *info, int32_t width);
+bool prepare_writers(JpegInfo *info);
 bool prepare_resampler(JpegInfo *info);
 void release_output(JpegInfo *info);
 
-// The rows of the scaled picture that the window needs: [first, end).
-void find_source_rows(const JpegInfo *info, int32_t *first, int32_t *end);
+// What of the scaled picture the window needs.
+void find_source_ranges(OutputPlan *plan);
 
-// Takes the next `count` rows of the DCT-scaled picture: crops or resamples them, and writes what comes out.
-void emit_rows(JpegInfo *info, const RowSet *rows, int32_t count);
+// Takes rows of the DCT-scaled picture: crops or resamples them, and writes what comes out, until the output row
+// counter reaches end_row. Gives how many rows are used up; one that has more output rows to give is not.
+int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const RowSet *rows, int32_t count,
+                  uint32_t end_row);
 constexpr int kMaxEmitRows = 32;
 
-// Chooses the row-output function and with it the resampling. Null for a colour space without one.
-RowOutputFn choose_row_output(JpegInfo *info);
+// Passes over rows of the DCT-scaled picture, with the output rows that begin in them.
+void pass_rows(JpegInfo *info, int32_t count);
 
-// True for the formats that are stored pixel by pixel and can be rotated.
-constexpr bool is_pixel_format(int32_t format) {
-    return format == COLOR_RGB565 || format == COLOR_ARGB8888 || format == COLOR_RGBA8888 || format == COLOR_BGRA8888 ||
-           format == COLOR_RGB565_ALT;
-}
+// Rows of samples, a pointer array a component, to output as the plan says.
+int32_t emit_planned_rows(JpegInfo *info, uint8_t *const *const *rows, int32_t count, uint32_t end_row);
+
+// Chooses how rows are resampled. False for components that have no colours.
+bool plan_row_output(JpegInfo *info);
 
 }  // namespace vorel
