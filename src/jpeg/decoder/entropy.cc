@@ -5,6 +5,7 @@
 
 #include "jpeg/decoder/bit_reader.h"
 #include "jpeg/decoder/entropy_window.h"
+#include "util/simd_targets.h"
 
 namespace vorel {
 
@@ -234,8 +235,7 @@ void make_plan(const JpegInfo *info, RunPlan *plan) {
 
 const RunTable &run_table() {
 #if defined(__x86_64__)
-    static const bool bmi2 = __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
-    return bmi2 ? kBmi2Runs : kPlainRuns;
+    return bmi2_runs() ? kBmi2Runs : kPlainRuns;
 #else
     return kPlainRuns;
 #endif
