@@ -6,12 +6,12 @@
 namespace vorel {
 namespace {
 
-uint32_t masked_targets;  // a bit per target, set by tests only
+SimdTarget widest_target = SimdTarget::kCount;  // less than that in tests and benchmarks only
 
-constexpr uint32_t bit_of(SimdTarget target) { return uint32_t{1} << static_cast<int>(target); }
+}  // namespace
 
 // What the compiler may use anyway needs no probe.
-bool cpu_runs(SimdTarget target) {
+bool cpu_runs_target(SimdTarget target) {
     switch (target) {
         case SimdTarget::kScalar:
             return true;
@@ -35,21 +35,22 @@ bool cpu_runs(SimdTarget target) {
     }
 }
 
-}  // namespace
-
 const char *simd_target_name(SimdTarget target) {
     static const char *const kNames[kSimdTargets] = {"scalar", "NEON", "SSE4", "AVX2", "AVX512"};
     return kNames[static_cast<int>(target)];
 }
 
-bool simd_target_runs(SimdTarget target) {
-    return !(load_relaxed(&masked_targets) & bit_of(target)) && cpu_runs(target);
-}
+bool simd_target_runs(SimdTarget target) { return target <= load_relaxed(&widest_target) && cpu_runs_target(target); }
 
-void mask_simd_target(SimdTarget target, bool masked) {
-    if (target == SimdTarget::kScalar) return;
-    const uint32_t others = load_relaxed(&masked_targets) & ~bit_of(target);
-    store_relaxed(&masked_targets, masked ? others | bit_of(target) : others);
+void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, widest); }
+
+bool bmi2_runs() {
+#if defined(__x86_64__)
+    return load_relaxed(&widest_target) >= SimdTarget::kAvx2 && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2");
+#else
+    return false;
+#endif
 }
 
 }  // namespace vorel

@@ -4,6 +4,7 @@
 #include "jpeg/decoder/entropy/bit_reader.h"
 #include "jpeg/decoder/entropy/entropy_window.h"
 #include "jpeg/decoder/jpeg_info.h"
+#include "util/simd_targets.h"
 
 namespace vorel {
 
@@ -101,8 +102,7 @@ Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, u
 
 const RunTable &run_table() {
 #if defined(__x86_64__)
-    static const bool bmi2 = __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
-    return bmi2 ? kBmi2Runs : kPlainRuns;
+    return bmi2_runs() ? kBmi2Runs : kPlainRuns;
 #else
     return kPlainRuns;
 #endif
