@@ -268,7 +268,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_turns(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_turns(table)); }
+void add_vector_turns(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_turns(table));
+}
 
 }  // namespace vorel
 #endif
