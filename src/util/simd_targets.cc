@@ -10,7 +10,7 @@
 namespace vorel {
 namespace {
 
-SimdTarget widest_target = SimdTarget::kCount;  // less than that in tests and benchmarks only
+int widest_target = kSimdTargets;  // less than that in tests and benchmarks only
 
 #if VOREL_SIMD && (defined(__aarch64__) || defined(__arm__))
 // For 32-bit ARM GCC compiles NEON beside a base that may lack it, and with VFPv4; clang only where the base has it.
@@ -56,13 +56,15 @@ const char *simd_target_name(SimdTarget target) {
     return kNames[static_cast<int>(target)];
 }
 
-bool simd_target_runs(SimdTarget target) { return target <= load_relaxed(&widest_target) && cpu_runs_target(target); }
+bool simd_target_runs(SimdTarget target) {
+    return static_cast<int>(target) <= load_relaxed(&widest_target) && cpu_runs_target(target);
+}
 
-void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, widest); }
+void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, static_cast<int>(widest)); }
 
 bool bmi2_runs() {
 #if defined(__x86_64__)
-    return load_relaxed(&widest_target) >= SimdTarget::kAvx2 && __builtin_cpu_supports("bmi") &&
+    return load_relaxed(&widest_target) >= static_cast<int>(SimdTarget::kAvx2) && __builtin_cpu_supports("bmi") &&
            __builtin_cpu_supports("bmi2");
 #else
     return false;
