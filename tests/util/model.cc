@@ -174,8 +174,8 @@ void on_every_target(const std::function<void(const char *target)> &check) {
     for (int i = kSimdTargets - 1; i >= 0; --i) {
         const auto target = static_cast<SimdTarget>(i);
         if (!simd_target_runs(target)) continue;
+        limit_simd_targets(target);
         check(simd_target_name(target));
-        if (i > 0) limit_simd_targets(static_cast<SimdTarget>(i - 1));
     }
     limit_simd_targets(SimdTarget::kCount);
 }
