@@ -15,7 +15,7 @@ std::string sized(const std::string &what, int width, int height) {
     return what + "/" + std::to_string(width) + "x" + std::to_string(height);
 }
 
-// A 4:2:0 frame; pair planes begin where U does. All widths and heights here are even.
+// A 4:2:0 frame of even width and height; pair planes begin where U does.
 struct Planes {
     uint8_t *y, *u, *v;
     int width, half;
@@ -119,22 +119,27 @@ class Rows {
         for (const Reduction &to : {Reduction{"2-3", w_ * 2 / 3 & ~3, h_ * 2 / 3 & ~3},
                                     {"1-2", w_ / 2, h_ / 2},
                                     {"2-5", w_ * 2 / 5 & ~3, h_ * 2 / 5 & ~3},
-                                    {"1-4", w_ / 4 & ~3, h_ / 4 & ~3}}) {
+                                    {"1-4", w_ / 4, h_ / 4},
+                                    {"1-8", w_ / 8, h_ / 8}}) {
             const int dw = to.to_width, dh = to.to_height;
+            const int cw = (dw + 1) / 2, ch = (dh + 1) / 2;
             const Planes in(f_.source(), w_, h_), out(f_.peer_out(), dw, dh);
+            uint8_t *const out_v = out.u + cw * ch;
             const size_t small = static_cast<size_t>(dw) * static_cast<size_t>(dh);
             constexpr auto kFilter = libyuv::kFilterBilinear;  // four samples, as ours
             add(
                 std::string("resize/i420-") + to.name, (f_.pixels() + small) * 3 / 2,
                 [=, *this] { vorel_resize_yuv420_sg(f_.source(), f_.out(), w_, h_, dw, dh); },
                 [=, *this] {
-                    libyuv::I420Scale(in.y, w_, in.u, in.half, in.v, in.half, w_, h_, out.y, dw, out.u, out.half, out.v,
-                                      out.half, dw, dh, kFilter);
+                    libyuv::I420Scale(in.y, w_, in.u, in.half, in.v, in.half, w_, h_, out.y, dw, out.u, cw, out_v, cw,
+                                      dw, dh, kFilter);
                 });
             add(
                 std::string("resize/nv21-") + to.name, (f_.pixels() + small) * 3 / 2,
                 [=, *this] { vorel_resize_nv21_sg(f_.source(), f_.out(), w_, h_, dw, dh); },
-                [=, *this] { libyuv::NV12Scale(in.y, w_, in.u, w_, w_, h_, out.y, dw, out.u, dw, dw, dh, kFilter); });
+                [=, *this] {
+                    libyuv::NV12Scale(in.y, w_, in.u, w_, w_, h_, out.y, dw, out.u, 2 * cw, dw, dh, kFilter);
+                });
             add(
                 std::string("resize/rgba-") + to.name, (f_.pixels() + small) * 4,
                 [=, *this] { vorel_resize_rgba8888_sg(f_.source(), f_.out(), w_, h_, dw, dh); },
@@ -179,11 +184,14 @@ class Rows {
         pool_converter("pool/i420-bgra", n * 11 / 2, _yuv420_to_bgra8888_tps, _yuv420_to_bgra8888_sg);
         pool_converter("pool/rgba-nv12", n * 11 / 2, _rgba8888_to_nv12_tps, _rgba8888_to_nv12_sg);
         pool_converter("pool/i420-nv12", n * 3, _yuv420_to_nv12_tps, _yuv420_to_nv12_sg);
+        pool_converter("pool/swap-pairs", n, _yuv_nv_reverse_tps, _yuv_nv_reverse_sg);
+        pool_rotation("pool/rotate-i420-90", COLOR_YUV420, n * 3 / 2, 90, _vorel_rotate_90);
         pool_rotation("pool/rotate-rgba-90", COLOR_RGBA8888, n * 4, 90, _vorel_rotate_90);
         pool_rotation("pool/rotate-rgba-180", COLOR_RGBA8888, n * 4, 180, _vorel_rotate_180);
         pool_rotation("pool/rotate-nv21-270", COLOR_NV21, n * 3 / 2, 270, _vorel_rotate_270);
         pool_resizer("pool/resize-i420-1-2", n * 15 / 8, w_ / 2, h_ / 2, vorel_resize_yuv420_tps,
                      vorel_resize_yuv420_sg);
+        pool_resizer("pool/resize-nv21-1-4", n * 51 / 32, w_ / 4, h_ / 4, vorel_resize_nv21_tps, vorel_resize_nv21_sg);
         pool_resizer("pool/resize-rgba-2-5", n * 4, w_ * 2 / 5, h_ * 2 / 5, vorel_resize_rgba8888_tps,
                      vorel_resize_rgba8888_sg);
     }

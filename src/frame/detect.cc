@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 #include <vorel/jpeg_decoder.h>
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "frame/decoders.h"
-#include "frame/floor.h"
+#include "core/core.h"
 
 #include "jpeg/decoder/decoder.h"
 

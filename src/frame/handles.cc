@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "frame/floor.h"
-#include "frame/session.h"
+#include "core/core.h"
+#include "core/session.h"
 
 namespace vorel {
 namespace {

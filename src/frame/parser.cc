@@ -1,7 +1,7 @@
 // The parsing entries of a session: one frame around the cores that look at the bytes.
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 #include <vorel/jpeg_decoder.h>
 
@@ -11,33 +11,15 @@ namespace {
 // 15000 x 15000 passes.
 constexpr uint64_t kMaxPixels = 225000000;
 
-// A cursor at the start of a session's input, with its block.
-class ParseCursor {
-  public:
-    explicit ParseCursor(IoInfo *io) : block_(BRIMJ_AllocateStreamBuffer(io)), io_(io) {}
-    ~ParseCursor() { BRIMJ_ReleaseStreamBuffer(io_, block_); }
-    ParseCursor(const ParseCursor &) = delete;
-    ParseCursor &operator=(const ParseCursor &) = delete;
-
-    // False when there is no block, which sets the error word, or when the input does not go back to its start.
-    bool open() {
-        if (!block_) {
-            set_error(kErrorOutOfMemory);
-            return false;
-        }
-        stream_.io = io_;
-        stream_.totalSize = io_->size;
-        stream_.buffer = block_;
-        return VORELBRIM_Seek_IO(io_, 0, SEEK_SET) == 0;
+// At the start of the input. False when there is no block, which sets the error word, or when the input does not go
+// back to its start.
+bool start(StreamCursor *cursor) {
+    if (!cursor->ready()) {
+        set_error(kErrorOutOfMemory);
+        return false;
     }
-
-    StreamBuffer *stream() { return &stream_; }
-
-  private:
-    uint8_t *block_;  // the release wants this one; a cursor through memory moves stream_.buffer
-    IoInfo *io_;
-    StreamBuffer stream_ = {};
-};
+    return cursor->start_at(0) == 0;
+}
 
 // The start of every entry: the error word and the null session.
 bool enter(const DecInfo *session) {
@@ -67,8 +49,8 @@ template <typename Core>
 int32_t parse_sized(DecInfo *session, ImageInfo *info, const Core &core) {
     std::memset(info, 0, sizeof *info);
     {
-        ParseCursor cursor(session->ioInfo);
-        if (!cursor.open()) return VOREL_IMAGE_NONE;
+        StreamCursor cursor(session->ioInfo);
+        if (!start(&cursor)) return VOREL_IMAGE_NONE;
         session->imageWidth = session->imageHeight = 0;
         session->imageType = core(cursor.stream());
     }
@@ -115,8 +97,8 @@ int32_t VORELBRIM_SimpleParserGIF(DecInfo *session, ImageInfo *imageInfo, uint32
 
 int32_t VORELBRIM_GetImageType(DecInfo *session) {
     if (!enter(session)) return VOREL_IMAGE_NONE;
-    ParseCursor cursor(session->ioInfo);
-    return cursor.open() ? BRIM_GetImageType(session, cursor.stream()) : VOREL_IMAGE_NONE;
+    StreamCursor cursor(session->ioInfo);
+    return start(&cursor) ? BRIM_GetImageType(session, cursor.stream()) : VOREL_IMAGE_NONE;
 }
 
 int32_t VORELBRIM_JpgParser(DecInfo *session, ImageInfo *imageInfo) {
@@ -136,8 +118,8 @@ int32_t VORELBRIM_GetJpegOffset(DecInfo *session, int32_t *outOffset, int32_t *o
     if (outOffset) *outOffset = 0;
     if (outLength) *outLength = 0;
     if (!enter(session)) return 0;
-    ParseCursor cursor(session->ioInfo);
-    if (cursor.open() && BRIMJ_CheckBuffer(cursor.stream(), kContainerBytes) == 0) set_error(kErrorHeader);
+    StreamCursor cursor(session->ioInfo);
+    if (start(&cursor) && BRIMJ_CheckBuffer(cursor.stream(), kContainerBytes) == 0) set_error(kErrorHeader);
     return 0;
 }
 

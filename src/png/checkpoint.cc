@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 namespace vorel {
 namespace {

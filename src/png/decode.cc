@@ -5,7 +5,7 @@
 // they are kept; interlaced ones go through libpng's transformations, pass by pass. The pixels are the same.
 #include <algorithm>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "png/pixel_form.h"
 #include "png/setup.h"
 #include "png/steppers.h"

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "png/kernels/kernels.h"
 #include "png/pixel_form.h"
 

@@ -4,7 +4,7 @@
 #include <climits>
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "png/idat_reader.h"
 #include "png/pixel_form.h"
 #include "png/setup.h"

@@ -1,7 +1,7 @@
 // Opening a PNG: read object, source, header chunks, transformations.
 #include "png/setup.h"
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "png/index.h"
 
 namespace vorel {

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "png/index.h"
 
 namespace vorel {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "raster/bmp_input.h"
 #include "raster/bmp_pixels.h"
 #include "raster/bmp_rle.h"

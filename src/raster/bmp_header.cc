@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "raster/bmp_input.h"
 #include "raster/bmp_pixels.h"
 #include "raster/fit.h"

@@ -2,7 +2,7 @@
 // other inputs through a block that is filled forwards, so that a stream need not be rewound.
 #pragma once
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 struct BmpInput {
     IoInfo *io;

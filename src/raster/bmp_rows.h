@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 namespace vorel {
 

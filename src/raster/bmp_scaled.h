@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "frame/floor.h"
+#include "core/core.h"
 
 namespace vorel {
 

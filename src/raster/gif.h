@@ -3,7 +3,7 @@
 
 #include <vorel/raster.h>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "raster/gif_codes.h"
 
 namespace vorel {

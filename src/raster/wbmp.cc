@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "raster/raster.h"
 
 namespace vorel {

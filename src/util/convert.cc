@@ -1,7 +1,7 @@
 // Colour converters over whole frames: bands of rows by one driver, and a door for each name.
 #include <cstring>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "util/frames.h"
 #include "util/kernels/kernels.h"
 #include "util/task_group.h"

@@ -3,7 +3,7 @@
 
 #include <vorel/util.h>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "util/frames.h"
 #include "util/kernels/kernels.h"
 

@@ -1,5 +1,5 @@
 // Resizes into memory of their own, followed by a conversion to RGBA or BGRA.
-#include "frame/floor.h"
+#include "core/core.h"
 #include "util/resize.h"
 
 namespace vorel {

@@ -1,23 +1,39 @@
 // The CPU probe behind simd_targets.h.
 #include "util/simd_targets.h"
 
+#if VOREL_SIMD && defined(__arm__) && HWY_HAVE_RUNTIME_DISPATCH
+#include <sys/auxv.h>
+#endif
+
 #include "util/atomics.h"
 
 namespace vorel {
 namespace {
 
-uint32_t masked_targets;  // a bit per target, set by tests only
+int widest_target = kSimdTargets;  // less than that in tests and benchmarks only
 
-constexpr uint32_t bit_of(SimdTarget target) { return uint32_t{1} << static_cast<int>(target); }
+#if VOREL_SIMD && (defined(__aarch64__) || defined(__arm__))
+// For 32-bit ARM GCC compiles NEON beside a base that may lack it, and with VFPv4; clang only where the base has it.
+bool has_neon() {
+#if defined(__arm__) && HWY_HAVE_RUNTIME_DISPATCH
+    constexpr unsigned long kNeon = 1 << 12, kVfpv4 = 1 << 16;  // asm/hwcap.h of Linux
+    return (~getauxval(AT_HWCAP) & (kNeon | kVfpv4)) == 0;
+#else
+    return true;
+#endif
+}
+#endif
+
+}  // namespace
 
 // What the compiler may use anyway needs no probe.
-bool cpu_runs(SimdTarget target) {
+bool cpu_runs_target(SimdTarget target) {
     switch (target) {
         case SimdTarget::kScalar:
             return true;
-#if VOREL_SIMD && defined(__aarch64__)
+#if VOREL_SIMD && (defined(__aarch64__) || defined(__arm__))
         case SimdTarget::kNeon:
-            return (HWY_TARGETS & HWY_NEON) != 0;
+            return (HWY_TARGETS & HWY_NEON) != 0 && has_neon();
 #endif
 #if VOREL_SIMD && (defined(__x86_64__) || defined(__i386__))
         case SimdTarget::kSse4:
@@ -35,21 +51,24 @@ bool cpu_runs(SimdTarget target) {
     }
 }
 
-}  // namespace
-
 const char *simd_target_name(SimdTarget target) {
     static const char *const kNames[kSimdTargets] = {"scalar", "NEON", "SSE4", "AVX2", "AVX512"};
     return kNames[static_cast<int>(target)];
 }
 
 bool simd_target_runs(SimdTarget target) {
-    return !(load_relaxed(&masked_targets) & bit_of(target)) && cpu_runs(target);
+    return static_cast<int>(target) <= load_relaxed(&widest_target) && cpu_runs_target(target);
 }
 
-void mask_simd_target(SimdTarget target, bool masked) {
-    if (target == SimdTarget::kScalar) return;
-    const uint32_t others = load_relaxed(&masked_targets) & ~bit_of(target);
-    store_relaxed(&masked_targets, masked ? others | bit_of(target) : others);
+void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, static_cast<int>(widest)); }
+
+bool bmi2_runs() {
+#if defined(__x86_64__)
+    return load_relaxed(&widest_target) >= static_cast<int>(SimdTarget::kAvx2) && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2");
+#else
+    return false;
+#endif
 }
 
 }  // namespace vorel

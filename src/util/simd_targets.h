@@ -5,7 +5,7 @@
 // and for that target's instructions, and what stands below `#if VOREL_SIMD_ONCE` once. What both need, scalar twins
 // among it, comes first under a guard of its own:
 //
-//     #define VOREL_SIMD_FILE "room/kernels/file.cc"
+//     #define VOREL_SIMD_FILE "module/kernels/file.cc"
 //     #include "util/simd_targets.h"
 //     VOREL_SIMD_BEGIN
 //     #if VOREL_SIMD_VECTOR
@@ -28,13 +28,17 @@ namespace vorel {
 // From the plainest to the widest; kScalar always runs.
 enum class SimdTarget : uint8_t { kScalar, kNeon, kSse4, kAvx2, kAvx512, kCount };
 constexpr int kSimdTargets = static_cast<int>(SimdTarget::kCount);
+constexpr int kMaxKernelTables = kSimdTargets;  // of a module: one per target
 
 const char *simd_target_name(SimdTarget target);
-// Whether the build holds code for the target, the CPU runs it and no test has masked it. Asked at set-up, not in
-// loops.
+// Whether the build holds code for the target and the CPU runs it.
+bool cpu_runs_target(SimdTarget target);
+// The same, and the target is not switched off. Asked at set-up, not in loops.
 bool simd_target_runs(SimdTarget target);
-// For tests: a masked target does not run. The scalar one cannot be masked.
-void mask_simd_target(SimdTarget target, bool masked);
+// For tests and benchmarks: switches off every target wider than `widest`, in all modules. kCount: none.
+void limit_simd_targets(SimdTarget widest);
+// Whether the CPU has the bit instructions of BMI1 and BMI2, and AVX2, with which they came, is not switched off.
+bool bmi2_runs();
 
 }  // namespace vorel
 
@@ -101,6 +105,7 @@ void mask_simd_target(SimdTarget target, bool masked);
 #endif
 #define VOREL_SIMD_CALL(target, call)        \
     do {                                     \
+        (void)(target);                      \
         VOREL_SIMD_CALL_NEON(target, call)   \
         VOREL_SIMD_CALL_SSE4(target, call)   \
         VOREL_SIMD_CALL_AVX2(target, call)   \

@@ -1,7 +1,7 @@
 // The thread pool: a fixed store of task records that move between a queue of free and a queue of waiting ones.
 #include <vorel/util.h>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "util/atomics.h"
 
 namespace vorel {

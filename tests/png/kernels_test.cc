@@ -13,7 +13,7 @@ namespace {
 constexpr int kWidest = 160;  // past two of the widest vectors
 
 std::vector<const PngKernels *> vector_tables() {
-    const PngKernels *tables[kMaxPngKernels];
+    const PngKernels *tables[kMaxKernelTables];
     const int count = runnable_png_kernels(tables);
     std::string names;
     for (int i = 0; i < count; ++i) names += std::string(i ? ", " : "") + tables[i]->name;
@@ -91,7 +91,7 @@ TEST(PngKernels, PixelTwinsAgree) {
 
 // All pairs of colour and alpha: the rounded product over 255, and nothing where alpha is 0.
 TEST(PngKernels, PremultiplicationIsTheRoundedProduct) {
-    const PngKernels *tables[kMaxPngKernels];
+    const PngKernels *tables[kMaxKernelTables];
     const int count = runnable_png_kernels(tables);
     for (int t = 0; t < count; ++t) {
         for (int alpha = 0; alpha < 256; ++alpha) {

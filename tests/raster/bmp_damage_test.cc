@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "raster/bmp_decode.h"
 #include "support/counting_allocator.h"
 #include "support/log_capture.h"

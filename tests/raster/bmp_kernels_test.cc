@@ -11,7 +11,7 @@ namespace vorel::test {
 namespace {
 
 TEST(BmpKernels, EveryTargetGivesTheScalarBytesAndNothingBeyond) {
-    const BmpKernels *tables[kMaxBmpKernels];
+    const BmpKernels *tables[kMaxKernelTables];
     const int count = runnable_bmp_kernels(tables);
     std::string names;
     for (int i = 0; i < count; ++i) names += std::string(i ? ", " : "") + tables[i]->name;

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "frame/os.h"
+#include "core/os.h"
 
 namespace vorel::test {
 namespace {

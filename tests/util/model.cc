@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "util/simd_targets.h"
 #include "util/task_group.h"
 
 namespace vorel::test {
@@ -167,6 +168,16 @@ Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write) {
     }
     EXPECT_TRUE(first.bytes() == second.bytes()) << "not every byte is written";
     return first.bytes();
+}
+
+void on_every_target(const std::function<void(const char *target)> &check) {
+    for (int i = kSimdTargets - 1; i >= 0; --i) {
+        const auto target = static_cast<SimdTarget>(i);
+        if (!simd_target_runs(target)) continue;
+        limit_simd_targets(target);
+        check(simd_target_name(target));
+    }
+    limit_simd_targets(SimdTarget::kCount);
 }
 
 ShuffledTasks::ShuffledTasks(unsigned seed) {

@@ -59,6 +59,9 @@ Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int an
 // ends at a page that cannot be touched, and is filled with two different values.
 Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write);
 
+// Calls check with each vector target that runs here, scalar last, as the widest one there is.
+void on_every_target(const std::function<void(const char *target)> &check);
+
 // Runs groups of tasks in shuffled order while it lives, some of them over three threads.
 class ShuffledTasks {
   public:

@@ -1,5 +1,5 @@
 // The decoder's entries for sessions.
-#include <climits>
+#include <utility>
 
 #include "jpeg/decoder/method.h"
 #include "jpeg/decoder/orientation.h"
@@ -7,42 +7,6 @@
 
 namespace vorel {
 namespace {
-
-// A heap stream buffer over a session's input, for the length of a decode.
-class DecodeStream {
-  public:
-    explicit DecodeStream(IoInfo *io) : stream_(os_allocate_array<StreamBuffer>(1)) {
-        if (!stream_) return;
-        block_ = BRIMJ_AllocateStreamBuffer(io);
-        *stream_ = {io, 0, io->size, 0, 0, block_};
-    }
-    ~DecodeStream() {
-        if (!stream_) return;
-        BRIMJ_ReleaseStreamBuffer(stream_->io, block_);
-        os_release(stream_);
-    }
-    DecodeStream(const DecodeStream &) = delete;
-    DecodeStream &operator=(const DecodeStream &) = delete;
-
-    bool ready() const { return stream_ && block_; }
-    StreamBuffer *get() { return stream_; }
-
-    // Puts the cursor to `offset` of the input.
-    bool restart_at(int32_t offset) {
-        const int32_t reached = VORELBRIM_Seek_IO(stream_->io, offset, SEEK_SET);
-        if (reached < 0) return false;
-        stream_->buffer = block_;
-        stream_->offset = 0;
-        stream_->available = 0;
-        stream_->totalRead = reached;
-        stream_->totalSize = stream_->io->size;
-        return true;
-    }
-
-  private:
-    StreamBuffer *stream_;
-    uint8_t *block_ = nullptr;
-};
 
 // Turns the rotation bits of the option word by the Exif orientation for the length of a decode: the caller's word
 // comes back afterwards, so that decoding the session again gives the same picture.
@@ -63,6 +27,32 @@ class OrientedOption {
     uint32_t kept_;
 };
 
+// What a decode writes into the session for its own length: a rectangle that the caller did not ask for would make the
+// next decode look like one of a window.
+class SessionRun {
+  public:
+    explicit SessionRun(DecInfo *session)
+        : session_(session), width_(session->partialWidth), height_(session->partialHeight) {
+        session->decodeResult = -1;
+    }
+    SessionRun(const SessionRun &) = delete;
+    SessionRun &operator=(const SessionRun &) = delete;
+    ~SessionRun() {
+        session_->partialWidth = width_;
+        session_->partialHeight = height_;
+    }
+
+  private:
+    DecInfo *session_;
+    uint32_t width_, height_;
+};
+
+// The size as it stands in the caller's buffer: while the decode runs it is that of the upright picture.
+void turn_size(DecInfo *session) {
+    const bool turned = (session->decOption & VOREL_OPTION_ROTATE_90) && is_pixel_format(session->outColorFormat);
+    if (turned) std::swap(session->outWidth, session->outHeight);
+}
+
 int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height) {
     constexpr const char *kName = "VORELBRIM_DecodeJPEG";
     if (session->decOption & VOREL_OPTION_REGION) {
@@ -70,26 +60,29 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
     }
-    DecodeStream stream(session->ioInfo);
-    if (!stream.ready()) {
+    StreamCursor cursor(session->ioInfo);
+    if (!cursor.ready()) {
         set_error(kErrorOutOfMemory);
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
     }
     const int32_t start = static_cast<int32_t>(session->streamOffset);
-    if (!stream.restart_at(start)) {
+    if (cursor.start_at(start) < 0) {
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
     }
-    OrientedOption option(session);
-    if (!stream.restart_at(start)) {
+    const OrientedOption option(session);
+    if (cursor.start_at(start) < 0) {
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
     }
     // Required: a plain decode takes mode and sizes afresh, so what VORELBRIM_SetDecMode stored has no effect here.
     session->decMode = 0;
     session->imageWidth = session->imageHeight = 0;
-    return BRIMJ_DecodeFrame(session, stream.get(), output, width, height) == 1;
+    const SessionRun run(session);
+    if (BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height) != 1) return 0;
+    turn_size(session);
+    return 1;
 }
 
 DecodeRequest request_of(const DecInfo *session, int32_t width, int32_t height, int32_t sample_size) {
@@ -105,7 +98,7 @@ DecodeRequest request_of(const DecInfo *session, int32_t width, int32_t height, 
             session->ioInfo->size,
             session->jpegProgressive != 0,
             session->dualMode != 0,
-            session->partialHeight != 0};
+            session->partialDecode != 0};
 }
 
 // A cancel from before the decode is over; a child keeps what its parent's failure wrote into it.
@@ -124,7 +117,8 @@ int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int3
     if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
     set_error(kErrorNone);
     clear_abort(session);
-    return decode_session(session, output, width, height);
+    session->decodeResult = decode_session(session, output, width, height);
+    return session->decodeResult;
 }
 
 int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sampleSize) {

@@ -1,11 +1,22 @@
-// The image driver.
+// The image driver: opening a decode, one step of it, closing it. Whoever decodes in pieces keeps the decode open in
+// between.
 #pragma once
 
 #include "jpeg/decoder/jpeg_info.h"
 
 namespace vorel {
 
-// Decodes one frame from the stream buffer's position into the request's buffer. 200 or 201.
-int32_t decode_frame(DecInfo *session, StreamBuffer *stream, FrameRequest *request);
+// A decode of one frame from the stream buffer's position into the request's buffer, ready for its first row. Null on
+// failure, with the error word set.
+JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request);
+
+// One iMCU row's work, until output row end_row is reached: 100 more rows, 101 the last wanted one is done, 201 failed or
+// cancelled.
+int32_t step_decode(JpegInfo *info, uint32_t end_row);
+
+// Output rows of the whole decode, for step_decode.
+uint32_t last_row(const JpegInfo *info);
+
+void close_decode(JpegInfo *info);
 
 }  // namespace vorel

@@ -1,27 +1,45 @@
-// Set-up of the working record: geometry, tables, buffers.
+// Set-up of the working record, step by step.
 #pragma once
 
 #include "jpeg/decoder/jpeg_info.h"
 
 namespace vorel {
 
+// The fit and the rotation in DecInfo.decOption.
+constexpr uint32_t kFitMask = 0x700;
+constexpr uint32_t kRotationMask = 12;
+
+// True where the first scan leaves components to further ones, as far as a baseline frame goes.
+constexpr bool has_separate_scans(const JpegInfo *info) {
+    return is_baseline(info) && info->header.scan.compsInScan < info->frame->numComponents;
+}
+
 // Size of the output, DCT scale, crop, and which kernel each component gets. False for sizes that cannot be.
 bool plan_geometry(JpegInfo *info, const FrameRequest *request);
-
-// Where the output stands in the caller's buffer, and which part of it is stored.
-void place_output(JpegInfo *info, const FrameRequest *request);
 
 // Kernel shape, kept coefficients and box factors of every component for the planned scale.
 void plan_components(JpegInfo *info);
 
-// Opens a record for each further scan of a baseline frame whose components come in several scans. 200 or 201.
+// Where the output stands in the caller's buffer, and which part of it is stored.
+void place_output(JpegInfo *info, const FrameRequest *request);
+
+// Decode mode 1 holds coefficients to templates where the first component's table is finer than its own.
+void choose_clamp(JpegInfo *info);
+
+// Multipliers of a component from the tables as they stand now. False where it has no table.
+bool plan_multipliers(JpegInfo *info, const JpegComponent *component);
+
+// Rows of one iMCU row for every component, and the batch of coefficients; false when out of memory.
+bool allocate_sample_rows(JpegInfo *info);
+void release_sample_rows(JpegInfo *info);
+
+// Opens a reader for each further scan of a baseline frame whose components come in several scans. 200 or 201.
 int32_t open_further_scans(JpegInfo *info);
 void close_further_scans(JpegInfo *info);
 
-// Allocates a zeroed record over a session and a stream buffer, and parses the header. Null on failure.
-JpegInfo *open_record(DecInfo *session, StreamBuffer *stream, uint8_t *block, uint32_t scans_to_pass);
-void delete_record(JpegInfo *info);
+// Sets up a reader for the scan that the header was parsed to, with its components' multipliers. 200 or 201.
+bool set_up_scan(JpegInfo *info, ScanReader *scan);
 
-constexpr bool is_baseline(const JpegInfo *info) { return info->markerState->frameType != kProgressiveFrame; }
+void delete_record(JpegInfo *info);
 
 }  // namespace vorel

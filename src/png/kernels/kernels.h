@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "util/simd_targets.h"
+
 namespace vorel {
 
 // PNG clause 9: filter types 1 to 4. row and above have `bytes` bytes of samples; the byte to the left stands `pixel`
@@ -22,7 +24,8 @@ struct PngKernels {
     void (*rgb_to_rgba)(const uint8_t *in, int64_t count, bool swapped, uint8_t *out);
     // The first and third byte of each pixel change places; out may be in.
     void (*swap_red_blue)(const uint8_t *in, int64_t count, uint8_t *out);
-    // Each of the first three bytes c becomes (t + (t >> 8)) >> 8 with t = c * alpha + 128, the rounded c * alpha / 255.
+    // Each of the first three bytes c becomes (t + (t >> 8)) >> 8 with t = c * alpha + 128, the rounded c * alpha /
+    // 255.
     void (*premultiply)(uint8_t *pixels, int64_t count);
     // Pixels with alpha 0, or whose little-endian word under the mask is the key, become 0.
     void (*clear)(uint8_t *pixels, int64_t count, uint32_t key, uint32_t mask);
@@ -31,8 +34,7 @@ struct PngKernels {
 // The plainest code that states the rules, and the best table that this CPU runs.
 const PngKernels &scalar_png_kernels();
 const PngKernels &png_kernels();
-// All tables that this CPU runs, scalar first; returns how many, at most 8.
-constexpr int kMaxPngKernels = 8;
+// All tables that run, scalar first; returns how many, at most kMaxKernelTables.
 int runnable_png_kernels(const PngKernels **out);
 
 }  // namespace vorel

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "util/simd_targets.h"
+
 namespace vorel {
 using BmpSwizzle = void (*)(const uint8_t *src, int32_t count, uint8_t *dst);
 constexpr int kByteOrders = 4;
@@ -24,8 +26,7 @@ static_assert(static_cast<int>(ByteOrder::kCount) == kByteOrders);
 // The plainest code that states the rules, and the best table that this CPU runs.
 const BmpKernels &scalar_bmp_kernels();
 const BmpKernels &bmp_kernels();
-// All tables that this CPU runs, scalar first; returns how many, at most kMaxBmpKernels.
-constexpr int kMaxBmpKernels = 8;
+// All tables that run, scalar first; returns how many, at most kMaxKernelTables.
 int runnable_bmp_kernels(const BmpKernels **out);
 
 }  // namespace vorel

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "raster/kernels/bmp_kernels.h"
-#include "util/simd_targets.h"
+#include "util/kernel_registry.h"
 
 namespace vorel {
 namespace {
@@ -109,47 +109,26 @@ VOREL_SIMD_END
 namespace vorel {
 namespace {
 
-BmpKernels make_table(SimdTarget target) {
-    BmpKernels table = {simd_target_name(target),
-                        {scalar_swizzle<3, ByteOrder::kRgba>, scalar_swizzle<3, ByteOrder::kBgra>,
-                         scalar_swizzle<3, ByteOrder::kArgb>, scalar_swizzle<3, ByteOrder::kRgb>},
-                        {scalar_swizzle<4, ByteOrder::kRgba>, scalar_swizzle<4, ByteOrder::kBgra>,
-                         scalar_swizzle<4, ByteOrder::kArgb>, scalar_swizzle<4, ByteOrder::kRgb>}};
-    VOREL_SIMD_CALL(target, add_swizzles(&table));
-    return table;
+void fill(SimdTarget target, BmpKernels *table) {
+    BmpSwizzle *const bgr = table->from_bgr, *const bgrx = table->from_bgrx;
+    bgr[0] = scalar_swizzle<3, ByteOrder::kRgba>;
+    bgr[1] = scalar_swizzle<3, ByteOrder::kBgra>;
+    bgr[2] = scalar_swizzle<3, ByteOrder::kArgb>;
+    bgr[3] = scalar_swizzle<3, ByteOrder::kRgb>;
+    bgrx[0] = scalar_swizzle<4, ByteOrder::kRgba>;
+    bgrx[1] = scalar_swizzle<4, ByteOrder::kBgra>;
+    bgrx[2] = scalar_swizzle<4, ByteOrder::kArgb>;
+    bgrx[3] = scalar_swizzle<4, ByteOrder::kRgb>;
+    VOREL_SIMD_CALL(target, add_swizzles(table));
 }
 
-struct Tables {
-    BmpKernels rows[kSimdTargets];
-    Tables() {
-        for (int i = 0; i < kSimdTargets; ++i) rows[i] = make_table(static_cast<SimdTarget>(i));
-    }
-};
-
-const BmpKernels &table_of(SimdTarget target) {
-    static const Tables tables;
-    return tables.rows[static_cast<int>(target)];
-}
+using Registry = KernelRegistry<BmpKernels, fill>;
 
 }  // namespace
 
-const BmpKernels &scalar_bmp_kernels() { return table_of(SimdTarget::kScalar); }
-
-const BmpKernels &bmp_kernels() {
-    int best = kSimdTargets - 1;
-    while (!simd_target_runs(static_cast<SimdTarget>(best))) --best;
-    return table_of(static_cast<SimdTarget>(best));
-}
-
-int runnable_bmp_kernels(const BmpKernels **out) {
-    static_assert(kSimdTargets <= kMaxBmpKernels);
-    int count = 0;
-    for (int i = 0; i < kSimdTargets; ++i) {
-        const SimdTarget target = static_cast<SimdTarget>(i);
-        if (simd_target_runs(target)) out[count++] = &table_of(target);
-    }
-    return count;
-}
+const BmpKernels &scalar_bmp_kernels() { return Registry::scalar(); }
+const BmpKernels &bmp_kernels() { return Registry::best(); }
+int runnable_bmp_kernels(const BmpKernels **out) { return Registry::runnable(out); }
 
 }  // namespace vorel
 #endif

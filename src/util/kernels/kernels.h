@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "util/simd_targets.h"
+
 namespace vorel {
 
 enum class Chroma : uint8_t { kUv, kVu, kPlanar, kCount };  // pairs U V, pairs V U, two planes
@@ -82,11 +84,8 @@ struct UtilKernels {
 // The plainest code that states the rules, and the best table that this CPU runs.
 const UtilKernels &scalar_util_kernels();
 const UtilKernels &util_kernels();
-// All tables that this CPU runs, scalar first; returns how many, at most 8.
-constexpr int kMaxUtilKernels = 8;
+// All tables that run, scalar first; returns how many, at most kMaxKernelTables.
 int runnable_util_kernels(const UtilKernels **out);
-// Makes util_kernels() return that table until null is given: for tests.
-void force_util_kernels(const UtilKernels *table);
 
 // Fills chunk_ends (as many as tap_blocks says) and, unless null, chunks; returns the number of chunks. For rows of at
 // least 16 bytes on both sides.

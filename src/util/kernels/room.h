@@ -1,8 +1,7 @@
-// Between the files of this room: who fills which members of a table.
+// Between the files of this module: who fills which members of a table.
 #pragma once
 
 #include "util/kernels/kernels.h"
-#include "util/simd_targets.h"
 
 namespace vorel {
 

@@ -2,6 +2,7 @@
 #ifndef VOREL_TO_YUV_SCALAR
 #define VOREL_TO_YUV_SCALAR
 
+#include "util/kernels/prefetch.h"
 #include "util/kernels/room.h"
 
 namespace vorel {
@@ -20,7 +21,7 @@ int32_t weigh(const Weights &weights, const uint8_t *rgba, int32_t round) {
     return (weights.r * rgba[0] + weights.g * rgba[1] + weights.b * rgba[2] + round) >> 16;
 }
 
-RgbaRows rows_from(const RgbaRows &rows, int32_t x, bool planar) {
+[[maybe_unused]] RgbaRows rows_from(const RgbaRows &rows, int32_t x, bool planar) {
     RgbaRows rest = rows;
     for (int row = 0; row < 2; ++row) {
         rest.rgba[row] = rows.rgba[row] ? rows.rgba[row] + ptrdiff_t{x} * 4 : nullptr;
@@ -174,7 +175,9 @@ struct Pixels {
     using D16 = hn::Repartition<int16_t, D8>;
     hn::Vec<D32> a, b, c, d;  // no array: compilers keep those in memory
 
-    Pixels(D8, const uint8_t *rgba) : a(load(rgba, 0)), b(load(rgba, 1)), c(load(rgba, 2)), d(load(rgba, 3)) {}
+    Pixels(D8, const uint8_t *rgba) : a(load(rgba, 0)), b(load(rgba, 1)), c(load(rgba, 2)), d(load(rgba, 3)) {
+        prefetch_ahead(rgba, 4 * hn::MaxLanes(D8()));
+    }
     static hn::Vec<D32> load(const uint8_t *rgba, size_t quarter) {
         return hn::BitCast(D32(), hn::LoadU(D8(), rgba + quarter * hn::MaxLanes(D8())));
     }
@@ -185,8 +188,8 @@ struct Pixels {
     // Weighed, in 16 bits and the order of packing.
     template <int kR, int kG, int kB>
     void weigh(int32_t round, hn::Vec<D16> *low, hn::Vec<D16> *high) const {
-        *low = hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(a, round), shifted<kR, kG, kB>(b, round));
-        *high = hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(c, round), shifted<kR, kG, kB>(d, round));
+        *low = hold_words(D16(), shifted<kR, kG, kB>(a, round), shifted<kR, kG, kB>(b, round));
+        *high = hold_words(D16(), shifted<kR, kG, kB>(c, round), shifted<kR, kG, kB>(d, round));
     }
     template <int kR, int kG, int kB>
     hn::Vec<D8> bytes(int32_t round) const {
@@ -197,8 +200,8 @@ struct Pixels {
     // The weights of one chroma sample for the even pixels.
     template <int kR, int kG, int kB>
     hn::Vec<D16> weigh_even() const {
-        return hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(even_lanes(a, b), kChromaRound),
-                                    shifted<kR, kG, kB>(even_lanes(c, d), kChromaRound));
+        return hold_words(D16(), shifted<kR, kG, kB>(even_lanes(a, b), kChromaRound),
+                          shifted<kR, kG, kB>(even_lanes(c, d), kChromaRound));
     }
     template <Chroma kLayout>
     hn::Vec<D8> pairs() const {
@@ -231,97 +234,177 @@ struct ToPairs {
     }
 };
 
-// A pixel's three full-range sums. x86 multiplies and adds 16-bit neighbours: red and blue, and green with what is left
-// of a weight that 16 bits do not hold.
-template <class D32>
-struct FullRange {
-    using V = hn::Vec<D32>;
-    V y, u, v;
+// Full range in 16 bits. With c = R - G and a = B - G
+//     Y = G + ((19595 c + 7471 a + 32768) >> 16)
+//     U = 128 + ((a - (22118 c >> 16)) >> 1)        V = 128 + ((c - (10658 a >> 16)) >> 1)
+// exactly: the weights of a colour difference sum to 0, its greatest one is 1/2, which is the last shift, and rounding
+// down twice is rounding down once.
+static_assert(kFullY.r + kFullY.g + kFullY.b == 65536);
+static_assert(kFullU.r + kFullU.g + kFullU.b == 0 && kFullV.r + kFullV.g + kFullV.b == 0);
+static_assert(kFullU.b == 32768 && kFullV.r == 32768);
+constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
 
 #if HWY_ARCH_X86
-    template <int kFirst, int kSecond>
-    static V add_products(V pairs, V sum) {
-        const D32 d;
-        const hn::Repartition<int16_t, D32> d16;
-        auto unused = hn::Zero(d);
-        return hn::ReorderWidenMulAccumulate(
-            d, hn::BitCast(d16, pairs), hn::BitCast(d16, hn::Set(d, kSecond * 65536 + (kFirst & 0xFFFF))), sum, unused);
-    }
-    // Green in the lower half of each lane, byte `kByte` of the pixel in the upper one.
-    template <int kByte>
-    static V green_and(V pixels) {
-        constexpr uint8_t kNone = 0x80;
-        alignas(16) static constexpr uint8_t kTable[16] = {1, kNone, kByte,     kNone, 5,  kNone, kByte + 4,  kNone,
-                                                           9, kNone, kByte + 8, kNone, 13, kNone, kByte + 12, kNone};
-        return hn::TableLookupBytes(pixels,
-                                    hn::BitCast(D32(), hn::LoadDup128(hn::Repartition<uint8_t, D32>(), kTable)));
-    }
-    explicit FullRange(V pixels) {
-        const D32 d;
-        const auto red_blue = hn::And(pixels, hn::Set(d, 0x00FF00FF));
-        static_assert(kFullY.g % 2 == 0 && kFullU.b == 32768 && kFullV.r == 32768);
-        y = add_products<kFullY.r, kFullY.b>(red_blue, hn::Set(d, kLumaRound));
-        y = add_products<kFullY.g / 2, kFullY.g / 2>(green_and<1>(pixels), y);
-        u = add_products<kFullU.r, 32767>(red_blue, hn::Set(d, kChromaRound));
-        u = add_products<kFullU.g, 1>(green_and<2>(pixels), u);
-        v = add_products<32767, kFullV.b>(red_blue, hn::Set(d, kChromaRound));
-        v = add_products<kFullV.g, 1>(green_and<0>(pixels), v);
-    }
-#else
-    explicit FullRange(V pixels)
-        : y(weighted<kFullY.r, kFullY.g, kFullY.b>(D32(), pixels, kLumaRound)),
-          u(weighted<kFullU.r, kFullU.g, kFullU.b>(D32(), pixels, kChromaRound)),
-          v(weighted<kFullV.r, kFullV.g, kFullV.b>(D32(), pixels, kChromaRound)) {}
+// Unsigned bytes times signed ones, neighbours added.
+inline hn::Vec128<int16_t> multiply_bytes(hn::Vec128<uint8_t> a, hn::Vec128<uint8_t> b) {
+    return hn::Vec128<int16_t>{_mm_maddubs_epi16(a.raw, b.raw)};
+}
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+inline hn::Vec256<int16_t> multiply_bytes(hn::Vec256<uint8_t> a, hn::Vec256<uint8_t> b) {
+    return hn::Vec256<int16_t>{_mm256_maddubs_epi16(a.raw, b.raw)};
+}
 #endif
-};
+#if HWY_TARGET == HWY_AVX3
+inline hn::Vec512<int16_t> multiply_bytes(hn::Vec512<uint8_t> a, hn::Vec512<uint8_t> b) {
+    return hn::Vec512<int16_t>{_mm512_maddubs_epi16(a.raw, b.raw)};
+}
+#endif
 
-// Two vectors of pixels: luma in 16 bits, and the mean chroma of each two neighbours in 32.
-template <class D32>
-struct FullRangePairs {
-    hn::Vec<hn::Repartition<int16_t, D32>> y;
-    hn::Vec<hn::Repartition<uint16_t, D32>> u, v;
+// The pixels of a vector, one in each 32 bits. What 16-bit sums carry beyond a byte is left in them: less has to be
+// cleared in the end.
+template <class D8>
+struct FullRange {
+    using D16 = hn::Repartition<int16_t, D8>;
+    using D32 = hn::Repartition<int32_t, D8>;
+    hn::Vec<D16> y;   // in the lower byte of the upper half
+    hn::Vec<D16> vu;  // in the lower byte of each half 128 - V and 128 - U
 
-    FullRangePairs(hn::Vec<D32> a, hn::Vec<D32> b) {
-        const hn::Repartition<int16_t, D32> d16;
-        const hn::Repartition<uint16_t, D32> d16u;
-        const FullRange<D32> even(even_lanes(a, b)), odd(odd_lanes(a, b));
-        y = hn::OddEven(hn::BitCast(d16, odd.y), hn::BitCast(d16, hn::ShiftRight<16>(even.y)));
-        u = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.u)),
-                             hn::BitCast(d16u, hn::ShiftRight<16>(odd.u)));
-        v = hn::AverageRound(hn::BitCast(d16u, hn::ShiftRight<16>(even.v)),
-                             hn::BitCast(d16u, hn::ShiftRight<16>(odd.v)));
+    static hn::Vec<D16> words(int32_t low, int32_t high) {
+        return hn::BitCast(D16(), hn::Set(D32(), high * 65536 + (low & 0xFFFF)));
+    }
+    explicit FullRange(hn::Vec<D8> pixels) {
+        alignas(16) static constexpr uint8_t kGreenFirst[16] = {1, 0, 1, 2, 5, 4, 5, 6, 9, 8, 9, 10, 13, 12, 13, 14};
+        alignas(16) static constexpr uint8_t kOtherHalf[16] = {2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13};
+        const D8 d;
+        const D16 d16;
+        const hn::Repartition<uint16_t, D8> d16u;
+        const auto grgb = hn::TableLookupBytes(pixels, hn::LoadDup128(d, kGreenFirst));
+        // -c and -a.
+        const auto negative = multiply_bytes(grgb, hn::BitCast(d, hn::Set(d16, -256 + 1)));
+        // -(x >> 1) is (1 - x) >> 1.
+        const auto others = hn::TableLookupBytes(hn::MulHigh(negative, words(-kRedInU, -kBlueInV)),
+                                                 hn::BitCast(d16, hn::LoadDup128(d, kOtherHalf)));
+        vu = hn::BitCast(d16, hn::AverageRound(hn::BitCast(d16u, negative), hn::BitCast(d16u, others)));
+        auto unused = hn::Zero(D32());
+        const auto weighed = hn::ReorderWidenMulAccumulate(D32(), negative, words(-kFullY.r, -kFullY.b),
+                                                           hn::Set(D32(), kLumaRound), unused);
+        y = hn::Add(hn::BitCast(d16, weighed), hn::BitCast(d16, grgb));
     }
 };
+
+// The lower bytes of 16-bit lanes, those of `even` in the even bytes.
+template <class D8, class V>
+inline hn::Vec<D8> lower_bytes(D8 d, V even, V odd) {
+    return hn::OddEven(hn::BitCast(d, hn::ShiftLeft<8>(odd)), hn::BitCast(d, even));
+}
+
+// Two vectors of pixels that lie two vectors apart: in each 32 bits a pixel of each.
+template <class D8>
+struct FullRangePair {
+    hn::Vec<hn::Repartition<int16_t, D8>> y;  // in the lower byte of each half
+    hn::Vec<D8> vu;                           // V, V, U, U
+
+    FullRangePair(D8 d, const uint8_t *rgba) {
+        using D16 = hn::Repartition<int16_t, D8>;
+        using D32 = hn::Repartition<uint32_t, D8>;
+        const FullRange<D8> first(hn::LoadU(d, rgba)), second(hn::LoadU(d, rgba + 2 * hn::MaxLanes(D8())));
+        y = hn::OddEven(second.y, hn::BitCast(D16(), hn::ShiftRight<16>(hn::BitCast(D32(), first.y))));
+        vu = hn::Sub(hn::Set(d, 128), lower_bytes(d, first.vu, second.vu));
+    }
+};
+
+// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
+template <class D8>
+struct FullRangeRow {
+    hn::Vec<D8> vu;  // the first pair's and the second's in turns
+
+    FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
+        using D32 = hn::Repartition<int32_t, D8>;
+        using D64 = hn::Repartition<uint64_t, D8>;
+        prefetch_ahead(rgba, 4 * hn::MaxLanes(D8()));
+        const FullRangePair<D8> first(d, rgba);
+        const auto even = hn::AverageRound(first.vu, hn::BitCast(d, hn::ShiftRight<32>(hn::BitCast(D64(), first.vu))));
+        const FullRangePair<D8> second(d, rgba + hn::MaxLanes(D8()));
+        const auto odd = hn::AverageRound(second.vu, hn::BitCast(d, hn::ShiftLeft<32>(hn::BitCast(D64(), second.vu))));
+        vu = hn::BitCast(d, hn::OddEven(hn::BitCast(D32(), odd), hn::BitCast(D32(), even)));
+        alignas(16) static constexpr uint8_t kFours[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
+        const auto luma = hn::TableLookupBytes(lower_bytes(d, first.y, second.y), hn::LoadDup128(d, kFours));
+        hn::StoreU(in_order(d, luma), d, y);
+    }
+    void average(const FullRangeRow &other) { vu = hn::AverageRound(vu, other.vu); }
+    void store(D8 d, uint8_t *u, uint8_t *v) const {
+        // Each block's V, then its U: of a, b, c and d two each. Then all blocks' V of a and b, ...
+        alignas(16) static constexpr uint8_t kApart[16] = {0, 8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15};
+        auto planes = in_order(d, hn::TableLookupBytes(vu, hn::LoadDup128(d, kApart)));
+        alignas(16) static constexpr uint8_t kTwoBlocks[16] = {0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15};
+        alignas(16) static constexpr uint8_t kFourBlocks[16] = {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
+        constexpr size_t kBlocks = hn::MaxLanes(D8()) / 16;
+        if (kBlocks > 1)
+            planes = hn::TableLookupBytes(planes, hn::LoadDup128(d, kBlocks == 2 ? kTwoBlocks : kFourBlocks));
+        const hn::Half<D8> half;
+        hn::StoreU(hn::LowerHalf(half, planes), half, v);
+        hn::StoreU(hn::UpperHalf(half, planes), half, u);
+    }
+};
+#else
+// Eight pixels. The doubling product's upper half is that of twice the weight; the subtraction that halves is the last
+// shift.
+struct FullRangeEight {
+    uint8x8_t y;
+    int8x8_t u, v;  // less 128
+
+    FullRangeEight(uint8x8_t r, uint8x8_t g, uint8x8_t b) {
+        const int16x8_t c = vreinterpretq_s16_u16(vsubl_u8(r, g)), a = vreinterpretq_s16_u16(vsubl_u8(b, g));
+        const int16x8_t weighed =
+            vcombine_s16(weigh(vget_low_s16(c), vget_low_s16(a)), weigh(vget_high_s16(c), vget_high_s16(a)));
+        y = vmovn_u16(vaddw_u8(vreinterpretq_u16_s16(weighed), g));
+        u = vmovn_s16(vhsubq_s16(a, vqdmulhq_n_s16(c, kRedInU / 2)));
+        v = vmovn_s16(vhsubq_s16(c, vqdmulhq_n_s16(a, kBlueInV / 2)));
+    }
+    static int16x4_t weigh(int16x4_t c, int16x4_t a) {
+        return vrshrn_n_s32(vmlal_n_s16(vmull_n_s16(c, kFullY.r), a, kFullY.b), 16);
+    }
+};
+
+// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
+template <class D8>
+struct FullRangeRow {
+    uint8x8_t u, v;
+
+    FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
+        prefetch_ahead(rgba, 64);
+        hn::Vec<D8> r, g, b, alpha;
+        hn::LoadInterleaved4(d, rgba, r, g, b, alpha);
+        const FullRangeEight low(vget_low_u8(r.raw), vget_low_u8(g.raw), vget_low_u8(b.raw));
+        const FullRangeEight high(vget_high_u8(r.raw), vget_high_u8(g.raw), vget_high_u8(b.raw));
+        vst1q_u8(y, vcombine_u8(low.y, high.y));
+        u = neighbours(low.u, high.u);
+        v = neighbours(low.v, high.v);
+    }
+    static uint8x8_t neighbours(int8x8_t low, int8x8_t high) {
+        const uint8x16_t bytes = veorq_u8(vreinterpretq_u8_s8(vcombine_s8(low, high)), vdupq_n_u8(128));
+        return vrshrn_n_u16(vpaddlq_u8(bytes), 1);
+    }
+    void average(const FullRangeRow &other) {
+        u = vrhadd_u8(u, other.u);
+        v = vrhadd_u8(v, other.v);
+    }
+    void store(D8, uint8_t *u_out, uint8_t *v_out) const {
+        vst1_u8(u_out, u);
+        vst1_u8(v_out, v);
+    }
+};
+#endif
 
 struct ToPlanes {
     static constexpr int32_t kUnit = 2;
     const RgbaRows rows;  // not a reference: bytes are stored, and those could be its own
 
-    template <class D8, class V>
-    static void store_means(D8 d, V low, V high, uint8_t *out) {
-        const hn::Half<D8> half;
-        const hn::Repartition<int16_t, D8> d16;
-        const hn::Repartition<int32_t, D8> d32;
-        const auto means = hn::ReorderDemote2To(d16, hn::BitCast(d32, low), hn::BitCast(d32, high));
-        hn::StoreU(hn::DemoteTo(half, hn::BitCast(d16, in_order(d, hn::BitCast(d, means)))), half, out);
-    }
     template <class D8>
     void vector(D8 d, int32_t x) const {
-        using Pairs = FullRangePairs<hn::Repartition<int32_t, D8>>;
-        const Pixels<D8> top(d, rows.rgba[0] + ptrdiff_t{x} * 4);
-        Pairs low(top.a, top.b), high(top.c, top.d);
-        hn::StoreU(in_order(d, pack_bytes(low.y, high.y)), d, rows.y[0] + x);
-        if (rows.rgba[1]) {
-            const Pixels<D8> bottom(d, rows.rgba[1] + ptrdiff_t{x} * 4);
-            const Pairs low2(bottom.a, bottom.b), high2(bottom.c, bottom.d);
-            hn::StoreU(in_order(d, pack_bytes(low2.y, high2.y)), d, rows.y[1] + x);
-            low.u = hn::AverageRound(low.u, low2.u);
-            low.v = hn::AverageRound(low.v, low2.v);
-            high.u = hn::AverageRound(high.u, high2.u);
-            high.v = hn::AverageRound(high.v, high2.v);
-        }
-        store_means(d, low.u, high.u, rows.first + x / 2);
-        store_means(d, low.v, high.v, rows.second + x / 2);
+        FullRangeRow<D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
+        if (rows.rgba[1]) chroma.average({d, rows.rgba[1] + ptrdiff_t{x} * 4, rows.y[1] + x});
+        chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
     void scalar(int32_t x, int32_t count) const {
         RgbaRows part = rows_from(rows, x, true);
@@ -349,7 +432,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_to_yuv(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_to_yuv(table)); }
+void add_vector_to_yuv(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_to_yuv(table));
+}
 
 }  // namespace vorel
 #endif

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "jpeg/decoder/colour_model.h"
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/scan_reader.h"
 #include "jpeg/decoder/setup.h"
 #include "jpeg/decoder/surgery.h"
 
@@ -87,18 +87,14 @@ class Record {
     }
     ~Record() { delete_record(info_); }
     JpegInfo *get() { return info_; }
-    // The position in bits, and everything else that decoding goes on from. The plain path may have read ahead to a
-    // marker that the fast one has not seen yet.
-    std::vector<int64_t> state() {
-        close_window(info_);
-        const EntropyDecoder *e = info_->entropy;
-        const int64_t marker_bits = info_->unreadMarker ? 16 : 0;
-        std::vector<int64_t> out = {(int64_t{stream_.totalRead} - stream_.available) * 8 - e->bitCount - marker_bits,
-                                    e->restartsToGo, e->insufficientData, info_->markerState->nextRestartNumber};
-        for (int i = 0; i < info_->compsInScan; ++i) out.push_back(e->lastDc[i]);
-        const bool small = e->bitCount < 32;
-        EXPECT_EQ(small ? e->bitBuffer >> e->bitCount : 0u, 0u) << "only valid bits are kept";
-        EXPECT_EQ(stream_.totalRead, info_->io->position);
+    ScanReader *scan() { return &info_->scan; }
+    // Everything that decoding goes on from.
+    std::vector<int64_t> position() {
+        const EntropyPosition p = tell(scan());
+        std::vector<int64_t> out = {p.next,    p.bits,           p.bit_count,
+                                    p.marker,  p.restarts_to_go, p.out_of_data,
+                                    p.eob_run, p.next_restart,   static_cast<int64_t>(p.mcus_done)};
+        for (int i = 0; i < scan()->compsInScan; ++i) out.push_back(p.last_dc[i]);
         return out;
     }
 
@@ -109,7 +105,7 @@ class Record {
     JpegInfo *info_;
 };
 
-TEST(JpegEntropy, StatesBetweenMcusAreThoseOfThePlainPath) {
+TEST(JpegEntropy, PositionsAreThoseOfThePlainPath) {
     for (const unsigned restart : {0u, 5u}) {
         const Bytes jpeg = busy_picture(2, restart, 77);
         for (const McuMode mode : {McuMode::kFull, McuMode::kDc, McuMode::kSkip}) {
@@ -118,14 +114,14 @@ TEST(JpegEntropy, StatesBetweenMcusAreThoseOfThePlainPath) {
             Record plain(jpeg, mode == McuMode::kFull ? 1 : 8);
             allow_fast_path(true);
             ASSERT_TRUE(fast.get() && plain.get());
-            ASSERT_TRUE(fast.get()->entropy->fast && !plain.get()->entropy->fast);
-            McuBatch *a = fast.get()->batch, *b = plain.get()->batch;
+            ASSERT_TRUE(fast.scan()->window && !plain.scan()->window);
+            McuBatch *a = fast.get()->pump.batch, *b = plain.get()->pump.batch;
             const int total = 17 * 16;
             for (int done = 0, step = 1; done < total; done += step, step = 1 + (step * 7) % 23) {
                 const int count = std::min(step, total - done);
-                ASSERT_EQ(decode_mcus(fast.get(), mode, count, a->blocks, a->last), count);
-                ASSERT_EQ(decode_mcus(plain.get(), mode, count, b->blocks, b->last), count);
-                ASSERT_EQ(fast.state(), plain.state()) << done;
+                ASSERT_EQ(decode_mcus(fast.scan(), mode, count, a->blocks, a->last), count);
+                ASSERT_EQ(decode_mcus(plain.scan(), mode, count, b->blocks, b->last), count);
+                ASSERT_EQ(fast.position(), plain.position()) << done;
                 if (mode != McuMode::kFull) continue;
                 const size_t bytes = static_cast<size_t>(count) * 6 * sizeof a->coefficients[0];
                 ASSERT_EQ(std::memcmp(a->coefficients, b->coefficients, bytes), 0);
@@ -146,8 +142,8 @@ TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     for (const auto &row : kRows) {
         Record record(jpeg, 1);
         for (int mcu = 0; mcu < 33 * 32; ++mcu) {
-            int16_t *pointers[3] = {record.get()->batch->blocks[0], record.get()->batch->blocks[1],
-                                    record.get()->batch->blocks[2]};
+            int16_t *pointers[3] = {record.get()->pump.batch->blocks[0], record.get()->pump.batch->blocks[1],
+                                    record.get()->pump.batch->blocks[2]};
             ASSERT_EQ(row.decode(record.get(), pointers), 1);
             for (size_t c = 0; c < 3; ++c) {
                 const int16_t *coded = &blocks[c].coefficients[static_cast<size_t>(mcu) * 64];
@@ -198,14 +194,14 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
     };
     for (const TableCase &row : kCases) {
         Record record(busy_picture(1, 0, 1), 1);
-        RawHuffTable *raw = row.dc ? record.get()->huffDc[0] : record.get()->huffAc[0];
+        RawHuffTable *raw = row.dc ? record.get()->header.huffDc[0] : record.get()->header.huffAc[0];
         std::memset(raw, 0, sizeof *raw);
         std::copy(row.counts.begin(), row.counts.end(), raw->counts);
         std::copy(row.symbols.begin(), row.symbols.end(), raw->symbols);
         DerivedTable *table = nullptr;
-        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 0, &table, record.get()->entropy), row.derives)
+        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 0, &table, &record.scan()->entropy), row.derives)
             << row.what;
-        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 4, &table, record.get()->entropy), 0) << "table 4";
+        EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 4, &table, &record.scan()->entropy), 0) << "table 4";
         BRIM_FakeFree(table);
     }
 }
@@ -213,10 +209,10 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
 // Bits that no table has are symbol 0, and 17 of them are gone.
 TEST(JpegHuffmanTables, AnEmptyTableGivesSymbolZeroAfter17Bits) {
     Record record(busy_picture(1, 0, 1), 1);
-    RawHuffTable *raw = record.get()->huffAc[0];
+    RawHuffTable *raw = record.get()->header.huffAc[0];
     std::memset(raw, 0, sizeof *raw);
     DerivedTable *table = nullptr;
-    ASSERT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), 0, 0, &table, record.get()->entropy), 1);
+    ASSERT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), 0, 0, &table, &record.scan()->entropy), 1);
     BitState state = {record.get(), nullptr, 0, 0, 0};
     ASSERT_EQ(BRIMJ_ReadBits(&state, 0, 0, 17), 1);
     const int32_t before = state.bitCount;

@@ -10,28 +10,25 @@ namespace {
 // The geometry of a 4:2:0 baseline picture.
 struct Planned {
     DecInfo session = {};
-    MarkerState markers = {};
-    JpegComponent components[3] = {};
     JpegInfo info = {};
 
     Planned(int width, int height, int target_width, int target_height, uint32_t option, int mode = 0,
             int32_t sample = 0) {
         session.decOption = option;
         session.sampleSize = sample;
-        markers.frameType = kBaselineFrame;
         info.decInfo = &session;
-        info.markerState = &markers;
-        info.components = components;
-        info.numComponents = info.compsInScan = 3;
-        info.imageWidth = static_cast<uint16_t>(width);
-        info.imageHeight = static_cast<uint16_t>(height);
-        info.maxH = info.maxV = 2;
-        info.mcuWidth = info.mcuHeight = 16;
-        info.outColorFormat = COLOR_RGBA8888;
         info.decMode = mode;
+        info.plan.outColorFormat = COLOR_RGBA8888;
+        FrameLayout &frame = info.own_frame;
+        info.frame = &frame;
+        frame.numComponents = info.header.scan.compsInScan = 3;
+        frame.imageWidth = static_cast<uint16_t>(width);
+        frame.imageHeight = static_cast<uint16_t>(height);
+        frame.maxH = frame.maxV = 2;
+        frame.mcuWidth = frame.mcuHeight = 16;
         for (uint32_t c = 0; c < 3; ++c) {
-            components[c].index = c;
-            components[c].hSampling = components[c].vSampling = c ? 1 : 2;
+            frame.components[c].index = c;
+            frame.components[c].hSampling = frame.components[c].vSampling = c ? 1 : 2;
         }
         const FrameRequest request = {0, 0, nullptr, target_width, target_height};
         planned = plan_geometry(&info, &request);
@@ -72,31 +69,31 @@ TEST(JpegGeometry, OutputSizesScalesAndCrops) {
                                  std::to_string(row.target_width) + "x" + std::to_string(row.target_height) +
                                  " option " + std::to_string(row.option) + " mode " + std::to_string(row.mode);
         EXPECT_TRUE(p.planned) << what;
-        EXPECT_EQ(p.info.outWidth, row.out_width) << what;
-        EXPECT_EQ(p.info.outHeight, row.out_height) << what;
-        EXPECT_EQ(p.info.scaleIndex, row.index) << what;
-        EXPECT_EQ(p.info.scaleMultiplier, row.multiplier) << what;
-        EXPECT_EQ(p.info.scaledWidth, row.scaled_width) << what;
-        EXPECT_EQ(p.info.scaledHeight, row.scaled_height) << what;
-        EXPECT_EQ(p.info.isOneToOne, static_cast<uint32_t>(row.one_to_one)) << what;
-        EXPECT_EQ(p.info.decodeOffsetX, row.offset_x) << what;
-        EXPECT_EQ(p.info.decodeOffsetY, 0) << what;
+        EXPECT_EQ(p.info.plan.outWidth, row.out_width) << what;
+        EXPECT_EQ(p.info.plan.outHeight, row.out_height) << what;
+        EXPECT_EQ(p.info.plan.scaleIndex, row.index) << what;
+        EXPECT_EQ(p.info.plan.scaleMultiplier, row.multiplier) << what;
+        EXPECT_EQ(p.info.plan.scaledWidth, row.scaled_width) << what;
+        EXPECT_EQ(p.info.plan.scaledHeight, row.scaled_height) << what;
+        EXPECT_EQ(p.info.plan.isOneToOne, static_cast<uint32_t>(row.one_to_one)) << what;
+        EXPECT_EQ(p.info.plan.decodeOffsetX, row.offset_x) << what;
+        EXPECT_EQ(p.info.plan.decodeOffsetY, 0) << what;
     }
     EXPECT_FALSE(Planned(0, 10, 5, 5, 0).planned);
     const Planned by_sample(4001, 3000, 0, 0, 0, 0, 4);
-    EXPECT_EQ(by_sample.info.outWidth, 1000);
-    EXPECT_EQ(by_sample.info.outHeight, 750);
+    EXPECT_EQ(by_sample.info.plan.outWidth, 1000);
+    EXPECT_EQ(by_sample.info.plan.outHeight, 750);
 }
 
 TEST(JpegGeometry, ChromaKernelsFollowTheOutputResolution) {
     const Planned half(640, 480, 320, 240, 0), eighth(640, 480, 80, 60, 0);
-    EXPECT_TRUE(half.info.jointChroma);
-    EXPECT_EQ(half.components[0].shape, IdctShape::k4x4);
-    EXPECT_EQ(half.components[1].shape, IdctShape::k8x8);
-    EXPECT_EQ(half.components[1].h_expand, 1);
-    EXPECT_FALSE(eighth.info.jointChroma);
-    EXPECT_EQ(eighth.components[1].shape, IdctShape::k1x1);
-    EXPECT_EQ(eighth.components[1].h_expand, 2);
+    EXPECT_TRUE(half.info.plan.jointChroma);
+    EXPECT_EQ(half.info.plan.components[0].shape, IdctShape::k4x4);
+    EXPECT_EQ(half.info.plan.components[1].shape, IdctShape::k8x8);
+    EXPECT_EQ(half.info.plan.components[1].h_expand, 1);
+    EXPECT_FALSE(eighth.info.plan.jointChroma);
+    EXPECT_EQ(eighth.info.plan.components[1].shape, IdctShape::k1x1);
+    EXPECT_EQ(eighth.info.plan.components[1].h_expand, 2);
 }
 
 TEST(JpegGeometry, SampleSizesAndExactReductions) {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "frame/floor.h"
+#include "core/core.h"
 #include "jpeg/decoder/decode_support.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "jpeg/decoder/colour_model.h"
-#include "jpeg/decoder/entropy.h"
+#include "jpeg/decoder/entropy/scan_reader.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/samples.h"
 

@@ -167,7 +167,8 @@ TEST(JpegWriters, SkippedRowsAreNotStored) {
         Writing record(jpeg, format, width, height);
         JpegInfo *info = record.get();
         ASSERT_TRUE(info);
-        uint8_t **rows[4] = {info->sample_rows[0], info->sample_rows[1], info->sample_rows[2], info->sample_rows[3]};
+        uint8_t **rows[4];
+        for (size_t c = 0; c < 4; ++c) rows[c] = info->pump.components[c].rows;
         uint32_t done = 0;
         for (int i = 0; i < 4; ++i) BRIMJ_ProcessDataSkipRow(info, rows, &done, static_cast<uint32_t>(height));
         EXPECT_EQ(done, 64u / static_cast<uint32_t>(scale));

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "util/simd_targets.h"
+
 namespace vorel {
 
 // A run of neighbouring blocks of one component: block i goes to out + i * (width of the kernel's output).
@@ -69,11 +71,8 @@ struct KernelTable {
 const KernelTable &scalar_kernels();
 // The best table that this CPU runs; take it once, at set-up.
 const KernelTable &kernels();
-// All tables that this CPU runs, scalar first; returns how many, at most 8.
-constexpr int kMaxKernelTables = 8;
+// All tables that run, scalar first; returns how many, at most kMaxKernelTables.
 int runnable_kernels(const KernelTable **out);
-// Makes kernels() return the table of that name until null is given: for tests. False for a name that does not run.
-bool force_kernels(const char *name);
 
 // The single-block kernels behind the exported names: samples go to rows[0..][column..].
 using IdctFn = void (*)(const uint8_t *range_limit, const int32_t *multipliers, const int16_t *block, uint8_t **rows,

@@ -1,9 +1,8 @@
-// Between the files of this room: who fills which members of a table, and the scalar twins that vector code falls back
+// Between the files of this module: who fills which members of a table, and the scalar twins that vector code falls back
 // on.
 #pragma once
 
 #include "jpeg/decoder/kernels/kernels.h"
-#include "util/simd_targets.h"
 
 namespace vorel {
 

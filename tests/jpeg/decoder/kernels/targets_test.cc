@@ -29,38 +29,20 @@ TEST(Targets, TheScalarTableIsFirstAndTheBestIsTaken) {
 #endif
 }
 
-TEST(Targets, AForcedTableIsTakenUntilNull) {
-    const KernelTable *best = &kernels();
-    for (const KernelTable *table : all_tables()) {
-        EXPECT_TRUE(force_kernels(table->name));
-        EXPECT_EQ(&kernels(), table);
-    }
-    EXPECT_FALSE(force_kernels("MMX"));
-    EXPECT_EQ(&kernels(), best);
-    EXPECT_TRUE(force_kernels("scalar"));
-    EXPECT_TRUE(force_kernels(nullptr));
-    EXPECT_EQ(&kernels(), best);
-}
-
-TEST(Targets, AMaskedTargetDoesNotRun) {
+TEST(Targets, NothingWiderThanTheLimitRuns) {
     const std::vector<const KernelTable *> tables = all_tables();
     size_t left = tables.size();
     for (int i = kSimdTargets - 1; i >= 0; --i) {
         const SimdTarget target = static_cast<SimdTarget>(i);
-        const bool ran = simd_target_runs(target);
-        mask_simd_target(target, true);
-        if (target == SimdTarget::kScalar) {
-            EXPECT_TRUE(simd_target_runs(target));
-        } else {
-            EXPECT_FALSE(simd_target_runs(target));
-            left -= ran;
-            EXPECT_EQ(all_tables().size(), left) << simd_target_name(target);
-            EXPECT_EQ(&kernels(), tables[left - 1]) << simd_target_name(target);
-            if (ran) EXPECT_FALSE(force_kernels(simd_target_name(target)));
-        }
+        limit_simd_targets(target);
+        EXPECT_EQ(all_tables().size(), left) << simd_target_name(target);
+        EXPECT_EQ(&kernels(), tables[left - 1]) << simd_target_name(target);
+        EXPECT_EQ(simd_target_runs(target), cpu_runs_target(target)) << simd_target_name(target);
+        if (target < SimdTarget::kAvx2) EXPECT_FALSE(bmi2_runs());
+        left -= cpu_runs_target(target);
     }
-    EXPECT_EQ(left, 1u);
-    for (int i = 0; i < kSimdTargets; ++i) mask_simd_target(static_cast<SimdTarget>(i), false);
+    EXPECT_EQ(left, 0u);
+    limit_simd_targets(SimdTarget::kCount);
     EXPECT_EQ(all_tables(), tables);
 }
 

@@ -1,0 +1,205 @@
+// Derived Huffman tables (T.81 annex C and F.2.2.3), skip tables and the fast path's look-ups.
+#include "jpeg/decoder/entropy/huffman_tables.h"
+
+#include <cstring>
+
+namespace vorel {
+namespace {
+
+constexpr uint32_t kLongerThan8 = 0x900;
+constexpr int32_t kSentinel = 0xFFFFF;
+
+// A code found in the leading bits of a window: its length and symbol, or length 0 when it is longer than the window.
+struct Code {
+    int32_t length;
+    uint8_t symbol;
+};
+
+// window: `bits` bits, left-aligned in 16.
+Code find_code(const DerivedTable *table, uint32_t window, int32_t bits) {
+    const uint32_t look = table->lookup[window >> 8];
+    if (look != kLongerThan8) {
+        const int32_t length = static_cast<int32_t>(look >> 8);
+        return length <= bits ? Code{length, static_cast<uint8_t>(look)} : Code{0, 0};
+    }
+    for (int32_t length = 9; length <= bits; ++length) {
+        const int32_t code = static_cast<int32_t>(window >> (16 - length));
+        if (code <= table->maxCode[length - 1]) {
+            return {length, table->rawTable->symbols[(code + table->valOffset[length - 1]) & 255]};
+        }
+    }
+    return {0, 0};
+}
+
+// Canonical codes of T.81 C.2. False for counts that no prefix code has, or that would need the code of all ones, which
+// is reserved.
+bool assign_codes(const RawHuffTable *raw, uint16_t *codes, uint8_t *lengths, int32_t *count) {
+    int32_t total = 0;
+    for (int length = 1; length <= 16; ++length) {
+        if (total + raw->counts[length - 1] > 256) return false;
+        for (int i = 0; i < raw->counts[length - 1]; ++i) lengths[total++] = static_cast<uint8_t>(length);
+    }
+    *count = total;
+    uint32_t code = 0;
+    int32_t length = total ? lengths[0] : 0;
+    for (int32_t i = 0; i < total;) {
+        for (; i < total && lengths[i] == length; ++i) codes[i] = static_cast<uint16_t>(code++);
+        if (code >= 1u << length) return false;
+        if (i < total) {
+            code <<= lengths[i] - length;
+            length = lengths[i];
+        }
+    }
+    return true;
+}
+
+bool fill_derived(DerivedTable *table, const RawHuffTable *raw, bool is_dc) {
+    uint16_t codes[256];
+    uint8_t lengths[256];
+    int32_t count;
+    if (!assign_codes(raw, codes, lengths, &count)) return false;
+    int32_t next = 0;
+    for (int length = 1; length <= 16; ++length) {
+        const int32_t here = raw->counts[length - 1];
+        table->maxCode[length - 1] = here ? codes[next + here - 1] : -1;
+        table->valOffset[length - 1] = here ? next - codes[next] : 0;
+        next += here;
+    }
+    table->maxCode[16] = kSentinel;
+    for (uint32_t &entry : table->lookup) entry = kLongerThan8;
+    for (int32_t i = 0; i < count && lengths[i] <= 8; ++i) {
+        const uint32_t first = static_cast<uint32_t>(codes[i]) << (8 - lengths[i]);
+        for (uint32_t k = 0; k < 1u << (8 - lengths[i]); ++k) {
+            table->lookup[first + k] = static_cast<uint32_t>(lengths[i]) << 8 | raw->symbols[i];
+        }
+    }
+    if (is_dc) {
+        for (int32_t i = 0; i < count; ++i) {
+            if (raw->symbols[i] > 15) return false;
+        }
+    }
+    return true;
+}
+
+uint32_t pack_value(int32_t bits, uint32_t advance, int32_t value) {
+    return static_cast<uint32_t>(value) << 16 | advance << 8 | static_cast<uint32_t>(bits);
+}
+
+uint32_t pack_special(EntryKind kind, int32_t bits, uint32_t run, uint32_t size) {
+    return run << 12 | size << 8 | static_cast<uint32_t>(kind) << 6 | static_cast<uint32_t>(bits);
+}
+
+// The value bits behind a code in a window of `look_bits` bits.
+int32_t window_value(uint32_t window, int32_t look_bits, int32_t code_bits, int32_t size) {
+    const uint32_t raw = window >> (look_bits - code_bits - size) & ((1u << size) - 1);
+    return extend(static_cast<int32_t>(raw), size);
+}
+
+void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
+    for (uint32_t window = 0; window < 1u << kDcLookBits; ++window) {
+        const Code code = find_code(table, window << (16 - kDcLookBits), kDcLookBits);
+        const int32_t size = code.symbol;
+        if (!code.length) {
+            entries[window] = pack_special(kEntryLongCode, 0, 0, 0);
+        } else if (code.length + size <= kDcLookBits) {
+            entries[window] = pack_value(code.length + size, 0, window_value(window, kDcLookBits, code.length, size));
+        } else {
+            entries[window] = pack_special(kEntryLongValue, code.length, 0, static_cast<uint32_t>(size));
+        }
+    }
+}
+
+void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
+    for (uint32_t window = 0; window < 1u << kAcLookBits; ++window) {
+        const Code code = find_code(table, window << (16 - kAcLookBits), kAcLookBits);
+        const int32_t size = code.symbol & 15;
+        const uint32_t run = code.symbol >> 4;
+        if (!code.length) {
+            entries[window] = pack_special(kEntryLongCode, 0, 0, 0);
+        } else if (size == 0) {
+            entries[window] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, 0, 0);
+        } else if (code.length + size <= kAcLookBits) {
+            entries[window] =
+                pack_value(code.length + size, run + 1, window_value(window, kAcLookBits, code.length, size));
+        } else {
+            entries[window] = pack_special(kEntryLongValue, code.length, run, static_cast<uint32_t>(size));
+        }
+    }
+}
+
+// Each entry walks forward through its 12 bits. Value bits may run past the window, since nobody looks at them; a code
+// may not.
+void build_skip_table(const DerivedTable *table, uint16_t *entries) {
+    // The first symbol of every window, so that the walks below cost a load a symbol.
+    uint8_t code_bits[1 << kSkipLookBits];
+    uint8_t symbols[1 << kSkipLookBits];
+    for (uint32_t window = 0; window < 1u << kSkipLookBits; ++window) {
+        const Code code = find_code(table, window << (16 - kSkipLookBits), kSkipLookBits);
+        code_bits[window] = static_cast<uint8_t>(code.length);
+        symbols[window] = code.symbol;
+    }
+    for (uint32_t window = 0; window < 1u << kSkipLookBits; ++window) {
+        uint32_t used = 0, advance = 0;
+        bool end_of_block = false;
+        while (used < kSkipLookBits && advance < 64) {
+            const uint32_t rest = window << used & ((1u << kSkipLookBits) - 1);
+            const uint32_t length = code_bits[rest];
+            if (!length || used + length > kSkipLookBits) break;
+            const uint32_t size = symbols[rest] & 15, run = symbols[rest] >> 4;
+            used += length + size;
+            if (size == 0 && run != 15) {
+                end_of_block = true;
+                break;
+            }
+            advance += run + 1;
+        }
+        entries[window] = static_cast<uint16_t>(used | advance << 8 | (end_of_block ? kSkipEndOfBlock : 0));
+    }
+}
+
+}  // namespace
+
+bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **out) {
+    if (!*out) {
+        *out = static_cast<DerivedTable *>(BRIM_FakeMalloc(nullptr, sizeof(DerivedTable)));
+        if (!*out) {
+            set_error(kErrorOutOfMemory);
+            return false;
+        }
+        std::memset(*out, 0, sizeof **out);
+    }
+    DerivedTable *table = *out;
+    if (table->valid && table->is_dc == is_dc && std::memcmp(&table->raw, &raw, sizeof raw) == 0) return true;
+    os_release(table->fast);
+    os_release(table->skip);
+    std::memset(table, 0, sizeof *table);
+    table->raw = raw;
+    table->rawTable = &table->raw;
+    table->is_dc = is_dc;
+    table->valid = fill_derived(table, &table->raw, is_dc);
+    return table->valid;
+}
+
+void release_table(DerivedTable *table) {
+    if (!table) return;
+    os_release(table->fast);
+    os_release(table->skip);
+    BRIM_FakeFree(table);
+}
+
+const uint32_t *fast_entries(DerivedTable *table) {
+    if (table->fast) return table->fast;
+    table->fast = os_allocate_array<uint32_t>(uint64_t{1} << (table->is_dc ? kDcLookBits : kAcLookBits));
+    if (!table->fast) return nullptr;
+    table->is_dc ? build_fast_dc(table, table->fast) : build_fast_ac(table, table->fast);
+    return table->fast;
+}
+
+const uint16_t *skip_entries(DerivedTable *table) {
+    if (table->skip) return table->skip;
+    table->skip = os_allocate_array<uint16_t>(uint64_t{1} << kSkipLookBits);
+    if (table->skip) build_skip_table(table, table->skip);
+    return table->skip;
+}
+
+}  // namespace vorel

@@ -1,0 +1,71 @@
+// Tables that the entropy decoder works with, derived from what DHT segments said.
+#pragma once
+
+#include "jpeg/decoder/frame_layout.h"
+
+// Derived Huffman table (T.81 F.2.2.3): 32-bit entries; maxCode[0] is length 1, maxCode[16] the sentinel.
+struct DerivedTable {
+    int32_t maxCode[17];
+    int32_t valOffset[16];
+    const vorel::RawHuffTable *rawTable;
+    uint32_t lookup[256];  // (length << 8) | symbol for 8 bits of look-ahead; 0x900: longer than 8
+
+    // inside
+    vorel::RawHuffTable raw;  // what the table was made of: a stream may define its tables again between scans
+    bool is_dc;
+    bool valid;
+    uint32_t *fast;  // whole symbols with their values, see below; null until asked for
+    uint16_t *skip;  // walks over AC coefficients; null until asked for
+};
+
+namespace vorel {
+
+// How far the MCU decoder of a scale keeps coefficients, by zigzag position.
+constexpr int kKeepAll = 64;
+constexpr int kKeep2to1 = 19;  // the 4 x 4 corner but for its last entry
+constexpr int kKeep4to1 = 5;   // the 2 x 2 corner
+constexpr int kKeepDc = 1;
+
+// Look-ups of the fast path, one symbol with its value bits each. An entry, from the low end:
+//   6 bits  bits to consume
+//   2 bits  kind, see below
+//   value:      8 bits free but for 5 bits of run + 1 (AC), then the value as 16 signed bits; never 0 for AC
+//   long value: 4 bits size, 4 bits run; code bits are to be consumed, the value follows
+// An AC entry is a value exactly when its upper half is not 0.
+constexpr int kAcLookBits = 11;
+constexpr int kDcLookBits = 9;
+
+enum EntryKind : uint32_t {
+    kEntryValue = 0,       // DC only: AC values are told by their upper half
+    kEntryEndOfBlock = 0,  // AC
+    kEntryZeroRun = 1,     // AC: 16 zeros
+    kEntryLongValue = 2,   // the code fits the look-up, its value bits do not
+    kEntryLongCode = 3,
+};
+
+constexpr uint32_t entry_bits(uint32_t entry) { return entry & 63; }
+constexpr uint32_t entry_kind(uint32_t entry) { return entry >> 6 & 3; }
+constexpr uint32_t entry_advance(uint32_t entry) { return entry >> 8 & 31; }
+constexpr uint32_t entry_size(uint32_t entry) { return entry >> 8 & 15; }
+constexpr uint32_t entry_run(uint32_t entry) { return entry >> 12 & 15; }
+constexpr int32_t entry_value(uint32_t entry) { return static_cast<int32_t>(entry) >> 16; }
+
+// Skip entries: low byte bits to consume, high byte positions advanced, its top bit for an end of block.
+constexpr int kSkipLookBits = 12;
+constexpr uint32_t kSkipEndOfBlock = 0x8000;
+
+// T.81 F.2.2.1, EXTEND: the value of `size` raw bits, 0 <= size <= 15.
+constexpr int32_t extend(int32_t raw, int32_t size) {
+    return size && raw < (1 << (size - 1)) ? raw - (1 << size) + 1 : raw;
+}
+
+// Derives a table, allocating it where *table is null; nothing happens where it was made of the same raw table. False
+// for counts that no prefix code has, for a DC symbol above 15, and when out of memory, which sets the error word.
+bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **table);
+void release_table(DerivedTable *table);
+
+// The look-ups of a derived table, made when they are first asked for; null when out of memory.
+const uint32_t *fast_entries(DerivedTable *table);
+const uint16_t *skip_entries(DerivedTable *table);
+
+}  // namespace vorel

@@ -1,0 +1,206 @@
+// Set-up of a scan's reader: the shape of its MCUs, its tables, what the fast path needs.
+#include <cstring>
+
+#include "jpeg/decoder/entropy/entropy_window.h"
+#include "jpeg/decoder/jpeg_info.h"
+
+namespace vorel {
+namespace {
+
+bool g_fast_path = true;
+
+// Below this many blocks the look-ups of the fast path cost more than they save.
+constexpr uint64_t kFastPathBlocks = 512;
+
+uint32_t remainder_or_whole(uint32_t blocks, uint32_t factor) { return blocks % factor ? blocks % factor : factor; }
+
+// T.81 A.2.2: the blocks of a lone component in raster order, without those that pad an interleaved MCU.
+void shape_single_component(ScanReader *scan) {
+    ScanComponent *at = &scan->components[0];
+    scan->mcusPerRow = at->component->widthInBlocks;
+    scan->mcuRows = at->component->heightInBlocks;
+    at->mcuWidth = at->mcuHeight = at->mcuBlocks = 1;
+    at->lastColWidth = 1;
+    at->lastRowHeight = remainder_or_whole(at->component->heightInBlocks, at->component->vSampling);
+    scan->blocksInMcu = 1;
+    scan->mcuMembership[0] = 0;
+}
+
+// T.81 A.2.3. False when an MCU would have more blocks than B.2.3 allows.
+bool shape_interleaved(ScanReader *scan, const FrameLayout *frame) {
+    scan->mcusPerRow = static_cast<uint32_t>(ceil_div(frame->imageWidth, frame->mcuWidth));
+    scan->mcuRows = static_cast<uint32_t>(ceil_div(frame->imageHeight, frame->mcuHeight));
+    scan->blocksInMcu = 0;
+    for (int i = 0; i < scan->compsInScan; ++i) {
+        ScanComponent *at = &scan->components[i];
+        at->mcuWidth = at->component->hSampling;
+        at->mcuHeight = at->component->vSampling;
+        at->mcuBlocks = at->mcuWidth * at->mcuHeight;
+        at->lastColWidth = remainder_or_whole(at->component->widthInBlocks, at->mcuWidth);
+        at->lastRowHeight = remainder_or_whole(at->component->heightInBlocks, at->mcuHeight);
+        if (scan->blocksInMcu + at->mcuBlocks > kMaxBlocksInMcu) return false;
+        for (uint32_t b = 0; b < at->mcuBlocks; ++b) scan->mcuMembership[scan->blocksInMcu++] = static_cast<uint32_t>(i);
+    }
+    return true;
+}
+
+// A table that a scan names. One that is not there is an error, but for a progressive scan, which may not use it.
+bool derive_slot(const RawHuffTable *raw, bool is_dc, bool progressive, DerivedTable **table) {
+    return raw ? derive_table(*raw, is_dc, table) : progressive;
+}
+
+bool derive_tables(ScanReader *scan, const FrameLayout *frame, const HeaderState *header) {
+    EntropyDecoder &entropy = scan->entropy;
+    for (int i = 0; i < scan->compsInScan; ++i) {
+        const uint32_t dc = scan->components[i].dcTable, ac = scan->components[i].acTable;
+        if (dc > 3 || ac > 3) return false;
+        if (!derive_slot(header->huffDc[dc], true, frame->progressive, &entropy.dcDerived[dc])) return false;
+        if (!derive_slot(header->huffAc[ac], false, frame->progressive, &entropy.acDerived[ac])) return false;
+    }
+    for (int b = 0; b < scan->blocksInMcu; ++b) {
+        const ScanComponent &at = scan->components[scan->mcuMembership[b]];
+        entropy.blockDc[b] = entropy.dcDerived[at.dcTable];
+        entropy.blockAc[b] = entropy.acDerived[at.acTable];
+        entropy.blockSkip[b] = nullptr;
+    }
+    return true;
+}
+
+bool prepare_fast_path(ScanReader *scan) {
+    if (!scan->window) scan->window = os_allocate_array<EntropyWindow>(1);
+    if (!scan->plan) scan->plan = os_allocate_array<RunPlan>(1);
+    if (!scan->window || !scan->plan) return false;
+    scan->window->open = false;
+    EntropyDecoder &entropy = scan->entropy;
+    scan->plan->block_count = scan->blocksInMcu;
+    for (int b = 0; b < scan->blocksInMcu; ++b) {
+        const uint32_t *dc = fast_entries(entropy.blockDc[b]), *ac = fast_entries(entropy.blockAc[b]);
+        if (!dc || !ac) return false;
+        scan->plan->blocks[b] = {dc,
+                                 ac,
+                                 nullptr,
+                                 entropy.blockDc[b],
+                                 entropy.blockAc[b],
+                                 &entropy.lastDc[scan->mcuMembership[b]],
+                                 entropy.block_keep[b]};
+    }
+    return true;
+}
+
+}  // namespace
+
+bool prepare_walks(ScanReader *scan) {
+    EntropyDecoder &entropy = scan->entropy;
+    for (int b = 0; b < scan->blocksInMcu; ++b) {
+        if (!entropy.blockSkip[b]) entropy.blockSkip[b] = skip_entries(entropy.blockAc[b]);
+        if (!entropy.blockSkip[b]) return false;
+        scan->plan->blocks[b].skip = entropy.blockSkip[b];
+    }
+    return true;
+}
+
+namespace {
+
+void release_fast_path(ScanReader *scan) {
+    os_release(scan->window);
+    os_release(scan->plan);
+    scan->window = nullptr;
+    scan->plan = nullptr;
+}
+
+}  // namespace
+
+void allow_fast_path(bool allowed) { store_relaxed(&g_fast_path, allowed); }
+bool fast_path_allowed() { return load_relaxed(&g_fast_path); }
+
+bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *header, bool walks) {
+    const ScanHeader &from = header->scan;
+    scan->compsInScan = from.compsInScan;
+    scan->restartInterval = from.restartInterval;
+    scan->sos = {from.Ss, from.Se, from.Ah, from.Al};
+    for (int i = 0; i < from.compsInScan; ++i) {
+        scan->components[i] = {};
+        scan->components[i].component = &frame->components[from.component[i]];
+        scan->components[i].dcTable = from.dc_table[i];
+        scan->components[i].acTable = from.ac_table[i];
+    }
+    if (from.compsInScan == 1) {
+        shape_single_component(scan);
+    } else if (!shape_interleaved(scan, frame)) {
+        return false;
+    }
+    discard(scan);
+    scan->mcus_done = 0;
+    if (!derive_tables(scan, frame, header)) return false;
+    const uint64_t blocks = uint64_t{scan->mcusPerRow} * scan->mcuRows * scan->blocksInMcu;
+    if (frame->progressive || blocks < kFastPathBlocks || !fast_path_allowed()) {
+        release_fast_path(scan);
+        return true;
+    }
+    if (prepare_fast_path(scan) && (!walks || prepare_walks(scan))) return true;
+    set_error(kErrorOutOfMemory);
+    return false;
+}
+
+void set_block_keep(ScanReader *scan, const uint8_t *keep) {
+    for (int b = 0; b < scan->blocksInMcu; ++b) {
+        scan->entropy.block_keep[b] = keep[b];
+        if (scan->plan) scan->plan->blocks[b].keep = keep[b];
+    }
+}
+
+void release_scan(ScanReader *scan) {
+    release_fast_path(scan);
+    for (int i = 0; i < kMaxComponents; ++i) {
+        release_table(scan->entropy.dcDerived[i]);
+        release_table(scan->entropy.acDerived[i]);
+        scan->entropy.dcDerived[i] = scan->entropy.acDerived[i] = nullptr;
+    }
+}
+
+int32_t mcu_rows_in_imcu(const ScanReader *scan, const FrameLayout *frame, uint32_t imcu_row) {
+    if (scan->compsInScan > 1) return 1;
+    const ScanComponent &at = scan->components[0];
+    const bool last = imcu_row + 1 >= frame->imcu_rows;
+    return static_cast<int32_t>(last ? at.lastRowHeight : at.component->vSampling);
+}
+
+}  // namespace vorel
+
+using namespace vorel;
+
+namespace {
+
+// Exported derivations go by the record's raw tables. The walk of the record's own AC tables is made with them, where
+// the decode walks.
+int32_t prepare(JpegInfo *info, bool is_dc, int32_t number, DerivedTable **out, EntropyDecoder *entropy, bool walks) {
+    if (number < 0 || number > 3) return 0;
+    const RawHuffTable *raw = is_dc ? info->header.huffDc[number] : info->header.huffAc[number];
+    // Required: a progressive scan may name a table that is not there as long as it does not use it.
+    if (!raw) return info->frame->progressive;
+    if (!derive_table(*raw, is_dc, out)) return 0;
+    if (!is_dc && walks && out == &entropy->acDerived[number]) {
+        entropy->acSkip[number] = skip_entries(*out);
+        if (!entropy->acSkip[number]) {
+            set_error(kErrorOutOfMemory);
+            return 0;
+        }
+    }
+    return 1;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t BRIMJ_PrepareDerivedTbl(JpegInfo *info, int32_t isDc, int32_t tableNumber, DerivedTable **outDerived,
+                                EntropyDecoder *entropyState) {
+    return prepare(info, isDc, tableNumber, outDerived, entropyState, !info->frame->progressive);
+}
+
+int32_t BRIMJ_P_PrepareDerivedTbl(JpegInfo *info, int32_t isDc, int32_t tableNumber, DerivedTable **outDerived,
+                                  EntropyDecoder *entropyState) {
+    return prepare(info, isDc, tableNumber, outDerived, entropyState, false);
+}
+
+}  // extern "C"

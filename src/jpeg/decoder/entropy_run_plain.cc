@@ -1,6 +1,0 @@
-// The fast path's MCU loops for every CPU.
-#include "jpeg/decoder/entropy_run.inc"
-
-namespace vorel {
-extern const RunTable kPlainRuns = kRuns;
-}

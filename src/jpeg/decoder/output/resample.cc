@@ -1,0 +1,314 @@
+// From rows of the DCT-scaled picture to output rows: straight, as means of four samples, or as centre samples.
+//
+// A source of T rows becomes H rows. The mean takes the rows at a quarter and at three quarters of an output row's
+// footprint, floor((T / 4 + k T) / H) and floor((3 T / 4 + k T) / H); the centre takes floor((T / 2 + k T) / H).
+// Columns alike. These source rows rise with k, so rows are taken as they come, and the sums of one output row are open
+// at a time.
+#include "jpeg/decoder/output/output.h"
+
+namespace vorel {
+namespace {
+
+// Source row of output row k: start is the footprint's quarter, three quarters or half, in units of 1 / out.
+int32_t source_row(int64_t start, int64_t source, int64_t out, int64_t k) {
+    return static_cast<int32_t>((start + k * source) / out);
+}
+int64_t first_quarter(int64_t source) { return source >> 2; }
+int64_t third_quarter(int64_t source) { return (source * 3) >> 2; }
+int64_t half(int64_t source) { return source >> 1; }
+
+int32_t window_end(const JpegInfo *info) { return info->plan.window.y + info->plan.window.height; }
+
+// The output rows that may still be made before the counter reaches end_row.
+bool may_emit(const JpegInfo *info, uint32_t end_row) {
+    return info->out.next_row < window_end(info) && static_cast<uint32_t>(info->out.next_row) < end_row;
+}
+
+int32_t emit_straight(JpegInfo *info, ColorSpace color, const RowSet *rows, int32_t count, uint32_t end_row) {
+    OutputState &out = info->out;
+    const int32_t first = out.scaled_row;
+    const uint32_t left = end_row > out.outputRow ? end_row - out.outputRow : 0;
+    if (static_cast<uint32_t>(count) > left) count = static_cast<int32_t>(left);
+    const OutputWindow &window = info->plan.window;
+    int32_t from = window.y > first ? window.y - first : 0;
+    int32_t to = window_end(info) - first;
+    if (from > count) from = count;
+    if (to > count) to = count;
+    RowSet shown[kMaxEmitRows];
+    for (int32_t i = from; i < to; ++i) shown[i - from] = rows[i].at(window.x);
+    if (to > from) write_rows(info, color, shown, to - from, window.width);
+    out.outputRow = static_cast<uint32_t>(first + count);
+    return count;
+}
+
+constexpr uint32_t pack(uint32_t a, uint32_t b, uint32_t c) { return a << 20 | b << 10 | c; }
+
+// Rows are summed as packed words, three components at a time: a second set holds the fourth.
+int32_t packed_sets(const JpegInfo *info) { return info->frame->numComponents == 4 ? 2 : 1; }
+
+// The component rows of a set at the scaled picture's width; shared chroma is doubled into the writers' scratch rows.
+struct PackSources {
+    const uint8_t *a, *b, *c;
+};
+PackSources sources_of(const JpegInfo *info, ColorSpace color, const RowSet &row, int32_t set) {
+    if (set == 1) return {row.c[3], nullptr, nullptr};
+    if (color == kColorGray) return {row.c[0], nullptr, nullptr};
+    if (!row.shared) return {row.c[0], row.c[1], row.c[2]};
+    const SourceRange &columns = info->plan.columns;
+    uint8_t *const *scratch = info->out.scratch;
+    for (int c = 1; c < 3; ++c) {
+        info->plan.kernels->double_samples(row.c[c] + columns.first / 2, columns.end - columns.first,
+                                           scratch[c] + columns.first);
+    }
+    return {row.c[0], scratch[1], scratch[2]};
+}
+
+void pack_row(const PackSources &from, const SourceRange &columns, uint32_t *__restrict words) {
+    const uint8_t *a = from.a, *b = from.b, *c = from.c;
+    if (b) {
+        for (int32_t x = columns.first; x < columns.end; ++x) words[x] = pack(a[x], b[x], c[x]);
+    } else {
+        for (int32_t x = columns.first; x < columns.end; ++x) words[x] = pack(a[x], 0, 0);
+    }
+}
+
+// Between two thirds and the whole of the source's width an output column's samples are neighbours or the same: then
+// each source column's two possible sums are made once, side by side, and picked.
+void sum_neighbours(const JpegInfo *info, const uint32_t *words, uint32_t *__restrict sums) {
+    const SourceRange &columns = info->plan.columns;
+    const int32_t last = columns.end - 1, width = info->plan.window.width;
+    uint32_t *__restrict pairs = info->out.column_pairs;
+    for (int32_t x = columns.first; x < last; ++x) {
+        pairs[2 * x] = 2 * words[x];
+        pairs[2 * x + 1] = words[x] + words[x + 1];
+    }
+    if (last >= 0) pairs[2 * last] = 2 * words[last];
+    const uint32_t *picks = info->out.column_picks;
+    for (int32_t i = 0; i < width; ++i) sums[i] = pairs[picks[i]];
+}
+
+void sum_columns(const JpegInfo *info, const uint32_t *words, uint32_t *__restrict sums) {
+    const uint16_t *a = info->out.column_a, *b = info->out.column_b;
+    const int32_t width = info->plan.window.width;
+    for (int32_t i = 0; i < width; ++i) sums[i] = words[a[i]] + words[b[i]];
+}
+
+// accumulatorB: for every output column the two samples of this source row.
+void sum_row(JpegInfo *info, ColorSpace color, const RowSet &row) {
+    OutputState &out = info->out;
+    for (int32_t set = 0; set < packed_sets(info); ++set) {
+        pack_row(sources_of(info, color, row, set), info->plan.columns, out.packed_row);
+        uint32_t *sums = out.accumulatorB + static_cast<ptrdiff_t>(set) * info->plan.outWidth;
+        out.column_pairs ? sum_neighbours(info, out.packed_row, sums) : sum_columns(info, out.packed_row, sums);
+    }
+}
+
+// Which of an output row's two source rows a row is.
+enum class Half { kFirst, kSecond, kBoth };
+
+// accumulatorA takes the row's sums. As the first half of an output row they stay what they are, and the two change
+// places.
+void add_half(JpegInfo *info, Half part) {
+    OutputState &out = info->out;
+    if (part == Half::kFirst) {
+        uint32_t *sums = out.accumulatorB;
+        out.accumulatorB = out.accumulatorA;
+        out.accumulatorA = sums;
+        return;
+    }
+    const int32_t width = info->plan.window.width;
+    for (int32_t set = 0; set < packed_sets(info); ++set) {
+        const ptrdiff_t at = static_cast<ptrdiff_t>(set) * info->plan.outWidth;
+        uint32_t *__restrict to = out.accumulatorA + at;
+        const uint32_t *__restrict from = out.accumulatorB + at;
+        if (part == Half::kSecond) {
+            for (int32_t i = 0; i < width; ++i) to[i] += from[i];
+        } else {
+            for (int32_t i = 0; i < width; ++i) to[i] = 2 * from[i];
+        }
+    }
+}
+
+void write_means(JpegInfo *info, ColorSpace color) {
+    OutputState &out = info->out;
+    const int32_t width = info->plan.window.width;
+    if (info->frame->numComponents == 4) {
+        info->plan.kernels->unpack_means(out.accumulatorA + info->plan.outWidth, width, out.scratch[kResampledRow + 3],
+                                         out.scratch[0], out.scratch[1]);
+    }
+    write_sums(info, color, out.accumulatorA, width);
+}
+
+void finish_row(OutputState *out) { out->outputRow = static_cast<uint32_t>(++out->next_row); }
+
+// True when the row has nothing more to give.
+bool emit_means(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t end_row) {
+    OutputState &out = info->out;
+    const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
+    bool summed = false;
+    while (out.next_row < window_end(info)) {
+        const bool a_here = source_row(first_quarter(source), source, height, out.next_row) == out.scaled_row;
+        const bool b_here = source_row(third_quarter(source), source, height, out.next_row) == out.scaled_row;
+        if (out.first_half_done ? !b_here : !a_here) return true;
+        if (b_here && !may_emit(info, end_row)) return false;
+        if (!summed) sum_row(info, color, row);
+        summed = true;
+        add_half(info, out.first_half_done ? Half::kSecond : b_here ? Half::kBoth : Half::kFirst);
+        out.first_half_done = !b_here;
+        if (!b_here) return true;
+        write_means(info, color);
+        finish_row(&out);
+    }
+    return true;
+}
+
+void pick_samples(const JpegInfo *info, const uint8_t *from, int shift, uint8_t *to) {
+    const uint16_t *centres = info->out.centres;
+    for (int32_t i = 0; i < info->plan.window.width; ++i) to[i] = from[centres[i] >> shift];
+}
+
+bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t end_row) {
+    OutputState &out = info->out;
+    const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
+    uint8_t **picked = nullptr;
+    while (out.next_row < window_end(info) &&
+           source_row(half(source), source, height, out.next_row) == out.scaled_row) {
+        if (!may_emit(info, end_row)) return false;
+        if (!picked) {
+            picked = out.scratch + kResampledRow;
+            for (int c = 0; c < info->frame->numComponents; ++c) {
+                pick_samples(info, row.c[c], row.shared && (c == 1 || c == 2) ? 1 : 0, picked[c]);
+            }
+        }
+        const RowSet shown = {{picked[0], picked[1], picked[2], picked[3]}, false};
+        write_rows(info, color, &shown, 1, info->plan.window.width);
+        finish_row(&out);
+    }
+    return true;
+}
+
+void fill_columns(const JpegInfo *info, int64_t start, uint16_t *columns) {
+    const OutputPlan &plan = info->plan;
+    for (int32_t i = 0; i < plan.window.width; ++i) {
+        columns[i] = static_cast<uint16_t>(source_row(start, plan.scaledWidth, plan.outWidth, plan.window.x + i));
+    }
+}
+
+// Makes the picks of sum_neighbours where the columns allow them. False when out of memory.
+bool prepare_neighbours(JpegInfo *info) {
+    OutputState &out = info->out;
+    const int32_t width = info->plan.window.width;
+    for (int32_t i = 0; i < width; ++i) {
+        if (out.column_b[i] - out.column_a[i] > 1) return true;
+    }
+    out.column_picks = os_allocate_array<uint32_t>(static_cast<uint64_t>(width));
+    out.column_pairs = os_allocate_array<uint32_t>(2 * uint64_t{info->plan.scaledWidth});
+    if (!out.column_picks || !out.column_pairs) return false;
+    for (int32_t i = 0; i < width; ++i) out.column_picks[i] = static_cast<uint32_t>(out.column_a[i] + out.column_b[i]);
+    return true;
+}
+
+SourceRange needed_range(Resample resample, int64_t source, int64_t out, int32_t first, int32_t count) {
+    if (count <= 0) return {first, first};
+    const int32_t last = first + count - 1;
+    switch (resample) {
+        case Resample::kMean:
+            return {source_row(first_quarter(source), source, out, first),
+                    source_row(third_quarter(source), source, out, last) + 1};
+        case Resample::kCentre:
+            return {source_row(half(source), source, out, first), source_row(half(source), source, out, last) + 1};
+        default:
+            return {first, last + 1};
+    }
+}
+
+}  // namespace
+
+void find_source_ranges(OutputPlan *plan) {
+    const OutputWindow &window = plan->window;
+    plan->rows = needed_range(plan->resample, plan->scaledHeight, plan->outHeight, window.y, window.height);
+    plan->columns = needed_range(plan->resample, plan->scaledWidth, plan->outWidth, window.x, window.width);
+    const int32_t step = plan->mcu_output_columns;
+    if (step == 0) return;
+    plan->columns.first = plan->columns.first / step * step;
+    plan->columns.end = static_cast<int32_t>(ceil_div(plan->columns.end, step) * step);
+    if (plan->columns.end > plan->scaledWidth) plan->columns.end = plan->scaledWidth;
+    if (plan->columns.first > plan->columns.end) plan->columns.first = plan->columns.end;
+}
+
+bool prepare_resampler(JpegInfo *info) {
+    OutputState &out = info->out;
+    out.next_row = info->plan.window.y;
+    out.first_half_done = false;
+    if (info->plan.resample == Resample::kNone) return true;
+    const uint64_t width = static_cast<uint64_t>(info->plan.outWidth);
+    const uint64_t sets = static_cast<uint64_t>(packed_sets(info));
+    out.accumulatorA = os_allocate_array<uint32_t>(sets * width);
+    out.accumulatorB = os_allocate_array<uint32_t>(sets * width);
+    out.packed_row = os_allocate_array<uint32_t>(info->plan.scaledWidth);
+    out.column_a = os_allocate_array<uint16_t>(width);
+    out.column_b = os_allocate_array<uint16_t>(width);
+    out.centres = os_allocate_array<uint16_t>(width);
+    const bool all = out.accumulatorA && out.accumulatorB && out.packed_row && out.column_a && out.column_b && out.centres;
+    if (!all) {
+        set_error(kErrorOutOfMemory);
+        return false;
+    }
+    const int64_t source = info->plan.scaledWidth;
+    fill_columns(info, first_quarter(source), out.column_a);
+    fill_columns(info, third_quarter(source), out.column_b);
+    fill_columns(info, half(source), out.centres);
+    if (prepare_neighbours(info)) return true;
+    set_error(kErrorOutOfMemory);
+    return false;
+}
+
+void release_output(JpegInfo *info) {
+    OutputState &out = info->out;
+    os_release(out.accumulatorA);
+    os_release(out.accumulatorB);
+    os_release(out.packed_row);
+    os_release(out.column_picks);
+    os_release(out.column_pairs);
+    os_release(out.column_a);
+    os_release(out.column_b);
+    os_release(out.centres);
+    BRIM_FakeFree(out.scratch_rows);
+    out.accumulatorA = out.accumulatorB = out.packed_row = out.column_picks = out.column_pairs = nullptr;
+    out.column_a = out.column_b = out.centres = nullptr;
+    out.scratch_rows = nullptr;
+}
+
+int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const RowSet *rows, int32_t count,
+                  uint32_t end_row) {
+    OutputState &out = info->out;
+    if (resample == Resample::kNone) {
+        const int32_t used = emit_straight(info, color, rows, count, end_row);
+        out.scaled_row += used;
+        return used;
+    }
+    const auto emit = resample == Resample::kMean ? emit_means : emit_centres;
+    for (int32_t i = 0; i < count; ++i) {
+        if (!emit(info, color, rows[i], end_row)) return i;
+        ++out.scaled_row;
+    }
+    return count;
+}
+
+void pass_rows(JpegInfo *info, int32_t count) {
+    OutputState &out = info->out;
+    const OutputPlan &plan = info->plan;
+    out.scaled_row += count;
+    if (plan.resample == Resample::kNone) {
+        out.outputRow = static_cast<uint32_t>(out.scaled_row);
+        return;
+    }
+    const int64_t start = plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : half(plan.scaledHeight);
+    while (out.next_row < window_end(info) &&
+           source_row(start, plan.scaledHeight, plan.outHeight, out.next_row) < out.scaled_row) {
+        finish_row(&out);
+        out.first_half_done = false;
+    }
+}
+
+}  // namespace vorel

@@ -1,0 +1,318 @@
+// Inputs of every kind and the block cursor.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstring>
+
+#include "core/stream.h"
+#include "support/counting_allocator.h"
+#include "support/inputs.h"
+#include "support/log_capture.h"
+
+namespace vorel::test {
+namespace {
+
+Bytes counted(size_t size) {
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
+    return bytes;
+}
+
+// A cursor with its block, over an input that it does not own.
+struct Cursor {
+    explicit Cursor(IoInfo *io) : block(BRIMJ_AllocateStreamBuffer(io)), stream{io, 0, io->size, 0, 0, block} {}
+    ~Cursor() { BRIMJ_ReleaseStreamBuffer(stream.io, block); }
+    uint8_t *block;
+    StreamBuffer stream;
+};
+
+TEST(OpenInput, RefusalsSetTheErrorWord) {
+    LogCapture log;
+    char directory[] = "/tmp", missing[] = "/nonexistent/x";
+    uint8_t memory[4] = {};
+    const TempFile target;
+    const std::string link = std::string(target.path()) + "-dir";
+    ASSERT_EQ(symlink("/tmp", link.c_str()), 0);
+    const struct {
+        const char *what;
+        uint32_t kind;
+        void *source;
+        int32_t size;
+        uint32_t error;
+        size_t lines;
+    } cases[] = {
+        {"kind 3", 3, memory, 4, 11, 0},
+        {"callbacks have their own opening", 4, memory, 4, 11, 0},
+        {"kind 6", 6, memory, 4, 11, 0},
+        {"memory of size 0", 1, memory, 0, 12, 0},
+        {"owned memory of size 0", 5, memory, 0, 12, 0},
+        {"null FILE", 2, nullptr, 4, 13, 0},
+        {"null path", 0, nullptr, 0, 13, 0},
+        {"directory", 0, directory, 0, 13, 0},
+        {"link to a directory", 0, const_cast<char *>(link.c_str()), 0, 13, 0},
+        {"missing file", 0, missing, 0, 13, 1},
+    };
+    for (const auto &c : cases) {
+        gVORELBRIM_Error = 0;
+        EXPECT_EQ(VORELBRIM_Open_IO(c.kind, c.source, c.size), nullptr) << c.what;
+        EXPECT_EQ(gVORELBRIM_Error, c.error) << c.what;
+        EXPECT_EQ(log.take().size(), c.lines) << c.what;
+    }
+    unlink(link.c_str());
+}
+
+TEST(OpenInput, SizesAndPaths) {
+    TempFile file(counted(100)), empty;
+    IoInfo *io = VORELBRIM_Open_IO(0, file.path(), 0);
+    ASSERT_NE(io, nullptr);
+    EXPECT_EQ(io->size, 100);
+    EXPECT_EQ(io->bufferSize, 16384);
+    EXPECT_EQ(io->source, file.path());
+    EXPECT_NE(io->path, file.path());
+    EXPECT_STREQ(io->path, file.path());
+    EXPECT_EQ(VORELBRIM_Close_IO(io), 1);
+
+    io = VORELBRIM_Open_IO(0, file.path(), 7);
+    EXPECT_EQ(io->size, 7) << "a given size is believed";
+    VORELBRIM_Close_IO(io);
+    io = VORELBRIM_Open_IO(0, empty.path(), 0);
+    ASSERT_NE(io, nullptr) << "only memory must not be empty";
+    EXPECT_EQ(io->size, 0);
+    VORELBRIM_Close_IO(io);
+
+    FILE *stdio = std::fopen(file.path(), "rb");
+    std::fseek(stdio, 30, SEEK_SET);
+    io = VORELBRIM_Open_IO(2, stdio, 100);
+    EXPECT_EQ(io->startOffset, 30);
+    EXPECT_EQ(io->position, 0);
+    EXPECT_EQ(std::ftell(stdio), 30) << "a given size leaves the stream where it stands";
+    VORELBRIM_Close_IO(io);
+    io = VORELBRIM_Open_IO(2, stdio, 0);
+    EXPECT_EQ(io->startOffset, 30);
+    EXPECT_EQ(io->size, 0);
+    EXPECT_EQ(std::ftell(stdio), 0);
+    VORELBRIM_Close_IO(io);
+    EXPECT_EQ(std::fclose(stdio), 0) << "the caller's stream stays open";
+
+    IoInfo unknown = {};
+    unknown.kind = 3;
+    EXPECT_EQ(VORELBRIM_Close_IO(&unknown), 0);
+    EXPECT_EQ(VORELBRIM_Close_IO(nullptr), 0);
+}
+
+TEST(OpenInput, PathThatCannotBeCopiedLeavesTheFileOpenAndNoErrorCode) {
+    TempFile file(counted(4));
+    CountingAllocator allocator;
+    const int before = open_descriptors();
+    gVORELBRIM_Error = 0;
+    allocator.fail_at(2);
+    EXPECT_EQ(VORELBRIM_Open_IO(0, file.path(), 0), nullptr);
+    EXPECT_TRUE(allocator.failed());
+    EXPECT_EQ(gVORELBRIM_Error, 0u);
+    EXPECT_EQ(open_descriptors(), before + 1);
+    EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+TEST(SeekInput, Memory) {
+    Bytes bytes = counted(10);
+    const struct {
+        int32_t from, offset, whence, result, position;
+    } cases[] = {
+        {5, 3, 0, 3, 3},         {5, 10, 0, 10, 10}, {5, 11, 0, 10, 10},
+        {5, -1, 0, -1, 5},       {5, 4, 1, 9, 9},    {5, 100, 1, 10, 10},
+        {5, INT_MAX, 1, 10, 10}, {5, -5, 1, 0, 0},   {5, -7, 1, -2, -2},
+        {5, 0, 2, 10, 10},       {5, -4, 2, 6, 6},   {5, 1, 2, -1, 5},
+        {5, 2, 3, 5, 5},         {5, 2, -1, 5, 5},   {-2, INT_MIN, 1, INT_MIN, INT_MIN},
+    };
+    for (const uint32_t kind : {1u, 5u}) {
+        for (const auto &c : cases) {
+            IoInfo *io = VORELBRIM_Open_IO(kind, bytes.data(), 10);
+            io->position = c.from;
+            EXPECT_EQ(VORELBRIM_Seek_IO(io, c.offset, c.whence), c.result) << c.offset << " whence " << c.whence;
+            EXPECT_EQ(io->position, c.position) << c.offset << " whence " << c.whence;
+            uint8_t byte;
+            const bool inside = io->position >= 0 && io->position < 10;
+            EXPECT_EQ(VORELBRIM_Read_IO(io, &byte, 1), inside ? 1 : 0);
+            VORELBRIM_Close_IO(io);
+        }
+    }
+}
+
+TEST(SeekInput, StreamsGoForwardAndRewindOnlyByCallback) {
+    for (const bool rewinds : {true, false}) {
+        StreamSource source(counted(100));
+        SessionGuard session(source.open(0, 0, rewinds));
+        IoInfo *io = session->ioInfo;
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, 40, 1), 40);
+        EXPECT_EQ(source.position, 40u);
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, 1, 2), -1);
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, -10, 2), 90);
+        EXPECT_EQ(source.position, 90u);
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, 5, 0), rewinds ? 5 : 0);
+        EXPECT_EQ(source.position, rewinds ? 5u : 90u);
+        EXPECT_EQ(io->position, rewinds ? 5 : 90);
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, -5, 0), rewinds ? -1 : 0);
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, 0, 0), 0);
+        EXPECT_EQ(source.position, rewinds ? 0u : 90u);
+    }
+}
+
+TEST(ReadInput, EveryKindDeliversTheSameBytes) {
+    const Bytes bytes = counted(1000);
+    for (const Kind kind : kAllKinds) {
+        Input input(kind, bytes);
+        IoInfo *io = input.session()->ioInfo;
+        Bytes got(1200);
+        EXPECT_EQ(VORELBRIM_Read_IO(io, got.data(), 1), 1);
+        EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1, 1100), 999);
+        EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1000, 5), 0);
+        EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1000, -5), 0);
+        EXPECT_EQ(io->position, 1000);
+        got.resize(1000);
+        EXPECT_EQ(got, bytes);
+        EXPECT_EQ(VORELBRIM_Seek_IO(io, 999, 0), 999);
+        uint8_t room = 0, *address = &room;
+        EXPECT_EQ(VORELBRIM_Read_IO2(io, &address, 7), 1);
+        EXPECT_EQ(*address, bytes[999]);
+        EXPECT_EQ(address != &room, io->kind == 1 || io->kind == 5) << "memory is not copied";
+    }
+}
+
+TEST(ReadInput, ClaimsOfCallbacksAreNotBelieved) {
+    static int32_t claim;
+    const VorelReadFn liar = [](void *, void *, int32_t) { return claim; };
+    IoInfo *io = VORELBRIM_Open_Stream(nullptr, liar, nullptr, nullptr, 100);
+    uint8_t bytes[8];
+    const struct { int32_t claim, delivered; } cases[] = {{8, 8}, {9, 8}, {INT_MAX, 8}, {-1, 0}, {INT_MIN, 0}};
+    for (const auto &c : cases) {
+        claim = c.claim;
+        EXPECT_EQ(VORELBRIM_Read_IO(io, bytes, 8), c.delivered) << c.claim;
+    }
+    VORELBRIM_Close_IO(io);
+    io = VORELBRIM_Open_Stream(nullptr, nullptr, nullptr, nullptr, 100);
+    EXPECT_EQ(VORELBRIM_Read_IO(io, bytes, 8), 0) << "no callback, no bytes";
+    VORELBRIM_Close_IO(io);
+    IoInfo unknown = {};
+    unknown.kind = 9;
+    EXPECT_EQ(VORELBRIM_Read_IO(&unknown, bytes, 8), -1);
+    EXPECT_EQ(VORELBRIM_Seek_IO(&unknown, 0, 0), -1);
+    EXPECT_EQ(VORELBRIM_Read_IO(nullptr, bytes, 8), -1);
+}
+
+TEST(Cursor, RefillsPromiseOnlyThatBytesWereAdded) {
+    for (const Kind kind : kAllKinds) {
+        Input input(kind, counted(5));
+        Cursor cursor(input.session()->ioInfo);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 8), 1);
+        EXPECT_EQ(cursor.stream.available, 5);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 8), 0);
+        EXPECT_EQ(cursor.stream.available, 5);
+        EXPECT_EQ(cursor.stream.offset, 0);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 5), 2);
+    }
+}
+
+TEST(Cursor, NeedsBeyondTheBlockMoveNothing) {
+    for (const Kind kind : kAllKinds) {
+        const Bytes bytes = counted(40000);
+        Input input(kind, bytes);
+        Cursor cursor(input.session()->ioInfo);
+        ASSERT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 1), 1);
+        ASSERT_EQ(cursor.stream.available, 16384);
+        consume(&cursor.stream, 16374);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 16375), 0);
+        EXPECT_EQ(cursor.stream.offset, 16374);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 16374), 1);
+        EXPECT_EQ(cursor.stream.offset, 0);
+        EXPECT_EQ(cursor.stream.available, 16384);
+        EXPECT_EQ(cursor.stream.totalRead, 16384 + 16374);
+        EXPECT_EQ(0, std::memcmp(cursor.stream.buffer, bytes.data() + 16374, 16384));
+    }
+}
+
+// Any walk over any kind sees the input's bytes in order, whatever the steps and however a stream cuts its reads.
+TEST(Cursor, WalksSeeTheInputInOrder) {
+    const Bytes bytes = counted(50000);
+    const auto walk = [&](IoInfo *io, int32_t step) {
+        Cursor cursor(io);
+        size_t at = 0;
+        for (int32_t round = 0; at < bytes.size(); ++round) {
+            const int32_t wanted = 1 + (step * (round % 7)) % 16384;
+            if (round % 5 == 4) {
+                at += static_cast<size_t>(step) * 3;
+                if (!skip_bytes(&cursor.stream, step * 3)) break;
+                continue;
+            }
+            if (!ensure_bytes(&cursor.stream, wanted) && cursor.stream.available == 0) break;
+            const auto some = static_cast<size_t>(std::min(wanted, cursor.stream.available));
+            ASSERT_LE(at + some, bytes.size());
+            ASSERT_EQ(0, std::memcmp(unread(&cursor.stream), bytes.data() + at, some)) << "at " << at;
+            consume(&cursor.stream, static_cast<int32_t>(some));
+            at += some;
+        }
+        EXPECT_GE(at, bytes.size());
+    };
+    for (const int32_t step : {1, 13, 500, 4000, 16383}) {
+        for (const Kind kind : kAllKinds) {
+            Input input(kind, bytes);
+            walk(input.session()->ioInfo, step);
+        }
+        for (const int32_t chunk : {1, 7, 5000, 16383}) {
+            StreamSource source(bytes, chunk);
+            SessionGuard session(source.open());
+            walk(session->ioInfo, step);
+        }
+    }
+}
+
+TEST(Cursor, SkipsBeyondTheInputAreItsEnd) {
+    for (const Kind kind : kAllKinds) {
+        Input input(kind, counted(100));
+        Cursor cursor(input.session()->ioInfo);
+        ASSERT_EQ(read_byte(&cursor.stream), 0);
+        EXPECT_TRUE(skip_bytes(&cursor.stream, 98));
+        EXPECT_GE(read_byte(&cursor.stream), 0);
+        skip_bytes(&cursor.stream, 1000);
+        EXPECT_EQ(read_byte(&cursor.stream), -1);
+        EXPECT_EQ(cursor.stream.totalRead, 1100);
+        EXPECT_FALSE(skip_bytes(&cursor.stream, INT64_C(1) << 40));
+    }
+}
+
+TEST(Cursor, EndlessSourcesEndWherePositionsDo) {
+    const VorelReadFn endless = [](void *, void *, int32_t count) { return count; };
+    IoInfo *io = VORELBRIM_Open_Stream(nullptr, endless, nullptr, nullptr, 0);
+    {
+        Cursor cursor(io);
+        int64_t taken = 0;
+        while (BRIMJ_CheckBuffer(&cursor.stream, 1) != 0) {
+            taken += cursor.stream.available;
+            consume(&cursor.stream, cursor.stream.available);
+        }
+        EXPECT_EQ(taken, INT32_MAX);
+    }
+    VORELBRIM_Close_IO(io);
+}
+
+TEST(Cursor, BlocksAreReleasedByTheAddressThatWasHandedOut) {
+    CountingAllocator allocator;
+    for (const Kind kind : kAllKinds) {
+        Input input(kind, counted(50));
+        IoInfo *io = input.session()->ioInfo;
+        const size_t before = allocator.live_blocks();
+        uint8_t *block = BRIMJ_AllocateStreamBuffer(io);
+        EXPECT_EQ(allocator.live_blocks(), before + (kind == Kind::kMemory ? 0 : 1));
+        if (kind == Kind::kOwnedMemory) {
+            BRIMJ_ReleaseStreamBuffer(io, static_cast<uint8_t *>(io->source) + 49);
+            EXPECT_EQ(allocator.live_blocks(), before + 1) << "an address in the memory is no block";
+        }
+        BRIMJ_ReleaseStreamBuffer(io, block);
+        EXPECT_EQ(allocator.live_blocks(), before);
+        BRIMJ_ReleaseStreamBuffer(io, nullptr);
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
