@@ -1,5 +1,5 @@
 // GIF stills and animations at all sizes: nothing outside the buffer, the same from memory, a file and a slow stream,
-// calls that end, and no pixel that depends on what the buffer held unless the picture does not reach it.
+// calls that end, and no pixel that depends on what stood in the buffer unless the picture does not reach it.
 #include <vorel/raster.h>
 
 #include <algorithm>
@@ -43,7 +43,7 @@ Decoded decode(const Bytes &picture, Source source, const Target &target, uint8_
     keep();
     for (int32_t result = 1; result == 1 && out.results.size() < kMostFrames;) {
         result = VORELBRIMI_DecodeAGIF(session.get(), buffer.data(), target.width, target.height);
-        require(result == 0 || result == 1 || result == 3, "a call tells what follows");
+        require(result == 0 || result == 1 || result == 3, "a call says what follows");
         require(result == 1 || session.get()->frameDelay == 0, "no delay behind the last picture");
         out.results.push_back(result);
         keep();

@@ -1,5 +1,5 @@
-// PNG by all its ways: whole, sampled, fitted, by regions of an index. Nothing outside the buffers, the same from memory
-// and from files, and regions are cuts of the whole picture where that decodes.
+// PNG by all its ways: whole, sampled, fitted, by regions of an index. Nothing outside the buffers, the same from
+// memory and from files, and regions are cuts of the whole picture where that decodes.
 #include <vorel/png.h>
 
 #include <sys/mman.h>
@@ -17,22 +17,6 @@ namespace {
 
 // A decode of more pixels teaches nothing new and costs runs.
 constexpr uint64_t kMostPixels = 512 * 512;
-
-// libpng prints its warnings, which would drown the fuzzer's lines; one that lives keeps them off.
-class Quiet {
-  public:
-    Quiet() : kept_(stderr) { stderr = sink(); }
-    ~Quiet() { stderr = kept_; }
-    Quiet(const Quiet &) = delete;
-    Quiet &operator=(const Quiet &) = delete;
-
-  private:
-    static FILE *sink() {
-        static FILE *const nothing = std::fopen("/dev/null", "w");
-        return nothing;
-    }
-    FILE *kept_;
-};
 
 struct Header {
     int32_t width = 0, height = 0;
@@ -64,7 +48,6 @@ struct Request {
 };
 
 Bytes decode(const Bytes &picture, const Request &request, uint8_t fill, int32_t *result) {
-    const Quiet quiet;
     Bytes out(static_cast<size_t>(request.width) * static_cast<size_t>(request.height) * 4, fill);
     *result = decodeVPNG(picture.data(), length_of(picture), vpng_read_fn, out.data(), request.width, request.height,
                          request.sample, request.format);
@@ -74,13 +57,13 @@ Bytes decode(const Bytes &picture, const Request &request, uint8_t fill, int32_t
 // A truncated file in memory reads on with old bytes, one on disk fails; whole ones are the same.
 void compare_with_file(const Bytes &picture, const Request &request, const Bytes &expected) {
     const int descriptor = memfd_create("picture", 0);
-    require(descriptor >= 0 && write(descriptor, picture.data(), picture.size()) == static_cast<ssize_t>(picture.size()),
-            "there is a file");
+    require(
+        descriptor >= 0 && write(descriptor, picture.data(), picture.size()) == static_cast<ssize_t>(picture.size()),
+        "there is a file");
     char path[64];
     std::snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor);
     Bytes out(expected.size(), 0x5A);
     const auto run = [&] {
-        const Quiet quiet;
         return decodeVPNG(path, 0, nullptr, out.data(), request.width, request.height, request.sample, request.format);
     };
     if (run()) {
@@ -101,34 +84,32 @@ void require_cut(const Bytes &whole, const Header &header, const Bytes &region, 
         for (int32_t j = 0; j < columns; ++j) {
             const int32_t middle = header.width <= sample ? header.width / 2 : sample / 2;
             const int32_t from_x = x + middle + j * sample;
-            const size_t at = (static_cast<size_t>(from_y) * static_cast<size_t>(header.width) +
-                               static_cast<size_t>(from_x)) * 4;
-            require(std::memcmp(&whole[at], &region[(static_cast<size_t>(k) * static_cast<size_t>(columns) +
-                                                     static_cast<size_t>(j)) * 4], 4) == 0,
+            const size_t at =
+                (static_cast<size_t>(from_y) * static_cast<size_t>(header.width) + static_cast<size_t>(from_x)) * 4;
+            require(std::memcmp(
+                        &whole[at],
+                        &region[(static_cast<size_t>(k) * static_cast<size_t>(columns) + static_cast<size_t>(j)) * 4],
+                        4) == 0,
                     "a region is a cut of the whole");
         }
     }
 }
 
 void decode_regions(const Bytes &picture, const Header &header, int32_t format, const Bytes *whole, Case *input) {
-    const auto build = [&] {
-        const Quiet quiet;
-        return onBuildTileIndexVPNG(picture.data(), length_of(picture), vpng_read_fn, format);
-    };
+    const auto build = [&] { return onBuildTileIndexVPNG(picture.data(), length_of(picture), vpng_read_fn, format); };
     vpng_tile_index *handle = build();
     require(handle || !whole, "what decodes can be indexed");
     if (!handle) return;
     for (int i = 0; i < 3; ++i) {
-        const auto below = [&](int32_t end) { return static_cast<int32_t>(input->option() % static_cast<uint32_t>(end)); };
+        const auto below = [&](int32_t end) {
+            return static_cast<int32_t>(input->option() % static_cast<uint32_t>(end));
+        };
         const int32_t x = below(header.width), y = below(header.height);
         const int32_t w = 1 + below(header.width - x), h = 1 + below(header.height - y), sample = 1 + below(9);
         Bytes out(static_cast<size_t>(w / sample) * static_cast<size_t>(h / sample) * 4, 0x5A), again = out;
         uint8_t none;
         uint8_t *at = out.empty() ? &none : out.data();
-        const auto run = [&](uint8_t *to) {
-            const Quiet quiet;
-            return onDecodeVPNGSubset(handle, to, x, y, w, h, sample);
-        };
+        const auto run = [&](uint8_t *to) { return onDecodeVPNGSubset(handle, to, x, y, w, h, sample); };
         const int32_t result = run(at);
         require(result || !whole, "regions of what decodes decode");
         if (whole && !header.transparency) require_cut(*whole, header, out, x, y, w, h, sample);
@@ -159,8 +140,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         compare_with_file(picture, full, whole);
     }
     const int32_t sample = static_cast<int32_t>(input.option() % 10);
-    const Request scaled = {static_cast<int32_t>(1 + input.option() % 64), static_cast<int32_t>(1 + input.option() % 64),
-                            sample, format};
+    const Request scaled = {static_cast<int32_t>(1 + input.option() % 64),
+                            static_cast<int32_t>(1 + input.option() % 64), sample, format};
     decode(picture, scaled, 0x5A, &second);
     decode_regions(picture, header, format, result ? &whole : nullptr, &input);
     return 0;

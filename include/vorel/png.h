@@ -1,8 +1,8 @@
-/* PNG into 32-bit pixels (Portable Network Graphics, second edition): the whole picture, full size or scaled while it is
- * decoded, and rectangles of it through an index of checkpoints.
+/* PNG into 32-bit pixels (Portable Network Graphics, second edition): the whole picture, full size or scaled while it
+ * is decoded, and rectangles of it through an index of checkpoints.
  *
- * A pixel is 4 bytes: R, G, B, A in colour format 7 (COLOR_RGBA8888), B, G, R, A in format 8 (COLOR_BGRA8888). Rows have
- * no padding.
+ * A pixel is 4 bytes: R, G, B, A in colour format 7 (COLOR_RGBA8888), B, G, R, A in format 8 (COLOR_BGRA8888). Rows
+ * have no padding.
  *
  * Read objects are libpng's. libpng reports a failure by a jump: a function below that takes a read object may jump to
  * the object's jump target (png_jmpbuf) where its comment says "jumps"; decodeVPNG, onDecodeVPNGInit,
@@ -36,10 +36,13 @@ typedef void (*vpng_seek_callback)(png_structp png, uint32_t position);
 
 /* Where decoding can be resumed: what is needed before the row is inflated and unfiltered. */
 typedef struct vpng_row_checkpoint {
-    struct z_stream_s *inflateState; /* made by zlib's inflateCopy */
-    uint32_t streamPosition;         /* offset in the source of the length field of the IDAT chunk */
-    uint32_t bytesLeft;              /* compressed bytes of that chunk that are not inflated yet */
-    uint8_t *previousRow;            /* the unfiltered row above with its filter byte; zeros above the first row */
+    /* Made by zlib's inflateCopy. Its window is only filled while vpng_configure_decoder copies it back; null in a pass
+     * without pixels. */
+    struct z_stream_s *inflateState;
+    uint32_t streamPosition; /* offset in the source of the length field of the IDAT chunk */
+    uint32_t bytesLeft;      /* compressed bytes of that chunk that are not inflated yet */
+    uint8_t *previousRow;    /* the unfiltered row above with its filter byte; zeros above the first row; null in a pass
+                                without pixels */
 } vpng_row_checkpoint;
 
 /* The checkpoints of a read object. Pass 0 is the only one of a picture that is not interlaced. */
@@ -68,8 +71,8 @@ typedef struct vpng_tile_index {
  * else source is length bytes of memory and readFn is vpng_read_fn. Where the picture has another size than the output,
  * it is scaled: sampleSize 0 fits it to the output, any other keeps every sampleSize-th pixel and row.
  *
- * Colours are multiplied by alpha, but for pictures with a tRNS chunk: there a fully transparent pixel becomes four zero
- * bytes and others keep their colour (at full size a palette picture keeps the colour of transparent pixels too).
+ * Colours are multiplied by alpha, but for pictures with a tRNS chunk: there a fully transparent pixel becomes four
+ * zero bytes and others keep their colour (at full size a palette picture keeps the colour of transparent pixels too).
  *
  * Which rows and columns are kept, for height and width of the picture:
  *     fitted    row k: floor((k + 1) * height / outHeight) - 1
@@ -80,10 +83,11 @@ typedef struct vpng_tile_index {
  * is. An interlaced picture that is not higher than the output leaves the output's rows from height - 1 on untouched.
  *
  * 1, or 0 for null, a negative sampleSize, another colour format, a damaged or short picture, more output rows than a
- * picture that is not interlaced can give, or no memory; rows that were done by then stay. Nothing after the last row is looked at. Any thread;
- * no log line, no error word; libpng prints warnings to standard error. */
-VOREL_API int32_t decodeVPNG(const void *source, int32_t length, vpng_read_callback readFn, void *out,
-                             int32_t outWidth, int32_t outHeight, int32_t sampleSize, int32_t colourFormat);
+ * picture that is not interlaced can give, or no memory; rows that were done by then stay. Nothing after the last row
+ * is looked at. Any thread; no error word. What libpng says of a file, of which many go on decoding, goes to the
+ * logging hook (frame.h) with the tag "VPNG". */
+VOREL_API int32_t decodeVPNG(const void *source, int32_t length, vpng_read_callback readFn, void *out, int32_t outWidth,
+                             int32_t outHeight, int32_t sampleSize, int32_t colourFormat);
 
 /* Opens source as decodeVPNG does, reads the chunks up to the first IDAT and sets the transformations to R, G, B, A.
  * *pngOut and *infoOut are set as soon as each exists, also when it fails: destroy them with vpng_destroy_read_struct,
@@ -100,10 +104,11 @@ VOREL_API png_uint_32 vpng_get_IHDR(png_structp png, png_infop info, png_uint_32
 
 /* ---- regions ---- */
 
-/* Opens a picture for regions: one walk over all its rows, with a checkpoint every 254 rows of each pass, about 40 KB
- * and a row each. source, length and readFn as in decodeVPNG; colourFormat 7 or 8 is that of all its regions. Memory has
- * to stay, and a file stays open, until the handle is destroyed. Null for null, a damaged or short picture (damage in its
- * last row and check values of image data aside), or no memory; the colour format is looked at by regions only. */
+/* Opens a picture for regions: one walk over all its rows, with a checkpoint every 254 rows of each pass: a row,
+ * about 8 KB, and what the last 32 KB of unpacked rows differ in from those of the one before. source, length and
+ * readFn as in decodeVPNG; colourFormat 7 or 8 is that of all its regions. Memory has to stay, and a file stays open,
+ * until the handle is destroyed. Null for null, a damaged or short picture (damage in its last row and check values of
+ * image data aside), or no memory; the colour format is looked at by regions only. */
 VOREL_API vpng_tile_index *onBuildTileIndexVPNG(const void *source, int32_t length, vpng_read_callback readFn,
                                                 int32_t colourFormat);
 
@@ -118,11 +123,16 @@ VOREL_API int32_t onDecodeVPNGSubset(vpng_tile_index *handle, void *out, int32_t
                                      int32_t sampleSize);
 
 /* The steps of the two above, on a read object of onDecodeVPNGInit of which no row was read. All jump.
- * Build: walks the picture and sets the checkpoints. Configure: resumes pass at the last checkpoint at or above *row,
- * whose row *row becomes. Set offset: goes on in the IDAT chunk at streamPosition of which bytesLeft bytes are left. */
+ * Build: walks the picture and sets the checkpoints; where it jumps, there is no index. Configure: resumes pass at the
+ * last checkpoint at or above *row, whose row *row becomes. Set offset: goes on in the IDAT chunk at streamPosition of
+ * which bytesLeft bytes are left. */
 VOREL_API void vpng_build_index(png_structp png);
 VOREL_API void vpng_configure_decoder(png_structp png, int32_t *row, int32_t pass);
 VOREL_API void vpng_set_read_offset(png_structp png, uint32_t streamPosition, uint32_t bytesLeft);
+/* With an index: passes over skip bytes of the IDAT chunk that is being read, and its check value. 1 when that is
+ * wrong, which is only warned of, since that of a chunk that was entered in its middle cannot fit; else 0. The index's
+ * streamPosition is then that of the next chunk. Jumps without an index and at the end of a file. */
+VOREL_API int32_t png_opt_crc_finish(png_structp png, uint32_t skip);
 /* Goes over to that Adam7 pass, 0 to 6: its width is (width - 1 + increment - start) / increment. */
 VOREL_API void png_set_interlaced_pass(png_structp png, int32_t pass);
 

@@ -233,13 +233,12 @@ typedef struct BmpInfo {
  * they were one to one, and count as black scaled.
  * With partialDecode, only partialHeight output rows from partialY on, counted as the file stores them, are written:
  * to the first partialHeight rows of the place that the whole picture would take.
- * Input of any kind. The session need not be parsed; codecState is afterwards what it was before, outWidth and outHeight hold the
- * size of the turned picture.
- * 1, also with fewer rows when a memory input or a stream ends early, and with nothing written for other bit depths or
- * a target without pixels; 5 when a read brings nothing before the size of the input is reached; 0 for null, a memory
- * input of less than 54 bytes, another signature or header size, compression 2, 4 or 5, other 16-bit masks, a palette
- * or masks cut off in a stream, no memory, and, with the log line "BRIMI_BMP_Initialize : lineBytes is zero", a bit
- * depth or width of 0. */
+ * Input of any kind. The session need not be parsed; codecState is null afterwards, the state of an animation that
+ * stood there is freed; outWidth and outHeight hold the size of the turned picture. 1, also with fewer rows when a
+ * memory input or a stream ends early, and with nothing written for other bit depths or a target without pixels; 5 when
+ * a read brings nothing before the size of the input is reached; 0 for null, a memory input of less than 54 bytes,
+ * another signature or header size, compression 2, 4 or 5, other 16-bit masks, a palette or masks cut off in a stream,
+ * no memory, and, with the log line "BRIMI_BMP_Initialize : lineBytes is zero", a bit depth or width of 0. */
 VOREL_API int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int32_t height);
 
 /* Reads the header, palette and masks and works out size and place in output, a buffer of width x height. Null as

@@ -22,11 +22,17 @@ uint32_t big_endian(const uint8_t *bytes) {
     return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-voidpf allocate_for_zlib(voidpf, uInt items, uInt size) {
+// A window is what zlib asks for in single bytes; a library that asks in another way gets memory like any other.
+voidpf allocate_for_zlib(voidpf opaque, uInt items, uInt size) {
+    auto *windows = static_cast<InflateWindows *>(opaque);
     size_t bytes;
-    return checked_product(items, size, &bytes) ? os_allocate_zeroed(bytes) : nullptr;
+    if (!checked_product(items, size, &bytes)) return nullptr;
+    if (windows->sharing && size == 1 && bytes <= InflateWindows::kBytes) return windows->copied;
+    return os_allocate_zeroed(bytes);
 }
-void release_for_zlib(voidpf, voidpf pointer) { os_release(pointer); }
+void release_for_zlib(voidpf opaque, voidpf pointer) {
+    if (pointer != static_cast<InflateWindows *>(opaque)->copied) os_release(pointer);
+}
 
 void add_to_crc(IdatReader *reader, const uint8_t *bytes, size_t count) {
     reader->crc = static_cast<uint32_t>(crc32(reader->crc, bytes, static_cast<uInt>(count)));
@@ -38,7 +44,7 @@ bool read_chunk_header(PngSource *source) {
     // Where memory is cut short the last header stays, as it does in libpng: a picture whose rows are all there decodes
     // both ways or neither.
     uint8_t *const header = reader->header;
-    reader->chunk_offset = source->index->streamPosition = source->position;
+    reader->chunk_offset = source->position;
     vpng_read_data(source->png, header, kChunkHeader);
     reader->idat_left = big_endian(header);
     if (reader->idat_left > kMostChunkBytes) png_error(source->png, "PNG unsigned integer out of range");
@@ -47,26 +53,10 @@ bool read_chunk_header(PngSource *source) {
     return std::memcmp(header + 4, kIdatName, sizeof kIdatName) == 0;
 }
 
-// Reads and drops what is left of the chunk. Required: a check value that does not fit is only warned of, since that of
-// a chunk that was entered in the middle cannot.
-void finish_chunk(PngSource *source) {
-    IdatReader *reader = source->reader;
-    uint8_t piece[kSkipPiece] = {};
-    while (reader->idat_left) {
-        const uint32_t count = std::min<uint32_t>(reader->idat_left, kSkipPiece);
-        vpng_read_data(source->png, piece, count);
-        add_to_crc(reader, piece, count);
-        reader->idat_left -= count;
-    }
-    uint8_t crc[kCrcBytes] = {};
-    vpng_read_data(source->png, crc, sizeof crc);
-    if (big_endian(crc) != reader->crc) png_chunk_warning(source->png, "CRC error");
-}
-
 void next_piece(PngSource *source) {
     IdatReader *reader = source->reader;
     while (reader->idat_left == 0) {
-        finish_chunk(source);
+        finish_chunk(source, 0);
         if (!read_chunk_header(source)) png_error(source->png, "Not enough image data");
     }
     const uint32_t count = std::min<uint32_t>(reader->idat_left, sizeof reader->input);
@@ -90,7 +80,7 @@ int64_t rows_above(const Adam7Pass &pass, int32_t row) {
 }
 
 // Moves the row above and what is inflated to the start of the buffer.
-void make_room(IdatReader *reader) {
+void move_to_front(IdatReader *reader) {
     std::memmove(reader->rows, reader->above, reader->row_bytes + 1 + reader->inflated);
     reader->above = reader->rows;
 }
@@ -116,7 +106,7 @@ void end_of_stream(PngSource *source) {
     IdatReader *reader = source->reader;
     const size_t whole = reader->row_bytes + 1;
     if (reader->stream == IdatReader::kEnded) png_error(source->png, "Not enough image data");
-    if (reader->row != static_cast<int32_t>(source->header.height) - 1) {
+    if (reader->row != reader->height - 1) {
         png_error(source->png, "Damaged image data");
     }
     std::memset(reader->above + whole + reader->inflated, 0, whole - reader->inflated);
@@ -130,10 +120,10 @@ void inflate_row(PngSource *source) {
         rows_above(reader->pass, std::max(reader->ahead, reader->row + 1)) - rows_above(reader->pass, reader->row);
     while (reader->inflated < whole) {
         if (static_cast<size_t>(reader->rows + reader->capacity - reader->above) < 2 * whole + reader->inflated) {
-            make_room(reader);
+            move_to_front(reader);
         }
-        const size_t room = static_cast<size_t>(reader->rows + reader->capacity - reader->above) - whole;
-        const size_t wanted = static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(due) * whole, room));
+        const size_t space = static_cast<size_t>(reader->rows + reader->capacity - reader->above) - whole;
+        const size_t wanted = static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(due) * whole, space));
         const bool goes_on = reader->stream == IdatReader::kGoingOn && inflate_some(source, wanted - reader->inflated);
         if (!goes_on && reader->inflated < whole) end_of_stream(source);
     }
@@ -168,21 +158,22 @@ IdatReader *make_idat_reader(const PngHeader &header) {
     const size_t whole = bytes_of_pixels(header, header.width) + 1;
     reader->capacity = 2 * whole + std::max(whole, kAheadBytes);
     reader->rows = os_allocate_array<uint8_t>(reader->capacity);
+    reader->windows = os_allocate_array<InflateWindows>(1);
+    reader->height = static_cast<int32_t>(header.height);
+    reader->live.opaque = reader->windows;
     reader->live.zalloc = allocate_for_zlib;
     reader->live.zfree = release_for_zlib;
     // Window bits 0: those of the stream's header, as libpng takes them.
-    if (!reader->rows || inflateInit2(&reader->live, 0) != Z_OK) {
-        os_release(reader->rows);
-        os_release(reader);
-        return nullptr;
-    }
-    reader->live_open = true;
-    return reader;
+    reader->live_open = reader->rows && reader->windows && inflateInit2(&reader->live, 0) == Z_OK;
+    if (reader->live_open) return reader;
+    delete_idat_reader(reader);
+    return nullptr;
 }
 
 void delete_idat_reader(IdatReader *reader) {
     if (!reader) return;
     if (reader->live_open) inflateEnd(&reader->live);
+    os_release(reader->windows);
     os_release(reader->rows);
     os_release(reader);
 }
@@ -194,7 +185,7 @@ void start_pass(PngSource *source, int pass) {
     reader->width = (source->header.width - 1 + step - reader->pass.first_column) / step;
     reader->row_bytes = reader->used_bytes = bytes_of_pixels(source->header, reader->width);
     reader->row = 0;
-    reader->ahead = static_cast<int32_t>(source->header.height);
+    reader->ahead = reader->height;
     reader->inflated = 0;
     reader->above = reader->rows;
     std::memset(reader->above, 0, reader->row_bytes + 1);
@@ -203,6 +194,7 @@ void start_pass(PngSource *source, int pass) {
 void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left) {
     IdatReader *reader = source->reader;
     vpng_seek_data(source->png, chunk_offset);
+    source->index->streamPosition = chunk_offset;
     const bool is_idat = read_chunk_header(source);
     if (bytes_left != UINT32_MAX) {
         const uint32_t behind = chunk_offset + static_cast<uint32_t>(kChunkHeader) + reader->idat_left - bytes_left;
@@ -216,7 +208,7 @@ void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left)
 
 const uint8_t *next_row(PngSource *source) {
     IdatReader *reader = source->reader;
-    if (reader->row >= static_cast<int32_t>(source->header.height)) png_error(source->png, "No rows are left");
+    if (reader->row >= reader->height) png_error(source->png, "No rows are left");
     if (!has_pixels(*reader, reader->row)) {
         ++reader->row;
         return nullptr;
@@ -231,16 +223,41 @@ const uint8_t *next_row(PngSource *source) {
     return row + 1;
 }
 
-// What stands behind the last row is the stream's end and its check value, or data that nobody asked for.
+// Required: a check value that does not fit is only warned of, since that of a chunk that was entered in the middle
+// cannot. The index then names what follows the chunk.
+bool finish_chunk(PngSource *source, uint32_t skip) {
+    IdatReader *reader = source->reader;
+    uint8_t piece[kSkipPiece] = {};
+    reader->idat_left = 0;
+    while (skip) {
+        const uint32_t count = std::min<uint32_t>(skip, kSkipPiece);
+        vpng_read_data(source->png, piece, count);
+        add_to_crc(reader, piece, count);
+        skip -= count;
+    }
+    uint8_t crc[kCrcBytes] = {};
+    vpng_read_data(source->png, crc, sizeof crc);
+    source->index->streamPosition = source->position;
+    const bool wrong = big_endian(crc) != reader->crc;
+    if (wrong) png_chunk_warning(source->png, "CRC error");
+    return wrong;
+}
+
+// What stands behind the last row is the stream's end and its check value, or data that nobody asked for. Required:
+// where the stream does not end there, it is read on as long as bytes come, which a stream that was cut off does not
+// outlive by a chunk.
 void finish_idat(PngSource *source) {
     IdatReader *reader = source->reader;
-    make_room(reader);
+    move_to_front(reader);
+    size_t came = 0;
     while (reader->stream == IdatReader::kGoingOn) {
         reader->inflated = 0;
         inflate_some(source, std::min(kSkipPiece, reader->capacity - reader->row_bytes - 1));
+        came += reader->inflated;
+        if (came == 0) break;
     }
     reader->inflated = 0;
-    finish_chunk(source);
+    finish_chunk(source, reader->idat_left);
 }
 
 }  // namespace vorel

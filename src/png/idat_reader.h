@@ -18,8 +18,19 @@ constexpr Adam7Pass kAdam7[kAdam7Passes] = {{0, 8, 0, 8}, {0, 8, 4, 8}, {4, 8, 0
                                             {2, 4, 0, 2}, {0, 2, 1, 2}, {1, 2, 0, 1}};
 constexpr Adam7Pass kOnlyPass = {0, 1, 0, 1};
 
+struct Checkpoint;
+
+// For copies of the inflate state. zlib's window is 32 KiB at most.
+struct InflateWindows {
+    static constexpr size_t kBytes = size_t{32} << 10;
+    bool sharing;              // a copy that is being made gets `copied` for its window
+    const Checkpoint *newest;  // whose window `last` is
+    uint8_t copied[kBytes], last[kBytes];
+};
+
 struct IdatReader {
     z_stream live;
+    InflateWindows *windows;
     bool live_open;
     enum : uint8_t { kGoingOn, kEnded, kDamaged } stream;
     uint32_t chunk_offset;  // in the source, of the length field of the current IDAT chunk
@@ -29,6 +40,7 @@ struct IdatReader {
     uint32_t width;     // pixels of a row of the pass; 0: the pass has none
     size_t row_bytes;   // of a row of the pass, without the filter byte
     size_t used_bytes;  // of those as many as anybody looks at: the rest is not unfiltered
+    int32_t height;     // of the image
     int32_t row;        // of the image, next in this pass
     int32_t ahead;      // rows below this one may be inflated already
     uint8_t *rows;      // capacity bytes
@@ -44,6 +56,9 @@ struct IdatReader {
 IdatReader *make_idat_reader(const PngHeader &header);
 void delete_idat_reader(IdatReader *reader);
 
+// Whether the pass has pixels at all.
+inline bool has_rows(const IdatReader &reader) { return reader.width != 0 && reader.height > reader.pass.first_row; }
+
 // Goes over to the first row of a pass; above it are zeros.
 void start_pass(PngSource *source, int pass);
 // Goes on in the chunk whose length field is at chunk_offset; bytes_left of it UINT32_MAX: from its start.
@@ -51,7 +66,9 @@ void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left)
 // The next row of the image in this pass, without its filter byte; null when the pass has no pixels in it. Its first
 // used_bytes bytes are unfiltered.
 const uint8_t *next_row(PngSource *source);
-// Reads the compressed data to its end, and the last chunk with it.
+// Reads on behind the last row as libpng does, and the chunk to its end.
 void finish_idat(PngSource *source);
+// Passes over `skip` bytes and the chunk's check value; true when that is wrong.
+bool finish_chunk(PngSource *source, uint32_t skip);
 
 }  // namespace vorel

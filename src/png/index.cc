@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "core/core.h"
-#include "png/idat_reader.h"
+#include "png/checkpoint.h"
 
 namespace vorel {
 namespace {
@@ -17,33 +17,6 @@ constexpr int32_t kCheckpointRows = 254;  // of a pass
 constexpr int32_t kPassRowsInEight[kAdam7Passes] = {1, 1, 1, 2, 2, 4, 4};
 constexpr int32_t kAllRowsInEight = 8;
 constexpr size_t kIdatHeaderBytes = 8;
-
-void delete_checkpoint(vpng_row_checkpoint *checkpoint) {
-    if (!checkpoint) return;
-    if (checkpoint->inflateState) {
-        inflateEnd(checkpoint->inflateState);  // harmless where the copy failed
-        os_release(checkpoint->inflateState);
-    }
-    os_release(checkpoint->previousRow);
-    os_release(checkpoint);
-}
-
-// Null without memory.
-vpng_row_checkpoint *make_checkpoint(IdatReader *reader) {
-    auto *checkpoint = os_allocate_array<vpng_row_checkpoint>(1);
-    if (!checkpoint) return nullptr;
-    checkpoint->inflateState = os_allocate_array<z_stream>(1);
-    checkpoint->previousRow = os_allocate_array<uint8_t>(reader->row_bytes + 1);
-    if (!checkpoint->inflateState || !checkpoint->previousRow ||
-        inflateCopy(checkpoint->inflateState, &reader->live) != Z_OK) {
-        delete_checkpoint(checkpoint);
-        return nullptr;
-    }
-    std::memcpy(checkpoint->previousRow, reader->above, reader->row_bytes + 1);
-    checkpoint->streamPosition = reader->chunk_offset;
-    checkpoint->bytesLeft = reader->live.avail_in + reader->idat_left;
-    return checkpoint;
-}
 
 [[noreturn]] void out_of_memory(png_structp png) { png_error(png, "Out of memory"); }
 
@@ -57,9 +30,8 @@ void build_pass(PngSource *source, int pass) {
     if (!index->checkpoints[pass]) out_of_memory(source->png);
     start_pass(source, pass);
     for (int32_t c = 0; c < count; ++c) {
-        vpng_row_checkpoint *checkpoint = make_checkpoint(reader);
-        if (!checkpoint) out_of_memory(source->png);
-        index->checkpoints[pass][index->size[pass]++] = checkpoint;
+        // Counted before it is whole, so that it is freed in any case.
+        if (!make_checkpoint(reader, &index->checkpoints[pass][index->size[pass]++])) out_of_memory(source->png);
         // Nothing behind the next checkpoint may be inflated before it is taken.
         reader->ahead = std::min(height, reader->row + step);
         while (reader->row < reader->ahead) next_row(source);
@@ -77,16 +49,16 @@ int passes_of(const PngSource &source) { return source.header.interlaced ? kAdam
 }  // namespace
 
 void delete_row_index(PngSource *source) {
-    delete_idat_reader(source->reader);
-    source->reader = nullptr;
     vpng_row_index *index = source->index;
-    if (!index) return;
-    for (int pass = 0; pass < kAdam7Passes; ++pass) {
+    for (int pass = 0; index && pass < kAdam7Passes; ++pass) {
         for (uint32_t c = 0; c < index->size[pass]; ++c) delete_checkpoint(index->checkpoints[pass][c]);
         os_release(index->checkpoints[pass]);
     }
     os_release(index);
+    delete_idat_reader(source->reader);
     source->index = nullptr;
+    source->reader = nullptr;
+    source->index_built = false;
 }
 
 }  // namespace vorel
@@ -102,8 +74,8 @@ void vpng_build_index(png_structp png) {
     if (!source->index) out_of_memory(png);
     source->reader = make_idat_reader(source->header);
     if (!source->reader) out_of_memory(png);
-    // libpng has read the header of the first IDAT chunk. Where it stands is told by the position and not by the bytes
-    // asked for so far, among which are those that a memory source that is cut short did not give.
+    // libpng has read the header of the first IDAT chunk. It stands in front of the position. The bytes
+    // asked for so far say less: a memory source that is cut short did not give them all.
     resume_chunk(source, source->position - static_cast<uint32_t>(kIdatHeaderBytes), UINT32_MAX);
     for (int pass = 0; pass < passes_of(*source); ++pass) {
         const int32_t in_eight = source->header.interlaced ? kPassRowsInEight[pass] : kAllRowsInEight;
@@ -111,6 +83,12 @@ void vpng_build_index(png_structp png) {
         build_pass(source, pass);
     }
     finish_idat(source);
+    source->index_built = true;
+}
+
+int32_t png_opt_crc_finish(png_structp png, uint32_t skip) {
+    reader_of(png);
+    return finish_chunk(source_of(png), skip);
 }
 
 void png_set_interlaced_pass(png_structp png, int32_t pass) {
@@ -137,9 +115,8 @@ void vpng_configure_decoder(png_structp png, int32_t *row, int32_t pass) {
     *row = static_cast<int32_t>(index->step[pass] * c);
     png_set_interlaced_pass(png, pass);
     reader->row = *row;
-    if (reader->live_open) inflateEnd(&reader->live);
-    reader->live_open = inflateCopy(&reader->live, checkpoint->inflateState) == Z_OK;
-    if (!reader->live_open) out_of_memory(png);
+    if (!checkpoint->inflateState) return;  // no pixels
+    if (!restore_checkpoint(reader, checkpoint)) out_of_memory(png);
     reader->stream = IdatReader::kGoingOn;
     source->short_reads = source->short_headers = source->short_pieces = 0;
     // A source that is cut short leaves the input as it was; that is to be the same for every order of regions.

@@ -111,7 +111,9 @@ PixelForm pixel_form(png_structp png, png_infop info, const PngHeader &header, b
     form.bit_depth = header.bit_depth;
     form.swapped = swapped;
     png_color_16p colour = nullptr;
-    const bool transparent = png_get_tRNS(png, info, nullptr, nullptr, &colour) != 0;
+    // A chunk that libpng has taken back, as it does where a palette follows it, has no entries.
+    int entries = 0;
+    const bool transparent = png_get_tRNS(png, info, nullptr, &entries, &colour) != 0 && entries != 0;
     const int mask = (1 << header.bit_depth) - 1;
     if (transparent && colour && header.colour_type == PNG_COLOR_TYPE_GRAY) {
         form.keyed = true;

@@ -1,4 +1,4 @@
-// Front of the PNG room: the decoders are the exported ones.
+// Front of the PNG module: the decoders are the exported ones.
 #pragma once
 
 #include <vorel/png.h>

@@ -1,6 +1,9 @@
 // Opening a PNG: read object, source, header chunks, transformations.
 #include "png/setup.h"
 
+#include "core/core.h"
+#include "png/index.h"
+
 namespace vorel {
 namespace {
 
@@ -9,7 +12,17 @@ constexpr char kLibpngVersion[] = "1.6.10";
 constexpr int kKeepAllChunks = 3;
 constexpr int kOpaque = 255;
 
-[[noreturn]] void jump_out(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+constexpr char kTagPng[] = "VPNG";
+
+void log_warning(png_structp, png_const_charp message) { VOREL_LOG(kTagPng, "%s", message); }
+
+// An index that could not be finished is none.
+[[noreturn]] void jump_out(png_structp png, png_const_charp message) {
+    VOREL_LOG(kTagPng, "%s", message);
+    PngSource *source = source_of(png);
+    if (source && source->index && !source->index_built) delete_row_index(source);
+    png_longjmp(png, 1);
+}
 
 void read_for_libpng(png_structp png, png_bytep dest, size_t count) { vpng_read_data(png, dest, count); }
 
@@ -35,7 +48,7 @@ bool read_header(OpenRun *run) {
 
 }  // namespace
 
-// Required: the sequence, repeats and all. png_read_update_info is not called, so the info object goes on telling the
+// Required: the sequence, repeats and all. png_read_update_info is not called, so the info object goes on reporting the
 // header's colour type, depth and channels, which the rule of transparency depends on.
 void set_rgba_transformations(png_structp png, png_infop info, int colour_type, int bit_depth) {
     const bool gray = colour_type == PNG_COLOR_TYPE_GRAY || colour_type == PNG_COLOR_TYPE_GRAY_ALPHA;
@@ -59,8 +72,8 @@ bool open_png(png_structp *png_out, png_infop *info_out, const void *source, vpn
     *info_out = nullptr;
     PngSource *record = open_png_source(source, read, length);
     if (!record) return false;
-    png_structp png = png_create_read_struct_2(kLibpngVersion, nullptr, jump_out, nullptr, record, allocate_for_libpng,
-                                               release_for_libpng);
+    png_structp png = png_create_read_struct_2(kLibpngVersion, nullptr, jump_out, log_warning, record,
+                                               allocate_for_libpng, release_for_libpng);
     if (!png) {
         close_png_source(record);
         return false;

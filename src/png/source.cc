@@ -32,6 +32,9 @@ PngSource *open_png_source(const void *source, vpng_read_callback read, int32_t 
     if (!read) {
         file = std::fopen(static_cast<const char *>(source), "rb");
         if (!file) return nullptr;
+        // A file may change while it is open, and what stdio kept of it would be read after it has changed back. What
+        // is read is large or little.
+        std::setvbuf(file, nullptr, _IONBF, 0);
     }
     PngSource *record = os_allocate_array<PngSource>(1);
     if (!record) {

@@ -39,6 +39,7 @@ struct PngSource {
     PngHeader header;
     vpng_row_index *index;  // null: libpng reads the rows
     IdatReader *reader;     // there with the index
+    bool index_built;       // else a failure frees the two
     pthread_mutex_t lock;   // taken by region decodes
 };
 

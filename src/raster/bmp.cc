@@ -95,7 +95,7 @@ class RleRows {
     RleRows(const BmpInfo *info, Rle8Reader *reader, uint32_t *words) : info_(info), reader_(reader), words_(words) {}
 
     const uint32_t *at(int32_t index) {
-        if (index == held_) return words_;
+        if (index == current_) return words_;
         std::memset(words_, 0, static_cast<size_t>(info_->width) * sizeof *words_);
         IndexRun run;
         while (more_ && reader_->row() <= index) {
@@ -103,7 +103,7 @@ class RleRows {
             if (run.row != index) continue;
             for (int32_t i = 0; i < run.count; ++i) words_[run.x + i] = info_->colours[run.indices[i]];
         }
-        held_ = index;
+        current_ = index;
         return words_;
     }
 
@@ -111,7 +111,7 @@ class RleRows {
     const BmpInfo *info_;
     Rle8Reader *reader_;
     uint32_t *words_;
-    int32_t held_ = -1;
+    int32_t current_ = -1;
     bool more_ = true;
 };
 
@@ -189,10 +189,11 @@ extern "C" {
 int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int32_t height) {
     constexpr int32_t kLeastBytes = 54;
     if (!session || !session->ioInfo || !output) return 0;
+    // Required: the session has no state afterwards, also not that of an animation.
+    VORELBRIMI_DeleteGIFInfo(session);
+    session->codecState = nullptr;
     if (is_memory(session->ioInfo) && session->ioInfo->size < kLeastBytes) return 0;
     BmpInfo *info = BRIMI_BMP_Initialize(session, width, height, output);
-    // What another decoder has there is not ours to lose.
-    void *const kept = session->codecState;
     session->codecState = info;
     int32_t result = 0;
     if (info) {
@@ -200,7 +201,7 @@ int32_t VORELBRIMI_DecodeBMP(DecInfo *session, void *output, int32_t width, int3
         result = decode_pixels(info, rows);
         tell_size(info);
     }
-    session->codecState = kept;
+    session->codecState = nullptr;
     BRIMI_BMP_DeleteDecInfo(info);
     return result;
 }

@@ -83,8 +83,8 @@ bool read_palette(BmpInfo *info) {
     info->colours = os_allocate_array<uint32_t>(2 * kPaletteEntries);
     if (!info->palette || !info->colours) return false;
     const int32_t start = kFileHeaderBytes + info->headerSize;
-    const auto room = static_cast<int16_t>(info->dataOffset - static_cast<uint32_t>(start));
-    info->paletteEntries = std::clamp<int16_t>(room, 0, kPaletteEntries);
+    const auto bytes_between = static_cast<int16_t>(info->dataOffset - static_cast<uint32_t>(start));
+    info->paletteEntries = std::clamp<int16_t>(bytes_between, 0, kPaletteEntries);
     const int32_t entry_bytes = info->headerSize == kCoreHeader ? 3 : 4;
     const int32_t asked = info->paletteEntries * entry_bytes;
     uint8_t bytes[kPaletteEntries * 4] = {};

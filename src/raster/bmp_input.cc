@@ -112,7 +112,7 @@ bool open_rows(BmpInput *input, int64_t position, int64_t row_bytes, int64_t lin
     input->first_row = position;
     input->row_bytes = row_bytes;
     input->line_bytes = line_bytes;
-    input->held_row = -1;
+    input->current_row = -1;
     if (!input->block) return true;
     os_release(input->row);
     input->row = static_cast<uint8_t *>(os_allocate(static_cast<size_t>(row_bytes)));
@@ -123,11 +123,11 @@ const uint8_t *stored_row(BmpInput *input, int64_t index) {
     // A line has fewer than 2^20 bytes and there are fewer than 2^17 of them.
     const int64_t position = input->first_row + index * input->line_bytes;
     if (!input->block) return input->end_position - position >= input->row_bytes ? input->base + position : nullptr;
-    if (index == input->held_row) return input->row;
-    input->held_row = -1;
+    if (index == input->current_row) return input->row;
+    input->current_row = -1;
     go_to(input, position);
     if (read_bytes(input, input->row, input->row_bytes) != input->row_bytes) return nullptr;
-    input->held_row = index;
+    input->current_row = index;
     return input->row;
 }
 

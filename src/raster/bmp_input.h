@@ -13,7 +13,7 @@ struct BmpInput {
     uint8_t *block;           // null for memory
     uint8_t *row;             // null until rows are read
     int64_t first_row, row_bytes, line_bytes;
-    int64_t held_row;  // that `row` holds, or -1
+    int64_t current_row;  // that `row` holds, or -1
 };
 
 namespace vorel {

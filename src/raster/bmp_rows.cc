@@ -29,12 +29,12 @@ bool RowSink::open() {
 }
 
 void RowSink::flush() {
-    if (held_ == 0) return;
-    uint8_t *const out = rows_.at(next_ - held_);
+    if (collected_ == 0) return;
+    uint8_t *const out = rows_.at(next_ - collected_);
     const auto *tile = tile_.as<uint8_t>();
     const auto store = pixel_bytes_ == 2 ? store_columns<2> : pixel_bytes_ == 3 ? store_columns<3> : store_columns<4>;
-    store(tile, row_bytes_, held_, info_->outWidth, out, rows_.step(), info_->pixelStep);
-    held_ = 0;
+    store(tile, row_bytes_, collected_, info_->outWidth, out, rows_.step(), info_->pixelStep);
+    collected_ = 0;
 }
 
 }  // namespace vorel

@@ -51,9 +51,9 @@ class RowSink {
     template <typename Write>
     void put(const Write &write) {
         if (!tile_) return write(rows_.at(next_++), info_->pixelStep);
-        write(tile_.as<uint8_t>() + held_ * row_bytes_, pixel_bytes_);
+        write(tile_.as<uint8_t>() + collected_ * row_bytes_, pixel_bytes_);
         ++next_;
-        if (++held_ == kTileRows) flush();
+        if (++collected_ == kTileRows) flush();
     }
 
   private:
@@ -63,7 +63,7 @@ class RowSink {
 
     const BmpInfo *info_;
     const OutputRows &rows_;
-    int32_t next_, held_ = 0, pixel_bytes_ = 0;
+    int32_t next_, collected_ = 0, pixel_bytes_ = 0;
     ptrdiff_t row_bytes_ = 0;
     OsBlock tile_;
 };

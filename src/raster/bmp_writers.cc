@@ -24,10 +24,10 @@ void make_words(const uint8_t *palette, int32_t count, int32_t format, uint32_t 
 }
 
 // The palette as pixels of the format, made once for the record's own one.
-const uint32_t *palette_words(const BmpInfo *info, int32_t format, int32_t count, uint32_t *room) {
+const uint32_t *palette_words(const BmpInfo *info, int32_t format, int32_t count, uint32_t *block) {
     if (info->colours && format == info->outputFormat) return info->colours + kPaletteEntries;
-    make_words(info->palette, count, format, room);
-    return room;
+    make_words(info->palette, count, format, block);
+    return block;
 }
 
 template <int kBytes, int kBits>
@@ -48,8 +48,8 @@ template <int kBits>
 void write_indexed(const BmpInfo *info, const uint8_t *source, uint8_t *out, int32_t count, int32_t step,
                    int32_t format) {
     if (!info || !info->palette || bmp_pixel_bytes(format) == 0) return;
-    uint32_t room[1 << kBits];
-    const uint32_t *words = palette_words(info, format, 1 << kBits, room);
+    uint32_t block[1 << kBits];
+    const uint32_t *words = palette_words(info, format, 1 << kBits, block);
     with_format(format, [&]<int32_t kFormat>() {
         constexpr int kBytes = bmp_pixel_bytes(kFormat);
         if constexpr (kBits == 8) {

@@ -8,6 +8,9 @@
 
 namespace vorel {
 
+// First bytes of blocks (clause 20, 23 and 27).
+constexpr uint8_t kGifExtension = 0x21, kGifSeparator = 0x2C, kGifTrailer = 0x3B;
+
 constexpr int32_t kGifBlockBytes = 4096;  // of GifInput.buffer
 constexpr int32_t kGifLineSpare = 4096;   // indices that a line may hold beyond the screen's width
 constexpr int32_t kGifPaletteColours = 256;
@@ -22,6 +25,8 @@ constexpr uint32_t kGifBackground = 0x00FFFFFF;  // what a frame that was taken 
 int32_t gif_byte(GifInput *input);
 // Data sub-blocks up to the block terminator (clause 16). False at the end of the input.
 bool gif_skip_sub_blocks(GifInput *input);
+// Whether a block, the trailer or the end of the input follows.
+bool gif_at_block(GifInput *input);
 
 // Reads a colour table (clause 19), its last unused entries cleared. False when it is cut.
 bool gif_read_palette(GifInfo *info, uint32_t *palette, uint32_t colours);
@@ -70,7 +75,7 @@ struct GifWork {
     int32_t first_column, columns;              // of the output, those that the frame covers
     uint32_t *source_columns;                   // of the screen, by output column
     uint8_t *sampled;                           // a row of the frame's indices at the output's width
-    int32_t sampled_width;                      // output columns that the two have room for
+    int32_t sampled_width;                      // output columns that the two are made for
     uint32_t words[vorel::kGifPaletteColours];  // by index: what is stored for it
 
     bool opaque;         // animated: no pixel of the canvas is transparent

@@ -60,13 +60,13 @@ int32_t VORELBRIMI_DecodeAGIF(DecInfo *session, void *output, int32_t width, int
     const bool running = info && info->animated && info->canvas;
     info = running ? resume(info, output, width, height) : begin(session, output, width, height);
     if (!info) return 0;
-    if (!gif_prepare_frame(info)) {
-        VORELBRIMI_DeleteGIFInfo(session);
-        return 0;
-    }
     info->currentRow = info->frameTop;
     info->outputRow = 0;
     const int32_t decoded = BRIMI_DecodeGIFImage(session, info);
+    if (!info->work->prepared) {  // no memory
+        VORELBRIMI_DeleteGIFInfo(session);
+        return 0;
+    }
     gif_deliver_canvas(info);
     if (decoded && BRIMI_SeekImageData(info)) {
         session->frameDelay = info->delayMs;

@@ -10,8 +10,6 @@ constexpr int32_t kControlBytes = 4;  // of a graphic control, behind its size
 constexpr int32_t kMostOfImage = 10000;
 constexpr uint32_t kMsPerTick = 10;  // delays count hundredths of a second
 
-constexpr int32_t kExtension = 0x21;
-constexpr int32_t kSeparator = 0x2C;
 constexpr int32_t kLabelPlainText = 0x01;
 constexpr int32_t kLabelControl = 0xF9;
 constexpr int32_t kLabelComment = 0xFE;
@@ -130,8 +128,8 @@ int32_t BRIMI_SeekImageData(GifInfo *info) {
     for (;;) {
         const int32_t byte = gif_byte(info->input);
         if (byte < 0) return 0;
-        if (byte == kExtension && !read_extension(info)) return 0;
-        if (byte != kSeparator) continue;
+        if (byte == kGifExtension && !read_extension(info)) return 0;
+        if (byte != kGifSeparator) continue;
         const uint8_t *bytes = take(info->input, kImageBytes);
         if (!bytes) return 0;
         if (!is_too_large(bytes)) return read_image(info, bytes);

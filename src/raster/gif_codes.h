@@ -41,9 +41,14 @@ struct GifCodes {
     GifInput *input;
     bool terminated;  // the input stands behind a block terminator
     uint8_t staged[kStaged + 8];
+    // Sizes of the latest sub-blocks that were staged: those that hold bytes that are not used up, and maybe some
+    // before.
+    int32_t sub_blocks;
+    uint8_t sizes[kStaged + 16];
+    int64_t looked_ahead;  // bytes parsed behind end codes to find terminators, in all images of the file
 
     void start(GifInput *from);
-    // Leaves the input behind the block terminator.
+    // Leaves the input behind the block terminator. Where that was lost, behind the sub-block of the last code.
     void finish();
 
     // At least `needed` bits, at most 12, in `now`. False when the input has ended.
@@ -54,9 +59,12 @@ struct GifCodes {
         return true;
     }
     bool ensure_from_input(uint32_t needed);
+    // The same, but false where a block terminator stands before them.
+    bool ensure_before_terminator(uint32_t needed);
 
   private:
     bool stage();
+    int32_t unused_sub_blocks(int32_t *raw_bytes) const;
 };
 
 // A string in pieces of eight indices, the last one shorter: its own indices and the code of what stands before them,

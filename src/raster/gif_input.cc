@@ -39,6 +39,12 @@ bool gif_skip_sub_blocks(GifInput *input) {
     }
 }
 
+bool gif_at_block(GifInput *input) {
+    if (!BRIMI_CheckBuffer(input, 1)) return true;
+    const uint8_t byte = *input->cursor;
+    return byte == kGifExtension || byte == kGifSeparator || byte == kGifTrailer;
+}
+
 bool gif_read_palette(GifInfo *info, uint32_t *palette, uint32_t colours) {
     GifInput *input = info->input;
     const int32_t count = static_cast<int32_t>(colours), bytes = count * kColourBytes;

@@ -44,7 +44,12 @@ class ImageDecoder {
             step = fill_row();
             if (step == Step::kRows) step = write_rows();
         }
-        if (step != Step::kInputEnd && step != Step::kDamaged) codes_.finish();
+        if (step == Step::kInputEnd || step == Step::kDamaged) return step;
+        // The end code may have a sub-block of its own.
+        if (step == Step::kGoOn && codes_.ensure_before_terminator(size_) && codes_.now.peek(size_) == end_code()) {
+            codes_.now.drop(size_);
+        }
+        codes_.finish();
         return step;
     }
 
@@ -162,7 +167,7 @@ class ImageDecoder {
                 break;
             }
             now.drop(size);
-            // The last piece may write seven bytes too many, which the line has room for.
+            // The last piece may write seven bytes too many, which the line has space for.
             uint8_t *to = line + fill + ((string.length - 1) & ~7);
             uint64_t piece = string.piece;
             for (uint32_t at = string.before;; at = strings[at].before) {

@@ -45,7 +45,7 @@ void gif_release(GifInfo *info) {
     *info = {};
 }
 
-// Room for the seven bytes that the last piece of a string may write too many. A canvas of another size is of no use:
+// Space for the seven bytes that the last piece of a string may write too many. A canvas of another size is of no use:
 // without one an animation starts anew.
 bool gif_size_rows(GifInfo *info, int32_t out_width, int32_t out_height) {
     info->outWidth = out_width;

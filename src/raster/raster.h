@@ -1,4 +1,4 @@
-// Front of the raster room: the decoders of the simple formats are the exported ones.
+// Front of the raster module: the decoders of the simple formats are the exported ones.
 #pragma once
 
 #include <vorel/raster.h>

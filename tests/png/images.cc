@@ -15,8 +15,8 @@ int channels(int colour_type) { return colour_type == 2 ? 3 : colour_type == 4 ?
 // Samples of one row, each in its own word.
 using Samples = std::vector<uint32_t>;
 
-// The samples of the whole picture. Some pixels have the colour of the tRNS chunk, some differ from it in low bits only,
-// and alpha is often 0 or full.
+// The samples of the whole picture. Some pixels have the colour of the tRNS chunk, some differ from it in low bits
+// only, and alpha is often 0 or full.
 std::vector<Samples> make_samples(const PngSpec &spec) {
     std::mt19937 random(spec.seed);
     const int per_pixel = channels(spec.colour_type);
@@ -43,17 +43,17 @@ std::vector<Samples> make_samples(const PngSpec &spec) {
 
 Bytes pack(const Samples &samples, int depth) {
     Bytes bytes;
-    uint32_t held = 0;
+    uint32_t pending = 0;
     int bits = 0;
     for (const uint32_t sample : samples) {
-        held = held << depth | sample;
+        pending = pending << depth | sample;
         bits += depth;
         while (bits >= 8) {
             bits -= 8;
-            bytes.push_back(static_cast<uint8_t>(held >> bits));
+            bytes.push_back(static_cast<uint8_t>(pending >> bits));
         }
     }
-    if (bits) bytes.push_back(static_cast<uint8_t>(held << (8 - bits)));
+    if (bits) bytes.push_back(static_cast<uint8_t>(pending << (8 - bits)));
     return bytes;
 }
 
@@ -102,9 +102,9 @@ Bytes scan_lines(const PngSpec &spec) {
 }  // namespace
 
 std::string PngSpec::name() const {
-    return "type " + std::to_string(colour_type) + " depth " + std::to_string(depth) + (interlaced ? " interlaced" : "") +
-           (transparency ? " tRNS " : " ") + std::to_string(width) + "x" + std::to_string(height) + " IDAT " +
-           std::to_string(idat_bytes);
+    return "type " + std::to_string(colour_type) + " depth " + std::to_string(depth) +
+           (interlaced ? " interlaced" : "") + (transparency ? " tRNS " : " ") + std::to_string(width) + "x" +
+           std::to_string(height) + " IDAT " + std::to_string(idat_bytes);
 }
 
 Bytes png_chunk(const char *name, const Bytes &data) {
@@ -118,7 +118,8 @@ Bytes make_png(const PngSpec &spec) {
     const uint32_t most = (1u << spec.depth) - 1;
     Bytes file = {0x89, 'P', 'N', 'G', 13, 10, 26, 10};
     const auto put = [&](const Bytes &bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); };
-    put(png_chunk("IHDR", cat({big_32(static_cast<uint32_t>(spec.width)), big_32(static_cast<uint32_t>(spec.height)),
+    put(png_chunk("IHDR", cat({big_32(static_cast<uint32_t>(spec.width)),
+                               big_32(static_cast<uint32_t>(spec.height)),
                                {byte(spec.depth), byte(spec.colour_type), 0, 0, byte(spec.interlaced)}})));
     if (spec.colour_type == 3) {
         // Some indices have no colour.
@@ -154,9 +155,11 @@ Bytes make_png(const PngSpec &spec) {
 std::vector<ChunkAt> chunks_of(const Bytes &png) {
     std::vector<ChunkAt> chunks;
     for (size_t at = 8; at + 12 <= png.size();) {
-        const size_t length = size_t{png[at]} << 24 | size_t{png[at + 1]} << 16 | size_t{png[at + 2]} << 8 | png[at + 3];
+        const size_t length =
+            size_t{png[at]} << 24 | size_t{png[at + 1]} << 16 | size_t{png[at + 2]} << 8 | png[at + 3];
         if (length > png.size() - at - 12) break;
-        chunks.push_back({at, std::string(png.begin() + static_cast<long>(at) + 4, png.begin() + static_cast<long>(at) + 8),
+        chunks.push_back({at,
+                          std::string(png.begin() + static_cast<long>(at) + 4, png.begin() + static_cast<long>(at) + 8),
                           length});
         at += 12 + length;
     }

@@ -96,7 +96,8 @@ StraightPng straight_png(const Bytes &bytes) {
     std::vector<png_bytep> rows;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, stay_silent);
     png_infop info = png_create_info_struct(png);
-    png_set_error_fn(png, nullptr, [](png_structp p, png_const_charp) { png_longjmp(p, 1); }, stay_silent);
+    png_set_error_fn(
+        png, nullptr, [](png_structp p, png_const_charp) { png_longjmp(p, 1); }, stay_silent);
     png_set_read_fn(png, &cursor, read_bytes);
     read_straight(png, info, &image, &rows);
     png_destroy_read_struct(&png, &info, nullptr);
@@ -196,7 +197,8 @@ Decoded model_region(const StraightPng &image, const RegionRequest &request, int
     for (int k = 0; k < rows; ++k) {
         int y = request.y + (k + 1) * s - 1;
         if (!image.interlaced && k == rows - 1) y = request.y + k * s;
-        put_row(image, format, columns, width, y, out.pixels.data() + static_cast<size_t>(k) * static_cast<size_t>(width) * 4);
+        put_row(image, format, columns, width, y,
+                out.pixels.data() + static_cast<size_t>(k) * static_cast<size_t>(width) * 4);
     }
     return out;
 }

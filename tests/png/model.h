@@ -1,5 +1,5 @@
-// What PNG decodes must give: straight R, G, B, A from libpng alone, and upon it the rule of transparency and the choice
-// of rows and columns, written down as slow loops over single pixels.
+// What PNG decodes must give: straight R, G, B, A from libpng alone, and upon it the rule of transparency and the
+// choice of rows and columns, written down as slow loops over single pixels.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +17,14 @@ struct StraightPng {
     int key[3] = {};              // as 8 bits; gray in the first
     Bytes rgba;
 
-    const uint8_t *pixel(int x, int y) const { return &rgba[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 4]; }
+    const uint8_t *pixel(int x, int y) const {
+        return &rgba[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 4];
+    }
 };
 StraightPng straight_png(const Bytes &png);
 
-// decodeVPNG into a buffer of out_width x out_height pixels that held `fill`, beginning with good data: its result and
-// the buffer after it.
+// decodeVPNG into a buffer of out_width x out_height pixels filled with `fill`, beginning with good data: its result
+// and the buffer after it.
 struct Decoded {
     int result = 0;
     Bytes pixels;

@@ -1,5 +1,5 @@
-// Regions are cuts of the whole picture by their own rules for rows and columns, in any order, over checkpoints and IDAT
-// borders, from several threads.
+// Regions are cuts of the whole picture by their own rules for rows and columns, in any order, over checkpoints and
+// IDAT borders, from several threads.
 #include <gtest/gtest.h>
 
 #include <png.h>
@@ -9,6 +9,8 @@
 #include <thread>
 
 #include "png/run.h"
+#include "png/source.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -30,7 +32,6 @@ RegionRequest any_region(int width, int height, std::mt19937 &random) {
 }
 
 TEST(PngRegion, EveryFormIsACutOfTheWhole) {
-    QuietStderr quiet;
     int differing = 0;
     std::mt19937 random(7);
     for (const auto &size : {std::pair(37, 29), {5, 3}, {1, 1}, {3, 40}}) {
@@ -55,9 +56,9 @@ TEST(PngRegion, EveryFormIsACutOfTheWhole) {
     }
 }
 
-// 600 rows have checkpoints at 0, 254 and 508; those of the passes of an interlaced picture are 508 rows apart and more.
+// 600 rows have checkpoints at 0, 254 and 508; those of the passes of an interlaced picture are 508 rows apart and
+// more.
 TEST(PngRegion, CheckpointsAndIdatBorders) {
-    QuietStderr quiet;
     for (const bool interlaced : {false, true}) {
         for (const int idat_bytes : {50, 1000, 8192, 1000000}) {
             PngSpec spec;
@@ -90,7 +91,6 @@ TEST(PngRegion, CheckpointsAndIdatBorders) {
 
 // A position in the compressed stream may be right behind a chunk's data, before its check value.
 TEST(PngRegion, CheckpointAtTheEndOfAChunk) {
-    QuietStderr quiet;
     for (int idat_bytes = 300; idat_bytes < 340; ++idat_bytes) {
         PngSpec spec;
         spec.width = 2;
@@ -107,7 +107,6 @@ TEST(PngRegion, CheckpointAtTheEndOfAChunk) {
 }
 
 TEST(PngRegion, ThreadsOnOneHandleTakeTurns) {
-    QuietStderr quiet;
     PngSpec spec;
     spec.width = 60;
     spec.height = 700;
@@ -134,9 +133,17 @@ TEST(PngRegion, ThreadsOnOneHandleTakeTurns) {
 TEST(PngRegion, RefusedRectangles) {
     Regions regions(make_png({})), other(make_png({}), 3);
     ASSERT_TRUE(regions && other);
-    for (const RegionRequest &request :
-         {RegionRequest{-1, 0, 5, 5, 1}, {0, -1, 5, 5, 1}, {0, 0, 0, 5, 1}, {0, 0, 5, 0, 1}, {0, 0, 38, 5, 1},
-          {30, 0, 8, 5, 1}, {0, 25, 5, 5, 1}, {37, 0, 1, 1, 1}, {0, 0, 5, 5, 0}, {0, 0, 5, 5, -2}, {0, 0, 5, -3, 1}}) {
+    for (const RegionRequest &request : {RegionRequest{-1, 0, 5, 5, 1},
+                                         {0, -1, 5, 5, 1},
+                                         {0, 0, 0, 5, 1},
+                                         {0, 0, 5, 0, 1},
+                                         {0, 0, 38, 5, 1},
+                                         {30, 0, 8, 5, 1},
+                                         {0, 25, 5, 5, 1},
+                                         {37, 0, 1, 1, 1},
+                                         {0, 0, 5, 5, 0},
+                                         {0, 0, 5, 5, -2},
+                                         {0, 0, 5, -3, 1}}) {
         EXPECT_EQ(regions.decode(request).result, 0) << text_of(request);
     }
     uint8_t pixel[4];
@@ -146,6 +153,25 @@ TEST(PngRegion, RefusedRectangles) {
     // Rectangles smaller than the step are empty.
     EXPECT_EQ(regions.decode({0, 0, 3, 3, 4}).result, 1);
     EXPECT_EQ(onBuildTileIndexVPNG("/nonexistent/x.png", 0, nullptr, 7), nullptr);
+}
+
+// A file that is damaged for a while; stdio keeps nothing of it.
+TEST(PngRegion, AFileMayChangeAndChangeBack) {
+    PngSpec spec;
+    spec.width = spec.height = 4;
+    const Bytes file = make_png(spec);
+    const TempFile on_disk(file);
+    vpng_tile_index *handle = onBuildTileIndexVPNG(on_disk.path(), 0, nullptr, 7);
+    ASSERT_NE(handle, nullptr);
+    uint8_t pixels[64];
+    for (const bool damaged : {false, true, false, true, false}) {
+        FILE *stream = std::fopen(on_disk.path(), "r+b");
+        std::fwrite(damaged ? Bytes(file.size(), 0xFF).data() : file.data(), 1, file.size(), stream);
+        std::fclose(stream);
+        EXPECT_EQ(onDecodeVPNGSubset(handle, pixels, 0, 0, 4, 4, 1), !damaged);
+    }
+    vpng_destroy_read_struct(&handle->png, &handle->info, nullptr);
+    VORELBRIM_OsFree(handle);
 }
 
 // The row of the checkpoint; -1 when libpng jumped.
@@ -171,6 +197,54 @@ TEST(PngRegion, StepsOfTheIndex) {
     EXPECT_EQ(resumed_row(png, 762, 0), -1);
     EXPECT_EQ(resumed_row(png, 0, 1), -1);
     EXPECT_TRUE(regions.decode({0, 300, 9, 9, 1}) == model_region(straight_png(file), {0, 300, 9, 9, 1}, 7));
+}
+
+bool index_is_built(png_structp png) {
+    if (setjmp(png_jmpbuf(png))) return false;
+    vpng_build_index(png);
+    return true;
+}
+
+// The result of png_opt_crc_finish; -1 when libpng jumped.
+int finish_crc(png_structp png, uint32_t skip) {
+    if (setjmp(png_jmpbuf(png))) return -1;
+    return png_opt_crc_finish(png, skip);
+}
+
+TEST(PngRegion, CheckValuesAndPositionsOfChunks) {
+    PngSpec spec;
+    spec.height = 600;
+    spec.idat_bytes = 5000;
+    const Bytes file = make_png(spec);
+    const std::vector<ChunkAt> chunks = chunks_of(file);
+    Opened open(file);
+    EXPECT_EQ(finish_crc(open.png, 0), -1) << "there is no index";
+    Opened indexed(file);
+    ASSERT_TRUE(index_is_built(indexed.png));
+    const vpng_row_index *index = source_of(indexed.png)->index;
+    EXPECT_EQ(index->streamPosition, chunks.back().offset) << "behind the image data";
+    const ChunkAt &first = chunks[1], &second = chunks[2];
+    const uint32_t at = static_cast<uint32_t>(first.offset), length = static_cast<uint32_t>(first.length);
+    vpng_set_read_offset(indexed.png, at, length);
+    EXPECT_EQ(index->streamPosition, at);
+    EXPECT_EQ(finish_crc(indexed.png, length), 0);
+    EXPECT_EQ(index->streamPosition, second.offset);
+    vpng_set_read_offset(indexed.png, at, length - 3);
+    EXPECT_EQ(finish_crc(indexed.png, length - 3), 1) << "entered in the middle";
+    EXPECT_EQ(index->streamPosition, second.offset);
+}
+
+TEST(PngRegion, AFailedBuildLeavesNoIndex) {
+    PngSpec spec;
+    spec.height = 600;
+    for (const bool interlaced : {false, true}) {
+        spec.interlaced = interlaced;
+        const Bytes file = make_png(spec);
+        Opened open(head(file, file.size() / 2));
+        ASSERT_TRUE(open.png && open.info);
+        EXPECT_FALSE(index_is_built(open.png));
+        for (const int pass : {0, 1, 6}) EXPECT_EQ(resumed_row(open.png, 0, pass), -1);
+    }
 }
 
 }  // namespace

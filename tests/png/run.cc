@@ -1,10 +1,5 @@
 #include "png/run.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cstdio>
-
 namespace vorel::test {
 
 Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill, bool by_path) {
@@ -16,10 +11,10 @@ Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill
         decoded.result = decodeVPNG(file.path(), 0, nullptr, out.data(), request.out_width, request.out_height,
                                     request.sample_size, request.format);
     } else {
-        const GuardBuffer held(png);
-        decoded.result = decodeVPNG(const_cast<GuardBuffer &>(held).data(), static_cast<int32_t>(png.size()),
-                                    vpng_read_fn, out.data(), request.out_width, request.out_height,
-                                    request.sample_size, request.format);
+        const GuardBuffer guarded(png);
+        decoded.result =
+            decodeVPNG(const_cast<GuardBuffer &>(guarded).data(), static_cast<int32_t>(png.size()), vpng_read_fn,
+                       out.data(), request.out_width, request.out_height, request.sample_size, request.format);
     }
     decoded.pixels = out.bytes();
     return decoded;
@@ -42,23 +37,10 @@ Decoded Regions::decode(const RegionRequest &request) {
     const bool any = width > 0 && height > 0;
     GuardBuffer out(any ? static_cast<size_t>(width) * static_cast<size_t>(height) * 4 : 0, kFill);
     Decoded decoded;
-    decoded.result = onDecodeVPNGSubset(handle_, out.data(), request.x, request.y, request.w, request.h,
-                                        request.sample_size);
+    decoded.result =
+        onDecodeVPNGSubset(handle_, out.data(), request.x, request.y, request.w, request.h, request.sample_size);
     decoded.pixels = out.bytes();
     return decoded;
-}
-
-QuietStderr::QuietStderr() : kept_(dup(2)) {
-    std::fflush(stderr);
-    const int nothing = open("/dev/null", O_WRONLY);
-    dup2(nothing, 2);
-    close(nothing);
-}
-
-QuietStderr::~QuietStderr() {
-    std::fflush(stderr);
-    dup2(kept_, 2);
-    close(kept_);
 }
 
 }  // namespace vorel::test

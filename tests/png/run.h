@@ -30,16 +30,24 @@ class Regions {
     vpng_tile_index *handle_ = nullptr;
 };
 
-// libpng's warnings go to standard error, which tests of damaged files would fill.
-class QuietStderr {
+// A read object over a PNG in memory, opened by the library.
+class Opened {
   public:
-    QuietStderr();
-    ~QuietStderr();
-    QuietStderr(const QuietStderr &) = delete;
-    QuietStderr &operator=(const QuietStderr &) = delete;
+    explicit Opened(const Bytes &file) : bytes_(file) {
+        good_ = onDecodeVPNGInit(&png, &info, bytes_.data(), vpng_read_fn, static_cast<int32_t>(bytes_.size())) != 0;
+    }
+    ~Opened() { vpng_destroy_read_struct(&png, &info, nullptr); }
+    Opened(const Opened &) = delete;
+    Opened &operator=(const Opened &) = delete;
+    bool good() const { return good_; }
+    const Bytes &bytes() const { return bytes_; }
+
+    png_structp png = nullptr;
+    png_infop info = nullptr;
 
   private:
-    int kept_;
+    Bytes bytes_;
+    bool good_;
 };
 
 }  // namespace vorel::test

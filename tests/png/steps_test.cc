@@ -11,28 +11,8 @@
 namespace vorel::test {
 namespace {
 
-// A read object over a PNG in memory, opened by the library.
-class Opened {
-  public:
-    explicit Opened(const PngSpec &spec) : bytes_(make_png(spec)) {
-        good_ = onDecodeVPNGInit(&png, &info, bytes_.data(), vpng_read_fn, static_cast<int32_t>(bytes_.size())) != 0;
-    }
-    ~Opened() { vpng_destroy_read_struct(&png, &info, nullptr); }
-    Opened(const Opened &) = delete;
-    Opened &operator=(const Opened &) = delete;
-    bool good() const { return good_; }
-    const Bytes &bytes() const { return bytes_; }
-
-    png_structp png = nullptr;
-    png_infop info = nullptr;
-
-  private:
-    Bytes bytes_;
-    bool good_;
-};
-
 TEST(PngSource, MemoryIsReadWholeOrNotAtAll) {
-    Opened open({});
+    Opened open(make_png({}));
     ASSERT_TRUE(open.good());
     const uint32_t size = static_cast<uint32_t>(open.bytes().size());
     EXPECT_EQ(vpng_get_buffer_len(open.png), size);
@@ -57,7 +37,7 @@ TEST(PngSource, MemoryIsReadWholeOrNotAtAll) {
 }
 
 TEST(PngSource, MissingSeekFunctionsJump) {
-    Opened open({});
+    Opened open(make_png({}));
     vpng_set_seek_fn(open.png, nullptr);
     volatile bool came_back = false;
     if (setjmp(png_jmpbuf(open.png)) == 0) {
@@ -68,7 +48,7 @@ TEST(PngSource, MissingSeekFunctionsJump) {
 }
 
 TEST(PngSource, FieldsAndPreBuffer) {
-    Opened open({});
+    Opened open(make_png({}));
     vpng_set_diff_cur_y(open.png, -4);
     vpng_set_y_sample(open.png, 5);
     vpng_set_org_img_curr_y(open.png, 6);
@@ -116,10 +96,12 @@ int step_by_rounds(int *difference, int *y, int *o, int src_height, int out_heig
 }
 
 TEST(PngSteps, TheRowStepperIsThatOfRounds) {
-    Opened open({});
+    Opened open(make_png({}));
     std::mt19937 random(5);
     for (int trial = 0; trial < 20000; ++trial) {
-        const auto any = [&](int low, int high) { return low + static_cast<int>(random() % static_cast<unsigned>(high - low)); };
+        const auto any = [&](int low, int high) {
+            return low + static_cast<int>(random() % static_cast<unsigned>(high - low));
+        };
         const int src_height = any(-2, 60), out_height = any(-3, 60);
         int difference = any(-50, 50), y = any(-200, 4000), o = any(-200, 4000);
         vpng_set_diff_cur_y(open.png, difference);
@@ -171,7 +153,7 @@ TEST(PngSteps, MembersOfTheFamilyOverAnyRow) {
     constexpr int kWidth = 41;
     for (const PngSpec &spec : all_forms(kWidth, 2)) {
         if (spec.interlaced) continue;
-        Opened open(spec);
+        Opened open(make_png(spec));
         ASSERT_TRUE(open.good());
         const StraightPng image = straight_png(open.bytes());
         const Bytes row = noise_row(kWidth, image, spec.seed);
@@ -197,9 +179,8 @@ TEST(PngSteps, MembersOfTheFamilyOverAnyRow) {
             EXPECT_TRUE(out.bytes() == picked(columns)) << spec.name() << " " << columns.size() << " columns";
         };
         for (const int width : {1, 7, 40, 41, 42, 60, 90}) {
-            run(model_fitted_columns(kWidth, width), [&](uint8_t *out) {
-                return substituteTranspColorResize(open.png, open.info, out, row.data(), width);
-            });
+            run(model_fitted_columns(kWidth, width),
+                [&](uint8_t *out) { return substituteTranspColorResize(open.png, open.info, out, row.data(), width); });
         }
         for (const int step : {1, 2, 5, 40, 41, 100}) {
             const int middle = kWidth <= step ? kWidth / 2 : step / 2;

@@ -233,14 +233,15 @@ TEST(GifBlocks, ASourceThatNeverEndsIsRefused) {
     EXPECT_EQ(BRIMI_CheckBuffer(&input, 1), 0);
 }
 
-TEST(GifEntries, AnotherDecodersCallKeepsTheAnimation) {
+TEST(GifEntries, AnotherDecodersCallEndsTheAnimation) {
     GifFile file = ramp_file();
     file.frames.push_back(file.frames[0]);
     Input input(Kind::kMemory, gif_file(file), 7);
     GuardBuffer out(4 * 4);
     ASSERT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 1);
     EXPECT_EQ(VORELBRIMI_DecodeBMP(input.session(), out.data(), 4, 1), 0);
-    EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 3);
+    EXPECT_EQ(input.session()->codecState, nullptr);
+    EXPECT_EQ(VORELBRIMI_DecodeAGIF(input.session(), out.data(), 4, 1), 1) << "from the first frame";
     VORELBRIMI_DeleteGIFInfo(input.session());
 }
 
@@ -303,6 +304,62 @@ TEST(GifBlocks, WhatIsPassedOver) {
         EXPECT_EQ(got.back().result, c.pictures ? 3 : 0) << c.what;
         EXPECT_EQ(decode_gif(Kind::kMemory, c.bytes, {4, 1}, {4, 1, 7}).result, c.pictures ? 1 : 0) << c.what;
     }
+}
+
+// What follows a lost terminator may look like sub-blocks up to a terminator by chance.
+bool looks_like_data(const Bytes &file, size_t at) {
+    while (at < file.size() && file[at] != 0) at += file[at] + size_t{1};
+    return at < file.size() &&
+           (at + 1 == file.size() || std::string("!,;").find(static_cast<char>(file[at + 1])) != std::string::npos);
+}
+
+// Without its terminator an image's data ends with the sub-block of its end code, wherever buffers end.
+TEST(GifBlocks, ALostTerminatorLosesNoFrames) {
+    std::mt19937 random(21);
+    int files = 0;
+    for (int trial = 0; trial < 60; ++trial) {
+        const size_t sub_block = size_t{1} << trial % 8;
+        GifFile file = random_gif(random, 90, 256, 2 + trial % 4);
+        if (file.palette.empty()) file.palette = gif_palette(random, 256);
+        GifFile before = file;
+        before.frames.clear();
+        Bytes whole = gif_file(before), lost = head(whole, whole.size() - 1);
+        bool by_chance = false;
+        std::vector<size_t> ends;
+        for (const GifFrame &frame : file.frames) {
+            const size_t old = whole.size();
+            before.frames.push_back(frame);
+            whole = gif_file(before, {8, false, sub_block});
+            lost = cat({lost, Bytes(whole.begin() + static_cast<ptrdiff_t>(old) - 1, whole.end() - 2)});
+            ends.push_back(lost.size());
+        }
+        lost.push_back(0x3B);
+        for (const size_t end : ends) by_chance = by_chance || looks_like_data(lost, end);
+        if (by_chance) continue;
+        ++files;
+        const GifTarget target = {file.width, file.height, 7};
+        for (const Kind kind : {Kind::kMemory, Kind::kPath}) {
+            const auto expected = decode_animation(kind, whole, {file.width, file.height}, target);
+            const auto got = decode_animation(kind, lost, {file.width, file.height}, target);
+            ASSERT_EQ(expected.size(), file.frames.size());
+            ASSERT_EQ(got.size(), expected.size()) << trial;
+            for (size_t i = 0; i < got.size(); ++i) ASSERT_TRUE(got[i].pixels == expected[i].pixels) << i;
+        }
+    }
+    EXPECT_GT(files, 50);
+
+    // The end code in a sub-block of its own, whose byte looks like an extension's first.
+    GifFrame frame;
+    frame.width = 3;
+    frame.height = 1;
+    frame.indices = {1, 2, 3};
+    frame.control = false;
+    const GifEncoding encoding = {5, false, 3};
+    const Bytes one = gif_file({3, 1, 0, Bytes(96, 7), {frame}}, encoding);
+    const Bytes two = gif_file({3, 1, 0, Bytes(96, 7), {frame, frame}}, encoding);
+    const Bytes lost = cat({head(one, one.size() - 2), tail(two, two.size() - one.size() + 1)});
+    ASSERT_EQ(head(tail(lost, lost.size() - one.size() + 4), 3), (Bytes{1, 0x21, 0x2C}));
+    EXPECT_EQ(decode_animation(Kind::kMemory, lost, {3, 1}, {3, 1, 7}).size(), 2u);
 }
 
 // More than the decoder looks ahead, and it looks like image descriptors.

@@ -68,11 +68,24 @@ void expect_same_from_every_kind(const Bytes &bytes, const GifTarget &target, co
 
 TEST(GifTolerance, EveryPrefixReturnsTheRowsSoFar) {
     LogCapture log;
-    const Bytes file = gif_file(small_file(), {2, false, 7});
+    const GifFile picture = small_file();
+    const Bytes file = gif_file(picture, {2, false, 7});
+    const Bytes &indices = picture.frames[0].indices;
+    size_t rows = 0;
     for (size_t length = 0; length <= file.size(); ++length) {
+        const GifPicture got = decode_gif(Kind::kMemory, head(file, length), kScreen, {9, 7, VOREL_GIF_INDICES});
+        if (got.result != 1) {
+            EXPECT_EQ(rows, 0u) << length;
+        } else {
+            // Rows come one after the other, and what has not come is background.
+            while (rows < 7 && std::equal(&got.pixels[rows * 9], &got.pixels[rows * 9 + 9], &indices[rows * 9])) ++rows;
+            EXPECT_EQ(head(got.pixels, rows * 9), head(indices, rows * 9)) << length;
+            EXPECT_EQ(tail(got.pixels, 63 - rows * 9), Bytes(63 - rows * 9, 1)) << length;
+        }
         for (const GifTarget &target : kTargets)
             expect_same_from_every_kind(head(file, length), target, "cut to " + std::to_string(length));
     }
+    EXPECT_EQ(rows, 7u);
     EXPECT_TRUE(log.take().empty()) << "nothing here logs";
 }
 
@@ -125,7 +138,7 @@ TEST(GifTolerance, ACutInsideASubBlockKeepsTheRowsAbove) {
         EXPECT_LT(same, 64u * 44);
         for (size_t i = (same + 63) / 64 * 64; i < got.pixels.size(); ++i) ASSERT_EQ(got.pixels[i], file.background);
     }
-    // The session was told of more bytes than there are, so the input does not end where it should.
+    // The session was given a size larger than the file, so the input does not end where it should.
     TempFile cut(head(bytes, bytes.size() / 2));
     SessionGuard session(VORELBRIM_CreateDecInfo(0, cut.path(), static_cast<int32_t>(bytes.size()), 13, 0));
     Bytes out(64 * 64);

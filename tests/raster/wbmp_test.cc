@@ -244,7 +244,7 @@ TEST(WbmpTolerance, SidesThatDetectionRefuses) {
     }
 }
 
-TEST(WbmpTolerance, AFileShorterThanItsSessionWasToldIsBlackBelow) {
+TEST(WbmpTolerance, AFileShorterThanItsSessionWasGivenIsBlackBelow) {
     const Bytes rows(4, 0xFF);
     TempFile file(wbmp(8, 9, rows));
     SessionGuard session(VORELBRIM_CreateDecInfo(0, file.path(), 1000, COLOR_RGB888, 0));

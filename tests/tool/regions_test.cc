@@ -187,20 +187,43 @@ TEST_F(RegionTool, DecodeTakesPngsAndBmps) {
         ASSERT_TRUE(std::equal(expected, expected + whole.width * 3, row)) << y;
     }
     EXPECT_EQ(centred.rgb[0], 0);
-    expect_refused({"decode", "picture.png", "out.png", "--rotate", "90"}, 1, "cannot be turned");
     expect_refused({"decode", "picture.png", "out.png", "--from", "stream"}, 1, "stream");
     expect_refused({"decode", "picture.png", "out.raw", "--format", "rgb565"}, 1, "rgb565");
 
     // 2 x 1 pixels of 24 bits: blue first.
-    folder.put("two.bmp", {'B', 'M', 62, 0, 0, 0, 0, 0,  0, 0, 54, 0, 0,  0,  40, 0, 0, 0, 2, 0, 0,
-                           0,   1,   0,  0, 0, 1, 0, 24, 0, 0, 0,  0, 0,  8,  0,  0, 0, 0, 0, 0, 0,
-                           0,   0,   0,  0, 0, 0, 0, 0,  0, 0, 0,  0, 30, 20, 10, 3, 2, 1, 0, 0});
+    const Bytes bmp = {'B', 'M', 62, 0, 0, 0, 0, 0,  0, 0, 54, 0, 0,  0,  40, 0, 0, 0, 2, 0, 0,
+                       0,   1,   0,  0, 0, 1, 0, 24, 0, 0, 0,  0, 0,  8,  0,  0, 0, 0, 0, 0, 0,
+                       0,   0,   0,  0, 0, 0, 0, 0,  0, 0, 0,  0, 30, 20, 10, 3, 2, 1, 0, 0};
+    folder.put("two.bmp", bmp);
     expect_ok({"decode", "two.bmp", "out.png"});
     EXPECT_EQ(read_png(folder.path("out.png")).rgb, (Bytes{10, 20, 30, 1, 2, 3}));
     expect_ok({"decode", "two.bmp", "out.png", "--rotate", "180", "--fit", "packed", "--from", "stream"});
     EXPECT_EQ(read_png(folder.path("out.png")).rgb, (Bytes{1, 2, 3, 10, 20, 30}));
     expect_ok({"decode", "two.bmp", "out.raw", "--format", "rgb888", "--rotate", "90"});
     EXPECT_EQ(folder.get("out.raw"), (Bytes{10, 20, 30, 1, 2, 3}));
+
+    // The library succeeds and stores nothing.
+    const struct {
+        uint8_t depth, compression, offset;
+        const char *format, *says;
+    } nothing[] = {{2, 0, 54, "rgba8888", "2 bits a pixel"},
+                   {48, 0, 54, "rgb888", "48 bits a pixel"},
+                   {8, 1, 54, "bgr565a", "run lengths are not decoded to bgr565a"},
+                   {24, 0, 90, "rgba8888", "its pixels begin behind its end"}};
+    for (const auto &row : nothing) {
+        Bytes odd = bmp;
+        odd[10] = row.offset;
+        odd[28] = row.depth;
+        odd[30] = row.compression;
+        folder.put("odd.bmp", odd);
+        for (const char *out : {"new.raw", "new.png"})
+            expect_refused({"decode", "odd.bmp", out, "--format", row.format}, 1, row.says);
+    }
+    Bytes black = bmp;
+    std::fill(black.begin() + 54, black.end(), uint8_t{0});
+    folder.put("black.bmp", black);
+    expect_ok({"decode", "black.bmp", "out.raw", "--format", "rgb888"});
+    EXPECT_EQ(folder.get("out.raw"), Bytes(6));
 }
 
 }  // namespace

@@ -101,6 +101,28 @@ TEST_F(Tool, FailedDecodeIsStatusOneAndLeavesTheFilesAlone) {
     for (const Arguments &line : lines) expect_refused(line, 1);
 }
 
+TEST_F(Tool, JpegsThatAreNotDecodedSayWhatTheyAre) {
+    const struct {
+        uint8_t marker, precision;
+        const char *says;
+    } rows[] = {{0xC2, 8, "progressive coding is not supported"}, {0xC9, 8, "arithmetic coding is not supported"},
+                {0xCA, 8, "arithmetic coding is not supported"},  {0xC1, 12, "12 bits a sample are not supported"},
+                {0xC2, 12, "12 bits a sample are not supported"}, {0xC3, 8, "lossless coding is not supported"},
+                {0xC5, 8, "hierarchical coding is not supported"}};
+    for (const auto &row : rows) {
+        Bytes jpeg = folder.get("color.jpg");
+        const Bytes sof = {0xFF, 0xC0, 0};
+        const auto at = std::search(jpeg.begin(), jpeg.end(), sof.begin(), sof.end());
+        ASSERT_NE(at, jpeg.end());
+        at[1] = row.marker;
+        at[4] = row.precision;
+        folder.put("odd.jpg", jpeg);
+        for (const char *from : {"memory", "file", "stream"})
+            expect_refused({"decode", "odd.jpg", "new.png", "--from", from}, 1, row.says);
+        if (row.marker != 0xC2 || row.precision != 8) expect_refused({"info", "odd.jpg"}, 1, row.says);
+    }
+}
+
 // Written out, not computed: 37 x 21 has odd sides, and chroma rows and columns are rounded up.
 TEST_F(Tool, RawOutputHasTheBytesOfItsLayout) {
     const struct {
@@ -214,7 +236,12 @@ TEST_F(Tool, SizesAndFits) {
         {{"--size", "60x90", "--fit", "packed", "--rotate", "270"}, 21, 37, false, false},
         {{"--size", "60x21", "--fit", "stretch"}, 60, 21, false, false},
         {{"--size", "18x10", "--fit", "cover"}, 18, 10, false, false},
+        {{"--size", "30x10", "--fit", "cover", "--rotate", "90"}, 30, 10, true, true},
+        {{"--size", "15x10", "--rotate", "180"}, 15, 10, false, false},
+        {{"--size", "37x12", "--fit", "stretch"}, 37, 12, false, false},
+        {{"--size", "90x80", "--fit", "stretch", "--rotate", "270"}, 90, 80, false, false},
     };
+    expect_ok({"decode", "color.jpg", "color.png"});
     for (const auto &row : rows) {
         Arguments arguments = {"decode", "color.jpg", "out.png"};
         arguments.insert(arguments.end(), row.options.begin(), row.options.end());
@@ -229,6 +256,12 @@ TEST_F(Tool, SizesAndFits) {
         };
         EXPECT_EQ(is_black(0), row.black_left);
         EXPECT_EQ(is_black(row.width - 1), row.black_right);
+        // A PNG of the same picture comes out the same, but for how samples are chosen.
+        arguments[1] = "color.png";
+        expect_ok(arguments);
+        const Pixels png = read_png(folder.path("out.png"));
+        ASSERT_EQ(png.width, row.width);
+        EXPECT_LE(largest_difference(png.rgb, out.rgb), 24);
     }
 }
 
@@ -243,7 +276,7 @@ TEST_F(Tool, OutputReplacesTheFileBehindTheNameAndNothingElse) {
     EXPECT_EQ(folder.snapshot().size(), 5u);
 }
 
-TEST_F(Tool, InfoTellsEachFileAndGoesOnAfterABadOne) {
+TEST_F(Tool, InfoReportsEachFileAndGoesOnAfterABadOne) {
     const ToolRun run = folder.run({"info", "color.jpg", "missing.jpg", "bits.wbmp"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 2);

@@ -97,7 +97,7 @@ std::string frame_name(size_t index) {
     return name;
 }
 
-// The decoder tells the delay of the frame that comes next, so the first one's is looked up before it starts.
+// The decoder reports the delay of the frame that comes next, so the first one's is looked up before it starts.
 uint32_t first_delay(Session &session) {
     GifInfo *info = BRIMI_CreateGIFDecoderInfo(session.get());
     int32_t transparent;

@@ -1,6 +1,5 @@
 // vorel decode: one picture to a raw buffer, a PNG or a PPM.
 #include <vorel/jpeg_decoder.h>
-#include <vorel/png.h>
 #include <vorel/raster.h>
 
 #include <algorithm>
@@ -10,7 +9,9 @@
 #include <string>
 
 #include "commands.h"
+#include "jpeg_coding.h"
 #include "pixels.h"
+#include "png_picture.h"
 #include "progress.h"
 #include "session.h"
 #include "sizes.h"
@@ -117,7 +118,7 @@ void check_support(const Session &session, const ImageInfo &info, const PixelFor
     if (!(format.written_for & kind.bit)) throw Failure(picture + " is not decoded to " + format.name);
     const bool wbmp = kind.bit == kWbmp;
     const bool png = kind.bit == kPngFile;
-    if ((wbmp || png || kind.bit == kGif) && options.rotate != 0) throw Failure(picture + " cannot be turned");
+    if ((wbmp || kind.bit == kGif) && options.rotate != 0) throw Failure(picture + " cannot be turned");
     if (options.rotate != 0 && kind.bit != kBmp && format.pixel_bytes == 3)
         throw Failure(picture + " cannot be turned in " + format.name);
     if ((wbmp || png) && options.from == "stream") throw Failure(picture + " cannot be decoded from a stream");
@@ -134,45 +135,17 @@ Size target_size(const DecodeOptions &options, const ImageInfo &info, const std:
     return size;
 }
 
-// What a PNG of that size is decoded to inside a rectangle: its own shape, no larger than it is.
-Size png_size(const ImageInfo &info, Size target, bool stretched) {
-    const int64_t width = info.width, height = info.height;
-    if (stretched || (width <= target.width && height <= target.height)) {
-        return {static_cast<int32_t>(std::min<int64_t>(width, target.width)),
-                static_cast<int32_t>(std::min<int64_t>(height, target.height))};
-    }
-    const int64_t across = std::min<int64_t>(target.width, std::max<int64_t>(target.height * width / height, 1));
-    const int64_t down = std::min<int64_t>(target.height, std::max<int64_t>(target.width * height / width, 1));
-    return {static_cast<int32_t>(across), static_cast<int32_t>(down)};
-}
-
-// The library decodes a PNG to the size asked for and knows no place; so it is put there afterwards.
-bool decode_png(Session &session, const ImageInfo &info, const DecodeOptions &options, Picture *picture) {
-    const bool sized = !options.size.empty();
-    const Size target = {picture->width, picture->height};
-    const Size size = sized ? png_size(info, target, options.fit == "stretch") : target;
-    if (sized && options.fit == "stretch" && (size.width < target.width || size.height < target.height))
-        throw Failure(options.in + ": a PNG is not enlarged");
-    if (sized && options.fit == "cover") throw Failure(options.in + ": a PNG cannot be decoded with --fit cover");
-    const IoInfo *io = session.get()->ioInfo;
-    const bool memory = options.from == "memory";
-    const void *source = memory ? static_cast<const void *>(io->source) : options.in.c_str();
-    Picture part = make_picture(*picture->format, size.width, size.height);
-    if (decodeVPNG(source, io->size, memory ? vpng_read_fn : nullptr, part.bytes.data(), size.width, size.height,
-                   sized ? 0 : options.sample, picture->format->code) != 1)
-        return false;
-    if (options.fit == "packed") {
-        *picture = std::move(part);
-        return true;
-    }
-    const bool centred = options.fit == "center";
-    const size_t left = centred ? static_cast<size_t>((target.width - size.width) / 2) : 0;
-    const size_t top = centred ? static_cast<size_t>((target.height - size.height) / 2) : 0;
-    const size_t row = static_cast<size_t>(size.width) * 4, stride = static_cast<size_t>(target.width) * 4;
-    for (size_t y = 0; y < static_cast<size_t>(size.height); ++y) {
-        std::copy_n(part.bytes.data() + y * row, row, picture->bytes.data() + (top + y) * stride + left * 4);
-    }
-    return true;
+Picture decode_png_of(Session &session, const ImageInfo &info, const DecodeOptions &options, const Picture &asked) {
+    PngRequest request;
+    request.path = options.in;
+    request.memory = options.from == "memory" ? session.get()->ioInfo : nullptr;
+    request.size = {static_cast<int32_t>(info.width), static_cast<int32_t>(info.height)};
+    request.sample = options.sample;
+    request.sized = !options.size.empty();
+    request.target = {asked.width, asked.height};
+    request.fit = options.fit;
+    request.rotate = options.rotate;
+    return decode_png(request, *asked.format);
 }
 
 bool run_decoder(Session &session, const ImageInfo &info, const DecodeOptions &options, Picture &picture) {
@@ -186,7 +159,8 @@ bool run_decoder(Session &session, const ImageInfo &info, const DecodeOptions &o
         case VOREL_IMAGE_BMP:
             return VORELBRIMI_DecodeBMP(session.get(), output, picture.width, picture.height) == 1;
         case VOREL_IMAGE_PNG:
-            return decode_png(session, info, options, &picture);
+            picture = decode_png_of(session, info, options, picture);
+            return true;
         default:
             return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, options.sample) == 1;
     }
@@ -198,8 +172,36 @@ void decode_into(Session &session, const ImageInfo &info, Picture &picture, cons
     watch.end();
     if (cancelled()) throw Failure(options.in + ": cancelled");
     if (decoded) return;
-    const std::string reason = last_error();
+    std::string reason = session.type() == VOREL_IMAGE_JPEG ? unsupported_coding(options.in) : "";
+    if (reason.empty()) reason = last_error();
     throw Failure(options.in + ": cannot be decoded" + (reason.empty() ? "" : ": " + reason));
+}
+
+// Decoders that know no way to store a picture succeed with the buffer as it was. True when it is still black, and
+// white before a second decode stays white.
+bool nothing_was_stored(Session &session, const ImageInfo &info, const DecodeOptions &options, const Picture &picture) {
+    const auto all_are = [](const Picture &in, uint8_t value) {
+        return std::all_of(in.bytes.begin(), in.bytes.end(), [=](uint8_t byte) { return byte == value; });
+    };
+    if (!all_are(picture, 0)) return false;
+    constexpr uint8_t kWhite = 255;
+    Picture white = picture;
+    std::fill(white.bytes.begin(), white.bytes.end(), kWhite);
+    return run_decoder(session, info, options, white) && all_are(white, kWhite);
+}
+
+std::string why_nothing(Session &session, Picture *picture) {
+    if (session.type() != VOREL_IMAGE_BMP) return "it has no pixels";
+    const std::unique_ptr<BmpInfo, void (*)(BmpInfo *)> bmp(
+        BRIMI_BMP_Initialize(session.get(), picture->width, picture->height, picture->bytes.data()),
+        BRIMI_BMP_DeleteDecInfo);
+    if (!bmp) return "its header cannot be read again";
+    const std::initializer_list<int> depths = {1, 4, 8, 16, 24, 32};
+    if (std::find(depths.begin(), depths.end(), bmp->bitCount) == depths.end())
+        return std::to_string(bmp->bitCount) + " bits a pixel are not supported";
+    if (bmp->dataOffset >= static_cast<uint32_t>(session.get()->ioInfo->size)) return "its pixels begin behind its end";
+    if (bmp->isRle8) return std::string("run lengths are not decoded to ") + picture->format->name;
+    return "it has no whole row of pixels";
 }
 
 // The session speaks of the picture before it is turned; of a BMP it says the turned size.
@@ -233,6 +235,9 @@ int decode(const DecodeOptions &options) {
     Picture picture =
         packed ? make_unsized_picture(format, size.width, size.height) : make_picture(format, size.width, size.height);
     decode_into(session, info, picture, options);
+    if (session.type() != VOREL_IMAGE_JPEG && session.type() != VOREL_IMAGE_PNG &&
+        nothing_was_stored(session, info, options, picture))
+        throw Failure(options.in + ": cannot be decoded: " + why_nothing(session, &picture));
     if (packed) set_size_from(session, options, &picture);
     picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
     write_picture(picture, options.out, cancelled);

@@ -11,7 +11,7 @@ namespace vorel_tool {
 enum class Layout : uint8_t {
     kWord565,    // red on top
     kBgr565a,    // a 16-bit word with blue on top, an alpha byte
-    kRgb,        // bytes, also with alpha: `order` tells where they stand
+    kRgb,        // bytes, also with alpha: `order` says where they stand
     kGray,       // Y only
     kPlanar,     // Y, Cb, Cr planes
     kYuyv,       // Y0 Cb Y1 Cr

@@ -48,7 +48,7 @@ int resize(const ResizeOptions &options) {
     if (picture_bytes(*in.format, size.width, size.height) > INT32_MAX)
         throw Failure(options.frame.out + ": a frame of that size is larger than 2 GiB");
     Picture out = make_picture(*in.format, size.width, size.height);
-    // A resized byte is at most 252: one that stays as it was tells of a resize that had no memory.
+    // A resized byte is at most 252: one that stays as it was is the sign of a resize that had no memory.
     constexpr uint8_t kUntouched = 255;
     out.bytes.back() = kUntouched;
     resizer_for(in.format->code)(in.bytes.data(), out.bytes.data(), in.width, in.height, size.width, size.height);

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "commands.h"
+#include "jpeg_coding.h"
 
 namespace vorel_tool {
 namespace {
@@ -98,6 +99,8 @@ DecInfo *Session::open(int32_t color_format, uint32_t options) {
 ImageInfo Session::parse() {
     ImageInfo info;
     if (VORELBRIM_Parser(session_, &info) != VOREL_IMAGE_NONE) return info;
+    const std::string coding = unsupported_coding(path_);
+    if (!coding.empty()) throw Failure(path_ + ": " + coding);
     if (session_->imageType != VOREL_IMAGE_NONE)
         throw Failure(path_ + ": " + type_name(session_->imageType) + " of " + std::to_string(info.width) + " x " +
                       std::to_string(info.height) + " pixels, a size that is not decoded");
