@@ -5,18 +5,11 @@
 #include <random>
 
 #include "jpeg/decoder/colour_model.h"
-#include "jpeg/decoder/entropy/scan_reader.h"
-#include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 
 namespace vorel::test {
 namespace {
-
-class PlainPathOnly {
-  public:
-    PlainPathOnly() { allow_fast_path(false); }
-    ~PlainPathOnly() { allow_fast_path(true); }
-};
 
 Bytes busy_picture(int sampling, unsigned restart, unsigned seed, int quality = 92) {
     PictureSpec spec;
@@ -75,34 +68,10 @@ TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
     }
 }
 
-// A record over memory, ready to decode MCUs.
-class Record {
+// A record of a busy picture at a scale.
+class Record : public OpenRecord {
   public:
-    Record(const Bytes &jpeg, int scale)
-        : jpeg_(jpeg), input_(Kind::kMemory, jpeg, COLOR_GRAY, VOREL_OPTION_SKIP_TABLES) {
-        IoInfo *io = input_.session()->ioInfo;
-        stream_ = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
-        FrameRequest request = {0, 0, nullptr, 260 / scale, 250 / scale};
-        info_ = BRIMJ_Initialize(input_.session(), &stream_, &request);
-    }
-    ~Record() { delete_record(info_); }
-    JpegInfo *get() { return info_; }
-    ScanReader *scan() { return &info_->scan; }
-    // Everything that decoding goes on from.
-    std::vector<int64_t> position() {
-        const EntropyPosition p = tell(scan());
-        std::vector<int64_t> out = {p.next,    p.bits,           p.bit_count,
-                                    p.marker,  p.restarts_to_go, p.out_of_data,
-                                    p.eob_run, p.next_restart,   static_cast<int64_t>(p.mcus_done)};
-        for (int i = 0; i < scan()->compsInScan; ++i) out.push_back(p.last_dc[i]);
-        return out;
-    }
-
-  private:
-    Bytes jpeg_;
-    Input input_;
-    StreamBuffer stream_;
-    JpegInfo *info_;
+    Record(const Bytes &jpeg, int scale) : OpenRecord(jpeg, COLOR_GRAY, 260 / scale, 250 / scale) {}
 };
 
 TEST(JpegEntropy, PositionsAreThoseOfThePlainPath) {
@@ -115,7 +84,7 @@ TEST(JpegEntropy, PositionsAreThoseOfThePlainPath) {
             allow_fast_path(true);
             ASSERT_TRUE(fast.get() && plain.get());
             ASSERT_TRUE(fast.scan()->window && !plain.scan()->window);
-            McuBatch *a = fast.get()->pump.batch, *b = plain.get()->pump.batch;
+            McuBatch *a = fast.batch(), *b = plain.batch();
             const int total = 17 * 16;
             for (int done = 0, step = 1; done < total; done += step, step = 1 + (step * 7) % 23) {
                 const int count = std::min(step, total - done);
@@ -142,8 +111,8 @@ TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     for (const auto &row : kRows) {
         Record record(jpeg, 1);
         for (int mcu = 0; mcu < 33 * 32; ++mcu) {
-            int16_t *pointers[3] = {record.get()->pump.batch->blocks[0], record.get()->pump.batch->blocks[1],
-                                    record.get()->pump.batch->blocks[2]};
+            int16_t *pointers[3] = {record.batch()->blocks[0], record.batch()->blocks[1],
+                                    record.batch()->blocks[2]};
             ASSERT_EQ(row.decode(record.get(), pointers), 1);
             for (size_t c = 0; c < 3; ++c) {
                 const int16_t *coded = &blocks[c].coefficients[static_cast<size_t>(mcu) * 64];

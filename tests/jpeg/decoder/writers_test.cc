@@ -2,32 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "jpeg/decoder/colour_model.h"
-#include "jpeg/decoder/jpeg_info.h"
-#include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/open_record.h"
 
 namespace vorel::test {
 namespace {
-
-// A record over a picture in memory, with an output buffer that ends at a page.
-class Writing {
-  public:
-    Writing(const Bytes &jpeg, int32_t format, int width, int height)
-        : input_(Kind::kMemory, jpeg, format), out_(format_bytes(format, width, height)) {
-        IoInfo *io = input_.session()->ioInfo;
-        stream_ = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
-        FrameRequest request = {0, 0, out_.data(), width, height};
-        info_ = BRIMJ_Initialize(input_.session(), &stream_, &request);
-    }
-    ~Writing() { BRIMJ_DeleteDecoderInfo(info_); }
-    JpegInfo *get() { return info_; }
-    Bytes pixels() const { return out_.bytes(); }
-
-  private:
-    Input input_;
-    StreamBuffer stream_;
-    mutable GuardBuffer out_;
-    JpegInfo *info_;
-};
 
 using DirectWriter = void (*)(JpegInfo *, uint8_t ***, int32_t);
 
@@ -54,7 +32,7 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
         const auto coded = turbo_planes(jpeg);
         ASSERT_TRUE(coded);
         for (int i = 0; i < 4; ++i) {
-            Writing record(jpeg, kFormats[i], spec.width, spec.height);
+            OpenRecord record(jpeg, kFormats[i], spec.width, spec.height);
             ASSERT_TRUE(record.get());
             // Rows that end where the component does: an odd width's last pixel has a chroma sample of its own.
             for (int y = 0; y < spec.height; y += row.v) {
@@ -133,7 +111,7 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
             const Bytes whole = decode(jpeg, {.format = format}).pixels;
             for (const bool sums : {false, true}) {
                 if (sums && !row.write_sums) continue;
-                Writing record(jpeg, format, spec.width, spec.height);
+                OpenRecord record(jpeg, format, spec.width, spec.height);
                 ASSERT_TRUE(record.get());
                 for (int y = 0; y < spec.height; ++y) {
                     const uint8_t *planes[4] = {};
@@ -164,11 +142,10 @@ TEST(JpegWriters, SkippedRowsAreNotStored) {
     for (const int scale : {1, 2, 4, 8}) {
         const int width = spec.width / scale, height = spec.height / scale;
         const int32_t format = COLOR_RGBA8888;
-        Writing record(jpeg, format, width, height);
+        OpenRecord record(jpeg, format, width, height);
         JpegInfo *info = record.get();
         ASSERT_TRUE(info);
-        uint8_t **rows[4];
-        for (size_t c = 0; c < 4; ++c) rows[c] = info->pump.components[c].rows;
+        uint8_t ***rows = record.rows();
         uint32_t done = 0;
         for (int i = 0; i < 4; ++i) BRIMJ_ProcessDataSkipRow(info, rows, &done, static_cast<uint32_t>(height));
         EXPECT_EQ(done, 64u / static_cast<uint32_t>(scale));

@@ -1,0 +1,258 @@
+// The exported row steps, for programs with loops of their own.
+#include <memory>
+
+#include "jpeg/decoder/colour_model.h"
+#include "jpeg/decoder/open_record.h"
+#include "jpeg/decoder/surgery.h"
+#include "support/counting_allocator.h"
+
+namespace vorel::test {
+namespace {
+
+PictureSpec picture(int width, int height, int sampling) {
+    PictureSpec spec;
+    spec.width = width;
+    spec.height = height;
+    spec.h = spec.v = sampling;
+    return spec;
+}
+
+// Rows of a caller's own: each in a block of memory by itself, in shuffled places.
+TEST(JpegRowSteps, EachRowGoesWhereItsPointerSays) {
+    for (const int scale : {1, 2, 4, 8}) {
+        const PictureSpec spec = picture(77, 64, 2);
+        const Bytes jpeg = turbo_picture(spec);
+        const int width = spec.width / scale, height = spec.height / scale;
+        const Bytes whole = decode(jpeg, {.format = COLOR_RGBA8888, .width = width, .height = height}).pixels;
+        OpenRecord record(jpeg, COLOR_RGBA8888, width, height);
+        JpegInfo *info = record.get();
+        ASSERT_TRUE(info);
+        std::vector<std::unique_ptr<GuardBuffer>> memory;
+        std::vector<uint8_t *> pointers[3];
+        uint8_t **rows[4] = {};
+        for (size_t c = 0; c < 3; ++c) {
+            const ComponentPlan &plan = info->plan.components[c];
+            const uint32_t sampling = info->frame->components[c].hSampling;
+            const size_t bytes = info->scan.mcusPerRow * sampling * plan.block_width;
+            for (int y = 0; y < info->pump.components[c].row_count; ++y) {
+                memory.push_back(std::make_unique<GuardBuffer>(bytes));
+                pointers[c].push_back(memory.back()->data());
+            }
+            std::reverse(pointers[c].begin() + 1, pointers[c].end());
+            rows[c] = pointers[c].data();
+        }
+        uint32_t done = 0;
+        while (done < static_cast<uint32_t>(height) &&
+               BRIMJ_ProcessData_resize(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
+        }
+        EXPECT_TRUE(record.pixels() == whole) << scale;
+    }
+}
+
+// No step makes more rows than it is allowed, whatever the sizes, and the picture comes out the same.
+TEST(JpegRowSteps, RowBudgetsAreKept) {
+    constexpr int kSizes[][2] = {{320, 200}, {640, 600}, {200, 150}, {80, 50}, {321, 200}};
+    const Bytes jpeg = turbo_picture(picture(320, 200, 2));
+    for (const auto &size : kSizes) {
+        const uint32_t options = VOREL_OPTION_FIT_STRETCH;
+        const DecodeSpec spec{.format = COLOR_RGBA8888, .width = size[0], .height = size[1], .options = options};
+        OpenRecord record(jpeg, spec.format, size[0], size[1], Kind::kMemory, options);
+        const auto process = record.get()->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
+        const auto height = static_cast<uint32_t>(size[1]);
+        for (uint32_t done = 0, budget = 1; done < height; budget = 1 + budget * 5 % 7) {
+            const uint32_t most = std::min(height, done + budget);
+            const int32_t step = process(record.get(), record.rows(), &done, most);
+            ASSERT_LE(done, most);
+            ASSERT_NE(step, 201);
+            if (step == 101) break;
+        }
+        EXPECT_TRUE(record.pixels() == decode(jpeg, spec).pixels) << size[0] << " x " << size[1];
+    }
+}
+
+// Passing over rows in front of a resampled decode: the output begins with the first row that begins behind them.
+TEST(JpegRowSteps, SkippedRowsInFrontOfAResampledDecode) {
+    const Bytes jpeg = turbo_picture(picture(320, 200, 2));
+    constexpr int kSizes[][2] = {{200, 150}, {80, 60}, {640, 600}};
+    for (const auto &size : kSizes) {
+        const uint32_t options = VOREL_OPTION_FIT_STRETCH;
+        const DecodeSpec spec{.format = COLOR_RGBA8888, .width = size[0], .height = size[1], .options = options};
+        const Bytes whole = decode(jpeg, spec).pixels;
+        OpenRecord record(jpeg, spec.format, size[0], size[1], Kind::kMemory, options);
+        const auto process = record.get()->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
+        const auto height = static_cast<uint32_t>(size[1]);
+        uint32_t done = 0;
+        for (int i = 0; i < 3; ++i) BRIMJ_ProcessDataSkipRow(record.get(), record.rows(), &done, height);
+        const auto expected = static_cast<double>(size[1]) * 48 / 200;
+        EXPECT_NEAR(done, expected, 2);
+        const ptrdiff_t from = ptrdiff_t{done} * size[0] * 4;
+        while (done < height && process(record.get(), record.rows(), &done, height) == 100) {
+        }
+        const Bytes ours = record.pixels();
+        EXPECT_TRUE(std::equal(whole.begin() + from, whole.end(), ours.begin())) << size[0];
+    }
+}
+
+// Called by name, a function does what its name says, whatever the record plans.
+TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
+    const PictureSpec spec = picture(96, 32, 1);
+    const Bytes jpeg = turbo_picture(spec);
+    Bytes samples(96);
+    for (size_t x = 0; x < samples.size(); ++x) samples[x] = static_cast<uint8_t>(x * 5);
+    const uint8_t *row = samples.data();
+    {
+        OpenRecord gray(jpeg, COLOR_RGBA8888, 96, 32), rgb(jpeg, COLOR_RGBA8888, 96, 32);
+        BRIMJ_GrayWriteOutput1to1(gray.get(), row, 96);
+        BRIMJ_RGBWriteOutput1to1(rgb.get(), row, row, row, 96);
+        OpenRecord cmyk(jpeg, COLOR_RGBA8888, 96, 32);
+        const Bytes full(96, 255);
+        BRIMJ_CMYKWriteOutput1to1(cmyk.get(), row, row, row, full.data(), 96);
+        for (size_t x = 0; x < 96; ++x) {
+            const Bytes expected = {samples[x], samples[x], samples[x], 255};
+            for (OpenRecord *record : {&gray, &rgb, &cmyk}) {
+                const Bytes pixels = record->pixels();
+                ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * x)));
+            }
+        }
+    }
+    // A row of zeros and a row of 200 into one row: the mean takes both, the centre one of them.
+    Bytes low(96, 0), high(96, 200), grey(96, 128);
+    const auto first_pixel = [&](void (*output)(JpegInfo *, uint8_t ***, int32_t)) {
+        OpenRecord record(jpeg, COLOR_RGBA8888, 60, 20, Kind::kMemory, VOREL_OPTION_FIT_STRETCH);
+        EXPECT_EQ(record.get()->plan.scaledHeight, 32);
+        uint8_t *luma[2] = {low.data(), high.data()}, *chroma[2] = {grey.data(), grey.data()};
+        uint8_t **rows[3] = {luma, chroma, chroma};
+        output(record.get(), rows, 2);
+        return record.pixels()[0];
+    };
+    EXPECT_EQ(first_pixel(BRIMJ_DoYcbcrToRgb), 100);
+    EXPECT_EQ(first_pixel(BRIMJ_DoFastYcbcrToRgb), 0);
+}
+
+struct Progress {
+    std::vector<int32_t> percents;
+    static int32_t note(void *user, int32_t percent) {
+        static_cast<Progress *>(user)->percents.push_back(percent);
+        return 1;
+    }
+};
+
+TEST(JpegRowSteps, ProgressIsReckonedByTheRowsThatACropKeeps) {
+    const Bytes jpeg = turbo_picture(picture(320, 2000, 2));
+    for (const uint32_t options : {uint32_t{VOREL_OPTION_FIT_COVER}, 0u}) {
+        Progress seen;
+        Input input(Kind::kMemory, jpeg, COLOR_RGBA8888, options);
+        DecInfo *session = input.session();
+        session->progress = static_cast<ProgressRecord *>(std::calloc(1, sizeof(ProgressRecord)));
+        *session->progress = {&seen, Progress::note};
+        GuardBuffer out(size_t{320} * 400 * 4);
+        ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 400), 1);
+        ASSERT_GT(seen.percents.size(), 5u);
+        EXPECT_TRUE(std::is_sorted(seen.percents.begin(), seen.percents.end()));
+        EXPECT_LE(seen.percents.front(), 10);
+        EXPECT_GE(seen.percents.back(), 80);
+        EXPECT_LE(seen.percents.back(), 100);
+    }
+}
+
+// What a decode leaves in its session, and what the next one of that session makes of it.
+TEST(JpegRowSteps, SessionsMayDecodeAgain) {
+    PictureSpec separate = picture(640, 600, 2);
+    separate.scans = Scans::kOnePerComponent;
+    const Bytes interleaved = turbo_picture(picture(640, 600, 2));
+    Input input(Kind::kMemory, turbo_picture(separate), COLOR_RGBA8888);
+    DecInfo *session = input.session();
+    EXPECT_EQ(session->decodeResult, -1);
+    GuardBuffer out(size_t{320} * 300 * 4);
+    ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 300), 1);
+    EXPECT_EQ(session->decodeResult, 1);
+    EXPECT_EQ(session->partialHeight, 0u) << "the next decode is not one of a window";
+    // Another picture in the same session: its chroma has kernels of its own again.
+    IoInfo *first = session->ioInfo;
+    session->ioInfo = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(interleaved.data()),
+                                        static_cast<int32_t>(interleaved.size()));
+    ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 300), 1);
+    const DecodeSpec spec{.format = COLOR_RGBA8888, .width = 320, .height = 300};
+    EXPECT_TRUE(out.bytes() == decode(interleaved, spec).pixels);
+    VORELBRIM_Close_IO(session->ioInfo);
+    session->ioInfo = first;
+}
+
+// Further scans lie where the caller's own stream buffer began, not where the session's stream does.
+TEST(JpegRowSteps, FurtherScansAreFoundFromTheCallersPlace) {
+    PictureSpec spec = picture(96, 80, 2);
+    spec.scans = Scans::kOnePerComponent;
+    const Bytes second = turbo_picture(spec);
+    spec.seed = 9;
+    Bytes both = turbo_picture(spec);
+    const auto start = static_cast<int32_t>(both.size());
+    both.insert(both.end(), second.begin(), second.end());
+    Input input(Kind::kPath, both, COLOR_RGBA8888);
+    StreamCursor cursor(input.session()->ioInfo);
+    ASSERT_EQ(cursor.start_at(start), start);
+    GuardBuffer out(size_t{96} * 80 * 4);
+    ASSERT_EQ(BRIMJ_DecodeFrame(input.session(), cursor.stream(), out.data(), 96, 80), 1);
+    EXPECT_TRUE(out.bytes() == decode(second, {.format = COLOR_RGBA8888}).pixels);
+}
+
+TEST(JpegRowSteps, StepsOfSetUpMayBeRepeated) {
+    const Bytes jpeg = turbo_picture(picture(96, 80, 2));
+    CountingAllocator allocator;
+    {
+        OpenRecord record(jpeg, COLOR_RGBA8888, 96, 80);
+        const size_t blocks = allocator.live_blocks();
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(BRIMJ_InitUpsampler(record.get()), 200);
+            EXPECT_EQ(BRIMJ_InitDecBeforeScan(record.get()), 200);
+        }
+        EXPECT_EQ(allocator.live_blocks(), blocks);
+        record.scan()->streamBuffer->offset = 0;
+        record.scan()->streamBuffer->available = static_cast<int32_t>(jpeg.size());
+        EXPECT_EQ(BRIMJ_ParseHeader(record.get(), nullptr), 200);
+        EXPECT_EQ(allocator.live_blocks(), blocks);
+    }
+    EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+size_t g_blocks_transformed;
+BlockRunFn g_transform;
+void counted_transform(const BlockRun &run) {
+    g_blocks_transformed += static_cast<size_t>(run.count);
+    g_transform(run);
+}
+
+// A window in the middle of a huge picture costs the transforms of its own blocks.
+TEST(JpegRowSteps, AWindowTransformsItsOwnBlocks) {
+    for (const Scans scans : {Scans::kInterleaved, Scans::kOnePerComponent}) {
+        PictureSpec spec = picture(7680, 1200, 2);
+        spec.scans = scans;
+        Input input(Kind::kMemory, turbo_picture(spec), COLOR_RGBA8888);
+        DecInfo *session = input.session();
+        session->partialDecode = 1;
+        session->partialX = 3500;
+        session->partialY = 400;
+        session->partialWidth = session->partialHeight = 512;
+        StreamCursor cursor(session->ioInfo);
+        GuardBuffer out(512 * 512 * 4);
+        FrameRequest request = {0, 0, out.data(), 7680, 1200};
+        JpegInfo *info = BRIMJ_Initialize(session, cursor.stream(), &request);
+        ASSERT_TRUE(info);
+        ASSERT_EQ(open_further_scans(info), 200);
+        KernelTable counting = *info->plan.kernels;
+        g_transform = counting.idct[static_cast<int>(IdctShape::k8x8)];
+        counting.idct[static_cast<int>(IdctShape::k8x8)] = counted_transform;
+        info->plan.kernels = &counting;
+        g_blocks_transformed = 0;
+        uint8_t **rows[3];
+        for (int c = 0; c < 3; ++c) rows[c] = info->pump.components[c].rows;
+        uint32_t done = 0;
+        while (done < 912 && BRIMJ_ProcessData(info, rows, &done, 912) == 100) {
+        }
+        EXPECT_GE(g_blocks_transformed, 32u * 33 * 6);
+        EXPECT_LE(g_blocks_transformed, 33u * 34 * 6) << "of 230,400";
+        BRIMJ_DeleteDecoderInfo(info);
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
