@@ -44,8 +44,7 @@ bool choose_simd(const std::string &option) {
     for (const SimdChoice &choice : kSimdChoices) {
         if (option != choice.option) continue;
         simd_choice = &choice;
-        for (int i = static_cast<int>(choice.target) + 1; i < vorel::kSimdTargets; ++i)
-            vorel::mask_simd_target(static_cast<vorel::SimdTarget>(i), true);
+        vorel::limit_simd_targets(choice.target);
         libyuv::MaskCpuFlags(choice.peer_flags);
         return true;
     }

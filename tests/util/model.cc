@@ -174,10 +174,10 @@ void on_every_target(const std::function<void(const char *target)> &check) {
     for (int i = kSimdTargets - 1; i >= 0; --i) {
         const auto target = static_cast<SimdTarget>(i);
         if (!simd_target_runs(target)) continue;
+        limit_simd_targets(target);
         check(simd_target_name(target));
-        mask_simd_target(target, true);
     }
-    for (int i = 0; i < kSimdTargets; ++i) mask_simd_target(static_cast<SimdTarget>(i), false);
+    limit_simd_targets(SimdTarget::kCount);
 }
 
 ShuffledTasks::ShuffledTasks(unsigned seed) {
