@@ -143,8 +143,10 @@ bool resize(const ResizeFamily &family, ResizeWay way, const ResizeRequest &aske
 
     OsBlock scratch;
     if (needs_scratch(family.layout, band)) {
-        // The frame itself has at most 2^31 bytes, so this is no more than four times as much.
-        scratch.reset(os_allocate(static_cast<size_t>(2 * padded(band.dstWidth) * padded(band.dstHeight))));
+        // The frame itself has at most 2^31 bytes, so this is no more than four times as much, which may be more than
+        // there are addresses.
+        const int64_t bytes = 2 * padded(band.dstWidth) * padded(band.dstHeight);
+        if (bytes <= PTRDIFF_MAX) scratch.reset(os_allocate(static_cast<size_t>(bytes)));
         if (!scratch) return false;
         band.scratch = scratch.as<uint8_t>();
     }

@@ -139,7 +139,8 @@ void half_turn(uint8_t *buffer, const FrameLayout &layout, bool threaded) {
         uint8_t *start = buffer + plane.offset;
         const size_t swaps = samples / 2;
         for (size_t part = 0; part < kParts; ++part) {
-            const size_t from = swaps * part / kParts, to = swaps * (part + 1) / kParts;
+            const auto from = static_cast<size_t>(uint64_t{swaps} * part / kParts),
+                       to = static_cast<size_t>(uint64_t{swaps} * (part + 1) / kParts);
             if (from < to) jobs[count++] = {start + from * unit, start + (samples - to) * unit, to - from, plane.unit};
         }
     }

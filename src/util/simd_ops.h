@@ -11,6 +11,18 @@ VOREL_SIMD_BEGIN
 
 namespace hn = hwy::HWY_NAMESPACE;
 
+// 32-bit values held to 16 bits, in each 128-bit block first those of `low`, then those of `high`.
+template <class D16, class V32>
+inline hn::Vec<D16> hold_words(D16 d, V32 low, V32 high) {
+#if HWY_ARCH_ARM_V7
+    // Of ReorderDemote2To the order is left open, and is another one here.
+    const hn::Half<D16> half;
+    return hn::Combine(d, hn::DemoteTo(half, high), hn::DemoteTo(half, low));
+#else
+    return hn::ReorderDemote2To(d, low, high);
+#endif
+}
+
 // 16-bit values held to 0..255, in each 128-bit block first those of `low`, then those of `high`.
 #if HWY_ARCH_X86
 inline hn::Vec128<uint8_t> pack_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {
@@ -100,7 +112,7 @@ inline WidePair<D16> set_wide(D16, int32_t value) {
 }
 template <int kShift, class D16>
 inline hn::Vec<D16> shift_and_hold(D16 d, WidePair<D16> sum) {
-    return hn::ReorderDemote2To(d, hn::ShiftRight<kShift>(sum.low), hn::ShiftRight<kShift>(sum.high));
+    return hold_words(d, hn::ShiftRight<kShift>(sum.low), hn::ShiftRight<kShift>(sum.high));
 }
 
 // Two vectors a and b in the form from which the CPU best makes ca * a + cb * b in 32 bits: x86 multiplies neighbouring

@@ -1,12 +1,28 @@
 // The CPU probe behind simd_targets.h.
 #include "util/simd_targets.h"
 
+#if VOREL_SIMD && defined(__arm__) && HWY_HAVE_RUNTIME_DISPATCH
+#include <sys/auxv.h>
+#endif
+
 #include "util/atomics.h"
 
 namespace vorel {
 namespace {
 
-SimdTarget widest_target = SimdTarget::kCount;  // less than that in tests and benchmarks only
+int widest_target = kSimdTargets;  // less than that in tests and benchmarks only
+
+#if VOREL_SIMD && (defined(__aarch64__) || defined(__arm__))
+// For 32-bit ARM GCC compiles NEON beside a base that may lack it, and with VFPv4; clang only where the base has it.
+bool has_neon() {
+#if defined(__arm__) && HWY_HAVE_RUNTIME_DISPATCH
+    constexpr unsigned long kNeon = 1 << 12, kVfpv4 = 1 << 16;  // asm/hwcap.h of Linux
+    return (~getauxval(AT_HWCAP) & (kNeon | kVfpv4)) == 0;
+#else
+    return true;
+#endif
+}
+#endif
 
 }  // namespace
 
@@ -15,9 +31,9 @@ bool cpu_runs_target(SimdTarget target) {
     switch (target) {
         case SimdTarget::kScalar:
             return true;
-#if VOREL_SIMD && defined(__aarch64__)
+#if VOREL_SIMD && (defined(__aarch64__) || defined(__arm__))
         case SimdTarget::kNeon:
-            return (HWY_TARGETS & HWY_NEON) != 0;
+            return (HWY_TARGETS & HWY_NEON) != 0 && has_neon();
 #endif
 #if VOREL_SIMD && (defined(__x86_64__) || defined(__i386__))
         case SimdTarget::kSse4:
@@ -40,13 +56,15 @@ const char *simd_target_name(SimdTarget target) {
     return kNames[static_cast<int>(target)];
 }
 
-bool simd_target_runs(SimdTarget target) { return target <= load_relaxed(&widest_target) && cpu_runs_target(target); }
+bool simd_target_runs(SimdTarget target) {
+    return static_cast<int>(target) <= load_relaxed(&widest_target) && cpu_runs_target(target);
+}
 
-void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, widest); }
+void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, static_cast<int>(widest)); }
 
 bool bmi2_runs() {
 #if defined(__x86_64__)
-    return load_relaxed(&widest_target) >= SimdTarget::kAvx2 && __builtin_cpu_supports("bmi") &&
+    return load_relaxed(&widest_target) >= static_cast<int>(SimdTarget::kAvx2) && __builtin_cpu_supports("bmi") &&
            __builtin_cpu_supports("bmi2");
 #else
     return false;

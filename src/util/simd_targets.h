@@ -105,6 +105,7 @@ bool bmi2_runs();
 #endif
 #define VOREL_SIMD_CALL(target, call)        \
     do {                                     \
+        (void)(target);                      \
         VOREL_SIMD_CALL_NEON(target, call)   \
         VOREL_SIMD_CALL_SSE4(target, call)   \
         VOREL_SIMD_CALL_AVX2(target, call)   \

@@ -402,7 +402,7 @@ void BRIMJ_SetupiMcu(JpegInfo *info) {
 uint8_t **BRIMJ_AllocSampleArry(void *owner, int32_t rowBytes, int32_t rows, int32_t *outOffset) {
     if (rowBytes < 0 || rowBytes > INT32_MAX - 31 || rows < 0) return nullptr;
     const size_t stride = static_cast<size_t>(round_up_pow2(rowBytes, 32));
-    const size_t pointers = (static_cast<size_t>(rows) * sizeof(uint8_t *) + 63) & ~size_t{63};
+    const uint64_t pointers = (static_cast<uint64_t>(rows) * sizeof(uint8_t *) + 63) & ~uint64_t{63};
     size_t samples;
     if (!checked_product(stride, static_cast<uint64_t>(rows), &samples) || pointers > INT32_MAX - 64 ||
         samples > INT32_MAX - pointers - 64) {

@@ -118,12 +118,14 @@ struct Lanes {
     }
 };
 
+// Constructors are written out: GCC compiles those of its own for the base instruction set, where the vectors' cannot
+// be inlined.
 template <int kPixel>
 struct VectorSub {
     using L = Lanes<kPixel>;
     typename L::V8 left;
     using Rule = SubRule;
-    void start() { left = hn::Zero(typename L::D8()); }
+    VectorSub() : left(hn::Zero(typename L::D8())) {}
     typename L::V8 next(const uint8_t *row, const uint8_t *) { return left = hn::Add(left, L::load(row)); }
 };
 
@@ -132,7 +134,7 @@ struct VectorAverage {
     using L = Lanes<kPixel>;
     typename L::V8 left;
     using Rule = AverageRule;
-    void start() { left = hn::Zero(typename L::D8()); }
+    VectorAverage() : left(hn::Zero(typename L::D8())) {}
     typename L::V8 next(const uint8_t *row, const uint8_t *above) {
         const auto up = L::load(above);
         // Rounded up, less one where the sum is odd.
@@ -147,15 +149,14 @@ struct VectorPaeth {
     using L = Lanes<kPixel>;
     typename L::V16 left, corner;
     using Rule = PaethRule;
-    void start() { left = corner = hn::Zero(typename L::D16()); }
+    VectorPaeth() : left(hn::Zero(typename L::D16())), corner(left) {}
     typename L::V8 next(const uint8_t *row, const uint8_t *above) {
         const typename L::D16 d;
         const auto up = hn::PromoteTo(d, L::load(above)), raw = hn::PromoteTo(d, L::load(row));
         const auto from_up = hn::Sub(up, corner), from_left = hn::Sub(left, corner);
         const auto pa = hn::Abs(from_up), pb = hn::Abs(from_left), pc = hn::Abs(hn::Add(from_up, from_left));
         const auto least = hn::Min(pc, hn::Min(pa, pb));
-        const auto nearest =
-            hn::IfThenElse(hn::Eq(least, pa), left, hn::IfThenElse(hn::Eq(least, pb), up, corner));
+        const auto nearest = hn::IfThenElse(hn::Eq(least, pa), left, hn::IfThenElse(hn::Eq(least, pb), up, corner));
         left = hn::And(hn::Add(raw, nearest), hn::Set(d, 255));
         corner = up;
         return hn::DemoteTo(typename L::D8(), left);
@@ -167,7 +168,6 @@ void filter_pixels(uint8_t *row, const uint8_t *above, size_t bytes) {
     using L = Lanes<kPixel>;
     const size_t end = L::end(bytes);
     Filter<kPixel> filter;
-    filter.start();
     for (size_t at = 0; at < end; at += kPixel) L::store(filter.next(row + at, above ? above + at : row), row + at);
     if (end < bytes) scalar_filter<typename Filter<kPixel>::Rule, kPixel>(row, above, end, bytes);
 }
@@ -199,7 +199,8 @@ void up(uint8_t *row, const uint8_t *above, size_t bytes) {
     const hn::ScalableTag<uint8_t> d;
     constexpr size_t kStep = hn::MaxLanes(hn::ScalableTag<uint8_t>());
     size_t i = 0;
-    for (; bytes - i >= kStep; i += kStep) hn::StoreU(hn::Add(hn::LoadU(d, row + i), hn::LoadU(d, above + i)), d, row + i);
+    for (; bytes - i >= kStep; i += kStep)
+        hn::StoreU(hn::Add(hn::LoadU(d, row + i), hn::LoadU(d, above + i)), d, row + i);
     scalar_up(row + i, above + i, bytes - i);
 }
 

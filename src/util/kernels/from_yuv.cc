@@ -251,7 +251,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_from_yuv(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_from_yuv(table)); }
+void add_vector_from_yuv(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_from_yuv(table));
+}
 
 }  // namespace vorel
 #endif

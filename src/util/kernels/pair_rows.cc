@@ -86,7 +86,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_pairs(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_pairs(table)); }
+void add_vector_pairs(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_pairs(table));
+}
 
 }  // namespace vorel
 #endif

@@ -347,7 +347,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_resize(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_resize(table)); }
+void add_vector_resize(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_resize(table));
+}
 
 }  // namespace vorel
 #endif

@@ -21,7 +21,7 @@ int32_t weigh(const Weights &weights, const uint8_t *rgba, int32_t round) {
     return (weights.r * rgba[0] + weights.g * rgba[1] + weights.b * rgba[2] + round) >> 16;
 }
 
-RgbaRows rows_from(const RgbaRows &rows, int32_t x, bool planar) {
+[[maybe_unused]] RgbaRows rows_from(const RgbaRows &rows, int32_t x, bool planar) {
     RgbaRows rest = rows;
     for (int row = 0; row < 2; ++row) {
         rest.rgba[row] = rows.rgba[row] ? rows.rgba[row] + ptrdiff_t{x} * 4 : nullptr;
@@ -186,8 +186,8 @@ struct Pixels {
     // Weighed, in 16 bits and the order of packing.
     template <int kR, int kG, int kB>
     void weigh(int32_t round, hn::Vec<D16> *low, hn::Vec<D16> *high) const {
-        *low = hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(a, round), shifted<kR, kG, kB>(b, round));
-        *high = hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(c, round), shifted<kR, kG, kB>(d, round));
+        *low = hold_words(D16(), shifted<kR, kG, kB>(a, round), shifted<kR, kG, kB>(b, round));
+        *high = hold_words(D16(), shifted<kR, kG, kB>(c, round), shifted<kR, kG, kB>(d, round));
     }
     template <int kR, int kG, int kB>
     hn::Vec<D8> bytes(int32_t round) const {
@@ -198,8 +198,8 @@ struct Pixels {
     // The weights of one chroma sample for the even pixels.
     template <int kR, int kG, int kB>
     hn::Vec<D16> weigh_even() const {
-        return hn::ReorderDemote2To(D16(), shifted<kR, kG, kB>(even_lanes(a, b), kChromaRound),
-                                    shifted<kR, kG, kB>(even_lanes(c, d), kChromaRound));
+        return hold_words(D16(), shifted<kR, kG, kB>(even_lanes(a, b), kChromaRound),
+                          shifted<kR, kG, kB>(even_lanes(c, d), kChromaRound));
     }
     template <Chroma kLayout>
     hn::Vec<D8> pairs() const {
@@ -438,7 +438,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_to_yuv(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_to_yuv(table)); }
+void add_vector_to_yuv(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_to_yuv(table));
+}
 
 }  // namespace vorel
 #endif

@@ -18,7 +18,8 @@ struct Sample {
 
 // Rows of the source that are turned together: their samples fill cache lines of the destination, each of which is
 // asked for some columns ahead, for no prefetcher foresees them. Long rows are taken in pieces of a page.
-constexpr int32_t kBandBytes = 64, kAheadColumns = 32, kBlockBytes = 4096;
+constexpr int32_t kBandBytes = 64, kBlockBytes = 4096;
+[[maybe_unused]] constexpr int32_t kAheadColumns = 32;
 template <int kUnit>
 constexpr int32_t band_rows() {
     return kUnit == 3 ? 16 : kBandBytes / kUnit;
@@ -268,7 +269,9 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_turns(SimdTarget target, UtilKernels *table) { VOREL_SIMD_CALL(target, add_turns(table)); }
+void add_vector_turns(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_turns(table));
+}
 
 }  // namespace vorel
 #endif

@@ -103,6 +103,8 @@ constexpr int blocks_of(D) {
     return static_cast<int>(hn::MaxLanes(D()) / 8);
 }
 
+// Made whole, here and below: GCC compiles a default constructor of its own for the base instruction set, where those
+// of the vectors cannot be inlined.
 template <class D>
 struct Rows {
     hn::Vec<D> v[8];
@@ -133,25 +135,25 @@ inline hn::Vec<D> dequantise_and_hold_row(D d, const int16_t *const *blocks, con
     const auto factors = hn::LoadDup128(d, multipliers + 8 * row);
     const auto low = hn::Mul(coefficients, factors), high = hn::MulHigh(coefficients, factors);
     const hn::RepartitionToWide<D> wide;
-    return hn::ReorderDemote2To(d, hn::BitCast(wide, hn::InterleaveLower(d, low, high)),
-                                hn::BitCast(wide, hn::InterleaveUpper(d, low, high)));
+    return hold_words(d, hn::BitCast(wide, hn::InterleaveLower(d, low, high)),
+                      hn::BitCast(wide, hn::InterleaveUpper(d, low, high)));
 }
 
+// The rows from kRows on are zero.
 template <int kRows, class D>
-inline void dequantise(D d, const int16_t *const *blocks, const int16_t *multipliers, Rows<D> &rows) {
-    auto large = hn::Zero(d);
-    rows.v[0] = dequantise_row(d, blocks, multipliers, 0, large);
-    rows.v[1] = dequantise_row(d, blocks, multipliers, 1, large);
-    rows.v[2] = dequantise_row(d, blocks, multipliers, 2, large);
-    rows.v[3] = dequantise_row(d, blocks, multipliers, 3, large);
-    if constexpr (kRows == 8) {
-        rows.v[4] = dequantise_row(d, blocks, multipliers, 4, large);
-        rows.v[5] = dequantise_row(d, blocks, multipliers, 5, large);
-        rows.v[6] = dequantise_row(d, blocks, multipliers, 6, large);
-        rows.v[7] = dequantise_row(d, blocks, multipliers, 7, large);
-    }
-    if (HWY_LIKELY(hn::AllTrue(d, hn::Eq(large, hn::Zero(d))))) return;
+inline Rows<D> dequantise(D d, const int16_t *const *blocks, const int16_t *multipliers) {
+    constexpr bool kAll = kRows == 8;
+    const auto zero = hn::Zero(d);
+    auto large = zero;
+    Rows<D> rows = {{dequantise_row(d, blocks, multipliers, 0, large), dequantise_row(d, blocks, multipliers, 1, large),
+                     dequantise_row(d, blocks, multipliers, 2, large), dequantise_row(d, blocks, multipliers, 3, large),
+                     kAll ? dequantise_row(d, blocks, multipliers, 4, large) : zero,
+                     kAll ? dequantise_row(d, blocks, multipliers, 5, large) : zero,
+                     kAll ? dequantise_row(d, blocks, multipliers, 6, large) : zero,
+                     kAll ? dequantise_row(d, blocks, multipliers, 7, large) : zero}};
+    if (HWY_LIKELY(hn::AllTrue(d, hn::Eq(large, zero)))) return rows;
     for (int row = 0; row < kRows; ++row) rows.v[row] = dequantise_and_hold_row(d, blocks, multipliers, row);
+    return rows;
 }
 
 constexpr int32_t rounding_of(int shift) { return 1 << (shift - 1); }
@@ -187,14 +189,9 @@ inline WidePair<D> odd_part(D d, Operands<D> in13, Operands<D> in57) {
 // Eight points in every lane. kFour: inputs 4 to 7 are zero and not read.
 template <int kShift, bool kFour, class D>
 inline void pass(D d, Rows<D> &rows, int32_t rounding) {
-    EvenPart<D> even;
-    Operands<D> in13 = operands(d, rows.v[1], rows.v[3]), in57 = in13;
-    if constexpr (kFour) {
-        even = even_part_of_two(d, rows, rounding);
-    } else {
-        in57 = operands(d, rows.v[5], rows.v[7]);
-        even = even_part(d, rows, rounding);
-    }
+    const EvenPart<D> even = kFour ? even_part_of_two(d, rows, rounding) : even_part(d, rows, rounding);
+    const Operands<D> in13 = operands(d, rows.v[1], rows.v[3]);
+    const Operands<D> in57 = kFour ? in13 : operands(d, rows.v[5], rows.v[7]);
     const auto odd0 = odd_part<0, kFour>(d, in13, in57);
     rows.v[0] = shift_and_hold<kShift>(d, even.sum[0] + odd0);
     rows.v[7] = shift_and_hold<kShift>(d, even.sum[0] - odd0);
@@ -237,8 +234,7 @@ inline Quad<D> rotate(D d, const Quad<D> &in) {
 // Rows 2 i and 2 i + 1 of four columns.
 template <class D>
 inline hn::Vec<D> hold_lower_halves(D d, WidePair<D> upper_row, WidePair<D> lower_row) {
-    return hn::ReorderDemote2To(d, hn::ShiftRight<kFirstShift>(upper_row.low),
-                                hn::ShiftRight<kFirstShift>(lower_row.low));
+    return hold_words(d, hn::ShiftRight<kFirstShift>(upper_row.low), hn::ShiftRight<kFirstShift>(lower_row.low));
 }
 // The first pass over the 4 x 4 corner, transposed: only the lower halves of the vectors are worked on. Of the result
 // the first four columns count.
@@ -313,8 +309,7 @@ constexpr int32_t kCentre = 128 << kSecondShift;
 // One group of blocks of a run whose multipliers have 16 bits. kCorner: coefficients in the 4 x 4 corner only.
 template <bool kCorner, class D>
 inline void transform_group(D d, const BlockRun &run, const int16_t *multipliers, int32_t at) {
-    Rows<D> rows;
-    dequantise<kCorner ? 4 : 8>(d, run.blocks + at, multipliers, rows);
+    Rows<D> rows = dequantise < kCorner ? 4 : 8 > (d, run.blocks + at, multipliers);
     if constexpr (kCorner) {
         rows = corner_columns(d, rows);
     } else {
@@ -367,7 +362,7 @@ inline bool narrow_multipliers(const int32_t *multipliers, int16_t *narrow) {
     for (int k = 0; k < 64; k += 8) {
         const auto low = hn::LoadU(wide, multipliers + k), high = hn::LoadU(wide, multipliers + k + 4);
         all = hn::Or(all, hn::Or(low, high));
-        hn::Store(hn::ReorderDemote2To(d, low, high), d, narrow + k);
+        hn::Store(hold_words(d, low, high), d, narrow + k);
     }
     return hn::AllTrue(wide, hn::Eq(hn::ShiftRight<15>(all), hn::Zero(wide)));
 }

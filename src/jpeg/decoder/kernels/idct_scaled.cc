@@ -322,8 +322,8 @@ inline void store_tile(D d, const Tile4<D> &columns, uint8_t *out, ptrdiff_t str
     const hn::Repartition<int16_t, D> d16;
     const hn::Repartition<uint8_t, D> d8;
     alignas(16) static constexpr uint8_t kExchange[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
-    const auto left = hn::ReorderDemote2To(d16, to_range(d, columns.v[0]), to_range(d, columns.v[1]));
-    const auto right = hn::ReorderDemote2To(d16, to_range(d, columns.v[2]), to_range(d, columns.v[3]));
+    const auto left = hold_words(d16, to_range(d, columns.v[0]), to_range(d, columns.v[1]));
+    const auto right = hold_words(d16, to_range(d, columns.v[2]), to_range(d, columns.v[3]));
     alignas(64) uint8_t samples[64];
     hn::Store(hn::TableLookupBytes(pack_bytes(left, right), hn::LoadDup128(d8, kExchange)), d8, samples);
     for (int block = 0; block < parts_of(d); ++block) {
@@ -482,8 +482,7 @@ void plain_2x2_run(const BlockRun &run) {
             scalar_run<IdctShape::k2x2>(run_from(run, at, 4, 2));
             continue;
         }
-        const auto rows =
-            pack_bytes(hn::ReorderDemote2To(d16, top0, top1), hn::ReorderDemote2To(d16, bottom0, bottom1));
+        const auto rows = pack_bytes(hold_words(d16, top0, top1), hold_words(d16, bottom0, bottom1));
         uint8_t *out = run.out + 2 * static_cast<ptrdiff_t>(at);
         hn::StoreU(hn::LowerHalf(half, rows), half, out);
         hn::StoreU(hn::UpperHalf(half, rows), half, out + run.stride_bytes);
