@@ -6,8 +6,8 @@
  *     NV12, NV21    w * h bytes Y, cw * ch pairs U V (NV12) or V U (NV21)
  *     RGBA, BGRA    w * h times four bytes in the order of the name
  *     RGB888        w * h times the bytes R, G, B
- * A frame has at most 2^31 - 1 bytes. Functions that are given a null pointer, a size below 1 or a larger frame do
- * nothing. Sources and destinations must not overlap unless a function says so. Results depend on the input alone: not
+ * A frame may be as large as memory allows; its bytes are counted in size_t. Functions that are given a null pointer, a
+ * size below 1 or a frame of more than PTRDIFF_MAX bytes do nothing. Sources and destinations must not overlap unless a function says so. Results depend on the input alone: not
  * on the processor, nor on the number of threads. */
 #ifndef VOREL_UTIL_H
 #define VOREL_UTIL_H
@@ -103,7 +103,8 @@ typedef struct ResizeCanvas {
 } ResizeCanvas;
 
 /* One band: rows of the source, and the destination rows whose first tap is among them. A band writes its rows alone
- * and whole, so bands may run at the same time and in any order. tapA and tapB are the targets of the two taps,
+ * and whole, so bands may run at the same time and in any order. A band without source planes or without a place for
+ * the result makes nothing and is finished. tapA and tapB are the targets of the two taps,
  * accumulator counts the destination's size a source row; they run modulo 2^32, and only their differences count. */
 typedef struct ResizeBand {
     int32_t rowsDone, tapA, tapB, accumulator;
@@ -257,7 +258,8 @@ VOREL_API void VORELBRIM_CODEC_Blend(void);
  * threads and the caller's; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
  * band, on a ConvertBand; null. */
 
-/* Cursors of a band: each points at a word that holds the address of the band's first row in that plane. For pairs
+/* Cursors of a band: each points at a word that holds the address of the band's first row in that plane; nothing is done
+ * where the pointer or the word is null. For pairs
  * firstChroma is theirs and secondChroma is not looked at; planar has U first. reserved is not looked at. */
 typedef struct ConvertPlanes {
     uint8_t **y, **firstChroma, **secondChroma, **reserved;

@@ -117,7 +117,8 @@ void run_planes(const RowState &state, const BandPlanes &planes, const ColumnTap
 size_t first_row_offset(ResizeLayout layout, const ResizeBand &band) {
     if (layout != ResizeLayout::kRgba || !band.canvas) return 0;
     // Negative where the picture begins outside the canvas; the sum comes out right modulo 2^64.
-    return static_cast<size_t>((int64_t{band.canvas->offsetY} * band.canvas->canvasWidth + band.canvas->offsetX) * 4);
+    const int64_t pixels = int64_t{band.canvas->offsetY} * band.canvas->canvasWidth + band.canvas->offsetX;
+    return static_cast<size_t>(static_cast<uint64_t>(pixels) * 4);
 }
 
 ptrdiff_t luma_stride(ResizeLayout layout, const ResizeBand &band) {
@@ -138,7 +139,9 @@ void clip(int64_t offset, int32_t size, int32_t canvas, int32_t *first, int32_t 
 void PlaneColumns::build(int32_t src, int32_t dst, int32_t unit, int32_t first, int32_t count) {
     taps_ = {src, dst, unit, first, count, nullptr, nullptr};
     const int32_t blocks = tap_blocks(taps_);
-    if (blocks == 0 || step_without_chunks(taps_) > 0 || util_kernels().resize_row == scalar_util_kernels().resize_row)
+    // Chunks hold their offsets in 32 bits.
+    if (blocks == 0 || int64_t{src} * unit > INT32_MAX || step_without_chunks(taps_) > 0 ||
+        util_kernels().resize_row == scalar_util_kernels().resize_row)
         return;
     chunk_ends_.reset(os_allocate_array<int32_t>(static_cast<uint64_t>(blocks)));
     if (!chunk_ends_) return;
@@ -204,7 +207,9 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
     if (!band) return nullptr;
     const ResizeResult result = result_of(layout, *band);
     const bool no_canvas = band->canvas && (band->canvas->canvasWidth < 1 || band->canvas->canvasHeight < 1);
-    if (!result.base || no_canvas || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 ||
+    const bool no_source =
+        !band->srcY || (has_chroma(layout) && !band->srcU) || (layout == ResizeLayout::kPlanar && !band->srcV);
+    if (!result.base || no_source || no_canvas || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 ||
         band->dstHeight < 1) {
         store_release<int32_t>(&band->finished, 1);
         return nullptr;

@@ -305,15 +305,19 @@ inline hn::Vec<hn::Full128<uint8_t>> eighth_of_pixels(const uint8_t *a, const ui
 inline TapRows rows_from(const TapRows &rows, ptrdiff_t from) {
     return {rows.a + from, rows.b + from, rows.ahead_a, rows.ahead_b};
 }
+template <class Lane, int kStep, bool kAhead>
+void sweep_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
+    // By parts whose bytes 32 bits count.
+    constexpr int32_t kPart = 1 << 24;
+    for (int32_t x = 0; x < taps.count; x += std::min(kPart, taps.count - x)) {
+        const ptrdiff_t from = (ptrdiff_t{taps.first_column} + x) * kStep * taps.unit;
+        sweep(EvenSteps<Lane, kStep, kAhead>{rows_from(rows, from), out + ptrdiff_t{x} * taps.unit},
+              std::min(kPart, taps.count - x) * taps.unit);
+    }
+}
 template <class Lane, int kStep>
 void resize_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
-    const ptrdiff_t left = ptrdiff_t{taps.first_column} * kStep * taps.unit;
-    const TapRows wanted = rows_from(rows, left);
-    if (rows.ahead_a) {
-        sweep(EvenSteps<Lane, kStep, true>{wanted, out}, taps.count * taps.unit);
-    } else {
-        sweep(EvenSteps<Lane, kStep, false>{wanted, out}, taps.count * taps.unit);
-    }
+    rows.ahead_a ? sweep_evenly<Lane, kStep, true>(taps, rows, out) : sweep_evenly<Lane, kStep, false>(taps, rows, out);
 }
 void resize_to_eighth(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     if (taps.count < 4) return scalar_resize_row(taps, rows, out);
@@ -326,11 +330,12 @@ void resize_to_eighth(const ColumnTaps &taps, const TapRows &rows, uint8_t *out)
 
 void resize_row(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     // By the sample's size; [0] is for halves, [1] for quarters.
-    static constexpr decltype(&resize_to_eighth) kEven[5][2] = {{},
-                                                         {resize_evenly<uint8_t, 2>, resize_evenly<uint8_t, 4>},
-                                                         {resize_evenly<uint16_t, 2>, resize_evenly<uint16_t, 4>},
-                                                         {},
-                                                         {resize_evenly<uint32_t, 2>, resize_evenly<uint32_t, 4>}};
+    static constexpr decltype(&resize_to_eighth) kEven[5][2] = {
+        {},
+        {resize_evenly<uint8_t, 2>, resize_evenly<uint8_t, 4>},
+        {resize_evenly<uint16_t, 2>, resize_evenly<uint16_t, 4>},
+        {},
+        {resize_evenly<uint32_t, 2>, resize_evenly<uint32_t, 4>}};
     const int32_t step = step_without_chunks(taps);
     if (step == 8) return resize_to_eighth(taps, rows, out);
     if (step > 0) return kEven[taps.unit][step == 4](taps, rows, out);
