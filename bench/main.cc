@@ -1,9 +1,10 @@
-// vorel_bench [REGEX] [--quick] [--list] [--results FILE] [--benchmark_...]: measures the rows whose names match,
-// prints the table, and keeps it in FILE. The status is 1 when a decoder failed or the outputs differ where they may
-// not.
+// vorel_bench [REGEX] [--quick] [--simd avx2|sse4|scalar] [--list] [--results FILE] [--benchmark_...]: measures the
+// rows whose names match, prints the table, and keeps it in FILE. The status is 1 when a decoder failed or the outputs
+// differ where they may not.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <fstream>
@@ -14,6 +15,7 @@
 
 #include "measure.h"
 #include "report.h"
+#include "util/simd_targets.h"
 
 namespace vorel_bench {
 namespace {
@@ -21,6 +23,7 @@ namespace {
 struct Arguments {
     std::string filter = ".";
     std::string results;
+    std::string simd;  // empty: what the CPU runs
     bool quick = false, list = false;
 };
 
@@ -47,8 +50,10 @@ void run_row(benchmark::State &state, const Row &row, const Effort &effort) {
 // Prints a line a row, and keeps it.
 class Table : public benchmark::BenchmarkReporter {
   public:
+    explicit Table(const std::string &simd) : simd_(simd) {}
     bool ReportContext(const Context &) override {
         emit(table_header());
+        if (!simd_.empty()) emit("vectors of both: at most " + simd_ + "\n");
         return true;
     }
     void ReportRuns(const std::vector<Run> &runs) override {
@@ -76,9 +81,28 @@ class Table : public benchmark::BenchmarkReporter {
         text_ += text;
     }
 
-    std::string text_;
+    std::string simd_, text_;
     bool failed_ = false;
 };
+
+// Switches off wider vectors, ours and the peer's, which reads its environment at first use and has nothing between
+// SSE2 and AVX2.
+bool choose_simd(const std::string &name) {
+    struct Choice {
+        const char *name;
+        vorel::SimdTarget widest;
+        const char *peer_variable;
+    };
+    constexpr Choice kChoices[] = {{"avx2", vorel::SimdTarget::kAvx2, "JSIMD_FORCEAVX2"},
+                                   {"sse4", vorel::SimdTarget::kSse4, "JSIMD_FORCESSE2"},
+                                   {"scalar", vorel::SimdTarget::kScalar, "JSIMD_FORCENONE"}};
+    for (const Choice &choice : kChoices) {
+        if (name != choice.name) continue;
+        vorel::limit_simd_targets(choice.widest);
+        return setenv(choice.peer_variable, "1", 1) == 0;
+    }
+    return false;
+}
 
 bool read_arguments(int argc, char **argv, Arguments *arguments) {
     for (int i = 1; i < argc; ++i) {
@@ -89,10 +113,14 @@ bool read_arguments(int argc, char **argv, Arguments *arguments) {
             arguments->list = true;
         } else if (argument == "--results" && i + 1 < argc) {
             arguments->results = argv[++i];
+        } else if (argument == "--simd" && i + 1 < argc && choose_simd(argv[i + 1])) {
+            arguments->simd = argv[++i];
         } else if (argument[0] != '-') {
             arguments->filter = argument;
         } else {
-            std::fprintf(stderr, "usage: vorel_bench [REGEX] [--quick] [--list] [--results FILE] [--benchmark_...]\n");
+            std::fprintf(stderr,
+                         "usage: vorel_bench [REGEX] [--quick] [--simd avx2|sse4|scalar] [--list] [--results FILE] "
+                         "[--benchmark_...]\n");
             return false;
         }
     }
@@ -117,7 +145,7 @@ int run(int argc, char **argv) {
             ->UseManualTime();
     }
     if (arguments.list) return 0;
-    Table table;
+    Table table(arguments.simd);
     if (benchmark::RunSpecifiedBenchmarks(&table) == 0) {
         std::fprintf(stderr, "vorel_bench: no row matches %s\n", arguments.filter.c_str());
         return 2;

@@ -1,4 +1,4 @@
-// What the rooms' kernels need in vector code beyond the Highway release we build with. Read once per target, after
+// What the modules' kernels need in vector code beyond the Highway release we build with. Read once per target, after
 // util/simd_targets.h with VOREL_SIMD_FILE.
 #if VOREL_SIMD_VECTOR && defined(VOREL_SIMD_OPS_READ) == defined(HWY_TARGET_TOGGLE)
 #ifdef VOREL_SIMD_OPS_READ

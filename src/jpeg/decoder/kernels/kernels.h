@@ -17,7 +17,7 @@ struct BlockRun {
     const int32_t *multipliers;  // 64, the form that the kernel wants
     const uint8_t *range_limit;  // centre-adjusted table of 1024 entries, indexed by value & 0x3FF after saturation
     bool plain_range;            // range_limit is the ordinary clamp, so saturating arithmetic may stand for it
-    uint8_t *out;                // every row has room for count * width samples, and no more
+    uint8_t *out;                // every row holds count * width samples, and no more
     ptrdiff_t stride_bytes;      // between output rows
 };
 using BlockRunFn = void (*)(const BlockRun &run);

@@ -1,5 +1,5 @@
-// Between the files of this module: who fills which members of a table, and the scalar twins that vector code falls back
-// on.
+// Between the files of this module: who fills which members of a table, and the scalar twins that vector code falls
+// back on.
 #pragma once
 
 #include "jpeg/decoder/kernels/kernels.h"
