@@ -85,7 +85,7 @@ void run_plane(const RowState &state, const BandPlanes &planes, int plane, const
     const auto make_last = [&](const RowTaps &next) {
         if (!any) return;
         resize_row(taps,
-                   {src + bytes(last.first), src + bytes(last.second), large ? bytes(next.first - last.first) : 0,
+                   {src + bytes(last.first), large ? bytes(next.first - last.first) : 0, src + bytes(last.second),
                     large ? bytes(next.second - last.second) : 0},
                    dst + last.to);
     };

@@ -139,7 +139,7 @@ TEST(UtilKernels, ResizeTwinsAgree) {
                         }
                         const auto run = [&](const UtilKernels &kernels) {
                             return whole_output(static_cast<size_t>(taps.count * unit), [&](uint8_t *out) {
-                                kernels.resize_row(taps, {a.data(), b.data(), 0, 0}, out);
+                                kernels.resize_row(taps, {a.data(), 64, b.data(), 64}, out);
                             });
                         };
                         ASSERT_TRUE(run(*table) == run(scalar_util_kernels()))

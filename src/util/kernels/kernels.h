@@ -44,16 +44,19 @@ struct ColumnTaps {
 // The two source rows of an output row, which may be the same, and how many bytes behind them those of the next output
 // row stand, which are asked for ahead; 0: there is none.
 struct TapRows {
-    const uint8_t *a, *b;
-    ptrdiff_t ahead_a, ahead_b;
+    const uint8_t *a;
+    ptrdiff_t ahead_a;
+    const uint8_t *b;
+    ptrdiff_t ahead_b;
 };
 
 // The step between the taps of neighbouring output samples where it is a whole number for which vector code needs no
 // chunks; else 0.
 constexpr int32_t step_without_chunks(const ColumnTaps &taps) {
-    if (taps.unit == 3 || taps.src % taps.dst != 0) return 0;
-    const int32_t step = taps.src / taps.dst;
-    return step == 2 || step == 4 || (step == 8 && taps.unit == 4) ? step : 0;
+    // Asked for every row: no division.
+    const int64_t src = taps.src, dst = taps.dst;
+    if (taps.unit == 3) return 0;
+    return src == 2 * dst ? 2 : src == 4 * dst ? 4 : src == 8 * dst && taps.unit == 4 ? 8 : 0;
 }
 
 // What 16 output bytes take from 16 source bytes: for each the index of its first and its second tap, or 0x80.

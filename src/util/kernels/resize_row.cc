@@ -274,7 +274,7 @@ struct EvenSteps {
         const int32_t samples = count / kUnit;
         const ptrdiff_t from = ptrdiff_t{x} * kStep;
         scalar_resize_row({kStep * samples, samples, kUnit, 0, samples, nullptr, nullptr},
-                          {rows.a + from, rows.b + from, 0, 0}, out + x);
+                          {rows.a + from, 0, rows.b + from, 0}, out + x);
     }
 };
 
@@ -289,8 +289,8 @@ inline hn::Vec<hn::Repartition<uint8_t, D>> four_of_eighths(D d32, const uint8_t
     return hn::And(hn::BitCast(d8, hn::OddEven(hn::BitCast(d64, high), hn::BitCast(d64, low))), hn::Set(d8, 0xFC));
 }
 inline hn::Vec<hn::Full128<uint8_t>> eighth_of_pixels(const uint8_t *a, const uint8_t *b) {
-    const hn::Full128<uint8_t> d;
 #if HWY_ARCH_X86 && HWY_TARGET != HWY_SSE4
+    const hn::Full128<uint8_t> d;
     // The second tap is half a vector behind the first.
     const hn::Full256<uint32_t> d32;
     const auto means = hn::AverageRound(four_of_eighths(d32, a + 8), four_of_eighths(d32, b + 8));
@@ -303,7 +303,7 @@ inline hn::Vec<hn::Full128<uint8_t>> eighth_of_pixels(const uint8_t *a, const ui
 }
 
 inline TapRows rows_from(const TapRows &rows, ptrdiff_t from) {
-    return {rows.a + from, rows.b + from, rows.ahead_a, rows.ahead_b};
+    return {rows.a + from, rows.ahead_a, rows.b + from, rows.ahead_b};
 }
 template <class Lane, int kStep, bool kAhead>
 void sweep_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
