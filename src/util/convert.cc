@@ -225,6 +225,7 @@ struct PairJob {
 
 void *move_pairs(void *argument) {
     const auto *job = static_cast<const PairJob *>(argument);
+    if (job->luma && job->luma != job->luma_out) std::memcpy(job->luma_out, job->luma, job->luma_bytes);
     const UtilKernels &kernels = util_kernels();
     // By parts that 32 bits count.
     constexpr size_t kPart = size_t{1} << 24;
@@ -236,7 +237,6 @@ void *move_pairs(void *argument) {
             kernels.swap_pairs(job->first + 2 * i, count, job->dst + 2 * i);
         }
     }
-    if (job->luma && job->luma != job->luma_out) std::memcpy(job->luma_out, job->luma, job->luma_bytes);
     return nullptr;
 }
 
