@@ -87,7 +87,7 @@ VOREL_API vorel_threadpool_task *vorel_threadpool_task_get_task(vorel_threadpool
  * themselves, from their own size to their own size.
  *
  * Names: the plain ones choose between _sg (in the calling thread; source heights below 1024) and _tps (in bands over
- * four threads and the caller's). _tp is the work of one band, _get_pos moves a band's record on to the next. For every
+ * up to four threads and the caller's; work of less than a millisecond or so stays in the caller's). _tp is the work of one band, _get_pos moves a band's record on to the next. For every
  * canvas, and for destinations that are no multiples of 4 both ways, the planar and semi-planar forms need memory for a
  * copy of the result, and write nothing when there is none. */
 
@@ -234,7 +234,7 @@ typedef struct RotateJob {
 } RotateJob;
 
 /* 1; or 0, with the frame as it was, for null, a size below 1, another format or angle, or no memory. Above a height of
- * 512 the work is spread over four threads, also by the forms of one angle. */
+ * 512 work that is worth it is spread over up to four threads, also by the forms of one angle. */
 VOREL_API int32_t vorel_rotate(void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle);
 /* The form with threads, for any height. */
 VOREL_API int32_t vorel_fast_rotate(void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle);
@@ -254,8 +254,8 @@ VOREL_API void VORELBRIM_CODEC_Blend(void);
 
 /* ---- Converters ---------------------------------------------------------------------------------------------------
  *
- * Names: the plain ones choose between _sg (the frame in the calling thread) and _tps (bands of 32 rows over four
- * threads and the caller's; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
+ * Names: the plain ones choose between _sg (the frame in the calling thread) and _tps (bands of 32 rows over up to four
+ * threads and the caller's, or in the caller's alone as with resizers; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
  * band, on a ConvertBand; null. */
 
 /* Cursors of a band: each points at a word that holds the address of the band's first row in that plane; nothing is done
