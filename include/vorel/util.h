@@ -7,8 +7,8 @@
  *     RGBA, BGRA    w * h times four bytes in the order of the name
  *     RGB888        w * h times the bytes R, G, B
  * A frame may be as large as memory allows; its bytes are counted in size_t. Functions that are given a null pointer, a
- * size below 1 or a frame of more than PTRDIFF_MAX bytes do nothing. Sources and destinations must not overlap unless a function says so. Results depend on the input alone: not
- * on the processor, nor on the number of threads. */
+ * size below 1 or a frame of more than PTRDIFF_MAX bytes do nothing. Sources and destinations must not overlap unless a
+ * function says so. Results depend on the input alone: not on the processor, nor on the number of threads. */
 #ifndef VOREL_UTIL_H
 #define VOREL_UTIL_H
 
@@ -87,9 +87,10 @@ VOREL_API vorel_threadpool_task *vorel_threadpool_task_get_task(vorel_threadpool
  * themselves, from their own size to their own size.
  *
  * Names: the plain ones choose between _sg (in the calling thread; source heights below 1024) and _tps (in bands over
- * up to four threads and the caller's; work of less than a millisecond or so stays in the caller's). _tp is the work of one band, _get_pos moves a band's record on to the next. For every
- * canvas, and for destinations that are no multiples of 4 both ways, the planar and semi-planar forms need memory for a
- * copy of the result, and write nothing when there is none. */
+ * up to four threads and the caller's; work of less than a millisecond or so stays in the caller's). _tp is the work of
+ * one band, _get_pos moves a band's record on to the next. For every canvas, and for destinations that are no multiples
+ * of 4 both ways, the planar and semi-planar forms need memory for a copy of the result, and write nothing when there
+ * is none. */
 
 /* Where a _keep_ratio form puts its picture: targetWidth wide, srcHeight * targetWidth / srcWidth high, at (offsetX,
  * offsetY) of a canvas that is cleared first (Y and RGBA 0, chroma 128). Chroma goes to half of the offsets. Nothing
@@ -108,7 +109,8 @@ typedef struct ResizeCanvas {
  * accumulator counts the destination's size a source row; they run modulo 2^32, and only their differences count. */
 typedef struct ResizeBand {
     int32_t rowsDone, tapA, tapB, accumulator;
-    size_t firstTapRow, secondTapRow; /* byte offsets of the row that the next such tap goes to, in the result's plane */
+    size_t firstTapRow,
+        secondTapRow; /* byte offsets of the row that the next such tap goes to, in the result's plane */
     int32_t chromaRowsDone, chromaTapA, chromaTapB, chromaAccumulator;
     size_t chromaFirstTapRow, chromaSecondTapRow;
     int32_t srcWidth, srcHeight, dstWidth, dstHeight;
@@ -255,12 +257,12 @@ VOREL_API void VORELBRIM_CODEC_Blend(void);
 /* ---- Converters ---------------------------------------------------------------------------------------------------
  *
  * Names: the plain ones choose between _sg (the frame in the calling thread) and _tps (bands of 32 rows over up to four
- * threads and the caller's, or in the caller's alone as with resizers; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
- * band, on a ConvertBand; null. */
+ * threads and the caller's, or in the caller's alone as with resizers; from a height of 1200, or above 0x400000 pixels
+ * for those that only move chroma). _tp is the work of one band, on a ConvertBand; null. */
 
-/* Cursors of a band: each points at a word that holds the address of the band's first row in that plane; nothing is done
- * where the pointer or the word is null. For pairs
- * firstChroma is theirs and secondChroma is not looked at; planar has U first. reserved is not looked at. */
+/* Cursors of a band: each points at a word that holds the address of the band's first row in that plane; nothing is
+ * done where the pointer or the word is null. For pairs firstChroma is theirs and secondChroma is not looked at; planar
+ * has U first. reserved is not looked at. */
 typedef struct ConvertPlanes {
     uint8_t **y, **firstChroma, **secondChroma, **reserved;
 } ConvertPlanes;

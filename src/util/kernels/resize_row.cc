@@ -240,6 +240,15 @@ struct EvenSteps {
     static hn::Vec<D8> halved(D8 d, const uint8_t *a, const uint8_t *b) {
         constexpr size_t kBytes = hn::MaxLanes(D8());
         const auto low = column_means(d, a, b), high = column_means(d, a + kBytes, b + kBytes);
+#if HWY_ARCH_X86
+        if constexpr (kUnit == 1) {
+            // Both are even, so half of their sum is exact.
+            const auto ones = hn::Set(d, 1);
+            const auto packed =
+                pack_bytes(hn::ShiftRight<1>(multiply_bytes(low, ones)), hn::ShiftRight<1>(multiply_bytes(high, ones)));
+            return reorder_lanes<VectorAfterVector<2>>(d, packed);
+        }
+#endif
         const auto even = even_in_turns<Lane>(d, low, high), odd = odd_in_turns<Lane>(d, low, high);
         return out_of_turns<Lane, 2>(d, hn::AverageRound(even, odd));
     }

@@ -252,21 +252,6 @@ static_assert(kFullU.b == 32768 && kFullV.r == 32768);
 constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
 
 #if HWY_ARCH_X86
-// Unsigned bytes times signed ones, neighbours added.
-inline hn::Vec128<int16_t> multiply_bytes(hn::Vec128<uint8_t> a, hn::Vec128<uint8_t> b) {
-    return hn::Vec128<int16_t>{_mm_maddubs_epi16(a.raw, b.raw)};
-}
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-inline hn::Vec256<int16_t> multiply_bytes(hn::Vec256<uint8_t> a, hn::Vec256<uint8_t> b) {
-    return hn::Vec256<int16_t>{_mm256_maddubs_epi16(a.raw, b.raw)};
-}
-#endif
-#if HWY_TARGET == HWY_AVX3
-inline hn::Vec512<int16_t> multiply_bytes(hn::Vec512<uint8_t> a, hn::Vec512<uint8_t> b) {
-    return hn::Vec512<int16_t>{_mm512_maddubs_epi16(a.raw, b.raw)};
-}
-#endif
-
 // The pixels of a vector, one in each 32 bits. What 16-bit sums carry beyond a byte is left in them: less has to be
 // cleared in the end.
 template <class D8>
