@@ -1,4 +1,4 @@
-// Colour converters over whole frames: bands of rows by one driver, and a door for each name.
+// Colour converters over whole frames: bands of rows by one driver, and an entry for each name.
 #include <algorithm>
 #include <cstring>
 
@@ -163,7 +163,7 @@ constexpr Conversion kRgbaToYuv420 = {Chroma::kPlanar, RgbFormat::kRgba, true, n
 
 using namespace vorel;
 
-// The doors of a family: the chosen, the single and the threaded way, and the task of a band.
+// The entries of a family: the chosen, the single and the threaded way, and the task of a band.
 #define VOREL_CONVERTER_WAYS(NAME, CALL, CONVERSION)                                      \
     void NAME(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {          \
         CALL(CONVERSION, Way::kChosen, width, height, src, dst);                          \

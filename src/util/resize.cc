@@ -1,4 +1,4 @@
-// The resizers' driver and the doors of their names.
+// The resizers' driver and the entries of their names.
 #include "util/resize.h"
 
 #include <algorithm>
@@ -257,30 +257,30 @@ void vorel_resize_y_nv21_tps(const uint8_t *y, const uint8_t *uv, uint8_t *dst, 
     resize(kPairsFamily, ResizeWay::kThreaded, {y, uv, nullptr, srcWidth, srcHeight, dst, dstWidth, dstHeight, canvas});
 }
 
-// The doors from one buffer to another: FUNCTION with these arguments in front.
-#define VOREL_RESIZE_DOOR(NAME, FUNCTION, ...)                                                         \
+// The entries from one buffer to another: FUNCTION with these arguments in front.
+#define VOREL_RESIZE_ENTRY(NAME, FUNCTION, ...)                                                        \
     void NAME(const uint8_t *src, uint8_t *dst, int32_t srcWidth, int32_t srcHeight, int32_t dstWidth, \
               int32_t dstHeight) {                                                                     \
         FUNCTION(__VA_ARGS__, src, dst, srcWidth, srcHeight, dstWidth, dstHeight);                     \
     }
-VOREL_RESIZE_DOOR(vorel_resize_yuv420, resize_frame, kFrameFamily, ResizeWay::kChosen)
-VOREL_RESIZE_DOOR(vorel_resize_yuv420_sg, resize_frame, kFrameFamily, ResizeWay::kSingle)
-VOREL_RESIZE_DOOR(vorel_resize_yuv420_tps, resize_frame, kFrameFamily, ResizeWay::kThreaded)
-VOREL_RESIZE_DOOR(vorel_resize_nv21, resize_frame, kNv21Family, ResizeWay::kChosen)
-VOREL_RESIZE_DOOR(vorel_resize_nv21_sg, resize_frame, kNv21Family, ResizeWay::kSingle)
-VOREL_RESIZE_DOOR(vorel_resize_nv21_tps, resize_frame, kNv21Family, ResizeWay::kThreaded)
-VOREL_RESIZE_DOOR(vorel_resize_rgba8888, resize_packed, kRgbaFamily, ResizeWay::kChosen)
-VOREL_RESIZE_DOOR(vorel_resize_rgba8888_sg, resize_packed, kRgbaFamily, ResizeWay::kSingle)
-VOREL_RESIZE_DOOR(vorel_resize_rgba8888_tps, resize_packed, kRgbaFamily, ResizeWay::kThreaded)
-VOREL_RESIZE_DOOR(vorel_resize_rgb888, resize_packed, kRgbFamily, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_yuv420, resize_frame, kFrameFamily, ResizeWay::kChosen)
+VOREL_RESIZE_ENTRY(vorel_resize_yuv420_sg, resize_frame, kFrameFamily, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_yuv420_tps, resize_frame, kFrameFamily, ResizeWay::kThreaded)
+VOREL_RESIZE_ENTRY(vorel_resize_nv21, resize_frame, kNv21Family, ResizeWay::kChosen)
+VOREL_RESIZE_ENTRY(vorel_resize_nv21_sg, resize_frame, kNv21Family, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_nv21_tps, resize_frame, kNv21Family, ResizeWay::kThreaded)
+VOREL_RESIZE_ENTRY(vorel_resize_rgba8888, resize_packed, kRgbaFamily, ResizeWay::kChosen)
+VOREL_RESIZE_ENTRY(vorel_resize_rgba8888_sg, resize_packed, kRgbaFamily, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_rgba8888_tps, resize_packed, kRgbaFamily, ResizeWay::kThreaded)
+VOREL_RESIZE_ENTRY(vorel_resize_rgb888, resize_packed, kRgbFamily, ResizeWay::kSingle)
 
-#define VOREL_RESIZE_CANVAS_DOOR(NAME, WAY)                                                    \
+#define VOREL_RESIZE_CANVAS_ENTRY(NAME, WAY)                                                   \
     void NAME(const uint8_t *src, ResizeCanvas *canvas, int32_t srcWidth, int32_t srcHeight) { \
         resize_packed_into(WAY, src, canvas, srcWidth, srcHeight);                             \
     }
-VOREL_RESIZE_CANVAS_DOOR(vorel_resize_rgba8888_keep_ratio, ResizeWay::kChosen)
-VOREL_RESIZE_CANVAS_DOOR(vorel_resize_rgba8888_keep_ratio_sg, ResizeWay::kSingle)
-VOREL_RESIZE_CANVAS_DOOR(vorel_resize_rgba8888_keep_ratio_tps, ResizeWay::kThreaded)
+VOREL_RESIZE_CANVAS_ENTRY(vorel_resize_rgba8888_keep_ratio, ResizeWay::kChosen)
+VOREL_RESIZE_CANVAS_ENTRY(vorel_resize_rgba8888_keep_ratio_sg, ResizeWay::kSingle)
+VOREL_RESIZE_CANVAS_ENTRY(vorel_resize_rgba8888_keep_ratio_tps, ResizeWay::kThreaded)
 
 #define VOREL_RESIZE_TASK(NAME, LAYOUT) \
     void *NAME(void *resizeBand) { return run_band(LAYOUT, static_cast<ResizeBand *>(resizeBand)); }

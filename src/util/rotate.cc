@@ -204,7 +204,7 @@ bool quarter_turn(uint8_t *buffer, const RotateJob &whole, const FrameLayout &la
     return true;
 }
 
-// `name` is the exported function that failures are told of.
+// `name` is the exported function that failures are logged under.
 int32_t rotate(const char *name, void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle,
                bool threaded) {
     if (!buffer || width < 1 || height < 1 || (angle != 90 && angle != 180 && angle != 270)) return 0;

@@ -287,7 +287,7 @@ TEST(Convert, LowFramesAreTheFirstRowsOfHighOnes) {
     }
 }
 
-TEST(Convert, HighFramesAreCutIntoTheToldBands) {
+TEST(Convert, HighFramesAreCutIntoTheSpecifiedBands) {
     WatchedTasks watched;
     constexpr struct { int height, bands; } kRows[] = {{1199, 0}, {1200, 38}, {1210, 38}, {1215, 38}, {1216, 38}};
     for (const auto &row : kRows) {

@@ -188,7 +188,7 @@ TEST(UtilKernels, TurnTwinsAgree) {
     }
 }
 
-// Whole frames by every table, through the doors.
+// Whole frames by every table, through the public functions.
 TEST(UtilKernels, EveryTableGivesTheSameFrames) {
     const Bytes yuv = noise(yuv_bytes(131, 77), 10), rgba = noise(area(131, 77) * 4, 11);
     const auto all = [&] {

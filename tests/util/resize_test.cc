@@ -123,7 +123,7 @@ TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
     }
 }
 
-TEST(Resize, HighSourcesAreCutIntoTheToldBands) {
+TEST(Resize, HighSourcesAreCutIntoTheSpecifiedBands) {
     WatchedTasks watched;
     // Source and destination height, bands; 0: the calling thread, by height or because one band is all.
     constexpr struct {
