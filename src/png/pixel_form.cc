@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/core.h"
 #include "png/kernels/kernels.h"
 
 namespace vorel {
