@@ -282,7 +282,7 @@ VOREL_API int32_t round_up_pow2(int32_t value, int32_t power);
 /* Opens an input of kind 0 (a path), 1 (size bytes of the caller's memory, which must live as long as the input),
  * 2 (a FILE, which stays the caller's) or 5 (memory from malloc that a session will own). size 0 learns the size of a
  * path; leaves the size of a FILE at 0 and rewinds it. Null on failure, with error word 4, 11 (other kinds),
- * 12 (memory of size 0) or 13 (path does not open, its size is not told in 31 bits, or null FILE). */
+ * 12 (memory of size 0) or 13 (path does not open, its size does not fit 31 bits, or null FILE). */
 VOREL_API IoInfo *VORELBRIM_Open_IO(uint32_t kind, void *pathOrBufferOrStream, int32_t size);
 
 /* Opens an input over callbacks; size is what the stream will deliver. Null, with error word 4, without memory. */
