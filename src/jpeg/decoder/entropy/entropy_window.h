@@ -43,6 +43,7 @@ struct RunPlan {
         const DerivedTable *dc_table, *ac_table;
         int32_t *last_dc;
         int32_t keep;
+        uint32_t end_bits, end_code;  // of the end of block that AC entries may take in
     };
     Block blocks[kMaxBlocksInMcu];
     int32_t block_count;

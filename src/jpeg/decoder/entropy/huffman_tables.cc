@@ -110,6 +110,8 @@ void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
 }
 
 void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
+    uint32_t end_code, end_bits;
+    find_end_of_block(table, &end_code, &end_bits);
     for (uint32_t window = 0; window < 1u << kAcLookBits; ++window) {
         const Code code = find_code(table, window << (16 - kAcLookBits), kAcLookBits);
         const int32_t size = code.symbol & 15;
@@ -119,8 +121,12 @@ void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
         } else if (size == 0) {
             entries[window] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, 0, 0);
         } else if (code.length + size <= kAcLookBits) {
-            entries[window] =
-                pack_value(code.length + size, run + 1, window_value(window, kAcLookBits, code.length, size));
+            const int32_t used = code.length + size;
+            const uint32_t value = pack_value(used, run + 1, window_value(window, kAcLookBits, code.length, size));
+            const uint32_t rest = window << (16 - kAcLookBits + used) & 0xFFFF;
+            const bool ends = end_bits && used + static_cast<int32_t>(end_bits) <= kAcLookBits &&
+                              rest >> (16 - end_bits) == end_code;
+            entries[window] = ends ? value + end_bits + kEntryEndsBlock : value;
         } else {
             entries[window] = pack_special(kEntryLongValue, code.length, run, static_cast<uint32_t>(size));
         }
@@ -178,6 +184,18 @@ bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **out) {
     table->is_dc = is_dc;
     table->valid = fill_derived(table, &table->raw, is_dc);
     return table->valid;
+}
+
+void find_end_of_block(const DerivedTable *table, uint32_t *code, uint32_t *bits) {
+    *code = *bits = 0;
+    for (uint32_t length = 1, index = 0; length <= 16; ++length) {
+        for (uint32_t i = 0; i < table->raw.counts[length - 1]; ++i, ++index) {
+            if (table->raw.symbols[index] != 0) continue;
+            *bits = length;
+            *code = index - static_cast<uint32_t>(table->valOffset[length - 1]);
+            return;
+        }
+    }
 }
 
 void release_table(DerivedTable *table) {

@@ -29,7 +29,8 @@ constexpr int kKeepDc = 1;
 // Look-ups of the fast path, one symbol with its value bits each. An entry, from the low end:
 //   6 bits  bits to consume
 //   2 bits  kind, see below
-//   value:      8 bits free but for 5 bits of run + 1 (AC), then the value as 16 signed bits; never 0 for AC
+//   value:      5 bits of run + 1 (AC), a bit that an end of block behind it is taken in, 2 bits free, then the value as 16
+//               signed bits; never 0 for AC
 //   long value: 4 bits size, 4 bits run; code bits are to be consumed, the value follows
 // An AC entry is a value exactly when its upper half is not 0.
 constexpr int kAcLookBits = 11;
@@ -42,6 +43,9 @@ enum EntryKind : uint32_t {
     kEntryLongValue = 2,   // the code fits the look-up, its value bits do not
     kEntryLongCode = 3,
 };
+
+// The end of block stands in the same look-up, and its bits are consumed with it.
+constexpr uint32_t kEntryEndsBlock = 1 << 13;
 
 constexpr uint32_t entry_bits(uint32_t entry) { return entry & 63; }
 constexpr uint32_t entry_kind(uint32_t entry) { return entry >> 6 & 3; }
@@ -63,6 +67,9 @@ constexpr int32_t extend(int32_t raw, int32_t size) {
 // for counts that no prefix code has, for a DC symbol above 15, and when out of memory, which sets the error word.
 bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **table);
 void release_table(DerivedTable *table);
+
+// The code of symbol 0, the end of a block, and its length; length 0 where the table has none.
+void find_end_of_block(const DerivedTable *table, uint32_t *code, uint32_t *bits);
 
 // The look-ups of a derived table, made when they are first asked for; null when out of memory.
 const uint32_t *fast_entries(DerivedTable *table);

@@ -46,7 +46,7 @@ Fill read_ac(BitReader &reader, const DerivedTable *table, int32_t keep, int16_t
         result = read_value(reader, size, &value);
         if (result != Fill::kOk) return result;
         if (wanted) {
-            block[BRIMJ_NATURAL_ORDER[k]] = static_cast<int16_t>(value);
+            block[vorel_natural_order[k]] = static_cast<int16_t>(value);
             *last = static_cast<uint8_t>(k < 63 ? k : 63);
         }
     }

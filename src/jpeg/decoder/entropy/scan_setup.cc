@@ -82,7 +82,10 @@ bool prepare_fast_path(ScanReader *scan) {
                                  entropy.blockDc[b],
                                  entropy.blockAc[b],
                                  &entropy.lastDc[scan->mcuMembership[b]],
-                                 entropy.block_keep[b]};
+                                 entropy.block_keep[b],
+                                 0,
+                                 0};
+        find_end_of_block(entropy.blockAc[b], &scan->plan->blocks[b].end_code, &scan->plan->blocks[b].end_bits);
     }
     return true;
 }

@@ -205,7 +205,7 @@ Segment read_quantisation_tables(const MarkerParser &p) {
         }
         const uint8_t *entries = unread(stream);
         for (int k = 0; k < kBlockCoefficients; ++k) {
-            (*slot)->q[BRIMJ_NATURAL_ORDER[k]] =
+            (*slot)->q[vorel_natural_order[k]] =
                 static_cast<uint16_t>(wide ? big_endian_16(entries + 2 * k) : entries[k]);
         }
         consume(stream, bytes);

@@ -53,18 +53,29 @@ struct BlockRowTarget {
     ptrdiff_t column;
 };
 
+// One row of a component's blocks out of a batch. What the loop goes by stands in locals: the stores of bytes might else
+// change any of it.
+void gather_blocks(const McuBatch *batch, int32_t blocks_in_mcu, int32_t first_block, int32_t width, int32_t mcus,
+                   BlockRow *row) {
+    int16_t *const *block = batch->blocks + first_block;
+    const uint8_t *last = batch->last + first_block;
+    int32_t count = 0;
+    for (int32_t m = 0; m < mcus; ++m, block += blocks_in_mcu, last += blocks_in_mcu) {
+        for (int32_t h = 0; h < width; ++h, ++count) {
+            row->blocks[count] = block[h];
+            row->last[count] = last[h];
+        }
+    }
+    row->count = count;
+}
+
 void transform_batch(JpegInfo *info, const ScanReader *scan, int32_t mcus, const BlockRowTarget &to) {
-    const McuBatch *batch = info->pump.batch;
     const JpegComponent *component = to.at->component;
     BlockRow row;
-    row.count = 0;
-    for (int32_t m = 0; m < mcus; ++m) {
-        const int32_t block = m * scan->blocksInMcu + to.first_block;
-        for (uint32_t h = 0; h < to.at->mcuWidth; ++h) {
-            const uint32_t b = static_cast<uint32_t>(block) + h;
-            if (info->plan.highQualityClamp) correct_block(info->plan.components[component->index], batch->blocks[b]);
-            row.blocks[row.count] = batch->blocks[b];
-            row.last[row.count++] = batch->last[b];
+    gather_blocks(info->pump.batch, scan->blocksInMcu, to.first_block, static_cast<int32_t>(to.at->mcuWidth), mcus, &row);
+    if (info->plan.highQualityClamp) {
+        for (int32_t i = 0; i < row.count; ++i) {
+            correct_block(info->plan.components[component->index], const_cast<int16_t *>(row.blocks[i]));
         }
     }
     transform_blocks(info, component, row, to.rows, to.column);
