@@ -21,4 +21,12 @@ struct HeaderBytes {
 
 HeaderBytes header_bytes(const StreamBuffer *stream);
 
+// VOREL_IMAGE_ by the first bytes.
+int32_t type_by_signature(const HeaderBytes &header);
+
+// True when at least one byte could be had, else the error word is set. Callers look at what came.
+bool request_header(StreamBuffer *stream, int32_t bytes);
+// The same for as much as a signature takes.
+bool request_signature(StreamBuffer *stream);
+
 }  // namespace vorel

@@ -9,21 +9,21 @@ namespace {
 constexpr uint32_t kLongerThan8 = 0x900;
 constexpr int32_t kSentinel = 0xFFFFF;
 
-// A code found in the leading bits of a window: its length and symbol, or length 0 when it is longer than the window.
+// A code found in the bits ahead: its length and symbol, or length 0 when it is longer than they are.
 struct Code {
     int32_t length;
     uint8_t symbol;
 };
 
-// window: `bits` bits, left-aligned in 16.
-Code find_code(const DerivedTable *table, uint32_t window, int32_t bits) {
-    const uint32_t look = table->lookup[window >> 8];
+// ahead: `bits` bits, left-aligned in 16.
+Code find_code(const DerivedTable *table, uint32_t ahead, int32_t bits) {
+    const uint32_t look = table->lookup[ahead >> 8];
     if (look != kLongerThan8) {
         const int32_t length = static_cast<int32_t>(look >> 8);
         return length <= bits ? Code{length, static_cast<uint8_t>(look)} : Code{0, 0};
     }
     for (int32_t length = 9; length <= bits; ++length) {
-        const int32_t code = static_cast<int32_t>(window >> (16 - length));
+        const int32_t code = static_cast<int32_t>(ahead >> (16 - length));
         if (code <= table->maxCode[length - 1]) {
             return {length, table->rawTable->symbols[(code + table->valOffset[length - 1]) & 255]};
         }
@@ -89,22 +89,22 @@ uint32_t pack_special(EntryKind kind, int32_t bits, uint32_t run, uint32_t size)
     return run << 12 | size << 8 | static_cast<uint32_t>(kind) << 6 | static_cast<uint32_t>(bits);
 }
 
-// The value bits behind a code in a window of `look_bits` bits.
-int32_t window_value(uint32_t window, int32_t look_bits, int32_t code_bits, int32_t size) {
-    const uint32_t raw = window >> (look_bits - code_bits - size) & ((1u << size) - 1);
+// The value bits behind a code in `look_bits` bits.
+int32_t value_ahead(uint32_t ahead, int32_t look_bits, int32_t code_bits, int32_t size) {
+    const uint32_t raw = ahead >> (look_bits - code_bits - size) & ((1u << size) - 1);
     return extend(static_cast<int32_t>(raw), size);
 }
 
 void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
-    for (uint32_t window = 0; window < 1u << kDcLookBits; ++window) {
-        const Code code = find_code(table, window << (16 - kDcLookBits), kDcLookBits);
+    for (uint32_t ahead = 0; ahead < 1u << kDcLookBits; ++ahead) {
+        const Code code = find_code(table, ahead << (16 - kDcLookBits), kDcLookBits);
         const int32_t size = code.symbol;
         if (!code.length) {
-            entries[window] = pack_special(kEntryLongCode, 0, 0, 0);
+            entries[ahead] = pack_special(kEntryLongCode, 0, 0, 0);
         } else if (code.length + size <= kDcLookBits) {
-            entries[window] = pack_value(code.length + size, 0, window_value(window, kDcLookBits, code.length, size));
+            entries[ahead] = pack_value(code.length + size, 0, value_ahead(ahead, kDcLookBits, code.length, size));
         } else {
-            entries[window] = pack_special(kEntryLongValue, code.length, 0, static_cast<uint32_t>(size));
+            entries[ahead] = pack_special(kEntryLongValue, code.length, 0, static_cast<uint32_t>(size));
         }
     }
 }
@@ -112,43 +112,43 @@ void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
 void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
     uint32_t end_code, end_bits;
     find_end_of_block(table, &end_code, &end_bits);
-    for (uint32_t window = 0; window < 1u << kAcLookBits; ++window) {
-        const Code code = find_code(table, window << (16 - kAcLookBits), kAcLookBits);
+    for (uint32_t ahead = 0; ahead < 1u << kAcLookBits; ++ahead) {
+        const Code code = find_code(table, ahead << (16 - kAcLookBits), kAcLookBits);
         const int32_t size = code.symbol & 15;
         const uint32_t run = code.symbol >> 4;
         if (!code.length) {
-            entries[window] = pack_special(kEntryLongCode, 0, 0, 0);
+            entries[ahead] = pack_special(kEntryLongCode, 0, 0, 0);
         } else if (size == 0) {
-            entries[window] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, 0, 0);
+            entries[ahead] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, 0, 0);
         } else if (code.length + size <= kAcLookBits) {
             const int32_t used = code.length + size;
-            const uint32_t value = pack_value(used, run + 1, window_value(window, kAcLookBits, code.length, size));
-            const uint32_t rest = window << (16 - kAcLookBits + used) & 0xFFFF;
+            const uint32_t value = pack_value(used, run + 1, value_ahead(ahead, kAcLookBits, code.length, size));
+            const uint32_t rest = ahead << (16 - kAcLookBits + used) & 0xFFFF;
             const bool ends = end_bits && used + static_cast<int32_t>(end_bits) <= kAcLookBits &&
                               rest >> (16 - end_bits) == end_code;
-            entries[window] = ends ? value + end_bits + kEntryEndsBlock : value;
+            entries[ahead] = ends ? value + end_bits + kEntryEndsBlock : value;
         } else {
-            entries[window] = pack_special(kEntryLongValue, code.length, run, static_cast<uint32_t>(size));
+            entries[ahead] = pack_special(kEntryLongValue, code.length, run, static_cast<uint32_t>(size));
         }
     }
 }
 
-// Each entry walks forward through its 12 bits. Value bits may run past the window, since nobody looks at them; a code
+// Each entry walks forward through its 12 bits. Value bits may run past them, since nobody looks at them; a code
 // may not.
 void build_skip_table(const DerivedTable *table, uint16_t *entries) {
-    // The first symbol of every window, so that the walks below cost a load a symbol.
+    // The first symbol for whatever is ahead, so that the walks below cost a load a symbol.
     uint8_t code_bits[1 << kSkipLookBits];
     uint8_t symbols[1 << kSkipLookBits];
-    for (uint32_t window = 0; window < 1u << kSkipLookBits; ++window) {
-        const Code code = find_code(table, window << (16 - kSkipLookBits), kSkipLookBits);
-        code_bits[window] = static_cast<uint8_t>(code.length);
-        symbols[window] = code.symbol;
+    for (uint32_t ahead = 0; ahead < 1u << kSkipLookBits; ++ahead) {
+        const Code code = find_code(table, ahead << (16 - kSkipLookBits), kSkipLookBits);
+        code_bits[ahead] = static_cast<uint8_t>(code.length);
+        symbols[ahead] = code.symbol;
     }
-    for (uint32_t window = 0; window < 1u << kSkipLookBits; ++window) {
+    for (uint32_t ahead = 0; ahead < 1u << kSkipLookBits; ++ahead) {
         uint32_t used = 0, advance = 0;
         bool end_of_block = false;
         while (used < kSkipLookBits && advance < 64) {
-            const uint32_t rest = window << used & ((1u << kSkipLookBits) - 1);
+            const uint32_t rest = ahead << used & ((1u << kSkipLookBits) - 1);
             const uint32_t length = code_bits[rest];
             if (!length || used + length > kSkipLookBits) break;
             const uint32_t size = symbols[rest] & 15, run = symbols[rest] >> 4;
@@ -159,7 +159,7 @@ void build_skip_table(const DerivedTable *table, uint16_t *entries) {
             }
             advance += run + 1;
         }
-        entries[window] = static_cast<uint16_t>(used | advance << 8 | (end_of_block ? kSkipEndOfBlock : 0));
+        entries[ahead] = static_cast<uint16_t>(used | advance << 8 | (end_of_block ? kSkipEndOfBlock : 0));
     }
 }
 
