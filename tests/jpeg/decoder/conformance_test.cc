@@ -9,13 +9,11 @@ namespace vorel::test {
 namespace {
 
 Subject subject(const char *name, Scans scans, unsigned restart, const DecodeSpec &wanted) {
-    PictureSpec spec;
-    spec.width = 34;
-    spec.height = 18;
-    spec.restart_interval = restart;
-    spec.optimize = true;
-    spec.scans = scans;
-    Subject out = {.name = name, .file = turbo_picture(spec), .allocations = 10, .decodes = 300};
+    Subject out = {.name = name,
+                   .file = turbo_picture(
+                       {.width = 34, .height = 18, .restart_interval = restart, .scans = scans, .optimize = true}),
+                   .allocations = 10,
+                   .decodes = 300};
     out.decode = [wanted](Kind kind, const Bytes &jpeg) -> Seen {
         DecodeSpec request = wanted;
         request.kind = kind;

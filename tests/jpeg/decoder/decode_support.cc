@@ -64,7 +64,7 @@ bool prepare(DecInfo *session, const DecodeSpec &spec, int32_t *width, int32_t *
     session->partialHeight = spec.window_height;
     session->partialToBuffer = spec.window_in_place;
     if (!spec.window_in_place) {
-        const bool turned = spec.options & 4;
+        const bool turned = pixel_bytes(spec.format) && spec.options & 4;
         const int32_t w = static_cast<int32_t>(turned ? spec.window_height : spec.window_width);
         const int32_t h = static_cast<int32_t>(turned ? spec.window_width : spec.window_height);
         *bytes = format_bytes(spec.format, w, h);

@@ -12,16 +12,15 @@ namespace vorel::test {
 namespace {
 
 Bytes busy_picture(int sampling, unsigned restart, unsigned seed, int quality = 92) {
-    PictureSpec spec;
-    spec.width = 260;
-    spec.height = 250;
-    spec.h = spec.v = sampling;
-    spec.restart_interval = restart;
-    spec.noise = 100;
-    spec.quality = quality;
-    spec.seed = seed;
-    spec.optimize = seed % 2;
-    return turbo_picture(spec);
+    return turbo_picture({.width = 260,
+                          .height = 250,
+                          .h = sampling,
+                          .v = sampling,
+                          .quality = quality,
+                          .restart_interval = restart,
+                          .optimize = seed % 2 != 0,
+                          .seed = seed,
+                          .noise = 100});
 }
 
 // Flips, cuts, and puts markers, fill bytes and stuffing into the entropy-coded data.
@@ -111,8 +110,7 @@ TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     for (const auto &row : kRows) {
         Record record(jpeg, 1);
         for (int mcu = 0; mcu < 33 * 32; ++mcu) {
-            int16_t *pointers[3] = {record.batch()->blocks[0], record.batch()->blocks[1],
-                                    record.batch()->blocks[2]};
+            int16_t *pointers[3] = {record.batch()->blocks[0], record.batch()->blocks[1], record.batch()->blocks[2]};
             ASSERT_EQ(row.decode(record.get(), pointers), 1);
             for (size_t c = 0; c < 3; ++c) {
                 const int16_t *coded = &blocks[c].coefficients[static_cast<size_t>(mcu) * 64];

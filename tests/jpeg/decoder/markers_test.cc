@@ -11,18 +11,9 @@
 namespace vorel::test {
 namespace {
 
-Bytes gray_picture() {
-    PictureSpec spec;
-    spec.colour = Colour::kGray;
-    spec.h = spec.v = 1;
-    return turbo_picture(spec);
-}
+Bytes gray_picture() { return turbo_picture({.colour = Colour::kGray, .h = 1, .v = 1}); }
 
-Bytes colour_picture(int sampling = 1) {
-    PictureSpec spec;
-    spec.h = spec.v = sampling;
-    return turbo_picture(spec);
-}
+Bytes colour_picture(int sampling = 1) { return turbo_picture({.h = sampling, .v = sampling}); }
 
 Decoded decoded(const Bytes &jpeg) { return decode(jpeg, {.format = COLOR_RGBA8888, .width = 64, .height = 48}); }
 int32_t result_of(const Bytes &jpeg) { return decoded(jpeg).result; }
@@ -151,9 +142,7 @@ TEST(JpegHeader, TheFirstQuantisationTableServesForMissingOnes) {
 }
 
 TEST(JpegHeader, ColoursAreGuessedFromMarkersAndIds) {
-    PictureSpec spec;
-    spec.colour = Colour::kRgb;
-    spec.h = spec.v = 1;
+    PictureSpec spec{.colour = Colour::kRgb, .h = 1, .v = 1};
     const Bytes rgb = turbo_picture(spec);  // ids "RGB", Adobe transform 0
     const size_t adobe = find_marker(rgb, 0xEE);
     ASSERT_LT(adobe, rgb.size());
@@ -201,9 +190,7 @@ TEST(JpegArguments, NullsAndSizesThatAreNone) {
 }
 
 TEST(JpegHeader, ProgressiveFramesFailCleanly) {
-    PictureSpec spec;
-    spec.progressive = true;
-    const Bytes jpeg = turbo_picture(spec);
+    const Bytes jpeg = turbo_picture({.progressive = true});
     for (const Kind kind : kAllKinds) {
         const Decoded ours = decode(jpeg, {.width = 64, .height = 48, .kind = kind, .fill = 3});
         EXPECT_EQ(ours.result, 0);
@@ -228,12 +215,7 @@ ImageInfo quick_parse(const Bytes &jpeg, int32_t *result) {
 }
 
 TEST(JpegQuickParse, SizesLayoutAndItsOwnTolerance) {
-    PictureSpec spec;
-    spec.width = 300;
-    spec.height = 200;
-    spec.h = 2;
-    spec.v = 1;
-    spec.restart_interval = 6;
+    PictureSpec spec{.width = 300, .height = 200, .h = 2, .v = 1, .restart_interval = 6};
     const Bytes jpeg = turbo_picture(spec);
     const size_t sof = find_marker(jpeg, 0xC0);
     int32_t result;

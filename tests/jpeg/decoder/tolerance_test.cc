@@ -13,12 +13,7 @@ constexpr int kWidth = 128, kHeight = 160;  // 8 x 10 MCUs of 16 x 16
 constexpr int kAcross = 8;
 
 Bytes picture(unsigned restart, int height = kHeight) {
-    PictureSpec spec;
-    spec.width = kWidth;
-    spec.height = height;
-    spec.restart_interval = restart;
-    spec.noise = 60;
-    return turbo_picture(spec);
+    return turbo_picture({.width = kWidth, .height = height, .restart_interval = restart, .noise = 60});
 }
 
 Bytes luma(const Bytes &jpeg, int32_t *result, Kind kind = Kind::kMemory, int height = kHeight) {
@@ -186,13 +181,8 @@ Bytes coded(const std::string &bits) {
 
 // A gray picture's header, for data of one's own.
 Bytes gray_header(int width, int height, unsigned restart) {
-    PictureSpec spec;
-    spec.colour = Colour::kGray;
-    spec.h = spec.v = 1;
-    spec.width = width;
-    spec.height = height;
-    spec.restart_interval = restart;
-    Bytes jpeg = turbo_picture(spec);
+    Bytes jpeg = turbo_picture(
+        {.width = width, .height = height, .colour = Colour::kGray, .h = 1, .v = 1, .restart_interval = restart});
     jpeg.resize(scan_data(jpeg));
     return jpeg;
 }

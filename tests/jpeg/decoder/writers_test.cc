@@ -23,11 +23,7 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
 #undef WRITERS
     constexpr int32_t kFormats[4] = {COLOR_RGB888, COLOR_RGB565, COLOR_RGBA8888, COLOR_BGRA8888};
     for (const auto &row : kRows) {
-        PictureSpec spec;
-        spec.width = 37;
-        spec.height = 21;
-        spec.h = row.h;
-        spec.v = row.v;
+        const PictureSpec spec{.width = 37, .height = 21, .h = row.h, .v = row.v};
         const Bytes jpeg = turbo_picture(spec);
         const auto coded = turbo_planes(jpeg);
         ASSERT_TRUE(coded);
@@ -99,11 +95,7 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
          nullptr},
     };
     for (const auto &row : kRows) {
-        PictureSpec spec;
-        spec.width = 45;
-        spec.height = 9;
-        spec.h = spec.v = 1;
-        spec.colour = row.colour;
+        const PictureSpec spec{.width = 45, .height = 9, .colour = row.colour, .h = 1, .v = 1};
         const Bytes jpeg = turbo_picture(spec);
         const auto coded = turbo_planes(jpeg);
         ASSERT_TRUE(coded);
@@ -135,9 +127,7 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
 
 // Rows passed over count as rows of the picture and take no room in the output: what follows comes right at its start.
 TEST(JpegWriters, SkippedRowsAreNotStored) {
-    PictureSpec spec;
-    spec.width = 96;
-    spec.height = 256;
+    const PictureSpec spec{.width = 96, .height = 256};
     const Bytes jpeg = turbo_picture(spec);
     for (const int scale : {1, 2, 4, 8}) {
         const int width = spec.width / scale, height = spec.height / scale;
