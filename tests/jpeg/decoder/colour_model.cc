@@ -93,54 +93,27 @@ class Store {
     void put(size_t at, int value) { out_[at] = static_cast<uint8_t>(value); }
 
     void yuv(int x, int y, size_t index, bool gray) {
-        const size_t half_w = (w_ + 1) / 2, half_h = (h_ + 1) / 2, base = w_ * h_;
         const size_t sx = static_cast<size_t>(x), sy = static_cast<size_t>(y);
-        const size_t full_x = left_ + sx, full_y = top_ + sy, half_x = left_ / 2 + sx / 2, half_y = top_ / 2 + sy / 2;
-        const bool even_x = x % 2 == 0, even_y = y % 2 == 0;
+        const Layout layout = layout_of(format_);
         const auto chroma = [&](size_t at_cb, size_t at_cr) {
             if (gray) return;
             put(at_cb, p_.at(1, x, y));
             put(at_cr, p_.at(2, x, y));
         };
-        if (format_ != COLOR_YUYV && has_luma_plane()) put(index, p_.at(0, x, y));
-        switch (format_) {
-            case COLOR_YUV420: {
-                const size_t at = base + half_y * half_w + half_x;
-                if (even_x && even_y) chroma(at, at + half_w * half_h);
-                return;
-            }
-            case COLOR_YUV422: {
-                const size_t at = base + full_y * half_w + half_x;
-                if (even_x) chroma(at, at + half_w * h_);
-                return;
-            }
-            case COLOR_YUV440: {
-                const size_t at = base + half_y * w_ + full_x;
-                if (even_y) chroma(at, at + w_ * half_h);
-                return;
-            }
-            case COLOR_YUV444:
-                return chroma(base + index, 2 * base + index);
-            case COLOR_NV21:
-            case COLOR_NV12: {
-                const size_t pair = base + half_y * 2 * half_w + pair_left_ + sx / 2 * 2;
-                const size_t first = format_ == COLOR_NV12 ? 0 : 1;
-                if (even_x && even_y) chroma(pair + first, pair + 1 - first);
-                return;
-            }
-            case COLOR_YUYV: {
-                const size_t row = full_y * (2 * w_ + (2 * w_ & 3)) + 2 * pair_left_ + (2 * pair_left_ & 3);
-                put(row + 2 * sx, p_.at(0, x, y));
-                if (even_x) chroma(row + 2 * sx + 1, row + 2 * sx + 3);
-                return;
-            }
-            default:
-                return;
+        if (format_ == COLOR_YUYV) {
+            const size_t row = (top_ + sy) * (2 * w_ + (2 * w_ & 3)) + 2 * pair_left_ + (2 * pair_left_ & 3);
+            put(row + 2 * sx, p_.at(0, x, y));
+            if (sx % 2 == 0) chroma(row + 2 * sx + 1, row + 2 * sx + 3);
         }
-    }
-    bool has_luma_plane() const {
-        return format_ == COLOR_YUV420 || format_ == COLOR_YUV422 || format_ == COLOR_YUV440 ||
-               format_ == COLOR_YUV444 || format_ == COLOR_NV21 || format_ == COLOR_NV12;
+        if (!layout.across) return;
+        put(index, p_.at(0, x, y));
+        if (sx % layout.across || sy % layout.down) return;
+        const size_t width = (w_ + layout.across - 1) / layout.across, height = (h_ + layout.down - 1) / layout.down;
+        const size_t row = top_ / layout.down + sy / layout.down, column = left_ / layout.across + sx / layout.across;
+        const size_t planar = w_ * h_ + row * width + column, pair = w_ * h_ + 2 * row * width + pair_left_ + sx;
+        if (!layout.pairs) return chroma(planar, planar + width * height);
+        const size_t first = format_ == COLOR_NV12 ? 0 : 1;
+        chroma(pair + first, pair + 1 - first);
     }
 
     const Samples &p_;

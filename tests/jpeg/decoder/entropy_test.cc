@@ -73,31 +73,6 @@ class Record : public OpenRecord {
     Record(const Bytes &jpeg, int scale) : OpenRecord(jpeg, COLOR_GRAY, 260 / scale, 250 / scale) {}
 };
 
-TEST(JpegEntropy, PositionsAreThoseOfThePlainPath) {
-    for (const unsigned restart : {0u, 5u}) {
-        const Bytes jpeg = busy_picture(2, restart, 77);
-        for (const McuMode mode : {McuMode::kFull, McuMode::kDc, McuMode::kSkip}) {
-            Record fast(jpeg, mode == McuMode::kFull ? 1 : 8);
-            allow_fast_path(false);
-            Record plain(jpeg, mode == McuMode::kFull ? 1 : 8);
-            allow_fast_path(true);
-            ASSERT_TRUE(fast.get() && plain.get());
-            ASSERT_TRUE(fast.scan()->window && !plain.scan()->window);
-            McuBatch *a = fast.batch(), *b = plain.batch();
-            const int total = 17 * 16;
-            for (int done = 0, step = 1; done < total; done += step, step = 1 + (step * 7) % 23) {
-                const int count = std::min(step, total - done);
-                ASSERT_EQ(decode_mcus(fast.scan(), mode, count, a->blocks, a->last), count);
-                ASSERT_EQ(decode_mcus(plain.scan(), mode, count, b->blocks, b->last), count);
-                ASSERT_EQ(fast.position(), plain.position()) << done;
-                if (mode != McuMode::kFull) continue;
-                const size_t bytes = static_cast<size_t>(count) * 6 * sizeof a->coefficients[0];
-                ASSERT_EQ(std::memcmp(a->coefficients, b->coefficients, bytes), 0);
-            }
-        }
-    }
-}
-
 // A symbol that begins below the limit is stored wherever its run leads; the walk over the rest ends on the right bit.
 TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     const Bytes jpeg = busy_picture(1, 0, 5, 85);

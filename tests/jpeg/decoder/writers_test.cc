@@ -54,45 +54,30 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
     }
 }
 
+template <auto kWrite>
+void of_three(JpegInfo *info, const uint8_t *const *p, int32_t width) {
+    kWrite(info, p[0], p[1], p[2], width);
+}
+template <auto kWrite>
+void of_four(JpegInfo *info, const uint8_t *const *p, int32_t width) {
+    kWrite(info, p[0], p[1], p[2], p[3], width);
+}
+
 TEST(JpegWriters, RowWritersStoreOneRow) {
     const struct {
         Colour colour;
         void (*write)(JpegInfo *, const uint8_t *const *, int32_t);
         void (*write_sums)(JpegInfo *, const uint32_t *, int32_t);
     } kRows[] = {
-        {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_YcbcrWriteOutput1to1(info, p[0], p[1], p[2], w);
-         },
-         BRIMJ_YcbcrWriteOutput},
-        {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_FastYcbcrWriteOutput(info, p[0], p[1], p[2], w);
-         },
-         nullptr},
-        {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_FastYcbcrUpscaleWriteOutput(info, p[0], p[1], p[2], w);
-         },
-         nullptr},
+        {Colour::kYcc, of_three<BRIMJ_YcbcrWriteOutput1to1>, BRIMJ_YcbcrWriteOutput},
+        {Colour::kYcc, of_three<BRIMJ_FastYcbcrWriteOutput>, nullptr},
+        {Colour::kYcc, of_three<BRIMJ_FastYcbcrUpscaleWriteOutput>, nullptr},
         {Colour::kGray,
          [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_GrayWriteOutput1to1(info, p[0], w); },
          BRIMJ_GrayWriteOutput},
-        {Colour::kRgb,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_RGBWriteOutput1to1(info, p[0], p[1], p[2], w);
-         },
-         BRIMJ_RGBWriteOutput},
-        {Colour::kCmyk,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_CMYKWriteOutput1to1(info, p[0], p[1], p[2], p[3], w);
-         },
-         nullptr},
-        {Colour::kYcck,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_YCCKWriteOutput1to1(info, p[0], p[1], p[2], p[3], w);
-         },
-         nullptr},
+        {Colour::kRgb, of_three<BRIMJ_RGBWriteOutput1to1>, BRIMJ_RGBWriteOutput},
+        {Colour::kCmyk, of_four<BRIMJ_CMYKWriteOutput1to1>, nullptr},
+        {Colour::kYcck, of_four<BRIMJ_YCCKWriteOutput1to1>, nullptr},
     };
     for (const auto &row : kRows) {
         const PictureSpec spec{.width = 45, .height = 9, .colour = row.colour, .h = 1, .v = 1};
