@@ -119,7 +119,7 @@ TEST_F(Tool, JpegsThatAreNotDecodedSayWhatTheyAre) {
         folder.put("odd.jpg", jpeg);
         for (const char *from : {"memory", "file", "stream"})
             expect_refused({"decode", "odd.jpg", "new.png", "--from", from}, 1, row.says);
-        if (row.marker != 0xC2 || row.precision != 8) expect_refused({"info", "odd.jpg"}, 1, row.says);
+        if (row.marker != 0xC2) expect_refused({"info", "odd.jpg"}, 1, row.says);
     }
 }
 

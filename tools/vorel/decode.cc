@@ -204,10 +204,9 @@ std::string why_nothing(Session &session, Picture *picture) {
     return "it has no whole row of pixels";
 }
 
-// The session speaks of the picture before it is turned; of a BMP it says the turned size.
+// The session has the size as it stands in the buffer.
 void set_size_from(Session &session, const DecodeOptions &options, Picture *picture) {
-    Size size = {static_cast<int32_t>(session.get()->outWidth), static_cast<int32_t>(session.get()->outHeight)};
-    if (turns_sideways(options) && session.type() != VOREL_IMAGE_BMP) std::swap(size.width, size.height);
+    const Size size = {static_cast<int32_t>(session.get()->outWidth), static_cast<int32_t>(session.get()->outHeight)};
     if (size.width < 1 || size.height < 1 || size.width > picture->width || size.height > picture->height)
         throw Failure(options.in + ": the decoded size is not inside the rectangle");
     set_size(picture, size.width, size.height);
