@@ -61,6 +61,9 @@ struct PictureSpec {
     unsigned seed = 1;
     int noise = 24;
 };
+inline PictureSpec sized(int width, int height, int h, int v) {
+    return {.width = width, .height = height, .h = h, .v = v};
+}
 // A synthetic picture: gradients, an edge and noise.
 Bytes turbo_picture(const PictureSpec &spec);
 

@@ -171,19 +171,6 @@ Samples cut(const Samples &s, int left, int top, int width, int height) {
 
 // ---- The scales
 
-// What the MCU decoder of a scale leaves of a block: a symbol is kept when it begins below `keep`.
-void drop_coefficients(int16_t *block, int keep) {
-    int begin = 1;
-    for (int k = 1; k < 64; ++k) {
-        int16_t &value = block[BRIMJ_NATURAL_ORDER[k]];
-        if (value == 0) continue;
-        while (k - begin > 15) begin += 16;
-        const bool kept = begin < keep;
-        begin = k + 1;
-        if (!kept) value = 0;
-    }
-}
-
 // A component at a scale: every block through the scalar kernel of its shape.
 Plane scaled_plane(const CodedBlocks &blocks, int width, int height) {
     const auto *shape = std::find_if(std::begin(kShapeSizes), std::end(kShapeSizes),
@@ -244,6 +231,18 @@ int dct_scale(Size image, Size out) {
 }
 
 }  // namespace
+
+void drop_coefficients(int16_t *block, int keep) {
+    int begin = 1;
+    for (int k = 1; k < 64; ++k) {
+        int16_t &value = block[BRIMJ_NATURAL_ORDER[k]];
+        if (value == 0) continue;
+        while (k - begin > 15) begin += 16;
+        const bool kept = begin < keep;
+        begin = k + 1;
+        if (!kept) value = 0;
+    }
+}
 
 Samples upsampled(const CodedPicture &coded, Colour colour) {
     Samples out = {coded.width, coded.height, colour, {}};

@@ -21,6 +21,9 @@ struct Samples {
 // The box-upsampled picture of an oracle's planes.
 Samples upsampled(const CodedPicture &coded, Colour colour);
 
+// What the MCU decoder of a scale leaves of a block: a symbol is kept when it begins below `keep`.
+void drop_coefficients(int16_t *block, int keep);
+
 // A width x height buffer, and where in it the picture begins. Pairs of pixels may begin elsewhere than planes.
 struct Place {
     int width, height, left = 0, top = 0, pair_left = 0;

@@ -31,12 +31,10 @@ TEST(JpegPicture, EverySourceInEveryFormatAtEveryScale) {
         for (const int sampling : {1, 2, 3}) {
             if (sampling > 1 && (colour == Colour::kGray || colour == Colour::kRgb)) continue;
             for (const int width : {1, 2, 33, 150}) {
-                const Bytes jpeg = turbo_picture({.width = width,
-                                                  .height = width == 2 ? 1 : 37,
-                                                  .colour = colour,
-                                                  .h = sampling == 1 ? 1 : 2,
-                                                  .v = sampling == 3 ? 2 : 1,
-                                                  .noise = 120});
+                PictureSpec source = sized(width, width == 2 ? 1 : 37, sampling == 1 ? 1 : 2, sampling == 3 ? 2 : 1);
+                source.colour = colour;
+                source.noise = 120;
+                const Bytes jpeg = turbo_picture(source);
                 DecodeModel model(jpeg);
                 ASSERT_TRUE(model);
                 for (const int32_t format : kAllFormats) {
@@ -64,16 +62,13 @@ TEST(JpegPicture, EverySizeSamplingAndRestart) {
     for (const auto &sampling : kSamplings) {
         for (const auto &size : kSizes) {
             for (const unsigned restart : {0u, 1u, 5u}) {
-                const PictureSpec spec{.width = size[0],
-                                       .height = size[1],
-                                       .h = sampling.h,
-                                       .v = sampling.v,
-                                       .quality = 30 + static_cast<int>(seed * 23 % 70),
-                                       .restart_interval = restart,
-                                       .scans = static_cast<Scans>(seed % 5 % 3),
-                                       .optimize = seed % 2 != 0,
-                                       .seed = seed,
-                                       .noise = seed % 3 ? 40 : 0};
+                PictureSpec spec = sized(size[0], size[1], sampling.h, sampling.v);
+                spec.quality = 30 + static_cast<int>(seed * 23 % 70);
+                spec.restart_interval = restart;
+                spec.scans = static_cast<Scans>(seed % 5 % 3);
+                spec.optimize = seed % 2 != 0;
+                spec.seed = seed;
+                spec.noise = seed % 3 ? 40 : 0;
                 const Bytes jpeg = turbo_picture(spec);
                 DecodeModel model(jpeg);
                 const std::string what = "sampling " + std::to_string(sampling.h * 10 + sampling.v);
@@ -110,11 +105,9 @@ TEST(JpegPicture, FitsTurnsAndPlacesAtAnySize) {
     std::mt19937 random(7);
     for (const Colour colour : {Colour::kYcc, Colour::kYcc, Colour::kGray, Colour::kYcck}) {
         for (const int sampling : {1, 2}) {
-            const PictureSpec picture{.width = 403,
-                                      .height = 301,
-                                      .colour = colour,
-                                      .h = colour == Colour::kGray ? 1 : sampling,
-                                      .v = colour == Colour::kGray ? 1 : sampling};
+            const int factor = colour == Colour::kGray ? 1 : sampling;
+            PictureSpec picture = sized(403, 301, factor, factor);
+            picture.colour = colour;
             const Bytes jpeg = turbo_picture(picture);
             DecodeModel model(jpeg);
             for (int i = 0; i < 150; ++i) {
@@ -133,12 +126,9 @@ TEST(JpegPicture, WindowsOfAnyPictureAnywhere) {
     for (const auto &sampling : kSamplings) {
         for (const unsigned restart : {0u, 1u, 7u, 200u}) {
             for (const Scans scans : {Scans::kInterleaved, Scans::kOnePerComponent}) {
-                const PictureSpec picture{.width = 403,
-                                          .height = 301,
-                                          .h = sampling.h,
-                                          .v = sampling.v,
-                                          .restart_interval = restart,
-                                          .scans = scans};
+                PictureSpec picture = sized(403, 301, sampling.h, sampling.v);
+                picture.restart_interval = restart;
+                picture.scans = scans;
                 const Bytes jpeg = turbo_picture(picture);
                 DecodeModel model(jpeg);
                 for (int i = 0; i < 40; ++i) {
