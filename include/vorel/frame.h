@@ -84,20 +84,32 @@ enum {
     COLOR_NV12 = 19    /* as NV21 with Cb first */
 };
 
-/* Bits of DecInfo.decOption. */
+/* Bits of DecInfo.decOption. Rotation and fit are values of a field of several bits, the others are flags; bits that are
+ * not named here are ignored. */
 enum {
+    /* Clockwise turn (mask 0xC). A picture that is turned by 90 or 270 is fitted into the target with its sides exchanged.
+     * JPEG turns the formats that are stored pixel by pixel (0, 5, 7, 8, 9) and leaves the others upright. */
     VOREL_OPTION_ROTATE_90 = 0x4,
     VOREL_OPTION_ROTATE_180 = 0x8,
     VOREL_OPTION_ROTATE_270 = 0xC,
+    /* Fit into the target (mask 0x700). CENTER, PACKED and TOP_LEFT keep the shape of the picture, shrink it where it is
+     * too large, and enlarge nothing: it stands in the middle of the target, at the start of a buffer whose rows are as long
+     * as its own, or in the target's top left corner. COVER fills the target and cuts off what exceeds it, equally on both
+     * sides; STRETCH fills it with the whole picture. What the picture does not reach stays as it is. */
     VOREL_OPTION_FIT_CENTER = 0x000,
     VOREL_OPTION_FIT_PACKED = 0x100,
     VOREL_OPTION_FIT_TOP_LEFT = 0x200,
     VOREL_OPTION_FIT_COVER = 0x300,
     VOREL_OPTION_FIT_STRETCH = 0x700,
+    /* Adds the turn that the Exif orientation asks for (CIPA DC-008 4.6.4 A), for the length of the decode. */
     VOREL_OPTION_EXIF_ORIENTATION = 0x1000,
+    /* JPEG: samples of the colour components are compressed into 23..233 around 128. */
     VOREL_OPTION_COMPRESS_RANGE = 0x2000,
+    /* JPEG: the tables for passing over coefficients are made at once, also where this decode does not need them. */
     VOREL_OPTION_SKIP_TABLES = 0x4000,
+    /* The session serves rectangles (not decoded yet: such a session refuses). */
     VOREL_OPTION_REGION = 0x10000,
+    /* JPEG: the exact inverse DCT at full size; it is always taken, so this changes nothing. */
     VOREL_OPTION_EXACT_KERNEL = 0x20000
 };
 
@@ -107,10 +119,10 @@ typedef struct ImageInfo {
     uint32_t fileSize;      /* copy of IoInfo.size */
     uint32_t frameCount;    /* GIF: images found; others: 1 */
     uint32_t progressive;   /* JPEG: 1 for SOF2; PNG: the interlace byte of IHDR */
-    uint32_t restartInterval;
-    uint32_t maxHSampling, maxVSampling;
-    uint32_t numComponents;
-    uint32_t scanOffset;
+    uint32_t restartInterval;            /* JPEG: MCUs between restart markers, 0 without (T.81 B.2.4.4) */
+    uint32_t maxHSampling, maxVSampling; /* JPEG: largest sampling factors, 1 to 4 (T.81 B.2.2) */
+    uint32_t numComponents;              /* JPEG: components of the frame */
+    uint32_t scanOffset;                 /* in: where BRIMJ_GetHInfo begins; out: the place that BRIMJ_EOIParser found */
 } ImageInfo;
 
 /* ---- Sessions ------------------------------------------------------------------------------------------------ */
@@ -127,33 +139,43 @@ typedef struct ProgressRecord {
     int32_t (*callback)(void *userValue, int32_t percent);
 } ProgressRecord;
 
+/* Called before each iMCU row with the output rows done so far, from 0 to DecInfo.outHeight; 0 stops the decode. */
 typedef int32_t (*VorelCheckFn)(struct DecInfo *session, uint32_t currentRow);
 
-/* A decode session: input, wanted format and options, parse results, the slots of the running decoder. */
+/* A decode session: input, wanted format and options, parse results, the slots of the running decoder. Made by
+ * VORELBRIM_CreateDecInfo and its like, which zero it, and freed by VORELBRIM_DestroyDecInfo. "set" fields are the
+ * caller's to set before a decode; "read" fields are the library's results; the rest is the library's own, and 0 where
+ * nothing is running. */
 typedef struct DecInfo {
-    IoInfo *ioInfo; /* owned */
-    int32_t outColorFormat;
-    uint32_t decOption;
-    int32_t decMode;
-    uint32_t imageWidth, imageHeight;
-    uint32_t outWidth, outHeight; /* output size really produced */
+    IoInfo *ioInfo;                   /* owned */
+    int32_t outColorFormat;           /* set: COLOR_ */
+    uint32_t decOption;               /* set: VOREL_OPTION_ bits */
+    int32_t decMode;                  /* set: 0 to 4, see VORELBRIM_SetDecMode; VORELBRIM_DecodeJPEG sets 0 */
+    uint32_t imageWidth, imageHeight; /* read: the picture's own size, behind a parse or a decode */
+    /* read: the output's size. While a JPEG decode runs that of the upright picture, behind it as it stands in the
+     * buffer: a turn by 90 or 270 exchanges the two. */
+    uint32_t outWidth, outHeight;
     uint32_t decoderReady;
-    int32_t imageType;
-    VorelCheckFn checkFn; /* called once per iMCU row */
-    ProgressRecord *progress;
-    uint32_t gifFlag; /* 1: the GIF that was decoded has a transparent index */
-    void *codecState;
+    int32_t imageType;        /* read: VOREL_IMAGE_, behind a parse */
+    VorelCheckFn checkFn;     /* set: called once per iMCU row; VORELBRIM_CheckFn at first, null for none */
+    ProgressRecord *progress; /* set: from malloc, freed with the session */
+    uint32_t gifFlag;         /* read: 1 where the GIF that was decoded has a transparent index */
+    void *codecState;         /* of the running decoder */
     struct Midpoint *midpointState;
     struct JpegInfo *retainedJpegInfo;
-    uint32_t totalDuration; /* GIF: sum of frame delays, ms */
+    uint32_t totalDuration; /* read: GIF, sum of frame delays in ms, added to by every parse */
     void *gifLineBuffers[2];
-    int32_t sampleSize;
-    uint32_t *regionMap; /* owned */
-    uint32_t partialDecode;
-    uint32_t partialX, partialY, partialWidth, partialHeight; /* output coordinates */
+    int32_t sampleSize;      /* set: reduction that target sides of 0 are filled in by, 0 for none */
+    uint32_t *regionMap;     /* owned */
+    uint32_t partialDecode;  /* set: 1 where only the window below is wanted */
+    /* set: the window, in pixels of the output before it is turned. It is cut to the output. A decode without one fills
+     * them in while it runs. */
+    uint32_t partialX, partialY, partialWidth, partialHeight;
+    /* set: 0, the output buffer holds the window alone, its rows partialWidth pixels long; 1, it is the whole target's, for
+     * pixel formats beginning at the window's first pixel. */
     uint32_t partialToBuffer;
-    void *fileBuffer, *extraBuffer; /* the caller's; never freed by the session */
-    uint32_t abortFlag;             /* nonzero stops decoding at the next row; may be set from any thread */
+    void *fileBuffer, *extraBuffer; /* set: the caller's, which frees them before the session; for keeping memory with it */
+    uint32_t abortFlag;             /* set, from any thread: nonzero stops decoding at the next iMCU row */
     struct DecInfo *children[32];
     struct DecInfo *parent;
     int32_t childCount;
@@ -163,17 +185,19 @@ typedef struct DecInfo {
     uint32_t multiThread;
     struct RegionJob *regionJobs; /* owned */
     int32_t regionJobCount, regionNextJob;
-    uint32_t streamOffset; /* where the JPEG stream begins in the input */
+    uint32_t streamOffset; /* set: where the JPEG stream begins in the input, bytes */
+    /* read, of a JPEG behind a parse: as in ImageInfo. */
     uint32_t jpegProgressive, jpegRestartInterval, jpegMaxV, jpegMaxH, jpegComponents;
     struct vorel_threadpool *threadPool;
-    int32_t decodeResult; /* -1 while running */
+    int32_t decodeResult; /* read: -1 before and while a JPEG decode runs, then its result */
     uint32_t dualMode, dualTargetWidth, dualTargetHeight;
     uint32_t dualBusy;
-    uint32_t multiScan;
+    uint32_t multiScan; /* read: 1 where the last JPEG was a baseline picture in several scans */
     uint32_t multiscanInterval;
-    uint32_t frameDelay; /* animated GIF: delay of the frame that follows, ms */
+    uint32_t frameDelay; /* read: animated GIF, delay of the frame that follows, ms */
 } DecInfo;
 
+/* Between a handle and its session. */
 typedef struct DecInfoHolder {
     uint32_t options;
     DecInfo *decInfo;
@@ -221,8 +245,8 @@ VOREL_API void *VORELBRIM_OsMemcpy(void *destination, const void *source, int32_
 /* usleep. */
 VOREL_API int32_t VORELBRIM_OsSleep(uint32_t microseconds);
 
-/* fopen. A mode that begins with 'r' refuses directories without a log line; any other failure leaves the line
- * "<path> : <errno> open fail". Null on failure, and for a null argument. The caller closes. */
+/* fopen. A mode that begins with 'r' refuses directories without a log line, and for reading alone opens nothing but
+ * regular files, so it never waits; any other failure leaves the line "<path> : <errno> open fail". Null on failure, and for a null argument. The caller closes. */
 VOREL_API FILE *VORELBRIM_OsFopen(const char *path, const char *mode);
 
 /* VORELBRIM_OsFopen(path, "rb"), but a failure is (FILE *)-1, not null. */
@@ -282,7 +306,7 @@ VOREL_API int32_t round_up_pow2(int32_t value, int32_t power);
 /* Opens an input of kind 0 (a path), 1 (size bytes of the caller's memory, which must live as long as the input),
  * 2 (a FILE, which stays the caller's) or 5 (memory from malloc that a session will own). size 0 learns the size of a
  * path; leaves the size of a FILE at 0 and rewinds it. Null on failure, with error word 4, 11 (other kinds),
- * 12 (memory of size 0) or 13 (path does not open, its size is not told in 31 bits, or null FILE). */
+ * 12 (memory of size 0) or 13 (path does not open, its size does not fit 31 bits, or null FILE). */
 VOREL_API IoInfo *VORELBRIM_Open_IO(uint32_t kind, void *pathOrBufferOrStream, int32_t size);
 
 /* Opens an input over callbacks; size is what the stream will deliver. Null, with error word 4, without memory. */
@@ -339,7 +363,10 @@ VOREL_API int32_t VORELBRIM_DestroyInputBuffer(DecInfo *sessionPointer);
 /* Replaces the whole option word. 1, or 0 for null. */
 VOREL_API int32_t VORELBRIM_SetDecOption(DecInfo *session, uint32_t options);
 
-/* Stores the mode, brought into 0 to 4. 1, or 0 for null. */
+/* Stores the mode, brought into 0 to 4. A mode trades quality for speed in decodes that keep it (BRIMJ_DecodeFrame; a plain
+ * VORELBRIM_DecodeJPEG takes mode 0): 0 as the size asks; 1 holds fine quantisers of full-size pictures to coarser ones;
+ * 2 halves the DCT scale once more (1/2 becomes 3/8) and picks samples instead of means; 3 as 2, and takes 3/8 for the full
+ * size; 4 decodes at 1/8 whatever the size. 1, or 0 for null. */
 VOREL_API int32_t VORELBRIM_SetDecMode(DecInfo *session, int32_t mode);
 
 /* The default checkFn: 1 to go on, 0 to stop. On the fourth check of the process, and every third from there, calls

@@ -1,6 +1,8 @@
 /* The JPEG decoder: T.81 baseline pictures, decoded straight to the wanted size and colour format. Applications call
  * VORELBRIM_PDecodeJPEG or VORELBRIM_DecodeJPEG with a session of vorel/frame.h; the rest is the decoder's inside, open
- * to programs that build decoding loops of their own. Its working record, JpegInfo, is opaque here. */
+ * to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record, vorel_jpeg_rows tells what
+ * a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step, BRIMJ_DeleteDecoderInfo
+ * ends it. A record belongs to one thread at a time. Pointers may be null only where it is said. */
 #ifndef VOREL_JPEG_DECODER_H
 #define VOREL_JPEG_DECODER_H
 
@@ -15,7 +17,32 @@ typedef struct JpegInfo JpegInfo;
 typedef struct JpegComponent JpegComponent;
 typedef struct DerivedTable DerivedTable;
 typedef struct EntropyDecoder EntropyDecoder;
-typedef struct BitState BitState;
+
+/* What the plain bit reader leaves behind: its record, the next byte in the stream's block and how many are left there, and
+ * the reservoir, newest bits at the low end. */
+typedef struct BitState {
+    JpegInfo *jpegInfo;
+    const uint8_t *next;
+    int32_t bytesLeft;
+    uint32_t bitBuffer;
+    int32_t bitCount;
+} BitState;
+
+/* What a loop of one's own needs of a record. The pointers are the record's and live as long. */
+typedef struct VorelJpegRows {
+    int32_t components;                /* of the frame, 1 to 4 */
+    uint32_t mcusPerRow, mcuRows;      /* of the first scan (T.81 A.2) */
+    int32_t blocksInMcu;               /* of the first scan: blocks of 64 coefficients that an MCU decoder fills */
+    int32_t scaledWidth, scaledHeight; /* of the picture behind the inverse DCTs, pixels */
+    uint32_t outputRows;               /* rows of the output up to the last stored one: maxRows for all of them */
+    JpegComponent *component[4];
+    uint8_t **rows[4];   /* sample rows of one iMCU row: rowArray of the row steps */
+    int32_t rowCount[4]; /* how many, for each component */
+    int32_t rowBytes[4]; /* the least that a row of the caller's own may be long */
+} VorelJpegRows;
+
+/* 1, or 0 for a null argument. */
+VOREL_API int32_t vorel_jpeg_rows(JpegInfo *jpegInfo, VorelJpegRows *out);
 
 /* A decode request: sizes in pixels. imageWidth and imageHeight are filled in by set-up. */
 typedef struct FrameRequest {
@@ -122,7 +149,7 @@ VOREL_API int32_t BRIMJ_DecodeMcu_8to1(JpegInfo *jpegInfo, int16_t **blocks);
 VOREL_API int32_t BRIMJ_SkipMcu(JpegInfo *jpegInfo, int16_t **blocks);
 /* A derived table (T.81 F.2.2.3), allocated when *outDerived is null: 1, or 0 for a table number above 3, a missing raw
  * table, counts that no prefix code has, or a DC symbol above 15. In a progressive frame a missing raw table is 1 with
- * *outDerived as it was. */
+ * *outDerived as it was. A table of the caller's own is freed with BRIM_FakeFree; entropyState null: the record's. */
 VOREL_API int32_t BRIMJ_PrepareDerivedTbl(JpegInfo *jpegInfo, int32_t isDc, int32_t tableNumber,
                                           DerivedTable **outDerived, EntropyDecoder *entropyState);
 VOREL_API int32_t BRIMJ_P_PrepareDerivedTbl(JpegInfo *jpegInfo, int32_t isDc, int32_t tableNumber,
@@ -146,7 +173,10 @@ VOREL_API extern const int32_t BRIMJ_HUFF_EXTEND_TEST[16];
 /* ---- Rows ------------------------------------------------------------------------------------------------ */
 
 /* One iMCU row's work: the check function, decoding into rowArray[component][row], upsampling and output of rows until
- * *inOutRowCount, the output rows produced, reaches maxRows. 100 more rows, 101 the last is done, 201 failed. */
+ * *inOutRowCount, the output rows produced, reaches maxRows; what is left over waits for the next call. Each row goes where
+ * its pointer says: rows are those of vorel_jpeg_rows, or a caller's own as many and as long. _resize at the planned scale;
+ * SkipRow passes over the iMCU row, and what it would have given is not stored. 100 more rows, 101 the last is done, 201
+ * failed or cancelled. */
 VOREL_API int32_t BRIMJ_ProcessData(JpegInfo *jpegInfo, uint8_t ***rowArray, uint32_t *inOutRowCount, uint32_t maxRows);
 VOREL_API int32_t BRIMJ_ProcessData_resize(JpegInfo *jpegInfo, uint8_t ***rowArray, uint32_t *inOutRowCount,
                                            uint32_t maxRows);
@@ -182,7 +212,10 @@ VOREL_API void __BRIMJ_DoH2V2Upsample(JpegComponent *component, JpegInfo *info, 
                                       uint8_t ***outputRows);
 VOREL_API void BRIMJ_DoIntegralUpsample(JpegComponent *component, JpegInfo *info, uint8_t **inputRows,
                                         uint8_t ***outputRows);
-/* Row output: `count` rows of every component, cropped or resampled as planned, written and converted. */
+/* Row output: `count` rows of every component at the scaled picture's width, in the colours of the name, cropped and
+ * written at the row counter, by any budget. Where the output has another size, the plain forms take the mean of four
+ * samples, Fast and Upscale forms one (of gray and RGB the Upscale forms); _Partial forms are the same functions. CMYK and
+ * YCCK need a picture of four components. */
 VOREL_API void BRIMJ_DoYcbcrToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoYcbcrToRgb_Partial(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoFastYcbcrToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
@@ -199,7 +232,7 @@ VOREL_API void BRIMJ_DoCMYKToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t co
 VOREL_API void BRIMJ_DoCMYKToRgb_Partial(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoYCCKToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoYCCKToRgb_Partial(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
-/* Row writers: one row of width pixels at the row counter. accumulators hold the sums of four samples, a << 20 | b <<
+/* Row writers: one row of width pixels at the row counter, of samples in the colours of the name. accumulators hold the sums of four samples, a << 20 | b <<
  * 10 | c. */
 VOREL_API void BRIMJ_YcbcrWriteOutput(JpegInfo *jpegInfo, const uint32_t *accumulators, int32_t width);
 VOREL_API void BRIMJ_YcbcrWriteOutput1to1(JpegInfo *jpegInfo, const uint8_t *y, const uint8_t *cb, const uint8_t *cr,

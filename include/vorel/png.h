@@ -77,9 +77,9 @@ typedef struct vpng_tile_index {
  * Which rows and columns are kept, for height and width of the picture:
  *     fitted    row k: floor((k + 1) * height / outHeight) - 1
  *               column j: floor((width / 2 + j * width) / outWidth); enlarging, a row gets fewer pixels than outWidth
- *     sampled   row k: (k + 1) * sampleSize - 1 (sampleSize is held to the height); column j: sampleSize / 2 +
+ *     sampled   row k: (k + 1) * sampleSize - 1 (sampleSize is clamped to the height); column j: sampleSize / 2 +
  *               j * sampleSize, or width / 2 alone where that is the width
- * The last row is the one after the row before it where the picture is not interlaced, and held to height - 1 where it
+ * The last row is the one after the row before it where the picture is not interlaced, and clamped to height - 1 where it
  * is. An interlaced picture that is not higher than the output leaves the output's rows from height - 1 on untouched.
  *
  * 1, or 0 for null, a negative sampleSize, another colour format, a damaged or short picture, more output rows than a
@@ -114,7 +114,7 @@ VOREL_API vpng_tile_index *onBuildTileIndexVPNG(const void *source, int32_t leng
 
 /* Decodes the rectangle of w x h pixels of the picture at (x, y), keeping every sampleSize-th pixel and row, into out:
  * h / sampleSize rows of (w / sampleSize) * 4 bytes, divided as integers. The rectangle has to lie inside the picture.
- * Columns: x + sampleSize / 2 + j * sampleSize. Rows: y + (k + 1) * s - 1 with s = sampleSize held to the height, and
+ * Columns: x + sampleSize / 2 + j * sampleSize. Rows: y + (k + 1) * s - 1 with s = sampleSize clamped to the height, and
  * where the picture is not interlaced the last row is the one after the row before it. Of an interlaced picture no more
  * than height - 1 rows come out. Several threads may call it on one handle; they wait for one another.
  * 1, or 0 for null, a rectangle that is empty or not inside, sampleSize below 1, another colour format, damaged data or

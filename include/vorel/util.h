@@ -272,7 +272,7 @@ typedef struct ConvertBand {
     ConvertPlanes planes;
 } ConvertBand;
 
-/* YUV to RGB, BT.601 video range. c = 1192 * (Y - 16), u = U - 128, v = V - 128; each held to 0..255:
+/* YUV to RGB, BT.601 video range. c = 1192 * (Y - 16), u = U - 128, v = V - 128; each clamped to 0..255:
  *     R = (c + 1634 v) >> 10    G = (c - 833 v - 400 u) >> 10    B = (c + 2066 u) >> 10
  * One chroma sample serves 2 x 2 pixels; alpha is 255. */
 VOREL_API void nv12_to_rgba8888(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst);

@@ -1,4 +1,4 @@
-/* The whole public interface of libvorel. Each room's header also stands alone. */
+/* The whole public interface of libvorel. Each module's header also stands alone. */
 #ifndef VOREL_VOREL_H
 #define VOREL_VOREL_H
 

@@ -21,7 +21,7 @@ VorelLogPrint log_print();
 // VOREL_LOG("VJPEG", "[%s:%d]", __func__, __LINE__)
 #define VOREL_LOG(tag, ...) ::vorel::log_print()(::vorel::kLogInfo, tag, __VA_ARGS__)
 
-// The engine's failure trace. `name` is the function that the line speaks of, which may be the exported door of the
+// The engine's failure trace. `name` is the function that the line speaks of, which may be the exported wrapper of the
 // function that logs.
 #define VOREL_TRACE_AS(tag, name) VOREL_LOG(tag, "[%s:%d]", name, __LINE__)
 #define VOREL_TRACE(tag) VOREL_TRACE_AS(tag, __func__)

@@ -75,7 +75,7 @@ int32_t seek_stream(IoInfo *io, int32_t offset, int32_t whence) {
     return io->position;
 }
 
-// The end of a freshly opened file; leaves it at its start. False when the position cannot be told in 31 bits.
+// The end of a freshly opened file; leaves it at its start. False when the position does not fit 31 bits.
 bool learn_size(IoInfo *io) {
     io->size = VORELBRIM_SeekFile(io->file, 0, SEEK_END);
     return io->size >= 0 && VORELBRIM_SeekFile(io->file, 0, SEEK_SET) == 0;

@@ -1,4 +1,4 @@
-// The table of decoders by image type, and the other rooms' work that the entries use.
+// The table of decoders by image type, and the other modules' work that the entries use.
 #include "frame/decoders.h"
 
 #include "jpeg/decoder/decoder.h"

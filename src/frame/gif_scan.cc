@@ -39,7 +39,7 @@ class Scan {
         Step step = Step::kGoOn;
         while (step == Step::kGoOn) step = block();
         if (step == Step::kRefuse) return VOREL_IMAGE_NONE;
-        // An input that runs out between two blocks must be used up to exactly its told length.
+        // An input that runs out between two blocks must be used up to exactly its stated length.
         if (step == Step::kInputEnd && stream_->totalRead != stream_->totalSize) return VOREL_IMAGE_NONE;
         if (frames_ == 0) return VOREL_IMAGE_NONE;
         return frames_ == 1 ? VOREL_IMAGE_GIF : VOREL_IMAGE_ANIMATED_GIF;

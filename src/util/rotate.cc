@@ -86,7 +86,7 @@ void turn_rows(int32_t angle, const Plane &plane, int32_t top, int32_t bottom, c
     }
 }
 
-int32_t held(int64_t value, int32_t most) { return static_cast<int32_t>(value < 0 ? 0 : value > most ? most : value); }
+int32_t clamped(int64_t value, int32_t most) { return static_cast<int32_t>(value < 0 ? 0 : value > most ? most : value); }
 
 void *run_job(int32_t angle, const void *argument) {
     const auto *job = static_cast<const RotateJob *>(argument);
@@ -97,8 +97,8 @@ void *run_job(int32_t angle, const void *argument) {
     const int64_t first = job->firstRow, last = first + job->rows;
     for (int i = 0; i < layout.count; ++i) {
         const Plane &plane = layout.planes[i];
-        const int32_t top = held(plane.chroma ? (first + 1) >> 1 : first, plane.height);
-        const int32_t bottom = held(plane.chroma ? (last + 1) >> 1 : last, plane.height);
+        const int32_t top = clamped(plane.chroma ? (first + 1) >> 1 : first, plane.height);
+        const int32_t bottom = clamped(plane.chroma ? (last + 1) >> 1 : last, plane.height);
         if (top < bottom) {
             turn_rows(angle, plane, top, bottom, job->source + plane.offset, job->destination + plane.offset);
         }

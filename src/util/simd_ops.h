@@ -11,7 +11,7 @@ VOREL_SIMD_BEGIN
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// 32-bit values held to 16 bits, in each 128-bit block first those of `low`, then those of `high`.
+// 32-bit values clamped to 16 bits, in each 128-bit block first those of `low`, then those of `high`.
 template <class D16, class V32>
 inline hn::Vec<D16> hold_words(D16 d, V32 low, V32 high) {
 #if HWY_ARCH_ARM_V7
@@ -23,7 +23,7 @@ inline hn::Vec<D16> hold_words(D16 d, V32 low, V32 high) {
 #endif
 }
 
-// 16-bit values held to 0..255, in each 128-bit block first those of `low`, then those of `high`.
+// 16-bit values clamped to 0..255, in each 128-bit block first those of `low`, then those of `high`.
 #if HWY_ARCH_X86
 inline hn::Vec128<uint8_t> pack_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {
     return hn::Vec128<uint8_t>{_mm_packus_epi16(low.raw, high.raw)};
@@ -47,7 +47,7 @@ inline hn::Vec<hn::Repartition<uint8_t, hn::DFromV<V>>> pack_bytes(V low, V high
 }
 #endif
 
-// The same held to -128..127.
+// The same clamped to -128..127.
 #if HWY_ARCH_X86
 inline hn::Vec128<int8_t> pack_signed_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {
     return hn::Vec128<int8_t>{_mm_packs_epi16(low.raw, high.raw)};

@@ -1,4 +1,4 @@
-// Front of the utilities, for other rooms: the public functions, and work spread over a pool's threads.
+// Front of the utilities, for other modules: the public functions, and work spread over a pool's threads.
 #pragma once
 
 #include <vorel/util.h>

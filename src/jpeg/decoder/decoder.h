@@ -1,4 +1,4 @@
-// Front of the JPEG decoder for the other rooms.
+// Front of the JPEG decoder for the other modules.
 #pragma once
 
 #include <vorel/jpeg_decoder.h>

@@ -90,14 +90,6 @@ struct FurtherScan {
 
 }  // namespace vorel
 
-struct BitState {
-    JpegInfo *jpegInfo;
-    const uint8_t *next;
-    int32_t bytesLeft;
-    uint32_t bitBuffer;
-    int32_t bitCount;
-};
-
 struct JpegInfo {
     const vorel::FrameLayout *frame;  // own_frame, or that of the record that this one works for
     vorel::FrameLayout own_frame;

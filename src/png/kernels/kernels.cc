@@ -1,7 +1,7 @@
 // The tables of kernels, one per target that this CPU runs.
 #include "png/kernels/kernels.h"
 
-#include "png/kernels/room.h"
+#include "png/kernels/internal.h"
 #include "util/kernel_registry.h"
 
 namespace vorel {

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "png/kernels/room.h"
+#include "png/kernels/internal.h"
 
 namespace vorel {
 namespace {

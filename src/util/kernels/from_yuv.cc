@@ -2,7 +2,7 @@
 #ifndef VOREL_FROM_YUV_SCALAR
 #define VOREL_FROM_YUV_SCALAR
 
-#include "util/kernels/room.h"
+#include "util/kernels/internal.h"
 
 namespace vorel {
 namespace {
@@ -168,7 +168,7 @@ inline WordPixels<D16> sum_parts(D16 d, hn::Vec<D16> y_upper, const ChromaParts<
             hn::Add(hn::ShiftRight<7>(hn::Add(shared, chroma.blue)), chroma.blue_behind)};
 }
 
-// Even pixels and odd ones, held to bytes and in turns.
+// Even pixels and odd ones, clamped to bytes and in turns.
 template <class D8, class V>
 inline hn::Vec<D8> in_turns(D8 d, V even, V odd) {
     alignas(16) static constexpr uint8_t kTurns[16] = {0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15};

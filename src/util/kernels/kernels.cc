@@ -2,7 +2,7 @@
 #include "util/kernels/kernels.h"
 
 #include "util/kernel_registry.h"
-#include "util/kernels/room.h"
+#include "util/kernels/internal.h"
 
 namespace vorel {
 namespace {

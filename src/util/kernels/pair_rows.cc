@@ -2,7 +2,7 @@
 #ifndef VOREL_PAIR_ROWS_SCALAR
 #define VOREL_PAIR_ROWS_SCALAR
 
-#include "util/kernels/room.h"
+#include "util/kernels/internal.h"
 
 namespace vorel {
 namespace {

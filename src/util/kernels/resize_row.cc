@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "util/kernels/prefetch.h"
-#include "util/kernels/room.h"
+#include "util/kernels/internal.h"
 
 namespace vorel {
 namespace {

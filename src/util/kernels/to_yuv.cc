@@ -3,7 +3,7 @@
 #define VOREL_TO_YUV_SCALAR
 
 #include "util/kernels/prefetch.h"
-#include "util/kernels/room.h"
+#include "util/kernels/internal.h"
 
 namespace vorel {
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "util/kernels/room.h"
+#include "util/kernels/internal.h"
 
 namespace vorel {
 namespace {

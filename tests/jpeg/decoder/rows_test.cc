@@ -27,15 +27,15 @@ TEST(JpegRowSteps, EachRowGoesWhereItsPointerSays) {
         OpenRecord record(jpeg, COLOR_RGBA8888, width, height);
         JpegInfo *info = record.get();
         ASSERT_TRUE(info);
+        VorelJpegRows needed;
+        ASSERT_EQ(vorel_jpeg_rows(info, &needed), 1);
+        EXPECT_EQ(needed.outputRows, static_cast<uint32_t>(height));
         std::vector<std::unique_ptr<GuardBuffer>> memory;
         std::vector<uint8_t *> pointers[3];
         uint8_t **rows[4] = {};
         for (size_t c = 0; c < 3; ++c) {
-            const ComponentPlan &plan = info->plan.components[c];
-            const uint32_t sampling = info->frame->components[c].hSampling;
-            const size_t bytes = info->scan.mcusPerRow * sampling * plan.block_width;
-            for (int y = 0; y < info->pump.components[c].row_count; ++y) {
-                memory.push_back(std::make_unique<GuardBuffer>(bytes));
+            for (int y = 0; y < needed.rowCount[c]; ++y) {
+                memory.push_back(std::make_unique<GuardBuffer>(static_cast<size_t>(needed.rowBytes[c])));
                 pointers[c].push_back(memory.back()->data());
             }
             std::reverse(pointers[c].begin() + 1, pointers[c].end());

@@ -36,7 +36,7 @@ constexpr int kAcLookBits = 11;
 constexpr int kDcLookBits = 9;
 
 enum EntryKind : uint32_t {
-    kEntryValue = 0,       // DC only: AC values are told by their upper half
+    kEntryValue = 0,       // DC only: AC values show in their upper half
     kEntryEndOfBlock = 0,  // AC
     kEntryZeroRun = 1,     // AC: 16 zeros
     kEntryLongValue = 2,   // the code fits the look-up, its value bits do not

@@ -1,4 +1,4 @@
-// Positions in a scan: told while the fast path's window stays open, restored, and discarded.
+// Positions in a scan: read while the fast path's window stays open, restored, and discarded.
 #include <cstring>
 
 #include "jpeg/decoder/entropy/entropy_window.h"

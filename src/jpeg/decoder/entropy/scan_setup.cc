@@ -175,6 +175,7 @@ namespace {
 // the decode walks.
 int32_t prepare(JpegInfo *info, bool is_dc, int32_t number, DerivedTable **out, EntropyDecoder *entropy, bool walks) {
     if (number < 0 || number > 3) return 0;
+    if (!entropy) entropy = &info->scan.entropy;
     const RawHuffTable *raw = is_dc ? info->header.huffDc[number] : info->header.huffAc[number];
     // Required: a progressive scan may name a table that is not there as long as it does not use it.
     if (!raw) return info->frame->progressive;

@@ -16,7 +16,7 @@ int32_t next_marker(StreamBuffer *stream);
 // Reads a segment's length word, which counts itself. -1 at the end of the input.
 int32_t read_segment_length(StreamBuffer *stream);
 
-// What a parse works on. The session is told where its input begins when a stream moves into memory.
+// What a parse works on. The session learns where its input begins when a stream moves into memory.
 struct MarkerParser {
     StreamBuffer *stream;
     IoInfo *io;

@@ -51,7 +51,7 @@ FrameWalk read_quick_frame(StreamBuffer *stream, ImageInfo *out, bool progressiv
     if (!progressive && length != 8 + 3 * count) return FrameWalk::kStopWithMarker;
     consume(stream, 8);
     if (progressive) {
-        // The factors are told where they are there, but the segment is passed over by its length alone.
+        // The factors are reported where they are there, but the segment is passed over by its length alone.
         const int32_t left = length - 8;
         if (left <= 0) return FrameWalk::kGoOn;
         ensure_bytes(stream, std::min(left, 3 * count));

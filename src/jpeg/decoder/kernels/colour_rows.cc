@@ -1,8 +1,8 @@
-// Colour conversion over rows of samples: YCbCr, gray and RGB to pixels, YCbCr to inverted RGB, ink times black.
+// Colour conversion over rows of samples: YCbCr, gray and RGB to pixels, YCbCr to inverted RGB, CMY times black.
 #ifndef VOREL_COLOUR_ROWS_SCALAR
 #define VOREL_COLOUR_ROWS_SCALAR
 
-#include "jpeg/decoder/kernels/room.h"
+#include "jpeg/decoder/kernels/internal.h"
 
 namespace vorel {
 namespace {
@@ -276,9 +276,9 @@ struct MultiplyBlack {
     template <class D8>
     hn::Vec<D8> vector(D8 d, int32_t x) const {
         const Widened<D8> d16;
-        const auto ink = hn::LoadU(d, c + x), black = hn::LoadU(d, k + x);
-        return pack_bytes(divide(d16, hn::Mul(widen_lower(d, ink), widen_lower(d, black))),
-                          divide(d16, hn::Mul(widen_upper(d, ink), widen_upper(d, black))));
+        const auto cmy = hn::LoadU(d, c + x), black = hn::LoadU(d, k + x);
+        return pack_bytes(divide(d16, hn::Mul(widen_lower(d, cmy), widen_lower(d, black))),
+                          divide(d16, hn::Mul(widen_upper(d, cmy), widen_upper(d, black))));
     }
     template <class D8>
     void store(D8 d, hn::Vec<D8> result, int32_t x) const {

@@ -5,12 +5,12 @@
 
 #include <cstring>
 
-#include "jpeg/decoder/kernels/room.h"
+#include "jpeg/decoder/kernels/internal.h"
 
 namespace vorel {
 namespace {
 
-// Dequantised coefficients and the first pass's results are held to 16 bits: no valid picture comes near, and the
+// Dequantised coefficients and the first pass's results are clamped to 16 bits: no valid picture comes near, and the
 // vector twin works on 16-bit lanes. So no sum of a pass exceeds 31 bits: the even part is at most (2 * 8192 + 10703 +
 // 4433) * 2^15, the odd one (11363 + 9633 + 6437 + 2260) * 2^15, together below 2.01e9.
 int32_t hold16(int64_t value) {
@@ -128,7 +128,7 @@ inline hn::Vec<D> dequantise_row(D d, const int16_t *const *blocks, const int16_
     large = hn::Or(large, hn::MulFixedPoint15(coefficients, factors));
     return hn::Mul(coefficients, factors);
 }
-// The same for products of any size, held to 16 bits.
+// The same for products of any size, clamped to 16 bits.
 template <class D>
 inline hn::Vec<D> dequantise_and_hold_row(D d, const int16_t *const *blocks, const int16_t *multipliers, int row) {
     const auto coefficients = load_row(d, blocks, row);
@@ -295,8 +295,8 @@ inline void look_up_columns(D d, const Rows<D> &columns, const uint8_t *range_li
     const Rows<D> rows = transpose(d, columns);
     alignas(64) uint16_t index[hn::MaxLanes(D())];
     for (int y = 0; y < 8; ++y) {
-        const auto held = hn::Min(hn::Max(rows.v[y], hn::Set(d, -512)), hn::Set(d, 511));
-        hn::Store(hn::BitCast(hn::RebindToUnsigned<D>(), hn::And(held, hn::Set(d, 0x3FF))), hn::RebindToUnsigned<D>(),
+        const auto clamped = hn::Min(hn::Max(rows.v[y], hn::Set(d, -512)), hn::Set(d, 511));
+        hn::Store(hn::BitCast(hn::RebindToUnsigned<D>(), hn::And(clamped, hn::Set(d, 0x3FF))), hn::RebindToUnsigned<D>(),
                   index);
         uint8_t *row = out + y * stride_bytes;
         for (size_t x = 0; x < hn::MaxLanes(d); ++x) row[x] = range_limit[index[x]];

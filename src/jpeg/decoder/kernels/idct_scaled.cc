@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "jpeg/decoder/kernels/room.h"
+#include "jpeg/decoder/kernels/internal.h"
 
 namespace vorel {
 namespace {

@@ -1,7 +1,7 @@
 // The tables of kernels, one per target that this CPU runs.
 #include "jpeg/decoder/kernels/kernels.h"
 
-#include "jpeg/decoder/kernels/room.h"
+#include "jpeg/decoder/kernels/internal.h"
 #include "util/kernel_registry.h"
 
 namespace vorel {

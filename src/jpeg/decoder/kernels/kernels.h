@@ -60,7 +60,7 @@ struct KernelTable {
     void (*yuyv)(const uint8_t *y, const uint8_t *cb, const uint8_t *cr, int32_t count, uint8_t *dst);
     // Sums of four samples packed as a << 20 | b << 10 | c to their means (truncated): word >> 22, >> 12, >> 2.
     void (*unpack_means)(const uint32_t *words, int32_t count, uint8_t *a, uint8_t *b, uint8_t *c);
-    // Ink times black: out = c * k / 255, truncated; out may be c.
+    // Cyan, magenta or yellow times black: out = c * k / 255, truncated; out may be c.
     void (*multiply_black)(const uint8_t *c, const uint8_t *k, int32_t count, uint8_t *out);
     // YCbCr samples to inverted RGB, 255 - R and so on of the clamped conversion; outputs may be the inputs.
     void (*ycc_to_inverted_rgb)(const uint8_t *y, const uint8_t *cb, const uint8_t *cr, int32_t count, uint8_t *c,

@@ -2,7 +2,7 @@
 #ifndef VOREL_SAMPLE_ROWS_SCALAR
 #define VOREL_SAMPLE_ROWS_SCALAR
 
-#include "jpeg/decoder/kernels/room.h"
+#include "jpeg/decoder/kernels/internal.h"
 
 namespace vorel {
 namespace {

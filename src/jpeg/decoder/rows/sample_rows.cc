@@ -18,22 +18,32 @@ bool allocate_batch(RowPump *pump) {
 
 }  // namespace
 
-// Wide enough for whole MCUs.
-bool allocate_sample_rows(JpegInfo *info) {
+namespace {
+
+// Of an iMCU row: wide enough for whole MCUs.
+struct RowsNeeded {
+    int64_t bytes;
+    int32_t count;
+};
+RowsNeeded rows_needed(const JpegInfo *info, int component) {
     const FrameLayout &frame = *info->frame;
-    for (int i = 0; i < frame.numComponents; ++i) {
-        const JpegComponent &component = frame.components[i];
-        const ComponentPlan &plan = info->plan.components[i];
+    const ComponentPlan &plan = info->plan.components[component];
+    const JpegComponent &sampling = frame.components[component];
+    if (info->plan.scaleIndex > 3) return {info->plan.scaledWidth, (frame.mcuHeight >> info->plan.scaleIndex) + 1};
+    return {ceil_div(frame.imageWidth, frame.mcuWidth) * sampling.hSampling * plan.block_width,
+            static_cast<int32_t>(sampling.vSampling) * plan.block_height};
+}
+
+}  // namespace
+
+bool allocate_sample_rows(JpegInfo *info) {
+    for (int i = 0; i < info->frame->numComponents; ++i) {
         ComponentRows *at = &info->pump.components[i];
-        int64_t width = ceil_div(frame.imageWidth, frame.mcuWidth) * component.hSampling * plan.block_width;
-        at->row_count = static_cast<int32_t>(component.vSampling) * plan.block_height;
-        if (info->plan.scaleIndex > 3) {
-            width = info->plan.scaledWidth;
-            at->row_count = (frame.mcuHeight >> info->plan.scaleIndex) + 1;
-        }
-        if (width > INT32_MAX) return false;
+        const RowsNeeded needed = rows_needed(info, i);
+        if (needed.bytes > INT32_MAX) return false;
+        at->row_count = needed.count;
         BRIM_FakeFree(at->rows);
-        at->rows = BRIMJ_AllocSampleArry(info, static_cast<int32_t>(width), at->row_count, nullptr);
+        at->rows = BRIMJ_AllocSampleArry(info, static_cast<int32_t>(needed.bytes), at->row_count, nullptr);
         if (!at->rows) return false;
     }
     return allocate_batch(&info->pump);
@@ -55,6 +65,26 @@ void release_sample_rows(JpegInfo *info) {
 using namespace vorel;
 
 extern "C" {
+
+int32_t vorel_jpeg_rows(JpegInfo *info, VorelJpegRows *out) {
+    if (!info || !out) return 0;
+    *out = {};
+    out->components = info->frame->numComponents;
+    out->mcusPerRow = info->scan.mcusPerRow;
+    out->mcuRows = info->scan.mcuRows;
+    out->blocksInMcu = info->scan.blocksInMcu;
+    out->scaledWidth = info->plan.scaledWidth;
+    out->scaledHeight = info->plan.scaledHeight;
+    out->outputRows = static_cast<uint32_t>(info->plan.window.y + info->plan.window.height);
+    for (int i = 0; i < out->components; ++i) {
+        const RowsNeeded needed = rows_needed(info, i);
+        out->component[i] = const_cast<JpegComponent *>(&info->frame->components[i]);
+        out->rows[i] = info->pump.components[i].rows;
+        out->rowCount[i] = needed.count;
+        out->rowBytes[i] = static_cast<int32_t>(needed.bytes);
+    }
+    return 1;
+}
 
 // One block of memory: the row pointers, then the rows, which are round_up_pow2(rowBytes, 32) bytes apart. Freed with
 // BRIM_FakeFree.

@@ -33,11 +33,11 @@ inline BlockRun run_from(const BlockRun &run, int32_t first, int32_t count, int 
     return part;
 }
 
-// A transform's result to a sample. Values beyond the table are held at its ends, so that they never wrap.
+// A transform's result to a sample. Values beyond the table are clamped at its ends, so that they never wrap.
 template <typename Value>
 inline uint8_t to_sample(const uint8_t *range_limit, Value value) {
-    const Value held = value < -512 ? -512 : value > 511 ? 511 : value;
-    return range_limit[static_cast<uint32_t>(held) & 0x3FF];
+    const Value clamped = value < -512 ? -512 : value > 511 ? 511 : value;
+    return range_limit[static_cast<uint32_t>(clamped) & 0x3FF];
 }
 
 }  // namespace vorel
