@@ -170,10 +170,10 @@ TEST(ReadInput, EveryKindDeliversTheSameBytes) {
         got.resize(1000);
         EXPECT_EQ(got, bytes);
         EXPECT_EQ(VORELBRIM_Seek_IO(io, 999, 0), 999);
-        uint8_t room = 0, *address = &room;
+        uint8_t own = 0, *address = &own;
         EXPECT_EQ(VORELBRIM_Read_IO2(io, &address, 7), 1);
         EXPECT_EQ(*address, bytes[999]);
-        EXPECT_EQ(address != &room, io->kind == 1 || io->kind == 5) << "memory is not copied";
+        EXPECT_EQ(address != &own, io->kind == 1 || io->kind == 5) << "memory is not copied";
     }
 }
 

@@ -110,7 +110,7 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
     }
 }
 
-// Rows passed over count as rows of the picture and take no room in the output: what follows comes right at its start.
+// Rows passed over count as rows of the picture and take no place in the output: what follows comes right at its start.
 TEST(JpegWriters, SkippedRowsAreNotStored) {
     const PictureSpec spec{.width = 96, .height = 256};
     const Bytes jpeg = turbo_picture(spec);
