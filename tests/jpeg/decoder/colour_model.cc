@@ -278,7 +278,8 @@ const Samples &DecodeModel::scaled(int scale) {
     Samples &out = found->second;
     if (!is_new) return out;
     if (scale == 1) return out = upsampled(*coded_, coded_->colour);
-    // At 1/2 and 1/4, with four components at 1/8 too, chroma has transforms of the output's resolution; else it is repeated.
+    // At 1/2 and 1/4, with four components at 1/8 too, chroma has transforms of the output's resolution; else it is
+    // repeated.
     out = {std::max(1, (coded_->width + scale / 2) / scale),
            std::max(1, (coded_->height + scale / 2) / scale),
            coded_->colour,
