@@ -33,29 +33,22 @@ TEST(Session, CreationSetsFormatOptionsAndDefaults) {
 TEST(Session, NullSessionsAreRefusedWithTheirError) {
     EXPECT_EQ(VORELBRIM_DestroyDecInfo(nullptr), 0);
     EXPECT_EQ(gVORELBRIM_Error, 1u);
-    EXPECT_EQ(VORELBRIM_SetDecOption(nullptr, 1), 0);
-    EXPECT_EQ(VORELBRIM_SetDecMode(nullptr, 1), 0);
-    EXPECT_EQ(VORELBRIM_DestroyInputBuffer(nullptr), 0);
-    EXPECT_EQ(getBytePerPixel(nullptr), 0);
-    EXPECT_EQ(destroyExif(nullptr), 0);
-    EXPECT_EQ(vjpeg_get_multiscan_interval(nullptr), 0u);
+    for (const int32_t result :
+         {VORELBRIM_SetDecOption(nullptr, 1), VORELBRIM_SetDecMode(nullptr, 1), VORELBRIM_DestroyInputBuffer(nullptr),
+          getBytePerPixel(nullptr), destroyExif(nullptr), static_cast<int32_t>(vjpeg_get_multiscan_interval(nullptr))})
+        EXPECT_EQ(result, 0);
 }
 
-TEST(Session, ModesAreBroughtIntoRangeAndOptionsReplaced) {
+TEST(Session, ModesOptionsAndBytesOfADisplayPixel) {
     SessionGuard session(memory_session());
-    const struct { int32_t given, stored; } cases[] = {{9, 4}, {4, 4}, {2, 2}, {0, 0}, {-1, 0}};
-    for (const auto &c : cases) {
-        EXPECT_EQ(VORELBRIM_SetDecMode(session.get(), c.given), 1);
-        EXPECT_EQ(session->decMode, c.stored) << c.given;
+    for (const auto &[given, stored] : {std::pair{9, 4}, {4, 4}, {2, 2}, {0, 0}, {-1, 0}}) {
+        EXPECT_EQ(VORELBRIM_SetDecMode(session.get(), given), 1);
+        EXPECT_EQ(session->decMode, stored) << given;
     }
     EXPECT_EQ(VORELBRIM_SetDecOption(session.get(), 0x8), 1);
     EXPECT_EQ(session->decOption, 0x8u);
     vjpeg_set_multiscan_interval(session.get(), 64);
     EXPECT_EQ(vjpeg_get_multiscan_interval(session.get()), 64u);
-}
-
-TEST(Session, BytesOfADisplayPixel) {
-    SessionGuard session(memory_session());
     for (int32_t format = -1; format < 22; ++format) {
         session->outColorFormat = format;
         const bool two = format == 0 || format == 2 || format == 18 || format == 19;

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstring>
+#include <memory>
 
 #include "core/stream.h"
 #include "support/counting_allocator.h"
@@ -19,6 +20,11 @@ Bytes counted(size_t size) {
     for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
     return bytes;
 }
+
+struct Closed {
+    void operator()(IoInfo *io) const { VORELBRIM_Close_IO(io); }
+};
+using OwnedIo = std::unique_ptr<IoInfo, Closed>;
 
 // A cursor with its block, over an input that it does not own.
 struct Cursor {
@@ -65,37 +71,29 @@ TEST(OpenInput, RefusalsSetTheErrorWord) {
 
 TEST(OpenInput, SizesAndPaths) {
     TempFile file(counted(100)), empty;
-    IoInfo *io = VORELBRIM_Open_IO(0, file.path(), 0);
-    ASSERT_NE(io, nullptr);
+    const OwnedIo io(VORELBRIM_Open_IO(0, file.path(), 0)), given(VORELBRIM_Open_IO(0, file.path(), 7));
+    ASSERT_TRUE(io && given);
     EXPECT_EQ(io->size, 100);
     EXPECT_EQ(io->bufferSize, 16384);
     EXPECT_EQ(io->source, file.path());
     EXPECT_NE(io->path, file.path());
     EXPECT_STREQ(io->path, file.path());
-    EXPECT_EQ(VORELBRIM_Close_IO(io), 1);
-
-    io = VORELBRIM_Open_IO(0, file.path(), 7);
-    EXPECT_EQ(io->size, 7) << "a given size is believed";
-    VORELBRIM_Close_IO(io);
-    io = VORELBRIM_Open_IO(0, empty.path(), 0);
-    ASSERT_NE(io, nullptr) << "only memory must not be empty";
-    EXPECT_EQ(io->size, 0);
-    VORELBRIM_Close_IO(io);
+    EXPECT_EQ(given->size, 7) << "a given size is believed";
+    const OwnedIo none(VORELBRIM_Open_IO(0, empty.path(), 0));
+    ASSERT_TRUE(none) << "only memory must not be empty";
+    EXPECT_EQ(none->size, 0);
 
     FILE *stdio = std::fopen(file.path(), "rb");
     std::fseek(stdio, 30, SEEK_SET);
-    io = VORELBRIM_Open_IO(2, stdio, 100);
-    EXPECT_EQ(io->startOffset, 30);
-    EXPECT_EQ(io->position, 0);
-    EXPECT_EQ(std::ftell(stdio), 30) << "a given size leaves the stream where it stands";
-    VORELBRIM_Close_IO(io);
-    io = VORELBRIM_Open_IO(2, stdio, 0);
-    EXPECT_EQ(io->startOffset, 30);
-    EXPECT_EQ(io->size, 0);
-    EXPECT_EQ(std::ftell(stdio), 0);
-    VORELBRIM_Close_IO(io);
+    // A given size leaves the stream where it stands.
+    for (const int32_t size : {100, 0}) {
+        const OwnedIo opened(VORELBRIM_Open_IO(2, stdio, size));
+        EXPECT_EQ(opened->startOffset, 30);
+        EXPECT_EQ(opened->position, 0);
+        EXPECT_EQ(opened->size, size);
+        EXPECT_EQ(std::ftell(stdio), size ? 30 : 0);
+    }
     EXPECT_EQ(std::fclose(stdio), 0) << "the caller's stream stays open";
-
     IoInfo unknown = {};
     unknown.kind = 3;
     EXPECT_EQ(VORELBRIM_Close_IO(&unknown), 0);
@@ -128,14 +126,13 @@ TEST(SeekInput, Memory) {
     };
     for (const uint32_t kind : {1u, 5u}) {
         for (const auto &c : cases) {
-            IoInfo *io = VORELBRIM_Open_IO(kind, bytes.data(), 10);
+            const OwnedIo io(VORELBRIM_Open_IO(kind, bytes.data(), 10));
             io->position = c.from;
-            EXPECT_EQ(VORELBRIM_Seek_IO(io, c.offset, c.whence), c.result) << c.offset << " whence " << c.whence;
+            EXPECT_EQ(VORELBRIM_Seek_IO(io.get(), c.offset, c.whence), c.result) << c.offset << " whence " << c.whence;
             EXPECT_EQ(io->position, c.position) << c.offset << " whence " << c.whence;
             uint8_t byte;
             const bool inside = io->position >= 0 && io->position < 10;
-            EXPECT_EQ(VORELBRIM_Read_IO(io, &byte, 1), inside ? 1 : 0);
-            VORELBRIM_Close_IO(io);
+            EXPECT_EQ(VORELBRIM_Read_IO(io.get(), &byte, 1), inside ? 1 : 0);
         }
     }
 }
@@ -166,34 +163,31 @@ TEST(ReadInput, EveryKindDeliversTheSameBytes) {
         IoInfo *io = input.session()->ioInfo;
         Bytes got(1200);
         EXPECT_EQ(VORELBRIM_Read_IO(io, got.data(), 1), 1);
-        EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1, 1100), 999);
+        EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1, 1000), 999) << "one more than there is";
         EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1000, 5), 0);
         EXPECT_EQ(VORELBRIM_Read_IO(io, got.data() + 1000, -5), 0);
         EXPECT_EQ(io->position, 1000);
         got.resize(1000);
         EXPECT_EQ(got, bytes);
         EXPECT_EQ(VORELBRIM_Seek_IO(io, 999, 0), 999);
-        uint8_t room = 0, *address = &room;
+        uint8_t own = 0, *address = &own;
         EXPECT_EQ(VORELBRIM_Read_IO2(io, &address, 7), 1);
         EXPECT_EQ(*address, bytes[999]);
-        EXPECT_EQ(address != &room, io->kind == 1 || io->kind == 5) << "memory is not copied";
+        EXPECT_EQ(address != &own, io->kind == 1 || io->kind == 5) << "memory is not copied";
     }
 }
 
 TEST(ReadInput, ClaimsOfCallbacksAreNotBelieved) {
     static int32_t claim;
     const VorelReadFn liar = [](void *, void *, int32_t) { return claim; };
-    IoInfo *io = VORELBRIM_Open_Stream(nullptr, liar, nullptr, nullptr, 100);
+    const OwnedIo io(VORELBRIM_Open_Stream(nullptr, liar, nullptr, nullptr, 100));
     uint8_t bytes[8];
-    const struct { int32_t claim, delivered; } cases[] = {{8, 8}, {9, 8}, {INT_MAX, 8}, {-1, 0}, {INT_MIN, 0}};
-    for (const auto &c : cases) {
-        claim = c.claim;
-        EXPECT_EQ(VORELBRIM_Read_IO(io, bytes, 8), c.delivered) << c.claim;
+    for (const auto &[claimed, delivered] : {std::pair{8, 8}, {9, 8}, {INT_MAX, 8}, {-1, 0}, {INT_MIN, 0}}) {
+        claim = claimed;
+        EXPECT_EQ(VORELBRIM_Read_IO(io.get(), bytes, 8), delivered) << claim;
     }
-    VORELBRIM_Close_IO(io);
-    io = VORELBRIM_Open_Stream(nullptr, nullptr, nullptr, nullptr, 100);
-    EXPECT_EQ(VORELBRIM_Read_IO(io, bytes, 8), 0) << "no callback, no bytes";
-    VORELBRIM_Close_IO(io);
+    const OwnedIo none(VORELBRIM_Open_Stream(nullptr, nullptr, nullptr, nullptr, 100));
+    EXPECT_EQ(VORELBRIM_Read_IO(none.get(), bytes, 8), 0) << "no callback, no bytes";
     IoInfo unknown = {};
     unknown.kind = 9;
     EXPECT_EQ(VORELBRIM_Read_IO(&unknown, bytes, 8), -1);
@@ -201,34 +195,26 @@ TEST(ReadInput, ClaimsOfCallbacksAreNotBelieved) {
     EXPECT_EQ(VORELBRIM_Read_IO(nullptr, bytes, 8), -1);
 }
 
-TEST(Cursor, RefillsPromiseOnlyThatBytesWereAdded) {
+TEST(Cursor, RefillsPromiseOnlyThatBytesWereAddedAndNeedsBeyondTheBlockMoveNothing) {
     for (const Kind kind : kAllKinds) {
-        Input input(kind, counted(5));
-        Cursor cursor(input.session()->ioInfo);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 8), 1);
-        EXPECT_EQ(cursor.stream.available, 5);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 8), 0);
-        EXPECT_EQ(cursor.stream.available, 5);
-        EXPECT_EQ(cursor.stream.offset, 0);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 5), 2);
-    }
-}
-
-TEST(Cursor, NeedsBeyondTheBlockMoveNothing) {
-    for (const Kind kind : kAllKinds) {
-        const Bytes bytes = counted(40000);
-        Input input(kind, bytes);
-        Cursor cursor(input.session()->ioInfo);
-        ASSERT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 1), 1);
-        ASSERT_EQ(cursor.stream.available, 16384);
-        consume(&cursor.stream, 16374);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 16375), 0);
-        EXPECT_EQ(cursor.stream.offset, 16374);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&cursor.stream, 16374), 1);
-        EXPECT_EQ(cursor.stream.offset, 0);
-        EXPECT_EQ(cursor.stream.available, 16384);
-        EXPECT_EQ(cursor.stream.totalRead, 16384 + 16374);
-        EXPECT_EQ(0, std::memcmp(cursor.stream.buffer, bytes.data() + 16374, 16384));
+        Input few(kind, counted(5)), many(kind, counted(40000));
+        Cursor small(few.session()->ioInfo), large(many.session()->ioInfo);
+        for (const int32_t result : {1, 0}) {
+            EXPECT_EQ(BRIMJ_CheckBuffer(&small.stream, 8), result);
+            EXPECT_EQ(small.stream.available, 5);
+        }
+        EXPECT_EQ(small.stream.offset, 0);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&small.stream, 5), 2);
+        ASSERT_EQ(BRIMJ_CheckBuffer(&large.stream, 1), 1);
+        ASSERT_EQ(large.stream.available, 16384);
+        consume(&large.stream, 16374);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&large.stream, 16375), 0);
+        EXPECT_EQ(large.stream.offset, 16374);
+        EXPECT_EQ(BRIMJ_CheckBuffer(&large.stream, 16374), 1);
+        EXPECT_EQ(large.stream.offset, 0);
+        EXPECT_EQ(large.stream.available, 16384);
+        EXPECT_EQ(large.stream.totalRead, 16384 + 16374);
+        EXPECT_EQ(0, std::memcmp(large.stream.buffer, counted(40000).data() + 16374, 16384));
     }
 }
 
@@ -283,17 +269,14 @@ TEST(Cursor, SkipsBeyondTheInputAreItsEnd) {
 
 TEST(Cursor, EndlessSourcesEndWherePositionsDo) {
     const VorelReadFn endless = [](void *, void *, int32_t count) { return count; };
-    IoInfo *io = VORELBRIM_Open_Stream(nullptr, endless, nullptr, nullptr, 0);
-    {
-        Cursor cursor(io);
-        int64_t taken = 0;
-        while (BRIMJ_CheckBuffer(&cursor.stream, 1) != 0) {
-            taken += cursor.stream.available;
-            consume(&cursor.stream, cursor.stream.available);
-        }
-        EXPECT_EQ(taken, INT32_MAX);
+    const OwnedIo io(VORELBRIM_Open_Stream(nullptr, endless, nullptr, nullptr, 0));
+    Cursor cursor(io.get());
+    int64_t taken = 0;
+    while (BRIMJ_CheckBuffer(&cursor.stream, 1) != 0) {
+        taken += cursor.stream.available;
+        consume(&cursor.stream, cursor.stream.available);
     }
-    VORELBRIM_Close_IO(io);
+    EXPECT_EQ(taken, INT32_MAX);
 }
 
 TEST(Cursor, BlocksAreReleasedByTheAddressThatWasHandedOut) {

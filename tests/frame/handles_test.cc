@@ -16,17 +16,10 @@ TEST(Handles, OpenSetGetClose) {
     const int descriptors = open_descriptors();
     const Bytes bytes = gif_animation();
     TempFile file(bytes);
-    const struct {
-        const void *source;
-        int32_t size;
-        uint32_t kind;
-    } cases[] = {
-        {file.path(), 0, 0},
-        {file.path(), static_cast<int32_t>(bytes.size()), 0},
-        {bytes.data(), static_cast<int32_t>(bytes.size()), 1},
-    };
-    for (const auto &c : cases) {
-        const int32_t handle = VORELBRIM_OpenDecHandle(c.source, c.size, c.kind);
+    const auto size = static_cast<int32_t>(bytes.size());
+    for (const int32_t handle :
+         {VORELBRIM_OpenDecHandle(file.path(), 0, 0), VORELBRIM_OpenDecHandle(file.path(), size, 0),
+          VORELBRIM_OpenDecHandle(bytes.data(), size, 1)}) {
         ASSERT_GT(handle, 0);
         for (int round = 0; round < 3; ++round) ASSERT_EQ(VORELBRIM_SetDecInfoFromHandle(handle, COLOR_BGRA8888), 1);
         DecInfo *session = VORELBRIM_GetDecInfoFromHandle(handle);
@@ -35,7 +28,7 @@ TEST(Handles, OpenSetGetClose) {
         EXPECT_EQ(session->imageType, 6);
         EXPECT_EQ(session->totalDuration, 120u) << "parsed once";
         EXPECT_EQ(session->checkFn, VORELBRIM_CheckFn);
-        EXPECT_EQ(session->ioInfo->size, static_cast<int32_t>(bytes.size()));
+        EXPECT_EQ(session->ioInfo->size, size);
         const DecHandle *record = rim_dec_handle_get_struct(handle);
         EXPECT_EQ(record->imageType, 6);
         EXPECT_EQ(record->width, 3u);

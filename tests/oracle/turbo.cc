@@ -57,8 +57,11 @@ void read_planes(jpeg_decompress_struct *info, CodedPicture *out) {
 
 }  // namespace
 
-std::optional<CodedPicture> turbo_planes(const Bytes &jpeg) {
-    CodedPicture out;
+namespace {
+
+// Reads a header and then what `read` wants of the picture; false when the oracle refuses the stream.
+template <typename Read>
+bool with_turbo(const Bytes &jpeg, const Read &read) {
     jpeg_decompress_struct info;
     ErrorExit error;
     info.err = jpeg_std_error(&error.manager);
@@ -66,58 +69,65 @@ std::optional<CodedPicture> turbo_planes(const Bytes &jpeg) {
     error.manager.output_message = stay_silent;
     if (setjmp(error.jump)) {
         jpeg_destroy_decompress(&info);
-        return std::nullopt;
+        return false;
     }
     jpeg_create_decompress(&info);
     jpeg_mem_src(&info, jpeg.data(), jpeg.size());
     jpeg_read_header(&info, TRUE);
-    out.width = static_cast<int>(info.image_width);
-    out.height = static_cast<int>(info.image_height);
-    out.baseline = !info.progressive_mode;
-    out.arithmetic = info.arith_code;
-    out.rgb = info.jpeg_color_space == JCS_RGB || info.jpeg_color_space == JCS_CMYK;
-    info.raw_data_out = TRUE;
-    info.dct_method = JDCT_ISLOW;
-    info.out_color_space = info.jpeg_color_space;
-    jpeg_start_decompress(&info);
-    out.max_h = info.max_h_samp_factor;
-    out.max_v = info.max_v_samp_factor;
-    read_planes(&info, &out);
-    out.warnings = static_cast<int>(info.err->num_warnings);
+    read(&info);
     jpeg_destroy_decompress(&info);
-    return out;
+    return true;
+}
+
+Colour colour_of(J_COLOR_SPACE space) {
+    return space == JCS_GRAYSCALE ? Colour::kGray
+           : space == JCS_RGB     ? Colour::kRgb
+           : space == JCS_CMYK    ? Colour::kCmyk
+           : space == JCS_YCCK    ? Colour::kYcck
+                                  : Colour::kYcc;
+}
+
+}  // namespace
+
+std::optional<CodedPicture> turbo_planes(const Bytes &jpeg) {
+    CodedPicture out;
+    const bool read = with_turbo(jpeg, [&out](jpeg_decompress_struct *info) {
+        out.width = static_cast<int>(info->image_width);
+        out.height = static_cast<int>(info->image_height);
+        out.baseline = !info->progressive_mode;
+        out.arithmetic = info->arith_code;
+        out.colour = colour_of(info->jpeg_color_space);
+        info->raw_data_out = TRUE;
+        info->dct_method = JDCT_ISLOW;
+        info->out_color_space = info->jpeg_color_space;
+        jpeg_start_decompress(info);
+        out.max_h = info->max_h_samp_factor;
+        out.max_v = info->max_v_samp_factor;
+        read_planes(info, &out);
+        out.warnings = static_cast<int>(info->err->num_warnings);
+    });
+    return read ? std::optional(std::move(out)) : std::nullopt;
 }
 
 std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
     std::vector<CodedBlocks> out;
-    jpeg_decompress_struct info;
-    ErrorExit error;
-    info.err = jpeg_std_error(&error.manager);
-    error.manager.error_exit = leave;
-    error.manager.output_message = stay_silent;
-    if (setjmp(error.jump)) {
-        jpeg_destroy_decompress(&info);
-        return {};
-    }
-    jpeg_create_decompress(&info);
-    jpeg_mem_src(&info, jpeg.data(), jpeg.size());
-    jpeg_read_header(&info, TRUE);
-    jvirt_barray_ptr *arrays = jpeg_read_coefficients(&info);
-    for (int c = 0; c < info.num_components; ++c) {
-        const jpeg_component_info &k = info.comp_info[c];
-        CodedBlocks blocks;
-        blocks.across = static_cast<int>(k.width_in_blocks);
-        blocks.down = static_cast<int>(k.height_in_blocks);
-        for (int i = 0; i < 64; ++i) blocks.quant[i] = k.quant_table->quantval[i];
-        for (unsigned y = 0; y < k.height_in_blocks; ++y) {
-            JBLOCKARRAY row =
-                info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], y, 1, FALSE);
-            const JCOEF *first = row[0][0];
-            blocks.coefficients.insert(blocks.coefficients.end(), first, first + 64 * k.width_in_blocks);
+    with_turbo(jpeg, [&out](jpeg_decompress_struct *info) {
+        jvirt_barray_ptr *arrays = jpeg_read_coefficients(info);
+        for (int c = 0; c < info->num_components; ++c) {
+            const jpeg_component_info &k = info->comp_info[c];
+            CodedBlocks blocks;
+            blocks.across = static_cast<int>(k.width_in_blocks);
+            blocks.down = static_cast<int>(k.height_in_blocks);
+            for (int i = 0; i < 64; ++i) blocks.quant[i] = k.quant_table->quantval[i];
+            for (unsigned y = 0; y < k.height_in_blocks; ++y) {
+                JBLOCKARRAY row =
+                    info->mem->access_virt_barray(reinterpret_cast<j_common_ptr>(info), arrays[c], y, 1, FALSE);
+                const JCOEF *first = row[0][0];
+                blocks.coefficients.insert(blocks.coefficients.end(), first, first + 64 * k.width_in_blocks);
+            }
+            out.push_back(std::move(blocks));
         }
-        out.push_back(std::move(blocks));
-    }
-    jpeg_destroy_decompress(&info);
+    });
     return out;
 }
 

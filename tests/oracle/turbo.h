@@ -8,6 +8,9 @@
 
 namespace vorel::test {
 
+enum class Scans { kInterleaved, kOnePerComponent, kLumaThenChroma };
+enum class Colour { kGray, kYcc, kRgb, kCmyk, kYcck };
+
 struct Plane {
     int width = 0, height = 0;
     Bytes samples;
@@ -26,7 +29,8 @@ struct CodedPicture {
     };
     std::vector<Component> components;
     bool baseline = false, arithmetic = false;
-    bool rgb = false;  // or CMYK: no YCbCr in it
+    Colour colour = Colour::kYcc;
+    bool rgb() const { return colour == Colour::kRgb || colour == Colour::kCmyk; }
     int warnings = 0;
     // Component c at picture position (x, y), each sample repeated over the pixels that it stands for.
     uint8_t box(size_t c, int x, int y) const {
@@ -46,9 +50,6 @@ struct CodedBlocks {
 };
 std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg);
 
-enum class Scans { kInterleaved, kOnePerComponent, kLumaThenChroma };
-enum class Colour { kGray, kYcc, kRgb, kCmyk, kYcck };
-
 struct PictureSpec {
     int width = 64, height = 48;
     Colour colour = Colour::kYcc;
@@ -60,6 +61,9 @@ struct PictureSpec {
     unsigned seed = 1;
     int noise = 24;
 };
+inline PictureSpec sized(int width, int height, int h, int v) {
+    return {.width = width, .height = height, .h = h, .v = v};
+}
 // A synthetic picture: gradients, an edge and noise.
 Bytes turbo_picture(const PictureSpec &spec);
 

@@ -1,6 +1,10 @@
 #include "jpeg/decoder/colour_model.h"
 
 #include <algorithm>
+#include <cstring>
+
+#include "jpeg/decoder/kernels/block_samples.h"
+#include "jpeg/decoder/surgery.h"
 
 namespace vorel::test {
 namespace {
@@ -42,11 +46,18 @@ Rgb rgb_at(const Samples &p, int x, int y) {
 // Puts one pixel into the buffer's bytes.
 class Store {
   public:
-    Store(const Samples &p, int32_t format, Bytes *out)
-        : p_(p), format_(format), out_(*out), w_(static_cast<size_t>(p.width)), h_(static_cast<size_t>(p.height)) {}
+    Store(const Samples &p, int32_t format, const Place &place, Bytes *out)
+        : p_(p),
+          format_(format),
+          out_(*out),
+          w_(static_cast<size_t>(place.width)),
+          h_(static_cast<size_t>(place.height)),
+          left_(static_cast<size_t>(place.left)),
+          top_(static_cast<size_t>(place.top)),
+          pair_left_(static_cast<size_t>(place.pair_left)) {}
 
     void pixel(int x, int y) {
-        const size_t index = static_cast<size_t>(y) * w_ + static_cast<size_t>(x);
+        const size_t index = (top_ + static_cast<size_t>(y)) * w_ + left_ + static_cast<size_t>(x);
         const bool gray = p_.colour == Colour::kGray;
         const bool yuv_source = gray || p_.colour == Colour::kYcc;
         switch (format_) {
@@ -82,62 +93,37 @@ class Store {
     void put(size_t at, int value) { out_[at] = static_cast<uint8_t>(value); }
 
     void yuv(int x, int y, size_t index, bool gray) {
-        const size_t half_w = (w_ + 1) / 2, half_h = (h_ + 1) / 2, base = w_ * h_;
         const size_t sx = static_cast<size_t>(x), sy = static_cast<size_t>(y);
-        const bool even_x = x % 2 == 0, even_y = y % 2 == 0;
-        const int luma = p_.at(0, x, y);
+        const Layout layout = layout_of(format_);
         const auto chroma = [&](size_t at_cb, size_t at_cr) {
             if (gray) return;
             put(at_cb, p_.at(1, x, y));
             put(at_cr, p_.at(2, x, y));
         };
-        switch (format_) {
-            case COLOR_YUV420:
-                put(index, luma);
-                if (even_x && even_y) {
-                    const size_t at = base + sy / 2 * half_w + sx / 2;
-                    chroma(at, at + half_w * half_h);
-                }
-                return;
-            case COLOR_YUV422:
-                put(index, luma);
-                if (even_x) chroma(base + sy * half_w + sx / 2, base + half_w * h_ + sy * half_w + sx / 2);
-                return;
-            case COLOR_YUV440:
-                put(index, luma);
-                if (even_y) chroma(base + sy / 2 * w_ + sx, base + w_ * half_h + sy / 2 * w_ + sx);
-                return;
-            case COLOR_YUV444:
-                put(index, luma);
-                chroma(base + index, 2 * base + index);
-                return;
-            case COLOR_NV21:
-            case COLOR_NV12: {
-                put(index, luma);
-                const size_t pair = base + sy / 2 * 2 * half_w + sx / 2 * 2;
-                const size_t first = format_ == COLOR_NV12 ? 0 : 1;
-                if (even_x && even_y) chroma(pair + first, pair + 1 - first);
-                return;
-            }
-            case COLOR_YUYV: {
-                const size_t row = sy * (2 * w_ + (2 * w_ & 3));
-                put(row + 2 * sx, luma);
-                if (even_x) chroma(row + 2 * sx + 1, row + 2 * sx + 3);
-                return;
-            }
-            default:
-                return;
+        if (format_ == COLOR_YUYV) {
+            const size_t row = (top_ + sy) * (2 * w_ + (2 * w_ & 3)) + 2 * pair_left_ + (2 * pair_left_ & 3);
+            put(row + 2 * sx, p_.at(0, x, y));
+            if (sx % 2 == 0) chroma(row + 2 * sx + 1, row + 2 * sx + 3);
         }
+        if (!layout.across) return;
+        put(index, p_.at(0, x, y));
+        if (sx % layout.across || sy % layout.down) return;
+        const size_t width = (w_ + layout.across - 1) / layout.across, height = (h_ + layout.down - 1) / layout.down;
+        const size_t row = top_ / layout.down + sy / layout.down, column = left_ / layout.across + sx / layout.across;
+        const size_t planar = w_ * h_ + row * width + column, pair = w_ * h_ + 2 * row * width + pair_left_ + sx;
+        if (!layout.pairs) return chroma(planar, planar + width * height);
+        const size_t first = format_ == COLOR_NV12 ? 0 : 1;
+        chroma(pair + first, pair + 1 - first);
     }
 
     const Samples &p_;
     int32_t format_;
     Bytes &out_;
-    size_t w_, h_;
+    size_t w_, h_, left_, top_, pair_left_;
 };
 
-Samples resized(const Samples &source, int width, int height,
-                const std::function<int(size_t c, int x, int y)> &sample) {
+template <typename Sample>
+Samples resized(const Samples &source, int width, int height, const Sample &sample) {
     Samples out = {width, height, source.colour, {}};
     for (size_t c = 0; c < source.planes.size(); ++c) {
         Bytes plane;
@@ -145,29 +131,6 @@ Samples resized(const Samples &source, int width, int height,
             for (int x = 0; x < width; ++x) plane.push_back(static_cast<uint8_t>(sample(c, x, y)));
         }
         out.planes.push_back(std::move(plane));
-    }
-    return out;
-}
-
-}  // namespace
-
-Samples upsampled(const CodedPicture &coded, Colour colour) {
-    Samples out = {coded.width, coded.height, colour, {}};
-    for (size_t c = 0; c < coded.components.size(); ++c) {
-        Bytes plane;
-        for (int y = 0; y < coded.height; ++y) {
-            for (int x = 0; x < coded.width; ++x) plane.push_back(coded.box(c, x, y));
-        }
-        out.planes.push_back(std::move(plane));
-    }
-    return out;
-}
-
-Bytes stored(const Samples &picture, int32_t format, uint8_t fill) {
-    Bytes out(format_bytes(format, picture.width, picture.height), fill);
-    Store store(picture, format, &out);
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) store.pixel(x, y);
     }
     return out;
 }
@@ -204,6 +167,188 @@ Samples turned(const Samples &s, int degrees) {
 
 Samples cut(const Samples &s, int left, int top, int width, int height) {
     return resized(s, width, height, [&](size_t c, int x, int y) { return s.at(c, left + x, top + y); });
+}
+
+// ---- The scales
+
+// A component at a scale: every block through the scalar kernel of its shape.
+Plane scaled_plane(const CodedBlocks &blocks, int width, int height) {
+    const auto *shape = std::find_if(std::begin(kShapeSizes), std::end(kShapeSizes),
+                                     [=](const ShapeSize &s) { return s.width == width && s.height == height; });
+    const int side = std::max(width, height);
+    const int keep = side == 8 ? 64 : side == 4 ? 19 : side == 2 ? 5 : 1;
+    int32_t multipliers[64];
+    make_multipliers(shape->shape, blocks.quant, multipliers);
+    Plane out = {blocks.across * width, blocks.down * height, {}};
+    out.samples.resize(static_cast<size_t>(out.width) * static_cast<size_t>(out.height));
+    for (int b = 0; b < blocks.across * blocks.down; ++b) {
+        alignas(64) int16_t block[64];
+        std::memcpy(block, &blocks.coefficients[static_cast<size_t>(b) * 64], sizeof block);
+        drop_coefficients(block, keep);
+        const int16_t *pointer = block;
+        const uint8_t last = 63;
+        uint8_t *to =
+            &out.samples[static_cast<size_t>(b / blocks.across * height * out.width + b % blocks.across * width)];
+        scalar_kernels().idct[static_cast<int>(shape->shape)](
+            {&pointer, &last, 1, multipliers, kRangeLimit + kRangeCentre, true, to, out.width});
+    }
+    return out;
+}
+
+// ---- Sizes
+
+struct Size {
+    int64_t width, height;
+    bool operator==(const Size &) const = default;
+    bool inside(const Size &other) const { return width <= other.width && height <= other.height; }
+    Size turned(bool quarter) const { return quarter ? Size{height, width} : *this; }
+};
+
+int64_t share(int64_t a, int64_t b, int64_t c) { return (a * b + c - 1) / c; }
+
+Size output_size(Size image, Size target, uint32_t fit) {
+    if (fit == VOREL_OPTION_FIT_STRETCH) return target;
+    if (image.inside(target)) return image;
+    if (target.width * image.height / image.width == target.height ||
+        image.width * target.height / image.height == target.width) {
+        return target;
+    }
+    const Size by_width = {target.width, share(target.width, image.height, image.width)};
+    const Size by_height = {share(target.height, image.width, image.height), target.height};
+    if (fit == VOREL_OPTION_FIT_COVER) {
+        const Size out = by_width.height < target.height ? by_height : by_width;
+        return out.inside(image) ? out : image;
+    }
+    const Size out = image.width > target.width ? by_width : image;
+    return out.height > target.height ? by_height : out;
+}
+
+int dct_scale(Size image, Size out) {
+    const bool by_height = image.width * out.height > image.height * out.width;
+    const int64_t from = by_height ? image.height : image.width, to = by_height ? out.height : out.width;
+    if (out == image) return 1;
+    return 8 * to <= from + 4 ? 8 : 4 * to <= from + 2 ? 4 : 2 * to <= from + 1 ? 2 : 1;
+}
+
+}  // namespace
+
+void drop_coefficients(int16_t *block, int keep) {
+    int begin = 1;
+    for (int k = 1; k < 64; ++k) {
+        int16_t &value = block[BRIMJ_NATURAL_ORDER[k]];
+        if (value == 0) continue;
+        while (k - begin > 15) begin += 16;
+        const bool kept = begin < keep;
+        begin = k + 1;
+        if (!kept) value = 0;
+    }
+}
+
+Samples upsampled(const CodedPicture &coded, Colour colour) {
+    Samples out = {coded.width, coded.height, colour, {}};
+    for (size_t c = 0; c < coded.components.size(); ++c) {
+        Bytes plane;
+        for (int y = 0; y < coded.height; ++y) {
+            for (int x = 0; x < coded.width; ++x) plane.push_back(coded.box(c, x, y));
+        }
+        out.planes.push_back(std::move(plane));
+    }
+    return out;
+}
+
+Bytes stored(const Samples &picture, int32_t format, uint8_t fill, const Place &place) {
+    Bytes out(format_bytes(format, place.width, place.height), fill);
+    Store store(picture, format, place, &out);
+    for (int y = 0; y < picture.height; ++y) {
+        for (int x = 0; x < picture.width; ++x) store.pixel(x, y);
+    }
+    return out;
+}
+
+Bytes stored(const Samples &picture, int32_t format, uint8_t fill) {
+    return stored(picture, format, fill, {picture.width, picture.height});
+}
+
+DecodeModel::DecodeModel(const Bytes &jpeg) : coded_(turbo_planes(jpeg)), blocks_(turbo_coefficients(jpeg)) {
+    interleaved_ = find_marker(jpeg, 0xDA, scan_data(jpeg)) == jpeg.size();
+}
+
+const Samples &DecodeModel::scaled(int scale) {
+    const auto [found, is_new] = scaled_.try_emplace(scale);
+    Samples &out = found->second;
+    if (!is_new) return out;
+    if (scale == 1) return out = upsampled(*coded_, coded_->colour);
+    // At 1/2 and 1/4, with four components at 1/8 too, chroma has transforms of the output's resolution; else it is
+    // repeated.
+    out = {std::max(1, (coded_->width + scale / 2) / scale),
+           std::max(1, (coded_->height + scale / 2) / scale),
+           coded_->colour,
+           {}};
+    const bool joint = blocks_.size() > 1 && (scale < 8 || blocks_.size() > 3) && coded_->max_h <= 2 &&
+                       coded_->max_v <= 2 && interleaved_;
+    for (size_t c = 0; c < blocks_.size(); ++c) {
+        const CodedPicture::Component &k = coded_->components[c];
+        const int grow_x = coded_->max_h / k.h, grow_y = coded_->max_v / k.v;
+        const Plane plane =
+            scaled_plane(blocks_[c], 8 / scale * (joint ? grow_x : 1), 8 / scale * (joint ? grow_y : 1));
+        Bytes samples;
+        for (int y = 0; y < out.height; ++y) {
+            for (int x = 0; x < out.width; ++x)
+                samples.push_back(plane.at(x / (joint ? 1 : grow_x), y / (joint ? 1 : grow_y)));
+        }
+        out.planes.push_back(std::move(samples));
+    }
+    return out;
+}
+
+Decoded DecodeModel::operator()(const DecodeSpec &wanted) {
+    const Size image = {coded_->width, coded_->height};
+    const Size target = {wanted.width ? wanted.width : image.width, wanted.height ? wanted.height : image.height};
+    const uint32_t fit = wanted.options & 0x700;
+    const bool pixels = pixel_bytes(wanted.format) == 4 || wanted.format == COLOR_RGB565;
+    const int degrees = pixels ? static_cast<int>(wanted.options >> 2 & 3) * 90 : 0;
+    const bool quarter = degrees % 180 != 0;
+    const Size upright = target.turned(quarter), out = output_size(image, upright, fit);
+    const int width = static_cast<int>(out.width), height = static_cast<int>(out.height);
+
+    // The picture at its scale; a side that is one short of the scaled one leaves the last sample off.
+    const Samples &whole = scaled(dct_scale(image, out));
+    const int from_width = whole.width - (width == whole.width - 1);
+    const int from_height = whole.height - (height == whole.height - 1);
+    Samples picture = cut(whole, 0, 0, from_width, from_height);
+    const bool enlarged = width > from_width || height > from_height;
+    if (width != from_width || height != from_height) {
+        const bool small = whole.colour == Colour::kYcc && width <= 99 && height <= 99;
+        picture = (enlarged || small ? centre_sample : mean_of_four)(picture, width, height);
+    }
+
+    // What of it is kept, and where that goes.
+    const int kept_w = static_cast<int>(std::min(out.width, upright.width));
+    const int kept_h = static_cast<int>(std::min(out.height, upright.height));
+    const int left = (width - kept_w) / 2, top = (height - kept_h) / 2;
+    const Size shown = Size{kept_w, kept_h}.turned(quarter);
+    Place place = {static_cast<int>(target.width), static_cast<int>(target.height)};
+    if (fit != VOREL_OPTION_FIT_PACKED && fit != VOREL_OPTION_FIT_TOP_LEFT) {
+        place.left = place.pair_left = static_cast<int>(target.width - shown.width) / 2;
+        place.top = static_cast<int>(target.height - shown.height) / 2;
+    }
+    Decoded result = {1, {}, static_cast<uint32_t>(shown.width), static_cast<uint32_t>(shown.height), 0};
+    const size_t bytes = format_bytes(wanted.format, place.width, place.height);
+    if (fit == VOREL_OPTION_FIT_PACKED) place = {static_cast<int>(shown.width), static_cast<int>(shown.height)};
+    if (wanted.window_width == 0) {
+        picture = cut(picture, left, top, kept_w, kept_h);
+    } else {
+        const int x = static_cast<int>(wanted.window_x), y = static_cast<int>(wanted.window_y);
+        const int w = static_cast<int>(wanted.window_width), h = static_cast<int>(wanted.window_height);
+        picture = cut(picture, x, y, w, h);
+        place.left += x - left;
+        place.top += y - top;
+        place.pair_left += (x - left) & ~1;
+        if (!wanted.window_in_place) place = quarter ? Place{h, w} : Place{w, h};
+    }
+    result.pixels = stored(turned(picture, degrees), wanted.format, wanted.fill, place);
+    if (wanted.window_width == 0 || wanted.window_in_place) result.pixels.resize(bytes, wanted.fill);
+    return result;
 }
 
 }  // namespace vorel::test

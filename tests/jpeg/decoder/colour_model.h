@@ -1,7 +1,7 @@
-// What a picture must look like in each colour format: the rules, pixel by pixel.
+// What a decode has to give, by the rules, pixel by pixel: the scale, the taps, the crop, the turn, the store.
 #pragma once
 
-#include <functional>
+#include <map>
 
 #include "jpeg/decoder/decode_support.h"
 #include "oracle/turbo.h"
@@ -21,15 +21,33 @@ struct Samples {
 // The box-upsampled picture of an oracle's planes.
 Samples upsampled(const CodedPicture &coded, Colour colour);
 
-// The picture as a width x height buffer of the format whose untouched bytes are `fill`.
+// What the MCU decoder of a scale leaves of a block: a symbol is kept when it begins below `keep`.
+void drop_coefficients(int16_t *block, int keep);
+
+// A width x height buffer, and where in it the picture begins. Pairs of pixels may begin elsewhere than planes.
+struct Place {
+    int width, height, left = 0, top = 0, pair_left = 0;
+};
+// The picture in a buffer of the format whose untouched bytes are `fill`.
+Bytes stored(const Samples &picture, int32_t format, uint8_t fill, const Place &place);
 Bytes stored(const Samples &picture, int32_t format, uint8_t fill);
 
-// Output of other sizes, by the rules of the mean of four samples and of the centre sample.
-Samples mean_of_four(const Samples &source, int width, int height);
-Samples centre_sample(const Samples &source, int width, int height);
+// Decodes of one file, from an independent decoder's samples and coefficients.
+class DecodeModel {
+  public:
+    explicit DecodeModel(const Bytes &jpeg);
+    explicit operator bool() const { return coded_.has_value(); }
+    const CodedPicture &coded() const { return *coded_; }
+    Decoded operator()(const DecodeSpec &wanted);
 
-// The picture turned clockwise by 0, 90, 180 or 270 degrees.
-Samples turned(const Samples &source, int degrees);
-Samples cut(const Samples &source, int x, int y, int width, int height);
+  private:
+    // The picture at 1, 1/2, 1/4 or 1/8 by the scale's transforms.
+    const Samples &scaled(int scale);
+
+    std::optional<CodedPicture> coded_;
+    std::vector<CodedBlocks> blocks_;
+    bool interleaved_;
+    std::map<int, Samples> scaled_;
+};
 
 }  // namespace vorel::test

@@ -2,44 +2,41 @@
 
 namespace vorel::test {
 
-int32_t pixel_bytes(int32_t format) {
+Layout layout_of(int32_t format) {
     switch (format) {
         case COLOR_RGB565:
         case COLOR_RGB565_ALT:
-            return 2;
+            return {.pixel_bytes = 2};
         case COLOR_RGB888:
         case COLOR_BGR565A:
-            return 3;
+            return {.pixel_bytes = 3};
         case COLOR_ARGB8888:
         case COLOR_RGBA8888:
         case COLOR_BGRA8888:
-            return 4;
+            return {.pixel_bytes = 4};
+        case COLOR_YUV420:
+            return {0, 2, 2};
+        case COLOR_YUV422:
+            return {0, 2, 1};
+        case COLOR_YUV440:
+            return {0, 1, 2};
+        case COLOR_YUV444:
+            return {0, 1, 1};
+        case COLOR_NV21:
+        case COLOR_NV12:
+            return {0, 2, 2, true};
         default:
-            return 0;
+            return {};
     }
 }
 
 size_t format_bytes(int32_t format, int32_t width, int32_t height) {
     const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
-    const size_t half_w = (w + 1) / 2, half_h = (h + 1) / 2;
-    switch (format) {
-        case COLOR_YUV420:
-        case COLOR_NV21:
-        case COLOR_NV12:
-            return w * h + 2 * half_w * half_h;
-        case COLOR_YUV422:
-            return w * h + 2 * half_w * h;
-        case COLOR_YUV440:
-            return w * h + 2 * w * half_h;
-        case COLOR_YUV444:
-            return 3 * w * h;
-        case COLOR_GRAY:
-            return w * h;
-        case COLOR_YUYV:
-            return (2 * w + (2 * w & 3)) * h;
-        default:
-            return w * h * static_cast<size_t>(pixel_bytes(format));
-    }
+    if (format == COLOR_YUYV) return (2 * w + (2 * w & 3)) * h;
+    const Layout layout = layout_of(format);
+    if (layout.pixel_bytes) return w * h * static_cast<size_t>(layout.pixel_bytes);
+    if (!layout.across) return w * h;
+    return w * h + 2 * ((w + layout.across - 1) / layout.across) * ((h + layout.down - 1) / layout.down);
 }
 
 namespace {
@@ -64,7 +61,7 @@ bool prepare(DecInfo *session, const DecodeSpec &spec, int32_t *width, int32_t *
     session->partialHeight = spec.window_height;
     session->partialToBuffer = spec.window_in_place;
     if (!spec.window_in_place) {
-        const bool turned = spec.options & 4;
+        const bool turned = pixel_bytes(spec.format) && spec.options & 4;
         const int32_t w = static_cast<int32_t>(turned ? spec.window_height : spec.window_width);
         const int32_t h = static_cast<int32_t>(turned ? spec.window_width : spec.window_height);
         *bytes = format_bytes(spec.format, w, h);

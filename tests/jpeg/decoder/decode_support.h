@@ -9,14 +9,20 @@ namespace vorel::test {
 
 // Bytes of a width x height picture of a format, chroma planes included.
 size_t format_bytes(int32_t format, int32_t width, int32_t height);
-// Bytes of a pixel, for the formats that are stored pixel by pixel; else 0.
-int32_t pixel_bytes(int32_t format);
+// How a format is stored: pixel by pixel, or as a luma plane with two chroma planes or one of pairs behind it.
+struct Layout {
+    int32_t pixel_bytes = 0;      // 0: in planes
+    size_t across = 0, down = 0;  // pixels that a chroma sample stands for; 0: no chroma planes
+    bool pairs = false;
+};
+Layout layout_of(int32_t format);
+inline int32_t pixel_bytes(int32_t format) { return layout_of(format).pixel_bytes; }
 
 struct Decoded {
     int32_t result = 0;
     Bytes pixels;
     uint32_t out_width = 0, out_height = 0;
-    uint32_t error = 0;  // the error word behind the decode
+    uint32_t error = 1;  // the error word behind the decode, if there was one
 };
 
 struct DecodeSpec {

@@ -12,16 +12,15 @@ namespace vorel::test {
 namespace {
 
 Bytes busy_picture(int sampling, unsigned restart, unsigned seed, int quality = 92) {
-    PictureSpec spec;
-    spec.width = 260;
-    spec.height = 250;
-    spec.h = spec.v = sampling;
-    spec.restart_interval = restart;
-    spec.noise = 100;
-    spec.quality = quality;
-    spec.seed = seed;
-    spec.optimize = seed % 2;
-    return turbo_picture(spec);
+    return turbo_picture({.width = 260,
+                          .height = 250,
+                          .h = sampling,
+                          .v = sampling,
+                          .quality = quality,
+                          .restart_interval = restart,
+                          .optimize = seed % 2 != 0,
+                          .seed = seed,
+                          .noise = 100});
 }
 
 // Flips, cuts, and puts markers, fill bytes and stuffing into the entropy-coded data.
@@ -74,31 +73,6 @@ class Record : public OpenRecord {
     Record(const Bytes &jpeg, int scale) : OpenRecord(jpeg, COLOR_GRAY, 260 / scale, 250 / scale) {}
 };
 
-TEST(JpegEntropy, PositionsAreThoseOfThePlainPath) {
-    for (const unsigned restart : {0u, 5u}) {
-        const Bytes jpeg = busy_picture(2, restart, 77);
-        for (const McuMode mode : {McuMode::kFull, McuMode::kDc, McuMode::kSkip}) {
-            Record fast(jpeg, mode == McuMode::kFull ? 1 : 8);
-            allow_fast_path(false);
-            Record plain(jpeg, mode == McuMode::kFull ? 1 : 8);
-            allow_fast_path(true);
-            ASSERT_TRUE(fast.get() && plain.get());
-            ASSERT_TRUE(fast.scan()->window && !plain.scan()->window);
-            McuBatch *a = fast.batch(), *b = plain.batch();
-            const int total = 17 * 16;
-            for (int done = 0, step = 1; done < total; done += step, step = 1 + (step * 7) % 23) {
-                const int count = std::min(step, total - done);
-                ASSERT_EQ(decode_mcus(fast.scan(), mode, count, a->blocks, a->last), count);
-                ASSERT_EQ(decode_mcus(plain.scan(), mode, count, b->blocks, b->last), count);
-                ASSERT_EQ(fast.position(), plain.position()) << done;
-                if (mode != McuMode::kFull) continue;
-                const size_t bytes = static_cast<size_t>(count) * 6 * sizeof a->coefficients[0];
-                ASSERT_EQ(std::memcmp(a->coefficients, b->coefficients, bytes), 0);
-            }
-        }
-    }
-}
-
 // A symbol that begins below the limit is stored wherever its run leads; the walk over the rest ends on the right bit.
 TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     const Bytes jpeg = busy_picture(1, 0, 5, 85);
@@ -111,23 +85,16 @@ TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     for (const auto &row : kRows) {
         Record record(jpeg, 1);
         for (int mcu = 0; mcu < 33 * 32; ++mcu) {
-            int16_t *pointers[3] = {record.batch()->blocks[0], record.batch()->blocks[1],
-                                    record.batch()->blocks[2]};
+            int16_t *pointers[3] = {record.batch()->blocks[0], record.batch()->blocks[1], record.batch()->blocks[2]};
             ASSERT_EQ(row.decode(record.get(), pointers), 1);
             for (size_t c = 0; c < 3; ++c) {
-                const int16_t *coded = &blocks[c].coefficients[static_cast<size_t>(mcu) * 64];
-                int begin = 1;
+                int16_t expected[64];
+                std::memcpy(expected, &blocks[c].coefficients[static_cast<size_t>(mcu) * 64], sizeof expected);
+                drop_coefficients(expected, row.keep);
                 for (int k = 1; k < 64; ++k) {
-                    const int16_t value = coded[BRIMJ_NATURAL_ORDER[k]];
-                    if (value == 0) {
-                        ASSERT_EQ(pointers[c][BRIMJ_NATURAL_ORDER[k]], 0);
-                        continue;
-                    }
-                    while (k - begin > 15) begin += 16;
-                    const bool kept = begin < row.keep;
-                    begin = k + 1;
-                    ASSERT_EQ(pointers[c][BRIMJ_NATURAL_ORDER[k]], kept ? value : 0) << mcu << " position " << k;
-                    beyond += kept && k >= row.keep;
+                    const int at = BRIMJ_NATURAL_ORDER[k];
+                    ASSERT_EQ(pointers[c][at], expected[at]) << mcu << " position " << k;
+                    beyond += k >= row.keep && expected[at] != 0;
                 }
             }
         }
@@ -173,6 +140,26 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
         EXPECT_EQ(BRIMJ_PrepareDerivedTbl(record.get(), row.dc, 4, &table, &record.scan()->entropy), 0) << "table 4";
         BRIM_FakeFree(table);
     }
+}
+
+// A scan may define a table anew: everything that was made of the old one is made again, and only then.
+TEST(JpegHuffmanTables, AChangedSymbolMakesTheTableAgain) {
+    Record record(busy_picture(1, 0, 1), 1);
+    RawHuffTable raw = *record.get()->header.huffAc[0];
+    DerivedTable *table = nullptr;
+    const auto derived = [&] {
+        EXPECT_TRUE(derive_table(raw, false, &table));
+        const uint32_t *fast = fast_entries(table);
+        const uint16_t *skip = skip_entries(table);
+        return std::pair{std::vector<uint32_t>(fast, fast + (1 << kAcLookBits)),
+                         std::vector<uint16_t>(skip, skip + (1 << kSkipLookBits))};
+    };
+    const auto before = derived();
+    EXPECT_TRUE(derived() == before);
+    std::swap(raw.symbols[0], raw.symbols[2]);
+    const auto after = derived();
+    EXPECT_TRUE(after.first != before.first && after.second != before.second);
+    release_table(table);
 }
 
 // Bits that no table has are symbol 0, and 17 of them are gone.

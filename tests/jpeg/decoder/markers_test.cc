@@ -1,6 +1,7 @@
 // Headers: what they are taken for, what is repaired in them, what is refused.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 
 #include "jpeg/decoder/colour_model.h"
@@ -11,18 +12,9 @@
 namespace vorel::test {
 namespace {
 
-Bytes gray_picture() {
-    PictureSpec spec;
-    spec.colour = Colour::kGray;
-    spec.h = spec.v = 1;
-    return turbo_picture(spec);
-}
+Bytes gray_picture() { return turbo_picture({.colour = Colour::kGray, .h = 1, .v = 1}); }
 
-Bytes colour_picture(int sampling = 1) {
-    PictureSpec spec;
-    spec.h = spec.v = sampling;
-    return turbo_picture(spec);
-}
+Bytes colour_picture(int sampling = 1) { return turbo_picture({.h = sampling, .v = sampling}); }
 
 Decoded decoded(const Bytes &jpeg) { return decode(jpeg, {.format = COLOR_RGBA8888, .width = 64, .height = 48}); }
 int32_t result_of(const Bytes &jpeg) { return decoded(jpeg).result; }
@@ -66,11 +58,7 @@ TEST(JpegHeader, HarmlessOdditiesChangeNothing) {
 TEST(JpegHeader, RefusalsLeaveTheirTrace) {
     const Bytes jpeg = colour_picture();
     const size_t sof = find_marker(jpeg, 0xC0), sos = find_marker(jpeg, 0xDA);
-    const auto changed = [&jpeg](size_t at, uint8_t value) {
-        Bytes out = jpeg;
-        out[at] = value;
-        return out;
-    };
+    const auto with = [&jpeg](size_t at, int value) { return changed(jpeg, at, value); };
     const auto without_all = [&jpeg](int code) {
         Bytes out = jpeg;
         for (size_t at = find_marker(out, code); at < out.size(); at = find_marker(out, code))
@@ -78,37 +66,35 @@ TEST(JpegHeader, RefusalsLeaveTheirTrace) {
         return out;
     };
     const Bytes frame(jpeg.begin() + static_cast<ptrdiff_t>(sof), jpeg.begin() + static_cast<ptrdiff_t>(sof) + 19);
-    Bytes wide = changed(sof + 7, 50001 >> 8);
-    wide[sof + 8] = 50001 & 255;
     const struct {
         const char *what;
         Bytes jpeg;
     } kRows[] = {
         {"no SOI", without(jpeg, 0, 2)},
         {"a second frame", with_inserted(jpeg, sos, frame)},
-        {"an arithmetic frame", changed(sof + 1, 0xC9)},
-        {"a lossless frame", changed(sof + 1, 0xC3)},
-        {"12 bits", changed(sof + 4, 12)},
-        {"a frame length of another component count", changed(sof + 3, 20)},
-        {"a factor of 5", changed(sof + 11, 0x51)},
-        {"a factor of 0", changed(sof + 11, 0x01)},
-        {"a side of 50001", wide},
-        {"no height", changed(sof + 6, 0)},
+        {"an arithmetic frame", with(sof + 1, 0xC9)},
+        {"a lossless frame", with(sof + 1, 0xC3)},
+        {"12 bits", with(sof + 4, 12)},
+        {"a frame length of another component count", with(sof + 3, 20)},
+        {"a factor of 5", with(sof + 11, 0x51)},
+        {"a factor of 0", with(sof + 11, 0x01)},
+        {"a side of 50001", changed(with(sof + 7, 50001 >> 8), sof + 8, 50001)},
+        {"no height", with(sof + 6, 0)},
         {"no Huffman tables", without_all(0xC4)},
         {"no quantisation tables", without_all(0xDB)},
         {"no scan", without(jpeg, sos, jpeg.size())},
-        {"a table missing while slot 0 has one", changed(sof + 12, 3)},
-        {"quantisation table 4", changed(sof + 12, 4)},
-        {"Huffman table index 4", changed(find_marker(jpeg, 0xC4) + 4, 4)},
-        {"Huffman AC table index 20", changed(find_marker(jpeg, 0xC4) + 4, 0x14)},
+        {"a table missing while slot 0 has one", with(sof + 12, 3)},
+        {"quantisation table 4", with(sof + 12, 4)},
+        {"Huffman table index 4", with(find_marker(jpeg, 0xC4) + 4, 4)},
+        {"Huffman AC table index 20", with(find_marker(jpeg, 0xC4) + 4, 0x14)},
         {"DRI of another length", with_inserted(jpeg, sos, {0xFF, 0xDD, 0, 5, 0, 1, 2})},
         {"DHT of length 1", with_inserted(jpeg, sof, {0xFF, 0xC4, 0, 1})},
         {"DQT that does not come out even", with_inserted(jpeg, sof, {0xFF, 0xDB, 0, 4, 0, 1})},
-        {"a component twice in the scan", changed(sos + 7, jpeg[sos + 5])},
-        {"a component that the frame has not", changed(sos + 5, 99)},
-        {"a scan of 5 components", changed(sos + 4, 5)},
-        {"a Huffman table that no segment defined", changed(sos + 6, 0x22)},
-        {"an unknown number of components", changed(sof + 9, 2)},
+        {"a component twice in the scan", with(sos + 7, jpeg[sos + 5])},
+        {"a component that the frame has not", with(sos + 5, 99)},
+        {"a scan of 5 components", with(sos + 4, 5)},
+        {"a Huffman table that no segment defined", with(sos + 6, 0x22)},
+        {"an unknown number of components", with(sof + 9, 2)},
     };
     for (const auto &row : kRows) {
         LogCapture log;
@@ -151,9 +137,7 @@ TEST(JpegHeader, TheFirstQuantisationTableServesForMissingOnes) {
 }
 
 TEST(JpegHeader, ColoursAreGuessedFromMarkersAndIds) {
-    PictureSpec spec;
-    spec.colour = Colour::kRgb;
-    spec.h = spec.v = 1;
+    PictureSpec spec{.colour = Colour::kRgb, .h = 1, .v = 1};
     const Bytes rgb = turbo_picture(spec);  // ids "RGB", Adobe transform 0
     const size_t adobe = find_marker(rgb, 0xEE);
     ASSERT_LT(adobe, rgb.size());
@@ -201,9 +185,7 @@ TEST(JpegArguments, NullsAndSizesThatAreNone) {
 }
 
 TEST(JpegHeader, ProgressiveFramesFailCleanly) {
-    PictureSpec spec;
-    spec.progressive = true;
-    const Bytes jpeg = turbo_picture(spec);
+    const Bytes jpeg = turbo_picture({.progressive = true});
     for (const Kind kind : kAllKinds) {
         const Decoded ours = decode(jpeg, {.width = 64, .height = 48, .kind = kind, .fill = 3});
         EXPECT_EQ(ours.result, 0);
@@ -219,79 +201,57 @@ TEST(JpegHeader, ProgressiveFramesFailCleanly) {
     EXPECT_EQ(std::memcmp(session->ioInfo->source, jpeg.data(), jpeg.size()), 0);
 }
 
-ImageInfo quick_parse(const Bytes &jpeg, int32_t *result) {
-    ImageInfo info = {};
-    IoInfo *io = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(jpeg.data()), static_cast<int32_t>(jpeg.size()));
-    *result = BRIMJ_GetHInfo(io, &info);
-    VORELBRIM_Close_IO(io);
-    return info;
-}
-
 TEST(JpegQuickParse, SizesLayoutAndItsOwnTolerance) {
-    PictureSpec spec;
-    spec.width = 300;
-    spec.height = 200;
-    spec.h = 2;
-    spec.v = 1;
-    spec.restart_interval = 6;
+    PictureSpec spec{.width = 300, .height = 200, .h = 2, .v = 1, .restart_interval = 6};
     const Bytes jpeg = turbo_picture(spec);
     const size_t sof = find_marker(jpeg, 0xC0);
-    int32_t result;
-    ImageInfo info = quick_parse(jpeg, &result);
-    EXPECT_EQ(result, 1);
-    EXPECT_EQ(info.width, 300u);
-    EXPECT_EQ(info.height, 200u);
-    EXPECT_EQ(info.maxHSampling, 2u);
-    EXPECT_EQ(info.maxVSampling, 1u);
-    EXPECT_EQ(info.restartInterval, 6u);
-    EXPECT_EQ(info.numComponents, 3u);
-    EXPECT_EQ(info.progressive, 0u);
-
-    Bytes deep = jpeg;
-    deep[sof + 4] = 12;
-    info = quick_parse(deep, &result);
-    EXPECT_EQ(result, 1) << "a frame it does not know stops it, with what it has";
-    EXPECT_EQ(info.width, 0u);
-    Bytes wide = jpeg;
-    wide[sof + 7] = 0xC3;
-    wide[sof + 8] = 0x51;
-    quick_parse(wide, &result);
-    EXPECT_EQ(result, 0) << "50001 pixels";
-    quick_parse(head(jpeg, sof), &result);
-    EXPECT_EQ(result, 0) << "the end before a scan";
-
     spec.progressive = true;
-    info = quick_parse(turbo_picture(spec), &result);
-    EXPECT_EQ(info.progressive, 1u);
-    EXPECT_EQ(info.maxHSampling, 2u);
+    const struct {
+        const char *what;
+        Bytes jpeg;
+        int32_t result;
+        uint32_t width, height, max_h, max_v, restart, components, progressive;
+    } kRows[] = {
+        {"whole", jpeg, 1, 300, 200, 2, 1, 6, 3, 0},
+        {"progressive", turbo_picture(spec), 1, 300, 200, 2, 1, 6, 3, 1},
+        {"a frame it does not know stops it, with what it has", changed(jpeg, sof + 4, 12), 1, 0, 0, 0, 0, 6, 0, 0},
+        {"50001 pixels", changed(changed(jpeg, sof + 7, 0xC3), sof + 8, 0x51), 0, 0, 0, 0, 0, 6, 0, 0},
+        {"the end before a scan", head(jpeg, sof), 0, 0, 0, 0, 0, 0, 0, 0},
+    };
+    for (const auto &row : kRows) {
+        Input input(Kind::kMemory, row.jpeg);
+        ImageInfo info = {};
+        EXPECT_EQ(BRIMJ_GetHInfo(input.session()->ioInfo, &info), row.result) << row.what;
+        EXPECT_EQ((std::array{info.width, info.height, info.maxHSampling, info.maxVSampling, info.numComponents,
+                              info.progressive}),
+                  (std::array{row.width, row.height, row.max_h, row.max_v, row.components, row.progressive}))
+            << row.what;
+        if (row.result && row.width) EXPECT_EQ(info.restartInterval, row.restart) << row.what;
+    }
 }
 
 TEST(JpegQuickParse, EndOfImageAndThumbnails) {
     const Bytes jpeg = colour_picture();
-    IoInfo *io = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(jpeg.data()), static_cast<int32_t>(jpeg.size()));
+    Input whole(Kind::kMemory, jpeg);
     ImageInfo info = {};
-    EXPECT_EQ(BRIMJ_GetEOIOffset(io, &info), static_cast<int32_t>(jpeg.size()) - 2);
-    VORELBRIM_Close_IO(io);
+    EXPECT_EQ(BRIMJ_GetEOIOffset(whole.session()->ioInfo, &info), static_cast<int32_t>(jpeg.size()) - 2);
 
-    const auto walk = [](const Bytes &bytes, int32_t *result) {
-        Bytes copy = bytes;
-        IoInfo *input = VORELBRIM_Open_IO(1, copy.data(), static_cast<int32_t>(copy.size()));
-        StreamBuffer stream = {input, 0, input->size, 0, 0, BRIMJ_AllocateStreamBuffer(input)};
+    const auto walk = [](const Bytes &bytes) {
+        Input input(Kind::kMemory, bytes);
+        IoInfo *io = input.session()->ioInfo;
+        StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
         ThumbnailRecord record = {};
-        *result = BRIMJ_ParseFileHeader(&stream, 8, &record);
-        VORELBRIM_Close_IO(input);
+        EXPECT_EQ(BRIMJ_ParseFileHeader(&stream, 8, &record), 200);
         return record;
     };
-    int32_t result;
-    ThumbnailRecord record = walk(jpeg, &result);
-    EXPECT_EQ(result, 200);
+    ThumbnailRecord record = walk(jpeg);
     EXPECT_EQ(record.found, 0u);
     EXPECT_EQ(record.width, 64u) << "the picture's own";
 
     // APP0 with a raw thumbnail of 2 x 1.
     const Bytes jfif =
         cat({{0xFF, 0xE0}, big_16(2 + 14 + 6), text("JFIF"), {0, 1, 1, 0, 0, 1, 0, 1, 2, 1}, Bytes(6, 9)});
-    record = walk(with_inserted(jpeg, 2, jfif), &result);
+    record = walk(with_inserted(jpeg, 2, jfif));
     EXPECT_EQ(record.found, 1u);
     EXPECT_EQ(record.width, 2u);
     EXPECT_EQ(record.secondCode, 2u);
@@ -302,7 +262,7 @@ TEST(JpegQuickParse, EndOfImageAndThumbnails) {
     const Bytes comment = cat({{0xFF, 0xFE}, big_16(7002), Bytes(7000, 0x20)});
     const Bytes long_jfif =
         cat({{0xFF, 0xE0}, big_16(2 + 14 + 30000), text("JFIF"), {0, 1, 1, 0, 0, 1, 0, 1, 100, 100}, Bytes(30000, 9)});
-    record = walk(with_inserted(jpeg, 2, cat({comment, long_jfif})), &result);
+    record = walk(with_inserted(jpeg, 2, cat({comment, long_jfif})));
     EXPECT_EQ(record.found, 1u);
     EXPECT_EQ(record.offset, 2u + 7004 + 4 + 14);
     EXPECT_EQ(record.length, 30000u);
@@ -315,7 +275,7 @@ TEST(JpegQuickParse, EndOfImageAndThumbnails) {
                                 w(514), w(4), l(1), l(5), l(0), Bytes(5, 0xEE)});
         const Bytes exif =
             cat({{0xFF, 0xE1}, big_16(static_cast<uint32_t>(8 + tiff.size())), text("Exif"), {0, 0}, tiff});
-        record = walk(with_inserted(jpeg, 2, exif), &result);
+        record = walk(with_inserted(jpeg, 2, exif));
         EXPECT_EQ(record.found, 1u) << little;
         EXPECT_EQ(record.format, 6u);
         EXPECT_EQ(record.offset, 2u + 10 + 44);
@@ -323,7 +283,7 @@ TEST(JpegQuickParse, EndOfImageAndThumbnails) {
         // Offsets beyond the segment are no thumbnail.
         Bytes beyond = with_inserted(jpeg, 2, exif);
         beyond[2 + 10 + 14 + 2 + 8 + (little ? 1 : 2)] = 0x7F;
-        EXPECT_EQ(walk(beyond, &result).found, 0u);
+        EXPECT_EQ(walk(beyond).found, 0u);
     }
 }
 

@@ -21,6 +21,11 @@ inline size_t scan_data(const Bytes &bytes) {
     return sos + 2 + static_cast<size_t>(bytes[sos + 2] << 8 | bytes[sos + 3]);
 }
 
+inline Bytes changed(Bytes bytes, size_t at, int value) {
+    bytes[at] = static_cast<uint8_t>(value);
+    return bytes;
+}
+
 inline Bytes without(const Bytes &bytes, size_t from, size_t to) {
     Bytes out(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(from));
     out.insert(out.end(), bytes.begin() + static_cast<ptrdiff_t>(to), bytes.end());

@@ -23,11 +23,7 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
 #undef WRITERS
     constexpr int32_t kFormats[4] = {COLOR_RGB888, COLOR_RGB565, COLOR_RGBA8888, COLOR_BGRA8888};
     for (const auto &row : kRows) {
-        PictureSpec spec;
-        spec.width = 37;
-        spec.height = 21;
-        spec.h = row.h;
-        spec.v = row.v;
+        const PictureSpec spec{.width = 37, .height = 21, .h = row.h, .v = row.v};
         const Bytes jpeg = turbo_picture(spec);
         const auto coded = turbo_planes(jpeg);
         ASSERT_TRUE(coded);
@@ -58,52 +54,33 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
     }
 }
 
+template <auto kWrite>
+void of_three(JpegInfo *info, const uint8_t *const *p, int32_t width) {
+    kWrite(info, p[0], p[1], p[2], width);
+}
+template <auto kWrite>
+void of_four(JpegInfo *info, const uint8_t *const *p, int32_t width) {
+    kWrite(info, p[0], p[1], p[2], p[3], width);
+}
+
 TEST(JpegWriters, RowWritersStoreOneRow) {
     const struct {
         Colour colour;
         void (*write)(JpegInfo *, const uint8_t *const *, int32_t);
         void (*write_sums)(JpegInfo *, const uint32_t *, int32_t);
     } kRows[] = {
-        {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_YcbcrWriteOutput1to1(info, p[0], p[1], p[2], w);
-         },
-         BRIMJ_YcbcrWriteOutput},
-        {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_FastYcbcrWriteOutput(info, p[0], p[1], p[2], w);
-         },
-         nullptr},
-        {Colour::kYcc,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_FastYcbcrUpscaleWriteOutput(info, p[0], p[1], p[2], w);
-         },
-         nullptr},
+        {Colour::kYcc, of_three<BRIMJ_YcbcrWriteOutput1to1>, BRIMJ_YcbcrWriteOutput},
+        {Colour::kYcc, of_three<BRIMJ_FastYcbcrWriteOutput>, nullptr},
+        {Colour::kYcc, of_three<BRIMJ_FastYcbcrUpscaleWriteOutput>, nullptr},
         {Colour::kGray,
          [](JpegInfo *info, const uint8_t *const *p, int32_t w) { BRIMJ_GrayWriteOutput1to1(info, p[0], w); },
          BRIMJ_GrayWriteOutput},
-        {Colour::kRgb,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_RGBWriteOutput1to1(info, p[0], p[1], p[2], w);
-         },
-         BRIMJ_RGBWriteOutput},
-        {Colour::kCmyk,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_CMYKWriteOutput1to1(info, p[0], p[1], p[2], p[3], w);
-         },
-         nullptr},
-        {Colour::kYcck,
-         [](JpegInfo *info, const uint8_t *const *p, int32_t w) {
-             BRIMJ_YCCKWriteOutput1to1(info, p[0], p[1], p[2], p[3], w);
-         },
-         nullptr},
+        {Colour::kRgb, of_three<BRIMJ_RGBWriteOutput1to1>, BRIMJ_RGBWriteOutput},
+        {Colour::kCmyk, of_four<BRIMJ_CMYKWriteOutput1to1>, nullptr},
+        {Colour::kYcck, of_four<BRIMJ_YCCKWriteOutput1to1>, nullptr},
     };
     for (const auto &row : kRows) {
-        PictureSpec spec;
-        spec.width = 45;
-        spec.height = 9;
-        spec.h = spec.v = 1;
-        spec.colour = row.colour;
+        const PictureSpec spec{.width = 45, .height = 9, .colour = row.colour, .h = 1, .v = 1};
         const Bytes jpeg = turbo_picture(spec);
         const auto coded = turbo_planes(jpeg);
         ASSERT_TRUE(coded);
@@ -133,11 +110,9 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
     }
 }
 
-// Rows passed over count as rows of the picture and take no room in the output: what follows comes right at its start.
+// Rows passed over count as rows of the picture and take no place in the output: what follows comes right at its start.
 TEST(JpegWriters, SkippedRowsAreNotStored) {
-    PictureSpec spec;
-    spec.width = 96;
-    spec.height = 256;
+    const PictureSpec spec{.width = 96, .height = 256};
     const Bytes jpeg = turbo_picture(spec);
     for (const int scale : {1, 2, 4, 8}) {
         const int width = spec.width / scale, height = spec.height / scale;

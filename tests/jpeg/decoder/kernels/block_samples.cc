@@ -8,17 +8,28 @@ const uint8_t kZigzag[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18,
                              41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
                              30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
-double inverse_dct_at(const Block &block, const Quant &quant, double x, double y) {
-    double sum = 0;
-    for (int v = 0; v < 8; ++v) {
-        for (int u = 0; u < 8; ++u) {
-            if (block.c[8 * v + u] == 0) continue;
-            const double factor = (u ? 1 : M_SQRT1_2) * (v ? 1 : M_SQRT1_2) / 4;
-            sum += factor * block.c[8 * v + u] * quant[static_cast<size_t>(8 * v + u)] *
-                   std::cos((2 * x + 1) * u * M_PI / 16) * std::cos((2 * y + 1) * v * M_PI / 16);
-        }
+namespace {
+
+// The weight of coefficient u in sample x of a side, T.81 A.3.3: sides of 4 are means of two samples of the full size,
+// a side of 3 comes from the middles of its shares, sides of 2 and 1 are sums and differences.
+double weight(int side, int u, int x) {
+    if (u >= side) return 0;
+    if (side <= 2) return (u && x ? -1 : 1) / std::sqrt(8);
+    const auto at = [u](int place) { return (u ? 0.5 : std::sqrt(0.125)) * std::cos((2 * place + 1) * u * M_PI / 16); };
+    constexpr int kMiddles[3][2] = {{1, 1}, {3, 4}, {6, 6}};
+    if (side == 3) return (at(kMiddles[x][0]) + at(kMiddles[x][1])) / 2;
+    return side == 4 ? (at(2 * x) + at(2 * x + 1)) / 2 : at(x);
+}
+
+}  // namespace
+
+double exact_sample(const Block &block, const Quant &quant, int width, int height, int x, int y) {
+    double sum = 128;
+    for (int k = 0; k < 64; ++k) {
+        if (block.c[k] == 0) continue;
+        sum += weight(width, k % 8, x) * weight(height, k / 8, y) * block.c[k] * quant[static_cast<size_t>(k)];
     }
-    return sum + 128;
+    return sum;
 }
 
 std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block,

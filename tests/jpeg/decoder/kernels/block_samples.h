@@ -28,8 +28,8 @@ struct alignas(32) Block {
 };
 using Quant = std::array<uint16_t, 64>;
 
-// T.81 A.3.3 at any place of the block, in real numbers; not clamped, 128 added.
-double inverse_dct_at(const Block &block, const Quant &quant, double x, double y);
+// A sample of a width x height shape by its definition, in real numbers; not clamped, 128 added.
+double exact_sample(const Block &block, const Quant &quant, int width, int height, int x, int y);
 
 // Samples of one block, row by row, out of a kernel table or out of the single-block code.
 std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block, const Quant &quant);

@@ -46,19 +46,5 @@ TEST(Targets, NothingWiderThanTheLimitRuns) {
     EXPECT_EQ(all_tables(), tables);
 }
 
-TEST(Targets, EveryTableIsComplete) {
-    for (const KernelTable *table : all_tables()) {
-        for (const BlockRunFn idct : table->idct) EXPECT_NE(idct, nullptr) << table->name;
-        for (int f = 0; f < kPixelFormats; ++f) {
-            EXPECT_TRUE(table->ycc_row[f] && table->ycc_row_shared[f] && table->ycc_row_pair[f] && table->gray_row[f] &&
-                        table->rgb_row[f])
-                << table->name;
-        }
-        EXPECT_TRUE(table->dc_samples && table->even_samples && table->double_samples && table->interleave &&
-                    table->yuyv && table->unpack_means && table->multiply_black && table->ycc_to_inverted_rgb)
-            << table->name;
-    }
-}
-
 }  // namespace
 }  // namespace vorel::test
