@@ -63,7 +63,7 @@ TEST(Session, DestructionFreesWhatItOwnsAndNothingElse) {
     session->progress = static_cast<ProgressRecord *>(VORELBRIM_OsMalloc(sizeof(ProgressRecord)));
     session->regionMap = static_cast<uint32_t *>(VORELBRIM_OsMalloc(4));
     session->regionJobs = static_cast<RegionJob *>(VORELBRIM_OsMalloc(4));
-    for (void *&line : session->gifLineBuffers) line = VORELBRIM_OsMalloc(4);
+    for (void *&row : session->gifLineBuffers) row = VORELBRIM_OsMalloc(4);
     for (Midpoint *&midpoint : session->midpoints) midpoint = static_cast<Midpoint *>(VORELBRIM_OsMalloc(4));
     session->midpointCount = 1000000;  // from a stored blob; there are four slots
     session->fileBuffer = session->extraBuffer = caller_block;
@@ -100,62 +100,52 @@ TEST(Session, InputBufferIsFreedOnceAndReadsAsEmpty) {
     EXPECT_EQ(VORELBRIM_DestroyInputBuffer(stream.get()), 0);
 }
 
+DecInfo *child_of(DecInfo *parent) {
+    DecInfo *child = memory_session();
+    EXPECT_TRUE(adopt_child(parent, child));
+    return child;
+}
+
 TEST(SessionChildren, LinksEndWithEitherSide) {
-    DecInfo *parent = memory_session(), *first = memory_session(), *second = memory_session();
-    ASSERT_TRUE(adopt_child(parent, first));
-    ASSERT_TRUE(adopt_child(parent, second));
+    DecInfo *parent = memory_session(), *first = child_of(parent), *second = child_of(parent);
     EXPECT_EQ(second->childIndex, 1u);
     EXPECT_EQ(parent->childCount, 2);
     VORELBRIM_DestroyDecInfo(first);
     EXPECT_EQ(parent->children[0], nullptr);
     EXPECT_EQ(parent->children[1], second);
     EXPECT_EQ(parent->childCount, 2) << "not lowered";
-    DecInfo *third = memory_session();
-    ASSERT_TRUE(adopt_child(parent, third));
+    DecInfo *third = child_of(parent);
     EXPECT_EQ(third->childIndex, 0u) << "the first free slot";
     VORELBRIM_DestroyDecInfo(parent);
     EXPECT_EQ(second->parent, nullptr);
-    VORELBRIM_DestroyDecInfo(second);
-    VORELBRIM_DestroyDecInfo(third);
+    for (DecInfo *child : {second, third}) VORELBRIM_DestroyDecInfo(child);
 }
 
 TEST(SessionChildren, The33rdIsRefusedAndStrangersClearNoSlot) {
-    DecInfo *parent = memory_session();
+    DecInfo *parent = memory_session(), *extra = memory_session();
     DecInfo *children[kMaxChildren];
-    for (DecInfo *&child : children) ASSERT_TRUE(adopt_child(parent, child = memory_session()));
-    DecInfo *extra = memory_session();
+    for (DecInfo *&child : children) child = child_of(parent);
     EXPECT_FALSE(adopt_child(parent, extra));
     EXPECT_EQ(parent->childCount, kMaxChildren);
     extra->parent = parent;  // with childIndex 0, which is another's slot
     VORELBRIM_DestroyDecInfo(extra);
     EXPECT_EQ(parent->children[0], children[0]);
     for (DecInfo *child : children) VORELBRIM_DestroyDecInfo(child);
-    for (int round = 0; round < 100; ++round) {
-        DecInfo *child = memory_session();
-        ASSERT_TRUE(adopt_child(parent, child));
-        VORELBRIM_DestroyDecInfo(child);
-    }
+    for (int round = 0; round < 100; ++round) VORELBRIM_DestroyDecInfo(child_of(parent));
     EXPECT_EQ(parent->childCount, kMaxChildren) << "saturates";
     VORELBRIM_DestroyDecInfo(parent);
 }
 
 TEST(SessionChildren, CancelReachesThemWhileTheyComeAndGo) {
-    DecInfo *parent = memory_session();
-    DecInfo *steady = memory_session();
-    adopt_child(parent, steady);
+    DecInfo *parent = memory_session(), *steady = child_of(parent);
     std::thread worker([parent] {
-        for (int round = 0; round < 2000; ++round) {
-            DecInfo *child = memory_session();
-            adopt_child(parent, child);
-            VORELBRIM_DestroyDecInfo(child);
-        }
+        for (int round = 0; round < 2000; ++round) VORELBRIM_DestroyDecInfo(child_of(parent));
     });
     for (int round = 0; round < 2000; ++round) cancel_with_children(parent);
     worker.join();
     EXPECT_EQ(parent->abortFlag, 6u);
     EXPECT_EQ(steady->abortFlag, 6u);
-    VORELBRIM_DestroyDecInfo(steady);
-    VORELBRIM_DestroyDecInfo(parent);
+    for (DecInfo *session : {steady, parent}) VORELBRIM_DestroyDecInfo(session);
 }
 
 struct Calls {

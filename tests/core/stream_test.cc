@@ -26,14 +26,6 @@ struct Closed {
 };
 using OwnedIo = std::unique_ptr<IoInfo, Closed>;
 
-// A cursor with its block, over an input that it does not own.
-struct Cursor {
-    explicit Cursor(IoInfo *io) : block(BRIMJ_AllocateStreamBuffer(io)), stream{io, 0, io->size, 0, 0, block} {}
-    ~Cursor() { BRIMJ_ReleaseStreamBuffer(stream.io, block); }
-    uint8_t *block;
-    StreamBuffer stream;
-};
-
 TEST(OpenInput, RefusalsSetTheErrorWord) {
     LogCapture log;
     char directory[] = "/tmp", missing[] = "/nonexistent/x";
@@ -46,8 +38,7 @@ TEST(OpenInput, RefusalsSetTheErrorWord) {
         uint32_t kind;
         void *source;
         int32_t size;
-        uint32_t error;
-        size_t lines;
+        uint32_t error, lines;
     } cases[] = {
         {"kind 3", 3, memory, 4, 11, 0},
         {"callbacks have their own opening", 4, memory, 4, 11, 0},
@@ -138,21 +129,19 @@ TEST(SeekInput, Memory) {
 }
 
 TEST(SeekInput, StreamsGoForwardAndRewindOnlyByCallback) {
-    for (const bool rewinds : {true, false}) {
+    // Steps from one to the next, their results with and without a rewind, and where the source stands behind them.
+    constexpr struct {
+        int32_t offset, whence, result[2], position[2];
+    } kSteps[] = {{40, 1, {40, 40}, {40, 40}}, {1, 2, {-1, -1}, {40, 40}}, {-10, 2, {90, 90}, {90, 90}},
+                  {5, 0, {5, 0}, {5, 90}},     {-5, 0, {-1, 0}, {5, 90}},  {0, 0, {0, 0}, {0, 90}}};
+    for (const int without : {0, 1}) {
         StreamSource source(counted(100));
-        SessionGuard session(source.open(0, 0, rewinds));
-        IoInfo *io = session->ioInfo;
-        EXPECT_EQ(VORELBRIM_Seek_IO(io, 40, 1), 40);
-        EXPECT_EQ(source.position, 40u);
-        EXPECT_EQ(VORELBRIM_Seek_IO(io, 1, 2), -1);
-        EXPECT_EQ(VORELBRIM_Seek_IO(io, -10, 2), 90);
-        EXPECT_EQ(source.position, 90u);
-        EXPECT_EQ(VORELBRIM_Seek_IO(io, 5, 0), rewinds ? 5 : 0);
-        EXPECT_EQ(source.position, rewinds ? 5u : 90u);
-        EXPECT_EQ(io->position, rewinds ? 5 : 90);
-        EXPECT_EQ(VORELBRIM_Seek_IO(io, -5, 0), rewinds ? -1 : 0);
-        EXPECT_EQ(VORELBRIM_Seek_IO(io, 0, 0), 0);
-        EXPECT_EQ(source.position, rewinds ? 0u : 90u);
+        SessionGuard session(source.open(0, 0, !without));
+        for (const auto &step : kSteps) {
+            EXPECT_EQ(VORELBRIM_Seek_IO(session->ioInfo, step.offset, step.whence), step.result[without]);
+            EXPECT_EQ(session->ioInfo->position, step.position[without]);
+            EXPECT_EQ(source.position, static_cast<size_t>(step.position[without]));
+        }
     }
 }
 
@@ -198,23 +187,23 @@ TEST(ReadInput, ClaimsOfCallbacksAreNotBelieved) {
 TEST(Cursor, RefillsPromiseOnlyThatBytesWereAddedAndNeedsBeyondTheBlockMoveNothing) {
     for (const Kind kind : kAllKinds) {
         Input few(kind, counted(5)), many(kind, counted(40000));
-        Cursor small(few.session()->ioInfo), large(many.session()->ioInfo);
+        StreamCursor small(few.session()->ioInfo), large(many.session()->ioInfo);
         for (const int32_t result : {1, 0}) {
-            EXPECT_EQ(BRIMJ_CheckBuffer(&small.stream, 8), result);
-            EXPECT_EQ(small.stream.available, 5);
+            EXPECT_EQ(BRIMJ_CheckBuffer(small.stream(), 8), result);
+            EXPECT_EQ(small.stream()->available, 5);
         }
-        EXPECT_EQ(small.stream.offset, 0);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&small.stream, 5), 2);
-        ASSERT_EQ(BRIMJ_CheckBuffer(&large.stream, 1), 1);
-        ASSERT_EQ(large.stream.available, 16384);
-        consume(&large.stream, 16374);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&large.stream, 16375), 0);
-        EXPECT_EQ(large.stream.offset, 16374);
-        EXPECT_EQ(BRIMJ_CheckBuffer(&large.stream, 16374), 1);
-        EXPECT_EQ(large.stream.offset, 0);
-        EXPECT_EQ(large.stream.available, 16384);
-        EXPECT_EQ(large.stream.totalRead, 16384 + 16374);
-        EXPECT_EQ(0, std::memcmp(large.stream.buffer, counted(40000).data() + 16374, 16384));
+        EXPECT_EQ(small.stream()->offset, 0);
+        EXPECT_EQ(BRIMJ_CheckBuffer(small.stream(), 5), 2);
+        ASSERT_EQ(BRIMJ_CheckBuffer(large.stream(), 1), 1);
+        ASSERT_EQ(large.stream()->available, 16384);
+        consume(large.stream(), 16374);
+        EXPECT_EQ(BRIMJ_CheckBuffer(large.stream(), 16375), 0);
+        EXPECT_EQ(large.stream()->offset, 16374);
+        EXPECT_EQ(BRIMJ_CheckBuffer(large.stream(), 16374), 1);
+        EXPECT_EQ(large.stream()->offset, 0);
+        EXPECT_EQ(large.stream()->available, 16384);
+        EXPECT_EQ(large.stream()->totalRead, 16384 + 16374);
+        EXPECT_EQ(0, std::memcmp(large.stream()->buffer, counted(40000).data() + 16374, 16384));
     }
 }
 
@@ -222,29 +211,26 @@ TEST(Cursor, RefillsPromiseOnlyThatBytesWereAddedAndNeedsBeyondTheBlockMoveNothi
 TEST(Cursor, WalksSeeTheInputInOrder) {
     const Bytes bytes = counted(50000);
     const auto walk = [&](IoInfo *io, int32_t step) {
-        Cursor cursor(io);
+        StreamCursor cursor(io);
         size_t at = 0;
         for (int32_t round = 0; at < bytes.size(); ++round) {
             const int32_t wanted = 1 + (step * (round % 7)) % 16384;
             if (round % 5 == 4) {
                 at += static_cast<size_t>(step) * 3;
-                if (!skip_bytes(&cursor.stream, step * 3)) break;
+                if (!skip_bytes(cursor.stream(), step * 3)) break;
                 continue;
             }
-            if (!ensure_bytes(&cursor.stream, wanted) && cursor.stream.available == 0) break;
-            const auto some = static_cast<size_t>(std::min(wanted, cursor.stream.available));
+            if (!ensure_bytes(cursor.stream(), wanted) && cursor.stream()->available == 0) break;
+            const auto some = static_cast<size_t>(std::min(wanted, cursor.stream()->available));
             ASSERT_LE(at + some, bytes.size());
-            ASSERT_EQ(0, std::memcmp(unread(&cursor.stream), bytes.data() + at, some)) << "at " << at;
-            consume(&cursor.stream, static_cast<int32_t>(some));
+            ASSERT_EQ(0, std::memcmp(unread(cursor.stream()), bytes.data() + at, some)) << "at " << at;
+            consume(cursor.stream(), static_cast<int32_t>(some));
             at += some;
         }
         EXPECT_GE(at, bytes.size());
     };
     for (const int32_t step : {1, 13, 500, 4000, 16383}) {
-        for (const Kind kind : kAllKinds) {
-            Input input(kind, bytes);
-            walk(input.session()->ioInfo, step);
-        }
+        for (const Kind kind : kAllKinds) walk(Input(kind, bytes).session()->ioInfo, step);
         for (const int32_t chunk : {1, 7, 5000, 16383}) {
             StreamSource source(bytes, chunk);
             SessionGuard session(source.open());
@@ -256,25 +242,25 @@ TEST(Cursor, WalksSeeTheInputInOrder) {
 TEST(Cursor, SkipsBeyondTheInputAreItsEnd) {
     for (const Kind kind : kAllKinds) {
         Input input(kind, counted(100));
-        Cursor cursor(input.session()->ioInfo);
-        ASSERT_EQ(read_byte(&cursor.stream), 0);
-        EXPECT_TRUE(skip_bytes(&cursor.stream, 98));
-        EXPECT_GE(read_byte(&cursor.stream), 0);
-        skip_bytes(&cursor.stream, 1000);
-        EXPECT_EQ(read_byte(&cursor.stream), -1);
-        EXPECT_EQ(cursor.stream.totalRead, 1100);
-        EXPECT_FALSE(skip_bytes(&cursor.stream, INT64_C(1) << 40));
+        StreamCursor cursor(input.session()->ioInfo);
+        ASSERT_EQ(read_byte(cursor.stream()), 0);
+        EXPECT_TRUE(skip_bytes(cursor.stream(), 98));
+        EXPECT_GE(read_byte(cursor.stream()), 0);
+        skip_bytes(cursor.stream(), 1000);
+        EXPECT_EQ(read_byte(cursor.stream()), -1);
+        EXPECT_EQ(cursor.stream()->totalRead, 1100);
+        EXPECT_FALSE(skip_bytes(cursor.stream(), INT64_C(1) << 40));
     }
 }
 
 TEST(Cursor, EndlessSourcesEndWherePositionsDo) {
     const VorelReadFn endless = [](void *, void *, int32_t count) { return count; };
     const OwnedIo io(VORELBRIM_Open_Stream(nullptr, endless, nullptr, nullptr, 0));
-    Cursor cursor(io.get());
+    StreamCursor cursor(io.get());
     int64_t taken = 0;
-    while (BRIMJ_CheckBuffer(&cursor.stream, 1) != 0) {
-        taken += cursor.stream.available;
-        consume(&cursor.stream, cursor.stream.available);
+    while (BRIMJ_CheckBuffer(cursor.stream(), 1) != 0) {
+        taken += cursor.stream()->available;
+        consume(cursor.stream(), cursor.stream()->available);
     }
     EXPECT_EQ(taken, INT32_MAX);
 }

@@ -1,6 +1,7 @@
 // The vector twins of the utilities' kernels give the bytes of the scalar ones, at every width and beside no buffer.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "util/kernels/kernels.h"
@@ -9,13 +10,18 @@
 namespace vorel::test {
 namespace {
 
-std::vector<const UtilKernels *> vector_tables() {
+// What run(kernels) gives is the same with each vector table.
+template <typename Run>
+void expect_twins(const std::string &what, const Run &run) {
     const UtilKernels *tables[kMaxKernelTables];
     const int count = runnable_util_kernels(tables);
+    const Bytes expected = run(scalar_util_kernels());
     std::string names;
-    for (int i = 0; i < count; ++i) names += std::string(i ? ", " : "") + tables[i]->name;
+    for (int i = 0; i < count; ++i) {
+        names += std::string(i ? ", " : "") + tables[i]->name;
+        ASSERT_TRUE(run(*tables[i]) == expected) << tables[i]->name << " " << what;
+    }
     testing::Test::RecordProperty("targets", names);
-    return {tables + 1, tables + count};
 }
 
 constexpr int kWidest = 200;  // past two of the widest vectors
@@ -29,123 +35,76 @@ Bytes samples(size_t size, unsigned seed) {
     return bytes;
 }
 
-TEST(UtilKernels, FromYuvTwinsAgree) {
-    for (const UtilKernels *table : vector_tables()) {
-        for (int width = 1; width <= kWidest; ++width) {
-            const unsigned seed = static_cast<unsigned>(width);
-            GuardBuffer y0(samples(static_cast<size_t>(width), seed)),
-                y1(samples(static_cast<size_t>(width), seed + 1));
-            const size_t chroma = static_cast<size_t>(half_up(width));
-            for (int layout = 0; layout < kChromaLayouts; ++layout) {
-                const bool planar = layout == static_cast<int>(Chroma::kPlanar);
-                GuardBuffer first(samples(planar ? chroma : 2 * chroma, seed + 2)), second(samples(chroma, seed + 3));
-                for (int format = 0; format < kRgbFormats; ++format) {
-                    const size_t bytes =
-                        static_cast<size_t>(width) * (format == static_cast<int>(RgbFormat::kRgb) ? 3 : 4);
-                    for (const bool paired : {true, false}) {
-                        const auto run = [&](const UtilKernels &kernels, int row) {
-                            return whole_output(bytes, [&](uint8_t *out) {
-                                GuardBuffer other(bytes);
-                                uint8_t *rows[2] = {row ? other.data() : out, row ? out : other.data()};
-                                kernels.yuv_to_rgb[layout][format]({{y0.data(), paired ? y1.data() : nullptr},
-                                                                    first.data(),
-                                                                    second.data(),
-                                                                    width,
-                                                                    {rows[0], paired ? rows[1] : nullptr}});
-                            });
-                        };
-                        for (int row = 0; row < (paired ? 2 : 1); ++row)
-                            ASSERT_TRUE(run(*table, row) == run(scalar_util_kernels(), row))
-                                << table->name << " layout " << layout << " format " << format << " width " << width;
-                    }
-                }
-            }
-        }
-    }
-}
+TEST(UtilKernels, ColourTwinsAgree) {
+    for (int i = 0; i < kWidest * kChromaLayouts * 2; ++i) {
+        const int width = 1 + i / 2 / kChromaLayouts, layout = i / 2 % kChromaLayouts;
+        const bool paired = i % 2, planar = layout == static_cast<int>(Chroma::kPlanar);
+        const unsigned seed = static_cast<unsigned>(width);
+        const size_t pixels = static_cast<size_t>(width), below = paired ? pixels : 0;
+        const size_t chroma = static_cast<size_t>(half_up(width)), pairs = planar ? chroma : 2 * chroma;
+        const std::string what = "layout " + std::to_string(layout) + " width " + std::to_string(width);
+        const auto row = [&](uint8_t *second) { return paired ? second : nullptr; };
 
-TEST(UtilKernels, ToYuvTwinsAgree) {
-    for (const UtilKernels *table : vector_tables()) {
-        for (int width = 1; width <= kWidest; ++width) {
-            const size_t pixels = static_cast<size_t>(width), chroma = static_cast<size_t>(half_up(width));
-            GuardBuffer top(samples(pixels * 4, static_cast<unsigned>(width)));
-            GuardBuffer bottom(samples(pixels * 4, static_cast<unsigned>(width) + 1));
-            for (int layout = 0; layout < kChromaLayouts; ++layout) {
-                const bool planar = layout == static_cast<int>(Chroma::kPlanar);
-                for (const bool paired : {true, false}) {
-                    // All outputs behind one another, each in turn at the end.
-                    const auto run = [&](const UtilKernels &kernels) {
-                        Bytes all;
-                        for (const uint8_t fill : {0x11, 0xEE}) {
-                            GuardBuffer y0(pixels, fill), y1(pixels, fill), first(planar ? chroma : 2 * chroma, fill),
-                                second(chroma, fill);
-                            kernels.rgba_to_yuv[layout]({{top.data(), paired ? bottom.data() : nullptr},
-                                                         width,
-                                                         {y0.data(), paired ? y1.data() : nullptr},
-                                                         first.data(),
-                                                         second.data()});
-                            for (GuardBuffer *part : {&y0, &y1, &first, &second}) {
-                                const Bytes bytes = part->bytes();
-                                all.insert(all.end(), bytes.begin(), bytes.end());
-                            }
-                        }
-                        return all;
-                    };
-                    ASSERT_TRUE(run(*table) == run(scalar_util_kernels()))
-                        << table->name << " layout " << layout << " width " << width;
-                }
-            }
+        GuardBuffer y0(samples(pixels, seed)), y1(samples(pixels, seed + 1));
+        GuardBuffer first(samples(pairs, seed + 2)), second(samples(chroma, seed + 3));
+        for (int format = 0; format < kRgbFormats; ++format) {
+            const size_t bytes = format == static_cast<int>(RgbFormat::kRgb) ? 3 : 4;
+            expect_twins("to format " + std::to_string(format) + " from " + what, [&](const UtilKernels &kernels) {
+                return whole_outputs({pixels * bytes, below * bytes}, [&](uint8_t *const *out) {
+                    kernels.yuv_to_rgb[layout][format](
+                        {{y0.data(), row(y1.data())}, first.data(), second.data(), width, {out[0], row(out[1])}});
+                });
+            });
         }
+
+        GuardBuffer top(samples(pixels * 4, seed)), bottom(samples(pixels * 4, seed + 1));
+        expect_twins("to " + what, [&](const UtilKernels &kernels) {
+            return whole_outputs({pixels, below, pairs, planar ? chroma : 0}, [&](uint8_t *const *out) {
+                kernels.rgba_to_yuv[layout](
+                    {{top.data(), row(bottom.data())}, width, {out[0], row(out[1])}, out[2], out[3]});
+            });
+        });
     }
 }
 
 TEST(UtilKernels, PairTwinsAgree) {
-    for (const UtilKernels *table : vector_tables()) {
-        for (int count = 0; count <= kWidest; ++count) {
-            const size_t bytes = static_cast<size_t>(count) * 2;
-            GuardBuffer pairs(noise(bytes, 1)), first(noise(bytes / 2, 2)), second(noise(bytes / 2, 3));
-            const auto swapped = [&](const UtilKernels &kernels) {
-                return whole_output(bytes, [&](uint8_t *out) { kernels.swap_pairs(pairs.data(), count, out); });
-            };
-            const auto mixed = [&](const UtilKernels &kernels) {
-                return whole_output(bytes,
-                                    [&](uint8_t *out) { kernels.interleave(first.data(), second.data(), count, out); });
-            };
-            ASSERT_TRUE(swapped(*table) == swapped(scalar_util_kernels())) << table->name << count;
-            ASSERT_TRUE(mixed(*table) == mixed(scalar_util_kernels())) << table->name << count;
-        }
+    for (int count = 0; count <= kWidest; ++count) {
+        const size_t bytes = static_cast<size_t>(count) * 2;
+        GuardBuffer pairs(noise(bytes, 1)), first(noise(bytes / 2, 2)), second(noise(bytes / 2, 3));
+        expect_twins(std::to_string(count), [&](const UtilKernels &kernels) {
+            return whole_outputs({bytes, bytes}, [&](uint8_t *const *out) {
+                kernels.swap_pairs(pairs.data(), count, out[0]);
+                kernels.interleave(first.data(), second.data(), count, out[1]);
+            });
+        });
     }
 }
 
 TEST(UtilKernels, ResizeTwinsAgree) {
     constexpr int kSizes[] = {1, 2, 3, 5, 8, 15, 16, 17, 31, 40, 64, 65, 100, 131, 200, 500};
-    for (const UtilKernels *table : vector_tables()) {
-        for (int unit = 1; unit <= 4; ++unit) {
-            for (const int src : kSizes) {
-                GuardBuffer a(noise(static_cast<size_t>(src * unit), 4)), b(noise(static_cast<size_t>(src * unit), 5));
-                std::vector<int> sizes(std::begin(kSizes), std::end(kSizes));
-                for (const int step : {2, 4, 8})
-                    if (src % step == 0) sizes.push_back(src / step);
-                for (const int dst : sizes) {
-                    for (const int skipped : {0, dst / 3}) {
-                        ColumnTaps taps = {src, dst, unit, skipped, dst - skipped, nullptr, nullptr};
-                        std::vector<int32_t> ends(static_cast<size_t>(tap_blocks(taps)));
-                        std::vector<TapChunk> chunks;
-                        if (!ends.empty()) {
-                            chunks.resize(static_cast<size_t>(make_tap_chunks(taps, ends.data(), nullptr)));
-                            make_tap_chunks(taps, ends.data(), chunks.data());
-                            taps.chunks = chunks.data();
-                            taps.chunk_ends = ends.data();
-                        }
-                        const auto run = [&](const UtilKernels &kernels) {
-                            return whole_output(static_cast<size_t>(taps.count * unit), [&](uint8_t *out) {
-                                kernels.resize_row(taps, {a.data(), 64, b.data(), 64}, out);
-                            });
-                        };
-                        ASSERT_TRUE(run(*table) == run(scalar_util_kernels()))
-                            << table->name << " unit " << unit << " " << src << " to " << dst << " from " << skipped;
-                    }
+    for (int unit = 1; unit <= 4; ++unit) {
+        for (const int src : kSizes) {
+            GuardBuffer a(noise(static_cast<size_t>(src * unit), 4)), b(noise(static_cast<size_t>(src * unit), 5));
+            std::vector<int> sizes(std::begin(kSizes), std::end(kSizes));
+            for (const int step : {2, 4, 8})
+                if (src % step == 0) sizes.push_back(src / step);
+            for (size_t i = 0; i < 2 * sizes.size(); ++i) {
+                const int dst = sizes[i / 2], skipped = i % 2 ? dst / 3 : 0;
+                ColumnTaps taps = {src, dst, unit, skipped, dst - skipped, nullptr, nullptr};
+                std::vector<int32_t> ends(static_cast<size_t>(tap_blocks(taps)));
+                std::vector<TapChunk> chunks;
+                if (!ends.empty()) {
+                    chunks.resize(static_cast<size_t>(make_tap_chunks(taps, ends.data(), nullptr)));
+                    make_tap_chunks(taps, ends.data(), chunks.data());
+                    taps.chunks = chunks.data();
+                    taps.chunk_ends = ends.data();
                 }
+                const std::string what = std::to_string(src) + " to " + std::to_string(dst);
+                expect_twins(what + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
+                    return whole_output(static_cast<size_t>(taps.count * unit), [&](uint8_t *out) {
+                        kernels.resize_row(taps, {a.data(), 64, b.data(), 64}, out);
+                    });
+                });
             }
         }
     }
@@ -153,37 +112,30 @@ TEST(UtilKernels, ResizeTwinsAgree) {
 
 TEST(UtilKernels, TurnTwinsAgree) {
     constexpr int kSizes[] = {1, 3, 4, 7, 8, 9, 15, 16, 17, 33, 64, 70};
-    for (const UtilKernels *table : vector_tables()) {
-        for (int unit = 1; unit <= 4; ++unit) {
-            for (const int width : kSizes) {
-                for (const int height : kSizes) {
-                    GuardBuffer src(noise(area(width, height) * static_cast<size_t>(unit), 6));
-                    const auto turned = [&](const UtilKernels &kernels) {
-                        return whole_output(src.size(), [&](uint8_t *out) {
-                            kernels.transpose[unit]({src.data(), width * unit, out, height * unit, width, height});
-                        });
-                    };
-                    ASSERT_TRUE(turned(*table) == turned(scalar_util_kernels()))
-                        << table->name << " unit " << unit << " " << width << "x" << height;
-                }
+    for (int unit = 1; unit <= 4; ++unit) {
+        for (const int width : kSizes) {
+            for (const int height : kSizes) {
+                GuardBuffer src(noise(area(width, height) * static_cast<size_t>(unit), 6));
+                const std::string what = std::to_string(width) + "x" + std::to_string(height);
+                expect_twins(what + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
+                    return whole_output(src.size(), [&](uint8_t *out) {
+                        kernels.transpose[unit]({src.data(), width * unit, out, height * unit, width, height});
+                    });
+                });
             }
-            for (size_t count = 0; count <= kWidest; ++count) {
-                const size_t bytes = count * static_cast<size_t>(unit);
-                GuardBuffer src(noise(bytes, 7));
-                const auto reversed = [&](const UtilKernels &kernels) {
-                    return whole_output(bytes, [&](uint8_t *out) { kernels.reverse[unit](src.data(), count, out); });
-                };
-                const auto swapped = [&](const UtilKernels &kernels) {
-                    GuardBuffer a(noise(bytes, 8)), b(noise(bytes, 9));
-                    kernels.swap_reversed[unit](a.data(), b.data(), count);
-                    Bytes both = a.bytes();
-                    const Bytes back = b.bytes();
-                    both.insert(both.end(), back.begin(), back.end());
-                    return both;
-                };
-                ASSERT_TRUE(reversed(*table) == reversed(scalar_util_kernels())) << table->name << " " << count;
-                ASSERT_TRUE(swapped(*table) == swapped(scalar_util_kernels())) << table->name << " " << count;
-            }
+        }
+        for (size_t count = 0; count <= kWidest; ++count) {
+            const size_t bytes = count * static_cast<size_t>(unit);
+            GuardBuffer src(noise(bytes, 7));
+            const Bytes front = noise(bytes, 8), back = noise(bytes, 9);
+            expect_twins(std::to_string(count) + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
+                return whole_outputs({bytes, bytes, bytes}, [&](uint8_t *const *out) {
+                    kernels.reverse[unit](src.data(), count, out[0]);
+                    std::copy(front.begin(), front.end(), out[1]);
+                    std::copy(back.begin(), back.end(), out[2]);
+                    kernels.swap_reversed[unit](out[1], out[2], count);
+                });
+            });
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <list>
 #include <random>
 #include <thread>
 #include <utility>
@@ -155,19 +156,27 @@ Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int an
 }
 
 Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write) {
-    GuardBuffer first(size, 0x00), second(size, 0xA5);
-    write(first.data());
-    write(second.data());
-    // Where the buffer does not begin at a page there are zeros in front of it.
-    const size_t in_front = std::min<size_t>(64, reinterpret_cast<uintptr_t>(first.data()) % 4096);
-    for (size_t i = 1; i <= in_front; ++i) {
-        if (first.data()[-static_cast<ptrdiff_t>(i)] != 0) {
-            ADD_FAILURE() << "written in front of the output";
-            break;
+    return whole_outputs({size}, [&](uint8_t *const *out) { write(out[0]); });
+}
+
+Bytes whole_outputs(const std::vector<size_t> &sizes, const std::function<void(uint8_t *const *)> &write) {
+    Bytes runs[2];
+    for (const uint8_t fill : {0x00, 0xA5}) {
+        std::list<GuardBuffer> buffers;
+        std::vector<uint8_t *> starts;
+        for (const size_t size : sizes) starts.push_back(buffers.emplace_back(size, fill).data());
+        write(starts.data());
+        for (GuardBuffer &buffer : buffers) {
+            // Where the buffer does not begin at a page there are zeros in front of it.
+            const size_t in_front = std::min<size_t>(64, reinterpret_cast<uintptr_t>(buffer.data()) % 4096);
+            EXPECT_TRUE(std::all_of(buffer.data() - in_front, buffer.data(), [](uint8_t byte) { return byte == 0; }))
+                << "written in front of the output";
+            const Bytes bytes = buffer.bytes();
+            runs[fill != 0].insert(runs[fill != 0].end(), bytes.begin(), bytes.end());
         }
     }
-    EXPECT_TRUE(first.bytes() == second.bytes()) << "not every byte is written";
-    return first.bytes();
+    EXPECT_TRUE(runs[0] == runs[1]) << "not every byte is written";
+    return runs[0];
 }
 
 void on_every_target(const std::function<void(const char *target)> &check) {

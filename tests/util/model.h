@@ -47,9 +47,7 @@ size_t frame_bytes(int32_t format, int width, int height);
 size_t u_at(int32_t format, int width, int height, int x, int y);
 size_t v_at(int32_t format, int width, int height, int x, int y);
 
-// One plane of samples of `unit` bytes by the closed formula of the taps.
-Bytes model_resize_plane(const uint8_t *src, int src_width, int src_height, int dst_width, int dst_height, int unit);
-// A whole frame: COLOR_YUV420, COLOR_NV21, COLOR_RGBA8888 or COLOR_RGB888.
+// By the closed formula of the taps: COLOR_YUV420, COLOR_NV12, COLOR_NV21, COLOR_RGBA8888 or COLOR_RGB888.
 Bytes model_resize(int32_t format, const Bytes &src, int src_width, int src_height, int dst_width, int dst_height);
 
 // A frame turned clockwise by 90, 180 or 270 degrees, sample by sample.
@@ -58,6 +56,8 @@ Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int an
 // What write(dst) leaves in a buffer of that size, of which every byte has to be written and none beside it: the buffer
 // ends at a page that cannot be touched, and is filled with two different values.
 Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write);
+// The same of several buffers, behind one another.
+Bytes whole_outputs(const std::vector<size_t> &sizes, const std::function<void(uint8_t *const *)> &write);
 
 // Calls check with each vector target that runs here, scalar last, as the widest one there is.
 void on_every_target(const std::function<void(const char *target)> &check);

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <random>
 #include <thread>
 #include <vector>
@@ -53,11 +54,19 @@ struct Gate {
     }
 };
 
+vorel_threadpool *started(int32_t threads) {
+    vorel_threadpool *pool = vorel_threadpool_init(threads);
+    EXPECT_NE(pool, nullptr);
+    return pool;
+}
+void add_all(vorel_threadpool *pool, int count, void *(*routine)(void *), void *argument, int32_t block = 0) {
+    for (int i = 0; i < count; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, routine, argument, block), 1) << i;
+}
+
 TEST(ThreadPool, AMillionTasksOfShuffledProducersAllRun) {
     constexpr int kProducers = 5, kEach = kSlowBuild ? 20'000 : 200'000;
     std::atomic<int> runs{0};
-    vorel_threadpool *pool = vorel_threadpool_init(3);
-    ASSERT_NE(pool, nullptr);
+    vorel_threadpool *pool = started(3);
     std::vector<std::thread> producers;
     for (int i = 0; i < kProducers; ++i) {
         producers.emplace_back([&, i] {
@@ -79,11 +88,10 @@ TEST(ThreadPool, AMillionTasksOfShuffledProducersAllRun) {
 TEST(ThreadPool, RecordsOfRunningTasksCountAndAFullStoreIsMinusTwo) {
     Gate gate;
     std::atomic<int> runs{0};
-    vorel_threadpool *pool = vorel_threadpool_init(4);
-    ASSERT_NE(pool, nullptr);
-    for (int i = 0; i < 4; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
+    vorel_threadpool *pool = started(4);
+    add_all(pool, 4, Gate::enter, &gate);
     gate.wait_for(&Gate::inside, 4);
-    for (int i = 4; i < kStore; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1) << i;
+    add_all(pool, kStore - 4, count_up, &runs);
     EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
     std::atomic<int32_t> added{0};
     std::thread patient([&] { added = vorel_threadpool_add_task(pool, count_up, &runs, 1); });
@@ -100,25 +108,21 @@ TEST(ThreadPool, TasksStartInTheOrderOfTheirComing) {
     static std::vector<int> order;
     order.clear();
     std::vector<int> numbers(500);
-    vorel_threadpool *pool = vorel_threadpool_init(1);
-    ASSERT_NE(pool, nullptr);
-    for (int i = 0; i < 500; ++i) {
-        numbers[static_cast<size_t>(i)] = i;
-        const auto note = [](void *number) -> void * {
-            order.push_back(*static_cast<int *>(number));
-            return number;
-        };
-        ASSERT_EQ(vorel_threadpool_add_task(pool, note, &numbers[static_cast<size_t>(i)], 1), 1);
-    }
+    std::iota(numbers.begin(), numbers.end(), 0);
+    const auto note = [](void *number) -> void * {
+        order.push_back(*static_cast<int *>(number));
+        return number;
+    };
+    vorel_threadpool *pool = started(1);
+    for (int &number : numbers) add_all(pool, 1, note, &number, 1);
     vorel_threadpool_free(pool, 1);
     EXPECT_EQ(order, numbers);
 }
 
 TEST(ThreadPool, ShutdownWithoutWaitingReturnsAtOnceAndStillRunsAll) {
     Gate gate;
-    vorel_threadpool *pool = vorel_threadpool_init(2);
-    ASSERT_NE(pool, nullptr);
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
+    vorel_threadpool *pool = started(2);
+    add_all(pool, 100, Gate::enter, &gate);
     vorel_threadpool_free(pool, 0);
     gate.open_up();
     gate.wait_for(&Gate::passed, 100);
@@ -128,10 +132,9 @@ TEST(ThreadPool, ShutdownWithoutWaitingReturnsAtOnceAndStillRunsAll) {
 TEST(ThreadPool, WithoutThreadsTasksWaitForAHelper) {
     for (const int32_t threads : {0, -3}) {
         std::atomic<int> runs{0};
-        vorel_threadpool *pool = vorel_threadpool_init(threads);
-        ASSERT_NE(pool, nullptr);
+        vorel_threadpool *pool = started(threads);
         EXPECT_EQ(pool->threadCount, 0);
-        for (int i = 0; i < kStore; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1);
+        add_all(pool, kStore, count_up, &runs);
         EXPECT_EQ(runs.load(), 0);
         std::thread other(run_waiting_tasks, pool);
         run_waiting_tasks(pool);
@@ -146,9 +149,8 @@ TEST(ThreadPool, WithoutThreadsTasksWaitForAHelper) {
 TEST(ThreadPool, HelpersAndThreadsShareTheQueue) {
     for (int round = 0; round < 20; ++round) {
         std::atomic<int> runs{0};
-        vorel_threadpool *pool = vorel_threadpool_init(2);
-        ASSERT_NE(pool, nullptr);
-        for (int i = 0; i < 1500; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1);
+        vorel_threadpool *pool = started(2);
+        add_all(pool, 1500, count_up, &runs);
         run_waiting_tasks(pool);
         vorel_threadpool_free(pool, 1);
         EXPECT_EQ(runs.load(), 1500);
@@ -158,17 +160,16 @@ TEST(ThreadPool, HelpersAndThreadsShareTheQueue) {
 // Required: a null routine is queued, and its record is lost.
 TEST(ThreadPool, ARecordWithoutARoutineIsSkippedAndLost) {
     std::atomic<int> runs{0};
-    vorel_threadpool *pool = vorel_threadpool_init(1);
-    ASSERT_NE(pool, nullptr);
-    for (int i = 0; i < kStore - 1; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, nullptr, &runs, 0), 1);
-    for (int i = 0; i < 50; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 1), 1);
+    vorel_threadpool *pool = started(1);
+    add_all(pool, kStore - 1, nullptr, &runs);
+    add_all(pool, 50, count_up, &runs, 1);
     EXPECT_EQ(vorel_threadpool_add_task(pool, nullptr, &runs, 1), 1);
     EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
     vorel_threadpool_free(pool, 1);
     EXPECT_EQ(runs.load(), 50);
 }
 
-TEST(ThreadPool, NullPoolsAndCountsThatDoNotFit) {
+TEST(ThreadPool, NullPoolsCountsThatDoNotFitAndFailedAllocations) {
     EXPECT_EQ(vorel_threadpool_add_task(nullptr, count_up, nullptr, 0), -1);
     EXPECT_EQ(vorel_threadpool_add_task(nullptr, count_up, nullptr, 1), -1);
     EXPECT_EQ(vorel_threadpool_task_get_task(nullptr), nullptr);
@@ -176,9 +177,6 @@ TEST(ThreadPool, NullPoolsAndCountsThatDoNotFit) {
     vorel_threadpool_free(nullptr, 0);
     vorel_threadpool_free(nullptr, 1);
     vorel_threadpool_task_init(nullptr);
-}
-
-TEST(ThreadPool, FailedAllocationsGiveNoPool) {
     const size_t allocations = with_each_allocation_failing([](CountingAllocator &allocator) {
         vorel_threadpool *pool = vorel_threadpool_init(2);
         EXPECT_EQ(pool == nullptr, allocator.failed());
@@ -247,8 +245,7 @@ TEST(ThreadPool, WaitingTakesNoProcessorTime) {
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
     };
     Gate gate;
-    vorel_threadpool *pool = vorel_threadpool_init(4);
-    ASSERT_NE(pool, nullptr);
+    vorel_threadpool *pool = started(4);
     ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
     gate.wait_for(&Gate::inside, 1);
     std::thread opener([&] {

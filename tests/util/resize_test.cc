@@ -2,8 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstring>
-#include <tuple>
+#include <span>
 #include <vector>
 
 #include "support/counting_allocator.h"
@@ -17,11 +18,15 @@ struct Size {
 };
 enum Way { kChosen, kSingle, kThreaded };
 
-// The forms from one frame to another, brought to one signature.
+using Convert = void (*)(int32_t, int32_t, const uint8_t *, uint8_t *);
+
+// A form from one frame to another or into a canvas, brought to one signature.
 struct Family {
     const char *name;
     int32_t format;
-    void (*run)(Way way, const uint8_t *src, uint8_t *dst, Size from, Size to);
+    void (*run)(Way way, const uint8_t *src, uint8_t *dst, Size from, Size to, ResizeCanvas *canvas);
+    bool has_canvas;
+    Convert convert;  // what the resized frame goes through, if anything: these forms have one way
 };
 
 struct Planes {
@@ -34,33 +39,68 @@ struct Planes {
     }
 };
 
+// Calls form with the planes and what follows: three of them, or two.
+template <bool kPairs, auto kForm, typename... Rest>
+void with_planes(const uint8_t *src, Size from, Rest... rest) {
+    const Planes p(src, from);
+    if constexpr (kPairs) {
+        kForm(p.y, p.u, rest...);
+    } else {
+        kForm(p.y, p.u, p.v, rest...);
+    }
+}
+template <bool kPairs, auto kPlain, auto kInto, auto kSingleForm, auto kThreadedForm>
+void run_planes(Way way, const uint8_t *src, uint8_t *dst, Size s, Size d, ResizeCanvas *canvas) {
+    if (way == kChosen && canvas) return with_planes<kPairs, kInto>(src, s, canvas, s.width, s.height);
+    if (way == kChosen) return with_planes<kPairs, kPlain>(src, s, dst, s.width, s.height, d.width, d.height);
+    if (way == kSingle) with_planes<kPairs, kSingleForm>(src, s, dst, s.width, s.height, d.width, d.height, canvas);
+    if (way == kThreaded) with_planes<kPairs, kThreadedForm>(src, s, dst, s.width, s.height, d.width, d.height, canvas);
+}
+template <bool kPairs, auto kPlain, auto kInto>
+void run_fused(Way, const uint8_t *src, uint8_t *dst, Size s, Size d, ResizeCanvas *canvas) {
+    if (canvas) return with_planes<kPairs, kInto>(src, s, canvas, s.width, s.height);
+    with_planes<kPairs, kPlain>(src, s, dst, s.width, s.height, d.width, d.height);
+}
 using FrameFn = void (*)(const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
 template <FrameFn... kForms>
-void run_frame(Way way, const uint8_t *src, uint8_t *dst, Size from, Size to) {
+void run_frame(Way way, const uint8_t *src, uint8_t *dst, Size s, Size d, ResizeCanvas *) {
     constexpr FrameFn kByWay[] = {kForms...};
-    kByWay[way](src, dst, from.width, from.height, to.width, to.height);
+    kByWay[way](src, dst, s.width, s.height, d.width, d.height);
+}
+void run_rgba(Way way, const uint8_t *src, uint8_t *dst, Size s, Size d, ResizeCanvas *canvas) {
+    constexpr decltype(&vorel_resize_rgba8888_keep_ratio) kInto[] = {
+        vorel_resize_rgba8888_keep_ratio, vorel_resize_rgba8888_keep_ratio_sg, vorel_resize_rgba8888_keep_ratio_tps};
+    if (canvas) return kInto[way](src, canvas, s.width, s.height);
+    run_frame<vorel_resize_rgba8888, vorel_resize_rgba8888_sg, vorel_resize_rgba8888_tps>(way, src, dst, s, d, nullptr);
 }
 
+#define VOREL_PLANES(PAIRS, NAME)                                                                      \
+    run_planes<PAIRS, vorel_resize_##NAME, vorel_resize_##NAME##_keep_ratio, vorel_resize_##NAME##_sg, \
+               vorel_resize_##NAME##_tps>
+#define VOREL_FRAMES(NAME) run_frame<vorel_resize_##NAME, vorel_resize_##NAME##_sg, vorel_resize_##NAME##_tps>
+#define VOREL_FUSED(FORMAT, PAIRS, FROM, CONVERT) \
+    { #FROM, FORMAT, run_fused < PAIRS, vorel_resize_##FROM, vorel_resize_##FROM##_keep_ratio>, true, CONVERT }
 constexpr Family kFamilies[] = {
-    {"y_u_v", COLOR_YUV420,
-     [](Way way, const uint8_t *src, uint8_t *dst, Size s, Size d) {
-         const Planes p(src, s);
-         if (way == kChosen) return vorel_resize_y_u_v(p.y, p.u, p.v, dst, s.width, s.height, d.width, d.height);
-         (way == kSingle ? vorel_resize_y_u_v_sg : vorel_resize_y_u_v_tps)(p.y, p.u, p.v, dst, s.width, s.height,
-                                                                           d.width, d.height, nullptr);
-     }},
-    {"y_nv21", COLOR_NV21,
-     [](Way way, const uint8_t *src, uint8_t *dst, Size s, Size d) {
-         const Planes p(src, s);
-         if (way == kChosen) return vorel_resize_y_nv21(p.y, p.u, dst, s.width, s.height, d.width, d.height);
-         (way == kSingle ? vorel_resize_y_nv21_sg : vorel_resize_y_nv21_tps)(p.y, p.u, dst, s.width, s.height, d.width,
-                                                                             d.height, nullptr);
-     }},
-    {"yuv420", COLOR_YUV420, run_frame<vorel_resize_yuv420, vorel_resize_yuv420_sg, vorel_resize_yuv420_tps>},
-    {"nv21", COLOR_NV21, run_frame<vorel_resize_nv21, vorel_resize_nv21_sg, vorel_resize_nv21_tps>},
-    {"rgba8888", COLOR_RGBA8888, run_frame<vorel_resize_rgba8888, vorel_resize_rgba8888_sg, vorel_resize_rgba8888_tps>},
-    {"rgb888", COLOR_RGB888, run_frame<vorel_resize_rgb888, vorel_resize_rgb888, vorel_resize_rgb888>},
-};
+    {"y_u_v", COLOR_YUV420, VOREL_PLANES(false, y_u_v), true, nullptr},
+    {"y_nv21", COLOR_NV21, VOREL_PLANES(true, y_nv21), true, nullptr},
+    {"yuv420", COLOR_YUV420, VOREL_FRAMES(yuv420), false, nullptr},
+    {"nv21", COLOR_NV21, VOREL_FRAMES(nv21), false, nullptr},
+    {"rgba8888", COLOR_RGBA8888, run_rgba, true, nullptr},
+    {"rgb888", COLOR_RGB888, run_frame<vorel_resize_rgb888, vorel_resize_rgb888, vorel_resize_rgb888>, false, nullptr},
+    VOREL_FUSED(COLOR_NV21, true, y_nv21_to_rgba, nv21_to_rgba8888),
+    VOREL_FUSED(COLOR_NV21, true, y_nv12_to_rgba, nv12_to_rgba8888),
+    VOREL_FUSED(COLOR_NV21, true, y_nv21_to_bgra, nv21_to_bgra8888),
+    VOREL_FUSED(COLOR_NV21, true, y_nv12_to_bgra, nv12_to_bgra8888),
+    VOREL_FUSED(COLOR_YUV420, false, y_u_v_to_rgba, yuv420_to_rgba8888),
+    VOREL_FUSED(COLOR_YUV420, false, y_u_v_to_bgra, yuv420_to_bgra8888)};
+const std::span kResizers(kFamilies, 6);
+
+Bytes converted(const Family &family, const Bytes &frame, Size size) {
+    if (!family.convert) return frame;
+    Bytes out(area(size.width, size.height) * 4);
+    family.convert(size.width, size.height, frame.data(), out.data());
+    return out;
+}
 
 std::string named(const Family &family, Size s, Size d) {
     return std::string(family.name) + " " + std::to_string(s.width) + "x" + std::to_string(s.height) + " to " +
@@ -79,10 +119,11 @@ TEST(Resize, EveryFormEqualsTheClosedFormula) {
         for (const Family &family : kFamilies) {
             const Bytes noisy = noise(frame_bytes(family.format, from.width, from.height), 3);
             GuardBuffer src(noisy);
-            const Bytes expected = model_resize(family.format, noisy, from.width, from.height, to.width, to.height);
+            const Bytes expected =
+                converted(family, model_resize(family.format, noisy, from.width, from.height, to.width, to.height), to);
             for (const Way way : {kChosen, kSingle, kThreaded}) {
-                const Bytes out =
-                    whole_output(expected.size(), [&](uint8_t *dst) { family.run(way, src.data(), dst, from, to); });
+                const Bytes out = whole_output(
+                    expected.size(), [&](uint8_t *dst) { family.run(way, src.data(), dst, from, to, nullptr); });
                 ASSERT_TRUE(out == expected) << named(family, from, to) << " way " << way;
             }
         }
@@ -99,9 +140,9 @@ TEST(Resize, KnownValues) {
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 9), (Bytes{16, 18, 20, 56, 58, 60, 104, 106, 108}));
     EXPECT_EQ(Bytes(out.begin() + 9, out.end()), Bytes(8, 252));
     // At its own size a picture loses its two lowest bits.
-    for (const Family &family : kFamilies) {
+    for (const Family &family : kResizers) {
         Bytes src = noise(frame_bytes(family.format, 21, 13), 1), same(src.size());
-        family.run(kChosen, src.data(), same.data(), {21, 13}, {21, 13});
+        family.run(kChosen, src.data(), same.data(), {21, 13}, {21, 13}, nullptr);
         for (uint8_t &byte : src) byte &= 0xFC;
         EXPECT_TRUE(same == src) << family.name;
     }
@@ -114,10 +155,10 @@ TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
         const Size from = {1 + height * 11 % 29, height};
         const int to_height = height % 3 == 0 ? height * 2 : height % 5 ? height / 2 : height / 17;
         const Size to = {1 + height * 5 % 23, 1 + to_height};
-        for (const Family &family : kFamilies) {
+        for (const Family &family : kResizers) {
             Bytes single(frame_bytes(family.format, to.width, to.height), 1), threaded(single.size(), 2);
-            family.run(kSingle, src.data(), single.data(), from, to);
-            family.run(kThreaded, src.data(), threaded.data(), from, to);
+            family.run(kSingle, src.data(), single.data(), from, to, nullptr);
+            family.run(kThreaded, src.data(), threaded.data(), from, to, nullptr);
             ASSERT_TRUE(single == threaded) << named(family, from, to);
         }
     }
@@ -137,16 +178,25 @@ TEST(Resize, HighSourcesAreCutIntoTheSpecifiedBands) {
     }
 }
 
+// A record at its picture's start, as it stands before the first band.
+ResizeBand band_of(const uint8_t *src, Size from, uint8_t *dst, Size to, int rows) {
+    ResizeBand band = {};
+    band.srcWidth = from.width;
+    band.srcHeight = from.height;
+    band.dstWidth = to.width;
+    band.dstHeight = to.height;
+    band.srcY = band.srcU = band.srcV = src;
+    band.dst = dst;
+    band.bandRows = rows;
+    band.tapA = from.height >> 2;
+    band.tapB = 3 * from.height >> 2;
+    return band;
+}
+
 // A record moved on band by band stands where the walk over all its rows stands: each tap's target grows by itself.
 TEST(Resize, RecordsMoveOnAsTheTapsDo) {
     for (const auto &[from, to] : {std::pair(1040, 700), {2000, 2600}, {1024, 3}, {100, 1}, {7, 50}}) {
-        ResizeBand band = {};
-        band.srcWidth = band.dstWidth = 4;
-        band.srcHeight = from;
-        band.dstHeight = to;
-        band.bandRows = 32;
-        band.tapA = from >> 2;
-        band.tapB = 3 * from >> 2;
+        ResizeBand band = band_of(nullptr, {4, from}, nullptr, {4, to}, 32);
         int64_t tap_a = from >> 2, tap_b = 3 * from >> 2, accumulator = 0, rows_a = 0, rows_b = 0;
         for (int done = 0; done < from; done += 32) {
             const int rows = std::min(32, from - done);
@@ -155,10 +205,9 @@ TEST(Resize, RecordsMoveOnAsTheTapsDo) {
                 for (; tap_b - accumulator < to; tap_b += from) ++rows_b;
             }
             vorel_resize_rgba8888_get_pos(&band);
-            ASSERT_EQ(band.rowsThisBand, rows);
-            ASSERT_EQ(band.tapA, tap_a) << from << " to " << to << " at " << done;
-            ASSERT_EQ(band.tapB, tap_b) << from << " to " << to << " at " << done;
-            ASSERT_EQ(band.accumulator, accumulator);
+            const int64_t have[] = {band.rowsThisBand, band.tapA, band.tapB, band.accumulator},
+                          want[] = {rows, tap_a, tap_b, accumulator};
+            ASSERT_TRUE(std::equal(have, have + 4, want)) << from << " to " << to << " at " << done;
             ASSERT_EQ(band.firstTapRow, static_cast<size_t>(rows_a) * 16);
             ASSERT_EQ(band.secondTapRow, static_cast<size_t>(rows_b) * 16);
             ASSERT_EQ(band.srcOffset, static_cast<size_t>(done + rows) * 16);
@@ -166,45 +215,37 @@ TEST(Resize, RecordsMoveOnAsTheTapsDo) {
     }
 }
 
-TEST(Resize, ATaskWithoutACanvasOrASourceEnds) {
-    uint8_t pixels[64] = {};
+TEST(Resize, ATaskWithoutACanvasASourceOrScratchEnds) {
+    uint8_t pixels[100] = {};
     const ResizeCanvas canvas = {pixels, 0, 4, 0, 0, 4};
-    ResizeBand band = {};
-    band.srcWidth = band.srcHeight = band.dstWidth = band.dstHeight = 2;
-    band.srcY = band.dst = pixels;
-    band.canvas = &canvas;
-    band.rowsThisBand = 2;
-    vorel_resize_rgba8888_keep_ratio_tp(&band);
-    EXPECT_EQ(band.finished, 1);
-
-    // Nor does one without a source, whichever plane it is that is missing.
-    for (int missing = 0; missing < 3; ++missing) {
-        const uint8_t *planes[3] = {pixels, pixels, pixels};
-        planes[missing] = nullptr;
-        ResizeBand some = {};
-        some.srcWidth = some.srcHeight = some.dstWidth = some.dstHeight = 4;
-        some.rowsThisBand = some.bandRows = 4;
-        some.chromaRowsThisBand = 2;
-        some.dst = pixels;
-        some.srcY = planes[0], some.srcU = planes[1], some.srcV = planes[2];
-        vorel_resize_y_u_v_tp(&some);
-        EXPECT_EQ(some.finished, 1);
-        EXPECT_EQ(some.rowsDone, 0);
-        vorel_resize_y_u_v_get_pos(&some);
-        EXPECT_EQ(some.rowsDone, 4);
+    // The first has all but an empty canvas, the next lack a plane each, the last its scratch.
+    for (int lack = 0; lack < 5; ++lack) {
+        const int size = lack < 4 ? 4 : 5;
+        ResizeBand band = band_of(pixels, {size, size}, pixels, {size, size}, 4);
+        band.rowsThisBand = 4;
+        band.chromaRowsThisBand = 2;
+        if (lack == 0) band.canvas = &canvas;
+        if (lack == 1) band.srcY = nullptr;
+        if (lack == 2) band.srcU = nullptr;
+        if (lack == 3) band.srcV = nullptr;
+        lack ? vorel_resize_y_u_v_tp(&band) : vorel_resize_rgba8888_keep_ratio_tp(&band);
+        EXPECT_EQ(band.finished, 1) << lack;
+        EXPECT_EQ(band.rowsDone, 0) << lack;
+        vorel_resize_y_u_v_get_pos(&band);
+        EXPECT_EQ(band.rowsDone, 4) << lack;
     }
 }
 
 // Frames that are worth threads, on threads.
 TEST(Resize, RepeatedThreadedRunsAreEqual) {
     const Size from = {11'111, 1039}, to = {1021, 777};
-    for (const Family &family : kFamilies) {
+    for (const Family &family : kResizers) {
         const Bytes src = noise(frame_bytes(family.format, from.width, from.height), 2);
         Bytes single(frame_bytes(family.format, to.width, to.height)), threaded = single;
-        family.run(kSingle, src.data(), single.data(), from, to);
+        family.run(kSingle, src.data(), single.data(), from, to, nullptr);
         for (int i = 0; i < (kSlowBuild ? 3 : 20); ++i) {
             std::fill(threaded.begin(), threaded.end(), 0);
-            family.run(kThreaded, src.data(), threaded.data(), from, to);
+            family.run(kThreaded, src.data(), threaded.data(), from, to, nullptr);
             ASSERT_TRUE(single == threaded) << named(family, from, to);
         }
     }
@@ -217,16 +258,7 @@ TEST(Resize, BandsOfAnyHeightMakeTheWholeResult) {
             const Bytes src = noise(area(36, 61) * 4, 5);
             const Bytes expected = model_resize(COLOR_RGBA8888, src, 36, 61, to.width, to.height);
             const Bytes out = whole_output(expected.size(), [&](uint8_t *dst) {
-                ResizeBand band = {};
-                band.srcWidth = from.width;
-                band.srcHeight = from.height;
-                band.dstWidth = to.width;
-                band.dstHeight = to.height;
-                band.srcY = src.data();
-                band.dst = dst;
-                band.bandRows = band_rows;
-                band.tapA = from.height >> 2;
-                band.tapB = (3 * from.height) >> 2;
+                ResizeBand band = band_of(src.data(), from, dst, to, band_rows);
                 std::vector<ResizeBand> bands;
                 while (band.rowsDone < from.height) {
                     bands.push_back(band);
@@ -242,60 +274,9 @@ TEST(Resize, BandsOfAnyHeightMakeTheWholeResult) {
             EXPECT_TRUE(out == expected) << to.height << " in bands of " << band_rows;
         }
     }
-    // Without the scratch that it needs a band ends at once.
-    Bytes plane(100, 1);
-    ResizeBand band = {};
-    band.srcWidth = band.srcHeight = 10;
-    band.dstWidth = band.dstHeight = 5;
-    band.srcY = band.srcU = band.srcV = plane.data();
-    band.rowsThisBand = 10;
-    vorel_resize_y_u_v_tp(&band);
-    EXPECT_EQ(band.finished, 1);
-    EXPECT_EQ(band.rowsDone, 0);
 }
 
 // ---- Canvases
-
-using IntoCanvas = void (*)(const uint8_t *src, ResizeCanvas *canvas, Size from);
-struct CanvasFamily {
-    const char *name;
-    int32_t format;
-    IntoCanvas forms[3];
-};
-template <auto kForm>
-void planes_into(const uint8_t *src, ResizeCanvas *canvas, Size s) {
-    const Planes p(src, s);
-    kForm(p.y, p.u, p.v, nullptr, s.width, s.height, 0, 0, canvas);
-}
-template <auto kForm>
-void pairs_into(const uint8_t *src, ResizeCanvas *canvas, Size s) {
-    const Planes p(src, s);
-    kForm(p.y, p.u, nullptr, s.width, s.height, 0, 0, canvas);
-}
-template <auto kForm>
-void packed_into(const uint8_t *src, ResizeCanvas *canvas, Size s) {
-    kForm(src, canvas, s.width, s.height);
-}
-constexpr CanvasFamily kCanvasFamilies[] = {
-    {"y_u_v",
-     COLOR_YUV420,
-     {[](const uint8_t *src, ResizeCanvas *canvas, Size s) {
-          const Planes p(src, s);
-          vorel_resize_y_u_v_keep_ratio(p.y, p.u, p.v, canvas, s.width, s.height);
-      },
-      planes_into<vorel_resize_y_u_v_sg>, planes_into<vorel_resize_y_u_v_tps>}},
-    {"y_nv21",
-     COLOR_NV21,
-     {[](const uint8_t *src, ResizeCanvas *canvas, Size s) {
-          const Planes p(src, s);
-          vorel_resize_y_nv21_keep_ratio(p.y, p.u, canvas, s.width, s.height);
-      },
-      pairs_into<vorel_resize_y_nv21_sg>, pairs_into<vorel_resize_y_nv21_tps>}},
-    {"rgba8888",
-     COLOR_RGBA8888,
-     {packed_into<vorel_resize_rgba8888_keep_ratio>, packed_into<vorel_resize_rgba8888_keep_ratio_sg>,
-      packed_into<vorel_resize_rgba8888_keep_ratio_tps>}},
-};
 
 // A plane laid into a plane filled with one value.
 Bytes pasted(const uint8_t *src, Size from, Size to, int left, int top, int unit, uint8_t fill) {
@@ -338,15 +319,18 @@ constexpr CanvasCase kCanvasCases[] = {
 TEST(Resize, CanvasesTakeThePictureAndItsEdgesCutIt) {
     for (const CanvasCase &c : kCanvasCases) {
         const Size target = {c.target, c.from.height * c.target / c.from.width};
-        for (const CanvasFamily &family : kCanvasFamilies) {
+        for (const Family &family : kFamilies) {
+            if (!family.has_canvas) continue;
             const Bytes src = noise(frame_bytes(family.format, c.from.width, c.from.height), 6);
             const Bytes picture =
                 model_resize(family.format, src, c.from.width, c.from.height, target.width, target.height);
-            const Bytes expected = model_canvas(family.format, picture, target, c.canvas, c.left, c.top);
-            for (const IntoCanvas form : family.forms) {
+            const Bytes expected =
+                converted(family, model_canvas(family.format, picture, target, c.canvas, c.left, c.top), c.canvas);
+            for (const Way way : {kChosen, kSingle, kThreaded}) {
                 const Bytes out = whole_output(expected.size(), [&](uint8_t *pixels) {
                     ResizeCanvas canvas = {pixels, c.canvas.width, c.canvas.height, c.left, c.top, c.target};
-                    form(src.data(), &canvas, c.from);
+                    family.run(way, src.data(), nullptr, c.from, {}, &canvas);
+                    EXPECT_EQ(canvas.pixels, pixels);
                 });
                 ASSERT_TRUE(out == expected) << family.name << " at " << c.left << "," << c.top;
             }
@@ -364,10 +348,9 @@ TEST(Resize, CanvasesTooSmallStayUntouched) {
     for (ResizeCanvas canvas : kCanvases) {
         GuardBuffer pixels(64, 5);
         canvas.pixels = pixels.data();
-        for (const CanvasFamily &family : kCanvasFamilies)
-            for (const IntoCanvas form : family.forms) form(src.data(), &canvas, {40, 30});
-        vorel_resize_y_nv21_to_rgba_keep_ratio(src.data(), src.data(), &canvas, 40, 30);
-        vorel_resize_y_u_v_to_bgra_keep_ratio(src.data(), src.data(), src.data(), &canvas, 40, 30);
+        for (const Family &family : kFamilies)
+            for (const Way way : {kChosen, kSingle, kThreaded})
+                if (family.has_canvas) family.run(way, src.data(), nullptr, {40, 30}, {}, &canvas);
         EXPECT_EQ(pixels.bytes(), Bytes(64, 5));
     }
     ResizeCanvas flat = {nullptr, 64, 48, 0, 0, 32};  // 40 x 1 gives a height of 0
@@ -382,69 +365,6 @@ TEST(Resize, CanvasesTooSmallStayUntouched) {
     EXPECT_EQ(pixels.bytes(), Bytes(64, 5));
 }
 
-// ---- Fused forms
-
-using Convert = void (*)(int32_t, int32_t, const uint8_t *, uint8_t *);
-struct Fused {
-    const char *name;
-    bool planes;
-    Convert convert;
-    void (*pairs)(const uint8_t *, const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
-    void (*pairs_into)(const uint8_t *, const uint8_t *, ResizeCanvas *, int32_t, int32_t);
-    void (*three)(const uint8_t *, const uint8_t *, const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
-    void (*three_into)(const uint8_t *, const uint8_t *, const uint8_t *, ResizeCanvas *, int32_t, int32_t);
-};
-#define VOREL_FUSED_PAIRS(FORMAT, TO)                                                  \
-    {                                                                                  \
-#FORMAT #TO, false, FORMAT##_to_##TO##8888, vorel_resize_y_##FORMAT##_to_##TO, \
-            vorel_resize_y_##FORMAT##_to_##TO##_keep_ratio, nullptr, nullptr           \
-    }
-#define VOREL_FUSED_PLANES(TO)                                                         \
-    {                                                                                  \
-#TO, true, yuv420_to_##TO##8888, nullptr, nullptr, vorel_resize_y_u_v_to_##TO, \
-            vorel_resize_y_u_v_to_##TO##_keep_ratio                                    \
-    }
-constexpr Fused kFused[] = {VOREL_FUSED_PAIRS(nv21, rgba), VOREL_FUSED_PAIRS(nv12, rgba), VOREL_FUSED_PAIRS(nv21, bgra),
-                            VOREL_FUSED_PAIRS(nv12, bgra), VOREL_FUSED_PLANES(rgba),      VOREL_FUSED_PLANES(bgra)};
-
-TEST(Resize, FusedFormsAreTheResizerAndTheConverter) {
-    for (const Fused &fused : kFused) {
-        const int32_t format = fused.planes ? COLOR_YUV420 : COLOR_NV21;
-        for (const auto &[from, to] : {std::tuple(Size{40, 30}, Size{21, 17}), {{30, 1030}, {16, 1300}}}) {
-            const Bytes src = noise(frame_bytes(format, from.width, from.height), 7);
-            const Planes p(src.data(), from);
-            const Bytes small = model_resize(format, src, from.width, from.height, to.width, to.height);
-            Bytes expected(area(to.width, to.height) * 4);
-            fused.convert(to.width, to.height, small.data(), expected.data());
-            EXPECT_TRUE(whole_output(expected.size(),
-                                     [&, s = from, d = to](uint8_t *out) {
-                                         fused.planes
-                                             ? fused.three(p.y, p.u, p.v, out, s.width, s.height, d.width, d.height)
-                                             : fused.pairs(p.y, p.u, out, s.width, s.height, d.width, d.height);
-                                     }) == expected)
-                << fused.name;
-        }
-        const CanvasCase &c = kCanvasCases[2];
-        const Size target = {c.target, c.from.height * c.target / c.from.width};
-        const Bytes src = noise(frame_bytes(format, c.from.width, c.from.height), 8);
-        const Planes p(src.data(), c.from);
-        const Bytes canvas_yuv =
-            model_canvas(format, model_resize(format, src, c.from.width, c.from.height, target.width, target.height),
-                         target, c.canvas, c.left, c.top);
-        Bytes expected(area(c.canvas.width, c.canvas.height) * 4);
-        fused.convert(c.canvas.width, c.canvas.height, canvas_yuv.data(), expected.data());
-        EXPECT_TRUE(
-            whole_output(expected.size(),
-                         [&](uint8_t *out) {
-                             ResizeCanvas canvas = {out, c.canvas.width, c.canvas.height, c.left, c.top, c.target};
-                             fused.planes ? fused.three_into(p.y, p.u, p.v, &canvas, c.from.width, c.from.height)
-                                          : fused.pairs_into(p.y, p.u, &canvas, c.from.width, c.from.height);
-                             EXPECT_EQ(canvas.pixels, out);
-                         }) == expected)
-            << fused.name;
-    }
-}
-
 TEST(Resize, SizesThatMakeNoFrameTouchNothing) {
     // The first has more bytes than there are addresses, as RGBA.
     constexpr Size kBad[] = {{INT32_MAX, INT32_MAX}, {0, 4}, {4, 0}, {-4, 4}, {4, -4}, {INT32_MIN, INT32_MIN}};
@@ -453,16 +373,10 @@ TEST(Resize, SizesThatMakeNoFrameTouchNothing) {
         for (const Family &family : kFamilies) {
             for (const Way way : {kChosen, kSingle, kThreaded}) {
                 if (bad.width > 0 && bad.height > 0 && family.format != COLOR_RGBA8888) continue;
-                family.run(way, nothing.data(), nothing.data(), bad, {4, 4});
-                family.run(way, nothing.data(), nothing.data(), {4, 4}, bad);
+                family.run(way, nothing.data(), nothing.data(), bad, {4, 4}, nullptr);
+                family.run(way, nothing.data(), nothing.data(), {4, 4}, bad, nullptr);
             }
         }
-        if (bad.width > 4) continue;
-        vorel_resize_yuv420(nothing.data(), nothing.data(), bad.width, bad.height, 4, 4);
-        vorel_resize_nv21_tps(nothing.data(), nothing.data(), 4, 4, bad.width, bad.height);
-        vorel_resize_y_u_v_to_rgba(nothing.data(), nothing.data(), nothing.data(), nothing.data(), 4, 4, bad.width,
-                                   bad.height);
-        vorel_resize_y_nv12_to_bgra(nothing.data(), nothing.data(), nothing.data(), bad.width, bad.height, 4, 4);
     }
     vorel_resize_rgba8888(nullptr, nothing.data(), 4, 4, 4, 4);
     vorel_resize_rgba8888(nothing.data(), nullptr, 4, 4, 4, 4);
@@ -497,7 +411,7 @@ TEST(Resize, FramesBeyondTwoGigabytes) {
 // Without scratch nothing is written; any other memory only makes the work slower.
 TEST(Resize, WithoutMemoryNothingOrTheWholeResultIsWritten) {
     const ShuffledTasks shuffled(7);
-    for (const Family &family : kFamilies) {
+    for (const Family &family : kResizers) {
         for (const Size to : {Size{20, 600}, {21, 601}}) {
             const Bytes src = noise(frame_bytes(family.format, 30, 1100), 7);
             const Bytes expected = model_resize(family.format, src, 30, 1100, to.width, to.height);
@@ -505,7 +419,7 @@ TEST(Resize, WithoutMemoryNothingOrTheWholeResultIsWritten) {
             int failures = 0;
             with_each_allocation_failing([&](CountingAllocator &) {
                 Bytes out(expected.size(), 3);
-                family.run(kChosen, src.data(), out.data(), {30, 1100}, to);
+                family.run(kChosen, src.data(), out.data(), {30, 1100}, to, nullptr);
                 if (out == expected) return;
                 ++failures;
                 EXPECT_TRUE(out == Bytes(expected.size(), 3)) << family.name;
