@@ -130,6 +130,7 @@ TEST(Convert, ColoursAreTheFormulaOnEveryTriple) {
                 family.single(kSide, height, src.data(), out.data());
                 ASSERT_TRUE(out == expected) << family.name << " third " << third << " " << target;
             });
+            if (HasFatalFailure()) return;
         }
     }
 }

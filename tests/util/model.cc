@@ -30,6 +30,10 @@ void run_shuffled(vorel_threadpool *pool) {
     for (std::thread &thread : threads) thread.join();
 }
 
+int g_watched = 0;
+
+void watch(vorel_threadpool *pool) { g_watched = static_cast<int>(pool->waiting.count); }
+
 Bytes model_turn_plane(const uint8_t *src, int width, int height, int unit, int angle) {
     Bytes out(area(width, height) * static_cast<size_t>(unit));
     const int out_width = angle == 180 ? width : height;
@@ -39,6 +43,24 @@ Bytes model_turn_plane(const uint8_t *src, int width, int height, int unit, int 
             const int to_y = angle == 90 ? x : angle == 180 ? height - 1 - y : width - 1 - x;
             for (int i = 0; i < unit; ++i) {
                 out[static_cast<size_t>((to_y * out_width + to_x) * unit + i)] = src[(y * width + x) * unit + i];
+            }
+        }
+    }
+    return out;
+}
+
+Bytes model_resize_plane(const uint8_t *src, int src_width, int src_height, int dst_width, int dst_height, int unit) {
+    const auto first = [](int64_t s, int64_t d, int64_t at) { return ((s >> 2) + at * s) / d; };
+    const auto second = [](int64_t s, int64_t d, int64_t at) { return (((3 * s) >> 2) + at * s) / d; };
+    Bytes out;
+    for (int y = 0; y < dst_height; ++y) {
+        for (int x = 0; x < dst_width; ++x) {
+            for (int i = 0; i < unit; ++i) {
+                int sum = 0;
+                for (const int64_t row : {first(src_height, dst_height, y), second(src_height, dst_height, y)})
+                    for (const int64_t column : {first(src_width, dst_width, x), second(src_width, dst_width, x)})
+                        sum += src[(row * src_width + column) * unit + i] >> 2;
+                out.push_back(static_cast<uint8_t>(sum));
             }
         }
     }
@@ -123,24 +145,6 @@ size_t v_at(int32_t format, int width, int height, int x, int y) {
     return format == COLOR_NV21 ? u - 1 : u + 1;
 }
 
-Bytes model_resize_plane(const uint8_t *src, int src_width, int src_height, int dst_width, int dst_height, int unit) {
-    const auto first = [](int64_t s, int64_t d, int64_t at) { return ((s >> 2) + at * s) / d; };
-    const auto second = [](int64_t s, int64_t d, int64_t at) { return (((3 * s) >> 2) + at * s) / d; };
-    Bytes out;
-    for (int y = 0; y < dst_height; ++y) {
-        for (int x = 0; x < dst_width; ++x) {
-            for (int i = 0; i < unit; ++i) {
-                int sum = 0;
-                for (const int64_t row : {first(src_height, dst_height, y), second(src_height, dst_height, y)})
-                    for (const int64_t column : {first(src_width, dst_width, x), second(src_width, dst_width, x)})
-                        sum += src[(row * src_width + column) * unit + i] >> 2;
-                out.push_back(static_cast<uint8_t>(sum));
-            }
-        }
-    }
-    return out;
-}
-
 Bytes model_resize(int32_t format, const Bytes &src, int src_width, int src_height, int dst_width, int dst_height) {
     return by_planes(format, src, src_width, src_height, [&](const uint8_t *plane, const PlaneSize &size) {
         const bool chroma = size.width != src_width || size.height != src_height || plane != src.data();
@@ -189,25 +193,9 @@ void on_every_target(const std::function<void(const char *target)> &check) {
     limit_simd_targets(SimdTarget::kCount);
 }
 
-ShuffledTasks::ShuffledTasks(unsigned seed) {
-    g_order.seed(seed + 1);
-    set_pool_runner(run_shuffled);
-}
-ShuffledTasks::~ShuffledTasks() { set_pool_runner(nullptr); }
+ShuffledTasks::ShuffledTasks(unsigned seed) : TaskRunner(run_shuffled) { g_order.seed(seed + 1); }
 
-namespace {
-
-int g_watched = 0;
-
-void watch(vorel_threadpool *pool) { g_watched = static_cast<int>(pool->waiting.count); }
-
-}  // namespace
-
-WatchedTasks::WatchedTasks() {
-    g_watched = 0;
-    set_pool_runner(watch);
-}
-WatchedTasks::~WatchedTasks() { set_pool_runner(nullptr); }
+WatchedTasks::WatchedTasks() : TaskRunner(watch) { g_watched = 0; }
 int WatchedTasks::take_count() { return std::exchange(g_watched, 0); }
 
 }  // namespace vorel::test

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/inputs.h"
+#include "util/task_group.h"
 
 namespace vorel::test {
 
@@ -62,22 +63,25 @@ Bytes whole_outputs(const std::vector<size_t> &sizes, const std::function<void(u
 // Calls check with each vector target that runs here, scalar last, as the widest one there is.
 void on_every_target(const std::function<void(const char *target)> &check);
 
-// Runs groups of tasks in shuffled order while it lives, some of them over three threads.
-class ShuffledTasks {
+// Has the groups of tasks that are made while it lives run by another function.
+class TaskRunner {
   public:
-    explicit ShuffledTasks(unsigned seed);
-    ~ShuffledTasks();
-    ShuffledTasks(const ShuffledTasks &) = delete;
-    ShuffledTasks &operator=(const ShuffledTasks &) = delete;
+    TaskRunner(const TaskRunner &) = delete;
+    TaskRunner &operator=(const TaskRunner &) = delete;
+
+  protected:
+    explicit TaskRunner(PoolRunner runner) { set_pool_runner(runner); }
+    ~TaskRunner() { set_pool_runner(nullptr); }
 };
 
-// Looks at the groups of tasks that are made while it lives, and runs them in the calling thread.
-class WatchedTasks {
-  public:
+// In shuffled order, some of them over three threads.
+struct ShuffledTasks : TaskRunner {
+    explicit ShuffledTasks(unsigned seed);
+};
+
+// In the calling thread, and looks at them.
+struct WatchedTasks : TaskRunner {
     WatchedTasks();
-    ~WatchedTasks();
-    WatchedTasks(const WatchedTasks &) = delete;
-    WatchedTasks &operator=(const WatchedTasks &) = delete;
     // Tasks of the last group, 0 where there was none since the last call.
     int take_count();
 };

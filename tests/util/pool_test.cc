@@ -54,26 +54,34 @@ struct Gate {
     }
 };
 
-vorel_threadpool *started(int32_t threads) {
-    vorel_threadpool *pool = vorel_threadpool_init(threads);
-    EXPECT_NE(pool, nullptr);
-    return pool;
-}
-void add_all(vorel_threadpool *pool, int count, void *(*routine)(void *), void *argument, int32_t block = 0) {
-    for (int i = 0; i < count; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, routine, argument, block), 1) << i;
-}
+// A pool, and tasks in it that count.
+struct CountingPool {
+    explicit CountingPool(int32_t threads) : pool(vorel_threadpool_init(threads)) { EXPECT_NE(pool, nullptr); }
+
+    int32_t add(int32_t block = 0) { return vorel_threadpool_add_task(pool, count_up, &runs, block); }
+    void add_all(int count, void *(*routine)(void *), void *argument, int32_t block = 0) {
+        for (int i = 0; i < count; ++i) ASSERT_EQ(vorel_threadpool_add_task(pool, routine, argument, block), 1) << i;
+    }
+    // Waits for all tasks, and says how many have counted.
+    int finish() {
+        vorel_threadpool_free(pool, 1);
+        return runs.load();
+    }
+
+    vorel_threadpool *pool;
+    std::atomic<int> runs{0};
+};
 
 TEST(ThreadPool, AMillionTasksOfShuffledProducersAllRun) {
     constexpr int kProducers = 5, kEach = kSlowBuild ? 20'000 : 200'000;
-    std::atomic<int> runs{0};
-    vorel_threadpool *pool = started(3);
+    CountingPool pool(3);
     std::vector<std::thread> producers;
     for (int i = 0; i < kProducers; ++i) {
         producers.emplace_back([&, i] {
             std::minstd_rand random(static_cast<unsigned>(i) + 1);
             for (int left = kEach; left > 0;) {
                 const int32_t block = random() % 4 != 0;
-                const int32_t result = vorel_threadpool_add_task(pool, count_up, &runs, block);
+                const int32_t result = pool.add(block);
                 if (result != 1) ASSERT_EQ(result, block ? 1 : -2);
                 left -= result == 1;
                 if (random() % 1000 == 0) std::this_thread::yield();
@@ -81,27 +89,24 @@ TEST(ThreadPool, AMillionTasksOfShuffledProducersAllRun) {
         });
     }
     for (std::thread &producer : producers) producer.join();
-    vorel_threadpool_free(pool, 1);
-    EXPECT_EQ(runs.load(), kProducers * kEach);
+    EXPECT_EQ(pool.finish(), kProducers * kEach);
 }
 
 TEST(ThreadPool, RecordsOfRunningTasksCountAndAFullStoreIsMinusTwo) {
     Gate gate;
-    std::atomic<int> runs{0};
-    vorel_threadpool *pool = started(4);
-    add_all(pool, 4, Gate::enter, &gate);
+    CountingPool pool(4);
+    pool.add_all(4, Gate::enter, &gate);
     gate.wait_for(&Gate::inside, 4);
-    add_all(pool, kStore - 4, count_up, &runs);
-    EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
+    pool.add_all(kStore - 4, count_up, &pool.runs);
+    EXPECT_EQ(pool.add(), -2);
     std::atomic<int32_t> added{0};
-    std::thread patient([&] { added = vorel_threadpool_add_task(pool, count_up, &runs, 1); });
+    std::thread patient([&] { added = pool.add(1); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_EQ(added.load(), 0);
     gate.open_up();
     patient.join();
     EXPECT_EQ(added.load(), 1);
-    vorel_threadpool_free(pool, 1);
-    EXPECT_EQ(runs.load(), kStore - 4 + 1);
+    EXPECT_EQ(pool.finish(), kStore - 4 + 1);
 }
 
 TEST(ThreadPool, TasksStartInTheOrderOfTheirComing) {
@@ -113,17 +118,17 @@ TEST(ThreadPool, TasksStartInTheOrderOfTheirComing) {
         order.push_back(*static_cast<int *>(number));
         return number;
     };
-    vorel_threadpool *pool = started(1);
-    for (int &number : numbers) add_all(pool, 1, note, &number, 1);
-    vorel_threadpool_free(pool, 1);
+    CountingPool pool(1);
+    for (int &number : numbers) pool.add_all(1, note, &number, 1);
+    pool.finish();
     EXPECT_EQ(order, numbers);
 }
 
 TEST(ThreadPool, ShutdownWithoutWaitingReturnsAtOnceAndStillRunsAll) {
     Gate gate;
-    vorel_threadpool *pool = started(2);
-    add_all(pool, 100, Gate::enter, &gate);
-    vorel_threadpool_free(pool, 0);
+    CountingPool pool(2);
+    pool.add_all(100, Gate::enter, &gate);
+    vorel_threadpool_free(pool.pool, 0);
     gate.open_up();
     gate.wait_for(&Gate::passed, 100);
     EXPECT_EQ(gate.passed, 100);
@@ -131,42 +136,37 @@ TEST(ThreadPool, ShutdownWithoutWaitingReturnsAtOnceAndStillRunsAll) {
 
 TEST(ThreadPool, WithoutThreadsTasksWaitForAHelper) {
     for (const int32_t threads : {0, -3}) {
-        std::atomic<int> runs{0};
-        vorel_threadpool *pool = started(threads);
-        EXPECT_EQ(pool->threadCount, 0);
-        add_all(pool, kStore, count_up, &runs);
-        EXPECT_EQ(runs.load(), 0);
-        std::thread other(run_waiting_tasks, pool);
-        run_waiting_tasks(pool);
+        CountingPool pool(threads);
+        EXPECT_EQ(pool.pool->threadCount, 0);
+        pool.add_all(kStore, count_up, &pool.runs);
+        EXPECT_EQ(pool.runs.load(), 0);
+        std::thread other(run_waiting_tasks, pool.pool);
+        run_waiting_tasks(pool.pool);
         other.join();
-        EXPECT_EQ(runs.load(), kStore);
+        EXPECT_EQ(pool.runs.load(), kStore);
         // Required: records that a helper ran do not come back.
-        EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
-        vorel_threadpool_free(pool, 1);
+        EXPECT_EQ(pool.add(), -2);
+        pool.finish();
     }
 }
 
 TEST(ThreadPool, HelpersAndThreadsShareTheQueue) {
     for (int round = 0; round < 20; ++round) {
-        std::atomic<int> runs{0};
-        vorel_threadpool *pool = started(2);
-        add_all(pool, 1500, count_up, &runs);
-        run_waiting_tasks(pool);
-        vorel_threadpool_free(pool, 1);
-        EXPECT_EQ(runs.load(), 1500);
+        CountingPool pool(2);
+        pool.add_all(1500, count_up, &pool.runs);
+        run_waiting_tasks(pool.pool);
+        EXPECT_EQ(pool.finish(), 1500);
     }
 }
 
 // Required: a null routine is queued, and its record is lost.
 TEST(ThreadPool, ARecordWithoutARoutineIsSkippedAndLost) {
-    std::atomic<int> runs{0};
-    vorel_threadpool *pool = started(1);
-    add_all(pool, kStore - 1, nullptr, &runs);
-    add_all(pool, 50, count_up, &runs, 1);
-    EXPECT_EQ(vorel_threadpool_add_task(pool, nullptr, &runs, 1), 1);
-    EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), -2);
-    vorel_threadpool_free(pool, 1);
-    EXPECT_EQ(runs.load(), 50);
+    CountingPool pool(1);
+    pool.add_all(kStore - 1, nullptr, &pool.runs);
+    pool.add_all(50, count_up, &pool.runs, 1);
+    EXPECT_EQ(vorel_threadpool_add_task(pool.pool, nullptr, &pool.runs, 1), 1);
+    EXPECT_EQ(pool.add(), -2);
+    EXPECT_EQ(pool.finish(), 50);
 }
 
 TEST(ThreadPool, NullPoolsCountsThatDoNotFitAndFailedAllocations) {
@@ -245,15 +245,15 @@ TEST(ThreadPool, WaitingTakesNoProcessorTime) {
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
     };
     Gate gate;
-    vorel_threadpool *pool = started(4);
-    ASSERT_EQ(vorel_threadpool_add_task(pool, Gate::enter, &gate, 0), 1);
+    CountingPool pool(4);
+    pool.add_all(1, Gate::enter, &gate);
     gate.wait_for(&Gate::inside, 1);
     std::thread opener([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         gate.open_up();
     });
     const double before = cpu_seconds();
-    vorel_threadpool_free(pool, 1);
+    pool.finish();
     opener.join();
     EXPECT_LT(cpu_seconds() - before, 0.1);
 }

@@ -78,8 +78,7 @@ void run_rgba(Way way, const uint8_t *src, uint8_t *dst, Size s, Size d, ResizeC
     run_planes<PAIRS, vorel_resize_##NAME, vorel_resize_##NAME##_keep_ratio, vorel_resize_##NAME##_sg, \
                vorel_resize_##NAME##_tps>
 #define VOREL_FRAMES(NAME) run_frame<vorel_resize_##NAME, vorel_resize_##NAME##_sg, vorel_resize_##NAME##_tps>
-#define VOREL_FUSED(FORMAT, PAIRS, FROM, CONVERT) \
-    { #FROM, FORMAT, run_fused < PAIRS, vorel_resize_##FROM, vorel_resize_##FROM##_keep_ratio>, true, CONVERT }
+#define VOREL_FUSED(PAIRS, NAME) run_fused<PAIRS, vorel_resize_##NAME, vorel_resize_##NAME##_keep_ratio>
 constexpr Family kFamilies[] = {
     {"y_u_v", COLOR_YUV420, VOREL_PLANES(false, y_u_v), true, nullptr},
     {"y_nv21", COLOR_NV21, VOREL_PLANES(true, y_nv21), true, nullptr},
@@ -87,12 +86,12 @@ constexpr Family kFamilies[] = {
     {"nv21", COLOR_NV21, VOREL_FRAMES(nv21), false, nullptr},
     {"rgba8888", COLOR_RGBA8888, run_rgba, true, nullptr},
     {"rgb888", COLOR_RGB888, run_frame<vorel_resize_rgb888, vorel_resize_rgb888, vorel_resize_rgb888>, false, nullptr},
-    VOREL_FUSED(COLOR_NV21, true, y_nv21_to_rgba, nv21_to_rgba8888),
-    VOREL_FUSED(COLOR_NV21, true, y_nv12_to_rgba, nv12_to_rgba8888),
-    VOREL_FUSED(COLOR_NV21, true, y_nv21_to_bgra, nv21_to_bgra8888),
-    VOREL_FUSED(COLOR_NV21, true, y_nv12_to_bgra, nv12_to_bgra8888),
-    VOREL_FUSED(COLOR_YUV420, false, y_u_v_to_rgba, yuv420_to_rgba8888),
-    VOREL_FUSED(COLOR_YUV420, false, y_u_v_to_bgra, yuv420_to_bgra8888)};
+    {"y_nv21_to_rgba", COLOR_NV21, VOREL_FUSED(true, y_nv21_to_rgba), true, nv21_to_rgba8888},
+    {"y_nv12_to_rgba", COLOR_NV21, VOREL_FUSED(true, y_nv12_to_rgba), true, nv12_to_rgba8888},
+    {"y_nv21_to_bgra", COLOR_NV21, VOREL_FUSED(true, y_nv21_to_bgra), true, nv21_to_bgra8888},
+    {"y_nv12_to_bgra", COLOR_NV21, VOREL_FUSED(true, y_nv12_to_bgra), true, nv12_to_bgra8888},
+    {"y_u_v_to_rgba", COLOR_YUV420, VOREL_FUSED(false, y_u_v_to_rgba), true, yuv420_to_rgba8888},
+    {"y_u_v_to_bgra", COLOR_YUV420, VOREL_FUSED(false, y_u_v_to_bgra), true, yuv420_to_bgra8888}};
 const std::span kResizers(kFamilies, 6);
 
 Bytes converted(const Family &family, const Bytes &frame, Size size) {
