@@ -125,11 +125,12 @@ TEST(Convert, ColoursAreTheFormulaOnEveryTriple) {
                 }
             }
             const Bytes expected = model_convert(family, src, kSide, height);
-            on_every_target([&](const char *target) {
+            const auto check = [&](const char *target) {
                 Bytes out(expected.size());
                 family.single(kSide, height, src.data(), out.data());
                 ASSERT_TRUE(out == expected) << family.name << " third " << third << " " << target;
-            });
+            };
+            is_yuv(family.from) ? check("widest") : on_every_target(check);
             if (HasFatalFailure()) return;
         }
     }
