@@ -228,8 +228,26 @@ void find_source_ranges(OutputPlan *plan) {
     if (plan->columns.first > plan->columns.end) plan->columns.first = plan->columns.end;
 }
 
+namespace {
+
+void release_resampler(OutputState *out) {
+    os_release(out->accumulatorA);
+    os_release(out->accumulatorB);
+    os_release(out->packed_row);
+    os_release(out->column_picks);
+    os_release(out->column_pairs);
+    os_release(out->column_a);
+    os_release(out->column_b);
+    os_release(out->centres);
+    out->accumulatorA = out->accumulatorB = out->packed_row = out->column_picks = out->column_pairs = nullptr;
+    out->column_a = out->column_b = out->centres = nullptr;
+}
+
+}  // namespace
+
 bool prepare_resampler(JpegInfo *info) {
     OutputState &out = info->out;
+    release_resampler(&out);
     out.next_row = info->plan.window.y;
     out.first_half_done = false;
     if (info->plan.resample == Resample::kNone) return true;
@@ -256,19 +274,9 @@ bool prepare_resampler(JpegInfo *info) {
 }
 
 void release_output(JpegInfo *info) {
-    OutputState &out = info->out;
-    os_release(out.accumulatorA);
-    os_release(out.accumulatorB);
-    os_release(out.packed_row);
-    os_release(out.column_picks);
-    os_release(out.column_pairs);
-    os_release(out.column_a);
-    os_release(out.column_b);
-    os_release(out.centres);
-    BRIM_FakeFree(out.scratch_rows);
-    out.accumulatorA = out.accumulatorB = out.packed_row = out.column_picks = out.column_pairs = nullptr;
-    out.column_a = out.column_b = out.centres = nullptr;
-    out.scratch_rows = nullptr;
+    release_resampler(&info->out);
+    BRIM_FakeFree(info->out.scratch_rows);
+    info->out.scratch_rows = nullptr;
 }
 
 int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const RowSet *rows, int32_t count,
