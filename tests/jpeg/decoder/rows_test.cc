@@ -1,10 +1,13 @@
 // The exported row steps, for programs with loops of their own.
+#include <climits>
 #include <memory>
+#include <set>
 
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/counting_allocator.h"
+#include "support/log_capture.h"
 
 namespace vorel::test {
 namespace {
@@ -127,6 +130,65 @@ TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
     };
     EXPECT_EQ(first_pixel(BRIMJ_DoYcbcrToRgb), 100);
     EXPECT_EQ(first_pixel(BRIMJ_DoFastYcbcrToRgb), 0);
+    // Rows of a record whose chroma rows have half the width, which a function for RGB takes as they are.
+    OpenRecord shared(turbo_picture(picture(96, 32, 2)), COLOR_RGBA8888, 96, 32);
+    GuardBuffer luma(samples), half(Bytes(48, 77));
+    uint8_t *luma_rows[2] = {luma.data(), luma.data()}, *half_rows[2] = {half.data(), half.data()};
+    uint8_t **rows[3] = {luma_rows, half_rows, half_rows};
+    BRIMJ_DoRgbConvert(shared.get(), rows, 2);
+    const Bytes pixels = shared.pixels();
+    for (size_t i = 0; i < 2 * 96; ++i) {
+        const Bytes expected = {samples[i % 96], 77, 77, 255};
+        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * i))) << i;
+    }
+    // No code is longer than 16 bits, nor shorter than one.
+    DerivedTable *table = shared.scan()->entropy.blockAc[0];
+    const auto symbol = [&](int32_t least) {
+        BitState state = {shared.get(), nullptr, 0, 0, 0};
+        return BRIMJ_DecodeHuffMan(&state, 0xAAAAAAAA, 32, table, least);
+    };
+    EXPECT_EQ(symbol(1), 0x00) << "1010 ends a block";
+    for (const int32_t least : {0, -3, INT32_MIN}) EXPECT_EQ(symbol(least), symbol(1));
+    for (const int32_t least : {17, 40, INT32_MAX}) EXPECT_EQ(symbol(least), symbol(16));
+}
+
+// In a region's session an MCU of one block is as wide as its samples reach, whatever the picture's width.
+TEST(JpegRowSteps, WidthsOfMcus) {
+    for (const int width : {16, 33, 128, 256}) {
+        PictureSpec spec = picture(width, 32, 2);
+        for (const Scans scans : {Scans::kInterleaved, Scans::kOnePerComponent}) {
+            spec.scans = scans;
+            OpenRecord record(turbo_picture(spec), COLOR_RGBA8888, width, 32);
+            EXPECT_EQ(BRIMJ_GetMcuSampleWidth(record.get()), 16);
+            record.get()->isRegion = 1;
+            EXPECT_EQ(BRIMJ_GetMcuSampleWidth(record.get()), scans == Scans::kInterleaved ? 16 : 8) << width;
+        }
+    }
+}
+
+// Each reason for which a header is refused has a line of its own.
+TEST(JpegRowSteps, HeaderRefusalsDiffer) {
+    const Bytes jpeg = turbo_picture(picture(32, 32, 1));
+    const size_t sos = find_marker(jpeg, 0xDA), sof = find_marker(jpeg, 0xC0);
+    const auto without_all = [&jpeg](int code) {
+        Bytes out = jpeg;
+        for (size_t at; (at = find_marker(out, code)) < find_marker(out, 0xDA);) out = without_segment(out, at);
+        return out;
+    };
+    Bytes two = jpeg, many = jpeg;
+    two[sof + 9] = 2;
+    two[sof + 3] = 14;
+    many[sos + 4] = 5;
+    std::set<std::string> lines;
+    for (const Bytes &bad : {without(jpeg, 1, jpeg.size()), without(jpeg, sos, jpeg.size()),
+                             without(two, sof + 16, sof + 19), many, without_all(0xC4), without_all(0xDB)}) {
+        LogCapture log;
+        EXPECT_EQ(decode(bad, {.width = 32, .height = 32}).result, 0);
+        for (const LogLine &line : log.take()) {
+            if (line.text.find("BRIMJ_ParseHeader") != std::string::npos) lines.insert(line.text);
+        }
+    }
+    EXPECT_EQ(lines.size(), 6u);
 }
 
 struct Progress {
@@ -210,6 +272,12 @@ TEST(JpegRowSteps, StepsOfSetUpMayBeRepeated) {
         record.scan()->streamBuffer->available = static_cast<int32_t>(jpeg.size());
         EXPECT_EQ(BRIMJ_ParseHeader(record.get(), nullptr), 200);
         EXPECT_EQ(allocator.live_blocks(), blocks);
+        OpenRecord small(jpeg, COLOR_RGBA8888, 60, 50, Kind::kMemory, VOREL_OPTION_FIT_STRETCH);
+        const size_t with_small = allocator.live_blocks();
+        GuardBuffer out(60 * 50 * 4);
+        FrameRequest request = {0, 0, out.data(), 60, 50};
+        EXPECT_EQ(BRIMJ_PostInitialize(small.session(), nullptr, &request, small.get()), small.get());
+        EXPECT_EQ(allocator.live_blocks(), with_small);
     }
     EXPECT_EQ(allocator.live_blocks(), 0u);
 }
