@@ -217,6 +217,26 @@ TEST(JpegRowSteps, ProgressIsReckonedByTheRowsThatACropKeeps) {
     }
 }
 
+// An end in the last rows leaves a gray tail, also where a window shows that tail alone.
+TEST(JpegRowSteps, AWindowOfAGrayTailIsItsCut) {
+    const Bytes jpeg = turbo_picture(picture(64, 64, 2));
+    const Bytes cut = without(jpeg, scan_data(jpeg) + (jpeg.size() - scan_data(jpeg)) * 6 / 10, jpeg.size());
+    for (const int height : {64, 20, 19, 70}) {
+        const uint32_t fit = VOREL_OPTION_FIT_STRETCH;
+        DecodeSpec spec{.format = COLOR_RGBA8888, .width = 20, .height = height, .options = fit};
+        const Decoded whole = decode(cut, spec);
+        EXPECT_EQ(whole.result, height <= 20) << height;
+        spec.window_y = static_cast<uint32_t>(height) * 3 / 5;
+        spec.window_width = 20;
+        spec.window_height = static_cast<uint32_t>(height) - spec.window_y;
+        const Decoded window = decode(cut, spec);
+        EXPECT_EQ(window.result, whole.result) << height;
+        if (!whole.result) continue;
+        const auto from = whole.pixels.begin() + static_cast<ptrdiff_t>(spec.window_y) * 20 * 4;
+        EXPECT_TRUE(std::equal(from, whole.pixels.end(), window.pixels.begin())) << height;
+    }
+}
+
 // What a decode leaves in its session, and what the next one of that session makes of it.
 TEST(JpegRowSteps, SessionsMayDecodeAgain) {
     PictureSpec separate = picture(640, 600, 2);

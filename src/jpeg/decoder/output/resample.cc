@@ -131,6 +131,17 @@ void write_means(JpegInfo *info, ColorSpace color) {
     write_sums(info, color, out.accumulatorA, width);
 }
 
+// Rows above the window are produced too, though nothing of them is stored: how many the source rows so far make.
+void count_rows_above(JpegInfo *info, uint32_t end_row) {
+    OutputState &out = info->out;
+    const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
+    const int64_t last = info->plan.resample == Resample::kMean ? third_quarter(source) : middle(source);
+    while (out.outputRow < end_row && static_cast<int32_t>(out.outputRow) < info->plan.window.y &&
+           tap(last, source, height, out.outputRow) < out.scaled_row) {
+        ++out.outputRow;
+    }
+}
+
 void finish_row(OutputState *out) { out->outputRow = static_cast<uint32_t>(++out->next_row); }
 
 // True when the row has nothing more to give.
@@ -291,6 +302,7 @@ int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const Row
     for (int32_t i = 0; i < count; ++i) {
         if (!emit(info, color, rows[i], end_row)) return i;
         ++out.scaled_row;
+        count_rows_above(info, end_row);
     }
     return count;
 }
@@ -309,6 +321,7 @@ void pass_rows(JpegInfo *info, int32_t count) {
         finish_row(&out);
         out.first_half_done = false;
     }
+    count_rows_above(info, UINT32_MAX);
 }
 
 }  // namespace vorel
