@@ -302,6 +302,30 @@ TEST(JpegRowSteps, StepsOfSetUpMayBeRepeated) {
     EXPECT_EQ(allocator.live_blocks(), 0u);
 }
 
+// The stream may be read by hand between rows: it goes on where the rows ended, over blocks of a file too.
+TEST(JpegRowSteps, MarkersMayBeReadBetweenRows) {
+    PictureSpec spec = picture(320, 320, 1);
+    spec.noise = 120;
+    const Bytes jpeg = turbo_picture(spec);
+    ASSERT_GT(jpeg.size(), 3u * 16384);
+    for (int step = 0; step < 3; ++step) {
+        OpenRecord record(jpeg, COLOR_RGBA8888, 320, 320, Kind::kPath);
+        uint32_t done = 0;
+        ASSERT_EQ(BRIMJ_ProcessData(record.get(), record.rows(), &done, 8), 100);
+        const EntropyPosition behind = tell(record.scan());
+        int32_t status;
+        BitState bits = {record.get(), nullptr, 0, 0, 0};
+        if (step == 0) EXPECT_EQ(BRIMJ_NextRestartMarker(record.get()), 1);
+        if (step == 1) EXPECT_EQ(BRIMJ_ParseNextMarker(record.get(), &status), 0xD9);
+        if (step == 2) EXPECT_EQ(BRIMJ_ReadBits(&bits, 0, 0, 25), 1);
+        if (step == 0) EXPECT_EQ(record.scan()->entropy.unreadMarker, 0xD9u);
+        if (step == 2) EXPECT_LE(stream_position(record.scan()->streamBuffer) - behind.next, 8);
+        if (step == 2) EXPECT_GT(stream_position(record.scan()->streamBuffer), behind.next);
+        EXPECT_NE(BRIMJ_ProcessData(record.get(), record.rows(), &done, 320), 0);
+        EXPECT_GE(tell(record.scan()).next, behind.next);
+    }
+}
+
 // The entries for JPEG alone decode what the session does.
 TEST(JpegEntries, TwinsDecodeAlike) {
     const Bytes jpeg = turbo_picture(picture(96, 80, 2));
