@@ -141,6 +141,13 @@ TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
         const Bytes expected = {samples[i % 96], 77, 77, 255};
         ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * i))) << i;
     }
+    // A doubling function doubles, also where the record plans no doubling.
+    OpenRecord even(jpeg, COLOR_RGBA8888, 96, 32);
+    JpegComponent component = even.get()->frame->components[1];
+    GuardBuffer narrow(Bytes(samples.begin(), samples.begin() + 48)), wide(96);
+    uint8_t *from[1] = {narrow.data()}, *to[1] = {wide.data()}, **doubled = to;
+    BRIMJ_DoH2V1Upsample(&component, even.get(), from, &doubled);
+    for (size_t x = 0; x < 96; ++x) ASSERT_EQ(wide.data()[x], samples[x / 2]) << x;
     // No code is longer than 16 bits, nor shorter than one.
     DerivedTable *table = shared.scan()->entropy.blockAc[0];
     const auto symbol = [&](int32_t least) {
