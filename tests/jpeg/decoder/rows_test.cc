@@ -260,7 +260,10 @@ TEST(JpegRowSteps, SessionsMayDecodeAgain) {
     IoInfo *first = session->ioInfo;
     session->ioInfo = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(interleaved.data()),
                                         static_cast<int32_t>(interleaved.size()));
+    static int32_t while_running;
+    session->checkFn = [](DecInfo *running, uint32_t) { return while_running = running->decodeResult, 1; };
     ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 300), 1);
+    EXPECT_EQ(while_running, -1);
     const DecodeSpec spec{.format = COLOR_RGBA8888, .width = 320, .height = 300};
     EXPECT_TRUE(out.bytes() == decode(interleaved, spec).pixels);
     VORELBRIM_Close_IO(session->ioInfo);
