@@ -2,6 +2,8 @@
 // and from streams, however the bytes arrive.
 #include <vorel/jpeg_decoder.h>
 
+#include <algorithm>
+
 #include "harness.h"
 
 using namespace vorel_fuzz;
@@ -68,6 +70,33 @@ Request choose(Case &input, const ImageInfo &info) {
     return request;
 }
 
+// A window of pixels, from memory, against the whole picture where that decodes.
+void compare_window(const Bytes &picture, const Request &request, const Decoded &whole, uint32_t place) {
+    if (whole.result != 1 || request.format != COLOR_RGBA8888 || request.options & (12 | 0x700)) return;
+    const uint32_t x = place % whole.out_width, y = place / 7 % whole.out_height;
+    const uint32_t width = 1 + place / 3 % (whole.out_width - x), height = 1 + place / 5 % (whole.out_height - y);
+    Session session(picture, Source::kMemory, request.format, request.options);
+    if (!session.get()) return;
+    session.get()->partialDecode = 1;
+    session.get()->partialX = x;
+    session.get()->partialY = y;
+    session.get()->partialWidth = width;
+    session.get()->partialHeight = height;
+    Bytes window(size_t{width} * height * 4, 0x5A);
+    require(VORELBRIM_DecodeJPEG(session.get(), window.data(), request.width, request.height) == 1,
+            "a window of a picture that decodes does so too");
+    // The whole stands in the middle of its target.
+    const size_t across = static_cast<size_t>(request.width);
+    const size_t left = (across - whole.out_width) / 2 + x;
+    const size_t top = (static_cast<size_t>(request.height) - whole.out_height) / 2 + y;
+    for (size_t row = 0; row < height; ++row) {
+        const auto from = whole.output.begin() + static_cast<ptrdiff_t>(((top + row) * across + left) * 4);
+        require(std::equal(from, from + static_cast<ptrdiff_t>(width) * 4,
+                           window.begin() + static_cast<ptrdiff_t>(row * width * 4)),
+                "a window is the cut of the whole");
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -77,6 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Request request = choose(input, info);
     if (request.width < 1 || request.height < 1) return 0;
     const Decoded memory = decode(input.picture(), Source::kMemory, request);
+    compare_window(input.picture(), request, memory, static_cast<uint32_t>(input.picture().size()) * 2654435761u >> 12);
     const Decoded stream = decode(input.picture(), Source::kStream, request);
     // Several scans are read side by side, which a stream cannot serve.
     if (memory.several_scans && stream.result == 0) return 0;

@@ -181,7 +181,10 @@ int32_t decode_file(const Entry &entry, const char *path, void *output, int32_t 
         return 0;
     }
     const int32_t size = file_size(entry.tag, path);
-    if (size == 0) return 0;
+    if (size == 0) {
+        set_error(kErrorOpen);
+        return 0;
+    }
     OwnedSession session(size >= kWholeFileBytes ? open_path(path, size, color_format, 0)
                                                  : open_whole_file(path, size, color_format));
     if (!session) {

@@ -450,6 +450,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t BRIMJ_ParseNextMarker(JpegInfo *info, int32_t *outStatus) {
+    close_window(&info->scan);
     return parse_to_scan(parser_of(info), outStatus);
 }
 
@@ -459,12 +460,13 @@ int32_t BRIMJ_ParseHeader(JpegInfo *info, void *) {
         VOREL_LOG(kTagJpegStat, "[%s:%d]\n", __func__, __LINE__);    \
         return kStepFailed;                                          \
     } while (0)
+    close_window(&info->scan);
     release_header(&info->header);
     info->own_frame = {};
     info->frame = &info->own_frame;
     info->header.adobeTransform = 1;
     const MarkerParser parser = parser_of(info);
-    if (!parser.stream) FAIL_HEADER();
+    if (!parser.stream || !parser.io) FAIL_HEADER();
     if (parser.io->kind != kIoOwnedMemory) {
         if (!find_soi(parser.stream)) FAIL_HEADER();
         info->decInfo->imageType = VOREL_IMAGE_JPEG;

@@ -244,13 +244,10 @@ int32_t checkOneToOne(int32_t w, int32_t h, int32_t targetW, int32_t targetH) {
 }
 
 int32_t BRIMJ_GetMcuSampleWidth(JpegInfo *info) {
-    // A region pass over single-block MCUs of a 3-component frame with half-width chroma has to reach the true width.
-    const bool single_block = info->scan.blocksInMcu == 1;
-    if (!info->isRegion || info->frame->numComponents != 3 || info->frame->maxH != 2 || !single_block || info->scan.mcusPerRow == 0) {
-        return info->frame->mcuWidth;
-    }
-    const int64_t across = (info->frame->imageWidth + info->frame->mcuWidth) / info->frame->mcuWidth * int64_t{info->frame->mcuWidth};
-    return static_cast<int32_t>(across / info->scan.mcusPerRow);
+    // In a region's session an MCU of one block is as wide as that block's samples reach.
+    const ScanReader &scan = info->scan;
+    if (!info->isRegion || scan.blocksInMcu != 1) return info->frame->mcuWidth;
+    return static_cast<int32_t>(kBlockSide * info->frame->maxH / scan.components[0].component->hSampling);
 }
 
 int32_t BRIMJ_GetMcuHeight(DecInfo *session) {

@@ -55,9 +55,17 @@ void convert_row(JpegInfo *info, ColorSpace color, PixelFormat format, const Row
         case kColorGray:
             kernels->gray_row[f](row.c[0], width, out);
             break;
-        case kColorRgb:
-            kernels->rgb_row[f](row.c[0], row.c[1], row.c[2], width, out);
+        case kColorRgb: {
+            // Rows that share chroma come here only by a function's name: there is no RGB with half a component's
+            // width.
+            const uint8_t *components[3] = {row.c[0], row.c[1], row.c[2]};
+            for (int c = 1; row.shared && c < 3; ++c) {
+                kernels->double_samples(row.c[c], width, info->out.scratch[c]);
+                components[c] = info->out.scratch[c];
+            }
+            kernels->rgb_row[f](components[0], components[1], components[2], width, out);
             break;
+        }
         case kColorYcc:
             (row.shared ? kernels->ycc_row_shared : kernels->ycc_row)[f](row.c[0], row.c[1], row.c[2], width, out);
             break;

@@ -15,15 +15,6 @@ bool below_window(const JpegInfo *info) {
     return int64_t{info->pump.imcu_row} * info->plan.imcu_output_rows >= info->plan.rows.end;
 }
 
-// MCUs of a scan that lie in iMCU rows above the window. Whole restart intervals among them are passed over by their
-// markers, where a session asks for a window.
-uint64_t mcus_above_window(const JpegInfo *info, const ScanReader *scan) {
-    if (!info->decInfo->partialDecode) return 0;
-    const uint64_t imcus = static_cast<uint64_t>(info->plan.rows.first / info->plan.imcu_output_rows);
-    const uint64_t per_imcu = scan->compsInScan == 1 ? scan->components[0].component->vSampling : 1;
-    return imcus * per_imcu * scan->mcusPerRow;
-}
-
 // The MCUs of a row that hold what the window needs: [first, end).
 struct McuRange {
     int32_t first, end;
@@ -202,7 +193,6 @@ int32_t decode_imcu(JpegInfo *info, McuMode mode, uint8_t ***rows) {
     pump.rows_ready = rows_of_imcu(info);
     if (pump.skipped) mode = McuMode::kSkip;
     const bool done = for_scans(info, [&](ScanReader *scan) {
-        scan->mcus_to_pass = mcus_above_window(info, scan);
         const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, pump.imcu_row);
         for (int32_t mcu_row = 0; mcu_row < mcu_rows; ++mcu_row) {
             if (!decode_mcu_row(info, scan, mode, rows, mcu_row)) return false;
