@@ -62,22 +62,21 @@ DecInfo *StreamSource::open(int32_t color_format, uint32_t options, bool with_re
                                              options);
 }
 
-Input::Input(Kind kind, const Bytes &bytes, int32_t color_format, uint32_t options)
-    : file_(bytes), memory_(bytes), stream_(bytes) {
+Input::Input(Kind kind, const Bytes &bytes, int32_t color_format, uint32_t options) {
     const auto size = static_cast<int32_t>(bytes.size());
     switch (kind) {
         case Kind::kPath:
-            session_ = VORELBRIM_CreateDecInfo(0, file_.path(), 0, color_format, options);
+            session_ = VORELBRIM_CreateDecInfo(0, file_.emplace(bytes).path(), 0, color_format, options);
             break;
         case Kind::kMemory:
-            session_ = VORELBRIM_CreateDecInfo(1, memory_.data(), size, color_format, options);
+            session_ = VORELBRIM_CreateDecInfo(1, memory_.emplace(bytes).data(), size, color_format, options);
             break;
         case Kind::kStdio:
-            stdio_ = std::fopen(file_.path(), "rb");
+            stdio_ = std::fopen(file_.emplace(bytes).path(), "rb");
             session_ = VORELBRIM_CreateDecInfo(2, stdio_, size, color_format, options);
             break;
         case Kind::kStream:
-            session_ = stream_.open(color_format, options);
+            session_ = stream_.emplace(bytes).open(color_format, options);
             break;
         case Kind::kOwnedMemory: {
             void *block = VORELBRIM_OsMalloc(size);

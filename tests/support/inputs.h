@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -77,9 +78,9 @@ class Input {
     DecInfo *session() { return session_; }
 
   private:
-    TempFile file_;
-    GuardBuffer memory_;
-    StreamSource stream_;
+    std::optional<TempFile> file_;
+    std::optional<GuardBuffer> memory_;
+    std::optional<StreamSource> stream_;
     FILE *stdio_ = nullptr;
     DecInfo *session_ = nullptr;
 };

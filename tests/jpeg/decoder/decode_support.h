@@ -16,7 +16,7 @@ struct Decoded {
     int32_t result = 0;
     Bytes pixels;
     uint32_t out_width = 0, out_height = 0;
-    uint32_t error = 0;  // the error word behind the decode
+    uint32_t error = 1;  // the error word behind the decode, if there was one
 };
 
 struct DecodeSpec {

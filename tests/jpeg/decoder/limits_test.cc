@@ -62,34 +62,6 @@ TEST(JpegMemory, ATinyFileOfHugeSizeCostsItsWidth) {
               kFixedBytes + kBytesPerColumn * 15000);
 }
 
-TEST(JpegMemory, EveryFailingAllocationIsAFailedDecodeThatLeavesNothing) {
-    for (const Scans scans : {Scans::kInterleaved, Scans::kOnePerComponent}) {
-        for (const Kind kind : {Kind::kMemory, Kind::kPath, Kind::kStdio}) {
-            for (const int width : {320, 100}) {
-                PictureSpec spec;
-                spec.width = 320;
-                spec.height = 240;
-                spec.scans = scans;
-                const Bytes jpeg = turbo_picture(spec);
-                const size_t allocations = with_each_allocation_failing([&](CountingAllocator &allocator) {
-                    const size_t before = allocator.live_blocks();
-                    {
-                        Input input(kind, jpeg, COLOR_RGBA8888);
-                        if (input.session()) {
-                            GuardBuffer out(320 * 240 * 4);
-                            const int32_t result = VORELBRIM_DecodeJPEG(input.session(), out.data(), width, 240);
-                            EXPECT_EQ(result, allocator.failed() ? 0 : 1);
-                            if (allocator.failed()) EXPECT_NE(gVORELBRIM_Error, 0u);
-                        }
-                    }
-                    EXPECT_EQ(allocator.live_blocks(), before);
-                });
-                EXPECT_GT(allocations, 10u);
-            }
-        }
-    }
-}
-
 int32_t stop_at_once(DecInfo *, uint32_t) { return 0; }
 int32_t cancel_in_the_middle(DecInfo *session, uint32_t row) {
     if (row >= 100) store_relaxed(&session->abortFlag, kAbortCancelled);

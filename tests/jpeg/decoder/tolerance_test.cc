@@ -281,26 +281,5 @@ TEST(JpegTolerance, AnEndlessStreamEndsAtThe31stBit) {
     BRIMJ_ReleaseStreamBuffer(io, block);
 }
 
-TEST(JpegTolerance, EveryPrefixAndEveryChangedByteReturns) {
-    PictureSpec spec;
-    spec.width = 34;
-    spec.height = 18;
-    spec.restart_interval = 2;
-    const Bytes jpeg = turbo_picture(spec);
-    for (size_t length = 1; length < jpeg.size(); ++length) {
-        decode(head(jpeg, length), {.format = COLOR_RGBA8888, .width = 34, .height = 18});
-    }
-    int decoded = 0;
-    for (size_t at = 0; at < jpeg.size(); ++at) {
-        for (const uint8_t value : {0x00, 0x7F, 0x80, 0xFF}) {
-            Bytes changed = jpeg;
-            changed[at] = value;
-            const Kind kind = at % 3 == 0 ? Kind::kStream : Kind::kMemory;
-            decoded += decode(changed, {.format = COLOR_YUV420, .width = 20, .height = 18, .kind = kind}).result;
-        }
-    }
-    EXPECT_GT(decoded, 0);
-}
-
 }  // namespace
 }  // namespace vorel::test
