@@ -1,5 +1,5 @@
-// WBMP into targets of all sizes: nothing outside the buffer, the documented number of pixels, and the same from memory and
-// from a file whatever is around them.
+// WBMP into targets of all sizes: nothing outside the buffer, the documented number of pixels, and the same from memory
+// and from a file whatever is around them.
 #include <vorel/raster.h>
 
 #include <cstring>
