@@ -8,6 +8,8 @@
 #include <cstring>
 #include <thread>
 
+#include "util/task_group.h"
+
 namespace vorel_bench {
 namespace {
 
@@ -180,6 +182,14 @@ class Rows {
                 other.join();
             },
             [=, *this] { std::memcpy(f_.peer_out(), f_.source(), f_.pixels() * 4); });
+        // The price of two threads' work that is none, against that of a thread.
+        add(
+            "pool/start", 4096,
+            [] {
+                vorel::TaskGroup group(vorel::kFrameThreads);
+                for (int i = 0; i < 2; ++i) group.add([](void *nothing) { return nothing; }, nullptr);
+            },
+            [] { std::thread([] {}).join(); });
         pool_converter("pool/nv21-rgba", n * 11 / 2, _nv21_to_rgba8888_tps, _nv21_to_rgba8888_sg);
         pool_converter("pool/i420-bgra", n * 11 / 2, _yuv420_to_bgra8888_tps, _yuv420_to_bgra8888_sg);
         pool_converter("pool/rgba-nv12", n * 11 / 2, _rgba8888_to_nv12_tps, _rgba8888_to_nv12_sg);

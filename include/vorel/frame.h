@@ -14,8 +14,8 @@ VOREL_BEGIN_DECLS
 
 /* ---- Input ------------------------------------------------------------------------------------------------- */
 
-/* Callbacks of a stream input (kind 4). read delivers up to count bytes into destination and returns how many, 0 at
- * the end; skip(context, 0, count) moves forward by count bytes and returns the new position; rewind(context, 0, 0)
+/* Callbacks of a stream input (kind 4). read delivers count bytes into destination and returns how many came: fewer than
+ * count mean that the input ends there, 0 that it has ended; skip(context, 0, count) moves forward by count bytes and returns the new position; rewind(context, 0, 0)
  * returns to the start and may be null. */
 typedef int32_t (*VorelReadFn)(void *context, void *destination, int32_t count);
 typedef int32_t (*VorelSkipFn)(void *context, int32_t zero, int32_t count);

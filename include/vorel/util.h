@@ -6,9 +6,9 @@
  *     NV12, NV21    w * h bytes Y, cw * ch pairs U V (NV12) or V U (NV21)
  *     RGBA, BGRA    w * h times four bytes in the order of the name
  *     RGB888        w * h times the bytes R, G, B
- * A frame has at most 2^31 - 1 bytes. Functions that are given a null pointer, a size below 1 or a larger frame do
- * nothing. Sources and destinations must not overlap unless a function says so. Results depend on the input alone: not
- * on the processor, nor on the number of threads. */
+ * A frame may be as large as memory allows; its bytes are counted in size_t. Functions that are given a null pointer, a
+ * size below 1 or a frame of more than PTRDIFF_MAX bytes do nothing. Sources and destinations must not overlap unless a
+ * function says so. Results depend on the input alone: not on the processor, nor on the number of threads. */
 #ifndef VOREL_UTIL_H
 #define VOREL_UTIL_H
 
@@ -87,9 +87,10 @@ VOREL_API vorel_threadpool_task *vorel_threadpool_task_get_task(vorel_threadpool
  * themselves, from their own size to their own size.
  *
  * Names: the plain ones choose between _sg (in the calling thread; source heights below 1024) and _tps (in bands over
- * four threads and the caller's). _tp is the work of one band, _get_pos moves a band's record on to the next. For every
- * canvas, and for destinations that are no multiples of 4 both ways, the planar and semi-planar forms need memory for a
- * copy of the result, and write nothing when there is none. */
+ * up to four threads and the caller's; work of less than a millisecond or so stays in the caller's). _tp is the work of
+ * one band, _get_pos moves a band's record on to the next. For every canvas, and for destinations that are no multiples
+ * of 4 both ways, the planar and semi-planar forms need memory for a copy of the result, and write nothing when there
+ * is none. */
 
 /* Where a _keep_ratio form puts its picture: targetWidth wide, srcHeight * targetWidth / srcWidth high, at (offsetX,
  * offsetY) of a canvas that is cleared first (Y and RGBA 0, chroma 128). Chroma goes to half of the offsets. Nothing
@@ -103,11 +104,13 @@ typedef struct ResizeCanvas {
 } ResizeCanvas;
 
 /* One band: rows of the source, and the destination rows whose first tap is among them. A band writes its rows alone
- * and whole, so bands may run at the same time and in any order. tapA and tapB are the targets of the two taps,
+ * and whole, so bands may run at the same time and in any order. A band without source planes or without a place for
+ * the result makes nothing and is finished. tapA and tapB are the targets of the two taps,
  * accumulator counts the destination's size a source row; they run modulo 2^32, and only their differences count. */
 typedef struct ResizeBand {
     int32_t rowsDone, tapA, tapB, accumulator;
-    size_t firstTapRow, secondTapRow; /* byte offsets of the row that the next such tap goes to, in the result's plane */
+    size_t firstTapRow,
+        secondTapRow; /* byte offsets of the row that the next such tap goes to, in the result's plane */
     int32_t chromaRowsDone, chromaTapA, chromaTapB, chromaAccumulator;
     size_t chromaFirstTapRow, chromaSecondTapRow;
     int32_t srcWidth, srcHeight, dstWidth, dstHeight;
@@ -233,7 +236,7 @@ typedef struct RotateJob {
 } RotateJob;
 
 /* 1; or 0, with the frame as it was, for null, a size below 1, another format or angle, or no memory. Above a height of
- * 512 the work is spread over four threads, also by the forms of one angle. */
+ * 512 work that is worth it is spread over up to four threads, also by the forms of one angle. */
 VOREL_API int32_t vorel_rotate(void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle);
 /* The form with threads, for any height. */
 VOREL_API int32_t vorel_fast_rotate(void *buffer, int32_t width, int32_t height, int32_t format, int32_t angle);
@@ -253,12 +256,13 @@ VOREL_API void VORELBRIM_CODEC_Blend(void);
 
 /* ---- Converters ---------------------------------------------------------------------------------------------------
  *
- * Names: the plain ones choose between _sg (the frame in the calling thread) and _tps (bands of 32 rows over four
- * threads and the caller's; from a height of 1200, or above 0x400000 pixels for those that only move chroma). _tp is the work of one
- * band, on a ConvertBand; null. */
+ * Names: the plain ones choose between _sg (the frame in the calling thread) and _tps (bands of 32 rows over up to four
+ * threads and the caller's, or in the caller's alone as with resizers; from a height of 1200, or above 0x400000 pixels
+ * for those that only move chroma). _tp is the work of one band, on a ConvertBand; null. */
 
-/* Cursors of a band: each points at a word that holds the address of the band's first row in that plane. For pairs
- * firstChroma is theirs and secondChroma is not looked at; planar has U first. reserved is not looked at. */
+/* Cursors of a band: each points at a word that holds the address of the band's first row in that plane; nothing is
+ * done where the pointer or the word is null. For pairs firstChroma is theirs and secondChroma is not looked at; planar
+ * has U first. reserved is not looked at. */
 typedef struct ConvertPlanes {
     uint8_t **y, **firstChroma, **secondChroma, **reserved;
 } ConvertPlanes;

@@ -1,9 +1,14 @@
-// Front of the frame's floor, for every other room: memory, logging, error words, result codes, inputs.
+// Front of the core, for every other module: memory, logging, error words, result codes, inputs, byte order, pixel
+// layouts, turns and taps.
 #pragma once
 
 #include <vorel/frame.h>
 
 #include "core/codes.h"
+#include "core/endian.h"
 #include "core/log.h"
 #include "core/os.h"
+#include "core/pixel_layout.h"
 #include "core/stream.h"
+#include "core/taps.h"
+#include "core/turn.h"

@@ -1,6 +1,7 @@
 // The thin operating-system layer: libc and POSIX with the differences that callers rely on.
 #include "core/os.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +63,21 @@ bool checked_product(uint64_t a, uint64_t b, size_t *out) {
     return true;
 }
 
+FILE *open_regular_file(const char *path) {
+    // Without waiting: a FIFO opens only when somebody writes to it.
+    const int descriptor = path ? open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (descriptor < 0) return nullptr;
+    struct stat status;
+    FILE *file = nullptr;
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        file = fdopen(descriptor, "rb");
+    } else {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    }
+    if (!file) close(descriptor);
+    return file;
+}
+
 }  // namespace vorel
 
 using namespace vorel;
@@ -94,10 +110,10 @@ int32_t VORELBRIM_OsSleep(uint32_t microseconds) { return usleep(microseconds); 
 
 FILE *VORELBRIM_OsFopen(const char *path, const char *mode) {
     if (!path || !mode) return nullptr;
-    // Required: a directory opens for reading on Linux; it is refused here, silently.
+    // Required: a directory is refused silently.
     struct stat status;
-    if (mode[0] == 'r' && lstat(path, &status) == 0 && S_ISDIR(status.st_mode)) return nullptr;
-    FILE *file = std::fopen(path, mode);
+    if (mode[0] == 'r' && stat(path, &status) == 0 && S_ISDIR(status.st_mode)) return nullptr;
+    FILE *file = mode[0] == 'r' && !std::strchr(mode, '+') ? open_regular_file(path) : std::fopen(path, mode);
     if (!file) VOREL_LOG(kTagJpegStat, "%s : %d open fail", path, errno);
     return file;
 }
@@ -147,7 +163,7 @@ int32_t VORELBRIM_OsClock(void) { return static_cast<int32_t>(std::clock()); }
 
 int32_t VORELBRIM_OsThreadCreate(void *(*routine)(void *), void *argument, pthread_t *outHandle) {
     pthread_attr_t attributes;
-    if (pthread_attr_init(&attributes) == 0) {
+    if (routine && outHandle && pthread_attr_init(&attributes) == 0) {
         static_assert(PTHREAD_SCOPE_SYSTEM == 0, "the system scope");
         pthread_attr_setscope(&attributes, PTHREAD_SCOPE_SYSTEM);
         const int failed = pthread_create(outHandle, &attributes, routine, argument);
@@ -168,7 +184,9 @@ int32_t VORELBRIM_OsThreadMutex_Unlock(pthread_mutex_t *mutex) { return pthread_
 int32_t VORELBRIM_OsThreadMutex_Close(pthread_mutex_t *) { return 0; }
 
 // The seam for an outside pause or stop signal: 0 goes on, a negative status stops, a positive one sleeps that many us.
-void VORELBRIM_CheckExStatus(int32_t *outStatus) { *outStatus = 0; }
+void VORELBRIM_CheckExStatus(int32_t *outStatus) {
+    if (outStatus) *outStatus = 0;
+}
 
 // Required: empty; the encoder calls it at failures.
 void rim_SetError(int32_t) {}

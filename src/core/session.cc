@@ -5,8 +5,6 @@
 
 #include "core/core.h"
 
-#include <vorel/jpeg_decoder.h>
-
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define VOREL_LEAK_CHECKED 1
@@ -131,6 +129,17 @@ void cancel_with_children(DecInfo *session) {
     }
 }
 
+void publish_image(DecInfo *session, ImageInfo *info) {
+    info->width = session->imageWidth;
+    info->height = session->imageHeight;
+    info->fileSize = session->ioInfo ? static_cast<uint32_t>(session->ioInfo->size) : 0u;
+    session->jpegProgressive = info->progressive;
+    session->jpegRestartInterval = info->restartInterval;
+    session->jpegMaxV = info->maxVSampling;
+    session->jpegMaxH = info->maxHSampling;
+    session->jpegComponents = info->numComponents;
+}
+
 }  // namespace vorel
 
 using namespace vorel;
@@ -165,8 +174,6 @@ int32_t VORELBRIM_DestroyDecInfo(DecInfo *session) {
     os_release(session);
     return 1;
 }
-
-int32_t VORELBRIM_DestroyJpegInfo(DecInfo *session) { return BRIMJ_DestroyJpegInfo(session); }
 
 int32_t VORELBRIM_DestroyInputBuffer(DecInfo *session) {
     if (!session || !session->ioInfo || session->ioInfo->kind != kIoMemory) return 0;

@@ -17,4 +17,7 @@ bool adopt_child(DecInfo *parent, DecInfo *child);
 // Writes the cancel word into the session and all its children, while none of them can be destroyed.
 void cancel_with_children(DecInfo *session);
 
+// Behind a parse: the session's size goes into the record, and what the record says of a JPEG into the session.
+void publish_image(DecInfo *session, ImageInfo *info);
+
 }  // namespace vorel

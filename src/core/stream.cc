@@ -282,7 +282,8 @@ int32_t VORELBRIM_Read_IO(IoInfo *io, void *destination, int32_t count) {
 }
 
 int32_t VORELBRIM_Read_IO2(IoInfo *io, uint8_t **inOutPointer, int32_t count) {
-    if (!io || !is_memory(io)) return VORELBRIM_Read_IO(io, *inOutPointer, count);
+    if (!io || !inOutPointer) return -1;
+    if (!is_memory(io)) return VORELBRIM_Read_IO(io, *inOutPointer, count);
     const int32_t delivered = memory_bytes(io, count);
     if (delivered > 0) *inOutPointer = memory_at(io, io->position);
     io->position += delivered;
@@ -326,6 +327,7 @@ void BRIMJ_ReleaseStreamBuffer(IoInfo *io, uint8_t *buffer) {
 }
 
 int32_t BRIMJ_CheckBuffer(StreamBuffer *stream, int32_t needed) {
+    if (!stream) return 0;
     if (stream->available >= needed) return 2;
     if (stream->available == 0) {
         if (!stream->buffer) return 0;

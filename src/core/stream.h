@@ -45,8 +45,6 @@ inline bool ensure_bytes(StreamBuffer *stream, int32_t bytes) {
 
 inline const uint8_t *unread(const StreamBuffer *stream) { return stream->buffer + stream->offset; }
 
-inline int32_t big_endian_16(const uint8_t *bytes) { return bytes[0] << 8 | bytes[1]; }
-
 // Passes over `bytes` unread bytes, by a seek where they go beyond the block. False at the end of the input.
 bool skip_bytes(StreamBuffer *stream, int64_t bytes);
 

@@ -69,12 +69,23 @@ int32_t parse_png(DecInfo *session, StreamBuffer *stream, ImageInfo *info) {
     return VOREL_IMAGE_PNG;
 }
 
-int32_t parse_jpeg(DecInfo *session, ImageInfo *info) {
+// The markers from the input's start. A source that does not go back is walked from the block that is at hand.
+bool walk_jpeg_header(DecInfo *session, StreamBuffer *stream, ImageInfo *info) {
+    const IoInfo *io = session->ioInfo;
+    if (io && io->kind == kIoStream && !io->rewindFn) return BRIMJ_SimpleParser(stream, 8, info) != kStepFailed;
+    return BRIMJ_GetHInfo(session->ioInfo, info) != 0;
+}
+
+int32_t parse_jpeg(DecInfo *session, StreamBuffer *stream, ImageInfo *info) {
     if (!info) return VOREL_IMAGE_JPEG;
-    if (BRIMJ_GetHInfo(session->ioInfo, info) == 0) {
+    const uint32_t before = last_error();
+    set_error(kErrorNone);
+    if (!walk_jpeg_header(session, stream, info)) {
+        // The header is the reason, unless memory ran out on the way.
         if (last_error() == kErrorNone) set_error(kErrorHeader);
         return VOREL_IMAGE_NONE;
     }
+    set_error(before);
     session->imageWidth = info->width;
     session->imageHeight = info->height;
     info->frameCount = 1;
@@ -118,7 +129,7 @@ int32_t parse(DecInfo *session, StreamBuffer *stream, ImageInfo *info, const Bmp
         case VOREL_IMAGE_PNG:
             return parse_png(session, stream, info);
         case VOREL_IMAGE_JPEG:
-            return parse_jpeg(session, info);
+            return parse_jpeg(session, stream, info);
         case VOREL_IMAGE_WBMP:
             if (info) info->frameCount = 1;
             return __BRIM_ParserWBMP(session, stream);
@@ -168,7 +179,7 @@ int32_t BRIM_ParseJPEGOffset(DecInfo *session, StreamBuffer *stream, ImageInfo *
 }
 
 int32_t __BRIM_ParserWBMP(DecInfo *session, StreamBuffer *stream) {
-    if (!session || !stream || stream->io->size < kWbmpMinBytes) return VOREL_IMAGE_NONE;
+    if (!session || !stream || !stream->io || stream->io->size < kWbmpMinBytes) return VOREL_IMAGE_NONE;
     int32_t index = 0;
     while (index < 2) {
         if (read_byte(stream) < 0) {

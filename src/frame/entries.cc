@@ -1,14 +1,13 @@
 // The entries that turn a path or a buffer into pixels or sizes. The Vorel family decodes any format, the Vjpg family
-// JPEG only; each pair of twins is one function here, told apart by its door.
+// JPEG only; each pair of twins is one function here, told apart by its entry.
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
-#include "frame/decoders.h"
 #include "core/core.h"
-
+#include "frame/decoders.h"
 #include "jpeg/decoder/decoder.h"
 
 namespace vorel {
@@ -20,15 +19,15 @@ constexpr int32_t kWholeFileBytes = 20 << 20;
 constexpr int32_t kRotated90 = 6, kRotated180 = 3, kRotated270 = 8;  // Exif orientation, CIPA DC-008 4.6.4 A
 
 // An exported entry: what its log lines say, and what sets it apart from its twin.
-struct Door {
+struct Entry {
     const char *name;
     const char *tag;
     bool any_format;
 };
-constexpr Door vorel_door(const char *name) { return {name, kTagStat, true}; }
-constexpr Door vjpg_door(const char *name) { return {name, kTagJpegStat, false}; }
+constexpr Entry vorel_entry(const char *name) { return {name, kTagStat, true}; }
+constexpr Entry vjpg_entry(const char *name) { return {name, kTagJpegStat, false}; }
 
-#define VOREL_ENTRY_TRACE(door) VOREL_LOG((door).tag, "[%s:%d]\n", (door).name, __LINE__)
+#define VOREL_ENTRY_TRACE(entry) VOREL_LOG((entry).tag, "[%s:%d]\n", (entry).name, __LINE__)
 
 // Where the picture comes from. length 0 means that `at` is a path.
 struct Source {
@@ -54,11 +53,14 @@ class OwnedSession {
     OwnedSession(const OwnedSession &) = delete;
     OwnedSession &operator=(const OwnedSession &) = delete;
 
+    // The reason of a failure outlives its session.
     void close() {
         DecInfo *session = release();
         if (!session) return;
+        const uint32_t error = last_error();
         os_release(session->fileBuffer);
         VORELBRIM_DestroyDecInfo(session);
+        set_error(error);
     }
     DecInfo *release() { return std::exchange(session_, nullptr); }
     DecInfo *get() const { return session_; }
@@ -82,19 +84,14 @@ DecInfo *open_source(const Source &source, int32_t color_format) {
                               : open_memory(source.at, source.length, color_format, 0);
 }
 
-// The position of a file's end; 0 and a log line when there is none. Only regular files are opened: the path may be
-// the start of somebody's buffer, and must not stop us at a FIFO.
+// The position of a file's end; 0 and a log line when there is none.
 int32_t file_size(const char *tag, const char *path) {
     struct stat status;
     if (!path) path = "";
-    const bool exists = stat(path, &status) == 0;
-    FILE *file = nullptr;
-    if (!exists || S_ISREG(status.st_mode)) {
-        file = std::fopen(path, "rb");
-        if (!file) {
-            VOREL_LOG(tag, "Error : can't file open in getFileSize : %s", path);
-            return 0;
-        }
+    FILE *file = open_regular_file(path);
+    if (!file && (stat(path, &status) != 0 || S_ISREG(status.st_mode))) {
+        VOREL_LOG(tag, "Error : can't file open in getFileSize : %s", path);
+        return 0;
     }
     const int32_t size = VORELBRIM_SeekFile(file, 0, SEEK_END);
     VORELBRIM_OsFclose(file);
@@ -105,7 +102,7 @@ int32_t file_size(const char *tag, const char *path) {
 
 // Required: three of the buffer entries ask for the size of the file that the buffer's bytes name, for the log line
 // that comes of it. The buffer ends nowhere by itself, so a terminated copy is asked about.
-void probe_as_path(const Door &door, const void *buffer, int32_t length) {
+void probe_as_path(const Entry &entry, const void *buffer, int32_t length) {
     char path[4097];
     const size_t bytes = length < 0                                      ? 0
                          : static_cast<size_t>(length) < sizeof path - 1 ? static_cast<size_t>(length)
@@ -113,15 +110,17 @@ void probe_as_path(const Door &door, const void *buffer, int32_t length) {
     const size_t used = strnlen(static_cast<const char *>(buffer), bytes);
     std::memcpy(path, buffer, used);
     path[used] = '\0';
-    file_size(door.tag, path);
+    file_size(entry.tag, path);
 }
 
 // A memory session over the whole file, which hangs on fileBuffer. A file that shrank meanwhile is what came of it.
 DecInfo *open_whole_file(const char *path, int32_t size, int32_t color_format) {
     OsBlock block(os_allocate(static_cast<size_t>(size)));
-    if (!block) return nullptr;
-    FILE *file = std::fopen(path, "rb");
-    if (!file) return nullptr;
+    FILE *file = block ? open_regular_file(path) : nullptr;
+    if (!file) {
+        set_error(block ? kErrorOpen : kErrorOutOfMemory);
+        return nullptr;
+    }
     const int32_t came = VORELBRIM_ReadFile(file, block.as<void>(), size);
     VORELBRIM_OsFclose(file);
     DecInfo *session = open_memory(block.as<void>(), came, color_format, 0);
@@ -129,7 +128,7 @@ DecInfo *open_whole_file(const char *path, int32_t size, int32_t color_format) {
     return session;
 }
 
-// Turns the picture as its orientation says and tells the size that it then has.
+// Turns the picture as its orientation says and gives the size that it then has.
 void apply_orientation(int32_t orientation, const Request &request, int32_t *width, int32_t *height) {
     const int32_t degrees = orientation == kRotated90    ? 90
                             : orientation == kRotated270 ? 270
@@ -142,7 +141,7 @@ void apply_orientation(int32_t orientation, const Request &request, int32_t *wid
 
 // Parses and decodes an open session. The rotation comes after the decode, so the session itself is given no
 // orientation option, else the picture would turn twice.
-int32_t decode_session(const Door &door, OwnedSession &session, const Source &source, const Request &request) {
+int32_t decode_session(const Entry &entry, OwnedSession &session, const Source &source, const Request &request) {
     ImageInfo info;
     const int32_t type = VORELBRIM_Parser(session.get(), &info);
     int32_t width = static_cast<int32_t>(info.width / static_cast<uint32_t>(request.sample_size));
@@ -151,7 +150,7 @@ int32_t decode_session(const Door &door, OwnedSession &session, const Source &so
     if (type != VOREL_IMAGE_NONE) {
         const bool oriented = request.options && (request.options[0] & VOREL_OPTION_EXIF_ORIENTATION);
         const int32_t orientation = oriented ? exif_orientation(session.get()) : 1;
-        if (!door.any_format) {
+        if (!entry.any_format) {
             result = VORELBRIM_PDecodeJPEG(session.get(), request.output, width, height, request.sample_size);
         } else if (type != VOREL_IMAGE_PNG) {
             result = decode_by_type(session.get(), request.output, width, height, request.sample_size);
@@ -168,70 +167,70 @@ int32_t decode_session(const Door &door, OwnedSession &session, const Source &so
     }
     // Each kind of failure has a line of its own.
     if (type == VOREL_IMAGE_NONE) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
     } else if (!result) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
     }
     return result;
 }
 
-int32_t decode_file(const Door &door, const char *path, void *output, int32_t color_format, int32_t sample_size,
+int32_t decode_file(const Entry &entry, const char *path, void *output, int32_t color_format, int32_t sample_size,
                     int32_t *options) {
     if (!path || !output) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
-    const int32_t size = file_size(door.tag, path);
+    const int32_t size = file_size(entry.tag, path);
     if (size == 0) return 0;
     OwnedSession session(size >= kWholeFileBytes ? open_path(path, size, color_format, 0)
                                                  : open_whole_file(path, size, color_format));
     if (!session) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
     const Request request = {output, color_format, sample_size < 1 ? 1 : sample_size, options};
-    return decode_session(door, session, Source::path(path), request);
+    return decode_session(entry, session, Source::path(path), request);
 }
 
-int32_t decode_buffer(const Door &door, const void *buffer, void *output, int32_t length, int32_t color_format,
+int32_t decode_buffer(const Entry &entry, const void *buffer, void *output, int32_t length, int32_t color_format,
                       int32_t sample_size, int32_t *options) {
     if (!buffer || !output) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
     OwnedSession session(open_memory(buffer, length, color_format, 0));
     if (!session) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
     const Request request = {output, color_format, sample_size < 1 ? 1 : sample_size, options};
-    return decode_session(door, session, {buffer, length}, request);
+    return decode_session(entry, session, {buffer, length}, request);
 }
 
-int32_t decode_probed_buffer(const Door &door, const void *buffer, void *output, int32_t length, int32_t color_format,
+int32_t decode_probed_buffer(const Entry &entry, const void *buffer, void *output, int32_t length, int32_t color_format,
                              int32_t sample_size, int32_t *options) {
-    if (buffer && output) probe_as_path(door, buffer, length);
-    return decode_buffer(door, buffer, output, length, color_format, sample_size, options);
+    if (buffer && output) probe_as_path(entry, buffer, length);
+    return decode_buffer(entry, buffer, output, length, color_format, sample_size, options);
 }
 
-int32_t image_info(const Door &door, const Source &source, int32_t *width, int32_t *height) {
+int32_t image_info(const Entry &entry, const Source &source, int32_t *width, int32_t *height) {
     if (!source.at || !width || !height) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
     OwnedSession session(open_source(source, COLOR_RGB565));
     if (!session) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
     ImageInfo info;
     const int32_t type = VORELBRIM_Parser(session.get(), &info);
     if (type == VOREL_IMAGE_NONE) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
-    if (!door.any_format && type != VOREL_IMAGE_JPEG) {
-        VOREL_ENTRY_TRACE(door);
+    if (!entry.any_format && type != VOREL_IMAGE_JPEG) {
+        VOREL_ENTRY_TRACE(entry);
         return 0;
     }
     *width = static_cast<int32_t>(info.width);
@@ -240,21 +239,21 @@ int32_t image_info(const Door &door, const Source &source, int32_t *width, int32
 }
 
 // The input begins at the offset; length counts from there. An empty one is no path.
-int32_t image_info_at(const Door &door, const void *buffer, int32_t offset, int32_t length, int32_t *width,
+int32_t image_info_at(const Entry &entry, const void *buffer, int32_t offset, int32_t length, int32_t *width,
                       int32_t *height) {
     const bool valid = buffer && offset >= 0 && length > 0;
-    return image_info(door, {valid ? static_cast<const uint8_t *>(buffer) + offset : nullptr, length}, width, height);
+    return image_info(entry, {valid ? static_cast<const uint8_t *>(buffer) + offset : nullptr, length}, width, height);
 }
 
 // Opens and parses a JPEG for the image-utility entries, null with a log line when it is none.
-DecInfo *open_jpeg(const Door &door, const void *path_or_buffer, int32_t size, int32_t color_format, ImageInfo *info) {
+DecInfo *open_jpeg(const Entry &entry, const void *path_or_buffer, int32_t size, int32_t color_format, ImageInfo *info) {
     OwnedSession session(open_source({path_or_buffer, size}, color_format));
     if (!session) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return nullptr;
     }
     if (VORELBRIM_Parser(session.get(), info) == VOREL_IMAGE_NONE) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return nullptr;
     }
     return session.release();
@@ -286,92 +285,92 @@ int32_t VorelGetFileSize(const char *path) { return file_size(kTagStat, path); }
 int32_t VjpgGetFileSize(const char *path) { return file_size(kTagJpegStat, path); }
 
 int32_t VorelGetImageInfoFromFile(const char *path, int32_t, int32_t, int32_t *outWidth, int32_t *outHeight) {
-    return image_info(vorel_door(__func__), Source::path(path), outWidth, outHeight);
+    return image_info(vorel_entry(__func__), Source::path(path), outWidth, outHeight);
 }
 
 int32_t VjpgGetImageInfoFromFile(const char *path, int32_t, int32_t, int32_t *outWidth, int32_t *outHeight) {
-    return image_info(vjpg_door(__func__), Source::path(path), outWidth, outHeight);
+    return image_info(vjpg_entry(__func__), Source::path(path), outWidth, outHeight);
 }
 
 int32_t VorelGetImageInfoFromBuffer(const void *buffer, int32_t offset, int32_t length, int32_t *outWidth,
                                     int32_t *outHeight) {
-    return image_info_at(vorel_door(__func__), buffer, offset, length, outWidth, outHeight);
+    return image_info_at(vorel_entry(__func__), buffer, offset, length, outWidth, outHeight);
 }
 
 int32_t VjpgGetImageInfoFromBuffer(const void *buffer, int32_t offset, int32_t length, int32_t *outWidth,
                                    int32_t *outHeight) {
-    return image_info_at(vjpg_door(__func__), buffer, offset, length, outWidth, outHeight);
+    return image_info_at(vjpg_entry(__func__), buffer, offset, length, outWidth, outHeight);
 }
 
 int32_t VorelDecodeFile(const char *path, void *output, int32_t, int32_t colorFormat, int32_t sampleSize) {
-    return decode_file(vorel_door(__func__), path, output, colorFormat, sampleSize, nullptr);
+    return decode_file(vorel_entry(__func__), path, output, colorFormat, sampleSize, nullptr);
 }
 
 int32_t VjpgDecodeFile(const char *path, void *output, int32_t, int32_t colorFormat, int32_t sampleSize) {
-    return decode_file(vjpg_door(__func__), path, output, colorFormat, sampleSize, nullptr);
+    return decode_file(vjpg_entry(__func__), path, output, colorFormat, sampleSize, nullptr);
 }
 
 int32_t VorelDecodeFileOpt(const char *path, void *output, int32_t, int32_t colorFormat, int32_t sampleSize,
                            int32_t *options) {
-    return decode_file(vorel_door(__func__), path, output, colorFormat, sampleSize, options);
+    return decode_file(vorel_entry(__func__), path, output, colorFormat, sampleSize, options);
 }
 
 int32_t VjpgDecodeFileOpt(const char *path, void *output, int32_t, int32_t colorFormat, int32_t sampleSize,
                           int32_t *options) {
-    return decode_file(vjpg_door(__func__), path, output, colorFormat, sampleSize, options);
+    return decode_file(vjpg_entry(__func__), path, output, colorFormat, sampleSize, options);
 }
 
 // Required: alone among the buffer entries, this one asks for no file size.
 int32_t VorelDecodeBuffer(const void *buffer, void *output, int32_t length, int32_t colorFormat, int32_t sampleSize) {
-    return decode_buffer(vorel_door(__func__), buffer, output, length, colorFormat, sampleSize, nullptr);
+    return decode_buffer(vorel_entry(__func__), buffer, output, length, colorFormat, sampleSize, nullptr);
 }
 
 int32_t VjpgDecodeBuffer(const void *buffer, void *output, int32_t length, int32_t colorFormat, int32_t sampleSize) {
-    return decode_probed_buffer(vjpg_door(__func__), buffer, output, length, colorFormat, sampleSize, nullptr);
+    return decode_probed_buffer(vjpg_entry(__func__), buffer, output, length, colorFormat, sampleSize, nullptr);
 }
 
 int32_t VorelDecodeBufferOpt(const void *buffer, void *output, int32_t length, int32_t colorFormat, int32_t sampleSize,
                              int32_t *options) {
-    return decode_probed_buffer(vorel_door(__func__), buffer, output, length, colorFormat, sampleSize, options);
+    return decode_probed_buffer(vorel_entry(__func__), buffer, output, length, colorFormat, sampleSize, options);
 }
 
 int32_t VjpgDecodeBufferOpt(const void *buffer, void *output, int32_t length, int32_t colorFormat, int32_t sampleSize,
                             int32_t *options) {
-    return decode_probed_buffer(vjpg_door(__func__), buffer, output, length, colorFormat, sampleSize, options);
+    return decode_probed_buffer(vjpg_entry(__func__), buffer, output, length, colorFormat, sampleSize, options);
 }
 
 int32_t decodeJPEG(const void *pathOrBuffer, int32_t size, void *output, int32_t width, int32_t height,
                    int32_t colorFormat) {
-    constexpr Door door = {"decodeJPEG", kTagImageUtil, false};
-    VOREL_LOG(door.tag, "VJPEG decodeJPEG - %s\n", BRIMJ_GetVersion());
+    constexpr Entry entry = {"decodeJPEG", kTagImageUtil, false};
+    VOREL_LOG(entry.tag, "VJPEG decodeJPEG - %s\n", BRIMJ_GetVersion());
     if (size < 0 || !pathOrBuffer || !output) return 0;
     if (!decode_jpeg_writes(colorFormat)) {
-        VOREL_LOG(door.tag, "VJPEG decodeJPEG not support type : %d", colorFormat);
+        VOREL_LOG(entry.tag, "VJPEG decodeJPEG not support type : %d", colorFormat);
         return 0;
     }
     ImageInfo info;
-    OwnedSession session(open_jpeg(door, pathOrBuffer, size, colorFormat, &info));
+    OwnedSession session(open_jpeg(entry, pathOrBuffer, size, colorFormat, &info));
     if (!session) return 0;
     const int32_t result = VORELBRIM_PDecodeJPEG(session.get(), output, width, height, 0);
-    if (!result) VOREL_ENTRY_TRACE(door);
+    if (!result) VOREL_ENTRY_TRACE(entry);
     return result;
 }
 
 // Parsing alone does not read the Exif record; decoding does, so the picture is decoded at its smallest.
 DecInfo *getExif(const void *pathOrBuffer, int32_t size) {
-    constexpr Door door = {"getExif", kTagImageUtil, false};
+    constexpr Entry entry = {"getExif", kTagImageUtil, false};
     constexpr int32_t kReduction = 8;
     constexpr uint64_t kPixelBytes = 4;
-    VOREL_LOG(door.tag, "VJPEG getExif - %s", BRIMJ_GetVersion());
+    VOREL_LOG(entry.tag, "VJPEG getExif - %s", BRIMJ_GetVersion());
     if (size < 0 || !pathOrBuffer) return nullptr;
     ImageInfo info;
-    OwnedSession session(open_jpeg(door, pathOrBuffer, size, COLOR_RGBA8888, &info));
+    OwnedSession session(open_jpeg(entry, pathOrBuffer, size, COLOR_RGBA8888, &info));
     if (!session) return nullptr;
     const uint32_t width = info.width / kReduction, height = info.height / kReduction;
     const OsBlock pixels(os_allocate_array<uint8_t>(uint64_t{width} * height * kPixelBytes));
     if (!pixels || !VORELBRIM_PDecodeJPEG(session.get(), pixels.as<void>(), static_cast<int32_t>(width),
                                           static_cast<int32_t>(height), kReduction)) {
-        VOREL_ENTRY_TRACE(door);
+        VOREL_ENTRY_TRACE(entry);
         return nullptr;
     }
     return session.release();

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "core/core.h"
+#include "core/session.h"
 
 #include <vorel/jpeg_decoder.h>
 
@@ -27,17 +28,6 @@ bool enter(const DecInfo *session) {
     return session != nullptr;
 }
 
-void publish(DecInfo *session, ImageInfo *info) {
-    info->width = session->imageWidth;
-    info->height = session->imageHeight;
-    info->fileSize = session->ioInfo ? static_cast<uint32_t>(session->ioInfo->size) : 0u;
-    session->jpegProgressive = info->progressive;
-    session->jpegRestartInterval = info->restartInterval;
-    session->jpegMaxV = info->maxVSampling;
-    session->jpegMaxH = info->maxHSampling;
-    session->jpegComponents = info->numComponents;
-}
-
 // No side above the limit passes, so sizes fit 31 bits from here on.
 bool decodable_size(const ImageInfo *info) {
     return info->width != 0 && info->height != 0 && uint64_t{info->width} * info->height <= kMaxPixels;
@@ -54,25 +44,8 @@ int32_t parse_sized(DecInfo *session, ImageInfo *info, const Core &core) {
         session->imageWidth = session->imageHeight = 0;
         session->imageType = core(cursor.stream());
     }
-    publish(session, info);
+    publish_image(session, info);
     return decodable_size(info) ? session->imageType : VOREL_IMAGE_NONE;
-}
-
-// The JPEG-only entries: read() goes over the stream's markers, and fills what it is asked for.
-template <typename Read>
-int32_t parse_jpeg_only(DecInfo *session, ImageInfo *info, const Read &read) {
-    if (!enter(session) || !info) return 0;
-    std::memset(info, 0, sizeof *info);
-    if (VORELBRIM_Seek_IO(session->ioInfo, 0, SEEK_SET) != 0) return 0;
-    if (read() == 0) {
-        if (last_error() == kErrorNone) set_error(kErrorHeader);
-        return 0;
-    }
-    session->imageWidth = info->width;
-    session->imageHeight = info->height;
-    info->frameCount = 1;
-    publish(session, info);
-    return 1;
 }
 
 }  // namespace
@@ -99,17 +72,6 @@ int32_t VORELBRIM_GetImageType(DecInfo *session) {
     if (!enter(session)) return VOREL_IMAGE_NONE;
     StreamCursor cursor(session->ioInfo);
     return start(&cursor) ? BRIM_GetImageType(session, cursor.stream()) : VOREL_IMAGE_NONE;
-}
-
-int32_t VORELBRIM_JpgParser(DecInfo *session, ImageInfo *imageInfo) {
-    const int32_t read =
-        parse_jpeg_only(session, imageInfo, [&] { return BRIMJ_GetHInfo(session->ioInfo, imageInfo); });
-    if (read) session->imageType = VOREL_IMAGE_JPEG;
-    return read;
-}
-
-int32_t VORELBRIM_ThumbnailParser(DecInfo *session, ImageInfo *imageInfo) {
-    return parse_jpeg_only(session, imageInfo, [&] { return BRIMJ_GetThumbInfo(session, imageInfo); });
 }
 
 // Required: containers are not searched. The outputs and the result are 0 always; only the error word tells more.

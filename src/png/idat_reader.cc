@@ -18,10 +18,6 @@ constexpr uint8_t kIdatName[4] = {'I', 'D', 'A', 'T'};
 // Inflating several rows at a time saves zlib copies of its window; this much stays in the second-level cache.
 constexpr size_t kAheadBytes = size_t{64} << 10;
 
-uint32_t big_endian(const uint8_t *bytes) {
-    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
-}
-
 // A window is what zlib asks for in single bytes; a library that asks in another way gets memory like any other.
 voidpf allocate_for_zlib(voidpf opaque, uInt items, uInt size) {
     auto *windows = static_cast<InflateWindows *>(opaque);
@@ -46,7 +42,7 @@ bool read_chunk_header(PngSource *source) {
     uint8_t *const header = reader->header;
     reader->chunk_offset = source->position;
     vpng_read_data(source->png, header, kChunkHeader);
-    reader->idat_left = big_endian(header);
+    reader->idat_left = big_endian_32(header);
     if (reader->idat_left > kMostChunkBytes) png_error(source->png, "PNG unsigned integer out of range");
     reader->crc = 0;
     add_to_crc(reader, header + 4, 4);
@@ -238,7 +234,7 @@ bool finish_chunk(PngSource *source, uint32_t skip) {
     uint8_t crc[kCrcBytes] = {};
     vpng_read_data(source->png, crc, sizeof crc);
     source->index->streamPosition = source->position;
-    const bool wrong = big_endian(crc) != reader->crc;
+    const bool wrong = big_endian_32(crc) != reader->crc;
     if (wrong) png_chunk_warning(source->png, "CRC error");
     return wrong;
 }

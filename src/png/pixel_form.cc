@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/core.h"
 #include "png/kernels/kernels.h"
 
 namespace vorel {
@@ -68,7 +69,7 @@ void expand_table(const PixelForm &form, const uint8_t *samples, int64_t count, 
     for (int64_t i = 0; i < count; ++i) std::memcpy(out + 4 * i, form.table[samples[i]], 4);
 }
 
-uint16_t word(const uint8_t *sample) { return static_cast<uint16_t>(sample[0] << 8 | sample[1]); }
+uint16_t word(const uint8_t *sample) { return static_cast<uint16_t>(big_endian_16(sample)); }
 
 // Samples of kBytes each; of two bytes the first is shown and both are compared with the key.
 template <int kBytes>

@@ -30,7 +30,7 @@ PngSource *open_png_source(const void *source, vpng_read_callback read, int32_t 
     if (!source) return nullptr;
     FILE *file = nullptr;
     if (!read) {
-        file = std::fopen(static_cast<const char *>(source), "rb");
+        file = open_regular_file(static_cast<const char *>(source));
         if (!file) return nullptr;
         // A file may change while it is open, and what stdio kept of it would be read after it has changed back. What
         // is read is large or little.

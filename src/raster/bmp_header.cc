@@ -16,28 +16,26 @@ constexpr int32_t kFileHeaderBytes = 14, kHeaderBytes = 54;
 constexpr int32_t kCoreHeader = 12, kInfoHeader = 40;
 constexpr uint32_t kRle8 = 1, kRle4 = 2, kJpeg = 4, kPng = 5;  // compression
 
-uint32_t little_16(const uint8_t *bytes) { return static_cast<uint32_t>(bytes[0] | bytes[1] << 8); }
-uint32_t little_32(const uint8_t *bytes) { return little_16(bytes) | little_16(bytes + 2) << 16; }
 
 // The compression field, or an error that no field holds. Required: sizes are read as 16 bits, so files beyond are
 // misread without a word, and an OS/2 header is followed by its palette, whose first two bytes count as compression.
 bool read_fields(const uint8_t *header, BmpInfo *info, uint32_t *compression) {
     if (header[0] != 'B' || header[1] != 'M') return false;
-    info->dataOffset = little_32(header + 10);
+    info->dataOffset = little_endian_32(header + 10);
     info->headerSize = header[14];
-    info->width = static_cast<int32_t>(little_16(header + 18));
+    info->width = static_cast<int32_t>(little_endian_16(header + 18));
     if (info->headerSize == kCoreHeader) {
-        info->height = static_cast<int32_t>(little_16(header + 20));
-        info->bitCount = static_cast<uint16_t>(little_16(header + 24));
-        *compression = little_16(header + 26);
+        info->height = static_cast<int32_t>(little_endian_16(header + 20));
+        info->bitCount = static_cast<uint16_t>(little_endian_16(header + 24));
+        *compression = little_endian_16(header + 26);
         return true;
     }
     if (info->headerSize < kInfoHeader) return false;
-    info->height = static_cast<int16_t>(little_16(header + 22));
+    info->height = static_cast<int16_t>(little_endian_16(header + 22));
     info->topDown = info->height < 0;
     if (info->topDown) info->height = -info->height;
-    info->bitCount = static_cast<uint16_t>(little_16(header + 28));
-    *compression = little_32(header + 30);
+    info->bitCount = static_cast<uint16_t>(little_endian_16(header + 28));
+    *compression = little_endian_32(header + 30);
     return true;
 }
 
@@ -58,7 +56,7 @@ bool read_masks(BmpInfo *info, uint32_t compression) {
     if (compression != 0) {
         uint8_t bytes[12];
         if (read_bytes(info->input, bytes, sizeof bytes) != sizeof bytes) return false;
-        for (int i = 0; i < 3; ++i) masks[i] = little_32(bytes + i * 4);
+        for (int i = 0; i < 3; ++i) masks[i] = little_endian_32(bytes + i * 4);
     }
     for (const MaskSet &set : kMaskSets) {
         if (masks[0] != set.red || masks[1] != set.green || masks[2] != set.blue) continue;

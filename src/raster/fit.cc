@@ -1,14 +1,11 @@
 #include "raster/fit.h"
 
-#include <vorel/frame.h>
-
 #include <utility>
+
+#include "core/core.h"
 
 namespace vorel {
 namespace {
-
-constexpr uint32_t kFitBits = 0x700, kTurnBits = 0xC;
-constexpr int kTurnShift = 2;
 
 struct Size {
     int64_t width, height;
@@ -27,7 +24,7 @@ Size fit_inside(Size picture, Size target) {
 
 PictureFit fit_picture(int32_t width, int32_t height, int32_t target_width, int32_t target_height, uint32_t options) {
     PictureFit fit = {};
-    fit.rotation = ((options & kTurnBits) >> kTurnShift) * 90;
+    fit.rotation = quarter_turns(options) * 90;
     fit.buffer_width = target_width;
     if (width <= 0 || height <= 0 || target_width <= 0 || target_height <= 0) return fit;
 
@@ -35,38 +32,21 @@ PictureFit fit_picture(int32_t width, int32_t height, int32_t target_width, int3
     const Size picture = {width, height};
     Size target = {target_width, target_height};
     if (fit.sideways()) std::swap(target.width, target.height);
-    const Size out = (options & kFitBits) == VOREL_OPTION_FIT_STRETCH ? target : fit_inside(picture, target);
+    const Size out = (options & kFitMask) == VOREL_OPTION_FIT_STRETCH ? target : fit_inside(picture, target);
     fit.one_to_one = out.width == width && out.height == height;
     fit.width = static_cast<int32_t>(out.width);
     fit.height = static_cast<int32_t>(out.height);
 
     int64_t left = (target.width - out.width) >> 1, top = (target.height - out.height) >> 1;
-    if ((options & kFitBits) == VOREL_OPTION_FIT_PACKED) {
+    if ((options & kFitMask) == VOREL_OPTION_FIT_PACKED) {
         fit.buffer_width = fit.sideways() ? fit.height : fit.width;
         left = top = 0;
     }
-    const int64_t right = left + out.width - 1, bottom = top + out.height - 1, stride = fit.buffer_width;
-    switch (fit.rotation) {
-        case 90:
-            fit.origin = left * stride + bottom;
-            fit.row_step = -1;
-            fit.pixel_step = stride;
-            break;
-        case 180:
-            fit.origin = bottom * stride + right;
-            fit.row_step = -stride;
-            fit.pixel_step = -1;
-            break;
-        case 270:
-            fit.origin = right * stride + top;
-            fit.row_step = 1;
-            fit.pixel_step = -stride;
-            break;
-        default:
-            fit.origin = top * stride + left;
-            fit.row_step = stride;
-            fit.pixel_step = 1;
-    }
+    if (fit.sideways()) std::swap(left, top);
+    const TurnedRows rows = turned_rows(options, fit.buffer_width, left, top, out.width, out.height);
+    fit.origin = rows.origin;
+    fit.row_step = rows.row_step;
+    fit.pixel_step = rows.pixel_step;
     return fit;
 }
 

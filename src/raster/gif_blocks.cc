@@ -15,7 +15,6 @@ constexpr int32_t kLabelControl = 0xF9;
 constexpr int32_t kLabelComment = 0xFE;
 constexpr int32_t kLabelApplication = 0xFF;
 
-int32_t little_16(const uint8_t *bytes) { return bytes[0] | bytes[1] << 8; }
 uint32_t table_colours(uint32_t flags) { return flags & 0x80 ? 2u << (flags & 7) : 0; }
 
 const uint8_t *take(GifInput *input, int32_t bytes) {
@@ -40,7 +39,7 @@ bool read_control(GifInfo *info) {
     if (!bytes) return false;
     info->disposal = (bytes[0] >> 2) & 7;
     info->transparentFlag = bytes[0] & 1;
-    info->delayMs = static_cast<uint32_t>(little_16(bytes + 1)) * kMsPerTick;
+    info->delayMs = static_cast<uint32_t>(little_endian_16(bytes + 1)) * kMsPerTick;
     info->transparentIndex = info->transparentFlag ? bytes[3] : -1;
     return true;
 }
@@ -62,10 +61,10 @@ bool read_extension(GifInfo *info) {
 }
 
 bool read_image(GifInfo *info, const uint8_t *bytes) {
-    info->frameLeft = little_16(bytes);
-    info->frameTop = little_16(bytes + 2);
-    info->frameWidth = little_16(bytes + 4);
-    info->frameHeight = little_16(bytes + 6);
+    info->frameLeft = little_endian_16(bytes);
+    info->frameTop = little_endian_16(bytes + 2);
+    info->frameWidth = little_endian_16(bytes + 4);
+    info->frameHeight = little_endian_16(bytes + 6);
     const uint32_t flags = bytes[8];
     info->interlaced = (flags >> 6) & 1;
     info->interlacePass = info->interlaced;
@@ -87,7 +86,7 @@ bool read_image(GifInfo *info, const uint8_t *bytes) {
 
 bool is_too_large(const uint8_t *bytes) {
     for (int i = 0; i < 8; i += 2)
-        if (little_16(bytes + i) > kMostOfImage) return true;
+        if (little_endian_16(bytes + i) > kMostOfImage) return true;
     return false;
 }
 
@@ -108,8 +107,8 @@ int32_t BRIMI_ParseGIFHeader(DecInfo *session, GifInfo *info) {
     if (VORELBRIM_Seek_IO(input->stream, 0, SEEK_SET) < 0) return 0;
     const uint8_t *bytes = take(input, kScreenBytes);
     if (!bytes || !has_signature(bytes)) return 0;
-    info->width = little_16(bytes + 6);
-    info->height = little_16(bytes + 8);
+    info->width = little_endian_16(bytes + 6);
+    info->height = little_endian_16(bytes + 8);
     if (info->width == 0 || info->height == 0) return 0;
     const uint32_t flags = bytes[10];
     info->colourResolution = (flags >> 4) & 7;

@@ -229,9 +229,7 @@ struct Samples {
 };
 
 Samples samples_of(int32_t position, int32_t source, int32_t target) {
-    const int64_t start = int64_t{position} * source;
-    return {static_cast<int32_t>(((source >> 2) + start) / target),
-            static_cast<int32_t>(((int64_t{source} * 3 >> 2) + start) / target)};
+    return {tap(first_quarter(source), source, target, position), tap(third_quarter(source), source, target, position)};
 }
 
 // Shrinks by four samples a pixel, those at the quarter points of its footprint in both directions.

@@ -1,4 +1,5 @@
-// Colour converters over whole frames: bands of rows by one driver, and a door for each name.
+// Colour converters over whole frames: bands of rows by one driver, and an entry for each name.
+#include <algorithm>
 #include <cstring>
 
 #include "core/core.h"
@@ -56,8 +57,11 @@ void convert_rows(const Conversion &conversion, const Planes &planes, int32_t wi
 
 void *convert_band(const Conversion &conversion, const void *argument) {
     const auto *band = static_cast<const ConvertBand *>(argument);
-    if (!band || band->width <= 0) return nullptr;
     const bool planar = conversion.chroma == Chroma::kPlanar;
+    const auto is_null = [](uint8_t *const *word) { return !word || !*word; };
+    if (!band || band->width <= 0 || is_null(band->rgbaRows) || is_null(band->planes.y) ||
+        is_null(band->planes.firstChroma) || (planar && is_null(band->planes.secondChroma)))
+        return nullptr;
     convert_rows(
         conversion,
         {*band->rgbaRows, *band->planes.y, *band->planes.firstChroma, planar ? *band->planes.secondChroma : nullptr},
@@ -89,13 +93,16 @@ struct BandRecord {
 
 void convert_threaded(const Conversion &conversion, const Frame &frame) {
     if (!is_whole(conversion, frame)) return;
+    const Yuv420 layout(frame.width, frame.height);
+    if (!pays_for_threads(layout.bytes() + layout.luma * static_cast<size_t>(conversion.pixel_bytes())))
+        return convert_single(conversion, frame);
     // Half a band more goes to the last one, or it becomes a band of its own.
     const int32_t whole = static_cast<int32_t>((int64_t{frame.height} + kBandRows / 2) / kBandRows);
     const int32_t bands = whole < 1 ? 1 : whole;
     OsBlock block(os_allocate_array<BandRecord>(static_cast<uint64_t>(bands)));
     auto *records = block.as<BandRecord>();
     if (!records) return convert_single(conversion, frame);
-    TaskGroup group;
+    TaskGroup group(kFrameThreads);
     for (int32_t i = 0; i < bands; ++i) {
         BandRecord &record = records[i];
         const int32_t top = i * kBandRows;
@@ -156,7 +163,7 @@ constexpr Conversion kRgbaToYuv420 = {Chroma::kPlanar, RgbFormat::kRgba, true, n
 
 using namespace vorel;
 
-// The doors of a family: the chosen, the single and the threaded way, and the task of a band.
+// The entries of a family: the chosen, the single and the threaded way, and the task of a band.
 #define VOREL_CONVERTER_WAYS(NAME, CALL, CONVERSION)                                      \
     void NAME(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {          \
         CALL(CONVERSION, Way::kChosen, width, height, src, dst);                          \
@@ -210,7 +217,7 @@ namespace {
 struct PairJob {
     const uint8_t *first, *second;  // second null: pairs to be swapped
     uint8_t *dst;
-    int32_t count;        // pairs
+    size_t count;         // pairs
     const uint8_t *luma;  // copied to luma_out, unless null or in its place
     uint8_t *luma_out;
     size_t luma_bytes;
@@ -218,12 +225,18 @@ struct PairJob {
 
 void *move_pairs(void *argument) {
     const auto *job = static_cast<const PairJob *>(argument);
-    if (job->second) {
-        _interleave_uv(job->count, job->first, job->second, job->dst);
-    } else {
-        _swap_uv(job->count, job->first, job->dst);
-    }
     if (job->luma && job->luma != job->luma_out) std::memcpy(job->luma_out, job->luma, job->luma_bytes);
+    const UtilKernels &kernels = util_kernels();
+    // By parts that 32 bits count.
+    constexpr size_t kPart = size_t{1} << 24;
+    for (size_t i = 0; i < job->count; i += kPart) {
+        const int32_t count = static_cast<int32_t>(std::min(kPart, job->count - i));
+        if (job->second) {
+            kernels.interleave(job->first + i, job->second + i, count, job->dst + 2 * i);
+        } else {
+            kernels.swap_pairs(job->first + 2 * i, count, job->dst + 2 * i);
+        }
+    }
     return nullptr;
 }
 
@@ -239,7 +252,7 @@ void move_threaded(const PairJob &whole, int32_t width, int32_t height) {
         move_pairs(&all);
         return;
     }
-    TaskGroup group;
+    TaskGroup group(kFrameThreads);
     for (int32_t i = 0; i < parts; ++i) {
         const int32_t top = i * kPartRows;
         const int32_t bottom = i + 1 < parts ? top + kPartRows : layout.chroma_height;
@@ -251,7 +264,7 @@ void move_threaded(const PairJob &whole, int32_t width, int32_t height) {
         jobs[i].first += whole.second ? samples : 2 * samples;
         if (whole.second) jobs[i].second += samples;
         jobs[i].dst += 2 * samples;
-        jobs[i].count = (bottom - top) * layout.chroma_width;
+        jobs[i].count = static_cast<size_t>(bottom - top) * static_cast<size_t>(layout.chroma_width);
         if (whole.luma) {
             jobs[i].luma += luma;
             jobs[i].luma_out += luma;
@@ -263,9 +276,10 @@ void move_threaded(const PairJob &whole, int32_t width, int32_t height) {
 }
 
 void move_chroma(Way way, int32_t width, int32_t height, PairJob job) {
-    job.count = static_cast<int32_t>(Yuv420(width, height).chroma_plane);
+    job.count = Yuv420(width, height).chroma_plane;
     const bool many = int64_t{width} * height > kThreadedPixels;
-    if (way == Way::kThreaded || (way == Way::kChosen && many)) {
+    const uint64_t moved = 2 * (uint64_t{2} * job.count + (job.luma ? job.luma_bytes : 0));
+    if ((way == Way::kThreaded || (way == Way::kChosen && many)) && pays_for_threads(moved)) {
         move_threaded(job, width, height);
     } else {
         move_pairs(&job);

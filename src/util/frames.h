@@ -6,7 +6,7 @@
 
 namespace vorel {
 
-constexpr uint64_t kMostFrameBytes = INT32_MAX;
+constexpr uint64_t kMostFrameBytes = PTRDIFF_MAX;
 
 // A 4:2:0 frame, with (width + 1) / 2 x (height + 1) / 2 chroma samples; sizes in bytes.
 struct Yuv420 {
@@ -22,13 +22,21 @@ struct Yuv420 {
     size_t bytes() const { return luma + 2 * chroma_plane; }
 };
 
-// A frame of at least one pixel and at most kMostFrameBytes.
+// A frame of at least one pixel and at most kMostFrameBytes; no product here leaves 64 bits.
 inline bool packed_frame_fits(int32_t width, int32_t height, uint32_t pixel_bytes) {
     return width > 0 && height > 0 &&
            static_cast<uint64_t>(width) * static_cast<uint64_t>(height) * pixel_bytes <= kMostFrameBytes;
 }
 inline bool yuv420_frame_fits(int32_t width, int32_t height) {
     return packed_frame_fits(width, height, 1) && Yuv420(width, height).bytes() <= kMostFrameBytes;
+}
+
+// The bytes of memory beside a frame, which may be more than one can have: false then.
+inline bool block_fits(uint64_t a, uint64_t b, size_t *bytes) {
+    uint64_t product;
+    if (__builtin_mul_overflow(a, b, &product) || product > kMostFrameBytes) return false;
+    *bytes = static_cast<size_t>(product);
+    return true;
 }
 
 }  // namespace vorel

@@ -1,4 +1,4 @@
-// The resizers' driver and the doors of their names.
+// The resizers' driver and the entries of their names.
 #include "util/resize.h"
 
 #include <algorithm>
@@ -54,11 +54,22 @@ void run_whole(const ResizeFamily &family, ResizeBand *band) {
     family.task(band);
 }
 
+// What a resize reads, of the whole frame's rows those with taps, and writes.
+uint64_t moved_bytes(ResizeLayout layout, const ResizeBand &band) {
+    const auto size = [&](int64_t width, int64_t height) {
+        return has_chroma(layout) ? Yuv420(static_cast<int32_t>(width), static_cast<int32_t>(height)).bytes()
+                                  : static_cast<uint64_t>(width * height * luma_unit(layout));
+    };
+    const int64_t rows = std::min<int64_t>(band.srcHeight, int64_t{2} * band.dstHeight);
+    return size(band.srcWidth, rows) + size(band.dstWidth, band.dstHeight);
+}
+
 // Each band's count of rows is what its successor has moved on by; the last band takes what is left.
 void run_bands(const ResizeFamily &family, ResizeBand *first) {
     const int64_t rows = band_rows(first->srcHeight, first->dstHeight);
     const int64_t count = (first->srcHeight + rows / 2) / rows;
-    OsBlock block(count < 2 ? nullptr : os_allocate_array<ResizeBand>(static_cast<uint64_t>(count)));
+    const bool pays = count > 1 && pays_for_threads(moved_bytes(family.layout, *first));
+    OsBlock block(!pays ? nullptr : os_allocate_array<ResizeBand>(static_cast<uint64_t>(count)));
     if (!block) return run_whole(family, first);
     auto *bands = block.as<ResizeBand>();
     bands[0] = *first;
@@ -72,7 +83,7 @@ void run_bands(const ResizeFamily &family, ResizeBand *first) {
     ResizeBand &last = bands[count - 1];
     last.rowsThisBand = last.srcHeight - last.rowsDone;
     last.chromaRowsThisBand = static_cast<int32_t>((int64_t{last.srcHeight} + 1) / 2) - last.chromaRowsDone;
-    TaskGroup group;
+    TaskGroup group(kFrameThreads);
     for (int64_t i = 0; i < count; ++i) group.add(family.task, &bands[i]);
     group.wait();
 }
@@ -143,10 +154,10 @@ bool resize(const ResizeFamily &family, ResizeWay way, const ResizeRequest &aske
 
     OsBlock scratch;
     if (needs_scratch(family.layout, band)) {
-        // The frame itself has at most 2^31 bytes, so this is no more than four times as much, which may be more than
-        // there are addresses.
-        const int64_t bytes = 2 * padded(band.dstWidth) * padded(band.dstHeight);
-        if (bytes <= PTRDIFF_MAX) scratch.reset(os_allocate(static_cast<size_t>(bytes)));
+        size_t bytes;
+        if (block_fits(2 * static_cast<uint64_t>(padded(band.dstWidth)), static_cast<uint64_t>(padded(band.dstHeight)),
+                       &bytes))
+            scratch.reset(os_allocate(bytes));
         if (!scratch) return false;
         band.scratch = scratch.as<uint8_t>();
     }
@@ -246,30 +257,30 @@ void vorel_resize_y_nv21_tps(const uint8_t *y, const uint8_t *uv, uint8_t *dst, 
     resize(kPairsFamily, ResizeWay::kThreaded, {y, uv, nullptr, srcWidth, srcHeight, dst, dstWidth, dstHeight, canvas});
 }
 
-// The doors from one buffer to another: FUNCTION with these arguments in front.
-#define VOREL_RESIZE_DOOR(NAME, FUNCTION, ...)                                                         \
+// The entries from one buffer to another: FUNCTION with these arguments in front.
+#define VOREL_RESIZE_ENTRY(NAME, FUNCTION, ...)                                                        \
     void NAME(const uint8_t *src, uint8_t *dst, int32_t srcWidth, int32_t srcHeight, int32_t dstWidth, \
               int32_t dstHeight) {                                                                     \
         FUNCTION(__VA_ARGS__, src, dst, srcWidth, srcHeight, dstWidth, dstHeight);                     \
     }
-VOREL_RESIZE_DOOR(vorel_resize_yuv420, resize_frame, kFrameFamily, ResizeWay::kChosen)
-VOREL_RESIZE_DOOR(vorel_resize_yuv420_sg, resize_frame, kFrameFamily, ResizeWay::kSingle)
-VOREL_RESIZE_DOOR(vorel_resize_yuv420_tps, resize_frame, kFrameFamily, ResizeWay::kThreaded)
-VOREL_RESIZE_DOOR(vorel_resize_nv21, resize_frame, kNv21Family, ResizeWay::kChosen)
-VOREL_RESIZE_DOOR(vorel_resize_nv21_sg, resize_frame, kNv21Family, ResizeWay::kSingle)
-VOREL_RESIZE_DOOR(vorel_resize_nv21_tps, resize_frame, kNv21Family, ResizeWay::kThreaded)
-VOREL_RESIZE_DOOR(vorel_resize_rgba8888, resize_packed, kRgbaFamily, ResizeWay::kChosen)
-VOREL_RESIZE_DOOR(vorel_resize_rgba8888_sg, resize_packed, kRgbaFamily, ResizeWay::kSingle)
-VOREL_RESIZE_DOOR(vorel_resize_rgba8888_tps, resize_packed, kRgbaFamily, ResizeWay::kThreaded)
-VOREL_RESIZE_DOOR(vorel_resize_rgb888, resize_packed, kRgbFamily, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_yuv420, resize_frame, kFrameFamily, ResizeWay::kChosen)
+VOREL_RESIZE_ENTRY(vorel_resize_yuv420_sg, resize_frame, kFrameFamily, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_yuv420_tps, resize_frame, kFrameFamily, ResizeWay::kThreaded)
+VOREL_RESIZE_ENTRY(vorel_resize_nv21, resize_frame, kNv21Family, ResizeWay::kChosen)
+VOREL_RESIZE_ENTRY(vorel_resize_nv21_sg, resize_frame, kNv21Family, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_nv21_tps, resize_frame, kNv21Family, ResizeWay::kThreaded)
+VOREL_RESIZE_ENTRY(vorel_resize_rgba8888, resize_packed, kRgbaFamily, ResizeWay::kChosen)
+VOREL_RESIZE_ENTRY(vorel_resize_rgba8888_sg, resize_packed, kRgbaFamily, ResizeWay::kSingle)
+VOREL_RESIZE_ENTRY(vorel_resize_rgba8888_tps, resize_packed, kRgbaFamily, ResizeWay::kThreaded)
+VOREL_RESIZE_ENTRY(vorel_resize_rgb888, resize_packed, kRgbFamily, ResizeWay::kSingle)
 
-#define VOREL_RESIZE_CANVAS_DOOR(NAME, WAY)                                                    \
+#define VOREL_RESIZE_CANVAS_ENTRY(NAME, WAY)                                                   \
     void NAME(const uint8_t *src, ResizeCanvas *canvas, int32_t srcWidth, int32_t srcHeight) { \
         resize_packed_into(WAY, src, canvas, srcWidth, srcHeight);                             \
     }
-VOREL_RESIZE_CANVAS_DOOR(vorel_resize_rgba8888_keep_ratio, ResizeWay::kChosen)
-VOREL_RESIZE_CANVAS_DOOR(vorel_resize_rgba8888_keep_ratio_sg, ResizeWay::kSingle)
-VOREL_RESIZE_CANVAS_DOOR(vorel_resize_rgba8888_keep_ratio_tps, ResizeWay::kThreaded)
+VOREL_RESIZE_CANVAS_ENTRY(vorel_resize_rgba8888_keep_ratio, ResizeWay::kChosen)
+VOREL_RESIZE_CANVAS_ENTRY(vorel_resize_rgba8888_keep_ratio_sg, ResizeWay::kSingle)
+VOREL_RESIZE_CANVAS_ENTRY(vorel_resize_rgba8888_keep_ratio_tps, ResizeWay::kThreaded)
 
 #define VOREL_RESIZE_TASK(NAME, LAYOUT) \
     void *NAME(void *resizeBand) { return run_band(LAYOUT, static_cast<ResizeBand *>(resizeBand)); }

@@ -1,4 +1,4 @@
-// Resizes as requests, for the doors and for the forms that convert afterwards.
+// Resizes as requests, for the entries and for the forms that convert afterwards.
 #pragma once
 
 #include "util/resize_bands.h"

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "util/atomics.h"
+#include "util/kernels/prefetch.h"
 
 namespace vorel {
 namespace {
@@ -65,28 +66,59 @@ struct BandPlanes {
     size_t start;                // offset of row 0
 };
 
-void run_planes(const RowState &state, const BandPlanes &planes, const ColumnTaps &taps) {
-    const UtilKernels &kernels = util_kernels();
-    const ptrdiff_t left = ptrdiff_t{taps.first_column} * taps.unit;
+// One destination row: its source rows, and where it goes.
+struct RowTaps {
+    int64_t first, second;
+    ptrdiff_t to;
+};
+
+// A row is made when the one behind it is known, whose source rows are asked for meanwhile.
+void run_plane(const RowState &state, const BandPlanes &planes, int plane, const ColumnTaps &taps) {
+    const auto resize_row = util_kernels().resize_row;
+    const auto bytes = [&](int64_t rows) { return static_cast<ptrdiff_t>(rows) * planes.src_stride; };
+    const bool large = static_cast<size_t>(bytes(planes.src_height)) > kPrefetchedBytes;
+    const uint8_t *src = planes.src[plane];
+    uint8_t *dst = planes.dst[plane] + ptrdiff_t{taps.first_column} * taps.unit;
     int64_t row = (static_cast<ptrdiff_t>(*state.first_row) - static_cast<ptrdiff_t>(planes.start)) / planes.pitch;
+    RowTaps last = {};
+    bool any = false;
+    const auto make_last = [&](const RowTaps &next) {
+        if (!any) return;
+        resize_row(taps,
+                   {src + bytes(last.first), large ? bytes(next.first - last.first) : 0, src + bytes(last.second),
+                    large ? bytes(next.second - last.second) : 0},
+                   dst + last.to);
+    };
     walk_rows(state, planes.rows, planes.src_height, planes.dst_height, planes.pitch,
               [&](int64_t first, int64_t second) {
-                  if (row >= planes.first_row && row < planes.end_row && first < planes.src_height &&
-                      second < planes.src_height) {
-                      for (int i = 0; i < planes.count; ++i) {
-                          kernels.resize_row(taps, planes.src[i] + first * planes.src_stride,
-                                             planes.src[i] + second * planes.src_stride,
-                                             planes.dst[i] + static_cast<ptrdiff_t>(*state.first_row) + left);
-                      }
-                  }
+                  const bool wanted = row >= planes.first_row && row < planes.end_row && first < planes.src_height &&
+                                      second < planes.src_height;
                   ++row;
+                  if (!wanted) return;
+                  const RowTaps next = {first, second, static_cast<ptrdiff_t>(*state.first_row)};
+                  make_last(next);
+                  last = next;
+                  any = true;
               });
+    make_last(last);
+}
+
+void run_planes(const RowState &state, const BandPlanes &planes, const ColumnTaps &taps) {
+    // Plane by plane, as memory likes it: U walks a copy of the state that V moves on.
+    if (planes.count == 2) {
+        int32_t rows_done = *state.rows_done, tap_a = *state.tap_a, tap_b = *state.tap_b,
+                accumulator = *state.accumulator;
+        size_t first_row = *state.first_row, second_row = *state.second_row;
+        run_plane({&rows_done, &tap_a, &tap_b, &accumulator, &first_row, &second_row}, planes, 0, taps);
+    }
+    run_plane(state, planes, planes.count - 1, taps);
 }
 
 size_t first_row_offset(ResizeLayout layout, const ResizeBand &band) {
     if (layout != ResizeLayout::kRgba || !band.canvas) return 0;
     // Negative where the picture begins outside the canvas; the sum comes out right modulo 2^64.
-    return static_cast<size_t>((int64_t{band.canvas->offsetY} * band.canvas->canvasWidth + band.canvas->offsetX) * 4);
+    const int64_t pixels = int64_t{band.canvas->offsetY} * band.canvas->canvasWidth + band.canvas->offsetX;
+    return static_cast<size_t>(static_cast<uint64_t>(pixels) * 4);
 }
 
 ptrdiff_t luma_stride(ResizeLayout layout, const ResizeBand &band) {
@@ -107,7 +139,10 @@ void clip(int64_t offset, int32_t size, int32_t canvas, int32_t *first, int32_t 
 void PlaneColumns::build(int32_t src, int32_t dst, int32_t unit, int32_t first, int32_t count) {
     taps_ = {src, dst, unit, first, count, nullptr, nullptr};
     const int32_t blocks = tap_blocks(taps_);
-    if (blocks == 0 || halves(taps_) || util_kernels().resize_row == scalar_util_kernels().resize_row) return;
+    // Chunks hold their offsets in 32 bits.
+    if (blocks == 0 || int64_t{src} * unit > INT32_MAX || step_without_chunks(taps_) > 0 ||
+        util_kernels().resize_row == scalar_util_kernels().resize_row)
+        return;
     chunk_ends_.reset(os_allocate_array<int32_t>(static_cast<uint64_t>(blocks)));
     if (!chunk_ends_) return;
     const int64_t chunks = make_tap_chunks(taps_, chunk_ends_.as<int32_t>(), nullptr);
@@ -172,7 +207,9 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
     if (!band) return nullptr;
     const ResizeResult result = result_of(layout, *band);
     const bool no_canvas = band->canvas && (band->canvas->canvasWidth < 1 || band->canvas->canvasHeight < 1);
-    if (!result.base || no_canvas || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 ||
+    const bool no_source =
+        !band->srcY || (has_chroma(layout) && !band->srcU) || (layout == ResizeLayout::kPlanar && !band->srcV);
+    if (!result.base || no_source || no_canvas || band->srcWidth < 1 || band->srcHeight < 1 || band->dstWidth < 1 ||
         band->dstHeight < 1) {
         store_release<int32_t>(&band->finished, 1);
         return nullptr;

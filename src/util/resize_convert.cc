@@ -11,7 +11,7 @@ using Converter = void (*)(int32_t width, int32_t height, const uint8_t *src, ui
 void *allocate_between(int32_t width, int32_t height) {
     size_t bytes;
     if (width < 1 || height < 1 ||
-        !checked_product((static_cast<uint64_t>(width) + 1) * (static_cast<uint64_t>(height) + 1), 2, &bytes))
+        !block_fits((static_cast<uint64_t>(width) + 1) * (static_cast<uint64_t>(height) + 1), 2, &bytes))
         return nullptr;
     return os_allocate(bytes);
 }

@@ -71,6 +71,23 @@ inline hn::Vec<hn::Repartition<int8_t, hn::DFromV<V>>> pack_signed_bytes(V low, 
 }
 #endif
 
+#if HWY_ARCH_X86
+// Unsigned bytes times signed ones, neighbours added.
+inline hn::Vec128<int16_t> multiply_bytes(hn::Vec128<uint8_t> a, hn::Vec128<uint8_t> b) {
+    return hn::Vec128<int16_t>{_mm_maddubs_epi16(a.raw, b.raw)};
+}
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+inline hn::Vec256<int16_t> multiply_bytes(hn::Vec256<uint8_t> a, hn::Vec256<uint8_t> b) {
+    return hn::Vec256<int16_t>{_mm256_maddubs_epi16(a.raw, b.raw)};
+}
+#endif
+#if HWY_TARGET == HWY_AVX3
+inline hn::Vec512<int16_t> multiply_bytes(hn::Vec512<uint8_t> a, hn::Vec512<uint8_t> b) {
+    return hn::Vec512<int16_t>{_mm512_maddubs_epi16(a.raw, b.raw)};
+}
+#endif
+#endif
+
 // The 32-bit lanes of v in another order: lane i of the result is lane Order::from(i, blocks), which is i for one
 // block.
 template <class Order, class D8>

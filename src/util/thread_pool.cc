@@ -1,5 +1,5 @@
 // The thread pool: a fixed store of task records that move between a queue of free and a queue of waiting ones.
-#include <vorel/util.h>
+#include "util/thread_pool.h"
 
 #include "core/core.h"
 #include "util/atomics.h"
@@ -85,6 +85,16 @@ bool start_locks(vorel_threadpool *pool) {
 }
 
 }  // namespace
+
+int32_t start_pool_threads(vorel_threadpool *pool, int32_t count) {
+    if (count < 1) return 0;
+    pool->threads = static_cast<pthread_t *>(os_allocate_array<pthread_t>(static_cast<uint64_t>(count)));
+    if (!pool->threads) return 0;
+    while (pool->threadCount < count && pthread_create(&pool->threads[pool->threadCount], nullptr, work, pool) == 0)
+        ++pool->threadCount;
+    return pool->threadCount;
+}
+
 }  // namespace vorel
 
 using namespace vorel;
@@ -135,20 +145,15 @@ vorel_threadpool_task *vorel_threadpool_task_get_task(vorel_threadpool *pool) {
 
 vorel_threadpool *vorel_threadpool_init(int32_t threadCount) {
     if (threadCount > kMostThreads) return nullptr;
-    const int32_t wanted = threadCount < 0 ? 0 : threadCount;
     OsBlock pool_block(os_allocate_array<vorel_threadpool>(1));
-    OsBlock threads(os_allocate_array<pthread_t>(static_cast<uint64_t>(wanted)));
     auto *pool = pool_block.as<vorel_threadpool>();
-    if (!pool || !threads || !start_locks(pool)) return nullptr;
+    if (!pool || !start_locks(pool)) return nullptr;
     for (vorel_threadpool_task &task : pool->tasks) vorel_threadpool_queue_enqueue(&pool->free, &task);
-    pool->threads = static_cast<pthread_t *>(threads.release());
     pool_block.release();
-    for (int32_t i = 0; i < wanted; ++i, ++pool->threadCount) {
-        if (pthread_create(&pool->threads[i], nullptr, work, pool) == 0) continue;
-        vorel_threadpool_free(pool, 0);
-        return nullptr;
-    }
-    return pool;
+    if (threadCount < 1 || start_pool_threads(pool, threadCount) == threadCount) return pool;
+    // Threads that run end by themselves, and then the pool is freed.
+    vorel_threadpool_free(pool, pool->threadCount == 0);
+    return nullptr;
 }
 
 int32_t vorel_threadpool_add_task(vorel_threadpool *pool, void *(*routine)(void *), void *argument, int32_t block) {

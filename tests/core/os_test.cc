@@ -119,6 +119,16 @@ TEST(Os, ThreadsAndMutexes) {
     EXPECT_EQ(VORELBRIM_OsThreadMutex_Unlock(&mutex), 0);
 }
 
+TEST(Os, NullPointersAreRefused) {
+    EXPECT_EQ(VORELBRIM_OsThreadCreate(nullptr, nullptr, nullptr), 0);
+    VORELBRIM_CheckExStatus(nullptr);
+    EXPECT_EQ(VORELBRIM_Read_IO2(nullptr, nullptr, 4), -1);
+    EXPECT_EQ(BRIMJ_CheckBuffer(nullptr, 4), 0);
+    DecInfo session = {};
+    StreamBuffer stream = {};
+    EXPECT_EQ(__BRIM_ParserWBMP(&session, &stream), 0);
+}
+
 TEST(Os, NoOutsideSignalMeansGoOn) {
     int32_t status = -7;
     VORELBRIM_CheckExStatus(&status);

@@ -123,6 +123,27 @@ TEST(Parser, AStreamWithoutRewindIsReadFromWhereItStands) {
     SessionGuard session(source.open(0, 0, false));
     ImageInfo info;
     EXPECT_EQ(VORELBRIM_Parser(session.get(), &info), 4);
+    // A JPEG's markers are walked from the same block.
+    StreamSource jpeg(jpeg_header(33, 17));
+    SessionGuard other(jpeg.open(0, 0, false));
+    EXPECT_EQ(VORELBRIM_Parser(other.get(), &info), 1);
+    EXPECT_EQ(info.width, 33u);
+    EXPECT_EQ(info.height, 17u);
+}
+
+// Only the decode refuses a progressive frame of another precision.
+TEST(ParserJpeg, ProgressiveFramesHaveASizeInAnyPrecision) {
+    Bytes jpeg = jpeg_header(33, 17);
+    for (size_t i = 0; i + 4 < jpeg.size(); ++i) {
+        if (jpeg[i] != 0xFF || jpeg[i + 1] != 0xC0) continue;
+        jpeg[i + 1] = 0xC2;
+        jpeg[i + 4] = 12;
+    }
+    Input input(Kind::kMemory, jpeg);
+    ImageInfo info;
+    EXPECT_EQ(VORELBRIM_Parser(input.session(), &info), 1);
+    EXPECT_EQ(info.width, 33u);
+    EXPECT_EQ(info.progressive, 1u);
 }
 
 TEST(Parser, AFailedParseReportsNoSizeOfAnEarlierOne) {

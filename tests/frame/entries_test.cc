@@ -1,10 +1,11 @@
-// The entries that take a path or a buffer. WBMP stands for the formats: what is decoded is other rooms' matter.
+// The entries that take a path or a buffer. WBMP and JPEG stand for the formats: what is decoded is other modules' matter.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 
+#include "core/core.h"
 #include "support/counting_allocator.h"
 #include "support/log_capture.h"
 #include "support/samples.h"
@@ -173,6 +174,44 @@ TEST(Entries, FilesBelow20MiBAreReadWholeAndLargerOnesStreamed) {
     EXPECT_LT(allocator.peak_bytes(), size_t{64} << 10);
     EXPECT_EQ(0, std::memcmp(out_below, out_from, sizeof out_below));
     EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+// A FIFO that nobody writes to would be waited for until somebody does.
+TEST(Entries, OnlyRegularFilesAreOpened) {
+    const TempFile file;
+    ASSERT_EQ(unlink(file.path()), 0);
+    ASSERT_EQ(mkfifo(file.path(), 0600), 0);
+    alarm(20);
+    int32_t width, height;
+    uint8_t pixels[64];
+    EXPECT_EQ(VorelGetImageInfoFromFile(file.path(), 0, 0, &width, &height), 0);
+    EXPECT_EQ(VorelDecodeFile(file.path(), pixels, 0, COLOR_RGB565, 1), 0);
+    EXPECT_EQ(decodeJPEG(file.path(), 0, pixels, 4, 4, COLOR_RGBA8888), 0);
+    EXPECT_EQ(getExif(file.path(), 0), nullptr);
+    EXPECT_EQ(VORELBRIM_OpenDecHandle(file.path(), 0, 0), 0);
+    EXPECT_EQ(VORELBRIM_OsFopen("/dev/null", "rb"), nullptr);
+    alarm(0);
+}
+
+TEST(Entries, AFailureLeavesItsReason) {
+    const Bytes cut = {0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F'};
+    uint8_t pixels[64];
+    int32_t width, height;
+    gVORELBRIM_Error = 11;
+    EXPECT_EQ(VorelDecodeBuffer(cut.data(), pixels, length_of(cut), COLOR_RGBA8888, 1), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 5u);
+    gVORELBRIM_Error = 11;
+    EXPECT_EQ(VorelGetImageInfoFromBuffer(cut.data(), 0, length_of(cut), &width, &height), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 5u);
+    EXPECT_EQ(VorelDecodeBuffer(cut.data(), pixels, 0, COLOR_RGBA8888, 1), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 12u);
+    // The parser alone, whatever the word held before.
+    Input input(Kind::kMemory, cut);
+    StreamCursor cursor(input.session()->ioInfo);
+    ImageInfo info = {};
+    gVORELBRIM_Error = 13;
+    EXPECT_EQ(BRIM_Parse(input.session(), cursor.stream(), &info), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 5u);
 }
 
 TEST(ImageUtility, DecodeJpegRefusals) {

@@ -287,7 +287,7 @@ TEST(Convert, LowFramesAreTheFirstRowsOfHighOnes) {
     }
 }
 
-TEST(Convert, HighFramesAreCutIntoTheToldBands) {
+TEST(Convert, HighFramesAreCutIntoTheSpecifiedBands) {
     WatchedTasks watched;
     constexpr struct { int height, bands; } kRows[] = {{1199, 0}, {1200, 38}, {1210, 38}, {1215, 38}, {1216, 38}};
     for (const auto &row : kRows) {
@@ -325,11 +325,13 @@ TEST(Convert, PlanesApartAreTheWholeFrame) {
 }
 
 TEST(Convert, SizesThatMakeNoFrameTouchNothing) {
-    constexpr int kSizes[][2] = {{0, 5},   {5, 0},         {-1, 5},        {5, -1},        {INT32_MIN, INT32_MIN},
-                                 {-4, -4}, {65536, 65536}, {INT32_MAX, 2}, {1, INT32_MAX}, {46341, 46341}};
+    // The last one has more bytes than there are addresses, as RGBA.
+    constexpr int kSizes[][2] = {
+        {0, 5}, {5, 0}, {-1, 5}, {5, -1}, {-4, -4}, {INT32_MIN, INT32_MIN}, {INT32_MAX, INT32_MAX}};
     GuardBuffer nothing(16, 7);
     for (const auto &size : kSizes) {
         for (const Family &family : all_families()) {
+            if (size[0] > 5 && family.from != COLOR_RGBA8888 && family.to != COLOR_RGBA8888) continue;
             for (const Convert convert : {family.chosen, family.single, family.threaded}) {
                 if (convert) convert(size[0], size[1], nothing.data(), nothing.data());
             }
@@ -344,10 +346,19 @@ TEST(Convert, SizesThatMakeNoFrameTouchNothing) {
     _swap_uv(-1, nothing.data(), nothing.data());
     _swap_uv(0, nothing.data(), nothing.data());
     _interleave_uv(4, nothing.data(), nullptr, nothing.data());
+    uint8_t *word = nothing.data(), *null = nullptr;
+    for (int missing = 0; missing < 8; ++missing) {
+        uint8_t **cursors[4] = {&word, &word, &word, &word};
+        cursors[missing / 2] = missing % 2 ? &null : nullptr;
+        ConvertBand band = {4, 2, cursors[0], {cursors[1], cursors[2], cursors[3], nullptr}};
+        _yuv420_to_rgba8888_tp(&band);
+        if (missing < 6) _rgba8888_to_nv12_tp(&band);
+    }
     EXPECT_EQ(nothing.bytes(), Bytes(16, 7));
 }
 
 TEST(Convert, WithoutMemoryTheCallingThreadDoesTheWork) {
+    const ShuffledTasks shuffled(8);
     const Bytes src = noise(area(20, 1300) * 4, 2);
     for (const Family &family : all_families()) {
         Bytes expected(frame_bytes(family.to, 20, 1300)), out = expected;

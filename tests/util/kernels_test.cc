@@ -124,7 +124,8 @@ TEST(UtilKernels, ResizeTwinsAgree) {
             for (const int src : kSizes) {
                 GuardBuffer a(noise(static_cast<size_t>(src * unit), 4)), b(noise(static_cast<size_t>(src * unit), 5));
                 std::vector<int> sizes(std::begin(kSizes), std::end(kSizes));
-                if (src % 2 == 0) sizes.push_back(src / 2);
+                for (const int step : {2, 4, 8})
+                    if (src % step == 0) sizes.push_back(src / step);
                 for (const int dst : sizes) {
                     for (const int skipped : {0, dst / 3}) {
                         ColumnTaps taps = {src, dst, unit, skipped, dst - skipped, nullptr, nullptr};
@@ -138,7 +139,7 @@ TEST(UtilKernels, ResizeTwinsAgree) {
                         }
                         const auto run = [&](const UtilKernels &kernels) {
                             return whole_output(static_cast<size_t>(taps.count * unit), [&](uint8_t *out) {
-                                kernels.resize_row(taps, a.data(), b.data(), out);
+                                kernels.resize_row(taps, {a.data(), 64, b.data(), 64}, out);
                             });
                         };
                         ASSERT_TRUE(run(*table) == run(scalar_util_kernels()))
@@ -187,7 +188,7 @@ TEST(UtilKernels, TurnTwinsAgree) {
     }
 }
 
-// Whole frames by every table, through the doors.
+// Whole frames by every table, through the public functions.
 TEST(UtilKernels, EveryTableGivesTheSameFrames) {
     const Bytes yuv = noise(yuv_bytes(131, 77), 10), rgba = noise(area(131, 77) * 4, 11);
     const auto all = [&] {

@@ -18,7 +18,7 @@ int clip(int value) { return std::clamp(value, 0, 255); }
 
 std::minstd_rand g_order;
 
-void conduct(vorel_threadpool *pool) {
+void run_shuffled(vorel_threadpool *pool) {
     vorel_threadpool_queue &queue = pool->waiting;
     std::shuffle(queue.slots + queue.head, queue.slots + queue.head + queue.count, g_order);
     std::vector<std::thread> threads;
@@ -182,9 +182,9 @@ void on_every_target(const std::function<void(const char *target)> &check) {
 
 ShuffledTasks::ShuffledTasks(unsigned seed) {
     g_order.seed(seed + 1);
-    set_task_conductor(conduct);
+    set_pool_runner(run_shuffled);
 }
-ShuffledTasks::~ShuffledTasks() { set_task_conductor(nullptr); }
+ShuffledTasks::~ShuffledTasks() { set_pool_runner(nullptr); }
 
 namespace {
 
@@ -196,9 +196,9 @@ void watch(vorel_threadpool *pool) { g_watched = static_cast<int>(pool->waiting.
 
 WatchedTasks::WatchedTasks() {
     g_watched = 0;
-    set_task_conductor(watch);
+    set_pool_runner(watch);
 }
-WatchedTasks::~WatchedTasks() { set_task_conductor(nullptr); }
+WatchedTasks::~WatchedTasks() { set_pool_runner(nullptr); }
 int WatchedTasks::take_count() { return std::exchange(g_watched, 0); }
 
 }  // namespace vorel::test

@@ -213,6 +213,33 @@ TEST(ThreadPool, QueueIsARingThatBeginsAgainWhenEmpty) {
     EXPECT_EQ(vorel_threadpool_queue_dequeue(nullptr), nullptr);
 }
 
+// More tasks than a pool has records for, on every number of threads; and the runner of tests serves all pools.
+TEST(TaskGroup, RunsAllTasksWhateverItsThreads) {
+    constexpr int kTasks = kStore + 500;
+    for (const int32_t threads : {0, 2, 4, 6, 99}) {
+        std::atomic<int> runs{0};
+        {
+            TaskGroup group(threads);
+            for (int i = 0; i < kTasks; ++i) group.add(count_up, &runs);
+            group.wait();
+            EXPECT_EQ(runs.load(), kTasks) << threads;
+        }
+        WatchedTasks watched;
+        TaskGroup group(threads);
+        group.add(count_up, &runs);
+        group.wait();
+        EXPECT_EQ(watched.take_count(), 1);
+        vorel_threadpool *pool = start_pool(threads);
+        ASSERT_NE(pool, nullptr);
+        EXPECT_EQ(pool->threadCount, 0);
+        EXPECT_EQ(vorel_threadpool_add_task(pool, count_up, &runs, 0), 1);
+        finish_pool(pool);
+        EXPECT_EQ(watched.take_count(), 1);
+        EXPECT_EQ(runs.load(), kTasks + 2);
+    }
+    finish_pool(nullptr);
+}
+
 TEST(ThreadPool, WaitingTakesNoProcessorTime) {
     const auto cpu_seconds = [] {
         timespec time;

@@ -1,5 +1,6 @@
 // Resizers: the closed formula of the taps, bands, canvases, fused forms, sizes that are refused.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cstring>
 #include <tuple>
@@ -122,7 +123,7 @@ TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
     }
 }
 
-TEST(Resize, HighSourcesAreCutIntoTheToldBands) {
+TEST(Resize, HighSourcesAreCutIntoTheSpecifiedBands) {
     WatchedTasks watched;
     // Source and destination height, bands; 0: the calling thread, by height or because one band is all.
     constexpr struct {
@@ -165,7 +166,7 @@ TEST(Resize, RecordsMoveOnAsTheTapsDo) {
     }
 }
 
-TEST(Resize, ATaskForACanvasOfNoWidthEnds) {
+TEST(Resize, ATaskWithoutACanvasOrASourceEnds) {
     uint8_t pixels[64] = {};
     const ResizeCanvas canvas = {pixels, 0, 4, 0, 0, 4};
     ResizeBand band = {};
@@ -175,25 +176,40 @@ TEST(Resize, ATaskForACanvasOfNoWidthEnds) {
     band.rowsThisBand = 2;
     vorel_resize_rgba8888_keep_ratio_tp(&band);
     EXPECT_EQ(band.finished, 1);
+
+    // Nor does one without a source, whichever plane it is that is missing.
+    for (int missing = 0; missing < 3; ++missing) {
+        const uint8_t *planes[3] = {pixels, pixels, pixels};
+        planes[missing] = nullptr;
+        ResizeBand some = {};
+        some.srcWidth = some.srcHeight = some.dstWidth = some.dstHeight = 4;
+        some.rowsThisBand = some.bandRows = 4;
+        some.chromaRowsThisBand = 2;
+        some.dst = pixels;
+        some.srcY = planes[0], some.srcU = planes[1], some.srcV = planes[2];
+        vorel_resize_y_u_v_tp(&some);
+        EXPECT_EQ(some.finished, 1);
+        EXPECT_EQ(some.rowsDone, 0);
+        vorel_resize_y_u_v_get_pos(&some);
+        EXPECT_EQ(some.rowsDone, 4);
+    }
 }
 
+// Frames that are worth threads, on threads.
 TEST(Resize, RepeatedThreadedRunsAreEqual) {
-    for (const int height : {1024, 1039, 1040, 2047}) {
-        for (const Family &family : kFamilies) {
-            const Size from = {37, height}, to = {21, height * 3 / 4};
-            const Bytes src = noise(frame_bytes(family.format, 37, height), 2);
-            Bytes single(frame_bytes(family.format, to.width, to.height)), threaded = single;
-            family.run(kSingle, src.data(), single.data(), from, to);
-            for (int i = 0; i < (kSlowBuild ? 5 : 100); ++i) {
-                std::fill(threaded.begin(), threaded.end(), 0);
-                family.run(kThreaded, src.data(), threaded.data(), from, to);
-                ASSERT_TRUE(single == threaded) << named(family, from, to);
-            }
+    const Size from = {11'111, 1039}, to = {1021, 777};
+    for (const Family &family : kFamilies) {
+        const Bytes src = noise(frame_bytes(family.format, from.width, from.height), 2);
+        Bytes single(frame_bytes(family.format, to.width, to.height)), threaded = single;
+        family.run(kSingle, src.data(), single.data(), from, to);
+        for (int i = 0; i < (kSlowBuild ? 3 : 20); ++i) {
+            std::fill(threaded.begin(), threaded.end(), 0);
+            family.run(kThreaded, src.data(), threaded.data(), from, to);
+            ASSERT_TRUE(single == threaded) << named(family, from, to);
         }
     }
 }
 
-// Bands made by hand: a chain of records that are moved on by _get_pos, run in any order, makes the whole result.
 TEST(Resize, BandsOfAnyHeightMakeTheWholeResult) {
     for (const Size to : {Size{20, 12}, {8, 96}, {36, 60}}) {
         const Size from = {36, 61};
@@ -341,11 +357,9 @@ TEST(Resize, CanvasesTakeThePictureAndItsEdgesCutIt) {
 TEST(Resize, CanvasesTooSmallStayUntouched) {
     const Bytes src = noise(100 * 100 * 4, 1);
     const ResizeCanvas kCanvases[] = {
-        {nullptr, 64, 48, 33, 0, 32},        {nullptr, 64, 23, 0, 0, 32},
-        {nullptr, 64, 48, 0, 0, 0},          {nullptr, 64, 48, 0, 0, -4},
-        {nullptr, 0, 48, -50, 0, 32},        {nullptr, 64, 0, 0, 0, 1},
-        {nullptr, 64, 48, INT32_MAX, 0, 32}, {nullptr, INT32_MAX, INT32_MAX, 0, 0, 32},
-        {nullptr, 64, -48, 0, -99, 32},
+        {nullptr, 64, 48, 33, 0, 32},        {nullptr, 64, 23, 0, 0, 32},    {nullptr, 64, 48, 0, 0, 0},
+        {nullptr, 64, 48, 0, 0, -4},         {nullptr, 0, 48, -50, 0, 32},   {nullptr, 64, 0, 0, 0, 1},
+        {nullptr, 64, 48, INT32_MAX, 0, 32}, {nullptr, 64, -48, 0, -99, 32},
     };
     for (ResizeCanvas canvas : kCanvases) {
         GuardBuffer pixels(64, 5);
@@ -360,6 +374,9 @@ TEST(Resize, CanvasesTooSmallStayUntouched) {
     GuardBuffer pixels(64, 5);
     flat.pixels = pixels.data();
     vorel_resize_rgba8888_keep_ratio(src.data(), &flat, 40, 1);
+    // More bytes than there are addresses.
+    flat = {pixels.data(), INT32_MAX, INT32_MAX, 0, 0, 32};
+    vorel_resize_rgba8888_keep_ratio(src.data(), &flat, 40, 30);
     vorel_resize_rgba8888_keep_ratio(src.data(), nullptr, 40, 30);
     vorel_resize_y_u_v_keep_ratio(src.data(), src.data(), src.data(), nullptr, 40, 30);
     EXPECT_EQ(pixels.bytes(), Bytes(64, 5));
@@ -429,7 +446,8 @@ TEST(Resize, FusedFormsAreTheResizerAndTheConverter) {
 }
 
 TEST(Resize, SizesThatMakeNoFrameTouchNothing) {
-    constexpr Size kBad[] = {{0, 4}, {4, 0}, {-4, 4}, {4, -4}, {65536, 65536}, {INT32_MAX, 3}, {INT32_MIN, INT32_MIN}};
+    // The first has more bytes than there are addresses, as RGBA.
+    constexpr Size kBad[] = {{INT32_MAX, INT32_MAX}, {0, 4}, {4, 0}, {-4, 4}, {4, -4}, {INT32_MIN, INT32_MIN}};
     GuardBuffer nothing(96, 4);
     for (const Size bad : kBad) {
         for (const Family &family : kFamilies) {
@@ -439,6 +457,7 @@ TEST(Resize, SizesThatMakeNoFrameTouchNothing) {
                 family.run(way, nothing.data(), nothing.data(), {4, 4}, bad);
             }
         }
+        if (bad.width > 4) continue;
         vorel_resize_yuv420(nothing.data(), nothing.data(), bad.width, bad.height, 4, 4);
         vorel_resize_nv21_tps(nothing.data(), nothing.data(), 4, 4, bad.width, bad.height);
         vorel_resize_y_u_v_to_rgba(nothing.data(), nothing.data(), nothing.data(), nothing.data(), 4, 4, bad.width,
@@ -454,8 +473,30 @@ TEST(Resize, SizesThatMakeNoFrameTouchNothing) {
     EXPECT_EQ(nothing.bytes(), Bytes(96, 4));
 }
 
+// Frames beyond 2^31 bytes: addresses that are memory only where they are written.
+TEST(Resize, FramesBeyondTwoGigabytes) {
+    if (sizeof(size_t) < 8) GTEST_SKIP() << "no such frames";
+    constexpr int kWidth = 40000, kHeight = 60000;
+    constexpr size_t kBytes = size_t{kWidth} * kHeight * 4;
+    void *map = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (map == MAP_FAILED) GTEST_SKIP() << "no addresses for them";
+    auto *frame = static_cast<uint8_t *>(map);
+    // Of four rows the last one draws on these, and its last sample on these columns.
+    const size_t last = size_t{kWidth} * (kHeight / 4 * 3 + kHeight / 16) + kWidth / 4 * 3 + kWidth / 16;
+    std::memset(frame + last * 4, 200, 4);
+    Bytes out(4 * 4 * 4, 9);
+    vorel_resize_rgba8888(frame, out.data(), kWidth, kHeight, 4, 4);
+    EXPECT_EQ(out[63], 50);
+    EXPECT_EQ(out[0], 0);
+    frame[last] = 100;
+    vorel_resize_nv21(frame, out.data(), kWidth, kHeight, 4, 4);
+    EXPECT_EQ(out[15], 25);
+    munmap(map, kBytes);
+}
+
 // Without scratch nothing is written; any other memory only makes the work slower.
 TEST(Resize, WithoutMemoryNothingOrTheWholeResultIsWritten) {
+    const ShuffledTasks shuffled(7);
     for (const Family &family : kFamilies) {
         for (const Size to : {Size{20, 600}, {21, 601}}) {
             const Bytes src = noise(frame_bytes(family.format, 30, 1100), 7);

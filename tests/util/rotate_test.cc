@@ -75,6 +75,7 @@ TEST(Rotate, FourQuartersAndTwoHalvesAreTheIdentity) {
 }
 
 TEST(Rotate, HighFramesLoseNoRow) {
+    const ShuffledTasks shuffled(4);
     for (const int height : {4001, 9001, 200'001}) {
         const Bytes src = noise(frame_bytes(COLOR_NV21, 4, height), 8);
         for (const int angle : {90, 270}) {
@@ -114,16 +115,15 @@ TEST(Rotate, RefusalsLeaveTheFrameAndTheirLine) {
         EXPECT_EQ(vorel_rotate(frame.data(), 1, 513, format, 90), 0) << format;
         EXPECT_EQ(log.only().rfind("VROTATE|[vorel_fast_rotate:", 0), 0u);
     }
-    for (const auto &size : {std::pair(65536, 65536), {INT32_MAX, INT32_MAX}, {32768, 16384}}) {
-        for (const int angle : kAngles) {
-            EXPECT_EQ(vorel_fast_rotate(frame.data(), size.first, size.second, COLOR_RGBA8888, angle), 0);
-            EXPECT_NE(log.only().find(", size : "), std::string::npos);
-        }
+    for (const int angle : kAngles) {
+        EXPECT_EQ(vorel_fast_rotate(frame.data(), INT32_MAX, INT32_MAX, COLOR_RGBA8888, angle), 0);
+        EXPECT_NE(log.only().find(", size : "), std::string::npos);
     }
     EXPECT_EQ(frame.bytes(), Bytes(64, 3));
 }
 
 TEST(Rotate, WithoutMemoryTheFrameStaysOrIsTurnedWhole) {
+    const ShuffledTasks shuffled(6);
     LogCapture log;
     const Bytes src = noise(frame_bytes(COLOR_NV12, 15, 700), 4);
     for (const int angle : kAngles) {

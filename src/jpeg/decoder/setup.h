@@ -5,10 +5,6 @@
 
 namespace vorel {
 
-// The fit and the rotation in DecInfo.decOption.
-constexpr uint32_t kFitMask = 0x700;
-constexpr uint32_t kRotationMask = 12;
-
 // True where the first scan leaves components to further ones, as far as a baseline frame goes.
 constexpr bool has_separate_scans(const JpegInfo *info) {
     return is_baseline(info) && info->header.scan.compsInScan < info->frame->numComponents;

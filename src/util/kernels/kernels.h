@@ -41,9 +41,22 @@ struct ColumnTaps {
     const struct TapChunk *chunks;
     const int32_t *chunk_ends;  // for each block of 16 output bytes, the last one overlapping: where its chunks end
 };
-// Half the size: the taps are neighbours, and vector code needs no chunks.
-constexpr bool halves(const ColumnTaps &taps) {
-    return taps.src / 2 == taps.dst && taps.src % 2 == 0 && taps.unit != 3;
+// The two source rows of an output row, which may be the same, and how many bytes behind them those of the next output
+// row stand, which are asked for ahead; 0: there is none.
+struct TapRows {
+    const uint8_t *a;
+    ptrdiff_t ahead_a;
+    const uint8_t *b;
+    ptrdiff_t ahead_b;
+};
+
+// The step between the taps of neighbouring output samples where it is a whole number for which vector code needs no
+// chunks; else 0.
+constexpr int32_t step_without_chunks(const ColumnTaps &taps) {
+    // Asked for every row: no division.
+    const int64_t src = taps.src, dst = taps.dst;
+    if (taps.unit == 3) return 0;
+    return src == 2 * dst ? 2 : src == 4 * dst ? 4 : src == 8 * dst && taps.unit == 4 ? 8 : 0;
 }
 
 // What 16 output bytes take from 16 source bytes: for each the index of its first and its second tap, or 0x80.
@@ -71,8 +84,7 @@ struct UtilKernels {
     // count pairs; dst may be src.
     void (*swap_pairs)(const uint8_t *src, int32_t count, uint8_t *dst);
     void (*interleave)(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst);
-    // One row from the two source rows of its taps, which may be the same.
-    void (*resize_row)(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out);
+    void (*resize_row)(const ColumnTaps &taps, const TapRows &rows, uint8_t *out);
     // By sample size, 1 to 4 bytes.
     void (*transpose[kMostUnit + 1])(const PlaneTurn &turn);
     // dst[i] = src[count - 1 - i].

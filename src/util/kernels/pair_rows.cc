@@ -50,6 +50,13 @@ void swap_pairs(const uint8_t *src, int32_t count, uint8_t *dst) {
     // dst may be src, so no vector overlaps another, and both loads come before the stores.
     const ptrdiff_t bytes = ptrdiff_t{count} * 2;
     ptrdiff_t i = 0;
+    // Vectors that are stored begin at cache lines.
+    constexpr uintptr_t kLine = 64;
+    const ptrdiff_t lead = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(dst) % kLine / 2 * 2);
+    if (bytes >= lead + 2 * kBytes) {
+        scalar_swap_pairs(src, static_cast<int32_t>(lead / 2), dst);
+        i = lead;
+    }
     for (; bytes - i >= 2 * kBytes; i += 2 * kBytes) {
         const auto first = hn::LoadU(d, src + i), second = hn::LoadU(d, src + i + kBytes);
         hn::StoreU(hn::TableLookupBytes(first, swapped), d, dst + i);

@@ -1,5 +1,5 @@
-// Memory asked for before its use. The processor's own prefetchers begin anew at every page and for every row, and rows
-// of raw frames are few pages long.
+// Memory asked for before its use. The processor's own prefetchers begin anew with every row where rows are left out,
+// or where two are read at a time.
 #pragma once
 
 #include <cstddef>
@@ -7,13 +7,17 @@
 
 namespace vorel {
 
-constexpr size_t kPrefetchAhead = 1024, kCacheLine = 64;  // bytes
+// Frames up to this size mostly stay in the second-level cache, where asking ahead costs more than it saves.
+constexpr size_t kPrefetchedBytes = size_t{1} << 21;
 
-// The cache lines that a sweep which now reads the `bytes` bytes from `at` on will read soon; what lies behind the
-// buffer's end is asked for in vain. As bytes of pointers: no such element need exist.
-inline void prefetch_ahead(const uint8_t *at, size_t bytes) {
+// Asks for the cache lines of the `bytes` bytes that begin `ahead` bytes behind `at`; in vain where there is no such
+// memory. Computed as integers: no such element need exist. kCache: 3 the first-level cache, 2 the second.
+template <int kCache>
+inline void prefetch_ahead(const uint8_t *at, ptrdiff_t ahead, size_t bytes) {
+    constexpr size_t kCacheLine = 64;
+    const uintptr_t from = reinterpret_cast<uintptr_t>(at) + static_cast<uintptr_t>(ahead);
     for (size_t line = 0; line < bytes; line += kCacheLine)
-        __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(at) + kPrefetchAhead + line));
+        __builtin_prefetch(reinterpret_cast<const void *>(from + line), 0, kCache);
 }
 
 }  // namespace vorel

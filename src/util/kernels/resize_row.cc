@@ -2,9 +2,11 @@
 #ifndef VOREL_RESIZE_ROW_SCALAR
 #define VOREL_RESIZE_ROW_SCALAR
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
 
+#include "util/kernels/prefetch.h"
 #include "util/kernels/room.h"
 
 namespace vorel {
@@ -14,21 +16,21 @@ TapWalk first_taps(const ColumnTaps &taps) { return TapWalk::first(taps.src, tap
 TapWalk second_taps(const ColumnTaps &taps) { return TapWalk::second(taps.src, taps.dst, taps.first_column); }
 
 template <int kUnit>
-void walk_row(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out) {
+void walk_row(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     TapWalk first = first_taps(taps), second = second_taps(taps);
     for (int32_t x = 0; x < taps.count; ++x, first.next(), second.next()) {
         const ptrdiff_t at = static_cast<ptrdiff_t>(first.at()) * kUnit;
         const ptrdiff_t other = static_cast<ptrdiff_t>(second.at()) * kUnit;
         for (int byte = 0; byte < kUnit; ++byte) {
-            *out++ = static_cast<uint8_t>((row_a[at + byte] >> 2) + (row_a[other + byte] >> 2) +
-                                          (row_b[at + byte] >> 2) + (row_b[other + byte] >> 2));
+            *out++ = static_cast<uint8_t>((rows.a[at + byte] >> 2) + (rows.a[other + byte] >> 2) +
+                                          (rows.b[at + byte] >> 2) + (rows.b[other + byte] >> 2));
         }
     }
 }
 
-void scalar_resize_row(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out) {
+void scalar_resize_row(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     constexpr decltype(&walk_row<1>) kWalks[] = {walk_row<1>, walk_row<2>, walk_row<3>, walk_row<4>};
-    kWalks[taps.unit - 1](taps, row_a, row_b, out);
+    kWalks[taps.unit - 1](taps, rows, out);
 }
 
 constexpr int64_t kBlock = 16;  // output bytes of a block, and source bytes of a chunk
@@ -152,18 +154,24 @@ inline hn::Vec<D8> column_means(D8 d, const uint8_t *row_a, const uint8_t *row_b
     return hn::AverageRound(hn::And(hn::LoadU(d, row_a), mask), hn::And(hn::LoadU(d, row_b), mask));
 }
 
-void gather_row(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out) {
+inline void prefetch_rows(const TapRows &rows, ptrdiff_t from, size_t bytes) {
+    prefetch_ahead<2>(rows.a + from, rows.ahead_a, bytes);
+    prefetch_ahead<2>(rows.b + from, rows.ahead_b, bytes);
+}
+
+void gather_row(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     const hn::Full128<uint8_t> d;
     const int64_t bytes = int64_t{taps.count} * taps.unit;
     const TapChunk *chunk = taps.chunks;
     const int32_t *ends = taps.chunk_ends;
     for (int64_t at = 0; at < bytes; at += kBlock, ++ends) {
         const TapChunk *end = taps.chunks + *ends;
-        auto means = column_means(d, row_a + chunk->offset, row_b + chunk->offset);
+        if (rows.ahead_a) prefetch_rows(rows, chunk->offset, 1);
+        auto means = column_means(d, rows.a + chunk->offset, rows.b + chunk->offset);
         auto first = hn::TableLookupBytesOr0(means, hn::LoadU(d, chunk->first));
         auto second = hn::TableLookupBytesOr0(means, hn::LoadU(d, chunk->second));
         while (++chunk < end) {
-            means = column_means(d, row_a + chunk->offset, row_b + chunk->offset);
+            means = column_means(d, rows.a + chunk->offset, rows.b + chunk->offset);
             first = hn::Or(first, hn::TableLookupBytesOr0(means, hn::LoadU(d, chunk->first)));
             second = hn::Or(second, hn::TableLookupBytesOr0(means, hn::LoadU(d, chunk->second)));
         }
@@ -171,43 +179,177 @@ void gather_row(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row
     }
 }
 
-// Half the size: the taps are neighbours.
-template <class Lane>
-struct Halves {
-    static constexpr int32_t kUnit = sizeof(Lane);
-    const uint8_t *row_a, *row_b;
-    uint8_t *out;
-
-    template <class D8>
-    void vector(D8 d, int32_t x) const {
-        const hn::Repartition<Lane, D8> lanes;
-        const ptrdiff_t from = ptrdiff_t{x} * 2, next = from + static_cast<ptrdiff_t>(hn::MaxLanes(D8()));
-        const auto low = hn::BitCast(lanes, column_means(d, row_a + from, row_b + from));
-        const auto high = hn::BitCast(lanes, column_means(d, row_a + next, row_b + next));
-        hn::StoreU(hn::AverageRound(hn::BitCast(d, hn::ConcatEven(lanes, high, low)),
-                                    hn::BitCast(d, hn::ConcatOdd(lanes, high, low))),
-                   d, out + x);
-    }
-    void scalar(int32_t x, int32_t count) const {
-        const int32_t unit = static_cast<int32_t>(sizeof(Lane)), samples = count / unit;
-        const ptrdiff_t from = ptrdiff_t{x} * 2;
-        scalar_resize_row({2 * samples, samples, unit, 0, samples, nullptr, nullptr}, row_a + from, row_b + from,
-                          out + x);
+// Packing by pairs or fours leaves, in each block, as many bytes of each vector: this puts block after block of each.
+template <int kVectors>
+struct VectorAfterVector {
+    static constexpr int32_t kLanes = 4 / kVectors;  // of each vector in a block
+    static constexpr int32_t from(int lane, int blocks) {
+        const int in_vector = lane % (kLanes * blocks);
+        return in_vector / kLanes * 4 + lane / (kLanes * blocks) * kLanes + in_vector % kLanes;
     }
 };
+
 template <class Lane>
-inline void halve(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out) {
-    const ptrdiff_t from = ptrdiff_t{taps.first_column} * 2 * taps.unit;
-    sweep(Halves<Lane>{row_a + from, row_b + from, out}, taps.count * taps.unit);
+using Twice =
+    std::conditional_t<sizeof(Lane) == 1, uint16_t, std::conditional_t<sizeof(Lane) == 2, uint32_t, uint64_t>>;
+
+// The even lanes of a and of b in turns, and the odd ones.
+template <class Lane, class D8>
+inline hn::Vec<D8> even_in_turns(D8 d, hn::Vec<D8> a, hn::Vec<D8> b) {
+    const hn::Repartition<Lane, D8> lanes;
+    const hn::Repartition<Twice<Lane>, D8> twice;
+    const auto up = hn::ShiftLeft<8 * sizeof(Lane)>(hn::BitCast(twice, b));
+    return hn::BitCast(d, hn::OddEven(hn::BitCast(lanes, up), hn::BitCast(lanes, a)));
+}
+template <class Lane, class D8>
+inline hn::Vec<D8> odd_in_turns(D8 d, hn::Vec<D8> a, hn::Vec<D8> b) {
+    const hn::Repartition<Lane, D8> lanes;
+    const hn::Repartition<Twice<Lane>, D8> twice;
+    const auto down = hn::ShiftRight<8 * sizeof(Lane)>(hn::BitCast(twice, a));
+    return hn::BitCast(d, hn::OddEven(hn::BitCast(lanes, b), hn::BitCast(lanes, down)));
 }
 
-void resize_row(const ColumnTaps &taps, const uint8_t *row_a, const uint8_t *row_b, uint8_t *out) {
-    const bool neighbours = halves(taps);
-    if (neighbours && taps.unit == 1) return halve<uint8_t>(taps, row_a, row_b, out);
-    if (neighbours && taps.unit == 2) return halve<uint16_t>(taps, row_a, row_b, out);
-    if (neighbours) return halve<uint32_t>(taps, row_a, row_b, out);
-    if (taps.chunks) return gather_row(taps, row_a, row_b, out);
-    scalar_resize_row(taps, row_a, row_b, out);
+// Two vectors' or four vectors' lanes in turns, set one vector's after the other's.
+template <class Lane, int kVectors, class D8>
+inline hn::Vec<D8> out_of_turns(D8 d, hn::Vec<D8> turns) {
+    struct Table {
+        alignas(16) uint8_t index[16];
+    };
+    static constexpr Table kTable = [] {
+        constexpr int kUnit = sizeof(Lane), kEach = 16 / kUnit / kVectors;
+        Table table = {};
+        for (int i = 0; i < 16; ++i) {
+            const int lane = i / kUnit;
+            table.index[i] = static_cast<uint8_t>((lane % kEach * kVectors + lane / kEach) * kUnit + i % kUnit);
+        }
+        return table;
+    }();
+    if constexpr (16 / sizeof(Lane) > kVectors) turns = hn::TableLookupBytes(turns, hn::LoadDup128(d, kTable.index));
+    return reorder_lanes<VectorAfterVector<kVectors>>(d, turns);
+}
+
+// A whole number of source samples for each output sample: taps are kStep apart, and no table is needed.
+template <class Lane, int kStep, bool kAhead>
+struct EvenSteps {
+    static constexpr int32_t kUnit = sizeof(Lane);
+    const TapRows rows;
+    uint8_t *out;
+
+    // Half the size: the taps are neighbours.
+    template <class D8>
+    static hn::Vec<D8> halved(D8 d, const uint8_t *a, const uint8_t *b) {
+        constexpr size_t kBytes = hn::MaxLanes(D8());
+        const auto low = column_means(d, a, b), high = column_means(d, a + kBytes, b + kBytes);
+#if HWY_ARCH_X86
+        if constexpr (kUnit == 1) {
+            // Both are even, so half of their sum is exact.
+            const auto ones = hn::Set(d, 1);
+            const auto packed =
+                pack_bytes(hn::ShiftRight<1>(multiply_bytes(low, ones)), hn::ShiftRight<1>(multiply_bytes(high, ones)));
+            return reorder_lanes<VectorAfterVector<2>>(d, packed);
+        }
+#endif
+        const auto even = even_in_turns<Lane>(d, low, high), odd = odd_in_turns<Lane>(d, low, high);
+        return out_of_turns<Lane, 2>(d, hn::AverageRound(even, odd));
+    }
+    // A quarter: of four samples the second and the fourth.
+    template <class D8>
+    static hn::Vec<D8> quartered(D8 d, const uint8_t *a, const uint8_t *b) {
+        constexpr size_t kBytes = hn::MaxLanes(D8());
+        const auto first = odd_in_turns<Lane>(d, column_means(d, a, b), column_means(d, a + kBytes, b + kBytes));
+        const auto second = odd_in_turns<Lane>(d, column_means(d, a + 2 * kBytes, b + 2 * kBytes),
+                                               column_means(d, a + 3 * kBytes, b + 3 * kBytes));
+        if constexpr (kUnit == 4) {
+            const hn::Repartition<uint64_t, D8> d64;
+            const auto low = hn::BitCast(d64, first), high = hn::BitCast(d64, second);
+            return out_of_turns<Lane, 4>(d, hn::AverageRound(hn::BitCast(d, hn::InterleaveLower(d64, low, high)),
+                                                             hn::BitCast(d, hn::InterleaveUpper(d64, low, high))));
+        } else {
+            return out_of_turns<Lane, 4>(d, hn::AverageRound(even_in_turns<Twice<Lane>>(d, first, second),
+                                                             odd_in_turns<Twice<Lane>>(d, first, second)));
+        }
+    }
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        const ptrdiff_t from = ptrdiff_t{x} * kStep;
+        if constexpr (kAhead) prefetch_rows(rows, from, kStep * hn::MaxLanes(D8()));
+        if constexpr (kStep == 2) {
+            hn::StoreU(halved(d, rows.a + from, rows.b + from), d, out + x);
+        } else {
+            hn::StoreU(quartered(d, rows.a + from, rows.b + from), d, out + x);
+        }
+    }
+    void scalar(int32_t x, int32_t count) const {
+        const int32_t samples = count / kUnit;
+        const ptrdiff_t from = ptrdiff_t{x} * kStep;
+        scalar_resize_row({kStep * samples, samples, kUnit, 0, samples, nullptr, nullptr},
+                          {rows.a + from, 0, rows.b + from, 0}, out + x);
+    }
+};
+
+// Of eight four-byte pixels the third and the seventh. In each vector that is loaded one pixel stands in the lane where
+// it goes.
+template <class D>
+inline hn::Vec<hn::Repartition<uint8_t, D>> four_of_eighths(D d32, const uint8_t *row) {
+    const hn::Repartition<uint8_t, D> d8;
+    const hn::Repartition<uint64_t, D> d64;
+    const auto load = [&](int pixel) { return hn::BitCast(d32, hn::LoadU(d8, row + pixel * (32 - 4))); };
+    const auto low = hn::OddEven(load(1), load(0)), high = hn::OddEven(load(3), load(2));
+    return hn::And(hn::BitCast(d8, hn::OddEven(hn::BitCast(d64, high), hn::BitCast(d64, low))), hn::Set(d8, 0xFC));
+}
+inline hn::Vec<hn::Full128<uint8_t>> eighth_of_pixels(const uint8_t *a, const uint8_t *b) {
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SSE4
+    const hn::Full128<uint8_t> d;
+    // The second tap is half a vector behind the first.
+    const hn::Full256<uint32_t> d32;
+    const auto means = hn::AverageRound(four_of_eighths(d32, a + 8), four_of_eighths(d32, b + 8));
+    return hn::AverageRound(hn::LowerHalf(d, means), hn::UpperHalf(d, means));
+#else
+    const hn::Full128<uint32_t> d32;
+    return hn::AverageRound(hn::AverageRound(four_of_eighths(d32, a + 8), four_of_eighths(d32, b + 8)),
+                            hn::AverageRound(four_of_eighths(d32, a + 24), four_of_eighths(d32, b + 24)));
+#endif
+}
+
+inline TapRows rows_from(const TapRows &rows, ptrdiff_t from) {
+    return {rows.a + from, rows.ahead_a, rows.b + from, rows.ahead_b};
+}
+template <class Lane, int kStep, bool kAhead>
+void sweep_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
+    // By parts whose bytes 32 bits count.
+    constexpr int32_t kPart = 1 << 24;
+    for (int32_t x = 0; x < taps.count; x += std::min(kPart, taps.count - x)) {
+        const ptrdiff_t from = (ptrdiff_t{taps.first_column} + x) * kStep * taps.unit;
+        sweep(EvenSteps<Lane, kStep, kAhead>{rows_from(rows, from), out + ptrdiff_t{x} * taps.unit},
+              std::min(kPart, taps.count - x) * taps.unit);
+    }
+}
+template <class Lane, int kStep>
+void resize_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
+    rows.ahead_a ? sweep_evenly<Lane, kStep, true>(taps, rows, out) : sweep_evenly<Lane, kStep, false>(taps, rows, out);
+}
+void resize_to_eighth(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
+    if (taps.count < 4) return scalar_resize_row(taps, rows, out);
+    for (int32_t done = 0; done < taps.count; done += 4) {
+        const ptrdiff_t x = std::min(done, taps.count - 4), from = (taps.first_column + x) * 32;
+        if (rows.ahead_a) prefetch_rows(rows, from, 128);
+        hn::StoreU(eighth_of_pixels(rows.a + from, rows.b + from), hn::Full128<uint8_t>(), out + x * 4);
+    }
+}
+
+void resize_row(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
+    // By the sample's size; [0] is for halves, [1] for quarters.
+    static constexpr decltype(&resize_to_eighth) kEven[5][2] = {
+        {},
+        {resize_evenly<uint8_t, 2>, resize_evenly<uint8_t, 4>},
+        {resize_evenly<uint16_t, 2>, resize_evenly<uint16_t, 4>},
+        {},
+        {resize_evenly<uint32_t, 2>, resize_evenly<uint32_t, 4>}};
+    const int32_t step = step_without_chunks(taps);
+    if (step == 8) return resize_to_eighth(taps, rows, out);
+    if (step > 0) return kEven[taps.unit][step == 4](taps, rows, out);
+    if (taps.chunks) return gather_row(taps, rows, out);
+    scalar_resize_row(taps, rows, out);
 }
 
 void add_resize(UtilKernels *table) { table->resize_row = resize_row; }

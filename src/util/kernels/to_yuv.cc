@@ -175,9 +175,7 @@ struct Pixels {
     using D16 = hn::Repartition<int16_t, D8>;
     hn::Vec<D32> a, b, c, d;  // no array: compilers keep those in memory
 
-    Pixels(D8, const uint8_t *rgba) : a(load(rgba, 0)), b(load(rgba, 1)), c(load(rgba, 2)), d(load(rgba, 3)) {
-        prefetch_ahead(rgba, 4 * hn::MaxLanes(D8()));
-    }
+    Pixels(D8, const uint8_t *rgba) : a(load(rgba, 0)), b(load(rgba, 1)), c(load(rgba, 2)), d(load(rgba, 3)) {}
     static hn::Vec<D32> load(const uint8_t *rgba, size_t quarter) {
         return hn::BitCast(D32(), hn::LoadU(D8(), rgba + quarter * hn::MaxLanes(D8())));
     }
@@ -212,6 +210,14 @@ struct Pixels {
     }
 };
 
+// What both rows hold a few steps further on; behind their end that is the next rows' beginning.
+template <class D8>
+inline void prefetch_rows(D8, const RgbaRows &rows, int32_t x) {
+    constexpr ptrdiff_t kAhead = 1024;
+    prefetch_ahead<3>(rows.rgba[0] + ptrdiff_t{x} * 4, kAhead, 4 * hn::MaxLanes(D8()));
+    if (rows.rgba[1]) prefetch_ahead<3>(rows.rgba[1] + ptrdiff_t{x} * 4, kAhead, 4 * hn::MaxLanes(D8()));
+}
+
 template <Chroma kLayout>
 struct ToPairs {
     static constexpr int32_t kUnit = 2;
@@ -220,6 +226,7 @@ struct ToPairs {
     template <class D8>
     void vector(D8 d, int32_t x) const {
         constexpr int32_t kRound = kLumaRound + (kBlack << 16);
+        prefetch_rows(d, rows, x);
         const Pixels<D8> top(d, rows.rgba[0] + ptrdiff_t{x} * 4);
         hn::StoreU(top.template bytes<kVideoY.r, kVideoY.g, kVideoY.b>(kRound), d, rows.y[0] + x);
         hn::StoreU(top.template pairs<kLayout>(), d, rows.first + x);
@@ -245,21 +252,6 @@ static_assert(kFullU.b == 32768 && kFullV.r == 32768);
 constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
 
 #if HWY_ARCH_X86
-// Unsigned bytes times signed ones, neighbours added.
-inline hn::Vec128<int16_t> multiply_bytes(hn::Vec128<uint8_t> a, hn::Vec128<uint8_t> b) {
-    return hn::Vec128<int16_t>{_mm_maddubs_epi16(a.raw, b.raw)};
-}
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-inline hn::Vec256<int16_t> multiply_bytes(hn::Vec256<uint8_t> a, hn::Vec256<uint8_t> b) {
-    return hn::Vec256<int16_t>{_mm256_maddubs_epi16(a.raw, b.raw)};
-}
-#endif
-#if HWY_TARGET == HWY_AVX3
-inline hn::Vec512<int16_t> multiply_bytes(hn::Vec512<uint8_t> a, hn::Vec512<uint8_t> b) {
-    return hn::Vec512<int16_t>{_mm512_maddubs_epi16(a.raw, b.raw)};
-}
-#endif
-
 // The pixels of a vector, one in each 32 bits. What 16-bit sums carry beyond a byte is left in them: less has to be
 // cleared in the end.
 template <class D8>
@@ -321,7 +313,6 @@ struct FullRangeRow {
     FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
         using D32 = hn::Repartition<int32_t, D8>;
         using D64 = hn::Repartition<uint64_t, D8>;
-        prefetch_ahead(rgba, 4 * hn::MaxLanes(D8()));
         const FullRangePair<D8> first(d, rgba);
         const auto even = hn::AverageRound(first.vu, hn::BitCast(d, hn::ShiftRight<32>(hn::BitCast(D64(), first.vu))));
         const FullRangePair<D8> second(d, rgba + hn::MaxLanes(D8()));
@@ -372,7 +363,6 @@ struct FullRangeRow {
     uint8x8_t u, v;
 
     FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
-        prefetch_ahead(rgba, 64);
         hn::Vec<D8> r, g, b, alpha;
         hn::LoadInterleaved4(d, rgba, r, g, b, alpha);
         const FullRangeEight low(vget_low_u8(r.raw), vget_low_u8(g.raw), vget_low_u8(b.raw));
@@ -402,6 +392,7 @@ struct ToPlanes {
 
     template <class D8>
     void vector(D8 d, int32_t x) const {
+        prefetch_rows(d, rows, x);
         FullRangeRow<D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
         if (rows.rgba[1]) chroma.average({d, rows.rgba[1] + ptrdiff_t{x} * 4, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);

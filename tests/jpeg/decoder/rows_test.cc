@@ -214,6 +214,41 @@ TEST(JpegRowSteps, StepsOfSetUpMayBeRepeated) {
     EXPECT_EQ(allocator.live_blocks(), 0u);
 }
 
+// The entries for JPEG alone decode what the session does.
+TEST(JpegEntries, TwinsDecodeAlike) {
+    const Bytes jpeg = turbo_picture(picture(96, 80, 2));
+    const TempFile file(jpeg);
+    const auto length = static_cast<int32_t>(jpeg.size());
+    const Bytes half = decode(jpeg, {.format = COLOR_RGBA8888, .width = 48, .height = 40}).pixels;
+    GuardBuffer out(half.size());
+    const auto expect_half = [&](int32_t result, const char *what) {
+        EXPECT_EQ(result, 1) << what;
+        EXPECT_TRUE(out.bytes() == half) << what;
+        std::fill_n(out.data(), out.size(), uint8_t{0});
+    };
+    int32_t options[3] = {0, 0, 0}, width, height;
+    expect_half(VjpgDecodeFile(file.path(), out.data(), 0, COLOR_RGBA8888, 2), "file");
+    expect_half(VjpgDecodeFileOpt(file.path(), out.data(), 0, COLOR_RGBA8888, 2, options), "file, options");
+    EXPECT_EQ(options[1], 48);
+    EXPECT_EQ(options[2], 40);
+    expect_half(VjpgDecodeBuffer(jpeg.data(), out.data(), length, COLOR_RGBA8888, 2), "buffer");
+    expect_half(VjpgDecodeBufferOpt(jpeg.data(), out.data(), length, COLOR_RGBA8888, 2, options), "buffer, options");
+    expect_half(decodeJPEG(file.path(), 0, out.data(), 48, 40, COLOR_RGBA8888), "decodeJPEG of a path");
+    expect_half(decodeJPEG(jpeg.data(), length, out.data(), 48, 40, COLOR_RGBA8888), "decodeJPEG of a buffer");
+    for (const bool by_file : {true, false}) {
+        EXPECT_EQ(by_file ? VjpgGetImageInfoFromFile(file.path(), 0, 0, &width, &height)
+                          : VjpgGetImageInfoFromBuffer(jpeg.data(), 0, length, &width, &height),
+                  1);
+        EXPECT_EQ(width, 96);
+        EXPECT_EQ(height, 80);
+        DecInfo *session = getExif(by_file ? static_cast<const void *>(file.path()) : jpeg.data(), by_file ? 0 : length);
+        ASSERT_TRUE(session);
+        EXPECT_EQ(session->imageWidth, 96u);
+        EXPECT_EQ(session->outWidth, 12u);
+        EXPECT_EQ(destroyExif(session), 1);
+    }
+}
+
 size_t g_blocks_transformed;
 BlockRunFn g_transform;
 void counted_transform(const BlockRun &run) {

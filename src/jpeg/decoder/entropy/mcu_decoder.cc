@@ -242,6 +242,8 @@ int32_t decode_one(JpegInfo *info, McuMode mode, int32_t keep, int16_t **blocks)
     std::memcpy(kept, scan->entropy.block_keep, sizeof kept);
     std::memset(wanted, keep, sizeof wanted);
     if (mode == McuMode::kScaled) set_block_keep(scan, wanted);
+    // The loops clear no more of a block than its kernel looks at.
+    clear_mcu(scan, mode, blocks, last);
     const int32_t done = decode_mcus(scan, mode, 1, blocks, last);
     close_window(scan);
     set_block_keep(scan, kept);

@@ -118,7 +118,8 @@ bool begin_mcu(ScanReader *scan);
 // How many coefficients McuMode::kScaled keeps of each block of the MCU.
 void set_block_keep(ScanReader *scan, const uint8_t *keep);
 
-// Decodes `count` MCUs, one after another, each begun first. Blocks are cleared first; blocks and last hold
+// Decodes `count` MCUs, one after another, each begun first. Blocks are cleared first, with kScaled as far as a kernel
+// that keeps so many coefficients looks; blocks and last hold
 // count * blocksInMcu entries and may be null with kSkip. Returns how many were done: fewer than count when an MCU
 // failed, which then has left its blocks zero.
 int32_t decode_mcus(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last);

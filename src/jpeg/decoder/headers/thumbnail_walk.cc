@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/headers/markers.h"
+#include "jpeg/tiff_reader.h"
 
 namespace vorel {
 namespace {
@@ -63,10 +64,6 @@ void look_at_jfif(const Bytes &segment, ThumbnailRecord *record) {
     }
 }
 
-uint32_t big_endian_32(const uint8_t *bytes) {
-    return static_cast<uint32_t>(big_endian_16(bytes)) << 16 | static_cast<uint32_t>(big_endian_16(bytes + 2));
-}
-
 // APP13: image resource blocks, "8BIM", id, padded name, size, padded data. 0x040C is the thumbnail.
 void look_at_resources(const Bytes &segment, ThumbnailRecord *record) {
     constexpr int32_t kThumbnailResource = 0x040C;
@@ -88,38 +85,6 @@ void look_at_resources(const Bytes &segment, ThumbnailRecord *record) {
         at += size + (size & 1);
     }
 }
-
-// A TIFF structure inside a segment, in either byte order.
-class Tiff {
-  public:
-    explicit Tiff(const Bytes &bytes) : bytes_(bytes) {
-        if (!bytes.holds(0, 8)) return;
-        little_ = std::memcmp(bytes.data, "II", 2) == 0;
-        valid_ = (little_ || std::memcmp(bytes.data, "MM", 2) == 0) && word(2) == 42;
-    }
-    bool valid() const { return valid_; }
-    bool holds(int64_t at, int64_t count) const { return bytes_.holds(at, count); }
-    uint32_t word(int64_t at) const {
-        const uint8_t *p = bytes_.data + at;
-        return static_cast<uint32_t>(little_ ? p[1] << 8 | p[0] : p[0] << 8 | p[1]);
-    }
-    uint32_t long_word(int64_t at) const {
-        return little_ ? word(at + 2) << 16 | word(at) : word(at) << 16 | word(at + 2);
-    }
-    // The first value of an entry, which counts when it stands in the entry itself.
-    uint32_t value(int64_t entry) const {
-        // Bytes of a value by field type, 1 to 12.
-        static constexpr uint8_t kSizes[13] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
-        const uint32_t type = word(entry + 2);
-        if (type < 1 || type > 12) return 0;
-        return kSizes[type] == 1 ? bytes_.data[entry + 8] : kSizes[type] == 2 ? word(entry + 8) : long_word(entry + 8);
-    }
-
-  private:
-    Bytes bytes_;
-    bool little_ = false;
-    bool valid_ = false;
-};
 
 // What IFD1 says of the thumbnail.
 struct ThumbnailTags {
@@ -161,20 +126,12 @@ void take_tag(ThumbnailTags *tags, uint32_t tag, uint32_t value) {
 void look_at_exif(const Bytes &segment, ThumbnailRecord *record) {
     if (!segment.holds(0, 14) || std::memcmp(segment.data, "Exif\0", 6) != 0) return;
     const Bytes body = {segment.data + 6, segment.size - 6, segment.position + 6};
-    const Tiff tiff(body);
-    if (!tiff.valid()) return;
-    const int64_t ifd0 = tiff.long_word(4);
-    if (!tiff.holds(ifd0, 2)) return;
-    const int64_t link = ifd0 + 2 + int64_t{12} * tiff.word(ifd0);
-    if (!tiff.holds(link, 4)) return;
-    const int64_t ifd1 = tiff.long_word(link);
-    if (ifd1 == 0 || !tiff.holds(ifd1, 2)) return;
-    const int64_t entries = tiff.word(ifd1);
+    const TiffReader tiff(body.data, body.size);
+    const int64_t ifd0 = tiff.first_directory();
+    const int64_t ifd1 = ifd0 ? tiff.next_directory(ifd0) : 0;
+    if (ifd1 == 0) return;
     ThumbnailTags tags = {};
-    for (int64_t i = 0; i < entries && tiff.holds(ifd1 + 2 + 12 * i, 12); ++i) {
-        const int64_t entry = ifd1 + 2 + 12 * i;
-        take_tag(&tags, tiff.word(entry), tiff.value(entry));
-    }
+    tiff.for_entries(ifd1, [&tags](uint32_t tag, uint32_t value) { take_tag(&tags, tag, value); });
     if (tags.jpeg_length && tiff.holds(tags.jpeg_offset, tags.jpeg_length)) {
         found(record, tags.width, tags.height, kThumbnailJpeg, 0, body.position + tags.jpeg_offset, tags.jpeg_length);
     } else if (tags.compression == 1 && tags.strip_length && tiff.holds(tags.strip_offset, tags.strip_length)) {

@@ -107,7 +107,7 @@ bool wants_joint_chroma(const JpegInfo *info) {
     if (!is_baseline(info) || info->frame->numComponents < 2 || info->plan.scaleMultiplier == 3) return false;
     if (info->frame->maxH > 2 || info->frame->maxV > 2) return false;
     // Components that come in scans of their own have no MCU together.
-    if (info->decInfo->multiScan || has_separate_scans(info)) return false;
+    if (has_separate_scans(info)) return false;
     return info->plan.scaleIndex == 1 || info->plan.scaleIndex == 2 || (info->plan.scaleIndex == 3 && info->frame->numComponents > 3);
 }
 
@@ -209,6 +209,7 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     info->plan.scaledWidth = static_cast<uint16_t>(scaled_side(info, image.width, out.width));
     info->plan.scaledHeight = static_cast<uint16_t>(scaled_side(info, image.height, out.height));
     info->plan.isOneToOne = info->plan.scaledWidth == out.width && info->plan.scaledHeight == out.height;
+    session->multiScan = has_separate_scans(info);
     info->plan.jointChroma = wants_joint_chroma(info);
     plan_components(info);
 

@@ -5,90 +5,35 @@
 namespace vorel {
 namespace {
 
-constexpr ptrdiff_t bytes_of_pixel(int32_t format) {
-    switch (format) {
-        case COLOR_RGB565:
-        case COLOR_RGB565_ALT:
-            return 2;
-        case COLOR_ARGB8888:
-        case COLOR_RGBA8888:
-        case COLOR_BGRA8888:
-            return 4;
-        default:
-            return 1;
-    }
-}
-
 // Planes of a rectangle of width x height pixels, and the pixel (x, y) in each of them. pair_x is where the pairs of
 // pixels begin that share chroma bytes: x, or the even column of the picture before it.
 void place_planes(OutputPlanes *planes, int32_t format, uint8_t *base, ptrdiff_t width, ptrdiff_t height, ptrdiff_t x,
                   ptrdiff_t pair_x, ptrdiff_t y) {
-    const ptrdiff_t half_width = (width + 1) / 2, half_height = (height + 1) / 2;
-    uint8_t *chroma = base + width * height;
+    const PixelLayout layout = pixel_layout(format);
     planes->rowStep = width;
     planes->pixelStep = 1;
     planes->outPlanes[0] = base + x + width * y;
-    switch (format) {
-        case COLOR_YUV420:
-            planes->chroma_bytes = half_width;
-            planes->outPlanes[1] = chroma + x / 2 + half_width * (y / 2);
-            planes->outPlanes[2] = planes->outPlanes[1] + half_width * half_height;
-            break;
-        case COLOR_YUV422:
-            planes->chroma_bytes = half_width;
-            planes->outPlanes[1] = chroma + x / 2 + half_width * y;
-            planes->outPlanes[2] = planes->outPlanes[1] + half_width * height;
-            break;
-        case COLOR_YUV440:
-            planes->chroma_bytes = width;
-            planes->outPlanes[1] = chroma + x + width * (y / 2);
-            planes->outPlanes[2] = planes->outPlanes[1] + width * half_height;
-            break;
-        case COLOR_YUV444:
-            planes->chroma_bytes = width;
-            planes->outPlanes[1] = chroma + x + width * y;
-            planes->outPlanes[2] = planes->outPlanes[1] + width * height;
-            break;
-        case COLOR_NV21:
-        case COLOR_NV12:
-            // Required: an odd x moves the pairs by one byte.
-            planes->chroma_bytes = 2 * half_width;
-            planes->outPlanes[1] = chroma + pair_x + 2 * half_width * (y / 2);
-            break;
-        case COLOR_YUYV:
-            planes->rowStep = 2 * width + (2 * width & 3);
-            planes->outPlanes[0] = base + 2 * pair_x + (2 * pair_x & 3) + planes->rowStep * y;
-            break;
-        default:
-            break;
+    if (layout.chroma == ChromaLayout::kPacked) {
+        planes->rowStep = 2 * width + (2 * width & 3);
+        planes->outPlanes[0] = base + 2 * pair_x + (2 * pair_x & 3) + planes->rowStep * y;
     }
+    if (layout.chroma != ChromaLayout::kPlanes && layout.chroma != ChromaLayout::kPairs) return;
+    planes->chroma_bytes = static_cast<ptrdiff_t>(layout.chroma_row_bytes(static_cast<size_t>(width)));
+    const auto chroma_rows = static_cast<ptrdiff_t>(layout.chroma_rows(static_cast<size_t>(height)));
+    // Required: an odd x moves pairs by one byte.
+    const ptrdiff_t column = layout.chroma == ChromaLayout::kPairs ? pair_x : layout.half_width ? x / 2 : x;
+    const ptrdiff_t row = layout.half_height ? y / 2 : y;
+    planes->outPlanes[1] = base + width * height + column + planes->chroma_bytes * row;
+    if (layout.chroma == ChromaLayout::kPlanes) planes->outPlanes[2] = planes->outPlanes[1] + planes->chroma_bytes * chroma_rows;
 }
 
-// Pixel (0, 0) of the picture and its steps, for a picture of width x height pixels turned into a rectangle that stands
-// at (x, y) of rows of `stride` pixels.
+// A picture of width x height pixels, turned, whose rectangle begins at (x, y) of rows of `stride` pixels.
 void place_pixels(OutputPlanes *planes, uint32_t rotation, ptrdiff_t size, uint8_t *base, ptrdiff_t stride, ptrdiff_t x,
                   ptrdiff_t y, ptrdiff_t width, ptrdiff_t height) {
-    switch (rotation) {
-        case VOREL_OPTION_ROTATE_90:
-            planes->pixelStep = stride * size;
-            planes->rowStep = -size;
-            planes->outPlanes[0] = base + (y * stride + x + height - 1) * size;
-            break;
-        case VOREL_OPTION_ROTATE_180:
-            planes->pixelStep = -size;
-            planes->rowStep = -stride * size;
-            planes->outPlanes[0] = base + ((y + height - 1) * stride + x + width - 1) * size;
-            break;
-        case VOREL_OPTION_ROTATE_270:
-            planes->pixelStep = -stride * size;
-            planes->rowStep = size;
-            planes->outPlanes[0] = base + ((y + width - 1) * stride + x) * size;
-            break;
-        default:
-            planes->pixelStep = size;
-            planes->rowStep = stride * size;
-            planes->outPlanes[0] = base + (y * stride + x) * size;
-    }
+    const TurnedRows rows = turned_rows(rotation, stride, x, y, width, height);
+    planes->pixelStep = static_cast<ptrdiff_t>(rows.pixel_step) * size;
+    planes->rowStep = static_cast<ptrdiff_t>(rows.row_step) * size;
+    planes->outPlanes[0] = base + static_cast<ptrdiff_t>(rows.origin) * size;
 }
 
 int32_t clip(int64_t value, int64_t low, int64_t high) {
@@ -145,7 +90,7 @@ void place_output(JpegInfo *info, const FrameRequest *request) {
         // A window that goes to the whole target's rows is handed in at its own first pixel.
         const int32_t w = placed_window ? info->plan.window.width : shown_w;
         const int32_t h = placed_window ? info->plan.window.height : shown_h;
-        place_pixels(&info->out.planes, info->plan.rotation, bytes_of_pixel(info->plan.outColorFormat), base, stride, x, y, w, h);
+        place_pixels(&info->out.planes, info->plan.rotation, pixel_layout(info->plan.outColorFormat).pixel_bytes, base, stride, x, y, w, h);
     } else {
         // Planes are found from the whole target's rectangle. A window's own pairs go to whole pairs of the picture.
         int32_t pair_x = x;

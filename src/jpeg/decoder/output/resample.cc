@@ -9,14 +9,6 @@
 namespace vorel {
 namespace {
 
-// Source row of output row k: start is the footprint's quarter, three quarters or half, in units of 1 / out.
-int32_t source_row(int64_t start, int64_t source, int64_t out, int64_t k) {
-    return static_cast<int32_t>((start + k * source) / out);
-}
-int64_t first_quarter(int64_t source) { return source >> 2; }
-int64_t third_quarter(int64_t source) { return (source * 3) >> 2; }
-int64_t half(int64_t source) { return source >> 1; }
-
 int32_t window_end(const JpegInfo *info) { return info->plan.window.y + info->plan.window.height; }
 
 // The output rows that may still be made before the counter reaches end_row.
@@ -147,8 +139,8 @@ bool emit_means(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t en
     const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
     bool summed = false;
     while (out.next_row < window_end(info)) {
-        const bool a_here = source_row(first_quarter(source), source, height, out.next_row) == out.scaled_row;
-        const bool b_here = source_row(third_quarter(source), source, height, out.next_row) == out.scaled_row;
+        const bool a_here = tap(first_quarter(source), source, height, out.next_row) == out.scaled_row;
+        const bool b_here = tap(third_quarter(source), source, height, out.next_row) == out.scaled_row;
         if (out.first_half_done ? !b_here : !a_here) return true;
         if (b_here && !may_emit(info, end_row)) return false;
         if (!summed) sum_row(info, color, row);
@@ -172,7 +164,7 @@ bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t 
     const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
     uint8_t **picked = nullptr;
     while (out.next_row < window_end(info) &&
-           source_row(half(source), source, height, out.next_row) == out.scaled_row) {
+           tap(middle(source), source, height, out.next_row) == out.scaled_row) {
         if (!may_emit(info, end_row)) return false;
         if (!picked) {
             picked = out.scratch + kResampledRow;
@@ -190,7 +182,7 @@ bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t 
 void fill_columns(const JpegInfo *info, int64_t start, uint16_t *columns) {
     const OutputPlan &plan = info->plan;
     for (int32_t i = 0; i < plan.window.width; ++i) {
-        columns[i] = static_cast<uint16_t>(source_row(start, plan.scaledWidth, plan.outWidth, plan.window.x + i));
+        columns[i] = static_cast<uint16_t>(tap(start, plan.scaledWidth, plan.outWidth, plan.window.x + i));
     }
 }
 
@@ -213,10 +205,10 @@ SourceRange needed_range(Resample resample, int64_t source, int64_t out, int32_t
     const int32_t last = first + count - 1;
     switch (resample) {
         case Resample::kMean:
-            return {source_row(first_quarter(source), source, out, first),
-                    source_row(third_quarter(source), source, out, last) + 1};
+            return {tap(first_quarter(source), source, out, first),
+                    tap(third_quarter(source), source, out, last) + 1};
         case Resample::kCentre:
-            return {source_row(half(source), source, out, first), source_row(half(source), source, out, last) + 1};
+            return {tap(middle(source), source, out, first), tap(middle(source), source, out, last) + 1};
         default:
             return {first, last + 1};
     }
@@ -257,7 +249,7 @@ bool prepare_resampler(JpegInfo *info) {
     const int64_t source = info->plan.scaledWidth;
     fill_columns(info, first_quarter(source), out.column_a);
     fill_columns(info, third_quarter(source), out.column_b);
-    fill_columns(info, half(source), out.centres);
+    fill_columns(info, middle(source), out.centres);
     if (prepare_neighbours(info)) return true;
     set_error(kErrorOutOfMemory);
     return false;
@@ -303,9 +295,9 @@ void pass_rows(JpegInfo *info, int32_t count) {
         out.outputRow = static_cast<uint32_t>(out.scaled_row);
         return;
     }
-    const int64_t start = plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : half(plan.scaledHeight);
+    const int64_t start = plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : middle(plan.scaledHeight);
     while (out.next_row < window_end(info) &&
-           source_row(start, plan.scaledHeight, plan.outHeight, out.next_row) < out.scaled_row) {
+           tap(start, plan.scaledHeight, plan.outHeight, out.next_row) < out.scaled_row) {
         finish_row(&out);
         out.first_half_done = false;
     }

@@ -176,8 +176,7 @@ void write_yuv_row(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t
     }
     std::memcpy(out, row.c[0], static_cast<size_t>(width));
     if (gray) return;
-    const bool half_height =
-        format == COLOR_YUV420 || format == COLOR_YUV440 || format == COLOR_NV21 || format == COLOR_NV12;
+    const bool half_height = pixel_layout(format).half_height;
     if (half_height && (index & 1)) return;
     const ptrdiff_t offset = static_cast<ptrdiff_t>(half_height ? index / 2 : index) * info->out.planes.chroma_bytes;
     uint8_t *cb = info->out.planes.outPlanes[1] + offset;
@@ -201,21 +200,6 @@ void write_yuv_row(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t
     }
 }
 
-bool is_yuv_format(int32_t format) {
-    switch (format) {
-        case COLOR_YUV420:
-        case COLOR_YUV422:
-        case COLOR_YUV440:
-        case COLOR_YUV444:
-        case COLOR_YUYV:
-        case COLOR_NV21:
-        case COLOR_NV12:
-            return true;
-        default:
-            return false;
-    }
-}
-
 }  // namespace
 
 void write_rows(JpegInfo *info, ColorSpace color, const RowSet *rows, int32_t count, int32_t width) {
@@ -227,7 +211,7 @@ void write_rows(JpegInfo *info, ColorSpace color, const RowSet *rows, int32_t co
         // An empty window stores nothing.
     } else if (pixel_format(format, &pixels)) {
         write_pixels(info, color, pixels, rows, count, width);
-    } else if ((gray || color == kColorYcc) && is_yuv_format(format)) {
+    } else if ((gray || color == kColorYcc) && pixel_layout(format).chroma != ChromaLayout::kNone) {
         for (int32_t i = 0; i < count; ++i) {
             write_yuv_row(info, color, rows[i], info->out.outputRowCounter + static_cast<uint32_t>(i), width);
         }

@@ -1,4 +1,4 @@
-// Constant tables of the entropy decoder.
+// Constant tables of T.81 that decoder and encoder share.
 #include <vorel/jpeg_decoder.h>
 
 extern "C" {
