@@ -132,6 +132,9 @@ RasterPicture model_bmp(const BmpPicture &picture, const BmpShape &shape, const 
     const bool sideways = turn % 2 == 1;
     const RasterSize out = fitted({picture.width, picture.height}, sideways ? target.height : target.width,
                                   sideways ? target.width : target.height, target.stretched());
+    const auto is_left_out = [&](int32_t x, int32_t y) {
+        return picture.bits == 8 && static_cast<int>(picture.at(x, y)) == left_out;
+    };
     const bool one_to_one = out.width == picture.width && out.height == picture.height;
     RasterPicture expected = {1, 0, 0, 0, target_bytes(target)};
     if (out.width <= 0 || out.height <= 0) return expected;
@@ -148,7 +151,7 @@ RasterPicture model_bmp(const BmpPicture &picture, const BmpShape &shape, const 
         for (int32_t x = 0; x < out.width; ++x) {
             Rgba colour;
             if (one_to_one) {
-                if (static_cast<int>(picture.at(x, y)) == left_out) continue;
+                if (is_left_out(x, y)) continue;
                 colour = colour_of(picture, shape, x, y);
                 colour.a = 255;
             } else {
@@ -156,7 +159,7 @@ RasterPicture model_bmp(const BmpPicture &picture, const BmpShape &shape, const 
                 for (const int32_t row : {upper, lower}) {
                     for (const int32_t column : {left_tap, right_tap}) {
                         Rgba sample = colour_of(picture, shape, column, row);
-                        if (static_cast<int>(picture.at(column, row)) == left_out) sample = {0, 0, 0, 255};
+                        if (is_left_out(column, row)) sample = {0, 0, 0, 255};
                         colour.r += sample.r;
                         colour.g += sample.g;
                         colour.b += sample.b;

@@ -4,6 +4,7 @@
 
 #include "oracle/giflib.h"
 #include "raster/gif_decode.h"
+#include "support/corpus.h"
 #include "support/counting_allocator.h"
 
 namespace vorel::test {

@@ -401,52 +401,39 @@ TEST(GifEntries, ASessionOfAnotherFormatIsRefused) {
 
 TEST(GifDriven, AStateWithoutASession) {
     std::mt19937 random(6);
-    GifFile file = random_gif(random, 40, 16, 1);
-    file.palette = gif_palette(random, 16);
-    GifFrame &frame = file.frames[0];
-    frame.left = frame.top = 0;
-    frame.width = file.width = 37;
-    frame.height = file.height = 21;
-    frame.palette.clear();
+    GifFrame frame;
+    frame.width = 37;
+    frame.height = 21;
     frame.indices = gif_picture(random, 37, 21, 16);
-    const Bytes bytes = gif_file(file);
-    for (const int32_t sample : {0, 1, 3, 100}) {
-        Input input(Kind::kMemory, bytes, 13);
+    const GifFile file = {37, 21, 3, gif_palette(random, 16), {frame}};
+    const struct { int32_t sample, width, height; } cases[] = {{0, 0, 0}, {1, 37, 21}, {3, 12, 7}, {100, 1, 1}};
+    for (const auto &[sample, width, height] : cases) {
+        Input input(Kind::kMemory, gif_file(file), 13);
         DecInfo *session = input.session();
         auto *info = static_cast<GifInfo *>(VORELBRIM_OsMalloc(sizeof(GifInfo)));
         void **array = VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, 4);
-        ASSERT_TRUE(info && array);
-        EXPECT_EQ(array[0], nullptr);
-        EXPECT_EQ(array[3], nullptr);
+        ASSERT_TRUE(info && array && !array[0] && !array[3]);
         std::memset(info, 0xAA, sizeof *info);
-        const int32_t parsed = VORELBRIMI_ParseGIFHeader_SKIA(session->ioInfo, info, sample, 0);
-        EXPECT_EQ(parsed, sample > 0);
-        if (!parsed) {
+        EXPECT_EQ(VORELBRIMI_ParseGIFHeader_SKIA(session->ioInfo, info, sample, 0), sample > 0);
+        if (sample == 0) {
             VORELBRIM_OsFree(info);
-            VORELBRIMI_DeleteGIFInfo_SKIA(reinterpret_cast<GifInfo **>(array), 4);
-            continue;
+        } else {
+            EXPECT_TRUE(info->outWidth == width && info->outHeight == height && info->oneToOne == (sample == 1));
+            const RasterTarget target = {width, height, 13, 0x700};
+            GuardBuffer out(target_bytes(target));
+            session->codecState = info;
+            EXPECT_EQ((sample == 1 ? BRIMI_InitializeGIF_SKIA : VORELBRIMI_SetGIF_SKIA)(session, width, height), 1);
+            EXPECT_EQ(info->stride, width);
+            info->output = out.data();
+            info->currentRow = info->frameTop;
+            EXPECT_EQ(BRIMI_DecodeGIFImage(session, info), 1);
+            EXPECT_EQ(out.bytes(), model_gif_still(file, target));
+            session->codecState = nullptr;
+            array[1] = info;
         }
-        EXPECT_EQ(info->outWidth, sample == 1 ? 37 : sample == 3 ? 12 : 1);
-        EXPECT_EQ(info->outHeight, sample == 1 ? 21 : sample == 3 ? 7 : 1);
-        EXPECT_EQ(info->oneToOne, sample == 1);
-        const RasterTarget target = {info->outWidth, info->outHeight, 13, 0x700};
-        GuardBuffer out(static_cast<size_t>(info->outWidth * info->outHeight), 9);
-        session->codecState = info;
-        if (sample == 1)
-            EXPECT_EQ(BRIMI_InitializeGIF_SKIA(session, target.width, target.height), 1);
-        else
-            EXPECT_EQ(VORELBRIMI_SetGIF_SKIA(session, target.width, target.height), 1);
-        EXPECT_EQ(info->stride, target.width);
-        info->output = out.data();
-        info->currentRow = info->frameTop;
-        EXPECT_EQ(BRIMI_DecodeGIFImage(session, info), 1);
-        EXPECT_EQ(out.bytes(), model_gif_still(file, target, 9));
-        session->codecState = nullptr;
-        array[1] = info;
         VORELBRIMI_DeleteGIFInfo_SKIA(reinterpret_cast<GifInfo **>(array), 4);
     }
-    EXPECT_EQ(VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, 5), nullptr);
-    EXPECT_EQ(VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, -1), nullptr);
+    for (const int32_t count : {5, -1}) EXPECT_EQ(VORELBRIMI_SetDecodeAGIFBuffer(nullptr, nullptr, count), nullptr);
     VORELBRIMI_DeleteGIFInfo_SKIA(nullptr, 4);
 }
 

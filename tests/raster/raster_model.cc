@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace vorel::test {
 
@@ -81,21 +78,6 @@ RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &targ
 }
 RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill) {
     return decode_raster(VORELBRIMI_DecodeGIF, kind, file, target, fill);
-}
-
-Bytes read_file(const std::string &path) {
-    std::ifstream stream(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(stream), {});
-}
-
-bool for_each_of_corpus(const std::string &folder, const std::function<void(const std::string &, const Bytes &)> &run) {
-    const std::filesystem::path path = std::filesystem::path(VOREL_CORPUS) / folder;
-    if (!std::filesystem::is_directory(path)) return false;
-    for (const auto &entry : std::filesystem::directory_iterator(path)) {
-        SCOPED_TRACE(entry.path().string());
-        run(entry.path().filename(), read_file(entry.path()));
-    }
-    return true;
 }
 
 }  // namespace vorel::test

@@ -4,7 +4,6 @@
 
 #include <vorel/raster.h>
 
-#include <functional>
 #include <string>
 #include <utility>
 
@@ -52,10 +51,5 @@ RasterPicture decode_raster(RasterDecoder decoder, Kind kind, const Bytes &file,
 RasterPicture decode_bmp(Kind kind, const Bytes &file, const RasterTarget &target);
 RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &target);
 RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill = kUntouched);
-
-// Every file of a folder of the corpus; false where there is none.
-bool for_each_of_corpus(const std::string &folder,
-                        const std::function<void(const std::string &name, const Bytes &file)> &run);
-Bytes read_file(const std::string &path);
 
 }  // namespace vorel::test

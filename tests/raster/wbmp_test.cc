@@ -6,6 +6,7 @@
 
 #include "raster/raster_model.h"
 #include "support/conformance.h"
+#include "support/corpus.h"
 #include "support/counting_allocator.h"
 
 namespace vorel::test {
