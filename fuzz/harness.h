@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "support/inputs.h"
+#include "tests/support/inputs.h"
 
 namespace vorel_fuzz {
 
