@@ -112,7 +112,7 @@ TEST(PngRegion, ThreadsOnOneHandleTakeTurns) {
     for (unsigned t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             std::mt19937 random(t);
-            for (int i = 0; i < 40; ++i) {
+            for (int i = 0; i < 200; ++i) {
                 const RegionRequest request = any_region(60, 700, random);
                 wrong[t] += !(regions.decode(request) == model_region(image, request, 7));
             }
