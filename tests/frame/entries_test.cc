@@ -1,4 +1,5 @@
-// The entries that take a path or a buffer. WBMP and JPEG stand for the formats: what is decoded is other modules' matter.
+// The entries that take a path or a buffer. WBMP and JPEG stand for the formats: what is decoded is other modules'
+// matter.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>

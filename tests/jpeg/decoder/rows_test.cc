@@ -114,7 +114,8 @@ TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
             const Bytes expected = {samples[x], samples[x], samples[x], 255};
             for (OpenRecord *record : {&gray, &rgb, &cmyk}) {
                 const Bytes pixels = record->pixels();
-                ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * x)));
+                ASSERT_TRUE(
+                    std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * x)));
             }
         }
     }
@@ -258,8 +259,8 @@ TEST(JpegRowSteps, SessionsMayDecodeAgain) {
     EXPECT_EQ(session->partialHeight, 0u) << "the next decode is not one of a window";
     // Another picture in the same session: its chroma has kernels of its own again.
     IoInfo *first = session->ioInfo;
-    session->ioInfo = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(interleaved.data()),
-                                        static_cast<int32_t>(interleaved.size()));
+    session->ioInfo =
+        VORELBRIM_Open_IO(1, const_cast<uint8_t *>(interleaved.data()), static_cast<int32_t>(interleaved.size()));
     static int32_t while_running;
     session->checkFn = [](DecInfo *running, uint32_t) { return while_running = running->decodeResult, 1; };
     ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 300), 1);
@@ -363,7 +364,8 @@ TEST(JpegEntries, TwinsDecodeAlike) {
                   1);
         EXPECT_EQ(width, 96);
         EXPECT_EQ(height, 80);
-        DecInfo *session = getExif(by_file ? static_cast<const void *>(file.path()) : jpeg.data(), by_file ? 0 : length);
+        DecInfo *session =
+            getExif(by_file ? static_cast<const void *>(file.path()) : jpeg.data(), by_file ? 0 : length);
         ASSERT_TRUE(session);
         EXPECT_EQ(session->imageWidth, 96u);
         EXPECT_EQ(session->outWidth, 12u);

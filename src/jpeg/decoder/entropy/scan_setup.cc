@@ -39,7 +39,8 @@ bool shape_interleaved(ScanReader *scan, const FrameLayout *frame) {
         at->lastColWidth = remainder_or_whole(at->component->widthInBlocks, at->mcuWidth);
         at->lastRowHeight = remainder_or_whole(at->component->heightInBlocks, at->mcuHeight);
         if (scan->blocksInMcu + at->mcuBlocks > kMaxBlocksInMcu) return false;
-        for (uint32_t b = 0; b < at->mcuBlocks; ++b) scan->mcuMembership[scan->blocksInMcu++] = static_cast<uint32_t>(i);
+        for (uint32_t b = 0; b < at->mcuBlocks; ++b)
+            scan->mcuMembership[scan->blocksInMcu++] = static_cast<uint32_t>(i);
     }
     return true;
 }

@@ -108,7 +108,8 @@ bool wants_joint_chroma(const JpegInfo *info) {
     if (info->frame->maxH > 2 || info->frame->maxV > 2) return false;
     // Components that come in scans of their own have no MCU together.
     if (has_separate_scans(info)) return false;
-    return info->plan.scaleIndex == 1 || info->plan.scaleIndex == 2 || (info->plan.scaleIndex == 3 && info->frame->numComponents > 3);
+    return info->plan.scaleIndex == 1 || info->plan.scaleIndex == 2 ||
+           (info->plan.scaleIndex == 3 && info->frame->numComponents > 3);
 }
 
 IdctShape shape_of(int32_t width, int32_t height) {
@@ -201,8 +202,8 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     const bool full_size = out.width == image.width && out.height == image.height;
     const bool by_height = image.width * out.height > image.height * out.width;
     info->plan.scaleIndex = full_size   ? 0
-                       : by_height ? scale_index(image.height, out.height)
-                                   : scale_index(image.width, out.width);
+                            : by_height ? scale_index(image.height, out.height)
+                                        : scale_index(image.width, out.width);
     info->plan.scaleMultiplier = 1;
     apply_decode_mode(info);
 

@@ -174,8 +174,7 @@ bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t 
     OutputState &out = info->out;
     const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
     uint8_t **picked = nullptr;
-    while (out.next_row < window_end(info) &&
-           tap(middle(source), source, height, out.next_row) == out.scaled_row) {
+    while (out.next_row < window_end(info) && tap(middle(source), source, height, out.next_row) == out.scaled_row) {
         if (!may_emit(info, end_row)) return false;
         if (!picked) {
             picked = out.scratch + kResampledRow;
@@ -216,8 +215,7 @@ SourceRange needed_range(Resample resample, int64_t source, int64_t out, int32_t
     const int32_t last = first + count - 1;
     switch (resample) {
         case Resample::kMean:
-            return {tap(first_quarter(source), source, out, first),
-                    tap(third_quarter(source), source, out, last) + 1};
+            return {tap(first_quarter(source), source, out, first), tap(third_quarter(source), source, out, last) + 1};
         case Resample::kCentre:
             return {tap(middle(source), source, out, first), tap(middle(source), source, out, last) + 1};
         default:
@@ -270,7 +268,8 @@ bool prepare_resampler(JpegInfo *info) {
     out.column_a = os_allocate_array<uint16_t>(width);
     out.column_b = os_allocate_array<uint16_t>(width);
     out.centres = os_allocate_array<uint16_t>(width);
-    const bool all = out.accumulatorA && out.accumulatorB && out.packed_row && out.column_a && out.column_b && out.centres;
+    const bool all =
+        out.accumulatorA && out.accumulatorB && out.packed_row && out.column_a && out.column_b && out.centres;
     if (!all) {
         set_error(kErrorOutOfMemory);
         return false;
@@ -315,7 +314,8 @@ void pass_rows(JpegInfo *info, int32_t count) {
         out.outputRow = static_cast<uint32_t>(out.scaled_row);
         return;
     }
-    const int64_t start = plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : middle(plan.scaledHeight);
+    const int64_t start =
+        plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : middle(plan.scaledHeight);
     while (out.next_row < window_end(info) &&
            tap(start, plan.scaledHeight, plan.outHeight, out.next_row) < out.scaled_row) {
         finish_row(&out);

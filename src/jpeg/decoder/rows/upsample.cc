@@ -73,8 +73,8 @@ int32_t emit_direct(JpegInfo *info, uint8_t ***rows, int32_t count, uint32_t end
     return emit_planned_rows(info, views, count, end_row);
 }
 
-// A row group through the components' upsamplers; `count` rows of it are taken. A group that was left half taken goes on
-// behind what was taken.
+// A row group through the components' upsamplers; `count` rows of it are taken. A group that was left half taken goes
+// on behind what was taken.
 int32_t emit_group(JpegInfo *info, uint8_t ***rows, int32_t count, uint32_t end_row) {
     uint8_t **views[kMaxComponents] = {};
     const int32_t maxV = info->frame->maxV;
