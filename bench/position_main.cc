@@ -1,6 +1,6 @@
-// vorel_position_bench [REGEX] [--results FILE]: what positions in a scan cost. The plain pass walks over the entropy-coded
-// data of a picture and keeps nothing; the others do the same and note a position before every 16th MCU of a row, or before
-// every MCU.
+// vorel_position_bench [REGEX] [--results FILE]: what positions in a scan cost. The plain pass walks over the
+// entropy-coded data of a picture and keeps nothing; the others do the same and note a position before every 16th MCU
+// of a row, or before every MCU.
 #include <cstdio>
 #include <regex>
 
@@ -17,9 +17,9 @@ using vorel::EntropyPosition;
 
 // Walks over the whole scan. step: MCUs between two positions, 0 for none.
 size_t pass_over(const Jpeg &jpeg, int32_t step, std::vector<EntropyPosition> *positions) {
-    DecInfo *session = VORELBRIM_CreateDecInfo(1, const_cast<uint8_t *>(jpeg.bytes.data()),
-                                               static_cast<int32_t>(jpeg.bytes.size()), COLOR_GRAY,
-                                               VOREL_OPTION_SKIP_TABLES);
+    DecInfo *session =
+        VORELBRIM_CreateDecInfo(1, const_cast<uint8_t *>(jpeg.bytes.data()), static_cast<int32_t>(jpeg.bytes.size()),
+                                COLOR_GRAY, VOREL_OPTION_SKIP_TABLES);
     positions->clear();
     {
         vorel::StreamCursor cursor(session->ioInfo);
@@ -41,14 +41,15 @@ size_t pass_over(const Jpeg &jpeg, int32_t step, std::vector<EntropyPosition> *p
 }
 
 void run(const std::string &filter, Table &table) {
-    table.emit("Positions in a scan, 40 megapixels 4:2:0\n" + machine_line() +
-               "\nours: the pass that notes them; peer: the pass that does not, so a ratio of 0.97 is a cost of 3%\n\n");
+    table.emit(
+        "Positions in a scan, 40 megapixels 4:2:0\n" + machine_line() +
+        "\nours: the pass that notes them; peer: the pass that does not, so a ratio of 0.97 is a cost of 3%\n\n");
     const std::regex wanted(filter);
     std::vector<EntropyPosition> positions;
     for (const bool restarts : {false, true}) {
         for (const int32_t step : {16, 1}) {
-            const std::string name = std::string("positions/420/40MP/every-") + (step == 1 ? "MCU" : "16") +
-                                     (restarts ? "/restarts" : "");
+            const std::string name =
+                std::string("positions/420/40MP/every-") + (step == 1 ? "MCU" : "16") + (restarts ? "/restarts" : "");
             if (!std::regex_search(name, wanted)) continue;
             const Jpeg &jpeg = jpeg_for({.megapixels = 40, .restarts = restarts});
             Turns turns = measure_in_turns([&] { pass_over(jpeg, step, &positions); },

@@ -1,10 +1,6 @@
 // What the fuzz targets share.
 #include "harness.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,76 +18,6 @@ uint32_t Case::option() {
     const uint32_t value = options_.back();
     options_.pop_back();
     return value;
-}
-
-Session::Session(const Bytes &picture, Source source, int32_t format, uint32_t options) : bytes_(picture) {
-    const int32_t size = static_cast<int32_t>(bytes_.size());
-    switch (source) {
-        case Source::kMemory:
-            session_ = VORELBRIM_CreateDecInfo(1, bytes_.data(), size, format, options);
-            break;
-        case Source::kOwnedMemory: {
-            void *owned = VORELBRIM_OsMalloc(size);
-            require(owned != nullptr, "there is memory");
-            VORELBRIM_OsMemcpy(owned, bytes_.data(), size);
-            session_ = VORELBRIM_CreateDecInfo(5, owned, size, format, options);
-            if (!session_) VORELBRIM_OsFree(owned);
-            break;
-        }
-        case Source::kPath:
-            session_ = VORELBRIM_CreateDecInfo(0, const_cast<char *>(write_file()), 0, format, options);
-            break;
-        case Source::kStdio:
-            stdio_ = std::fopen(write_file(), "rb");
-            session_ = VORELBRIM_CreateDecInfo(2, stdio_, size, format, options);
-            break;
-        case Source::kSlowStream:
-            most_ = 61;
-            [[fallthrough]];
-        case Source::kStream:
-            session_ = VORELBRIM_CreateDecInfoWithStream(this, size, read, skip, rewind, format, options);
-            break;
-    }
-}
-
-Session::~Session() {
-    if (session_) {
-        // The library leaves the record of memory that a session owns behind.
-        IoInfo *io = session_->ioInfo->kind == 5 && !session_->regionMap ? session_->ioInfo : nullptr;
-        VORELBRIM_DestroyDecInfo(session_);
-        VORELBRIM_OsFree(io);
-    }
-    if (stdio_) std::fclose(stdio_);
-    if (descriptor_ >= 0) close(descriptor_);
-}
-
-const char *Session::write_file() {
-    descriptor_ = memfd_create("picture", 0);
-    require(descriptor_ >= 0 && write(descriptor_, bytes_.data(), bytes_.size()) == static_cast<ssize_t>(bytes_.size()),
-            "there is a file");
-    std::snprintf(path_, sizeof path_, "/proc/self/fd/%d", descriptor_);
-    return path_;
-}
-
-int32_t Session::read(void *self, void *destination, int32_t count) {
-    auto *session = static_cast<Session *>(self);
-    const size_t left = session->bytes_.size() - session->at_;
-    const size_t taken = std::min({left, session->most_, static_cast<size_t>(std::max(count, 0))});
-    if (taken) std::memcpy(destination, session->bytes_.data() + session->at_, taken);
-    session->at_ += taken;
-    return static_cast<int32_t>(taken);
-}
-
-int32_t Session::skip(void *self, int32_t, int32_t count) {
-    auto *session = static_cast<Session *>(self);
-    const size_t left = session->bytes_.size() - session->at_;
-    session->at_ += std::min(left, static_cast<size_t>(std::max(count, 0)));
-    return static_cast<int32_t>(session->at_);
-}
-
-int32_t Session::rewind(void *self, int32_t, int32_t) {
-    static_cast<Session *>(self)->at_ = 0;
-    return 0;
 }
 
 size_t target_bytes(int32_t format, int32_t width, int32_t height) {
@@ -124,6 +50,19 @@ size_t target_bytes(int32_t format, int32_t width, int32_t height) {
         default:
             return 0;
     }
+}
+
+uint64_t require_whole_pixels(const Bytes &first, const Bytes &second, size_t pixel_bytes) {
+    require(first.size() == second.size(), "both write as much");
+    uint64_t written = 0;
+    for (size_t at = 0; at < first.size(); at += pixel_bytes) {
+        const bool same = std::memcmp(&first[at], &second[at], pixel_bytes) == 0;
+        for (size_t i = at; i < at + pixel_bytes && !same; ++i) {
+            require(first[i] == kFill && second[i] == kOtherFill, "no pixel is written in part");
+        }
+        written += same;
+    }
+    return written;
 }
 
 void require(bool holds, const char *property) {

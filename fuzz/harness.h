@@ -1,16 +1,14 @@
 // What the fuzz targets share: options from the last bytes of the input, sessions over it, outputs that are read.
 #pragma once
 
-#include <vorel/frame.h>
+#include <memory>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <vector>
+#include "tests/support/inputs.h"
 
 namespace vorel_fuzz {
 
-using Bytes = std::vector<uint8_t>;
+using vorel::test::Bytes;
+using vorel::test::Kind;
 
 // The input: a picture, and behind it the bytes that choose what is done with it.
 class Case {
@@ -19,44 +17,43 @@ class Case {
 
     // The next of the option bytes; 0 when the input is too short to have any.
     uint32_t option();
+    // The same as a side of a target, as a number below an end, as one of a list.
+    int32_t side() { return static_cast<int32_t>(1 + option()); }
+    int32_t below(int32_t end) { return static_cast<int32_t>(option() % static_cast<uint32_t>(end)); }
+    template <typename Value, size_t kCount>
+    Value one_of(const Value (&values)[kCount]) {
+        return values[option() % kCount];
+    }
     const Bytes &picture() const { return picture_; }
 
   private:
     Bytes picture_, options_;
 };
 
-// How the library gets the picture. A slow stream delivers less than it is asked for.
-enum class Source { kMemory, kOwnedMemory, kPath, kStdio, kStream, kSlowStream };
-
 // Owns a session over the picture; get() is null when the library makes none.
 class Session {
   public:
-    Session(const Bytes &picture, Source source, int32_t format, uint32_t options);
-    Session(const Session &) = delete;
-    Session &operator=(const Session &) = delete;
-    ~Session();
+    Session(const Bytes &picture, Kind kind, int32_t format, uint32_t options)
+        : input_(std::make_unique<vorel::test::Input>(kind, picture, format, options)) {}
+    // By a stream that delivers less than it is asked for.
+    Session(const Bytes &picture, int32_t format, uint32_t options)
+        : slow_(picture, 61), guard_(slow_.open(format, options)) {}
 
-    DecInfo *get() { return session_; }
+    DecInfo *get() { return input_ ? input_->session() : guard_.get(); }
 
   private:
-    static int32_t read(void *self, void *destination, int32_t count);
-    static int32_t skip(void *self, int32_t zero, int32_t count);
-    static int32_t rewind(void *self, int32_t zero1, int32_t zero2);
-
-    // A file without a place in the file system; its path.
-    const char *write_file();
-
-    Bytes bytes_;  // a copy of its own, so that a read past the end is seen
-    size_t at_ = 0;
-    size_t most_ = SIZE_MAX;  // bytes a read delivers
-    int descriptor_ = -1;
-    char path_[32];
-    FILE *stdio_ = nullptr;
-    DecInfo *session_ = nullptr;
+    vorel::test::StreamSource slow_{{}};
+    vorel::test::SessionGuard guard_{nullptr};
+    std::unique_ptr<vorel::test::Input> input_;
 };
 
 // Bytes of a target of that size in a layout (COLOR_...); 0 for numbers that are no layout.
 size_t target_bytes(int32_t format, int32_t width, int32_t height);
+
+// Outputs that were filled with these beforehand.
+constexpr uint8_t kFill = 0x5A, kOtherFill = 0xA5;
+// Two outputs of one decode over the two fills: every pixel is in both or in none. The number of those that are.
+uint64_t require_whole_pixels(const Bytes &first, const Bytes &second, size_t pixel_bytes);
 
 // Ends the process with a message: a property does not hold.
 void require(bool holds, const char *property);

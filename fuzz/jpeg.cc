@@ -2,6 +2,8 @@
 // and from streams, however the bytes arrive.
 #include <vorel/jpeg_decoder.h>
 
+#include <algorithm>
+
 #include "harness.h"
 
 using namespace vorel_fuzz;
@@ -21,12 +23,15 @@ struct Decoded {
     uint32_t out_width = 0, out_height = 0;
     bool several_scans = false;
     Bytes output;
+    bool operator==(const Decoded &other) const {
+        return result == other.result && out_width == other.out_width && out_height == other.out_height &&
+               output == other.output;
+    }
 };
 
-Decoded decode(const Bytes &picture, Source source, const Request &request) {
+Decoded decode(Session &&session, const Request &request) {
     Decoded out;
     out.output.assign(target_bytes(request.format, request.width, request.height), 0x5A);
-    Session session(picture, source, request.format, request.options);
     if (!session.get()) return out;
     ImageInfo info;
     if (VORELBRIM_Parser(session.get(), &info) != VOREL_IMAGE_JPEG) return out;
@@ -39,7 +44,7 @@ Decoded decode(const Bytes &picture, Source source, const Request &request) {
 
 // True when the picture is one worth decoding; its size is used for a target of a part of it.
 bool measure(const Bytes &picture, ImageInfo *info) {
-    Session session(picture, Source::kMemory, COLOR_RGBA8888, 0);
+    Session session(picture, Kind::kMemory, COLOR_RGBA8888, 0);
     return session.get() && VORELBRIM_Parser(session.get(), info) == VOREL_IMAGE_JPEG &&
            static_cast<uint64_t>(info->width) * info->height <= kMostPixels;
 }
@@ -51,11 +56,11 @@ Request choose(Case &input, const ImageInfo &info) {
     constexpr uint32_t kFits[] = {VOREL_OPTION_FIT_CENTER, VOREL_OPTION_FIT_PACKED, VOREL_OPTION_FIT_TOP_LEFT,
                                   VOREL_OPTION_FIT_COVER, VOREL_OPTION_FIT_STRETCH};
     Request request;
-    request.format = kFormats[input.option() % (sizeof kFormats / sizeof kFormats[0])];
+    request.format = input.one_of(kFormats);
     const uint32_t bits = input.option();
     request.options = kFits[bits % 5] | (bits >> 4 & 3) << 2;
     if (bits & 0x80) request.options |= VOREL_OPTION_COMPRESS_RANGE;
-    request.sample = static_cast<int32_t>(input.option() % 18);
+    request.sample = input.below(18);
     const uint32_t across = input.option(), down = input.option();
     if (across == 0) {  // the size that the one-call entries use
         const uint32_t divisor = request.sample ? static_cast<uint32_t>(request.sample) : 1;
@@ -68,6 +73,33 @@ Request choose(Case &input, const ImageInfo &info) {
     return request;
 }
 
+// A window of pixels, from memory, against the whole picture where that decodes.
+void compare_window(const Bytes &picture, const Request &request, const Decoded &whole, uint32_t place) {
+    if (whole.result != 1 || request.format != COLOR_RGBA8888 || request.options & (12 | 0x700)) return;
+    const uint32_t x = place % whole.out_width, y = place / 7 % whole.out_height;
+    const uint32_t width = 1 + place / 3 % (whole.out_width - x), height = 1 + place / 5 % (whole.out_height - y);
+    Session session(picture, Kind::kMemory, request.format, request.options);
+    if (!session.get()) return;
+    session.get()->partialDecode = 1;
+    session.get()->partialX = x;
+    session.get()->partialY = y;
+    session.get()->partialWidth = width;
+    session.get()->partialHeight = height;
+    Bytes window(size_t{width} * height * 4, 0x5A);
+    require(VORELBRIM_DecodeJPEG(session.get(), window.data(), request.width, request.height) == 1,
+            "a window of a picture that decodes does so too");
+    // The whole stands in the middle of its target.
+    const size_t across = static_cast<size_t>(request.width);
+    const size_t left = (across - whole.out_width) / 2 + x;
+    const size_t top = (static_cast<size_t>(request.height) - whole.out_height) / 2 + y;
+    for (size_t row = 0; row < height; ++row) {
+        const auto from = whole.output.begin() + static_cast<ptrdiff_t>(((top + row) * across + left) * 4);
+        require(std::equal(from, from + static_cast<ptrdiff_t>(width) * 4,
+                           window.begin() + static_cast<ptrdiff_t>(row * width * 4)),
+                "a window is the cut of the whole");
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -76,15 +108,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (input.picture().empty() || !measure(input.picture(), &info)) return 0;
     const Request request = choose(input, info);
     if (request.width < 1 || request.height < 1) return 0;
-    const Decoded memory = decode(input.picture(), Source::kMemory, request);
-    const Decoded stream = decode(input.picture(), Source::kStream, request);
+    const auto by = [&](Kind kind) {
+        return decode({input.picture(), kind, request.format, request.options}, request);
+    };
+    const Decoded memory = by(Kind::kMemory), stream = by(Kind::kStream);
+    compare_window(input.picture(), request, memory, static_cast<uint32_t>(input.picture().size()) * 2654435761u >> 12);
     // Several scans are read side by side, which a stream cannot serve.
     if (memory.several_scans && stream.result == 0) return 0;
-    require(stream.result == memory.result, "the result is the same from memory and from a stream");
-    require(stream.out_width == memory.out_width && stream.out_height == memory.out_height,
-            "the output size is the same from memory and from a stream");
-    require(stream.output == memory.output, "the pixels are the same from memory and from a stream");
+    require(stream == memory, "result, size and pixels are the same from memory and from a stream");
     // A stream that delivers less than it is asked for may end a parser early: only that nothing breaks is asked.
-    decode(input.picture(), Source::kSlowStream, request);
+    decode({input.picture(), request.format, request.options}, request);
     return 0;
 }

@@ -13,10 +13,9 @@ struct Parsed {
     ImageInfo info, gif, header;
 };
 
-Parsed parse(const Bytes &picture, Source source, uint32_t minimum_delay) {
+Parsed parse(Session &&session, uint32_t minimum_delay) {
     Parsed out;
     std::memset(&out, 0, sizeof out);
-    Session session(picture, source, COLOR_RGBA8888, 0);
     if (!session.get()) return out;
     out.type = VORELBRIM_Parser(session.get(), &out.info);
     out.duration = session.get()->totalDuration;
@@ -32,7 +31,7 @@ Parsed parse(const Bytes &picture, Source source, uint32_t minimum_delay) {
 // The operations that have no other kind of input to agree with.
 void parse_the_rest(const Bytes &picture) {
     const auto size = static_cast<int32_t>(picture.size());
-    Session session(picture, Source::kMemory, COLOR_RGBA8888, 0);
+    Session session(picture, Kind::kMemory, COLOR_RGBA8888, 0);
     IoInfo *io = session.get()->ioInfo;
     StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
     BRIM_ParseJPEGOffset(session.get(), &stream, nullptr);
@@ -55,18 +54,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Bytes &picture = input.picture();
     if (picture.empty()) return 0;
     const uint32_t minimum_delay = input.option();
-    const Parsed memory = parse(picture, Source::kMemory, minimum_delay);
+    const Parsed memory = parse({picture, Kind::kMemory, COLOR_RGBA8888, 0}, minimum_delay);
     require(memory.type == 0 || (memory.info.width != 0 && memory.info.height != 0), "a picture has a size");
     require(memory.type == 0 || uint64_t{memory.info.width} * memory.info.height <= 225000000, "the limit holds");
     require(memory.type == 0 || memory.type == memory.signature ||
                 (memory.type == VOREL_IMAGE_ANIMATED_GIF && memory.signature == VOREL_IMAGE_GIF),
             "a picture is what its signature says");
-    for (const Source source : {Source::kOwnedMemory, Source::kPath, Source::kStdio, Source::kStream}) {
-        const Parsed other = parse(picture, source, minimum_delay);
+    for (const Kind source : {Kind::kOwnedMemory, Kind::kPath, Kind::kStdio, Kind::kStream}) {
+        const Parsed other = parse({picture, source, COLOR_RGBA8888, 0}, minimum_delay);
         require(std::memcmp(&memory, &other, sizeof memory) == 0, "what is parsed does not depend on how it arrives");
     }
     // What comes of short reads depends on them, but it ends and comes out the same again.
-    parse(picture, Source::kSlowStream, minimum_delay);
+    parse({picture, COLOR_RGBA8888, 0}, minimum_delay);
     parse_the_rest(picture);
     return 0;
 }

@@ -23,15 +23,10 @@ void replay(const std::filesystem::path &path) {
 int main(int argc, char **argv) {
     int count = 0;
     for (int i = 1; i < argc; ++i) {
-        if (!std::filesystem::is_directory(argv[i])) {
-            replay(argv[i]);
-            ++count;
-            continue;
-        }
-        for (const auto &entry : std::filesystem::directory_iterator(argv[i])) {
-            replay(entry.path());
-            ++count;
-        }
+        std::vector<std::filesystem::path> paths = {argv[i]};
+        if (std::filesystem::is_directory(argv[i])) paths.assign(std::filesystem::directory_iterator(argv[i]), {});
+        for (const auto &path : paths) replay(path);
+        count += static_cast<int>(paths.size());
     }
     std::printf("%d files\n", count);
     return count == 0;

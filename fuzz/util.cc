@@ -35,7 +35,7 @@ void convert(const Bytes &pattern, const Sizes &s, uint32_t choice) {
     };
     const Pair &pair = kPairs[choice % 6];
     const Bytes src = filled(pattern, target_bytes(pair.from, s.src_width, s.src_height));
-    Bytes single(target_bytes(pair.to, s.src_width, s.src_height), 0x5A), threaded(single.size(), 0xA5);
+    Bytes single(target_bytes(pair.to, s.src_width, s.src_height), kFill), threaded(single.size(), kOtherFill);
     pair.single(s.src_width, s.src_height, src.data(), single.data());
     pair.threaded(s.src_width, s.src_height, src.data(), threaded.data());
     require(single == threaded, "a converter gives the same on threads, and writes every byte");
@@ -55,7 +55,7 @@ void resize(const Bytes &pattern, const Sizes &s, uint32_t choice) {
     };
     const Pair &pair = kPairs[choice % 4];
     const Bytes src = filled(pattern, target_bytes(pair.format, s.src_width, s.src_height));
-    Bytes single(target_bytes(pair.format, s.dst_width, s.dst_height), 0x5A), threaded(single.size(), 0xA5);
+    Bytes single(target_bytes(pair.format, s.dst_width, s.dst_height), kFill), threaded(single.size(), kOtherFill);
     pair.single(src.data(), single.data(), s.src_width, s.src_height, s.dst_width, s.dst_height);
     pair.threaded(src.data(), threaded.data(), s.src_width, s.src_height, s.dst_width, s.dst_height);
     require(single == threaded, "a resizer gives the same on threads, and writes every byte");
@@ -79,8 +79,8 @@ void resize_into_canvas(const Bytes &pattern, const Sizes &s, uint32_t choice) {
         }
         return pixels;
     };
-    const Bytes first = run(0x5A), second = run(0xA5);
-    require(first == second || (first == Bytes(first.size(), 0x5A) && second == Bytes(first.size(), 0xA5)),
+    const Bytes first = run(kFill), second = run(kOtherFill);
+    require(first == second || (first == Bytes(first.size(), kFill) && second == Bytes(first.size(), kOtherFill)),
             "a canvas is written whole or not at all");
 }
 
@@ -107,8 +107,7 @@ void rotate(const Bytes &pattern, const Sizes &s, uint32_t choice) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 7);
     const uint32_t choice = input.option(), what = input.option();
-    const auto side = [&] { return static_cast<int32_t>(1 + input.option()); };
-    Sizes sizes = {side(), side(), side(), side()};
+    Sizes sizes = {input.side(), input.side(), input.side(), input.side()};
     // Some frames are high enough to be worked on by threads.
     if (input.option() % 8 == 0) sizes.src_height += 1200;
     if (input.picture().empty()) return 0;

@@ -14,9 +14,9 @@ VOREL_BEGIN_DECLS
 
 /* ---- Input ------------------------------------------------------------------------------------------------- */
 
-/* Callbacks of a stream input (kind 4). read delivers count bytes into destination and returns how many came: fewer than
- * count mean that the input ends there, 0 that it has ended; skip(context, 0, count) moves forward by count bytes and returns the new position; rewind(context, 0, 0)
- * returns to the start and may be null. */
+/* Callbacks of a stream input (kind 4). read delivers count bytes into destination and returns how many came: fewer
+ * than count mean that the input ends there, 0 that it has ended; skip(context, 0, count) moves forward by count bytes
+ * and returns the new position; rewind(context, 0, 0) returns to the start and may be null. */
 typedef int32_t (*VorelReadFn)(void *context, void *destination, int32_t count);
 typedef int32_t (*VorelSkipFn)(void *context, int32_t zero, int32_t count);
 typedef int32_t (*VorelRewindFn)(void *context, int32_t zero1, int32_t zero2);
@@ -84,18 +84,20 @@ enum {
     COLOR_NV12 = 19    /* as NV21 with Cb first */
 };
 
-/* Bits of DecInfo.decOption. Rotation and fit are values of a field of several bits, the others are flags; bits that are
- * not named here are ignored. */
+/* Bits of DecInfo.decOption. Rotation and fit are values of a field of several bits, the others are flags; bits that
+ * are not named here are ignored. */
 enum {
-    /* Clockwise turn (mask 0xC). A picture that is turned by 90 or 270 is fitted into the target with its sides exchanged.
-     * JPEG turns the formats that are stored pixel by pixel (0, 5, 7, 8, 9) and leaves the others upright. */
+    /* Clockwise turn (mask 0xC). A picture that is turned by 90 or 270 is fitted into the target with its sides
+     * exchanged. JPEG turns the formats that are stored pixel by pixel (0, 5, 7, 8, 9) and leaves the others upright.
+     */
     VOREL_OPTION_ROTATE_90 = 0x4,
     VOREL_OPTION_ROTATE_180 = 0x8,
     VOREL_OPTION_ROTATE_270 = 0xC,
-    /* Fit into the target (mask 0x700). CENTER, PACKED and TOP_LEFT keep the shape of the picture, shrink it where it is
-     * too large, and enlarge nothing: it stands in the middle of the target, at the start of a buffer whose rows are as long
-     * as its own, or in the target's top left corner. COVER fills the target and cuts off what exceeds it, equally on both
-     * sides; STRETCH fills it with the whole picture. What the picture does not reach stays as it is. */
+    /* Fit into the target (mask 0x700). CENTER, PACKED and TOP_LEFT keep the shape of the picture, shrink it where it
+     * is too large, and enlarge nothing: it stands in the middle of the target, at the start of a buffer whose rows are
+     * as long as its own, or in the target's top left corner. COVER fills the target and cuts off what exceeds it,
+     * equally on both sides; STRETCH fills it with the whole picture. What the picture does not reach stays as it is.
+     */
     VOREL_OPTION_FIT_CENTER = 0x000,
     VOREL_OPTION_FIT_PACKED = 0x100,
     VOREL_OPTION_FIT_TOP_LEFT = 0x200,
@@ -115,14 +117,14 @@ enum {
 
 /* What parsing reports; zeroed by every parser. */
 typedef struct ImageInfo {
-    uint32_t width, height; /* pixels */
-    uint32_t fileSize;      /* copy of IoInfo.size */
-    uint32_t frameCount;    /* GIF: images found; others: 1 */
-    uint32_t progressive;   /* JPEG: 1 for SOF2; PNG: the interlace byte of IHDR */
+    uint32_t width, height;              /* pixels */
+    uint32_t fileSize;                   /* copy of IoInfo.size */
+    uint32_t frameCount;                 /* GIF: images found; others: 1 */
+    uint32_t progressive;                /* JPEG: 1 for SOF2; PNG: the interlace byte of IHDR */
     uint32_t restartInterval;            /* JPEG: MCUs between restart markers, 0 without (T.81 B.2.4.4) */
     uint32_t maxHSampling, maxVSampling; /* JPEG: largest sampling factors, 1 to 4 (T.81 B.2.2) */
     uint32_t numComponents;              /* JPEG: components of the frame */
-    uint32_t scanOffset;                 /* in: where BRIMJ_GetHInfo begins; out: the place that BRIMJ_EOIParser found */
+    uint32_t scanOffset; /* in: where BRIMJ_GetHInfo begins; out: the place that BRIMJ_EOIParser found */
 } ImageInfo;
 
 /* ---- Sessions ------------------------------------------------------------------------------------------------ */
@@ -165,17 +167,18 @@ typedef struct DecInfo {
     struct JpegInfo *retainedJpegInfo;
     uint32_t totalDuration; /* read: GIF, sum of frame delays in ms, added to by every parse */
     void *gifLineBuffers[2];
-    int32_t sampleSize;      /* set: reduction that target sides of 0 are filled in by, 0 for none */
-    uint32_t *regionMap;     /* owned */
-    uint32_t partialDecode;  /* set: 1 where only the window below is wanted */
+    int32_t sampleSize;     /* set: reduction that target sides of 0 are filled in by, 0 for none */
+    uint32_t *regionMap;    /* owned */
+    uint32_t partialDecode; /* set: 1 where only the window below is wanted */
     /* set: the window, in pixels of the output before it is turned. It is cut to the output. A decode without one fills
      * them in while it runs. */
     uint32_t partialX, partialY, partialWidth, partialHeight;
-    /* set: 0, the output buffer holds the window alone, its rows partialWidth pixels long; 1, it is the whole target's, for
-     * pixel formats beginning at the window's first pixel. */
+    /* set: 0, the output buffer holds the window alone, its rows partialWidth pixels long; 1, it is the whole target's,
+     * for pixel formats beginning at the window's first pixel. */
     uint32_t partialToBuffer;
-    void *fileBuffer, *extraBuffer; /* set: the caller's, which frees them before the session; for keeping memory with it */
-    uint32_t abortFlag;             /* set, from any thread: nonzero stops decoding at the next iMCU row */
+    void *fileBuffer,
+        *extraBuffer;   /* set: the caller's, which frees them before the session; for keeping memory with it */
+    uint32_t abortFlag; /* set, from any thread: nonzero stops decoding at the next iMCU row */
     struct DecInfo *children[32];
     struct DecInfo *parent;
     int32_t childCount;
@@ -246,7 +249,8 @@ VOREL_API void *VORELBRIM_OsMemcpy(void *destination, const void *source, int32_
 VOREL_API int32_t VORELBRIM_OsSleep(uint32_t microseconds);
 
 /* fopen. A mode that begins with 'r' refuses directories without a log line, and for reading alone opens nothing but
- * regular files, so it never waits; any other failure leaves the line "<path> : <errno> open fail". Null on failure, and for a null argument. The caller closes. */
+ * regular files, so it never waits; any other failure leaves the line "<path> : <errno> open fail". Null on failure,
+ * and for a null argument. The caller closes. */
 VOREL_API FILE *VORELBRIM_OsFopen(const char *path, const char *mode);
 
 /* VORELBRIM_OsFopen(path, "rb"), but a failure is (FILE *)-1, not null. */
@@ -363,10 +367,10 @@ VOREL_API int32_t VORELBRIM_DestroyInputBuffer(DecInfo *sessionPointer);
 /* Replaces the whole option word. 1, or 0 for null. */
 VOREL_API int32_t VORELBRIM_SetDecOption(DecInfo *session, uint32_t options);
 
-/* Stores the mode, brought into 0 to 4. A mode trades quality for speed in decodes that keep it (BRIMJ_DecodeFrame; a plain
- * VORELBRIM_DecodeJPEG takes mode 0): 0 as the size asks; 1 holds fine quantisers of full-size pictures to coarser ones;
- * 2 halves the DCT scale once more (1/2 becomes 3/8) and picks samples instead of means; 3 as 2, and takes 3/8 for the full
- * size; 4 decodes at 1/8 whatever the size. 1, or 0 for null. */
+/* Stores the mode, brought into 0 to 4. A mode trades quality for speed in decodes that keep it (BRIMJ_DecodeFrame; a
+ * plain VORELBRIM_DecodeJPEG takes mode 0): 0 as the size asks; 1 holds fine quantisers of full-size pictures to
+ * coarser ones; 2 halves the DCT scale once more (1/2 becomes 3/8) and picks samples instead of means; 3 as 2, and
+ * takes 3/8 for the full size; 4 decodes at 1/8 whatever the size. 1, or 0 for null. */
 VOREL_API int32_t VORELBRIM_SetDecMode(DecInfo *session, int32_t mode);
 
 /* The default checkFn: 1 to go on, 0 to stop. On the fourth check of the process, and every third from there, calls

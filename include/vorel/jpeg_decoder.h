@@ -1,8 +1,9 @@
 /* The JPEG decoder: T.81 baseline pictures, decoded straight to the wanted size and colour format. Applications call
  * VORELBRIM_PDecodeJPEG or VORELBRIM_DecodeJPEG with a session of vorel/frame.h; the rest is the decoder's inside, open
- * to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record, vorel_jpeg_rows tells what
- * a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step, BRIMJ_DeleteDecoderInfo
- * ends it. A record belongs to one thread at a time. Pointers may be null only where it is said. */
+ * to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record, vorel_jpeg_rows tells
+ * what a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step,
+ * BRIMJ_DeleteDecoderInfo ends it. A record belongs to one thread at a time. Pointers may be null only where it is
+ * said. */
 #ifndef VOREL_JPEG_DECODER_H
 #define VOREL_JPEG_DECODER_H
 
@@ -18,8 +19,8 @@ typedef struct JpegComponent JpegComponent;
 typedef struct DerivedTable DerivedTable;
 typedef struct EntropyDecoder EntropyDecoder;
 
-/* What the plain bit reader leaves behind: its record, the next byte in the stream's block and how many are left there, and
- * the reservoir, newest bits at the low end. */
+/* What the plain bit reader leaves behind: its record, the next byte in the stream's block and how many are left there,
+ * and the reservoir, newest bits at the low end. */
 typedef struct BitState {
     JpegInfo *jpegInfo;
     const uint8_t *next;
@@ -173,10 +174,10 @@ VOREL_API extern const int32_t BRIMJ_HUFF_EXTEND_TEST[16];
 /* ---- Rows ------------------------------------------------------------------------------------------------ */
 
 /* One iMCU row's work: the check function, decoding into rowArray[component][row], upsampling and output of rows until
- * *inOutRowCount, the output rows produced, reaches maxRows; what is left over waits for the next call. Each row goes where
- * its pointer says: rows are those of vorel_jpeg_rows, or a caller's own as many and as long. _resize at the planned scale;
- * SkipRow passes over the iMCU row, and what it would have given is not stored. 100 more rows, 101 the last is done, 201
- * failed or cancelled. */
+ * *inOutRowCount, the output rows produced, reaches maxRows; what is left over waits for the next call. Each row goes
+ * where its pointer says: rows are those of vorel_jpeg_rows, or a caller's own as many and as long. _resize at the
+ * planned scale; SkipRow passes over the iMCU row, and what it would have given is not stored. 100 more rows, 101 the
+ * last is done, 201 failed or cancelled. */
 VOREL_API int32_t BRIMJ_ProcessData(JpegInfo *jpegInfo, uint8_t ***rowArray, uint32_t *inOutRowCount, uint32_t maxRows);
 VOREL_API int32_t BRIMJ_ProcessData_resize(JpegInfo *jpegInfo, uint8_t ***rowArray, uint32_t *inOutRowCount,
                                            uint32_t maxRows);
@@ -214,8 +215,8 @@ VOREL_API void BRIMJ_DoIntegralUpsample(JpegComponent *component, JpegInfo *info
                                         uint8_t ***outputRows);
 /* Row output: `count` rows of every component at the scaled picture's width, in the colours of the name, cropped and
  * written at the row counter, by any budget. Where the output has another size, the plain forms take the mean of four
- * samples, Fast and Upscale forms one (of gray and RGB the Upscale forms); _Partial forms are the same functions. CMYK and
- * YCCK need a picture of four components. */
+ * samples, Fast and Upscale forms one (of gray and RGB the Upscale forms); _Partial forms are the same functions. CMYK
+ * and YCCK need a picture of four components. */
 VOREL_API void BRIMJ_DoYcbcrToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoYcbcrToRgb_Partial(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoFastYcbcrToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
@@ -232,8 +233,8 @@ VOREL_API void BRIMJ_DoCMYKToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t co
 VOREL_API void BRIMJ_DoCMYKToRgb_Partial(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoYCCKToRgb(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
 VOREL_API void BRIMJ_DoYCCKToRgb_Partial(JpegInfo *jpegInfo, uint8_t ***rows, int32_t count);
-/* Row writers: one row of width pixels at the row counter, of samples in the colours of the name. accumulators hold the sums of four samples, a << 20 | b <<
- * 10 | c. */
+/* Row writers: one row of width pixels at the row counter, of samples in the colours of the name. accumulators hold the
+ * sums of four samples, a << 20 | b << 10 | c. */
 VOREL_API void BRIMJ_YcbcrWriteOutput(JpegInfo *jpegInfo, const uint32_t *accumulators, int32_t width);
 VOREL_API void BRIMJ_YcbcrWriteOutput1to1(JpegInfo *jpegInfo, const uint8_t *y, const uint8_t *cb, const uint8_t *cr,
                                           int32_t width);

@@ -79,8 +79,9 @@ typedef struct vpng_tile_index {
  *               column j: floor((width / 2 + j * width) / outWidth); enlarging, a row gets fewer pixels than outWidth
  *     sampled   row k: (k + 1) * sampleSize - 1 (sampleSize is clamped to the height); column j: sampleSize / 2 +
  *               j * sampleSize, or width / 2 alone where that is the width
- * The last row is the one after the row before it where the picture is not interlaced, and clamped to height - 1 where it
- * is. An interlaced picture that is not higher than the output leaves the output's rows from height - 1 on untouched.
+ * The last row is the one after the row before it where the picture is not interlaced, and clamped to height - 1 where
+ * it is. An interlaced picture that is not higher than the output leaves the output's rows from height - 1 on
+ * untouched.
  *
  * 1, or 0 for null, a negative sampleSize, another colour format, a damaged or short picture, more output rows than a
  * picture that is not interlaced can give, or no memory; rows that were done by then stay. Nothing after the last row
@@ -114,11 +115,11 @@ VOREL_API vpng_tile_index *onBuildTileIndexVPNG(const void *source, int32_t leng
 
 /* Decodes the rectangle of w x h pixels of the picture at (x, y), keeping every sampleSize-th pixel and row, into out:
  * h / sampleSize rows of (w / sampleSize) * 4 bytes, divided as integers. The rectangle has to lie inside the picture.
- * Columns: x + sampleSize / 2 + j * sampleSize. Rows: y + (k + 1) * s - 1 with s = sampleSize clamped to the height, and
- * where the picture is not interlaced the last row is the one after the row before it. Of an interlaced picture no more
- * than height - 1 rows come out. Several threads may call it on one handle; they wait for one another.
- * 1, or 0 for null, a rectangle that is empty or not inside, sampleSize below 1, another colour format, damaged data or
- * no memory. Rows that were done by then stay, and the handle can be used again. */
+ * Columns: x + sampleSize / 2 + j * sampleSize. Rows: y + (k + 1) * s - 1 with s = sampleSize clamped to the height,
+ * and where the picture is not interlaced the last row is the one after the row before it. Of an interlaced picture no
+ * more than height - 1 rows come out. Several threads may call it on one handle; they wait for one another. 1, or 0 for
+ * null, a rectangle that is empty or not inside, sampleSize below 1, another colour format, damaged data or no memory.
+ * Rows that were done by then stay, and the handle can be used again. */
 VOREL_API int32_t onDecodeVPNGSubset(vpng_tile_index *handle, void *out, int32_t x, int32_t y, int32_t w, int32_t h,
                                      int32_t sampleSize);
 

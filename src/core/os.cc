@@ -67,7 +67,7 @@ FILE *open_regular_file(const char *path) {
     // Without waiting: a FIFO opens only when somebody writes to it.
     const int descriptor = path ? open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
     if (descriptor < 0) return nullptr;
-    struct stat status;
+    struct stat status = {};
     FILE *file = nullptr;
     if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
         file = fdopen(descriptor, "rb");
@@ -110,9 +110,9 @@ int32_t VORELBRIM_OsSleep(uint32_t microseconds) { return usleep(microseconds); 
 
 FILE *VORELBRIM_OsFopen(const char *path, const char *mode) {
     if (!path || !mode) return nullptr;
-    // Required: a directory is refused silently.
+    // Required: a directory is refused silently, a link to one is not.
     struct stat status;
-    if (mode[0] == 'r' && stat(path, &status) == 0 && S_ISDIR(status.st_mode)) return nullptr;
+    if (mode[0] == 'r' && lstat(path, &status) == 0 && S_ISDIR(status.st_mode)) return nullptr;
     FILE *file = mode[0] == 'r' && !std::strchr(mode, '+') ? open_regular_file(path) : std::fopen(path, mode);
     if (!file) VOREL_LOG(kTagJpegStat, "%s : %d open fail", path, errno);
     return file;

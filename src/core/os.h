@@ -22,8 +22,8 @@ void *os_allocate_zeroed(size_t bytes);
 void *os_reallocate(void *pointer, size_t bytes);
 void os_release(void *pointer);
 
-// Opens a file for reading; null, with errno, for a path that is none or anything but a regular file: a FIFO or a device
-// could make us wait for ever.
+// Opens a file for reading; null, with errno, for a path that is none or anything but a regular file: a FIFO or a
+// device could make us wait for ever.
 FILE *open_regular_file(const char *path);
 
 // a * b, or false when it exceeds 2^31 - 1, the largest block that the engine asks for.

@@ -51,8 +51,8 @@ bool skip_bytes(StreamBuffer *stream, int64_t bytes);
 // Position in the input of the next unread byte.
 inline int32_t stream_position(const StreamBuffer *stream) { return stream->io->position - stream->available; }
 
-// Moves the cursor to a position of the input: within its block without reading anything again, else by a seek. block is
-// the one that the stream buffer was made with. False where the input does not go there.
+// Moves the cursor to a position of the input: within its block without reading anything again, else by a seek. block
+// is the one that the stream buffer was made with. False where the input does not go there.
 bool move_to(StreamBuffer *stream, uint8_t *block, int32_t position);
 
 // A stream buffer with the block that belongs to it.

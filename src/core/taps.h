@@ -5,8 +5,8 @@
 
 namespace vorel {
 
-// Where in its footprint of the source an output row is sampled: at a quarter, in the middle, at three quarters. In units
-// of 1 / target.
+// Where in its footprint of the source an output row is sampled: at a quarter, in the middle, at three quarters. In
+// units of 1 / target.
 constexpr int64_t first_quarter(int64_t source) { return source >> 2; }
 constexpr int64_t middle(int64_t source) { return source >> 1; }
 constexpr int64_t third_quarter(int64_t source) { return (source * 3) >> 2; }

@@ -181,7 +181,10 @@ int32_t decode_file(const Entry &entry, const char *path, void *output, int32_t 
         return 0;
     }
     const int32_t size = file_size(entry.tag, path);
-    if (size == 0) return 0;
+    if (size == 0) {
+        set_error(kErrorOpen);
+        return 0;
+    }
     OwnedSession session(size >= kWholeFileBytes ? open_path(path, size, color_format, 0)
                                                  : open_whole_file(path, size, color_format));
     if (!session) {
@@ -246,7 +249,8 @@ int32_t image_info_at(const Entry &entry, const void *buffer, int32_t offset, in
 }
 
 // Opens and parses a JPEG for the image-utility entries, null with a log line when it is none.
-DecInfo *open_jpeg(const Entry &entry, const void *path_or_buffer, int32_t size, int32_t color_format, ImageInfo *info) {
+DecInfo *open_jpeg(const Entry &entry, const void *path_or_buffer, int32_t size, int32_t color_format,
+                   ImageInfo *info) {
     OwnedSession session(open_source({path_or_buffer, size}, color_format));
     if (!session) {
         VOREL_ENTRY_TRACE(entry);

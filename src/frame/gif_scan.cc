@@ -1,6 +1,6 @@
 // Walks the blocks of a GIF (GIF89a, clauses 18 to 25) without decoding: size, images, length of the animation.
-#include "frame/detect.h"
 #include "core/core.h"
+#include "frame/detect.h"
 
 namespace vorel {
 namespace {

@@ -38,6 +38,6 @@ constexpr int64_t ceil_div(int64_t a, int64_t b) { return (a + b - 1) / b; }
 
 }  // namespace vorel
 
-// BRIMJ_NATURAL_ORDER under a name that the library keeps to itself, so that loops reach it without the table of exported
-// symbols.
+// BRIMJ_NATURAL_ORDER under a name that the library keeps to itself, so that loops reach it without the table of
+// exported symbols.
 extern "C" __attribute__((visibility("hidden"))) const uint8_t vorel_natural_order[80];

@@ -5,8 +5,8 @@
 
 extern "C" {
 
-// Zigzag position to natural position (T.81 figure A.6). A corrupt run reaches position 63 + 15; the spare entries keep it
-// inside the block.
+// Zigzag position to natural position (T.81 figure A.6). A corrupt run reaches position 63 + 15; the spare entries keep
+// it inside the block.
 extern const uint8_t vorel_natural_order[80] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,   //
                                                 12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,  //
                                                 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,  //

@@ -27,7 +27,9 @@ class TiffReader {
 
     // The first directory, and the one that a directory links to; 0 where there is none.
     int64_t first_directory() const { return valid_ ? directory_at(4) : 0; }
-    int64_t next_directory(int64_t directory) const { return directory_at(directory + 2 + kEntryBytes * word(directory)); }
+    int64_t next_directory(int64_t directory) const {
+        return directory_at(directory + 2 + kEntryBytes * word(directory));
+    }
 
     // Calls visit(tag, value) for each entry of a directory that is there, with the entry's first value, which counts
     // when it stands in the entry itself.

@@ -16,7 +16,6 @@ constexpr int32_t kFileHeaderBytes = 14, kHeaderBytes = 54;
 constexpr int32_t kCoreHeader = 12, kInfoHeader = 40;
 constexpr uint32_t kRle8 = 1, kRle4 = 2, kJpeg = 4, kPng = 5;  // compression
 
-
 // The compression field, or an error that no field holds. Required: sizes are read as 16 bits, so files beyond are
 // misread without a word, and an OS/2 header is followed by its palette, whose first two bytes count as compression.
 bool read_fields(const uint8_t *header, BmpInfo *info, uint32_t *compression) {

@@ -5,7 +5,6 @@
 namespace vorel {
 namespace {
 
-
 // Bytes of a pixel, 0 for formats whose pixels are never stored. Required: 16-bit pixels have the size that centring
 // has always used for them, though none is stored.
 int32_t pixel_bytes(int32_t format) {

@@ -86,7 +86,9 @@ void turn_rows(int32_t angle, const Plane &plane, int32_t top, int32_t bottom, c
     }
 }
 
-int32_t clamped(int64_t value, int32_t most) { return static_cast<int32_t>(value < 0 ? 0 : value > most ? most : value); }
+int32_t clamped(int64_t value, int32_t most) {
+    return static_cast<int32_t>(value < 0 ? 0 : value > most ? most : value);
+}
 
 void *run_job(int32_t angle, const void *argument) {
     const auto *job = static_cast<const RotateJob *>(argument);

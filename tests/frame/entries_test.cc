@@ -1,4 +1,5 @@
-// The entries that take a path or a buffer. WBMP and JPEG stand for the formats: what is decoded is other modules' matter.
+// The entries that take a path or a buffer. WBMP and JPEG stand for the formats: what is decoded is other modules'
+// matter.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -191,6 +192,14 @@ TEST(Entries, OnlyRegularFilesAreOpened) {
     EXPECT_EQ(VORELBRIM_OpenDecHandle(file.path(), 0, 0), 0);
     EXPECT_EQ(VORELBRIM_OsFopen("/dev/null", "rb"), nullptr);
     alarm(0);
+    // A directory is refused without a line, a link to one with one.
+    ASSERT_EQ(unlink(file.path()), 0);
+    ASSERT_EQ(symlink("/", file.path()), 0);
+    LogCapture log;
+    EXPECT_EQ(VORELBRIM_OsFopen("/", "rb"), nullptr);
+    EXPECT_TRUE(log.take().empty());
+    EXPECT_EQ(VORELBRIM_OsFopen(file.path(), "rb"), nullptr);
+    EXPECT_EQ(log.take().size(), 1u);
 }
 
 TEST(Entries, AFailureLeavesItsReason) {
@@ -205,6 +214,8 @@ TEST(Entries, AFailureLeavesItsReason) {
     EXPECT_EQ(gVORELBRIM_Error, 5u);
     EXPECT_EQ(VorelDecodeBuffer(cut.data(), pixels, 0, COLOR_RGBA8888, 1), 0);
     EXPECT_EQ(gVORELBRIM_Error, 12u);
+    EXPECT_EQ(VorelDecodeFile("/nonexistent/x", pixels, 0, COLOR_RGBA8888, 1), 0);
+    EXPECT_EQ(gVORELBRIM_Error, 13u);
     // The parser alone, whatever the word held before.
     Input input(Kind::kMemory, cut);
     StreamCursor cursor(input.session()->ioInfo);

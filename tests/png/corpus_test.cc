@@ -1,12 +1,10 @@
 // Every PNG of the corpus: whole, sampled, fitted and by regions against libpng and the model; damaged ones return.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 
 #include "png/run.h"
+#include "support/corpus.h"
 
 namespace vorel::test {
 namespace {
@@ -33,42 +31,31 @@ void check_picture(const std::string &name, const Bytes &file, const StraightPng
     }
 }
 
-void run_over(const std::filesystem::path &folder, int *good, int *damaged) {
+TEST(PngCorpus, DecodesAsLibpngAndTheRule) {
     std::mt19937 random(3);
-    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-        std::ifstream stream(entry.path(), std::ios::binary);
-        const Bytes file(std::istreambuf_iterator<char>(stream), {});
+    int good = 0;
+    const auto check = [&](const std::string &name, const Bytes &file) {
         ImageInfo info = {};
         Input input(Kind::kMemory, file);
-        if (!input.session()) continue;
+        if (!input.session()) return;
         VORELBRIM_Parser(input.session(), &info);
-        if (uint64_t{info.width} * info.height > kMostPixels) continue;
+        if (uint64_t{info.width} * info.height > kMostPixels) return;
         const StraightPng image = straight_png(file);
         if (image.good) {
-            check_picture(entry.path().filename(), file, image, random);
-            ++*good;
-            continue;
+            ++good;
+            return check_picture(name, file, image, random);
         }
-        ++*damaged;
         const int width = static_cast<int>(info.width), height = static_cast<int>(info.height);
-        EXPECT_EQ(decode_whole(file, {width, height, 1, 7}).result, 0) << entry.path();
+        EXPECT_EQ(decode_whole(file, {width, height, 1, 7}).result, 0);
         decode_whole(file, {width / 2 + 1, height / 2 + 1, 2, 7});
         Regions regions(file);
         if (regions && regions.handle()->width == width && regions.handle()->height == height) {
             regions.decode({0, 0, width, height, 1});
         }
-    }
-}
-
-TEST(PngCorpus, DecodesAsLibpngAndTheRule) {
-    const std::filesystem::path root(VOREL_CORPUS);
-    if (!std::filesystem::is_directory(root / "png")) GTEST_SKIP() << "no corpus at " << root;
-    int good = 0, damaged = 0;
-    run_over(root / "png", &good, &damaged);
+    };
+    if (!for_each_of_corpus("png", check)) GTEST_SKIP() << "no corpus";
     EXPECT_GT(good, 100);
-    run_over(root / "png-corrupt", &good, &damaged);
-    RecordProperty("good", good);
-    RecordProperty("damaged", damaged);
+    for_each_of_corpus("png-corrupt", check);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ std::vector<Samples> make_samples(const PngSpec &spec) {
             uint32_t *pixel = &rows[static_cast<size_t>(y)][static_cast<size_t>(x * per_pixel)];
             if (spec.transparency && spec.colour_type != 3 && random() % 4 == 0) {
                 for (int c = 0; c < per_pixel; ++c) pixel[c] = (0x1357u + static_cast<uint32_t>(c) * 0x2233u) & most;
-                if (spec.depth == 16 && random() % 2 == 0) pixel[0] ^= 1;
+                if (spec.depth == 16 && random() % 2 == 0) pixel[random() % static_cast<unsigned>(per_pixel)] ^= 1;
             }
         }
     }

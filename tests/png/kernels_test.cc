@@ -50,14 +50,13 @@ TEST(PngKernels, FilterTwinsAgree) {
                 const size_t bytes = count * static_cast<size_t>(pixel) / (pixel > 2 ? 2 : 1);
                 GuardBuffer above(samples(bytes, static_cast<unsigned>(count) + 100));
                 const Bytes row = samples(bytes, static_cast<unsigned>(count));
-                expect_twins(*table, row, "sub", bytes,
-                             [&](const PngKernels &k, uint8_t *at) { k.sub(at, bytes, pixel); });
-                expect_twins(*table, row, "up", bytes,
-                             [&](const PngKernels &k, uint8_t *at) { k.up(at, above.data(), bytes); });
-                expect_twins(*table, row, "average", bytes,
-                             [&](const PngKernels &k, uint8_t *at) { k.average(at, above.data(), bytes, pixel); });
-                expect_twins(*table, row, "paeth", bytes,
-                             [&](const PngKernels &k, uint8_t *at) { k.paeth(at, above.data(), bytes, pixel); });
+                const auto twins = [&](const char *what, const auto &run) {
+                    expect_twins(*table, row, what, bytes, run);
+                };
+                twins("sub", [&](const PngKernels &k, uint8_t *at) { k.sub(at, bytes, pixel); });
+                twins("up", [&](const PngKernels &k, uint8_t *at) { k.up(at, above.data(), bytes); });
+                twins("average", [&](const PngKernels &k, uint8_t *at) { k.average(at, above.data(), bytes, pixel); });
+                twins("paeth", [&](const PngKernels &k, uint8_t *at) { k.paeth(at, above.data(), bytes, pixel); });
             }
         }
     }
@@ -70,19 +69,18 @@ TEST(PngKernels, PixelTwinsAgree) {
             const unsigned seed = static_cast<unsigned>(count);
             const Bytes pixels = samples(bytes, seed);
             GuardBuffer three(samples(static_cast<size_t>(count) * 3, seed));
-            expect_twins(*table, pixels, "premultiply", bytes,
-                         [&](const PngKernels &k, uint8_t *at) { k.premultiply(at, count); });
-            expect_twins(*table, pixels, "swap", bytes,
-                         [&](const PngKernels &k, uint8_t *at) { k.swap_red_blue(at, count, at); });
+            const auto twins = [&](const char *what, const auto &run) {
+                expect_twins(*table, pixels, what, bytes, run);
+            };
+            twins("premultiply", [&](const PngKernels &k, uint8_t *at) { k.premultiply(at, count); });
+            twins("swap", [&](const PngKernels &k, uint8_t *at) { k.swap_red_blue(at, count, at); });
             for (const bool swapped : {false, true}) {
-                expect_twins(*table, pixels, "rgb", bytes, [&](const PngKernels &k, uint8_t *at) {
-                    k.rgb_to_rgba(three.data(), count, swapped, at);
-                });
+                twins("rgb",
+                      [&](const PngKernels &k, uint8_t *at) { k.rgb_to_rgba(three.data(), count, swapped, at); });
             }
             for (const uint32_t mask : {0u, 0xFFu, 0xFFFFFFu}) {
                 for (const uint32_t key : {1u, 0u, 0xFFu, 0xFFFFFFu}) {
-                    expect_twins(*table, pixels, "clear", bytes,
-                                 [&](const PngKernels &k, uint8_t *at) { k.clear(at, count, key, mask); });
+                    twins("clear", [&](const PngKernels &k, uint8_t *at) { k.clear(at, count, key, mask); });
                 }
             }
         }

@@ -56,53 +56,45 @@ TEST(PngRegion, EveryFormIsACutOfTheWhole) {
     }
 }
 
+void expect_cuts(const PngSpec &spec, bool by_path, std::vector<RegionRequest> requests) {
+    const Bytes file = make_png(spec);
+    const StraightPng image = straight_png(file);
+    Regions regions(file, 7, by_path);
+    ASSERT_TRUE(regions);
+    for (int round = 0; round < 2; ++round) {
+        for (const RegionRequest &request : requests) {
+            ASSERT_TRUE(regions.decode(request) == model_region(image, request, 7)) << spec.name() << text_of(request);
+        }
+        std::reverse(requests.begin(), requests.end());
+    }
+}
+
 // 600 rows have checkpoints at 0, 254 and 508; those of the passes of an interlaced picture are 508 rows apart and
-// more.
+// more. A position in the compressed stream may be right behind a chunk's data, before its check value.
 TEST(PngRegion, CheckpointsAndIdatBorders) {
+    PngSpec spec;
     for (const bool interlaced : {false, true}) {
         for (const int idat_bytes : {50, 1000, 8192, 1000000}) {
-            PngSpec spec;
             spec.width = 23;
             spec.height = interlaced ? 2200 : 600;
             spec.interlaced = interlaced;
             spec.colour_type = 6;
             spec.idat_bytes = idat_bytes;
-            const Bytes file = make_png(spec);
-            const StraightPng image = straight_png(file);
-            Regions regions(file);
-            ASSERT_TRUE(regions);
             std::vector<RegionRequest> requests;
             for (const int y : {0, 253, 254, 255, 507, 508, 509, 590, 2032, 2199}) {
-                if (y >= spec.height) continue;
                 for (const int h : {1, 2, 10, 300}) {
                     if (y + h <= spec.height) requests.push_back({3, y, 16, h, 1 + y % 3});
                 }
             }
-            for (int round = 0; round < 2; ++round) {
-                for (const RegionRequest &request : requests) {
-                    ASSERT_TRUE(regions.decode(request) == model_region(image, request, 7))
-                        << spec.name() << text_of(request);
-                }
-                std::reverse(requests.begin(), requests.end());
-            }
+            expect_cuts(spec, false, requests);
         }
     }
-}
-
-// A position in the compressed stream may be right behind a chunk's data, before its check value.
-TEST(PngRegion, CheckpointAtTheEndOfAChunk) {
-    for (int idat_bytes = 300; idat_bytes < 340; ++idat_bytes) {
-        PngSpec spec;
-        spec.width = 2;
-        spec.height = 520;
-        spec.colour_type = 0;
-        spec.idat_bytes = idat_bytes;
-        const Bytes file = make_png(spec);
-        Regions regions(file, 7, true);
-        ASSERT_TRUE(regions);
-        for (const RegionRequest &request : {RegionRequest{0, 508, 2, 12, 1}, {0, 254, 2, 3, 1}, {1, 500, 1, 20, 2}}) {
-            EXPECT_TRUE(regions.decode(request) == model_region(straight_png(file), request, 7)) << idat_bytes;
-        }
+    spec = {};
+    spec.width = 2;
+    spec.height = 520;
+    spec.colour_type = 0;
+    for (spec.idat_bytes = 300; spec.idat_bytes < 340; ++spec.idat_bytes) {
+        expect_cuts(spec, true, {{0, 508, 2, 12, 1}, {0, 254, 2, 3, 1}, {1, 500, 1, 20, 2}});
     }
 }
 
@@ -120,7 +112,7 @@ TEST(PngRegion, ThreadsOnOneHandleTakeTurns) {
     for (unsigned t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             std::mt19937 random(t);
-            for (int i = 0; i < 40; ++i) {
+            for (int i = 0; i < 200; ++i) {
                 const RegionRequest request = any_region(60, 700, random);
                 wrong[t] += !(regions.decode(request) == model_region(image, request, 7));
             }
@@ -175,11 +167,8 @@ TEST(PngRegion, AFileMayChangeAndChangeBack) {
 }
 
 // The row of the checkpoint; -1 when libpng jumped.
-int resumed_row(png_structp png, int wanted, int pass) {
-    int32_t row = wanted;
-    if (setjmp(png_jmpbuf(png))) return -1;
-    vpng_configure_decoder(png, &row, pass);
-    return row;
+int resumed_row(png_structp png, int32_t row, int pass) {
+    return unless_jumped(png, [&] { return vpng_configure_decoder(png, &row, pass), row; });
 }
 
 // The steps by themselves: which checkpoint serves a row, and the row that it gives.
@@ -200,15 +189,11 @@ TEST(PngRegion, StepsOfTheIndex) {
 }
 
 bool index_is_built(png_structp png) {
-    if (setjmp(png_jmpbuf(png))) return false;
-    vpng_build_index(png);
-    return true;
+    return unless_jumped(png, [&] { return vpng_build_index(png), 1; }) == 1;
 }
 
-// The result of png_opt_crc_finish; -1 when libpng jumped.
 int finish_crc(png_structp png, uint32_t skip) {
-    if (setjmp(png_jmpbuf(png))) return -1;
-    return png_opt_crc_finish(png, skip);
+    return unless_jumped(png, [&] { return png_opt_crc_finish(png, skip); });
 }
 
 TEST(PngRegion, CheckValuesAndPositionsOfChunks) {

@@ -1,5 +1,7 @@
 #include "png/run.h"
 
+#include "support/samples.h"
+
 namespace vorel::test {
 
 Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill, bool by_path) {
@@ -11,10 +13,9 @@ Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill
         decoded.result = decodeVPNG(file.path(), 0, nullptr, out.data(), request.out_width, request.out_height,
                                     request.sample_size, request.format);
     } else {
-        const GuardBuffer guarded(png);
-        decoded.result =
-            decodeVPNG(const_cast<GuardBuffer &>(guarded).data(), static_cast<int32_t>(png.size()), vpng_read_fn,
-                       out.data(), request.out_width, request.out_height, request.sample_size, request.format);
+        GuardBuffer guarded(png);
+        decoded.result = decodeVPNG(guarded.data(), static_cast<int32_t>(png.size()), vpng_read_fn, out.data(),
+                                    request.out_width, request.out_height, request.sample_size, request.format);
     }
     decoded.pixels = out.bytes();
     return decoded;
@@ -41,6 +42,29 @@ Decoded Regions::decode(const RegionRequest &request) {
         onDecodeVPNGSubset(handle_, out.data(), request.x, request.y, request.w, request.h, request.sample_size);
     decoded.pixels = out.bytes();
     return decoded;
+}
+
+Subject png_subject(const PngSpec &spec, const WholeRequest &request, const RegionRequest &region) {
+    const auto decode = [=](Kind kind, const Bytes &png) -> Seen {
+        const bool by_path = kind == Kind::kPath;
+        const Decoded whole = decode_whole(png, request, kFill, by_path);
+        Regions regions(png, request.format, by_path);
+        Decoded part = regions ? regions.decode(region) : Decoded();
+        // A failed region leaves the handle good.
+        if (regions && !part.result) part = regions.decode(region);
+        return {whole.result && part.result, cat({whole.pixels, part.pixels})};
+    };
+    // What memory that is cut short gives is what stood in the buffers.
+    const auto both_fail = [](Kind, const Bytes &, const Seen &a, const Seen &b) { return !a.result && !b.result; };
+    return {.name = spec.name(),
+            .file = make_png(spec),
+            .decode = decode,
+            .kinds = {Kind::kMemory, Kind::kPath},
+            .memory = size_t{4} << 20,
+            .allocations = 5,
+            .survives = true,  // without memory for a chunk beside the picture libpng goes on
+            .decodes = 400,
+            .may_differ = both_fail};
 }
 
 }  // namespace vorel::test

@@ -1,16 +1,28 @@
 // The decodes under test over bytes in memory or in a file, into buffers that end at an unreadable page.
 #pragma once
 
+#include <png.h>
 #include <vorel/png.h>
 
 #include "png/images.h"
 #include "png/model.h"
+#include "support/conformance.h"
 
 namespace vorel::test {
 
 constexpr uint8_t kFill = 0x5A;
 
 Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill = kFill, bool by_path = false);
+
+// Of a decode and a region: what the harness compares.
+Subject png_subject(const PngSpec &spec, const WholeRequest &request, const RegionRequest &region);
+
+// The function's result; -1 when libpng jumped out of it.
+template <typename Function>
+int unless_jumped(png_structp png, const Function &function) {
+    if (setjmp(png_jmpbuf(png))) return -1;
+    return function();
+}
 
 // Owns a handle over bytes that it keeps.
 class Regions {

@@ -6,10 +6,9 @@
 #include <algorithm>
 
 #include "core/core.h"
-#include "raster/bmp_decode.h"
+#include "raster/bmp_model.h"
+#include "support/conformance.h"
 #include "support/counting_allocator.h"
-#include "support/log_capture.h"
-#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -50,36 +49,66 @@ std::vector<SmallFile> small_files() {
 
 constexpr uint32_t kScaledTurned = VOREL_OPTION_FIT_STRETCH | VOREL_OPTION_ROTATE_270;
 
+std::vector<Subject> subjects(const SmallFile &file) {
+    std::vector<Subject> out;
+    for (const RasterTarget &target : {RasterTarget{7, 5, COLOR_RGB888}, {4, 9, COLOR_RGBA8888, kScaledTurned}}) {
+        const auto decode = [target](Kind kind, const Bytes &bytes) -> Seen {
+            const RasterPicture got = decode_bmp(kind, bytes, target);
+            return {std::max(got.result, 0), got.pixels};
+        };
+        // A palette that a stream does not have is a failure; memory is read as if it were there.
+        const auto without_palette = [=](Kind kind, const Bytes &, const Seen &first, const Seen &other) {
+            const bool stream = kind != Kind::kOwnedMemory;
+            return stream && first.result == 1 && other.result == 0 && other.bytes == target_bytes(target);
+        };
+        out.push_back({.name = std::string("BMP of ") + file.what + text_of(target),
+                       .file = file.bytes,
+                       .decode = decode,
+                       .kinds = {Kind::kMemory, Kind::kOwnedMemory, Kind::kPath, Kind::kStdio, Kind::kStream},
+                       .memory = size_t{320} << 10,
+                       .decodes = 100,
+                       .may_differ = file.indexed ? without_palette : decltype(Subject::may_differ){}});
+    }
+    return out;
+}
+
 // docs/tolerance.md names these rows.
 TEST(BmpTolerance, EveryPrefixGivesTheRowsThatAreThere) {
     for (const SmallFile &file : small_files()) {
-        for (const BmpTarget &target : {BmpTarget{7, 5, COLOR_RGB888, 0}, {4, 9, COLOR_RGBA8888, kScaledTurned}}) {
-            const Bytes whole = decode_bmp(Kind::kMemory, file.bytes, target).pixels;
-            const bool in_runs = file.what == std::string("RLE8");
+        for (Subject &subject : subjects(file)) {
+            const Bytes whole = subject.decode(Kind::kMemory, file.bytes).bytes;
             size_t most = 0;
-            for (size_t length = 1; length <= file.bytes.size(); ++length) {
-                const Bytes cut = head(file.bytes, length);
-                const BmpDecoded memory = decode_bmp(Kind::kMemory, cut, target);
-                EXPECT_EQ(memory.result, length < 54 || (file.data_offset == 66 && length < 66) ? 0 : 1)
-                    << file.what << ", " << length;
-                // A palette that a stream does not have is a failure; memory is read as if it were there.
-                const bool palette_cut = memory.result && file.indexed && length < file.data_offset;
-                for (const Kind kind : {Kind::kPath, Kind::kStdio, Kind::kStream, Kind::kOwnedMemory}) {
-                    const BmpDecoded got = decode_bmp(kind, cut, target);
-                    const bool refused = palette_cut && kind != Kind::kOwnedMemory;
-                    ASSERT_EQ(got.result, refused ? 0 : memory.result) << file.what << ", " << length;
-                    if (!refused) ASSERT_EQ(got.pixels, memory.pixels) << file.what << ", " << length;
-                }
-                if (in_runs) continue;
+            subject.on_prefix = [&](const Bytes &cut, const Seen &seen) {
+                const bool headless = cut.size() < 54 || (file.data_offset == 66 && cut.size() < 66);
+                EXPECT_EQ(seen.result, headless ? 0 : 1);
+                const bool palette_cut = !headless && file.indexed && cut.size() < file.data_offset;
+                EXPECT_EQ(subject.decode(Kind::kStream, cut).result, headless || palette_cut ? 0 : 1);
+                if (file.what == std::string("RLE8")) return;
                 // A pixel is the whole file's or untouched, and rows only come on.
                 size_t right = 0;
                 for (size_t i = 0; i < whole.size(); ++i) {
-                    right += memory.pixels[i] == whole[i];
-                    ASSERT_TRUE(memory.pixels[i] == whole[i] || memory.pixels[i] == kBmpFill) << file.what;
+                    right += seen.bytes[i] == whole[i];
+                    ASSERT_TRUE(seen.bytes[i] == whole[i] || seen.bytes[i] == kUntouched);
                 }
-                ASSERT_GE(right, most) << file.what << ", " << length;
+                ASSERT_GE(right, most);
                 most = right;
-            }
+            };
+            expect_prefixes_conform(subject);
+        }
+    }
+}
+
+TEST(BmpTolerance, EveryByteSetToFourValuesStaysInside) {
+    for (const SmallFile &file : small_files()) {
+        for (const Subject &subject : subjects(file)) expect_changes_conform(subject);
+    }
+}
+
+TEST(BmpResources, AllocationFailures) {
+    for (const SmallFile &file : small_files()) {
+        for (const Subject &subject : subjects(file)) {
+            expect_failing_allocations_conform(subject);
+            expect_repeats_conform(subject);
         }
     }
 }
@@ -87,35 +116,13 @@ TEST(BmpTolerance, EveryPrefixGivesTheRowsThatAreThere) {
 TEST(BmpTolerance, ThePaddingOfTheLastRowMayBeMissing) {
     const BmpPicture picture = random_bmp(3, 24, 3, 4);
     const Bytes file = bmp_file(picture);
-    const BmpTarget target = {3, 4, COLOR_RGB888, 0};
+    const RasterTarget target = {3, 4, COLOR_RGB888};
     const Bytes whole = decode_bmp(Kind::kMemory, file, target).pixels;
     for (const Kind kind : kAllKinds) {
         EXPECT_EQ(decode_bmp(kind, head(file, file.size() - 3), target).pixels, whole);
         EXPECT_EQ(decode_bmp(kind, head(file, file.size() - 4), target).pixels,
-                  cat({Bytes(9, kBmpFill), tail(whole, 27)}))
+                  cat({Bytes(9, kUntouched), tail(whole, 27)}))
             << "the top row is the last one";
-    }
-}
-
-TEST(BmpTolerance, EveryByteSetToFourValuesStaysInside) {
-    LogCapture log;
-    for (const SmallFile &file : small_files()) {
-        for (size_t at = 0; at < file.bytes.size(); ++at) {
-            for (const int value : {0x00, 0x7F, 0x80, 0xFF}) {
-                Bytes bytes = file.bytes;
-                bytes[at] = static_cast<uint8_t>(value);
-                const BmpTarget target = {9, 6, COLOR_RGB888, at % 2 ? 0 : kScaledTurned};
-                const BmpDecoded memory = decode_bmp(Kind::kMemory, bytes, target);
-                const BmpDecoded path = decode_bmp(Kind::kPath, bytes, target);
-                const BmpDecoded stream = decode_bmp(Kind::kStream, bytes, target);
-                EXPECT_EQ(path.result, stream.result) << file.what << ": " << at << " = " << value;
-                EXPECT_EQ(path.pixels, stream.pixels) << file.what << ": " << at << " = " << value;
-                EXPECT_TRUE(memory.result == 0 || memory.result == 1);
-                // The one difference is the palette that a stream does not have.
-                if (path.result == memory.result) EXPECT_EQ(path.pixels, memory.pixels) << file.what << ": " << at;
-                if (path.result != memory.result) EXPECT_EQ(path.pixels, bmp_target_bytes(target)) << file.what;
-            }
-        }
     }
 }
 
@@ -147,7 +154,7 @@ TEST(BmpTolerance, StreamsOfAllManners) {
                 const Bytes offset = little_32(static_cast<uint32_t>(file.data_offset + 40000));
                 std::copy(offset.begin(), offset.end(), far.begin() + 10);
             }
-            const BmpTarget target = {7, 5, COLOR_RGB888, 0};
+            const RasterTarget target = {7, 5, COLOR_RGB888};
             const Bytes expected = decode_bmp(Kind::kMemory, gap ? far : file.bytes, target).pixels;
             for (const int32_t chunk : {1, 7, 100000}) {
                 for (const bool moves : {false, true}) {
@@ -155,7 +162,7 @@ TEST(BmpTolerance, StreamsOfAllManners) {
                     SessionGuard session(VORELBRIM_CreateDecInfoWithStream(
                         &source, source.size(), StreamSource::read, moves ? StreamSource::skip : nullptr,
                         moves ? StreamSource::rewind : nullptr, target.format, 0));
-                    Bytes out = bmp_target_bytes(target);
+                    Bytes out = target_bytes(target);
                     EXPECT_EQ(VORELBRIMI_DecodeBMP(session.get(), out.data(), 7, 5), 1);
                     EXPECT_EQ(out, expected) << file.what << ", " << chunk << ", " << moves << ", " << gap;
                 }
@@ -171,12 +178,12 @@ TEST(BmpTolerance, HugeOffsetsAndSidesTakeLittle) {
             Bytes bytes = file;
             const Bytes at = little_32(offset), side = little_16(0xFFFF);
             std::copy(at.begin(), at.end(), bytes.begin() + 10);
-            EXPECT_EQ(decode_bmp(kind, bytes, {4, 4, COLOR_RGBA8888, 0}).result, 1) << offset;
+            EXPECT_EQ(decode_bmp(kind, bytes, {4, 4, COLOR_RGBA8888}).result, 1) << offset;
             std::copy(side.begin(), side.end(), bytes.begin() + 18);
             CountingAllocator allocator;
-            const BmpDecoded got = decode_bmp(kind, bytes, {4, 4, COLOR_RGBA8888, 0x700});
+            const RasterPicture got = decode_bmp(kind, bytes, {4, 4, COLOR_RGBA8888, 0x700});
             EXPECT_EQ(got.result, 1) << offset;
-            EXPECT_EQ(got.pixels, bmp_target_bytes({4, 4, COLOR_RGBA8888, 0}));
+            EXPECT_EQ(got.pixels, target_bytes({4, 4, COLOR_RGBA8888}));
             EXPECT_LT(allocator.peak_bytes(), size_t{320} << 10);
         }
     }
@@ -185,43 +192,6 @@ TEST(BmpTolerance, HugeOffsetsAndSidesTakeLittle) {
     CountingAllocator allocator;
     EXPECT_EQ(decode_bmp(Kind::kPath, runs, {50, 50, COLOR_RGB888, 0x700}).result, 1);
     EXPECT_LT(allocator.peak_bytes(), size_t{320} << 10);
-}
-
-TEST(BmpResources, AllocationFailures) {
-    for (const SmallFile &file : small_files()) {
-        const TempFile on_disk(file.bytes);
-        for (const uint32_t option : {0u, kScaledTurned}) {
-            const size_t allocations = with_each_allocation_failing([&](CountingAllocator &allocator) {
-                SessionGuard session(
-                    VORELBRIM_CreateDecInfo(0, const_cast<char *>(on_disk.path()), 0, COLOR_RGB565, option));
-                if (!session) return;
-                Bytes out(8 * 5 * 2);
-                const size_t before = allocator.live_blocks();
-                const int32_t result = VORELBRIMI_DecodeBMP(session.get(), out.data(), option ? 3 : 7, 5);
-                EXPECT_EQ(result, allocator.failed() ? 0 : 1) << file.what;
-                EXPECT_EQ(allocator.live_blocks(), before) << file.what;
-                EXPECT_EQ(session->codecState, nullptr);
-            });
-            EXPECT_GE(allocations, 6u) << file.what;
-        }
-    }
-}
-
-TEST(BmpResources, ThousandsOfDecodesByPathLeaveNothingBehind) {
-    CountingAllocator allocator;
-    const Bytes file = bmp_file(random_bmp(3, 24, 9, 6));
-    const TempFile good(file), cut(head(file, 100)), bad(head(file, 40));
-    Bytes out(9 * 6 * 4);
-    const int before = open_descriptors();
-    for (int i = 0; i < 1000; ++i) {
-        EXPECT_EQ(VorelDecodeFile(good.path(), out.data(), 0, COLOR_RGBA8888, 1 + i % 3), 1);
-        EXPECT_EQ(VorelDecodeFile(cut.path(), out.data(), 0, COLOR_RGBA8888, 1), 1);
-        EXPECT_EQ(VorelDecodeFile(bad.path(), out.data(), 0, COLOR_RGBA8888, 1), 0);
-        SessionGuard session(VORELBRIM_CreateDecInfo(0, const_cast<char *>(good.path()), 0, COLOR_RGB565, 0));
-        EXPECT_EQ(VORELBRIMI_DecodeBMP(session.get(), out.data(), 9, 6), 1);
-    }
-    EXPECT_EQ(open_descriptors(), before);
-    EXPECT_EQ(allocator.live_blocks(), 0u);
 }
 
 }  // namespace

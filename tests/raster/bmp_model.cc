@@ -1,15 +1,11 @@
 #include "raster/bmp_model.h"
 
-#include <random>
+#include <gtest/gtest.h>
 
-#include "support/samples.h"
+#include <random>
 
 namespace vorel::test {
 namespace {
-
-struct Rgba {
-    uint32_t r = 0, g = 0, b = 0, a = 0;
-};
 
 constexpr uint32_t kMasks[3][3] = {{0x7C00, 0x3E0, 0x1F}, {0xF800, 0x7E0, 0x1F}, {0xF00, 0xF0, 0xF}};
 constexpr int kFieldBits[3][3] = {{5, 5, 5}, {5, 6, 5}, {4, 4, 4}};
@@ -25,53 +21,6 @@ Rgba colour_of(const BmpPicture &picture, const BmpShape &shape, int32_t x, int3
     const bool listed = sample < picture.palette.size();
     const uint32_t rgb = picture.bits > 8 ? sample : listed ? picture.palette[sample] : 0;
     return {rgb >> 16 & 255, rgb >> 8 & 255, rgb & 255, picture.bits == 32 ? sample >> 24 : 255};
-}
-
-Bytes pixel_of(const Rgba &c, int32_t format) {
-    const auto byte = [](uint32_t value) { return static_cast<uint8_t>(value); };
-    switch (format) {
-        case COLOR_RGB565:
-            return little_16(c.r / 8 * 2048 + c.g / 4 * 32 + c.b / 8);
-        case COLOR_RGB888:
-            return {byte(c.r), byte(c.g), byte(c.b)};
-        case COLOR_ARGB8888:
-            return {byte(c.a), byte(c.r), byte(c.g), byte(c.b)};
-        case COLOR_BGR565A:
-            return cat({little_16(c.b / 8 * 2048 + c.g / 4 * 32 + c.r / 8), {byte(c.a)}});
-        case COLOR_RGBA8888:
-            return {byte(c.r), byte(c.g), byte(c.b), byte(c.a)};
-        case COLOR_BGRA8888:
-            return {byte(c.b), byte(c.g), byte(c.r), byte(c.a)};
-        default:
-            return {};
-    }
-}
-
-struct Size {
-    int32_t width, height;
-};
-
-Size size_of(const BmpPicture &picture, int32_t a, int32_t b, bool stretch) {
-    const int32_t width = picture.width, height = picture.height;
-    if (stretch) return {a, b};
-    if (a >= width && b >= height) return {width, height};
-    const int32_t h = height * a / width, w = width * b / height;
-    if (a <= width && b <= height && h == b && w == a) return {a, b};
-    if (a < width) return b < h ? Size{w, b} : Size{a, h};
-    return {w, b};
-}
-
-// The source line in which the sample at `position` lies, lines being `target` long.
-int32_t line_at(int64_t position, int32_t target) {
-    int32_t line = 0;
-    while (int64_t{line + 1} * target <= position) ++line;
-    return line;
-}
-
-// The two sample lines of an output line.
-std::vector<int32_t> lines_of(int32_t index, int32_t source, int32_t target) {
-    return {line_at(source / 4 + int64_t{index} * source, target),
-            line_at(source * 3 / 4 + int64_t{index} * source, target)};
 }
 
 size_t palette_bytes(const BmpPicture &picture, const BmpShape &shape) {
@@ -178,35 +127,39 @@ Bytes rle8_file(const BmpPicture &picture, int left_out) {
     return cat({header_of(picture, {}, 1, codes.size()), codes});
 }
 
-int32_t bmp_test_pixel_bytes(int32_t format) { return static_cast<int32_t>(pixel_of({}, format).size()); }
-
-BmpExpected model_bmp(const BmpPicture &picture, const BmpShape &shape, const BmpTarget &target, Bytes before,
-                      int left_out) {
-    const uint32_t turn = target.option >> 2 & 3, fit = target.option & 0x700;
+RasterPicture model_bmp(const BmpPicture &picture, const BmpShape &shape, const RasterTarget &target, int left_out) {
+    const uint32_t turn = target.options >> 2 & 3;
     const bool sideways = turn % 2 == 1;
-    const Size out = size_of(picture, sideways ? target.height : target.width, sideways ? target.width : target.height,
-                             fit == 0x700);
+    const RasterSize out = fitted({picture.width, picture.height}, sideways ? target.height : target.width,
+                                  sideways ? target.width : target.height, target.stretched());
+    const auto is_left_out = [&](int32_t x, int32_t y) {
+        return picture.bits == 8 && static_cast<int>(picture.at(x, y)) == left_out;
+    };
     const bool one_to_one = out.width == picture.width && out.height == picture.height;
-    BmpExpected expected = {std::move(before), sideways ? out.height : out.width, sideways ? out.width : out.height};
-    if (out.width <= 0 || out.height <= 0) return {expected.pixels, 0, 0};
-    const int32_t stride = fit == 0x100 ? expected.width : target.width;
-    const int32_t left = fit == 0x100 ? 0 : (target.width - expected.width) / 2;
-    const int32_t top = fit == 0x100 ? 0 : (target.height - expected.height) / 2;
+    RasterPicture expected = {1, 0, 0, 0, target_bytes(target)};
+    if (out.width <= 0 || out.height <= 0) return expected;
+    const int32_t width = sideways ? out.height : out.width, height = sideways ? out.width : out.height;
+    expected.width = static_cast<uint32_t>(width);
+    expected.height = static_cast<uint32_t>(height);
+    const int32_t stride = target.packed() ? width : target.width;
+    const int32_t left = target.packed() ? 0 : (target.width - width) / 2;
+    const int32_t top = target.packed() ? 0 : (target.height - height) / 2;
     for (int32_t y = 0; y < out.height; ++y) {
         // Sample rows are counted in the file's order.
-        std::vector<int32_t> rows = lines_of(shape.top_down ? y : out.height - 1 - y, picture.height, out.height);
-        for (int32_t &row : rows) row = shape.top_down ? row : picture.height - 1 - row;
+        auto [upper, lower] = quarter_taps(shape.top_down ? y : out.height - 1 - y, picture.height, out.height);
+        if (!shape.top_down) upper = picture.height - 1 - upper, lower = picture.height - 1 - lower;
         for (int32_t x = 0; x < out.width; ++x) {
             Rgba colour;
             if (one_to_one) {
-                if (static_cast<int>(picture.at(x, y)) == left_out) continue;
+                if (is_left_out(x, y)) continue;
                 colour = colour_of(picture, shape, x, y);
                 colour.a = 255;
             } else {
-                for (const int32_t row : rows) {
-                    for (const int32_t column : lines_of(x, picture.width, out.width)) {
+                const auto [left_tap, right_tap] = quarter_taps(x, picture.width, out.width);
+                for (const int32_t row : {upper, lower}) {
+                    for (const int32_t column : {left_tap, right_tap}) {
                         Rgba sample = colour_of(picture, shape, column, row);
-                        if (static_cast<int>(picture.at(column, row)) == left_out) sample = {0, 0, 0, 255};
+                        if (is_left_out(column, row)) sample = {0, 0, 0, 255};
                         colour.r += sample.r;
                         colour.g += sample.g;
                         colour.b += sample.b;
@@ -226,11 +179,19 @@ BmpExpected model_bmp(const BmpPicture &picture, const BmpShape &shape, const Bm
     return expected;
 }
 
-std::string describe(const BmpPicture &picture, const BmpShape &shape, const BmpTarget &target) {
-    const auto number = [](int64_t value) { return std::to_string(value); };
-    return number(picture.bits) + " bits, header " + number(shape.header) + (shape.top_down ? ", top down, " : ", ") +
-           number(picture.width) + " x " + number(picture.height) + " to " + number(target.width) + " x " +
-           number(target.height) + " format " + number(target.format) + " option " + number(target.option);
+void expect_bmp_as_model(const BmpPicture &picture, const BmpShape &shape, const RasterTarget &target) {
+    SCOPED_TRACE(std::to_string(picture.bits) + " bits, header " + std::to_string(shape.header) +
+                 (shape.top_down ? ", top down, " : ", ") + std::to_string(picture.width) + " x " +
+                 std::to_string(picture.height) + text_of(target));
+    const Bytes file = bmp_file(picture, shape);
+    const RasterPicture expected = model_bmp(picture, shape, target);
+    // The smallest files of 54 bytes and less are no BMP for the decoder.
+    ASSERT_GE(file.size(), 54u);
+    for (const Kind kind : kAllKinds) {
+        const RasterPicture got = decode_bmp(kind, file, target);
+        ASSERT_EQ(got.pixels, expected.pixels);
+        ASSERT_TRUE(got == expected) << got.result << ": " << got.width << " x " << got.height;
+    }
 }
 
 }  // namespace vorel::test

@@ -1,9 +1,7 @@
 // BMP files made by code, and what decoding them has to give, worked out pixel by pixel.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "raster/raster_model.h"
 
 namespace vorel::test {
 
@@ -28,30 +26,19 @@ struct BmpShape {
     Fields16 fields = Fields16::k555;
     bool named_fields = false;  // masks in the file also for 555
 };
-std::vector<uint8_t> bmp_file(const BmpPicture &picture, const BmpShape &shape = {});
+Bytes bmp_file(const BmpPicture &picture, const BmpShape &shape = {});
 // Where the pixels of such a file begin.
 size_t bmp_data_offset(const BmpPicture &picture, const BmpShape &shape);
 // The same picture in RLE8, in encoded and absolute runs, row by row; deltas pass over runs of index `left_out`.
-std::vector<uint8_t> rle8_file(const BmpPicture &picture, int left_out = -1);
+Bytes rle8_file(const BmpPicture &picture, int left_out = -1);
 // A header of 40 bytes, 256 gray colours, compression 1, and these codes.
-std::vector<uint8_t> rle8_of_codes(int32_t width, int32_t height, const std::vector<uint8_t> &codes);
+Bytes rle8_of_codes(int32_t width, int32_t height, const Bytes &codes);
 
-struct BmpTarget {
-    int32_t width, height;
-    int32_t format;
-    uint32_t option;
-};
-int32_t bmp_test_pixel_bytes(int32_t format);
-
-struct BmpExpected {
-    std::vector<uint8_t> pixels;
-    int32_t width, height;  // of the turned picture
-};
-// `before` is the target's content. Samples of left_out count as black where the picture is scaled, and are not written
+// Over an untouched target. Samples of left_out count as black where the picture is scaled, and are not written
 // where it is not.
-BmpExpected model_bmp(const BmpPicture &picture, const BmpShape &shape, const BmpTarget &target,
-                      std::vector<uint8_t> before, int left_out = -1);
-
-std::string describe(const BmpPicture &picture, const BmpShape &shape, const BmpTarget &target);
+RasterPicture model_bmp(const BmpPicture &picture, const BmpShape &shape, const RasterTarget &target,
+                        int left_out = -1);
+// Decodes from every kind of input and compares with the model.
+void expect_bmp_as_model(const BmpPicture &picture, const BmpShape &shape, const RasterTarget &target);
 
 }  // namespace vorel::test

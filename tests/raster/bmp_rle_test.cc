@@ -3,8 +3,7 @@
 
 #include <vorel/raster.h>
 
-#include "raster/bmp_decode.h"
-#include "support/samples.h"
+#include "raster/bmp_model.h"
 
 namespace vorel::test {
 namespace {
@@ -18,39 +17,23 @@ BmpPicture picture_of_runs(uint32_t seed, int32_t width, int32_t height) {
     return picture;
 }
 
-TEST(BmpRle8, EqualsTheUncompressedTwinAtEverySize) {
-    for (const auto &[width, height] : {std::pair(23, 12), {300, 3}, {1, 9}, {600, 40}}) {
-        const BmpPicture picture = picture_of_runs(static_cast<uint32_t>(width), width, height);
-        const Bytes plain = bmp_file(picture), packed = rle8_file(picture);
-        const int32_t step = width > 100 ? 97 : 1;
-        uint32_t cases = 0;
-        for (int32_t across = 1; across <= width + 2; across += step) {
-            for (int32_t down = 1; down <= height + 2; down += 1 + step / 10) {
-                constexpr int32_t kStored[] = {COLOR_RGB565, COLOR_RGB888, COLOR_ARGB8888, COLOR_RGBA8888,
-                                               COLOR_BGRA8888};
-                constexpr uint32_t kOptions[] = {0, 0x104, 0x708, 0x00C, 0x700, 0x100};
-                const BmpTarget target = {across, down, kStored[cases % 5], kOptions[cases % 6]};
-                const Kind kind = kAllKinds[++cases % 5];
-                const BmpDecoded got = decode_bmp(kind, packed, target);
-                ASSERT_EQ(got.result, 1);
-                ASSERT_EQ(got.pixels, decode_bmp(Kind::kMemory, plain, target).pixels) << describe(picture, {}, target);
+TEST(BmpRle8, AsTheModelAtEverySizeAlsoWithPixelsLeftOut) {
+    constexpr int32_t kStored[] = {COLOR_RGB565, COLOR_RGB888, COLOR_ARGB8888, COLOR_RGBA8888, COLOR_BGRA8888};
+    constexpr uint32_t kOptions[] = {0, 0x104, 0x708, 0x00C, 0x700, 0x100};
+    uint32_t cases = 0;
+    for (const auto &[width, height] : {std::pair(23, 12), {300, 3}, {1, 9}, {200, 20}}) {
+        BmpPicture picture = picture_of_runs(static_cast<uint32_t>(width), width, height);
+        for (const int left_out : {-1, 2}) {
+            if (left_out >= 0)
+                for (uint32_t &sample : picture.samples) sample %= 4;
+            const Bytes file = rle8_file(picture, left_out);
+            for (int32_t across = 1; across <= width + 2; across += width > 100 ? 97 : 1) {
+                for (int32_t down = 1; down <= height + 2; down += width > 100 ? 10 : 1) {
+                    const RasterTarget target = {across, down, kStored[cases % 5], kOptions[cases % 6]};
+                    const RasterPicture got = decode_bmp(kAllKinds[++cases % 5], file, target);
+                    ASSERT_TRUE(got == model_bmp(picture, {}, target, left_out)) << width << text_of(target);
+                }
             }
-        }
-    }
-}
-
-TEST(BmpRle8, PixelsLeftOut) {
-    BmpPicture picture = picture_of_runs(5, 29, 9);
-    for (uint32_t &sample : picture.samples) sample = sample % 4;
-    picture.palette.resize(256);
-    const Bytes file = rle8_file(picture, 2);
-    for (const BmpTarget &target : {BmpTarget{29, 9, COLOR_RGB888, 0},
-                                    {33, 30, COLOR_RGBA8888, 4},
-                                    {7, 5, COLOR_RGB565, 0x700},
-                                    {50, 20, COLOR_BGRA8888, 0x700}}) {
-        const Bytes expected = model_bmp(picture, {}, target, bmp_target_bytes(target), 2).pixels;
-        for (const Kind kind : kAllKinds) {
-            EXPECT_EQ(decode_bmp(kind, file, target).pixels, expected) << describe(picture, {}, target);
         }
     }
 }
@@ -84,10 +67,10 @@ TEST(BmpRle8, Codes) {
     for (const auto &c : cases) {
         const Bytes file = rle8_of_codes(4, 3, c.codes);
         for (const Kind kind : kAllKinds) {
-            const BmpDecoded got = decode_bmp(kind, file, {4, 3, COLOR_RGB888, 0});
+            const RasterPicture got = decode_bmp(kind, file, {4, 3, COLOR_RGB888});
             std::string rows;
             for (size_t i = 0; i < got.pixels.size(); i += 3) {
-                rows += got.pixels[i] == kBmpFill ? '.' : static_cast<char>('0' + got.pixels[i]);
+                rows += got.pixels[i] == kUntouched ? '.' : static_cast<char>('0' + got.pixels[i]);
             }
             EXPECT_EQ(rows, c.rows) << c.what;
             EXPECT_EQ(got.result, c.result) << c.what;
@@ -107,20 +90,19 @@ TEST(BmpRle8, OtherDepthsAndSigns) {
         const BmpPicture picture = random_bmp(6, bits, 9, 9);
         Bytes file = bmp_file(picture);
         file[30] = 1;
-        const BmpTarget target = {9, 9, COLOR_RGB888, 0};
-        EXPECT_EQ(decode_bmp(Kind::kMemory, file, target).pixels,
-                  model_bmp(picture, {}, target, bmp_target_bytes(target)).pixels);
+        const RasterTarget target = {9, 9, COLOR_RGB888};
+        EXPECT_EQ(decode_bmp(Kind::kMemory, file, target).pixels, model_bmp(picture, {}, target).pixels);
     }
     const BmpPicture picture = picture_of_runs(8, 9, 5);
     Bytes file = rle8_file(picture);
-    const BmpTarget target = {9, 5, COLOR_RGBA8888, 0};
+    const RasterTarget target = {9, 5, COLOR_RGBA8888};
     const Bytes upright = decode_bmp(Kind::kMemory, file, target).pixels;
     const Bytes height = little_32(0u - 5u);
     std::copy(height.begin(), height.end(), file.begin() + 22);
     EXPECT_EQ(decode_bmp(Kind::kMemory, file, target).pixels, upright) << "negative height";
-    const BmpDecoded none = decode_bmp(Kind::kMemory, file, {9, 5, COLOR_BGR565A, 0});
+    const RasterPicture none = decode_bmp(Kind::kMemory, file, {9, 5, COLOR_BGR565A});
     EXPECT_EQ(none.result, 1);
-    EXPECT_EQ(none.pixels, Bytes(9 * 5 * 3, kBmpFill));
+    EXPECT_EQ(none.pixels, Bytes(9 * 5 * 3, kUntouched));
 }
 
 }  // namespace

@@ -5,9 +5,8 @@
 
 #include <climits>
 
-#include "raster/bmp_decode.h"
+#include "raster/bmp_model.h"
 #include "support/log_capture.h"
-#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -16,8 +15,13 @@ constexpr int kDepths[] = {1, 4, 8, 16, 24, 32};
 constexpr int32_t kFormats[] = {COLOR_RGB565,  COLOR_RGB888,   COLOR_ARGB8888,
                                 COLOR_BGR565A, COLOR_RGBA8888, COLOR_BGRA8888};
 constexpr uint32_t kTurns[] = {0, VOREL_OPTION_ROTATE_90, VOREL_OPTION_ROTATE_180, VOREL_OPTION_ROTATE_270};
-constexpr uint32_t kFits[] = {VOREL_OPTION_FIT_CENTER, VOREL_OPTION_FIT_PACKED, VOREL_OPTION_FIT_STRETCH,
-                              VOREL_OPTION_FIT_TOP_LEFT, VOREL_OPTION_FIT_COVER};
+constexpr uint32_t kFits[] = {VOREL_OPTION_FIT_CENTER,
+                              VOREL_OPTION_FIT_PACKED,
+                              VOREL_OPTION_FIT_STRETCH,
+                              VOREL_OPTION_FIT_TOP_LEFT,
+                              VOREL_OPTION_FIT_COVER,
+                              0x1000,
+                              0x1700};
 
 // Every member of the cross product of headers, fields and directions that a depth can have.
 std::vector<BmpShape> shapes_of(int bits) {
@@ -44,8 +48,8 @@ TEST(BmpAgainstModel, EveryDepthHeaderFormatAndTurn) {
                     // What follows a header of 12 bytes counts as its compression.
                     if (shape.header == 12 && bits <= 8) picture.palette[0] = 0x123456;
                     if (shape.header == 12 && bits > 8) picture.samples[37 * 10] = bits == 16 ? 0 : 0x123456;
-                    const uint32_t fit = kFits[seed % 5];
-                    expect_bmp_as_model(picture, shape, {40, 41, format, turn | (fit == 0x700 ? 0 : fit)});
+                    const uint32_t fit = kFits[seed % 7];
+                    expect_bmp_as_model(picture, shape, {40, 41, format, turn | ((fit & 0x700) == 0x700 ? 0 : fit)});
                     expect_bmp_as_model(picture, shape, {13, 9, format, turn | fit});
                     if (HasFatalFailure()) return;
                 }
@@ -64,7 +68,7 @@ TEST(BmpAgainstModel, AllSmallSizes) {
                     const BmpPicture picture = random_bmp(cases, bits, width, height);
                     expect_bmp_as_model(
                         picture, {40, cases % 2 != 0, Fields16::k565, false},
-                        {across, down, kFormats[cases / 6 % 6], kTurns[cases / 4 % 4] | kFits[cases / 3 % 5]});
+                        {across, down, kFormats[cases / 6 % 6], kTurns[cases / 4 % 4] | kFits[cases / 3 % 7]});
                     if (HasFatalFailure()) return;
                 }
             }
@@ -93,57 +97,39 @@ TEST(BmpAgainstModel, LargerSizes) {
 
 // ---- single pixels --------------------------------------------------------------------------------------------------
 
-Bytes one_pixel(int bits, uint32_t sample, const BmpShape &shape, const BmpTarget &target) {
-    // Eight rows, so that there is something to scale.
-    BmpPicture picture = {bits, 1, 8, std::vector<uint32_t>(8, sample), {}};
-    return head(decode_bmp(Kind::kMemory, bmp_file(picture, shape), target).pixels,
-                static_cast<size_t>(bmp_test_pixel_bytes(target.format)));
+// Eight rows of one pixel, so that there is something to scale.
+RasterPicture one_colour(int bits, uint32_t sample, const BmpShape &shape, const RasterTarget &target) {
+    return decode_bmp(Kind::kMemory, bmp_file({bits, 1, 8, std::vector<uint32_t>(8, sample), {}}, shape), target);
 }
 
-TEST(BmpPixels, SixteenBitFieldsAreMovedUpWithoutReplication) {
-    const BmpTarget whole = {1, 8, COLOR_RGB888, 0};
-    EXPECT_EQ(one_pixel(16, 0x7FFF, {}, whole), (Bytes{248, 248, 248}));
-    EXPECT_EQ(one_pixel(16, 0xFFFF, {40, false, Fields16::k565, true}, whole), (Bytes{248, 252, 248}));
-    EXPECT_EQ(one_pixel(16, 0x0FFF, {40, false, Fields16::k444, true}, whole), (Bytes{240, 240, 240}));
-}
-
-TEST(BmpPixels, TheFourthByteIsAlphaOnlyWhereScaled) {
-    for (const uint32_t alpha : {0u, 0x80u, 0xFFu}) {
-        const uint32_t sample = alpha << 24 | 0x102030;
-        const auto byte = static_cast<uint8_t>(alpha);
-        EXPECT_EQ(one_pixel(32, sample, {}, {1, 8, COLOR_RGBA8888, 0}), (Bytes{0x10, 0x20, 0x30, 255}));
-        EXPECT_EQ(one_pixel(32, sample, {}, {1, 4, COLOR_ARGB8888, 0x700}), (Bytes{byte, 0x10, 0x20, 0x30}));
-        EXPECT_EQ(one_pixel(32, sample, {}, {1, 4, COLOR_BGR565A, 0x700}), (Bytes{0x02, 0x31, byte}));
-    }
-}
-
-// Rows 1 and 3 as the file stores them, which are 2 and 0 of a picture that is stored from the bottom.
-TEST(BmpPixels, SampleRowsAreCountedInTheFilesOrder) {
-    BmpPicture picture = {8, 1, 4, {0, 1, 2, 3}, {0x000000, 0x100000, 0x200000, 0x400000}};
-    for (const bool top_down : {false, true}) {
-        const Bytes file = bmp_file(picture, {40, top_down});
-        const Bytes got = decode_bmp(Kind::kMemory, file, {1, 1, COLOR_RGB888, 0x700}).pixels;
-        EXPECT_EQ(got[0], top_down ? (0x10 + 0x40) / 2 : (0x00 + 0x20) / 2);
-    }
-}
-
-TEST(BmpPlacement, OddMarginsRoundToTheLeftAndUp) {
-    const Bytes file = bmp_file(random_bmp(5, 24, 2, 2));
+// Fields are moved up without replication; the fourth byte is alpha only where pixels are scaled.
+TEST(BmpPixels, SingleColours) {
+    const BmpShape f565 = {40, false, Fields16::k565, true}, f444 = {40, false, Fields16::k444, true};
+    const RasterTarget rgb = {1, 8, COLOR_RGB888}, rgba = {1, 8, COLOR_RGBA8888};
+    const RasterTarget argb_half = {1, 4, COLOR_ARGB8888, 0x700}, bgr565a_half = {1, 4, COLOR_BGR565A, 0x700};
     const struct {
-        uint32_t option;
-        int32_t stride, left, top;
-    } cases[] = {{0x000, 5, 1, 1}, {0x200, 5, 1, 1}, {0x1000, 5, 1, 1}, {0x100, 2, 0, 0}};
+        int bits;
+        uint32_t sample;
+        BmpShape shape;
+        RasterTarget target;
+        Bytes pixel;
+    } cases[] = {
+        {16, 0x7FFF, {}, rgb, {248, 248, 248}},
+        {16, 0xFFFF, f565, rgb, {248, 252, 248}},
+        {16, 0x0FFF, f444, rgb, {240, 240, 240}},
+        {32, 0x00102030, {}, rgba, {0x10, 0x20, 0x30, 255}},
+        {32, 0x80102030, {}, rgba, {0x10, 0x20, 0x30, 255}},
+        {32, 0x80102030, {}, argb_half, {0x80, 0x10, 0x20, 0x30}},
+        {32, 0x00102030, {}, bgr565a_half, {0x02, 0x31, 0}},
+        {32, 0xFF102030, {}, bgr565a_half, {0x02, 0x31, 255}},
+    };
     for (const auto &c : cases) {
-        const Bytes got = decode_bmp(Kind::kMemory, file, {5, 5, COLOR_RGB888, c.option}).pixels;
-        for (int32_t i = 0; i < 25; ++i) {
-            const int32_t x = i % c.stride - c.left, y = i / c.stride - c.top;
-            const bool inside = x >= 0 && x < 2 && y >= 0 && y < 2;
-            EXPECT_EQ(head(tail(got, got.size() - static_cast<size_t>(i) * 3), 3) != Bytes(3, kBmpFill), inside)
-                << c.option << ": " << i;
-        }
+        EXPECT_EQ(head(one_colour(c.bits, c.sample, c.shape, c.target).pixels, c.pixel.size()), c.pixel) << c.sample;
     }
-    // Unlike a WBMP, a picture is stretched also where other bits stand beside the option's.
-    EXPECT_EQ(decode_bmp(Kind::kMemory, file, {5, 5, COLOR_RGB888, 0x1700}).width, 5u);
+    // Rows 1 and 3 as the file stores them, which are 2 and 0 of a picture that is stored from the bottom.
+    const BmpPicture rows = {8, 1, 4, {0, 1, 2, 3}, {0x000000, 0x100000, 0x200000, 0x400000}};
+    EXPECT_EQ(decode_bmp(Kind::kMemory, bmp_file(rows), {1, 1, COLOR_RGB888, 0x700}).pixels[0], 0x10);
+    EXPECT_EQ(decode_bmp(Kind::kMemory, bmp_file(rows, {40, true}), {1, 1, COLOR_RGB888, 0x700}).pixels[0], 0x28);
 }
 
 // ---- headers --------------------------------------------------------------------------------------------------------
@@ -157,6 +143,11 @@ Bytes changed(Bytes bytes, size_t at, const Bytes &values) {
 TEST(BmpTolerance, HeadersThatAreRefused) {
     const Bytes true_colour = bmp_file(random_bmp(1, 24, 8, 4)), words = bmp_file(random_bmp(2, 16, 8, 4)),
                 core = bmp_file(random_bmp(3, 24, 8, 4), {12});
+    const auto masked = [&](uint32_t red, uint32_t green, uint32_t blue) {
+        return changed(cat({changed(words, 30, {3}), Bytes(99)}), 54,
+                       cat({little_32(red), little_32(green), little_32(blue)}));
+    };
+    constexpr char kNoLine[] = "VJPEG|BRIMI_BMP_Initialize : lineBytes is zero";
     const struct {
         const char *what;
         Bytes bytes;
@@ -166,34 +157,25 @@ TEST(BmpTolerance, HeadersThatAreRefused) {
         {"second byte", changed(true_colour, 1, {'m'}), nullptr},
         {"header of 39 bytes", changed(true_colour, 14, {39}), nullptr},
         {"header of 16 bytes", changed(true_colour, 14, {16}), nullptr},
-        {"width 0", changed(true_colour, 18, {0, 0}), "VJPEG|BRIMI_BMP_Initialize : lineBytes is zero"},
-        {"width 65536", changed(true_colour, 18, {0, 0, 1}), "VJPEG|BRIMI_BMP_Initialize : lineBytes is zero"},
-        {"no bits", changed(true_colour, 28, {0, 0}), "VJPEG|BRIMI_BMP_Initialize : lineBytes is zero"},
+        {"width 0", changed(true_colour, 18, {0, 0}), kNoLine},
+        {"width 65536", changed(true_colour, 18, {0, 0, 1}), kNoLine},
+        {"no bits", changed(true_colour, 28, {0, 0}), kNoLine},
         {"RLE4", changed(true_colour, 30, {2}), nullptr},
         {"JPEG inside", changed(true_colour, 30, {4}), nullptr},
         {"PNG inside", changed(true_colour, 30, {5}), nullptr},
         {"what stands for compression in a small header", changed(core, 26, {2, 0}), nullptr},
-        {"masks of another set",
-         changed(cat({changed(words, 30, {3}), Bytes(99)}), 54,
-                 cat({little_32(0xF800), little_32(0x7C0), little_32(0x3E)})),
-         nullptr},
-        {"sets that are mixed",
-         changed(cat({changed(words, 30, {3}), Bytes(99)}), 54,
-                 cat({little_32(0xF800), little_32(0x3E0), little_32(0x1F)})),
-         nullptr},
-        {"masks of 16 bits with a bit above",
-         changed(cat({changed(words, 30, {3}), Bytes(99)}), 54,
-                 cat({little_32(0x1F800), little_32(0x7E0), little_32(0x1F)})),
-         nullptr},
+        {"masks of another set", masked(0xF800, 0x7C0, 0x3E), nullptr},
+        {"sets that are mixed", masked(0xF800, 0x3E0, 0x1F), nullptr},
+        {"masks of 16 bits with a bit above", masked(0x1F800, 0x7E0, 0x1F), nullptr},
         {"masks cut off", head(changed(words, 30, {3}), 65), nullptr},
         {"53 bytes", head(true_colour, 53), nullptr},
     };
     for (const auto &c : cases) {
         for (const Kind kind : kAllKinds) {
             LogCapture log;
-            const BmpDecoded got = decode_bmp(kind, c.bytes, {8, 8, COLOR_RGB888, 0});
+            const RasterPicture got = decode_bmp(kind, c.bytes, {8, 8, COLOR_RGB888});
             EXPECT_EQ(got.result, 0) << c.what;
-            EXPECT_EQ(got.pixels, Bytes(8 * 8 * 3, kBmpFill)) << c.what;
+            EXPECT_EQ(got.pixels, Bytes(8 * 8 * 3, kUntouched)) << c.what;
             if (c.line) EXPECT_EQ(log.only(), c.line) << c.what;
             if (!c.line) EXPECT_TRUE(log.take().empty()) << c.what;
         }
@@ -208,15 +190,15 @@ TEST(BmpTolerance, HeadersThatAreRefused) {
 TEST(BmpTolerance, OtherDepthsSucceedWithNothingWritten) {
     const Bytes good = bmp_file(random_bmp(1, 24, 8, 4));
     for (const uint32_t bits : {2u, 3u, 5u, 12u, 31u, 33u, 64u, 65535u}) {
-        const BmpDecoded got = decode_bmp(Kind::kMemory, changed(good, 28, little_16(bits)), {8, 4, COLOR_RGB888, 0});
+        const RasterPicture got = decode_bmp(Kind::kMemory, changed(good, 28, little_16(bits)), {8, 4, COLOR_RGB888});
         EXPECT_EQ(got.result, 1) << bits;
-        EXPECT_EQ(got.pixels, Bytes(8 * 4 * 3, kBmpFill)) << bits;
+        EXPECT_EQ(got.pixels, Bytes(8 * 4 * 3, kUntouched)) << bits;
     }
 }
 
 TEST(BmpTolerance, SidesAreReadAs16Bits) {
     const Bytes good = bmp_file(random_bmp(1, 24, 8, 4));
-    const BmpTarget target = {8, 4, COLOR_RGB888, 0};
+    const RasterTarget target = {8, 4, COLOR_RGB888};
     const Bytes upright = decode_bmp(Kind::kMemory, good, target).pixels;
     EXPECT_EQ(decode_bmp(Kind::kMemory, changed(good, 20, {7, 0}), target).pixels, upright) << "width above 65535";
     EXPECT_EQ(decode_bmp(Kind::kMemory, changed(good, 24, {7, 0}), target).pixels, upright) << "height above 32767";
@@ -226,20 +208,20 @@ TEST(BmpTolerance, SidesAreReadAs16Bits) {
         << "65532 is -4";
     // -32768 has no positive counterpart in 16 bits.
     EXPECT_EQ(decode_bmp(Kind::kMemory, changed(good, 22, {0, 0x80}), target).result, 1);
-    const BmpDecoded flat = decode_bmp(Kind::kMemory, changed(good, 22, {0, 0}), target);
+    const RasterPicture flat = decode_bmp(Kind::kMemory, changed(good, 22, {0, 0}), target);
     EXPECT_EQ(flat.result, 1) << "height 0";
-    EXPECT_EQ(flat.pixels, bmp_target_bytes(target)) << "height 0";
+    EXPECT_EQ(flat.pixels, target_bytes(target)) << "height 0";
 }
 
 TEST(BmpTolerance, SmallPalettes) {
     // 4-bit files whose palette is counted in bytes and would reach beyond the end.
     for (const int32_t side : {1, 8, 16}) {
-        expect_bmp_as_model(random_bmp(9, 4, side, side), {}, {side, side, COLOR_RGBA8888, 0});
+        expect_bmp_as_model(random_bmp(9, 4, side, side), {}, {side, side, COLOR_RGBA8888});
     }
     // Fewer colours than the bits could name: the others are what stands behind, or black at the end.
     BmpPicture picture = {8, 4, 1, {0, 1, 200, 255}, {0x112233, 0x445566}};
     const Bytes file = bmp_file(picture);
-    const BmpTarget target = {4, 1, COLOR_RGB888, 0};
+    const RasterTarget target = {4, 1, COLOR_RGB888};
     for (const Kind kind : kAllKinds) {
         EXPECT_EQ(decode_bmp(kind, file, target).pixels, (Bytes{0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0, 0, 0, 0, 0, 0}));
     }
@@ -253,24 +235,24 @@ TEST(BmpTolerance, FormatsWithoutPixelsAndTargetsWithoutArea) {
         const Bytes file = bmp_file(random_bmp(7, bits, 9, 5));
         for (const int32_t format : {2, 3, 4, 9, 14, 15, 17, 18, 19, -1, 100}) {
             Input input(Kind::kMemory, file, format);
-            Bytes out(9 * 5 * 4, kBmpFill);
+            Bytes out(9 * 5 * 4, kUntouched);
             EXPECT_EQ(VORELBRIMI_DecodeBMP(input.session(), out.data(), 9, 5), 1) << format;
-            EXPECT_EQ(out, Bytes(9 * 5 * 4, kBmpFill)) << format;
+            EXPECT_EQ(out, Bytes(9 * 5 * 4, kUntouched)) << format;
         }
         for (const uint32_t option : {0x000u, 0x100u, 0x700u, 0x704u}) {
             for (const auto &[width, height] : {std::pair(0, 5), {9, 0}, {-3, 5}, {INT_MIN, INT_MIN}}) {
-                const BmpDecoded got = decode_bmp(Kind::kMemory, file, {width, height, COLOR_RGB888, option});
+                const RasterPicture got = decode_bmp(Kind::kMemory, file, {width, height, COLOR_RGB888, option});
                 EXPECT_EQ(got.result, 1) << width << " x " << height;
                 EXPECT_EQ(got.width, 0u);
             }
         }
     }
     // Nothing is left of the height.
-    const BmpDecoded got = decode_bmp(Kind::kMemory, bmp_file(random_bmp(1, 24, 1000, 1)), {10, 10, COLOR_RGB888, 0});
+    const RasterPicture got = decode_bmp(Kind::kMemory, bmp_file(random_bmp(1, 24, 1000, 1)), {10, 10, COLOR_RGB888});
     EXPECT_EQ(got.result, 1);
-    EXPECT_EQ(got.pixels, Bytes(300, kBmpFill));
+    EXPECT_EQ(got.pixels, Bytes(300, kUntouched));
     // Rows that 31 bits cannot step over.
-    EXPECT_EQ(decode_bmp(Kind::kMemory, bmp_file(random_bmp(1, 24, 8, 4)), {INT_MAX, 0, COLOR_RGBA8888, 0}).result, 1);
+    EXPECT_EQ(decode_bmp(Kind::kMemory, bmp_file(random_bmp(1, 24, 8, 4)), {INT_MAX, 0, COLOR_RGBA8888}).result, 1);
     Input input(Kind::kMemory, bmp_file(random_bmp(1, 24, 8, 4)), COLOR_RGBA8888, 0x700);
     uint8_t pixel[4];
     EXPECT_EQ(VORELBRIMI_DecodeBMP(input.session(), pixel, INT_MAX, INT_MAX), 0);
@@ -282,15 +264,15 @@ TEST(BmpSession, AWindowIsRowsOfTheWholeInStoredOrder) {
     for (const bool top_down : {false, true}) {
         for (const int32_t height : {20, 7}) {
             const Bytes file = bmp_file(random_bmp(3, 8, 10, 20), {40, top_down});
-            const BmpTarget target = {10, height, COLOR_RGB888, 0x700};
+            const RasterTarget target = {10, height, COLOR_RGB888, 0x700};
             const size_t row = 30;
             const Bytes whole = decode_bmp(Kind::kMemory, file, target).pixels;
             for (const auto &[first, count] : {std::pair(0u, 20u), {2u, 3u}, {6u, 9u}, {19u, 1u}, {50u, 2u}}) {
-                Input input(Kind::kPath, file, target.format, target.option);
+                Input input(Kind::kPath, file, target.format, target.options);
                 input.session()->partialDecode = 1;
                 input.session()->partialY = first;
                 input.session()->partialHeight = count;
-                Bytes out = bmp_target_bytes(target), expected = out;
+                Bytes out = target_bytes(target), expected = out;
                 EXPECT_EQ(VORELBRIMI_DecodeBMP(input.session(), out.data(), 10, height), 1);
                 const auto rows = static_cast<uint32_t>(height);
                 const uint32_t from = std::min(first, rows), end = std::min(first + count, rows);
@@ -312,29 +294,19 @@ TEST(BmpSession, TheRecordAndItsMembers) {
     BmpInfo *info = BRIMI_BMP_Initialize(input.session(), 2, 4, out);
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(input.session()->decoderReady, 1u);
-    EXPECT_EQ(info->width, 4);
-    EXPECT_EQ(info->height, 2);
-    EXPECT_EQ(info->bitCount, 16);
-    EXPECT_EQ(info->dataOffset, 66u);
-    EXPECT_EQ(info->headerSize, 40);
-    EXPECT_EQ(info->redMask | info->redShift << 16, 0x40F00u);
-    EXPECT_EQ(info->greenMask | info->greenShift << 16, 0x300F0u);
-    EXPECT_EQ(info->blueMask | info->blueShift << 16, 0x1000Fu);
-    EXPECT_EQ(info->outWidth, 4);
-    EXPECT_EQ(info->outHeight, 2);
-    EXPECT_NE(info->oneToOne, 0);
-    EXPECT_EQ(info->requestedWidth, 2);
-    EXPECT_EQ(info->rotation, 90u);
-    EXPECT_EQ(info->rowStep, -2);
-    EXPECT_EQ(info->pixelStep, 4);
-    EXPECT_EQ(info->topDown, 1);
+    EXPECT_EQ((std::vector<int64_t>{info->width, info->height, info->bitCount, info->dataOffset, info->headerSize,
+                                    info->outWidth, info->outHeight, info->oneToOne != 0, info->requestedWidth,
+                                    info->rotation, info->rowStep, info->pixelStep, info->topDown}),
+              (std::vector<int64_t>{4, 2, 16, 66, 40, 4, 2, 1, 2, 90, -2, 4, 1}));
+    EXPECT_EQ((std::vector<uint32_t>{info->redMask, info->redShift, info->greenMask, info->greenShift, info->blueMask,
+                                     info->blueShift}),
+              (std::vector<uint32_t>{0xF00, 4, 0xF0, 3, 0xF, 1}));
     EXPECT_EQ(info->output, out + 2);
     EXPECT_EQ(BRIMI_BMP_Decode24bitBMP(info, info->output, 2), 0) << "another depth";
     EXPECT_EQ(BRIMI_BMP_Decode16bitBMP(info, info->output, 100), 1) << "no more rows than there are";
     BRIMI_BMP_DeleteDecInfo(info);
     BRIMI_BMP_DeleteDecInfo(nullptr);
-    EXPECT_EQ(Bytes(out, out + 16),
-              model_bmp(picture, {40, true, Fields16::k444}, {2, 4, COLOR_RGB565, 4}, Bytes(16)).pixels);
+    EXPECT_EQ(Bytes(out, out + 16), model_bmp(picture, {40, true, Fields16::k444}, {2, 4, COLOR_RGB565, 4}).pixels);
     EXPECT_EQ(BRIMI_BMP_Decode16bitBMP(nullptr, out, 1), 0);
 }
 
@@ -358,9 +330,9 @@ TEST(BmpSession, EntriesForAnyFormat) {
     const Bytes file = bmp_file(picture);
     const TempFile on_disk(file);
     for (const int32_t sample : {1, 2, 7}) {
-        const BmpTarget target = {30 / sample, 20 / sample, COLOR_BGRA8888, 0};
-        const Bytes expected = model_bmp(picture, {}, target, bmp_target_bytes(target)).pixels;
-        Bytes by_file = bmp_target_bytes(target), by_buffer = by_file;
+        const RasterTarget target = {30 / sample, 20 / sample, COLOR_BGRA8888};
+        const Bytes expected = model_bmp(picture, {}, target).pixels;
+        Bytes by_file = target_bytes(target), by_buffer = by_file;
         EXPECT_EQ(VorelDecodeFile(on_disk.path(), by_file.data(), 0, target.format, sample), 1);
         EXPECT_EQ(
             VorelDecodeBuffer(file.data(), by_buffer.data(), static_cast<int32_t>(file.size()), target.format, sample),
@@ -388,14 +360,13 @@ TEST(BmpWriters, AnyStepAndNothingBeyondTheRow) {
                     BRIMI_BMP_Write1bitOutput,  BRIMI_BMP_Write4bitOutput,  BRIMI_BMP_Write8bitOutput,
                     BRIMI_BMP_Write16bitOutput, BRIMI_BMP_Write24bitOutput, BRIMI_BMP_Write32bitOutput};
                 const auto writer = kWriters[bits == 1 ? 0 : bits == 4 ? 1 : 1 + bits / 8];
-                const int32_t pixel = bmp_test_pixel_bytes(format);
-                const Bytes row = head(
-                    model_bmp(picture, {}, {count, 8, format, 0}, Bytes(static_cast<size_t>(count * 8 * pixel))).pixels,
-                    static_cast<size_t>(count * pixel));
+                const int32_t pixel = raster_pixel_bytes(format);
+                const Bytes row =
+                    head(model_bmp(picture, {}, {count, 8, format}).pixels, static_cast<size_t>(count * pixel));
                 for (const int32_t step : {pixel, -pixel, 7, -11}) {
-                    GuardBuffer out(static_cast<size_t>((count - 1) * std::abs(step) + pixel), kBmpFill);
+                    GuardBuffer out(static_cast<size_t>((count - 1) * std::abs(step) + pixel), kUntouched);
                     const auto expect_at = [&](int32_t x) { return step > 0 ? x * step : (count - 1 - x) * -step; };
-                    Bytes expected(out.size(), kBmpFill);
+                    Bytes expected(out.size(), kUntouched);
                     for (int32_t x = 0; x < count; ++x) {
                         std::copy_n(row.begin() + x * pixel, pixel, expected.begin() + expect_at(x));
                     }
@@ -411,10 +382,10 @@ TEST(BmpWriters, AnyStepAndNothingBeyondTheRow) {
 TEST(BmpWriters, PaletteColoursOneByOne) {
     const uint8_t palette[8] = {1, 2, 3, 0, 0x30, 0x20, 0x10, 9};
     for (const int32_t format : {0, 1, 5, 6, 7, 8, 9, 18}) {
-        Bytes image(16, kBmpFill), expected = image;
+        Bytes image(16, kUntouched), expected = image;
         putPixel(image.data(), palette, 2, 1, format);
         if (format != 6 && format < 9) {
-            const Bytes pixel = one_pixel(24, 0x102030, {}, {1, 8, format, 0});
+            const Bytes pixel = pixel_of({0x10, 0x20, 0x30, 255}, format);
             std::copy(pixel.begin(), pixel.end(), expected.begin() + static_cast<ptrdiff_t>(2 * pixel.size()));
         }
         EXPECT_EQ(image, expected) << format;

@@ -1,36 +1,12 @@
 #include "raster/gif_decode.h"
 
-#include <algorithm>
-
 namespace vorel::test {
-namespace {
 
-size_t buffer_bytes(GifSize screen, const GifTarget &target) {
-    const GifSize buffer = gif_buffer_size(screen, target);
-    return static_cast<size_t>(std::max(buffer.width, 0)) * static_cast<size_t>(std::max(buffer.height, 0)) *
-           static_cast<size_t>(gif_pixel_bytes(target.format));
-}
-
-}  // namespace
-
-GifPicture decode_gif(Kind kind, const Bytes &file, GifSize screen, const GifTarget &target, uint8_t fill) {
-    GifPicture out;
-    GuardBuffer output(buffer_bytes(screen, target), fill);
-    Input input(kind, file, target.format, target.options);
-    if (input.session()) {
-        out.result = VORELBRIMI_DecodeGIF(input.session(), output.data(), target.width, target.height);
-        out.width = input.session()->outWidth;
-        out.height = input.session()->outHeight;
-    }
-    out.pixels = output.bytes();
-    return out;
-}
-
-std::vector<GifPicture> decode_animation(DecInfo *session, GifSize screen, const GifTarget &target, size_t most,
-                                         uint8_t fill) {
-    std::vector<GifPicture> out;
-    for (int32_t result = 1; result == 1 && out.size() < most;) {
-        GuardBuffer output(buffer_bytes(screen, target), fill);
+std::vector<RasterPicture> decode_animation(DecInfo *session, const RasterTarget &target) {
+    constexpr size_t kMost = 1000;
+    std::vector<RasterPicture> out;
+    for (int32_t result = 1; result == 1 && out.size() < kMost;) {
+        GuardBuffer output(target_bytes(target));
         result = VORELBRIMI_DecodeAGIF(session, output.data(), target.width, target.height);
         out.push_back({result, session->outWidth, session->outHeight, session->frameDelay, output.bytes()});
     }
@@ -38,10 +14,9 @@ std::vector<GifPicture> decode_animation(DecInfo *session, GifSize screen, const
     return out;
 }
 
-std::vector<GifPicture> decode_animation(Kind kind, const Bytes &file, GifSize screen, const GifTarget &target) {
+std::vector<RasterPicture> decode_animation(Kind kind, const Bytes &file, const RasterTarget &target) {
     Input input(kind, file, target.format, target.options);
-    if (!input.session()) return {};
-    return decode_animation(input.session(), screen, target);
+    return input.session() ? decode_animation(input.session(), target) : std::vector<RasterPicture>();
 }
 
 GifFile random_gif(std::mt19937 &random, int most_side, int colours, int frames) {

@@ -43,7 +43,7 @@ std::vector<int> pick_rows(int source, int out) {
 }
 
 // For every output pixel of the shown picture: the frame's index there, -1 where it has none.
-std::vector<int> indices_of(const GifFile &file, const GifFrame &frame, GifSize shown) {
+std::vector<int> indices_of(const GifFile &file, const GifFrame &frame, RasterSize shown) {
     const auto columns = walk_columns(file.width, shown.width), rows = pick_rows(file.height, shown.height);
     std::vector<int> out;
     for (int y = 0; y < shown.height; ++y)
@@ -55,43 +55,38 @@ std::vector<int> indices_of(const GifFile &file, const GifFrame &frame, GifSize 
     return out;
 }
 
+// Of a frame on a target: the size that is shown, and the part of the buffer that is used.
+struct Layout {
+    RasterSize shown, buffer;
+
+    Layout(const GifFile &file, const RasterTarget &target)
+        : shown(fitted({file.width, file.height}, target.width, target.height, target.stretched())),
+          buffer(target.packed() ? shown : RasterSize{target.width, target.height}) {}
+};
+
 // The byte offset of a shown pixel.
-size_t offset_of(GifSize shown, GifSize buffer, int format, int x, int y) {
+size_t offset_of(const Layout &at_target, int format, int x, int y) {
+    const auto &[shown, buffer] = at_target;
     const int left = (buffer.width - shown.width) / 2, top = (buffer.height - shown.height) / 2;
-    return (at(top + y) * at(buffer.width) + at(left + x)) * at(gif_pixel_bytes(format));
+    return (at(top + y) * at(buffer.width) + at(left + x)) * at(raster_pixel_bytes(format));
 }
 
 }  // namespace
 
-int gif_pixel_bytes(int format) { return format == 13 ? 1 : format == 1 ? 3 : format == 0 ? 2 : 4; }
-
-GifSize gif_shown_size(GifSize screen, const GifTarget &target) {
-    const int64_t a = target.width, b = target.height, w = screen.width, h = screen.height;
-    if (target.stretched()) return {target.width, target.height};
-    if (a >= w && b >= h) return screen;
-    // The larger of the sizes with one side as asked for and the other one by the aspect, inside the request.
-    const int64_t by_width = h * a / w, by_height = w * b / h;
-    if (a < w && by_width <= b) return {target.width, static_cast<int>(by_width)};
-    return {static_cast<int>(by_height), target.height};
-}
-
-GifSize gif_buffer_size(GifSize screen, const GifTarget &target) {
-    return target.packed() ? gif_shown_size(screen, target) : GifSize{target.width, target.height};
-}
-
-Bytes model_gif_still(const GifFile &file, const GifTarget &target, Bytes before) {
+Bytes model_gif_still(const GifFile &file, const RasterTarget &target, uint8_t untouched) {
+    Bytes before = target_bytes(target, untouched);
     const GifFrame &frame = file.frames.front();
     const Bytes &palette = file.palette_of(frame);
     const int transparent = transparent_of(frame.control ? frame.transparent : -1, palette);
-    const GifSize screen = {file.width, file.height};
-    const GifSize shown = gif_shown_size(screen, target), buffer = gif_buffer_size(screen, target);
+    const Layout layout(file, target);
+    const auto &[shown, buffer] = layout;
     // The background.
     const int fill = transparent >= 0 ? transparent : file.background;
     const uint32_t word = word_of(palette, fill, target.format);
     const uint8_t parts[3] = {static_cast<uint8_t>(word >> 20 & 255), static_cast<uint8_t>(word >> 10 & 255),
                               static_cast<uint8_t>(word & 255)};
     for (size_t pixel = 0; pixel < at(buffer.width) * at(buffer.height); ++pixel) {
-        uint8_t *out = before.data() + pixel * at(gif_pixel_bytes(target.format));
+        uint8_t *out = before.data() + pixel * at(raster_pixel_bytes(target.format));
         if (target.format == 13) {
             *out = static_cast<uint8_t>(fill);
         } else if (target.format == 1) {
@@ -108,7 +103,7 @@ Bytes model_gif_still(const GifFile &file, const GifTarget &target, Bytes before
         for (int x = 0; x < shown.width; ++x) {
             const int index = indices[at(y) * at(shown.width) + at(x)];
             if (index < 0) continue;
-            uint8_t *out = before.data() + offset_of(shown, buffer, target.format, x, y);
+            uint8_t *out = before.data() + offset_of(layout, target.format, x, y);
             const uint32_t colour = index == transparent ? 0 : word_of(palette, index, target.format);
             if (target.format == 13) *out = static_cast<uint8_t>(index);
             if (target.format == 7 || target.format == 8) std::memcpy(out, &colour, 4);
@@ -116,9 +111,10 @@ Bytes model_gif_still(const GifFile &file, const GifTarget &target, Bytes before
     return before;
 }
 
-GifAnimationModel::GifAnimationModel(const GifFile &file, const GifTarget &target) : file_(file), target_(target) {}
+GifAnimationModel::GifAnimationModel(const GifFile &file, const RasterTarget &target) : file_(file), target_(target) {}
 
-Bytes GifAnimationModel::next(Bytes before) {
+Bytes GifAnimationModel::next() {
+    Bytes before = target_bytes(target_);
     const GifFrame &frame = file_.frames[frame_++];
     const Bytes &palette = file_.palette_of(frame);
     if (frame.control) {
@@ -126,8 +122,8 @@ Bytes GifAnimationModel::next(Bytes before) {
         transparent_ = frame.transparent;
     }
     transparent_ = transparent_of(transparent_, palette);
-    const GifSize screen = {file_.width, file_.height};
-    const GifSize shown = gif_shown_size(screen, target_), buffer = gif_buffer_size(screen, target_);
+    const Layout layout(file_, target_);
+    const RasterSize shown = layout.shown;
     const size_t pixels = at(shown.width) * at(shown.height);
     if (canvas_.empty()) canvas_.assign(pixels, transparent_ >= 0 ? 0xFFFFFFFF : 0x00FFFFFF);
     if (pixels == 0) return before;
@@ -145,7 +141,7 @@ Bytes GifAnimationModel::next(Bytes before) {
                     canvas_[pixel] = colour;
             }
             const uint32_t stored = colour == 0xFFFFFFFF ? 0 : colour;
-            std::memcpy(before.data() + offset_of(shown, buffer, target_.format, x, y), &stored, 4);
+            std::memcpy(before.data() + offset_of(layout, target_.format, x, y), &stored, 4);
         }
     return before;
 }

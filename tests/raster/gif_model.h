@@ -3,40 +3,23 @@
 
 #include <optional>
 
+#include "raster/raster_model.h"
 #include "support/gif_files.h"
 
 namespace vorel::test {
 
-struct GifTarget {
-    int width, height, format;
-    uint32_t options = 0;
-
-    bool packed() const { return (options & 0x700) == 0x100; }
-    bool stretched() const { return (options & 0x700) == 0x700; }
-};
-
-int gif_pixel_bytes(int format);
-
-struct GifSize {
-    int width, height;
-};
-// The size that a screen is shown at.
-GifSize gif_shown_size(GifSize screen, const GifTarget &target);
-// Pixels of the buffer that the target needs.
-GifSize gif_buffer_size(GifSize screen, const GifTarget &target);
-
 // The first frame on its background; all of the buffer comes out.
-Bytes model_gif_still(const GifFile &file, const GifTarget &target, Bytes before);
+Bytes model_gif_still(const GifFile &file, const RasterTarget &target, uint8_t fill = kUntouched);
 
 // Call by call, formats 7 and 8.
 class GifAnimationModel {
   public:
-    GifAnimationModel(const GifFile &file, const GifTarget &target);
-    Bytes next(Bytes before);
+    GifAnimationModel(const GifFile &file, const RasterTarget &target);
+    Bytes next();
 
   private:
     const GifFile &file_;
-    GifTarget target_;
+    RasterTarget target_;
     size_t frame_ = 0;
     int disposal_ = 0, transparent_ = -1;
     std::vector<uint32_t> canvas_;

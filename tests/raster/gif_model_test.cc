@@ -9,15 +9,13 @@ namespace {
 constexpr int kFormats[] = {7, 8, 13, 1, 0};
 constexpr uint32_t kFits[] = {0, 0x100, 0x200, 0x700};
 
-std::string name_of(const GifFile &file, const GifTarget &target) {
-    const auto size = [](int w, int h) { return std::to_string(w) + "x" + std::to_string(h); };
-    return size(file.width, file.height) + " to " + size(target.width, target.height) + " format " +
-           std::to_string(target.format) + " options " + std::to_string(target.options);
+std::string name_of(const GifFile &file, const RasterTarget &target) {
+    return std::to_string(file.width) + " x " + std::to_string(file.height) + text_of(target);
 }
 
-GifTarget random_target(std::mt19937 &random, const GifFile &file, int most) {
+RasterTarget random_target(std::mt19937 &random, const GifFile &file, int most) {
     const auto any = [&](int below) { return static_cast<int>(random() % static_cast<uint32_t>(below)); };
-    GifTarget target = {1 + any(most), 1 + any(most), kFormats[any(5)], kFits[any(4)]};
+    RasterTarget target = {1 + any(most), 1 + any(most), kFormats[any(5)], kFits[any(4)]};
     if (any(4) == 0) {
         target.width = file.width;
         target.height = file.height;
@@ -30,14 +28,13 @@ TEST(GifAgainstModel, StillsAtAllSizesInAllFormats) {
     for (int i = 0; i < 6000; ++i) {
         const int most = i % 50 == 0 ? 400 : 24;
         const GifFile file = random_gif(random, most, 2 << (random() % 8), 1);
-        const GifTarget target = random_target(random, file, most + most / 2);
-        const GifSize screen = {file.width, file.height}, shown = gif_shown_size(screen, target);
-        const GifPicture got = decode_gif(Kind::kMemory, gif_file(file), screen, target, static_cast<uint8_t>(i));
-        ASSERT_EQ(got.result, 1) << name_of(file, target);
-        ASSERT_EQ(got.width, static_cast<uint32_t>(shown.width)) << name_of(file, target);
-        ASSERT_EQ(got.height, static_cast<uint32_t>(shown.height)) << name_of(file, target);
-        const Bytes before(got.pixels.size(), static_cast<uint8_t>(i));
-        ASSERT_TRUE(got.pixels == model_gif_still(file, target, before)) << i << ": " << name_of(file, target);
+        const RasterTarget target = random_target(random, file, most + most / 2);
+        const RasterSize shown = fitted({file.width, file.height}, target.width, target.height, target.stretched());
+        const auto fill = static_cast<uint8_t>(i);
+        const RasterPicture expected = {1, static_cast<uint32_t>(shown.width), static_cast<uint32_t>(shown.height), 0,
+                                        model_gif_still(file, target, fill)};
+        ASSERT_TRUE(decode_gif(Kind::kMemory, gif_file(file), target, fill) == expected)
+            << i << ": " << name_of(file, target);
     }
 }
 
@@ -45,11 +42,9 @@ TEST(GifAgainstModel, AnimationsAtAllSizes) {
     std::mt19937 random(2);
     for (int i = 0; i < 2500; ++i) {
         const GifFile file = random_gif(random, i % 50 == 0 ? 300 : 20, 2 << (random() % 8), 1 + i % 6);
-        GifTarget target = random_target(random, file, 30);
+        RasterTarget target = random_target(random, file, 30);
         target.format = i % 2 ? 7 : 8;
-        const GifSize screen = {file.width, file.height};
-        const Bytes bytes = gif_file(file);
-        const std::vector<GifPicture> got = decode_animation(Kind::kMemory, bytes, screen, target);
+        const auto got = decode_animation(Kind::kMemory, gif_file(file), target);
         ASSERT_EQ(got.size(), file.frames.size()) << name_of(file, target);
         GifAnimationModel model(file, target);
         uint32_t delay = 0;
@@ -60,8 +55,7 @@ TEST(GifAgainstModel, AnimationsAtAllSizes) {
                 delay = file.frames[0].control ? static_cast<uint32_t>(file.frames[0].delay) * 10 : 0;
             ASSERT_EQ(got[k].result, last ? 3 : 1) << k;
             ASSERT_EQ(got[k].delay, last ? 0 : delay) << k << ": the delay is that of the next frame";
-            ASSERT_TRUE(got[k].pixels == model.next(Bytes(got[k].pixels.size(), 0x5B)))
-                << i << " frame " << k << ": " << name_of(file, target);
+            ASSERT_TRUE(got[k].pixels == model.next()) << i << " frame " << k << ": " << name_of(file, target);
         }
     }
 }
@@ -96,8 +90,8 @@ TEST(GifLzw, AnyBytesDecodeAsTheTableSays) {
         GifFile file = {screen, height, 9, Bytes(768), {}};
         Bytes bytes = gif_file(file);
         bytes.pop_back();
-        const GifPicture got = decode_gif(Kind::kMemory, cat({bytes, gif_frame_head(frame, size), data}),
-                                          {screen, height}, {screen, height, 13});
+        const RasterPicture got =
+            decode_gif(Kind::kMemory, cat({bytes, gif_frame_head(frame, size), data}), {screen, height, 13});
         ASSERT_EQ(got.result, expected.result) << i;
         Bytes pixels;
         for (const Bytes &row : expected.rows) pixels.insert(pixels.end(), row.begin(), row.begin() + screen);
@@ -129,7 +123,7 @@ TEST(GifLzw, TheTableOutlivesTheImage) {
         const GifLzwModel::Image second = model.decode(blocks, 8, 16, 16, 16);
         ASSERT_EQ(first.rows.size(), 16u);
         const Bytes whole = cat({bytes, gif_frame_head(frame, 8), good, gif_frame_head(frame, 8), blocks});
-        const auto got = decode_animation(Kind::kMemory, whole, {16, 16}, {16, 16, 7});
+        const auto got = decode_animation(Kind::kMemory, whole, {16, 16, 7});
         ASSERT_EQ(got.size(), 2u);
         ASSERT_EQ(got[1].result, second.result ? 3 : 0) << i;
         for (size_t k = 0; k < second.rows.size(); ++k) first.rows[k] = second.rows[k];
@@ -137,7 +131,7 @@ TEST(GifLzw, TheTableOutlivesTheImage) {
         merged.control = false;
         for (const Bytes &row : first.rows) merged.indices.insert(merged.indices.end(), row.begin(), row.end());
         file.frames = {merged};
-        ASSERT_TRUE(got[1].pixels == GifAnimationModel(file, {16, 16, 7}).next(Bytes(16 * 16 * 4)))
+        ASSERT_TRUE(got[1].pixels == GifAnimationModel(file, {16, 16, 7}).next())
             << i << ": rows that the damaged frame did not reach are the older ones";
     }
 }

@@ -1,80 +1,139 @@
-// The WBMP decoder against a model that walks the picture, and its limits.
+// The WBMP decoder against a model that walks the picture, over the corpus too, and its limits.
 #include <gtest/gtest.h>
-
-#include <vorel/raster.h>
 
 #include <climits>
 #include <random>
 
-#include "raster/wbmp_model.h"
+#include "raster/raster_model.h"
+#include "support/conformance.h"
+#include "support/corpus.h"
 #include "support/counting_allocator.h"
-#include "support/log_capture.h"
-#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
 
 constexpr int32_t kFormats[] = {COLOR_RGB565, COLOR_RGB888, COLOR_RGBA8888, COLOR_BGRA8888};
-constexpr Kind kServedKinds[] = {Kind::kPath, Kind::kMemory};
+const std::vector<Kind> kServedKinds = {Kind::kMemory, Kind::kPath};
 
-WbmpPicture random_picture(std::mt19937 &random, int32_t width, int32_t height) {
-    WbmpPicture picture = {width, height, {}};
-    for (int32_t i = 0; i < (width + 7) / 8 * height; ++i) picture.rows.push_back(static_cast<uint8_t>(random()));
-    return picture;
+struct WbmpPicture {
+    int32_t width, height;
+    Bytes rows;  // packed bits, (width + 7) / 8 bytes a row
+
+    uint32_t white(int32_t x, int32_t y) const {
+        return rows[static_cast<size_t>(y * ((width + 7) / 8) + x / 8)] >> (7 - x % 8) & 1u;
+    }
+};
+
+// ---- model ----------------------------------------------------------------------------------------------------------
+
+// White samples of each output pixel, by a walk down the source with the two sample lines of an output row, which it
+// may meet at different times.
+std::vector<std::vector<uint32_t>> walk(const WbmpPicture &picture, RasterSize out) {
+    struct Line {
+        int64_t position;
+        size_t row;  // the accumulator that it adds to
+    };
+    std::vector<std::vector<uint32_t>> sums(2, std::vector<uint32_t>(static_cast<size_t>(out.width))), rows;
+    Line a = {picture.height >> 2, 0}, b = {picture.height * 3 >> 2, 0};
+    for (int32_t y = 0; static_cast<int32_t>(rows.size()) < out.height;) {
+        const auto holds = [&](const Line &line) { return line.position / out.height == y; };
+        const bool has_a = holds(a), has_b = holds(b);
+        if (!has_a && !has_b) {
+            ++y;
+            continue;
+        }
+        for (int32_t x = 0; x < out.width; ++x) {
+            const auto [left, right] = quarter_taps(x, picture.width, out.width);
+            // A row that holds the upper line alone counts the left sample twice.
+            const uint32_t white = picture.white(left, y) + picture.white(has_b ? right : left, y);
+            if (has_a) sums[a.row][static_cast<size_t>(x)] += white;
+            if (has_b) sums[b.row][static_cast<size_t>(x)] += white;
+        }
+        if (has_b) {
+            rows.push_back(sums[b.row]);
+            sums[b.row].assign(sums[b.row].size(), 0);
+        }
+        if (has_a && has_b) std::swap(a.row, b.row);
+        if (has_a != has_b) (has_a ? a : b).row ^= 1;
+        if (has_a) a.position += picture.height;
+        if (has_b) b.position += picture.height;
+    }
+    return rows;
+}
+
+// Unlike that of the others: 31 bits, no smaller than the rectangle, margins that round up, only the bare option.
+RasterPicture model_wbmp(const WbmpPicture &picture, const RasterTarget &target, uint8_t fill) {
+    RasterPicture out = {1, 0, 0, 0, target_bytes(target, fill)};
+    RasterSize size = {target.width, target.height};
+    const double across = static_cast<double>(picture.width) / target.width,
+                 down = static_cast<double>(picture.height) / target.height;
+    bool direct = false;
+    if (target.options != VOREL_OPTION_FIT_STRETCH) {
+        direct = across <= 1 && down <= 1;
+        if (direct) {
+            size = {picture.width, picture.height};
+        } else if (across >= down) {
+            size.height = target.width * picture.height / picture.width;
+        } else {
+            size.width = target.height * picture.width / picture.height;
+        }
+    }
+    if (size.width == 0 || size.height == 0) return out;
+    out.width = static_cast<uint32_t>(size.width);
+    out.height = static_cast<uint32_t>(size.height);
+    const int32_t left = (target.width - size.width + 1) / 2, top = (target.height - size.height + 1) / 2;
+    std::vector<std::vector<uint32_t>> whites;
+    if (!direct) whites = walk(picture, size);
+    for (int32_t y = 0; y < size.height; ++y) {
+        for (int32_t x = 0; x < size.width; ++x) {
+            const uint32_t gray =
+                direct ? 255 * picture.white(x, y) : 63 * whites[static_cast<size_t>(y)][static_cast<size_t>(x)];
+            Bytes pixel = pixel_of({gray, gray, gray, 255}, target.format);
+            if (direct && target.format == COLOR_RGB565 && gray) pixel[0] = 0xDF;
+            const size_t at = static_cast<size_t>((top + y) * target.width + left + x) * pixel.size();
+            std::copy(pixel.begin(), pixel.end(), out.pixels.begin() + static_cast<ptrdiff_t>(at));
+        }
+    }
+    return out;
+}
+
+void expect_as_model(const WbmpPicture &picture, const RasterTarget &target, const Bytes &file) {
+    const auto fill = static_cast<uint8_t>(picture.width * 16 + target.height);
+    const RasterPicture expected = model_wbmp(picture, target, fill);
+    for (const Kind kind : kServedKinds) {
+        const RasterPicture got = decode_raster(VORELBRIMI_DecodeWBMP, kind, file, target, fill);
+        ASSERT_EQ(got.pixels, expected.pixels) << picture.width << " x " << picture.height << text_of(target);
+        ASSERT_TRUE(got == expected) << picture.width << " x " << picture.height << text_of(target);
+    }
 }
 
 Bytes file_of(const WbmpPicture &picture) {
     return wbmp(static_cast<uint32_t>(picture.width), static_cast<uint32_t>(picture.height), picture.rows);
 }
 
-struct Decoded {
-    int32_t result;
-    uint32_t width, height;
-    Bytes pixels;
-};
-
-Decoded decode(Kind kind, const Bytes &file, const WbmpTarget &target, uint32_t option, uint8_t fill = 0x5B) {
-    const auto area = static_cast<size_t>(std::max(target.width, 0)) * static_cast<size_t>(std::max(target.height, 0));
-    GuardBuffer output(area * static_cast<size_t>(wbmp_pixel_bytes(target.format)), fill);
-    Input input(kind, file, target.format, option);
-    if (!input.session()) return {0, 0, 0, output.bytes()};
-    const int32_t result = VORELBRIMI_DecodeWBMP(input.session(), output.data(), target.width, target.height);
-    return {result, input.session()->outWidth, input.session()->outHeight, output.bytes()};
-}
-
-void expect_as_model(const WbmpPicture &picture, const WbmpTarget &target) {
-    int32_t width, height;
-    const uint8_t fill = static_cast<uint8_t>(picture.width * 16 + target.height);
-    const Bytes before(static_cast<size_t>(target.width * target.height * wbmp_pixel_bytes(target.format)), fill);
-    const Bytes expected = model_wbmp(picture, target, before, &width, &height);
-    for (const Kind kind : kServedKinds) {
-        const Decoded got =
-            decode(kind, file_of(picture), target, target.stretch ? uint32_t{VOREL_OPTION_FIT_STRETCH} : 0u, fill);
-        ASSERT_EQ(got.result, 1);
-        ASSERT_EQ(got.width, static_cast<uint32_t>(width));
-        ASSERT_EQ(got.height, static_cast<uint32_t>(height));
-        ASSERT_EQ(got.pixels, expected) << picture.width << " x " << picture.height << " to " << target.width << " x "
-                                        << target.height << " format " << target.format << " stretch "
-                                        << target.stretch;
-    }
+WbmpPicture random_picture(std::mt19937 &random, int32_t width, int32_t height) {
+    WbmpPicture picture = {width, height, Bytes(static_cast<size_t>((width + 7) / 8 * height))};
+    for (uint8_t &byte : picture.rows) byte = static_cast<uint8_t>(random());
+    return picture;
 }
 
 TEST(WbmpAgainstModel, AllSmallSizes) {
     std::mt19937 random(1);
-    int cases = 0;
-    for (int32_t width = 1; width <= 9; ++width) {
-        for (int32_t height = 1; height <= 9; ++height) {
-            const WbmpPicture picture = random_picture(random, width, height);
-            for (int32_t across = 1; across <= 11; across += 1 + (width & 1)) {
-                for (int32_t down = 1; down <= 11; ++down) {
-                    expect_as_model(picture, {across, down, kFormats[++cases % 4], cases % 3 == 0});
-                    if (HasFatalFailure()) return;
-                }
+    uint32_t cases = 0;
+    for (int32_t side = 0; side < 81; ++side) {
+        const WbmpPicture picture = random_picture(random, 1 + side / 9, 1 + side % 9);
+        const Bytes file = file_of(picture);
+        for (int32_t across = 1; across <= 11; across += 1 + (picture.width & 1)) {
+            for (int32_t down = 1; down <= 11; ++down) {
+                ++cases;
+                expect_as_model(picture, {across, down, kFormats[cases % 4], cases % 3 ? 0u : 0x700u}, file);
+                if (HasFatalFailure()) return;
             }
         }
     }
 }
 
+// Also that odd margins go right and down, and that of the options only the bare one to stretch is looked at.
 TEST(WbmpAgainstModel, LargerSizesInEveryFormat) {
     std::mt19937 random(2);
     const struct {
@@ -82,91 +141,75 @@ TEST(WbmpAgainstModel, LargerSizesInEveryFormat) {
     } cases[] = {
         {100, 50, 10, 10}, {300, 200, 100, 77}, {67, 401, 66, 400}, {401, 67, 200, 300}, {129, 3, 128, 2},
         {16, 16, 160, 90}, {17, 33, 5, 500},    {257, 255, 1, 1},   {8, 8, 7, 9},        {1000, 1, 3, 3},
+        {8, 8, 100, 100},  {50, 100, 10, 10},   {100, 1, 10, 10},   {2, 2, 5, 5},
     };
     for (const auto &c : cases) {
         const WbmpPicture picture = random_picture(random, c.width, c.height);
+        const Bytes file = file_of(picture);
         for (const int32_t format : kFormats) {
-            for (const bool stretch : {false, true}) expect_as_model(picture, {c.across, c.down, format, stretch});
+            for (const uint32_t options : {0u, 0x700u, 0x1700u, 0x300u}) {
+                expect_as_model(picture, {c.across, c.down, format, options}, file);
+            }
         }
     }
 }
 
-TEST(WbmpPixels, TwoWhites) {
-    const Bytes file = wbmp(1, 1, {0x80});
+TEST(WbmpCorpus, DecodesAsTheModel) {
+    int decoded = 0;
+    const auto check = [&](const std::string &name, const Bytes &file) {
+        Input input(Kind::kMemory, file);
+        ImageInfo info;
+        const int32_t type = VORELBRIM_Parser(input.session(), &info);
+        const bool corrupt = name.rfind("corrupt-", 0) == 0;
+        if (!corrupt) EXPECT_EQ(type, VOREL_IMAGE_WBMP);
+        if (type == 0) return;
+        const auto width = static_cast<int32_t>(info.width), height = static_cast<int32_t>(info.height);
+        if (corrupt && decode_wbmp(Kind::kMemory, file, {width, height, COLOR_RGB565}).result == 0) return;
+        // The rows stand at the end, but for files with bytes behind them.
+        const size_t row_bytes = static_cast<size_t>((width + 7) / 8 * height);
+        size_t start = 2;
+        for (int integers = 0; integers < 2; integers += !(file[start++] & 0x80)) {
+        }
+        const WbmpPicture picture = {width, height, tail(head(file, start + row_bytes), row_bytes)};
+        expect_as_model(picture, {width, height, COLOR_RGB565}, file);
+        expect_as_model(picture, {width / 3 + 1, height / 2 + 3, COLOR_RGBA8888}, file);
+        ++decoded;
+    };
+    if (!for_each_of_corpus("wbmp", check)) GTEST_SKIP() << "no corpus";
+    EXPECT_GT(decoded, 0);
+}
+
+TEST(WbmpPixels, SinglePixels) {
     const struct {
         int32_t format;
         uint32_t option;
         Bytes pixel;
-    } cases[] = {
+    } whites[] = {
         {COLOR_RGB565, 0, {0xDF, 0xFF}},           {COLOR_RGB565, 0x700, {0xFF, 0xFF}},
         {COLOR_RGB888, 0, {255, 255, 255}},        {COLOR_RGB888, 0x700, {252, 252, 252}},
         {COLOR_RGBA8888, 0, {255, 255, 255, 255}}, {COLOR_BGRA8888, 0x700, {252, 252, 252, 255}},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(decode(Kind::kMemory, file, {1, 1, c.format, false}, c.option).pixels, c.pixel) << c.format;
+    for (const auto &c : whites) {
+        EXPECT_EQ(decode_wbmp(Kind::kMemory, wbmp(1, 1, {0x80}), {1, 1, c.format, c.option}).pixels, c.pixel);
     }
-    // All white stays white at any reduction.
-    for (int32_t side = 1; side < 30; ++side) {
-        const Decoded got = decode(Kind::kMemory, wbmp(30, 30, Bytes(120, 0xFF)), {side, side, COLOR_RGB888, false}, 0);
-        EXPECT_EQ(got.pixels, Bytes(static_cast<size_t>(side * side * 3), 252)) << side;
-    }
-}
-
-TEST(WbmpPixels, OneWhitePixelOfTheFourSamples) {
+    // One white pixel, and how many of the four samples it is.
     const struct {
-        int32_t side, x, y;
+        uint32_t side, x, y;
         uint8_t gray;
     } cases[] = {
         {4, 1, 1, 126}, {4, 3, 1, 0}, {4, 1, 3, 63}, {4, 3, 3, 63}, {4, 0, 0, 0},
         {2, 0, 0, 126}, {2, 1, 0, 0}, {2, 0, 1, 63}, {2, 1, 1, 63},
     };
     for (const auto &c : cases) {
-        Bytes bits(static_cast<size_t>(c.side));
-        bits[static_cast<size_t>(c.y)] = static_cast<uint8_t>(0x80 >> c.x);
-        const Decoded got =
-            decode(Kind::kMemory, wbmp(static_cast<uint32_t>(c.side), static_cast<uint32_t>(c.side), bits),
-                   {1, 1, COLOR_RGB888, false}, 0);
-        EXPECT_EQ(got.pixels, Bytes(3, c.gray)) << c.side << ": " << c.x << ", " << c.y;
+        Bytes bits(c.side);
+        bits[c.y] = static_cast<uint8_t>(0x80 >> c.x);
+        EXPECT_EQ(decode_wbmp(Kind::kMemory, wbmp(c.side, c.side, bits), {1, 1, COLOR_RGB888}).pixels, Bytes(3, c.gray))
+            << c.side << ": " << c.x << ", " << c.y;
     }
-}
-
-TEST(WbmpPlacement, SizesAndMargins) {
-    const struct {
-        const char *what;
-        int32_t width, height, across, down;
-        uint32_t option, out_width, out_height;
-        int32_t left, top;
-    } cases[] = {
-        {"not enlarged", 8, 8, 100, 100, 0, 8, 8, 46, 46},
-        {"odd margins go right and down", 2, 2, 5, 5, 0, 2, 2, 2, 2},
-        {"shrunk by its width", 100, 50, 10, 10, 0, 10, 5, 0, 3},
-        {"shrunk by its height", 50, 100, 10, 10, 0, 5, 10, 3, 0},
-        {"stretched", 100, 50, 10, 10, 0x700, 10, 10, 0, 0},
-        {"other bits beside stretching undo it", 100, 50, 10, 10, 0x1700, 10, 5, 0, 3},
-        {"other fits are all alike", 100, 50, 10, 10, 0x300, 10, 5, 0, 3},
-        {"nothing left of the height", 100, 1, 10, 10, 0, 0, 0, 0, 0},
-        {"target without width", 8, 8, 0, 10, 0, 0, 0, 0, 0},
-        {"target of negative height", 8, 8, 10, -10, 0, 0, 0, 0, 0},
-    };
-    for (const auto &c : cases) {
-        const Bytes file = wbmp(static_cast<uint32_t>(c.width), static_cast<uint32_t>(c.height),
-                                Bytes(static_cast<size_t>((c.width + 7) / 8 * c.height), 0xFF));
-        for (const Kind kind : kServedKinds) {
-            const Decoded got = decode(kind, file, {c.across, c.down, COLOR_RGB888, false}, c.option);
-            EXPECT_EQ(got.result, 1) << c.what;
-            EXPECT_EQ(got.width, c.out_width) << c.what;
-            EXPECT_EQ(got.height, c.out_height) << c.what;
-            int32_t left = INT_MAX, top = INT_MAX, painted = 0;
-            for (int32_t i = 0; i < c.across * c.down; ++i) {
-                if (got.pixels[static_cast<size_t>(i) * 3] == 0x5B) continue;
-                ++painted;
-                left = std::min(left, i % c.across);
-                top = std::min(top, i / c.across);
-            }
-            EXPECT_EQ(painted, static_cast<int32_t>(c.out_width * c.out_height)) << c.what;
-            if (painted) EXPECT_EQ(left, c.left) << c.what;
-            if (painted) EXPECT_EQ(top, c.top) << c.what;
-        }
+    for (const auto &[across, down] : {std::pair(0, 10), {10, -10}}) {
+        const RasterPicture none = decode_wbmp(Kind::kPath, wbmp(8, 8, Bytes(8)), {across, down, COLOR_RGB888});
+        EXPECT_EQ(none.result, 1) << "nothing is to be stored";
+        EXPECT_EQ(none.width + none.height, 0u);
     }
 }
 
@@ -191,38 +234,61 @@ TEST(WbmpTolerance, RefusedHeaders) {
     };
     for (const auto &c : cases) {
         for (const Kind kind : kServedKinds) {
-            const Decoded got = decode(kind, c.bytes, {4, 4, COLOR_RGB888, false}, 0);
+            const RasterPicture got = decode_wbmp(kind, c.bytes, {4, 4, COLOR_RGB888});
             EXPECT_EQ(got.result, 0) << c.what;
-            EXPECT_EQ(got.pixels, Bytes(48, 0x5B)) << c.what;
+            EXPECT_EQ(got.pixels, Bytes(48, kUntouched)) << c.what;
         }
     }
 }
 
+Subject subject_of(const Bytes &file, const RasterTarget &target) {
+    return {.name = "WBMP" + text_of(target),
+            .file = file,
+            .decode = [target](Kind kind, const Bytes &bytes) -> Seen {
+                const RasterPicture got = decode_wbmp(kind, bytes, target);
+                return {std::max(got.result, 0), got.pixels};
+            },
+            .kinds = kServedKinds,
+            .memory = 8 << 10,
+            .decodes = 200};
+}
+
 TEST(WbmpTolerance, ShortInputsAreRefusedBeforeAPixelIsWritten) {
-    const Bytes whole = wbmp(9, 3, {1, 2, 3, 4, 5, 6});
-    for (size_t length = 1; length < whole.size(); ++length) {
-        for (const Kind kind : kServedKinds) {
-            const Decoded got = decode(kind, head(whole, length), {9, 3, COLOR_RGB888, false}, 0);
-            EXPECT_EQ(got.result, 0) << length;
-            EXPECT_EQ(got.pixels, Bytes(81, 0x5B)) << length;
-        }
+    const RasterTarget target = {9, 3, COLOR_RGB888};
+    Subject subject = subject_of(wbmp(9, 3, {1, 2, 3, 4, 5, 6}), target);
+    subject.on_prefix = [&](const Bytes &cut, const Seen &seen) {
+        const bool whole = cut.size() == subject.file.size();
+        EXPECT_EQ(seen.result, whole);
+        if (!whole) EXPECT_EQ(seen.bytes, target_bytes(target));
+    };
+    expect_prefixes_conform(subject);
+}
+
+TEST(WbmpTolerance, EveryByteSetToFourValuesStaysInside) {
+    expect_changes_conform(subject_of(wbmp(130, 3, Bytes(51, 0xA5)), {37, 5, COLOR_RGB565}));
+}
+
+TEST(WbmpResources, AllocationFailuresAndBoundedMemory) {
+    for (const int32_t side : {300, 10}) {
+        const Subject subject = subject_of(wbmp(200, 100, Bytes(25 * 100, 0xA5)), {side, side, COLOR_RGB565});
+        expect_failing_allocations_conform(subject);
+        expect_repeats_conform(subject);
     }
 }
 
 TEST(WbmpTolerance, LongHeadersAndTrailingBytesAreAccepted) {
     const Bytes bits = {0x12, 0x80, 0x34, 0};
-    const Decoded plain = decode(Kind::kMemory, wbmp(9, 2, bits), {9, 2, COLOR_RGB888, false}, 0);
+    const RasterPicture plain = decode_wbmp(Kind::kMemory, wbmp(9, 2, bits), {9, 2, COLOR_RGB888});
     for (const int groups : {2, 9, 20}) {
         const Bytes file = cat({{0, 0x7F}, wbmp_integer(9, groups), wbmp_integer(2, groups), bits, {1, 2, 3}});
         for (const Kind kind : kServedKinds) {
-            EXPECT_EQ(decode(kind, file, {9, 2, COLOR_RGB888, false}, 0).pixels, plain.pixels) << groups;
+            EXPECT_EQ(decode_wbmp(kind, file, {9, 2, COLOR_RGB888}).pixels, plain.pixels) << groups;
         }
     }
 }
 
 // The decoder called without the parser.
 TEST(WbmpTolerance, SidesThatDetectionRefuses) {
-    const WbmpTarget wide = {5001, 1, COLOR_RGB888, false};
     const struct {
         const char *what;
         Bytes bytes;
@@ -235,10 +301,10 @@ TEST(WbmpTolerance, SidesThatDetectionRefuses) {
     for (const auto &c : cases) {
         for (const uint32_t option : {0u, 0x700u}) {
             for (const Kind kind : kServedKinds) {
-                const Decoded got = decode(kind, c.bytes, wide, option);
+                const RasterPicture got = decode_wbmp(kind, c.bytes, {5001, 1, COLOR_RGB888, option});
                 EXPECT_EQ(got.result, 1) << c.what;
                 EXPECT_EQ(got.width, c.width) << c.what;
-                EXPECT_EQ(got.pixels[0], c.width ? option ? 252 : 255 : 0x5B) << c.what;
+                EXPECT_EQ(got.pixels[0], c.width ? option ? 252 : 255 : kUntouched) << c.what;
             }
         }
     }
@@ -248,64 +314,28 @@ TEST(WbmpTolerance, AFileShorterThanItsSessionWasGivenIsBlackBelow) {
     const Bytes rows(4, 0xFF);
     TempFile file(wbmp(8, 9, rows));
     SessionGuard session(VORELBRIM_CreateDecInfo(0, file.path(), 1000, COLOR_RGB888, 0));
-    Bytes out(8 * 9 * 3, 0x5B);
+    Bytes out(8 * 9 * 3, kUntouched);
     EXPECT_EQ(VORELBRIMI_DecodeWBMP(session.get(), out.data(), 8, 9), 1);
     EXPECT_EQ(out, cat({Bytes(8 * 4 * 3, 255), Bytes(8 * 5 * 3, 0)}));
+    EXPECT_EQ(session->ioInfo->source, nullptr) << "the row buffer is gone from the path's place";
 }
 
 TEST(WbmpTolerance, OtherKindsAndFormatsAreRefused) {
     const Bytes file = wbmp(9, 2, {1, 2, 3, 4});
     for (const Kind kind : kAllKinds) {
         const bool served = kind == Kind::kPath || kind == Kind::kMemory;
-        EXPECT_EQ(decode(kind, file, {9, 2, COLOR_RGB888, false}, 0).result, served ? 1 : 0);
+        EXPECT_EQ(decode_wbmp(kind, file, {9, 2, COLOR_RGB888}).result, served ? 1 : 0);
         for (const int32_t format : {2, 3, 4, 5, 6, 9, 14, 15, 17, 18, 19, -1, 100}) {
             for (const int32_t side : {9, 5}) {
-                const Decoded got = decode(kind, file, {side, side, format, false}, 0);
+                const RasterPicture got = decode_wbmp(kind, file, {side, side, format});
                 EXPECT_EQ(got.result, 0) << format;
-                EXPECT_EQ(got.pixels, Bytes(got.pixels.size(), 0x5B)) << format;
+                EXPECT_EQ(got.pixels, Bytes(got.pixels.size(), kUntouched)) << format;
             }
         }
     }
     Input input(Kind::kMemory, file);
     EXPECT_EQ(VORELBRIMI_DecodeWBMP(nullptr, input.session(), 9, 2), 0);
     EXPECT_EQ(VORELBRIMI_DecodeWBMP(input.session(), nullptr, 9, 2), 0);
-}
-
-TEST(WbmpTolerance, EveryByteSetToFourValuesStaysInside) {
-    LogCapture log;
-    const Bytes file = wbmp(130, 3, Bytes(51, 0xA5));
-    for (size_t at = 0; at < file.size(); ++at) {
-        for (const int value : {0x00, 0x7F, 0x80, 0xFF}) {
-            Bytes bytes = file;
-            bytes[at] = static_cast<uint8_t>(value);
-            const WbmpTarget target = {37, 5, COLOR_RGB565, false};
-            const Decoded memory = decode(Kind::kMemory, bytes, target, 0),
-                          path = decode(Kind::kPath, bytes, target, 0);
-            EXPECT_EQ(memory.result, path.result) << at << " = " << value;
-            EXPECT_EQ(memory.pixels, path.pixels) << at << " = " << value;
-        }
-    }
-    EXPECT_TRUE(log.take().empty()) << "nothing here logs";
-}
-
-TEST(WbmpResources, AllocationFailuresAndBoundedMemory) {
-    const Bytes file = wbmp(200, 100, Bytes(25 * 100, 0xA5));
-    TempFile on_disk(file);
-    for (const int32_t side : {300, 10}) {
-        Bytes expected;
-        const size_t allocations = with_each_allocation_failing([&](CountingAllocator &allocator) {
-            SessionGuard session(VORELBRIM_CreateDecInfo(0, on_disk.path(), 0, COLOR_RGB565, 0));
-            if (!session) return;
-            Bytes out(static_cast<size_t>(side * side * 2));
-            const size_t before = allocator.live_blocks();
-            const int32_t result = VORELBRIMI_DecodeWBMP(session.get(), out.data(), side, side);
-            EXPECT_EQ(result, allocator.failed() ? 0 : 1);
-            EXPECT_EQ(allocator.live_blocks(), before);
-            EXPECT_LT(allocator.peak_bytes(), size_t{8} << 10);
-            if (result) EXPECT_EQ(session->ioInfo->source, nullptr) << "the row buffer is gone from the path's place";
-        });
-        EXPECT_GE(allocations, side == 300 ? 4u : 5u);
-    }
 }
 
 TEST(WbmpIntegers, PackingAndFolding) {

@@ -6,17 +6,18 @@
 #include <nlohmann/json.hpp>
 
 #include "fixture.h"
+#include "png/images.h"
 #include "run_tool.h"
 
 namespace vorel_tests {
 namespace {
 
-// Noise in vertical runs: rows and columns all differ.
-Pixels picture(int width, int height) {
-    Pixels pixels = {width, height, Bytes(static_cast<size_t>(width * height * 3))};
-    uint32_t state = 9;
-    for (uint8_t &byte : pixels.rgb) byte = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
-    return pixels;
+Bytes png_of(int width, int height, bool interlaced = false) {
+    vorel::test::PngSpec spec;
+    spec.width = width;
+    spec.height = height;
+    spec.interlaced = interlaced;
+    return vorel::test::make_png(spec);
 }
 
 // Every sample-th pixel of a rectangle. Of a picture that is not interlaced the last row that there is follows its
@@ -39,12 +40,13 @@ Pixels cut(const Pixels &whole, int x, int y, int width, int height, int sample,
 class RegionTool : public ToolFixture {
   protected:
     void SetUp() override {
-        folder.put("picture.png", make_png(whole, false));
-        folder.put("interlaced.png", make_png(whole, true));
+        folder.put("picture.png", png_of(301, 530));
+        folder.put("interlaced.png", png_of(301, 530, true));
+        whole = read_png(folder.path("picture.png"));
         folder.put("photo.jpg", make_jpeg(64, 48, 3));
     }
 
-    const Pixels whole = picture(301, 530);
+    Pixels whole;
 };
 
 TEST_F(RegionTool, ARegionIsACutOfTheWhole) {
@@ -114,7 +116,7 @@ TEST_F(RegionTool, TilesPutTogetherAreTheWhole) {
     }
     // An empty folder may be there; a thin picture ends before its height is nothing.
     std::filesystem::create_directory(folder.path("empty"));
-    folder.put("thin.png", make_png(picture(100, 2), false));
+    folder.put("thin.png", png_of(100, 2));
     expect_ok({"tiles", "thin.png", "empty/", "--tile", "16"});
     EXPECT_TRUE(std::filesystem::exists(folder.path("empty/2/3_0.png")));
     EXPECT_FALSE(std::filesystem::exists(folder.path("empty/4")));
@@ -156,7 +158,7 @@ TEST_F(RegionTool, WhatCannotBeDoneLeavesEverythingAsItWas) {
 }
 
 TEST_F(RegionTool, TilesShowABarAndCanBeInterrupted) {
-    folder.put("large.png", make_png(picture(900, 1200), false));  // 5600 tiles
+    folder.put("large.png", png_of(900, 1200));  // 5600 tiles
     const auto before = folder.snapshot();
     const ToolRun run = folder.run_until({"tiles", "large.png", "new", "--tile", "16"}, "%");
     if (!run.has_terminal) GTEST_SKIP() << "no terminal";

@@ -168,38 +168,15 @@ Bytes make_jpeg(int width, int height, int components) {
     return bytes;
 }
 
-// White where x + y is a multiple of 3. Sides below 128.
-Bytes make_wbmp(int width, int height) {
-    Bytes bytes = {0, 0, static_cast<uint8_t>(width), static_cast<uint8_t>(height)};
-    for (int y = 0; y < height; ++y) {
-        Bytes row(static_cast<size_t>(width + 7) / 8);
-        for (int x = 0; x < width; ++x)
-            if ((x + y) % 3 == 0) row[static_cast<size_t>(x) / 8] |= static_cast<uint8_t>(0x80 >> x % 8);
-        bytes.insert(bytes.end(), row.begin(), row.end());
-    }
-    return bytes;
-}
-
-namespace {
-
-Pixels read_png_as(const std::string &path, png_uint_32 format) {
+Pixels read_png(const std::string &path, bool alpha) {
     png_image image;
     std::memset(&image, 0, sizeof image);
     image.version = PNG_IMAGE_VERSION;
-    Pixels pixels;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return pixels;
-    image.format = format;
-    pixels.width = static_cast<int>(image.width);
-    pixels.height = static_cast<int>(image.height);
-    pixels.rgb.resize(PNG_IMAGE_SIZE(image));
-    if (!png_image_finish_read(&image, nullptr, pixels.rgb.data(), 0, nullptr)) return Pixels();
-    return pixels;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) return {};
+    image.format = alpha ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
+    Pixels pixels = {static_cast<int>(image.width), static_cast<int>(image.height), Bytes(PNG_IMAGE_SIZE(image))};
+    return png_image_finish_read(&image, nullptr, pixels.rgb.data(), 0, nullptr) ? pixels : Pixels();
 }
-
-}  // namespace
-
-Pixels read_png(const std::string &path) { return read_png_as(path, PNG_FORMAT_RGB); }
-Pixels read_png_with_alpha(const std::string &path) { return read_png_as(path, PNG_FORMAT_RGBA); }
 
 Pixels read_ppm(const Bytes &bytes) {
     Pixels pixels;
@@ -208,29 +185,6 @@ Pixels read_ppm(const Bytes &bytes) {
     if (std::sscanf(text.c_str(), "P6\n%d %d\n255%n", &pixels.width, &pixels.height, &header) == 2)
         pixels.rgb.assign(bytes.begin() + header + 1, bytes.end());
     return pixels;
-}
-
-Bytes make_png(const Pixels &pixels, bool interlaced) {
-    Bytes file;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    png_set_write_fn(
-        png, &file,
-        [](png_structp writer, png_bytep bytes, size_t count) {
-            auto *out = static_cast<Bytes *>(png_get_io_ptr(writer));
-            out->insert(out->end(), bytes, bytes + count);
-        },
-        nullptr);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(pixels.width), static_cast<png_uint_32>(pixels.height), 8,
-                 PNG_COLOR_TYPE_RGB, interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    std::vector<png_bytep> rows;
-    for (int y = 0; y < pixels.height; ++y)
-        rows.push_back(const_cast<png_bytep>(pixels.rgb.data()) + static_cast<ptrdiff_t>(y) * pixels.width * 3);
-    png_set_rows(png, info, rows.data());
-    png_write_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
-    png_destroy_write_struct(&png, &info);
-    return file;
 }
 
 }  // namespace vorel_tests

@@ -42,16 +42,12 @@ class ScratchFolder {
 
 // A smooth picture in colour (components 3) or gray (1), sampled 4:4:4.
 Bytes make_jpeg(int width, int height, int components);
-Bytes make_wbmp(int width, int height);
-
 struct Pixels {
     int width = 0, height = 0;
     Bytes rgb;
 };
-Pixels read_png(const std::string &path);
-// With four bytes a pixel.
-Pixels read_png_with_alpha(const std::string &path);
-Bytes make_png(const Pixels &pixels, bool interlaced);
+// With three bytes a pixel, or four.
+Pixels read_png(const std::string &path, bool alpha = false);
 Pixels read_ppm(const Bytes &bytes);
 
 }  // namespace vorel_tests

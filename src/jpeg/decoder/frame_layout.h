@@ -62,7 +62,7 @@ struct FrameLayout {
 // What SOS says, and the restart interval that holds for its scan.
 struct ScanHeader {
     uint16_t compsInScan;
-    uint8_t component[kMaxComponents];         // index in the frame
+    uint8_t component[kMaxComponents];  // index in the frame
     uint8_t dc_table[kMaxComponents], ac_table[kMaxComponents];
     int32_t Ss, Se, Ah, Al;
     uint32_t restartInterval;
@@ -77,9 +77,9 @@ struct HeaderState {
     QuantTable *quantTables[4];
     RawHuffTable *huffDc[4], *huffAc[4];
     int32_t raw_tables;
-    uint32_t restartInterval;                  // of the last DRI, in MCUs
+    uint32_t restartInterval;  // of the last DRI, in MCUs
     uint32_t scanNumber;
-    uint32_t scanRestartInterval[kMaxScans];   // of progressive scans
+    uint32_t scanRestartInterval[kMaxScans];  // of progressive scans
     ScanHeader scan;
 };
 

@@ -33,9 +33,9 @@ struct OutputState {
     OutputPlanes planes;
     uint32_t outputRow;         // rows of the output picture produced so far, those above the window included
     uint32_t outputRowCounter;  // rows stored so far
-    int32_t scaled_row;    // next row of the scaled picture
-    int32_t next_row;      // output row whose source rows are looked for
-    bool first_half_done;  // of its sums: the row at a quarter of its footprint
+    int32_t scaled_row;         // next row of the scaled picture
+    int32_t next_row;           // output row whose source rows are looked for
+    bool first_half_done;       // of its sums: the row at a quarter of its footprint
     uint32_t *accumulatorA, *accumulatorB;
     uint32_t *packed_row;                     // one source row of the resampler
     uint16_t *column_a, *column_b, *centres;  // source columns of every stored output column

@@ -37,6 +37,15 @@ bool walks_over_coefficients(const JpegInfo *info) {
            (info->decInfo->decOption & VOREL_OPTION_SKIP_TABLES);
 }
 
+// MCUs of a scan that lie in iMCU rows above the window. Whole restart intervals among them are passed over by their
+// markers, where a session asks for a window.
+uint64_t mcus_above_window(const JpegInfo *info, const ScanReader *scan) {
+    if (!info->decInfo->partialDecode || info->plan.imcu_output_rows == 0) return 0;
+    const uint64_t imcus = static_cast<uint64_t>(info->plan.rows.first / info->plan.imcu_output_rows);
+    const uint64_t per_imcu = scan->compsInScan == 1 ? scan->components[0].component->vSampling : 1;
+    return imcus * per_imcu * scan->mcusPerRow;
+}
+
 }  // namespace
 
 bool set_up_scan(JpegInfo *info, ScanReader *scan) {
@@ -44,6 +53,7 @@ bool set_up_scan(JpegInfo *info, ScanReader *scan) {
         if (!plan_multipliers(info, &info->frame->components[info->header.scan.component[i]])) return false;
     }
     if (!start_scan(scan, info->frame, &info->header, walks_over_coefficients(info))) return false;
+    scan->mcus_to_pass = mcus_above_window(info, scan);
     uint8_t keep[kMaxBlocksInMcu];
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         keep[b] = info->plan.components[scan->components[scan->mcuMembership[b]].component->index].keep;

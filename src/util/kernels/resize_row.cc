@@ -6,8 +6,8 @@
 #include <cstring>
 #include <type_traits>
 
-#include "util/kernels/prefetch.h"
 #include "util/kernels/internal.h"
+#include "util/kernels/prefetch.h"
 
 namespace vorel {
 namespace {

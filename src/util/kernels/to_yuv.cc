@@ -2,8 +2,8 @@
 #ifndef VOREL_TO_YUV_SCALAR
 #define VOREL_TO_YUV_SCALAR
 
-#include "util/kernels/prefetch.h"
 #include "util/kernels/internal.h"
+#include "util/kernels/prefetch.h"
 
 namespace vorel {
 namespace {

@@ -1,10 +1,13 @@
 // The exported row steps, for programs with loops of their own.
+#include <climits>
 #include <memory>
+#include <set>
 
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/counting_allocator.h"
+#include "support/log_capture.h"
 
 namespace vorel::test {
 namespace {
@@ -111,7 +114,8 @@ TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
             const Bytes expected = {samples[x], samples[x], samples[x], 255};
             for (OpenRecord *record : {&gray, &rgb, &cmyk}) {
                 const Bytes pixels = record->pixels();
-                ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * x)));
+                ASSERT_TRUE(
+                    std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * x)));
             }
         }
     }
@@ -127,6 +131,72 @@ TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
     };
     EXPECT_EQ(first_pixel(BRIMJ_DoYcbcrToRgb), 100);
     EXPECT_EQ(first_pixel(BRIMJ_DoFastYcbcrToRgb), 0);
+    // Rows of a record whose chroma rows have half the width, which a function for RGB takes as they are.
+    OpenRecord shared(turbo_picture(picture(96, 32, 2)), COLOR_RGBA8888, 96, 32);
+    GuardBuffer luma(samples), half(Bytes(48, 77));
+    uint8_t *luma_rows[2] = {luma.data(), luma.data()}, *half_rows[2] = {half.data(), half.data()};
+    uint8_t **rows[3] = {luma_rows, half_rows, half_rows};
+    BRIMJ_DoRgbConvert(shared.get(), rows, 2);
+    const Bytes pixels = shared.pixels();
+    for (size_t i = 0; i < 2 * 96; ++i) {
+        const Bytes expected = {samples[i % 96], 77, 77, 255};
+        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * i))) << i;
+    }
+    // A doubling function doubles, also where the record plans no doubling.
+    OpenRecord even(jpeg, COLOR_RGBA8888, 96, 32);
+    JpegComponent component = even.get()->frame->components[1];
+    GuardBuffer narrow(Bytes(samples.begin(), samples.begin() + 48)), wide(96);
+    uint8_t *from[1] = {narrow.data()}, *to[1] = {wide.data()}, **doubled = to;
+    BRIMJ_DoH2V1Upsample(&component, even.get(), from, &doubled);
+    for (size_t x = 0; x < 96; ++x) ASSERT_EQ(wide.data()[x], samples[x / 2]) << x;
+    // No code is longer than 16 bits, nor shorter than one.
+    DerivedTable *table = shared.scan()->entropy.blockAc[0];
+    const auto symbol = [&](int32_t least) {
+        BitState state = {shared.get(), nullptr, 0, 0, 0};
+        return BRIMJ_DecodeHuffMan(&state, 0xAAAAAAAA, 32, table, least);
+    };
+    EXPECT_EQ(symbol(1), 0x00) << "1010 ends a block";
+    for (const int32_t least : {0, -3, INT32_MIN}) EXPECT_EQ(symbol(least), symbol(1));
+    for (const int32_t least : {17, 40, INT32_MAX}) EXPECT_EQ(symbol(least), symbol(16));
+}
+
+// In a region's session an MCU of one block is as wide as its samples reach, whatever the picture's width.
+TEST(JpegRowSteps, WidthsOfMcus) {
+    for (const int width : {16, 33, 128, 256}) {
+        PictureSpec spec = picture(width, 32, 2);
+        for (const Scans scans : {Scans::kInterleaved, Scans::kOnePerComponent}) {
+            spec.scans = scans;
+            OpenRecord record(turbo_picture(spec), COLOR_RGBA8888, width, 32);
+            EXPECT_EQ(BRIMJ_GetMcuSampleWidth(record.get()), 16);
+            record.get()->isRegion = 1;
+            EXPECT_EQ(BRIMJ_GetMcuSampleWidth(record.get()), scans == Scans::kInterleaved ? 16 : 8) << width;
+        }
+    }
+}
+
+// Each reason for which a header is refused has a line of its own.
+TEST(JpegRowSteps, HeaderRefusalsDiffer) {
+    const Bytes jpeg = turbo_picture(picture(32, 32, 1));
+    const size_t sos = find_marker(jpeg, 0xDA), sof = find_marker(jpeg, 0xC0);
+    const auto without_all = [&jpeg](int code) {
+        Bytes out = jpeg;
+        for (size_t at; (at = find_marker(out, code)) < find_marker(out, 0xDA);) out = without_segment(out, at);
+        return out;
+    };
+    Bytes two = jpeg, many = jpeg;
+    two[sof + 9] = 2;
+    two[sof + 3] = 14;
+    many[sos + 4] = 5;
+    std::set<std::string> lines;
+    for (const Bytes &bad : {without(jpeg, 1, jpeg.size()), without(jpeg, sos, jpeg.size()),
+                             without(two, sof + 16, sof + 19), many, without_all(0xC4), without_all(0xDB)}) {
+        LogCapture log;
+        EXPECT_EQ(decode(bad, {.width = 32, .height = 32}).result, 0);
+        for (const LogLine &line : log.take()) {
+            if (line.text.find("BRIMJ_ParseHeader") != std::string::npos) lines.insert(line.text);
+        }
+    }
+    EXPECT_EQ(lines.size(), 6u);
 }
 
 struct Progress {
@@ -155,6 +225,26 @@ TEST(JpegRowSteps, ProgressIsReckonedByTheRowsThatACropKeeps) {
     }
 }
 
+// An end in the last rows leaves a gray tail, also where a window shows that tail alone.
+TEST(JpegRowSteps, AWindowOfAGrayTailIsItsCut) {
+    const Bytes jpeg = turbo_picture(picture(64, 64, 2));
+    const Bytes cut = without(jpeg, scan_data(jpeg) + (jpeg.size() - scan_data(jpeg)) * 6 / 10, jpeg.size());
+    for (const int height : {64, 20, 19, 70}) {
+        const uint32_t fit = VOREL_OPTION_FIT_STRETCH;
+        DecodeSpec spec{.format = COLOR_RGBA8888, .width = 20, .height = height, .options = fit};
+        const Decoded whole = decode(cut, spec);
+        EXPECT_EQ(whole.result, height <= 20) << height;
+        spec.window_y = static_cast<uint32_t>(height) * 3 / 5;
+        spec.window_width = 20;
+        spec.window_height = static_cast<uint32_t>(height) - spec.window_y;
+        const Decoded window = decode(cut, spec);
+        EXPECT_EQ(window.result, whole.result) << height;
+        if (!whole.result) continue;
+        const auto from = whole.pixels.begin() + static_cast<ptrdiff_t>(spec.window_y) * 20 * 4;
+        EXPECT_TRUE(std::equal(from, whole.pixels.end(), window.pixels.begin())) << height;
+    }
+}
+
 // What a decode leaves in its session, and what the next one of that session makes of it.
 TEST(JpegRowSteps, SessionsMayDecodeAgain) {
     PictureSpec separate = picture(640, 600, 2);
@@ -169,9 +259,12 @@ TEST(JpegRowSteps, SessionsMayDecodeAgain) {
     EXPECT_EQ(session->partialHeight, 0u) << "the next decode is not one of a window";
     // Another picture in the same session: its chroma has kernels of its own again.
     IoInfo *first = session->ioInfo;
-    session->ioInfo = VORELBRIM_Open_IO(1, const_cast<uint8_t *>(interleaved.data()),
-                                        static_cast<int32_t>(interleaved.size()));
+    session->ioInfo =
+        VORELBRIM_Open_IO(1, const_cast<uint8_t *>(interleaved.data()), static_cast<int32_t>(interleaved.size()));
+    static int32_t while_running;
+    session->checkFn = [](DecInfo *running, uint32_t) { return while_running = running->decodeResult, 1; };
     ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 300), 1);
+    EXPECT_EQ(while_running, -1);
     const DecodeSpec spec{.format = COLOR_RGBA8888, .width = 320, .height = 300};
     EXPECT_TRUE(out.bytes() == decode(interleaved, spec).pixels);
     VORELBRIM_Close_IO(session->ioInfo);
@@ -210,8 +303,38 @@ TEST(JpegRowSteps, StepsOfSetUpMayBeRepeated) {
         record.scan()->streamBuffer->available = static_cast<int32_t>(jpeg.size());
         EXPECT_EQ(BRIMJ_ParseHeader(record.get(), nullptr), 200);
         EXPECT_EQ(allocator.live_blocks(), blocks);
+        OpenRecord small(jpeg, COLOR_RGBA8888, 60, 50, Kind::kMemory, VOREL_OPTION_FIT_STRETCH);
+        const size_t with_small = allocator.live_blocks();
+        GuardBuffer out(60 * 50 * 4);
+        FrameRequest request = {0, 0, out.data(), 60, 50};
+        EXPECT_EQ(BRIMJ_PostInitialize(small.session(), nullptr, &request, small.get()), small.get());
+        EXPECT_EQ(allocator.live_blocks(), with_small);
     }
     EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+// The stream may be read by hand between rows: it goes on where the rows ended, over blocks of a file too.
+TEST(JpegRowSteps, MarkersMayBeReadBetweenRows) {
+    PictureSpec spec = picture(320, 320, 1);
+    spec.noise = 120;
+    const Bytes jpeg = turbo_picture(spec);
+    ASSERT_GT(jpeg.size(), 3u * 16384);
+    for (int step = 0; step < 3; ++step) {
+        OpenRecord record(jpeg, COLOR_RGBA8888, 320, 320, Kind::kPath);
+        uint32_t done = 0;
+        ASSERT_EQ(BRIMJ_ProcessData(record.get(), record.rows(), &done, 8), 100);
+        const EntropyPosition behind = tell(record.scan());
+        int32_t status;
+        BitState bits = {record.get(), nullptr, 0, 0, 0};
+        if (step == 0) EXPECT_EQ(BRIMJ_NextRestartMarker(record.get()), 1);
+        if (step == 1) EXPECT_EQ(BRIMJ_ParseNextMarker(record.get(), &status), 0xD9);
+        if (step == 2) EXPECT_EQ(BRIMJ_ReadBits(&bits, 0, 0, 25), 1);
+        if (step == 0) EXPECT_EQ(record.scan()->entropy.unreadMarker, 0xD9u);
+        if (step == 2) EXPECT_LE(stream_position(record.scan()->streamBuffer) - behind.next, 8);
+        if (step == 2) EXPECT_GT(stream_position(record.scan()->streamBuffer), behind.next);
+        EXPECT_NE(BRIMJ_ProcessData(record.get(), record.rows(), &done, 320), 0);
+        EXPECT_GE(tell(record.scan()).next, behind.next);
+    }
 }
 
 // The entries for JPEG alone decode what the session does.
@@ -241,7 +364,8 @@ TEST(JpegEntries, TwinsDecodeAlike) {
                   1);
         EXPECT_EQ(width, 96);
         EXPECT_EQ(height, 80);
-        DecInfo *session = getExif(by_file ? static_cast<const void *>(file.path()) : jpeg.data(), by_file ? 0 : length);
+        DecInfo *session =
+            getExif(by_file ? static_cast<const void *>(file.path()) : jpeg.data(), by_file ? 0 : length);
         ASSERT_TRUE(session);
         EXPECT_EQ(session->imageWidth, 96u);
         EXPECT_EQ(session->outWidth, 12u);

@@ -120,6 +120,7 @@ extern "C" {
 // stream buffer.
 int32_t BRIMJ_ReadBits(BitState *bitState, uint32_t bitBuffer, int32_t bitCount, int32_t needed) {
     ScanReader *scan = &bitState->jpegInfo->scan;
+    close_window(scan);
     BitReader reader(scan);
     reader.set(bitBuffer, bitCount);
     const Fill result = reader.fill(needed);
@@ -134,6 +135,7 @@ int32_t BRIMJ_ReadBits(BitState *bitState, uint32_t bitBuffer, int32_t bitCount,
 int32_t BRIMJ_DecodeHuffMan(BitState *bitState, uint32_t bitBuffer, int32_t bitCount, DerivedTable *table,
                             int32_t minimumBits) {
     ScanReader *scan = &bitState->jpegInfo->scan;
+    close_window(scan);
     BitReader reader(scan);
     reader.set(bitBuffer, bitCount);
     // No code is longer than 16 bits, nor shorter than one.

@@ -124,8 +124,8 @@ void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
             const int32_t used = code.length + size;
             const uint32_t value = pack_value(used, run + 1, value_ahead(ahead, kAcLookBits, code.length, size));
             const uint32_t rest = ahead << (16 - kAcLookBits + used) & 0xFFFF;
-            const bool ends = end_bits && used + static_cast<int32_t>(end_bits) <= kAcLookBits &&
-                              rest >> (16 - end_bits) == end_code;
+            const bool ends =
+                end_bits && used + static_cast<int32_t>(end_bits) <= kAcLookBits && rest >> (16 - end_bits) == end_code;
             entries[ahead] = ends ? value + end_bits + kEntryEndsBlock : value;
         } else {
             entries[ahead] = pack_special(kEntryLongValue, code.length, run, static_cast<uint32_t>(size));

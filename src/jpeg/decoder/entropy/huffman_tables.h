@@ -29,7 +29,8 @@ constexpr int kKeepDc = 1;
 // Look-ups of the fast path, one symbol with its value bits each. An entry, from the low end:
 //   6 bits  bits to consume
 //   2 bits  kind, see below
-//   value:      5 bits of run + 1 (AC), a bit that an end of block behind it is taken in, 2 bits free, then the value as 16
+//   value:      5 bits of run + 1 (AC), a bit that an end of block behind it is taken in, 2 bits free, then the value
+//   as 16
 //               signed bits; never 0 for AC
 //   long value: 4 bits size, 4 bits run; code bits are to be consumed, the value follows
 // An AC entry is a value exactly when its upper half is not 0.

@@ -67,8 +67,8 @@ int32_t kept_coefficients(const EntropyDecoder &entropy, McuMode mode, int block
 // Which component of the scan a block belongs to.
 int scan_component(const ScanReader *scan, int block) { return static_cast<int>(scan->mcuMembership[block]); }
 
-// What became of one MCU. A failure leaves reservoir and predictors as they were, and so does an input that gives nothing
-// though it is not at its end; a DC value out of range fails the MCU after all its bits were read.
+// What became of one MCU. A failure leaves reservoir and predictors as they were, and so does an input that gives
+// nothing though it is not at its end; a DC value out of range fails the MCU after all its bits were read.
 enum class Mcu : uint8_t { kDecoded, kStopped, kFailed, kOutOfRange };
 
 Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, uint8_t *last) {
@@ -175,9 +175,7 @@ int run_fast(Stretch *stretch, RunFn run, const RunPlan &plan, int32_t mcus) {
 }
 
 // Walks over coefficients are made when a mode first walks, where set-up has not done so.
-bool can_run(ScanReader *scan, McuMode mode) {
-    return scan->window && (mode == McuMode::kFull || prepare_walks(scan));
-}
+bool can_run(ScanReader *scan, McuMode mode) { return scan->window && (mode == McuMode::kFull || prepare_walks(scan)); }
 
 }  // namespace
 

@@ -101,9 +101,15 @@ using namespace vorel;
 
 extern "C" {
 
-int32_t BRIMJ_NextRestartMarker(JpegInfo *info) { return next_restart_marker(&info->scan); }
+int32_t BRIMJ_NextRestartMarker(JpegInfo *info) {
+    close_window(&info->scan);
+    return next_restart_marker(&info->scan);
+}
 
-int32_t BRIMJ_ResyncToRST(JpegInfo *info, int32_t expected) { return resync(&info->scan, expected); }
+int32_t BRIMJ_ResyncToRST(JpegInfo *info, int32_t expected) {
+    close_window(&info->scan);
+    return resync(&info->scan, expected);
+}
 
 int32_t BRIMJ_ProcessRestartMarker(JpegInfo *info) { return process_restart(&info->scan); }
 

@@ -1,10 +1,10 @@
 // Entropy decoding of one baseline scan, MCU by MCU (T.81 F.2.2), and restart handling (T.81 E.2.4). A reader knows its
 // scan, its tables and where it stands in the stream; it knows nothing of sessions, output sizes or rows.
 //
-// Two paths give the same coefficients and the same positions. The plain path (bit_reader.h) reads byte by byte from the
-// stream buffer and knows every way in which a stream can end. The fast path (entropy_window.h) reads from an unstuffed
-// copy of the bytes ahead, through a 64-bit reservoir and look-ups that give whole symbols; it hands over to the plain
-// path wherever the stream is not plain data.
+// Two paths give the same coefficients and the same positions. The plain path (bit_reader.h) reads byte by byte from
+// the stream buffer and knows every way in which a stream can end. The fast path (entropy_window.h) reads from an
+// unstuffed copy of the bytes ahead, through a 64-bit reservoir and look-ups that give whole symbols; it hands over to
+// the plain path wherever the stream is not plain data.
 #pragma once
 
 #include <vorel/jpeg_decoder.h>
@@ -18,19 +18,19 @@ struct EntropyWindow;
 struct RunPlan;
 
 // Where a reader stands: all that is needed to go on from there. Canonical: it depends on the bit that comes next and
-// on what was decoded before, never on the path, the kind of input or how far anybody has read ahead. It stands behind a
-// due restart and before the first bit of an MCU when begin_mcu was called.
+// on what was decoded before, never on the path, the kind of input or how far anybody has read ahead. It stands behind
+// a due restart and before the first bit of an MCU when begin_mcu was called.
 struct EntropyPosition {
-    int32_t next;           // position in the input of the first byte of which no bit was used
-    uint8_t bits;           // unused bits of the byte before it, right-aligned, above them zeros
-    uint8_t bit_count;      // how many, 0 to 7
-    uint8_t next_restart;   // number of the restart marker that is expected, 0 to 7
-    bool out_of_data;       // the data ended at a marker: MCUs are zero up to the next restart
-    uint32_t marker;        // the marker met ahead of its turn, only with out_of_data; else 0
-    uint32_t eob_run;       // progressive scans: bands that are still to be left alone (T.81 G.1.2.2)
+    int32_t next;          // position in the input of the first byte of which no bit was used
+    uint8_t bits;          // unused bits of the byte before it, right-aligned, above them zeros
+    uint8_t bit_count;     // how many, 0 to 7
+    uint8_t next_restart;  // number of the restart marker that is expected, 0 to 7
+    bool out_of_data;      // the data ended at a marker: MCUs are zero up to the next restart
+    uint32_t marker;       // the marker met ahead of its turn, only with out_of_data; else 0
+    uint32_t eob_run;      // progressive scans: bands that are still to be left alone (T.81 G.1.2.2)
     uint32_t restarts_to_go;
     int32_t last_dc[kMaxComponents];
-    uint64_t mcus_done;     // MCUs of the scan before this one
+    uint64_t mcus_done;  // MCUs of the scan before this one
 };
 
 }  // namespace vorel
@@ -83,8 +83,8 @@ struct ScanReader {
     } sos;
 
     EntropyDecoder entropy;
-    uint64_t mcus_done;       // MCUs that are decoded or passed over
-    uint64_t mcus_to_pass;    // below this number whole restart intervals are passed over by their markers alone
+    uint64_t mcus_done;     // MCUs that are decoded or passed over
+    uint64_t mcus_to_pass;  // below this number whole restart intervals are passed over by their markers alone
     uint32_t discardedBytes;
 
     // The fast path: null where only the plain one runs.

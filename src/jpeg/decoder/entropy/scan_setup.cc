@@ -39,7 +39,8 @@ bool shape_interleaved(ScanReader *scan, const FrameLayout *frame) {
         at->lastColWidth = remainder_or_whole(at->component->widthInBlocks, at->mcuWidth);
         at->lastRowHeight = remainder_or_whole(at->component->heightInBlocks, at->mcuHeight);
         if (scan->blocksInMcu + at->mcuBlocks > kMaxBlocksInMcu) return false;
-        for (uint32_t b = 0; b < at->mcuBlocks; ++b) scan->mcuMembership[scan->blocksInMcu++] = static_cast<uint32_t>(i);
+        for (uint32_t b = 0; b < at->mcuBlocks; ++b)
+            scan->mcuMembership[scan->blocksInMcu++] = static_cast<uint32_t>(i);
     }
     return true;
 }
@@ -134,13 +135,18 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     }
     discard(scan);
     scan->mcus_done = 0;
-    if (!derive_tables(scan, frame, header)) return false;
+    if (!derive_tables(scan, frame, header)) {
+        // The look-ups of a table that was derived again are gone.
+        release_fast_path(scan);
+        return false;
+    }
     const uint64_t blocks = uint64_t{scan->mcusPerRow} * scan->mcuRows * scan->blocksInMcu;
     if (frame->progressive || blocks < kFastPathBlocks || !fast_path_allowed()) {
         release_fast_path(scan);
         return true;
     }
     if (prepare_fast_path(scan) && (!walks || prepare_walks(scan))) return true;
+    release_fast_path(scan);
     set_error(kErrorOutOfMemory);
     return false;
 }

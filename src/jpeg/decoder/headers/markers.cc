@@ -109,7 +109,8 @@ Segment read_frame(const MarkerParser &p, bool progressive) {
         component->quantTableIndex = bytes[2];
         consume(stream, 3);
         if (component->hSampling < 1 || component->hSampling > 4 || component->vSampling < 1 ||
-            component->vSampling > 4) FAIL_SEGMENT(", h : %d, v : %d", static_cast<int>(component->hSampling),
+            component->vSampling > 4)
+            FAIL_SEGMENT(", h : %d, v : %d", static_cast<int>(component->hSampling),
                          static_cast<int>(component->vSampling));
     }
     p.frame->progressive = progressive;
@@ -131,7 +132,7 @@ RawHuffTable *huffman_slot(const MarkerParser &p, int32_t index) {
             return nullptr;
         }
         *slot = os_allocate_array<RawHuffTable>(1);
-            if (!*slot) {
+        if (!*slot) {
             set_error(kErrorOutOfMemory);
             TRACE_MARKER("");
             return nullptr;
@@ -242,14 +243,16 @@ Segment read_scan(const MarkerParser &p) {
     const int32_t length = big_endian_16(unread(stream));
     const int32_t count = unread(stream)[2];
     consume(stream, 3);
-    if (count < 1 || count > kMaxComponents || length != 2 * (count + 3)) FAIL_SEGMENT(", length : %d, compInScan : %d", length, count);
+    if (count < 1 || count > kMaxComponents || length != 2 * (count + 3))
+        FAIL_SEGMENT(", length : %d, compInScan : %d", length, count);
     if (!ensure_bytes(stream, 2 * count + 3)) FAIL_SEGMENT("");
     const uint8_t *bytes = unread(stream);
     JpegComponent *scan[kMaxComponents] = {};
     for (int32_t i = 0; i < count; ++i) {
         const int32_t id = bytes[2 * i];
         JpegComponent *component = component_by_id(p, id);
-        if (!component || std::find(scan, scan + i, component) != scan + i) FAIL_SEGMENT(", compId : %d, id : %d, no : %d", id, component ? static_cast<int>(component->id) : -1,
+        if (!component || std::find(scan, scan + i, component) != scan + i)
+            FAIL_SEGMENT(", compId : %d, id : %d, no : %d", id, component ? static_cast<int>(component->id) : -1,
                          static_cast<int>(p.frame->numComponents));
         scan[i] = component;
     }
@@ -450,21 +453,23 @@ using namespace vorel;
 extern "C" {
 
 int32_t BRIMJ_ParseNextMarker(JpegInfo *info, int32_t *outStatus) {
+    close_window(&info->scan);
     return parse_to_scan(parser_of(info), outStatus);
 }
 
 int32_t BRIMJ_ParseHeader(JpegInfo *info, void *) {
-#define FAIL_HEADER()                                                \
-    do {                                                             \
-        VOREL_LOG(kTagJpegStat, "[%s:%d]\n", __func__, __LINE__);    \
-        return kStepFailed;                                          \
+#define FAIL_HEADER()                                             \
+    do {                                                          \
+        VOREL_LOG(kTagJpegStat, "[%s:%d]\n", __func__, __LINE__); \
+        return kStepFailed;                                       \
     } while (0)
+    close_window(&info->scan);
     release_header(&info->header);
     info->own_frame = {};
     info->frame = &info->own_frame;
     info->header.adobeTransform = 1;
     const MarkerParser parser = parser_of(info);
-    if (!parser.stream) FAIL_HEADER();
+    if (!parser.stream || !parser.io) FAIL_HEADER();
     if (parser.io->kind != kIoOwnedMemory) {
         if (!find_soi(parser.stream)) FAIL_HEADER();
         info->decInfo->imageType = VOREL_IMAGE_JPEG;

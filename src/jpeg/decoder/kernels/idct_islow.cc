@@ -296,8 +296,8 @@ inline void look_up_columns(D d, const Rows<D> &columns, const uint8_t *range_li
     alignas(64) uint16_t index[hn::MaxLanes(D())];
     for (int y = 0; y < 8; ++y) {
         const auto clamped = hn::Min(hn::Max(rows.v[y], hn::Set(d, -512)), hn::Set(d, 511));
-        hn::Store(hn::BitCast(hn::RebindToUnsigned<D>(), hn::And(clamped, hn::Set(d, 0x3FF))), hn::RebindToUnsigned<D>(),
-                  index);
+        hn::Store(hn::BitCast(hn::RebindToUnsigned<D>(), hn::And(clamped, hn::Set(d, 0x3FF))),
+                  hn::RebindToUnsigned<D>(), index);
         uint8_t *row = out + y * stride_bytes;
         for (size_t x = 0; x < hn::MaxLanes(d); ++x) row[x] = range_limit[index[x]];
     }

@@ -108,7 +108,8 @@ bool wants_joint_chroma(const JpegInfo *info) {
     if (info->frame->maxH > 2 || info->frame->maxV > 2) return false;
     // Components that come in scans of their own have no MCU together.
     if (has_separate_scans(info)) return false;
-    return info->plan.scaleIndex == 1 || info->plan.scaleIndex == 2 || (info->plan.scaleIndex == 3 && info->frame->numComponents > 3);
+    return info->plan.scaleIndex == 1 || info->plan.scaleIndex == 2 ||
+           (info->plan.scaleIndex == 3 && info->frame->numComponents > 3);
 }
 
 IdctShape shape_of(int32_t width, int32_t height) {
@@ -201,8 +202,8 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     const bool full_size = out.width == image.width && out.height == image.height;
     const bool by_height = image.width * out.height > image.height * out.width;
     info->plan.scaleIndex = full_size   ? 0
-                       : by_height ? scale_index(image.height, out.height)
-                                   : scale_index(image.width, out.width);
+                            : by_height ? scale_index(image.height, out.height)
+                                        : scale_index(image.width, out.width);
     info->plan.scaleMultiplier = 1;
     apply_decode_mode(info);
 
@@ -244,13 +245,10 @@ int32_t checkOneToOne(int32_t w, int32_t h, int32_t targetW, int32_t targetH) {
 }
 
 int32_t BRIMJ_GetMcuSampleWidth(JpegInfo *info) {
-    // A region pass over single-block MCUs of a 3-component frame with half-width chroma has to reach the true width.
-    const bool single_block = info->scan.blocksInMcu == 1;
-    if (!info->isRegion || info->frame->numComponents != 3 || info->frame->maxH != 2 || !single_block || info->scan.mcusPerRow == 0) {
-        return info->frame->mcuWidth;
-    }
-    const int64_t across = (info->frame->imageWidth + info->frame->mcuWidth) / info->frame->mcuWidth * int64_t{info->frame->mcuWidth};
-    return static_cast<int32_t>(across / info->scan.mcusPerRow);
+    // In a region's session an MCU of one block is as wide as that block's samples reach.
+    const ScanReader &scan = info->scan;
+    if (!info->isRegion || scan.blocksInMcu != 1) return info->frame->mcuWidth;
+    return static_cast<int32_t>(kBlockSide * info->frame->maxH / scan.components[0].component->hSampling);
 }
 
 int32_t BRIMJ_GetMcuHeight(DecInfo *session) {

@@ -59,11 +59,11 @@ struct OutputPlan {
     // inside
     OutputWindow window;
     Resample resample;
-    SourceRange rows, columns;    // what the window needs of the scaled picture; columns are those of whole MCUs
-    int32_t imcu_output_rows;     // scaled rows and columns of a full MCU; 0 beyond 1/8, where they vary
+    SourceRange rows, columns;  // what the window needs of the scaled picture; columns are those of whole MCUs
+    int32_t imcu_output_rows;   // scaled rows and columns of a full MCU; 0 beyond 1/8, where they vary
     int32_t mcu_output_columns;
-    bool direct;                  // component rows go to the writers as they are
-    bool chroma_shared;           // and chroma has one sample for two pixels in them
+    bool direct;         // component rows go to the writers as they are
+    bool chroma_shared;  // and chroma has one sample for two pixels in them
     ComponentPlan components[kMaxComponents];
 };
 

@@ -24,7 +24,8 @@ void place_planes(OutputPlanes *planes, int32_t format, uint8_t *base, ptrdiff_t
     const ptrdiff_t column = layout.chroma == ChromaLayout::kPairs ? pair_x : layout.half_width ? x / 2 : x;
     const ptrdiff_t row = layout.half_height ? y / 2 : y;
     planes->outPlanes[1] = base + width * height + column + planes->chroma_bytes * row;
-    if (layout.chroma == ChromaLayout::kPlanes) planes->outPlanes[2] = planes->outPlanes[1] + planes->chroma_bytes * chroma_rows;
+    if (layout.chroma == ChromaLayout::kPlanes)
+        planes->outPlanes[2] = planes->outPlanes[1] + planes->chroma_bytes * chroma_rows;
 }
 
 // A picture of width x height pixels, turned, whose rectangle begins at (x, y) of rows of `stride` pixels.
@@ -90,7 +91,8 @@ void place_output(JpegInfo *info, const FrameRequest *request) {
         // A window that goes to the whole target's rows is handed in at its own first pixel.
         const int32_t w = placed_window ? info->plan.window.width : shown_w;
         const int32_t h = placed_window ? info->plan.window.height : shown_h;
-        place_pixels(&info->out.planes, info->plan.rotation, pixel_layout(info->plan.outColorFormat).pixel_bytes, base, stride, x, y, w, h);
+        place_pixels(&info->out.planes, info->plan.rotation, pixel_layout(info->plan.outColorFormat).pixel_bytes, base,
+                     stride, x, y, w, h);
     } else {
         // Planes are found from the whole target's rectangle. A window's own pairs go to whole pairs of the picture.
         int32_t pair_x = x;

@@ -131,6 +131,17 @@ void write_means(JpegInfo *info, ColorSpace color) {
     write_sums(info, color, out.accumulatorA, width);
 }
 
+// Rows above the window are produced too, though nothing of them is stored: how many the source rows so far make.
+void count_rows_above(JpegInfo *info, uint32_t end_row) {
+    OutputState &out = info->out;
+    const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
+    const int64_t last = info->plan.resample == Resample::kMean ? third_quarter(source) : middle(source);
+    while (out.outputRow < end_row && static_cast<int32_t>(out.outputRow) < info->plan.window.y &&
+           tap(last, source, height, out.outputRow) < out.scaled_row) {
+        ++out.outputRow;
+    }
+}
+
 void finish_row(OutputState *out) { out->outputRow = static_cast<uint32_t>(++out->next_row); }
 
 // True when the row has nothing more to give.
@@ -163,8 +174,7 @@ bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t 
     OutputState &out = info->out;
     const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
     uint8_t **picked = nullptr;
-    while (out.next_row < window_end(info) &&
-           tap(middle(source), source, height, out.next_row) == out.scaled_row) {
+    while (out.next_row < window_end(info) && tap(middle(source), source, height, out.next_row) == out.scaled_row) {
         if (!may_emit(info, end_row)) return false;
         if (!picked) {
             picked = out.scratch + kResampledRow;
@@ -205,8 +215,7 @@ SourceRange needed_range(Resample resample, int64_t source, int64_t out, int32_t
     const int32_t last = first + count - 1;
     switch (resample) {
         case Resample::kMean:
-            return {tap(first_quarter(source), source, out, first),
-                    tap(third_quarter(source), source, out, last) + 1};
+            return {tap(first_quarter(source), source, out, first), tap(third_quarter(source), source, out, last) + 1};
         case Resample::kCentre:
             return {tap(middle(source), source, out, first), tap(middle(source), source, out, last) + 1};
         default:
@@ -228,8 +237,26 @@ void find_source_ranges(OutputPlan *plan) {
     if (plan->columns.first > plan->columns.end) plan->columns.first = plan->columns.end;
 }
 
+namespace {
+
+void release_resampler(OutputState *out) {
+    os_release(out->accumulatorA);
+    os_release(out->accumulatorB);
+    os_release(out->packed_row);
+    os_release(out->column_picks);
+    os_release(out->column_pairs);
+    os_release(out->column_a);
+    os_release(out->column_b);
+    os_release(out->centres);
+    out->accumulatorA = out->accumulatorB = out->packed_row = out->column_picks = out->column_pairs = nullptr;
+    out->column_a = out->column_b = out->centres = nullptr;
+}
+
+}  // namespace
+
 bool prepare_resampler(JpegInfo *info) {
     OutputState &out = info->out;
+    release_resampler(&out);
     out.next_row = info->plan.window.y;
     out.first_half_done = false;
     if (info->plan.resample == Resample::kNone) return true;
@@ -241,7 +268,8 @@ bool prepare_resampler(JpegInfo *info) {
     out.column_a = os_allocate_array<uint16_t>(width);
     out.column_b = os_allocate_array<uint16_t>(width);
     out.centres = os_allocate_array<uint16_t>(width);
-    const bool all = out.accumulatorA && out.accumulatorB && out.packed_row && out.column_a && out.column_b && out.centres;
+    const bool all =
+        out.accumulatorA && out.accumulatorB && out.packed_row && out.column_a && out.column_b && out.centres;
     if (!all) {
         set_error(kErrorOutOfMemory);
         return false;
@@ -256,19 +284,9 @@ bool prepare_resampler(JpegInfo *info) {
 }
 
 void release_output(JpegInfo *info) {
-    OutputState &out = info->out;
-    os_release(out.accumulatorA);
-    os_release(out.accumulatorB);
-    os_release(out.packed_row);
-    os_release(out.column_picks);
-    os_release(out.column_pairs);
-    os_release(out.column_a);
-    os_release(out.column_b);
-    os_release(out.centres);
-    BRIM_FakeFree(out.scratch_rows);
-    out.accumulatorA = out.accumulatorB = out.packed_row = out.column_picks = out.column_pairs = nullptr;
-    out.column_a = out.column_b = out.centres = nullptr;
-    out.scratch_rows = nullptr;
+    release_resampler(&info->out);
+    BRIM_FakeFree(info->out.scratch_rows);
+    info->out.scratch_rows = nullptr;
 }
 
 int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const RowSet *rows, int32_t count,
@@ -283,6 +301,7 @@ int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const Row
     for (int32_t i = 0; i < count; ++i) {
         if (!emit(info, color, rows[i], end_row)) return i;
         ++out.scaled_row;
+        count_rows_above(info, end_row);
     }
     return count;
 }
@@ -295,12 +314,14 @@ void pass_rows(JpegInfo *info, int32_t count) {
         out.outputRow = static_cast<uint32_t>(out.scaled_row);
         return;
     }
-    const int64_t start = plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : middle(plan.scaledHeight);
+    const int64_t start =
+        plan.resample == Resample::kMean ? first_quarter(plan.scaledHeight) : middle(plan.scaledHeight);
     while (out.next_row < window_end(info) &&
            tap(start, plan.scaledHeight, plan.outHeight, out.next_row) < out.scaled_row) {
         finish_row(&out);
         out.first_half_done = false;
     }
+    count_rows_above(info, UINT32_MAX);
 }
 
 }  // namespace vorel

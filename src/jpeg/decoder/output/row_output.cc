@@ -61,9 +61,9 @@ using namespace vorel;
 
 extern "C" {
 
-#define VOREL_ROW_OUTPUT(name, color, resample)                     \
-    void name(JpegInfo *info, uint8_t ***rows, int32_t count) {     \
-        output_rows(info, color, Resample::resample, rows, count);  \
+#define VOREL_ROW_OUTPUT(name, color, resample)                    \
+    void name(JpegInfo *info, uint8_t ***rows, int32_t count) {    \
+        output_rows(info, color, Resample::resample, rows, count); \
     }
 VOREL_ROW_OUTPUT(BRIMJ_DoYcbcrToRgb, kColorYcc, kMean)
 VOREL_ROW_OUTPUT(BRIMJ_DoYcbcrToRgb_Partial, kColorYcc, kMean)

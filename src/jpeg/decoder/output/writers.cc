@@ -36,7 +36,8 @@ void multiply_black(JpegInfo *info, ColorSpace color, const RowSet &row, int32_t
     const KernelTable *kernels = info->plan.kernels;
     const uint8_t *cmy[3] = {row.c[0], row.c[1], row.c[2]};
     if (color == kColorYcck) {
-        kernels->ycc_to_inverted_rgb(row.c[0], row.c[1], row.c[2], width, info->out.scratch[0], info->out.scratch[1], info->out.scratch[2]);
+        kernels->ycc_to_inverted_rgb(row.c[0], row.c[1], row.c[2], width, info->out.scratch[0], info->out.scratch[1],
+                                     info->out.scratch[2]);
         for (int i = 0; i < 3; ++i) cmy[i] = info->out.scratch[i];
     }
     for (int i = 0; i < 3; ++i) {
@@ -55,9 +56,17 @@ void convert_row(JpegInfo *info, ColorSpace color, PixelFormat format, const Row
         case kColorGray:
             kernels->gray_row[f](row.c[0], width, out);
             break;
-        case kColorRgb:
-            kernels->rgb_row[f](row.c[0], row.c[1], row.c[2], width, out);
+        case kColorRgb: {
+            // Rows that share chroma come here only by a function's name: there is no RGB with half a component's
+            // width.
+            const uint8_t *components[3] = {row.c[0], row.c[1], row.c[2]};
+            for (int c = 1; row.shared && c < 3; ++c) {
+                kernels->double_samples(row.c[c], width, info->out.scratch[c]);
+                components[c] = info->out.scratch[c];
+            }
+            kernels->rgb_row[f](components[0], components[1], components[2], width, out);
             break;
+        }
         case kColorYcc:
             (row.shared ? kernels->ycc_row_shared : kernels->ycc_row)[f](row.c[0], row.c[1], row.c[2], width, out);
             break;
@@ -82,7 +91,8 @@ void scatter_tile(const uint8_t *tile, int32_t rows, int32_t columns, uint8_t *o
 }
 
 // Rotated output: tiles of pixels are made in the first-level cache, so that an output row gets several at a time.
-void write_rotated(JpegInfo *info, ColorSpace color, PixelFormat format, const RowSet *rows, int32_t count, int32_t width) {
+void write_rotated(JpegInfo *info, ColorSpace color, PixelFormat format, const RowSet *rows, int32_t count,
+                   int32_t width) {
     alignas(64) uint8_t tile[kTileRows * kTileColumns * 4];
     const ptrdiff_t size = pixel_size(format);
     const OutputPlanes &planes = info->out.planes;
@@ -104,7 +114,8 @@ void write_rotated(JpegInfo *info, ColorSpace color, PixelFormat format, const R
     }
 }
 
-void write_pixels(JpegInfo *info, ColorSpace color, PixelFormat format, const RowSet *rows, int32_t count, int32_t width) {
+void write_pixels(JpegInfo *info, ColorSpace color, PixelFormat format, const RowSet *rows, int32_t count,
+                  int32_t width) {
     if (info->plan.rotation != 0) {
         write_rotated(info, color, format, rows, count, width);
         return;
@@ -114,8 +125,8 @@ void write_pixels(JpegInfo *info, ColorSpace color, PixelFormat format, const Ro
         uint8_t *out = output_row(info, info->out.outputRowCounter + static_cast<uint32_t>(i));
         // Two luma rows over one chroma row of half width share the chroma terms.
         if (pairs && rows[i].shared && i + 1 < count && rows[i].c[1] == rows[i + 1].c[1]) {
-            info->plan.kernels->ycc_row_pair[static_cast<int>(format)](rows[i].c[0], rows[i + 1].c[0], rows[i].c[1],
-                                                                  rows[i].c[2], width, out, out + info->out.planes.rowStep);
+            info->plan.kernels->ycc_row_pair[static_cast<int>(format)](
+                rows[i].c[0], rows[i + 1].c[0], rows[i].c[1], rows[i].c[2], width, out, out + info->out.planes.rowStep);
             ++i;
             continue;
         }

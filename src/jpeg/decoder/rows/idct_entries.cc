@@ -12,7 +12,7 @@ constexpr int kScaledKernels = 7;  // entries of the tables for scaled output
 
 }  // namespace
 
-#define VOREL_IDCT(name, call)                                                                        \
+#define VOREL_IDCT(name, call)                                                                             \
     void name(const uint8_t *rangeLimit, const int32_t *multipliers, const int16_t *block, uint8_t **rows, \
               int32_t column) {                                                                            \
         vorel::call;                                                                                       \

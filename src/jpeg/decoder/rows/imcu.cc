@@ -1,5 +1,5 @@
-// One iMCU row at a time: batches of MCUs from the entropy decoder, then the inverse DCTs of each component. Of each MCU
-// row only the MCUs that the window shows are kept and transformed; those beside it move the entropy decoder alone.
+// One iMCU row at a time: batches of MCUs from the entropy decoder, then the inverse DCTs of each component. Of each
+// MCU row only the MCUs that the window shows are kept and transformed; those beside it move the entropy decoder alone.
 #include "jpeg/decoder/rows/imcu.h"
 
 #include "jpeg/decoder/rows/transform.h"
@@ -13,15 +13,6 @@ bool above_window(const JpegInfo *info) {
 
 bool below_window(const JpegInfo *info) {
     return int64_t{info->pump.imcu_row} * info->plan.imcu_output_rows >= info->plan.rows.end;
-}
-
-// MCUs of a scan that lie in iMCU rows above the window. Whole restart intervals among them are passed over by their
-// markers, where a session asks for a window.
-uint64_t mcus_above_window(const JpegInfo *info, const ScanReader *scan) {
-    if (!info->decInfo->partialDecode) return 0;
-    const uint64_t imcus = static_cast<uint64_t>(info->plan.rows.first / info->plan.imcu_output_rows);
-    const uint64_t per_imcu = scan->compsInScan == 1 ? scan->components[0].component->vSampling : 1;
-    return imcus * per_imcu * scan->mcusPerRow;
 }
 
 // The MCUs of a row that hold what the window needs: [first, end).
@@ -53,8 +44,8 @@ struct BlockRowTarget {
     ptrdiff_t column;
 };
 
-// One row of a component's blocks out of a batch. What the loop goes by stands in locals: the stores of bytes might else
-// change any of it.
+// One row of a component's blocks out of a batch. What the loop goes by stands in locals: the stores of bytes might
+// else change any of it.
 void gather_blocks(const McuBatch *batch, int32_t blocks_in_mcu, int32_t first_block, int32_t width, int32_t mcus,
                    BlockRow *row) {
     int16_t *const *block = batch->blocks + first_block;
@@ -72,7 +63,8 @@ void gather_blocks(const McuBatch *batch, int32_t blocks_in_mcu, int32_t first_b
 void transform_batch(JpegInfo *info, const ScanReader *scan, int32_t mcus, const BlockRowTarget &to) {
     const JpegComponent *component = to.at->component;
     BlockRow row;
-    gather_blocks(info->pump.batch, scan->blocksInMcu, to.first_block, static_cast<int32_t>(to.at->mcuWidth), mcus, &row);
+    gather_blocks(info->pump.batch, scan->blocksInMcu, to.first_block, static_cast<int32_t>(to.at->mcuWidth), mcus,
+                  &row);
     if (info->plan.highQualityClamp) {
         for (int32_t i = 0; i < row.count; ++i) {
             correct_block(info->plan.components[component->index], const_cast<int16_t *>(row.blocks[i]));
@@ -143,7 +135,8 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
     if (!pass_mcus(info, scan, shown.first)) return false;
     for (int32_t first = shown.first; first < shown.end; first += step) {
         const int32_t mcus = shown.end - first < step ? shown.end - first : step;
-        if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last)) return false;
+        if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last))
+            return false;
         for_block_rows(info, scan, rows, mcu_row, first, [&](const BlockRowTarget &to) {
             dc ? transform_dc(info, mcus, to) : transform_batch(info, scan, mcus, to);
         });
@@ -202,7 +195,6 @@ int32_t decode_imcu(JpegInfo *info, McuMode mode, uint8_t ***rows) {
     pump.rows_ready = rows_of_imcu(info);
     if (pump.skipped) mode = McuMode::kSkip;
     const bool done = for_scans(info, [&](ScanReader *scan) {
-        scan->mcus_to_pass = mcus_above_window(info, scan);
         const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, pump.imcu_row);
         for (int32_t mcu_row = 0; mcu_row < mcu_rows; ++mcu_row) {
             if (!decode_mcu_row(info, scan, mode, rows, mcu_row)) return false;

@@ -86,7 +86,6 @@ int32_t decode_sparse_imcu(JpegInfo *info, uint8_t ***rows) {
         return kStepEnd;
     }
     const bool done = for_scans(info, [&](ScanReader *scan) {
-        scan->mcus_to_pass = 0;
         const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, pump.imcu_row);
         for (int32_t mcu_row = 0; mcu_row < mcu_rows; ++mcu_row) {
             if (!SparseRow{info, scan, rows, mcu_row, first_y, end_y}.decode()) return false;

@@ -15,13 +15,12 @@ void repeat_samples(const JpegInfo *info, const uint8_t *in, int32_t times, int3
     for (int32_t x = 0; x < width; ++x) out[x] = in[x / times];
 }
 
-// One row group: maxV rows, as far across as the window looks.
-void upsample_group(const JpegComponent *component, const JpegInfo *info, uint8_t **input_rows, uint8_t **output_rows) {
-    const ComponentPlan &plan = info->plan.components[component->index];
+// One row group: maxV rows, as far across as the window looks, each sample h times across and v times down.
+void upsample_group(const JpegInfo *info, int32_t h, int32_t v, uint8_t **input_rows, uint8_t **output_rows) {
     const SourceRange &columns = info->plan.columns;
     for (int32_t row = 0; row < info->frame->maxV; ++row) {
-        repeat_samples(info, input_rows[row / plan.v_expand] + columns.first / plan.h_expand, plan.h_expand,
-                       columns.end - columns.first, output_rows[row] + columns.first);
+        repeat_samples(info, input_rows[row / v] + columns.first / h, h, columns.end - columns.first,
+                       output_rows[row] + columns.first);
     }
 }
 
@@ -74,8 +73,8 @@ int32_t emit_direct(JpegInfo *info, uint8_t ***rows, int32_t count, uint32_t end
     return emit_planned_rows(info, views, count, end_row);
 }
 
-// A row group through the components' upsamplers; `count` rows of it are taken. A group that was left half taken goes on
-// behind what was taken.
+// A row group through the components' upsamplers; `count` rows of it are taken. A group that was left half taken goes
+// on behind what was taken.
 int32_t emit_group(JpegInfo *info, uint8_t ***rows, int32_t count, uint32_t end_row) {
     uint8_t **views[kMaxComponents] = {};
     const int32_t maxV = info->frame->maxV;
@@ -153,17 +152,18 @@ void BRIMJ_SkipRowUpsample(JpegInfo *info, uint8_t ***, uint32_t *inOutRows, uin
 void BRIMJ_DoFullsizeUpsample(JpegComponent *, JpegInfo *, uint8_t **inputRows, uint8_t ***outputRows) {
     *outputRows = inputRows;
 }
-void BRIMJ_DoH2V1Upsample(JpegComponent *component, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
-    upsample_group(component, info, inputRows, *outputRows);
+void BRIMJ_DoH2V1Upsample(JpegComponent *, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
+    upsample_group(info, 2, 1, inputRows, *outputRows);
 }
-void BRIMJ_DoH2V2Upsample(JpegComponent *component, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
-    upsample_group(component, info, inputRows, *outputRows);
+void BRIMJ_DoH2V2Upsample(JpegComponent *, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
+    upsample_group(info, 2, 2, inputRows, *outputRows);
 }
-void __BRIMJ_DoH2V2Upsample(JpegComponent *component, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
-    upsample_group(component, info, inputRows, *outputRows);
+void __BRIMJ_DoH2V2Upsample(JpegComponent *, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
+    upsample_group(info, 2, 2, inputRows, *outputRows);
 }
 void BRIMJ_DoIntegralUpsample(JpegComponent *component, JpegInfo *info, uint8_t **inputRows, uint8_t ***outputRows) {
-    upsample_group(component, info, inputRows, *outputRows);
+    const ComponentPlan &plan = info->plan.components[component->index];
+    upsample_group(info, plan.h_expand, plan.v_expand, inputRows, *outputRows);
 }
 
 }  // extern "C"

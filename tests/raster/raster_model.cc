@@ -1,0 +1,83 @@
+#include "raster/raster_model.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace vorel::test {
+
+std::string text_of(const RasterTarget &target) {
+    return " to " + std::to_string(target.width) + " x " + std::to_string(target.height) + " format " +
+           std::to_string(target.format) + " options " + std::to_string(target.options);
+}
+
+Bytes target_bytes(const RasterTarget &target, uint8_t fill) {
+    const auto side = [](int32_t pixels) { return static_cast<size_t>(std::max(pixels, 0)); };
+    return Bytes(side(target.width) * side(target.height) * side(raster_pixel_bytes(target.format)), fill);
+}
+
+Bytes pixel_of(const Rgba &c, int32_t format) {
+    const auto byte = [](uint32_t value) { return static_cast<uint8_t>(value); };
+    switch (format) {
+        case COLOR_RGB565:
+            return little_16(c.r / 8 * 2048 + c.g / 4 * 32 + c.b / 8);
+        case COLOR_RGB888:
+            return {byte(c.r), byte(c.g), byte(c.b)};
+        case COLOR_ARGB8888:
+            return {byte(c.a), byte(c.r), byte(c.g), byte(c.b)};
+        case COLOR_BGR565A:
+            return cat({little_16(c.b / 8 * 2048 + c.g / 4 * 32 + c.r / 8), {byte(c.a)}});
+        case COLOR_RGBA8888:
+            return {byte(c.r), byte(c.g), byte(c.b), byte(c.a)};
+        case COLOR_BGRA8888:
+            return {byte(c.b), byte(c.g), byte(c.r), byte(c.a)};
+        default:
+            return {};
+    }
+}
+
+int32_t raster_pixel_bytes(int32_t format) {
+    return format == VOREL_GIF_INDICES ? 1 : static_cast<int32_t>(pixel_of({}, format).size());
+}
+
+RasterSize fitted(RasterSize picture, int32_t across, int32_t down, bool stretch) {
+    if (stretch) return {across, down};
+    if (across >= picture.width && down >= picture.height) return picture;
+    const int64_t by_width = int64_t{picture.height} * across / picture.width;
+    const int64_t by_height = int64_t{picture.width} * down / picture.height;
+    if (across < picture.width && by_width <= down) return {across, static_cast<int32_t>(by_width)};
+    return {static_cast<int32_t>(by_height), down};
+}
+
+std::pair<int32_t, int32_t> quarter_taps(int32_t index, int32_t source, int32_t target) {
+    // The one in which a position lies, each being `target` long.
+    const auto at = [&](int64_t position) {
+        int32_t line = 0;
+        while (int64_t{line + 1} * target <= position) ++line;
+        return line;
+    };
+    return {at(source / 4 + int64_t{index} * source), at(source * 3 / 4 + int64_t{index} * source)};
+}
+
+RasterPicture decode_raster(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target,
+                            uint8_t fill) {
+    GuardBuffer output(target_bytes(target, fill));
+    Input input(kind, file, target.format, target.options);
+    DecInfo *session = input.session();
+    if (!session) return {-1, 0, 0, 0, output.bytes()};
+    const int32_t result = decoder(session, output.data(), target.width, target.height);
+    EXPECT_EQ(session->codecState, nullptr);
+    return {result, session->outWidth, session->outHeight, session->frameDelay, output.bytes()};
+}
+
+RasterPicture decode_bmp(Kind kind, const Bytes &file, const RasterTarget &target) {
+    return decode_raster(VORELBRIMI_DecodeBMP, kind, file, target);
+}
+RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &target) {
+    return decode_raster(VORELBRIMI_DecodeWBMP, kind, file, target);
+}
+RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill) {
+    return decode_raster(VORELBRIMI_DecodeGIF, kind, file, target, fill);
+}
+
+}  // namespace vorel::test
