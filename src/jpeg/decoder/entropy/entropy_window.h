@@ -47,6 +47,7 @@ struct RunPlan {
     };
     Block blocks[kMaxBlocksInMcu];
     int32_t block_count;
+    bool walks;  // the skip entries are there
 };
 
 enum class RunStop : uint8_t {

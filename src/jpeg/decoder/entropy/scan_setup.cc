@@ -74,6 +74,7 @@ bool prepare_fast_path(ScanReader *scan) {
     scan->window->open = false;
     EntropyDecoder &entropy = scan->entropy;
     scan->plan->block_count = scan->blocksInMcu;
+    scan->plan->walks = false;
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         const uint32_t *dc = fast_entries(entropy.blockDc[b]), *ac = fast_entries(entropy.blockAc[b]);
         if (!dc || !ac) return false;
@@ -94,12 +95,14 @@ bool prepare_fast_path(ScanReader *scan) {
 }  // namespace
 
 bool prepare_walks(ScanReader *scan) {
+    if (scan->plan->walks) return true;
     EntropyDecoder &entropy = scan->entropy;
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         if (!entropy.blockSkip[b]) entropy.blockSkip[b] = skip_entries(entropy.blockAc[b]);
         if (!entropy.blockSkip[b]) return false;
         scan->plan->blocks[b].skip = entropy.blockSkip[b];
     }
+    scan->plan->walks = true;
     return true;
 }
 
