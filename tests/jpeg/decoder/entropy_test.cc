@@ -148,11 +148,11 @@ TEST(JpegHuffmanTables, AChangedSymbolMakesTheTableAgain) {
     RawHuffTable raw = *record.get()->header.huffAc[0];
     DerivedTable *table = nullptr;
     const auto derived = [&] {
-        EXPECT_TRUE(derive_table(raw, false, &table));
+        EXPECT_TRUE(derive_table(raw, false, 0, &table));
         const uint32_t *fast = fast_entries(table);
         const uint16_t *skip = skip_entries(table);
-        return std::pair{std::vector<uint32_t>(fast, fast + (1 << kAcLookBits)),
-                         std::vector<uint16_t>(skip, skip + (1 << kSkipLookBits))};
+        return std::pair{std::vector<uint32_t>(fast, fast + (1 << kMostAcLookBits)),
+                         std::vector<uint16_t>(skip, skip + (1 << kMostSkipLookBits))};
     };
     const auto before = derived();
     EXPECT_TRUE(derived() == before);

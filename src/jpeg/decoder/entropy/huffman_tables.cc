@@ -110,22 +110,23 @@ void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
 }
 
 void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
+    const int32_t look_bits = table->look_bits;
     uint32_t end_code, end_bits;
     find_end_of_block(table, &end_code, &end_bits);
-    for (uint32_t ahead = 0; ahead < 1u << kAcLookBits; ++ahead) {
-        const Code code = find_code(table, ahead << (16 - kAcLookBits), kAcLookBits);
+    for (uint32_t ahead = 0; ahead < 1u << look_bits; ++ahead) {
+        const Code code = find_code(table, ahead << (16 - look_bits), look_bits);
         const int32_t size = code.symbol & 15;
         const uint32_t run = code.symbol >> 4;
         if (!code.length) {
             entries[ahead] = pack_special(kEntryLongCode, 0, 0, 0);
         } else if (size == 0) {
             entries[ahead] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, 0, 0);
-        } else if (code.length + size <= kAcLookBits) {
+        } else if (code.length + size <= look_bits) {
             const int32_t used = code.length + size;
-            const uint32_t value = pack_value(used, run + 1, value_ahead(ahead, kAcLookBits, code.length, size));
-            const uint32_t rest = ahead << (16 - kAcLookBits + used) & 0xFFFF;
+            const uint32_t value = pack_value(used, run + 1, value_ahead(ahead, look_bits, code.length, size));
+            const uint32_t rest = ahead << (16 - look_bits + used) & 0xFFFF;
             const bool ends =
-                end_bits && used + static_cast<int32_t>(end_bits) <= kAcLookBits && rest >> (16 - end_bits) == end_code;
+                end_bits && used + static_cast<int32_t>(end_bits) <= look_bits && rest >> (16 - end_bits) == end_code;
             entries[ahead] = ends ? value + end_bits + kEntryEndsBlock : value;
         } else {
             entries[ahead] = pack_special(kEntryLongValue, code.length, run, static_cast<uint32_t>(size));
@@ -133,24 +134,25 @@ void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
     }
 }
 
-// Each entry walks forward through its 12 bits. Value bits may run past them, since nobody looks at them; a code
+// Each entry walks forward through its bits. Value bits may run past them, since nobody looks at them; a code
 // may not.
 void build_skip_table(const DerivedTable *table, uint16_t *entries) {
+    const uint32_t look_bits = static_cast<uint32_t>(table->look_bits) + 1;
     // The first symbol for whatever is ahead, so that the walks below cost a load a symbol.
-    uint8_t code_bits[1 << kSkipLookBits];
-    uint8_t symbols[1 << kSkipLookBits];
-    for (uint32_t ahead = 0; ahead < 1u << kSkipLookBits; ++ahead) {
-        const Code code = find_code(table, ahead << (16 - kSkipLookBits), kSkipLookBits);
+    uint8_t code_bits[1 << kMostSkipLookBits];
+    uint8_t symbols[1 << kMostSkipLookBits];
+    for (uint32_t ahead = 0; ahead < 1u << look_bits; ++ahead) {
+        const Code code = find_code(table, ahead << (16 - look_bits), table->look_bits + 1);
         code_bits[ahead] = static_cast<uint8_t>(code.length);
         symbols[ahead] = code.symbol;
     }
-    for (uint32_t ahead = 0; ahead < 1u << kSkipLookBits; ++ahead) {
+    for (uint32_t ahead = 0; ahead < 1u << look_bits; ++ahead) {
         uint32_t used = 0, advance = 0;
         bool end_of_block = false;
-        while (used < kSkipLookBits && advance < 64) {
-            const uint32_t rest = ahead << used & ((1u << kSkipLookBits) - 1);
+        while (used < look_bits && advance < 64) {
+            const uint32_t rest = ahead << used & ((1u << look_bits) - 1);
             const uint32_t length = code_bits[rest];
-            if (!length || used + length > kSkipLookBits) break;
+            if (!length || used + length > look_bits) break;
             const uint32_t size = symbols[rest] & 15, run = symbols[rest] >> 4;
             used += length + size;
             if (size == 0 && run != 15) {
@@ -165,7 +167,7 @@ void build_skip_table(const DerivedTable *table, uint16_t *entries) {
 
 }  // namespace
 
-bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **out) {
+bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTable **out) {
     if (!*out) {
         *out = static_cast<DerivedTable *>(BRIM_FakeMalloc(nullptr, sizeof(DerivedTable)));
         if (!*out) {
@@ -175,13 +177,16 @@ bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **out) {
         std::memset(*out, 0, sizeof **out);
     }
     DerivedTable *table = *out;
-    if (table->valid && table->is_dc == is_dc && std::memcmp(&table->raw, &raw, sizeof raw) == 0) return true;
+    const int32_t look_bits = is_dc ? kDcLookBits : ac_look_bits(number);
+    const bool same = table->is_dc == is_dc && table->look_bits == look_bits;
+    if (table->valid && same && std::memcmp(&table->raw, &raw, sizeof raw) == 0) return true;
     os_release(table->fast);
     os_release(table->skip);
     std::memset(table, 0, sizeof *table);
     table->raw = raw;
     table->rawTable = &table->raw;
     table->is_dc = is_dc;
+    table->look_bits = look_bits;
     table->valid = fill_derived(table, &table->raw, is_dc);
     return table->valid;
 }
@@ -207,7 +212,7 @@ void release_table(DerivedTable *table) {
 
 const uint32_t *fast_entries(DerivedTable *table) {
     if (table->fast) return table->fast;
-    table->fast = os_allocate_array<uint32_t>(uint64_t{1} << (table->is_dc ? kDcLookBits : kAcLookBits));
+    table->fast = os_allocate_array<uint32_t>(uint64_t{1} << table->look_bits);
     if (!table->fast) return nullptr;
     table->is_dc ? build_fast_dc(table, table->fast) : build_fast_ac(table, table->fast);
     return table->fast;
@@ -215,7 +220,7 @@ const uint32_t *fast_entries(DerivedTable *table) {
 
 const uint16_t *skip_entries(DerivedTable *table) {
     if (table->skip) return table->skip;
-    table->skip = os_allocate_array<uint16_t>(uint64_t{1} << kSkipLookBits);
+    table->skip = os_allocate_array<uint16_t>(uint64_t{1} << (table->look_bits + 1));
     if (table->skip) build_skip_table(table, table->skip);
     return table->skip;
 }

@@ -14,8 +14,9 @@ struct DerivedTable {
     vorel::RawHuffTable raw;  // what the table was made of: a stream may define its tables again between scans
     bool is_dc;
     bool valid;
-    uint32_t *fast;  // whole symbols with their values, see below; null until asked for
-    uint16_t *skip;  // walks over AC coefficients; null until asked for
+    int32_t look_bits;  // that `fast` looks at; `skip` looks at one more
+    uint32_t *fast;     // whole symbols with their values, see below; null until asked for
+    uint16_t *skip;     // walks over AC coefficients; null until asked for
 };
 
 namespace vorel {
@@ -34,8 +35,12 @@ constexpr int kKeepDc = 1;
 //               signed bits; never 0 for AC
 //   long value: 4 bits size, 4 bits run; code bits are to be consumed, the value follows
 // An AC entry is a value exactly when its upper half is not 0.
-constexpr int kAcLookBits = 11;
+constexpr int kMostAcLookBits = 11;
 constexpr int kDcLookBits = 9;
+
+// Of AC tables, those but the first serve chroma, whose values are small: with half the entries the look-ups of a
+// picture and a batch of its coefficients stay in 32 KiB of first-level cache.
+constexpr int32_t ac_look_bits(int32_t table_number) { return kMostAcLookBits - (table_number > 0); }
 
 enum EntryKind : uint32_t {
     kEntryValue = 0,       // DC only: AC values show in their upper half
@@ -56,7 +61,7 @@ constexpr uint32_t entry_run(uint32_t entry) { return entry >> 12 & 15; }
 constexpr int32_t entry_value(uint32_t entry) { return static_cast<int32_t>(entry) >> 16; }
 
 // Skip entries: low byte bits to consume, high byte positions advanced, its top bit for an end of block.
-constexpr int kSkipLookBits = 12;
+constexpr int kMostSkipLookBits = kMostAcLookBits + 1;
 constexpr uint32_t kSkipEndOfBlock = 0x8000;
 
 // T.81 F.2.2.1, EXTEND: the value of `size` raw bits, 0 <= size <= 15.
@@ -66,7 +71,8 @@ constexpr int32_t extend(int32_t raw, int32_t size) {
 
 // Derives a table, allocating it where *table is null; nothing happens where it was made of the same raw table. False
 // for counts that no prefix code has, for a DC symbol above 15, and when out of memory, which sets the error word.
-bool derive_table(const RawHuffTable &raw, bool is_dc, DerivedTable **table);
+// `number` is that of the raw table, 0 to 3, by which streams tell luma from chroma.
+bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTable **table);
 void release_table(DerivedTable *table);
 
 // The code of symbol 0, the end of a block, and its length; length 0 where the table has none.

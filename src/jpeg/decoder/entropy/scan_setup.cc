@@ -46,8 +46,8 @@ bool shape_interleaved(ScanReader *scan, const FrameLayout *frame) {
 }
 
 // A table that a scan names. One that is not there is an error, but for a progressive scan, which may not use it.
-bool derive_slot(const RawHuffTable *raw, bool is_dc, bool progressive, DerivedTable **table) {
-    return raw ? derive_table(*raw, is_dc, table) : progressive;
+bool derive_slot(const RawHuffTable *raw, bool is_dc, uint32_t number, bool progressive, DerivedTable **table) {
+    return raw ? derive_table(*raw, is_dc, static_cast<int32_t>(number), table) : progressive;
 }
 
 bool derive_tables(ScanReader *scan, const FrameLayout *frame, const HeaderState *header) {
@@ -55,8 +55,8 @@ bool derive_tables(ScanReader *scan, const FrameLayout *frame, const HeaderState
     for (int i = 0; i < scan->compsInScan; ++i) {
         const uint32_t dc = scan->components[i].dcTable, ac = scan->components[i].acTable;
         if (dc > 3 || ac > 3) return false;
-        if (!derive_slot(header->huffDc[dc], true, frame->progressive, &entropy.dcDerived[dc])) return false;
-        if (!derive_slot(header->huffAc[ac], false, frame->progressive, &entropy.acDerived[ac])) return false;
+        if (!derive_slot(header->huffDc[dc], true, dc, frame->progressive, &entropy.dcDerived[dc])) return false;
+        if (!derive_slot(header->huffAc[ac], false, ac, frame->progressive, &entropy.acDerived[ac])) return false;
     }
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         const ScanComponent &at = scan->components[scan->mcuMembership[b]];
@@ -80,6 +80,7 @@ bool prepare_fast_path(ScanReader *scan) {
         if (!dc || !ac) return false;
         scan->plan->blocks[b] = {dc,
                                  ac,
+                                 64 - static_cast<uint32_t>(entropy.blockAc[b]->look_bits),
                                  nullptr,
                                  entropy.blockDc[b],
                                  entropy.blockAc[b],
@@ -155,10 +156,9 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
 }
 
 void set_block_keep(ScanReader *scan, const uint8_t *keep) {
-    for (int b = 0; b < scan->blocksInMcu; ++b) {
-        scan->entropy.block_keep[b] = keep[b];
-        if (scan->plan) scan->plan->blocks[b].keep = keep[b];
-    }
+    std::memcpy(scan->entropy.block_keep, keep, static_cast<size_t>(scan->blocksInMcu));
+    if (!scan->plan) return;
+    for (int b = 0; b < scan->blocksInMcu; ++b) scan->plan->blocks[b].keep = keep[b];
 }
 
 void release_scan(ScanReader *scan) {
@@ -191,7 +191,7 @@ int32_t prepare(JpegInfo *info, bool is_dc, int32_t number, DerivedTable **out, 
     const RawHuffTable *raw = is_dc ? info->header.huffDc[number] : info->header.huffAc[number];
     // Required: a progressive scan may name a table that is not there as long as it does not use it.
     if (!raw) return info->frame->progressive;
-    if (!derive_table(*raw, is_dc, out)) return 0;
+    if (!derive_table(*raw, is_dc, number, out)) return 0;
     if (!is_dc && walks && out == &entropy->acDerived[number]) {
         entropy->acSkip[number] = skip_entries(*out);
         if (!entropy->acSkip[number]) {

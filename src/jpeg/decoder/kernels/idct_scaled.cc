@@ -228,45 +228,55 @@ inline hn::Vec<D16> load_four(D16 d, const int16_t *const *blocks, int k) {
     return hn::Combine(d, load_four(half, blocks + kHalf, k), load_four(half, blocks, k));
 }
 
-// The multipliers of a run and the same as floating-point numbers.
-struct Multipliers {
-    alignas(64) int32_t exact[64];
-    alignas(64) float rough[64];
-};
-inline void take_multipliers(const int32_t *from, Multipliers *to) {
-    for (int k = 0; k < 64; ++k) {
-        to->exact[k] = from[k];
-        to->rough[k] = static_cast<float>(from[k]);
-    }
-}
-
 // 32-bit lanes hold every sum of both passes as long as no product exceeds 25 bits: dequantised values are then at most
 // 2^15, and the largest product of the second pass, 473 * 4 * 14.4 * 2^15, is below 2^30. Real pictures stay below
 // 2^23.
 constexpr float kLargestProduct = 1 << 25;
 
-template <class D>
-using Floats = hn::Vec<hn::RebindToFloat<D>>;
+// The multipliers of a run, and the largest magnitude that a coefficient may have at each: four positions twice, for a
+// 16-byte load.
+struct Multipliers {
+    alignas(64) int32_t exact[64];
+    alignas(64) uint16_t most[16][8];
+};
+inline void take_multipliers(const int32_t *from, Multipliers *to) {
+    const hn::Full128<int32_t> d;
+    const hn::Full128<float> df;
+    const hn::Full64<uint16_t> half;
+    for (int k = 0; k < 64; k += 4) {
+        const auto exact = hn::LoadU(d, from + k);
+        const auto most = hn::Div(hn::Set(df, kLargestProduct), hn::Abs(hn::ConvertTo(df, exact)));
+        const auto words = hn::DemoteTo(half, hn::ConvertTo(d, hn::Min(most, hn::Set(df, float{INT16_MAX}))));
+        hn::Store(exact, d, to->exact + k);
+        hn::Store(words, half, to->most[k / 4]);
+        hn::Store(words, half, to->most[k / 4] + 4);
+    }
+}
 
-// A coefficient times its multiplier, with `worst` following the magnitudes.
 template <class D>
-inline hn::Vec<D> multiply_four(D d, const int16_t *const *blocks, const Multipliers &m, int k, Floats<D> &worst) {
-    const hn::RebindToFloat<D> df;
-    const auto c = hn::PromoteTo(d, load_four(hn::Rebind<int16_t, D>(), blocks, k));
-    worst = hn::Max(worst, hn::Abs(hn::Mul(hn::ConvertTo(df, c), hn::LoadDup128(df, m.rough + k))));
-    return hn::Mul(c, hn::LoadDup128(d, m.exact + k));
+using Words = hn::Vec<hn::Rebind<uint16_t, D>>;
+
+// A coefficient times its multiplier; `beyond` collects whether one is too large.
+template <class D>
+inline hn::Vec<D> multiply_four(D d, const int16_t *const *blocks, const Multipliers &m, int k, Words<D> &beyond) {
+    const hn::Rebind<int16_t, D> d16;
+    const hn::Rebind<uint16_t, D> du16;
+    const auto c = load_four(d16, blocks, k);
+    const auto most = hn::LoadDup128(du16, m.most[k / 4]);
+    beyond = hn::Or(beyond, hn::SaturatedSub(hn::Add(hn::BitCast(du16, c), most), hn::Add(most, most)));
+    return hn::Mul(hn::PromoteTo(d, c), hn::LoadDup128(d, m.exact + k));
 }
 template <class D>
-inline Tile4<D> dequantise_tile(D d, const int16_t *const *blocks, const Multipliers &m, int k, Floats<D> &worst) {
-    return {{hn::ShiftRight<10>(multiply_four(d, blocks, m, k, worst)),
-             hn::ShiftRight<10>(multiply_four(d, blocks, m, k + 8, worst)),
-             hn::ShiftRight<10>(multiply_four(d, blocks, m, k + 16, worst)),
-             hn::ShiftRight<10>(multiply_four(d, blocks, m, k + 24, worst))}};
+inline Tile4<D> dequantise_tile(D d, const int16_t *const *blocks, const Multipliers &m, int k, Words<D> &beyond) {
+    return {{hn::ShiftRight<10>(multiply_four(d, blocks, m, k, beyond)),
+             hn::ShiftRight<10>(multiply_four(d, blocks, m, k + 8, beyond)),
+             hn::ShiftRight<10>(multiply_four(d, blocks, m, k + 16, beyond)),
+             hn::ShiftRight<10>(multiply_four(d, blocks, m, k + 24, beyond))}};
 }
 template <class D>
-inline bool all_small(D, Floats<D> worst) {
-    const hn::RebindToFloat<D> df;
-    return HWY_LIKELY(hn::AllTrue(df, hn::Le(worst, hn::Set(df, kLargestProduct))));
+inline bool all_small(D, Words<D> beyond) {
+    const hn::Rebind<uint16_t, D> du16;
+    return HWY_LIKELY(hn::AllTrue(du16, hn::Eq(beyond, hn::Zero(du16))));
 }
 
 template <class D>
@@ -339,9 +349,9 @@ struct Group4x4 {
     template <class D>
     static inline bool transform(D d, const int16_t *const *blocks, const Multipliers &m, uint8_t *out,
                                  ptrdiff_t stride) {
-        auto worst = hn::Zero(hn::RebindToFloat<D>());
-        Tile4<D> tile = dequantise_tile(d, blocks, m, 0, worst);
-        if (!all_small(d, worst)) return false;
+        auto beyond = hn::Zero(hn::Rebind<uint16_t, D>());
+        Tile4<D> tile = dequantise_tile(d, blocks, m, 0, beyond);
+        if (!all_small(d, beyond)) return false;
         four_points(d, tile);
         transpose(d, tile);
         four_points(d, tile);
@@ -355,9 +365,9 @@ struct Group8x4 {
     template <class D>
     static inline bool transform(D d, const int16_t *const *blocks, const Multipliers &m, uint8_t *out,
                                  ptrdiff_t stride) {
-        auto worst = hn::Zero(hn::RebindToFloat<D>());
-        Tile4<D> left = dequantise_tile(d, blocks, m, 0, worst), right = dequantise_tile(d, blocks, m, 4, worst);
-        if (!all_small(d, worst)) return false;
+        auto beyond = hn::Zero(hn::Rebind<uint16_t, D>());
+        Tile4<D> left = dequantise_tile(d, blocks, m, 0, beyond), right = dequantise_tile(d, blocks, m, 4, beyond);
+        if (!all_small(d, beyond)) return false;
         four_points(d, left);
         four_points(d, right);
         transpose(d, left);
@@ -374,9 +384,9 @@ struct Group4x8 {
     template <class D>
     static inline bool transform(D d, const int16_t *const *blocks, const Multipliers &m, uint8_t *out,
                                  ptrdiff_t stride) {
-        auto worst = hn::Zero(hn::RebindToFloat<D>());
-        Tile4<D> top = dequantise_tile(d, blocks, m, 0, worst), bottom = dequantise_tile(d, blocks, m, 32, worst);
-        if (!all_small(d, worst)) return false;
+        auto beyond = hn::Zero(hn::Rebind<uint16_t, D>());
+        Tile4<D> top = dequantise_tile(d, blocks, m, 0, beyond), bottom = dequantise_tile(d, blocks, m, 32, beyond);
+        if (!all_small(d, beyond)) return false;
         eight_points(d, top, bottom);
         transpose(d, top);
         transpose(d, bottom);
@@ -478,7 +488,7 @@ void plain_2x2_run(const BlockRun &run) {
         hn::Vec128<int32_t> top0, bottom0, top1, bottom1;
         kernel.transform(run.blocks + at, top0, bottom0, worst);
         kernel.transform(run.blocks + at + 2, top1, bottom1, worst);
-        if (!all_small(kernel.d, worst)) {
+        if (!hn::AllTrue(kernel.df, hn::Le(worst, hn::Set(kernel.df, kLargestProduct)))) {
             scalar_run<IdctShape::k2x2>(run_from(run, at, 4, 2));
             continue;
         }

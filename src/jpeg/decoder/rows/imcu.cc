@@ -50,14 +50,18 @@ void gather_blocks(const McuBatch *batch, int32_t blocks_in_mcu, int32_t first_b
                    BlockRow *row) {
     int16_t *const *block = batch->blocks + first_block;
     const uint8_t *last = batch->last + first_block;
-    int32_t count = 0;
+    const auto take = [&](int32_t h, int32_t count) {
+        row->blocks[count] = block[h];
+        row->last[count] = last[h];
+    };
     for (int32_t m = 0; m < mcus; ++m, block += blocks_in_mcu, last += blocks_in_mcu) {
-        for (int32_t h = 0; h < width; ++h, ++count) {
-            row->blocks[count] = block[h];
-            row->last[count] = last[h];
+        if (width == 1) {
+            take(0, m);
+        } else {
+            for (int32_t h = 0; h < width; ++h) take(h, m * width + h);
         }
     }
-    row->count = count;
+    row->count = mcus * width;
 }
 
 void transform_batch(JpegInfo *info, const ScanReader *scan, int32_t mcus, const BlockRowTarget &to) {
