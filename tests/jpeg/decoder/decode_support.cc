@@ -39,6 +39,14 @@ size_t format_bytes(int32_t format, int32_t width, int32_t height) {
     return w * h + 2 * ((w + layout.across - 1) / layout.across) * ((h + layout.down - 1) / layout.down);
 }
 
+void set_window(DecInfo *session, uint32_t x, uint32_t y, uint32_t width, uint32_t height) {
+    session->partialDecode = 1;
+    session->partialX = x;
+    session->partialY = y;
+    session->partialWidth = width;
+    session->partialHeight = height;
+}
+
 namespace {
 
 // Fills in the target, the buffer and the window of a session.
@@ -54,11 +62,7 @@ bool prepare(DecInfo *session, const DecodeSpec &spec, int32_t *width, int32_t *
     }
     *bytes = format_bytes(spec.format, *width, *height);
     if (spec.window_width == 0) return true;
-    session->partialDecode = 1;
-    session->partialX = spec.window_x;
-    session->partialY = spec.window_y;
-    session->partialWidth = spec.window_width;
-    session->partialHeight = spec.window_height;
+    set_window(session, spec.window_x, spec.window_y, spec.window_width, spec.window_height);
     session->partialToBuffer = spec.window_in_place;
     if (!spec.window_in_place) {
         const bool turned = pixel_bytes(spec.format) && spec.options & 4;

@@ -67,12 +67,6 @@ TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
     }
 }
 
-// A record of a busy picture at a scale.
-class Record : public OpenRecord {
-  public:
-    Record(const Bytes &jpeg, int scale) : OpenRecord(jpeg, COLOR_GRAY, 260 / scale, 250 / scale) {}
-};
-
 // A symbol that begins below the limit is stored wherever its run leads; the walk over the rest ends on the right bit.
 TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     const Bytes jpeg = busy_picture(1, 0, 5, 85);
@@ -83,7 +77,7 @@ TEST(JpegEntropy, ScaledDecodersKeepWhatBeginsBelowTheirLimit) {
     } kRows[] = {{BRIMJ_DecodeMcu, 64}, {BRIMJ_DecodeMcu_2to1, 19}, {BRIMJ_DecodeMcu_4to1, 5}};
     int beyond = 0;
     for (const auto &row : kRows) {
-        Record record(jpeg, 1);
+        OpenRecord record(jpeg, COLOR_GRAY, 260, 250);
         for (int mcu = 0; mcu < 33 * 32; ++mcu) {
             int16_t *pointers[3] = {record.batch()->blocks[0], record.batch()->blocks[1], record.batch()->blocks[2]};
             ASSERT_EQ(row.decode(record.get(), pointers), 1);
@@ -129,7 +123,7 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
         {"AC symbol 255", counts({{16, 1}}), {255}, false, 1},
     };
     for (const TableCase &row : kCases) {
-        Record record(busy_picture(1, 0, 1), 1);
+        OpenRecord record(busy_picture(1, 0, 1), COLOR_GRAY, 260, 250);
         RawHuffTable *raw = row.dc ? record.get()->header.huffDc[0] : record.get()->header.huffAc[0];
         std::memset(raw, 0, sizeof *raw);
         std::copy(row.counts.begin(), row.counts.end(), raw->counts);
@@ -144,7 +138,7 @@ TEST(JpegHuffmanTables, DerivationRefusesWhatNoPrefixCodeHas) {
 
 // A scan may define a table anew: everything that was made of the old one is made again, and only then.
 TEST(JpegHuffmanTables, AChangedSymbolMakesTheTableAgain) {
-    Record record(busy_picture(1, 0, 1), 1);
+    OpenRecord record(busy_picture(1, 0, 1), COLOR_GRAY, 260, 250);
     RawHuffTable raw = *record.get()->header.huffAc[0];
     DerivedTable *table = nullptr;
     const auto derived = [&] {
@@ -164,7 +158,7 @@ TEST(JpegHuffmanTables, AChangedSymbolMakesTheTableAgain) {
 
 // Bits that no table has are symbol 0, and 17 of them are gone.
 TEST(JpegHuffmanTables, AnEmptyTableGivesSymbolZeroAfter17Bits) {
-    Record record(busy_picture(1, 0, 1), 1);
+    OpenRecord record(busy_picture(1, 0, 1), COLOR_GRAY, 260, 250);
     RawHuffTable *raw = record.get()->header.huffAc[0];
     std::memset(raw, 0, sizeof *raw);
     DerivedTable *table = nullptr;

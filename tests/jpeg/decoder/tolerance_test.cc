@@ -218,33 +218,21 @@ TEST(JpegTolerance, ABadDcNearTheBottomOfAnEighthIsGrayUpToTheNextRestart) {
 
 // The read callback never says that it is the end.
 TEST(JpegTolerance, AnEndlessStreamEndsAtThe31stBit) {
-    struct Endless {
-        Bytes head;
-        size_t position;
-        static int32_t read(void *context, void *destination, int32_t count) {
-            Endless *self = static_cast<Endless *>(context);
-            uint8_t *out = static_cast<uint8_t *>(destination);
-            std::fill(out, out + count, 0);
-            for (int32_t i = 0; i < count && self->position < self->head.size(); ++i) {
-                out[i] = self->head[self->position++];
-            }
-            return count;
-        }
-        static int32_t skip(void *, int32_t, int32_t count) { return count; }
-    };
     // No marker comes, so the search for the next restart reads on.
-    Endless source = {gray_header(8 * 64, 8 * 64, 1), 0};
-    SessionGuard session(
-        VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, Endless::read, Endless::skip, nullptr, COLOR_GRAY, 0));
+    StreamSource source(gray_header(8 * 64, 8 * 64, 1));
+    const VorelReadFn endless = [](void *context, void *destination, int32_t count) {
+        std::fill_n(static_cast<uint8_t *>(destination), count, uint8_t{0});
+        StreamSource::read(context, destination, count);
+        return count;
+    };
+    const SessionGuard session(
+        VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, endless, StreamSource::skip, nullptr, COLOR_GRAY, 0));
     ASSERT_TRUE(session);
-    IoInfo *io = session->ioInfo;
-    StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
-    uint8_t *const block = stream.buffer;
-    stream.totalRead = INT32_MAX - 100 * 16384;  // most of it is behind us already
+    StreamCursor cursor(session->ioInfo);
+    cursor.stream()->totalRead = INT32_MAX - 100 * 16384;  // most of it is behind us already
     Bytes out(64 * 64);
     FrameRequest request = {0, 0, out.data(), 64, 64};
-    EXPECT_EQ(BRIMJ_DecodeImage(session.get(), &stream, &request), 201);
-    BRIMJ_ReleaseStreamBuffer(io, block);
+    EXPECT_EQ(BRIMJ_DecodeImage(session.get(), cursor.stream(), &request), 201);
 }
 
 }  // namespace

@@ -110,30 +110,5 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
     }
 }
 
-// Rows passed over count as rows of the picture and take no place in the output: what follows comes right at its start.
-TEST(JpegWriters, SkippedRowsAreNotStored) {
-    const PictureSpec spec{.width = 96, .height = 256};
-    const Bytes jpeg = turbo_picture(spec);
-    for (const int scale : {1, 2, 4, 8}) {
-        const int width = spec.width / scale, height = spec.height / scale;
-        const int32_t format = COLOR_RGBA8888;
-        OpenRecord record(jpeg, format, width, height);
-        JpegInfo *info = record.get();
-        ASSERT_TRUE(info);
-        uint8_t ***rows = record.rows();
-        uint32_t done = 0;
-        for (int i = 0; i < 4; ++i) BRIMJ_ProcessDataSkipRow(info, rows, &done, static_cast<uint32_t>(height));
-        EXPECT_EQ(done, 64u / static_cast<uint32_t>(scale));
-        const ptrdiff_t from = ptrdiff_t{done} * width * 4;
-        const auto process = scale == 1 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
-        while (done < static_cast<uint32_t>(height) &&
-               process(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
-        }
-        const Bytes whole = decode(jpeg, {.format = format, .width = width, .height = height}).pixels;
-        const Bytes ours = record.pixels();
-        EXPECT_TRUE(std::equal(whole.begin() + from, whole.end(), ours.begin())) << scale;
-    }
-}
-
 }  // namespace
 }  // namespace vorel::test
