@@ -1,11 +1,9 @@
 // What damaged and hostile files do; docs/tolerance.md names these tests.
 #include <gtest/gtest.h>
 
-#include <png.h>
 #include <zlib.h>
 
 #include <ctime>
-#include <optional>
 
 #include "png/run.h"
 #include "support/counting_allocator.h"
@@ -31,31 +29,6 @@ std::vector<PngSpec> small_files() {
         specs.push_back(spec);
     }
     return specs;
-}
-
-// The steps as they stand in the interface: libpng's transformations, each row straight into the output. Nothing for a
-// picture of another size.
-std::optional<Decoded> decode_by_steps(const Bytes &file, int width, int height) {
-    Opened open(file);
-    png_uint_32 w = 0, h = 0;
-    if (open.good()) vpng_get_IHDR(open.png, open.info, &w, &h, nullptr, nullptr, nullptr, nullptr, nullptr);
-    if (w != static_cast<png_uint_32>(width) || h != static_cast<png_uint_32>(height)) return {};
-    Decoded out = {0, Bytes(static_cast<size_t>(width * height) * 4, kFill)};
-    const auto row_at = [&](int y) { return out.pixels.data() + static_cast<ptrdiff_t>(y) * width * 4; };
-    const int result = unless_jumped(open.png, [&] {
-        const int passes = png_set_interlace_handling(open.png);
-        for (int pass = 0; pass < passes; ++pass) {
-            for (int y = 0; y < height; ++y) {
-                png_bytep row = row_at(y);
-                png_read_rows(open.png, &row, nullptr, 1);
-                if (passes == 1) substituteTranspColor(open.png, open.info, row);
-            }
-        }
-        for (int y = 0; y < height && passes > 1; ++y) substituteTranspColor(open.png, open.info, row_at(y));
-        return 1;
-    });
-    out.result = result == 1;
-    return out;
 }
 
 // Result and buffer are those of the steps, whatever the damage; another size than 9 x 11 only has to return.
