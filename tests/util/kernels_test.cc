@@ -141,25 +141,5 @@ TEST(UtilKernels, TurnTwinsAgree) {
     }
 }
 
-// Whole frames by every table, through the public functions.
-TEST(UtilKernels, EveryTableGivesTheSameFrames) {
-    const Bytes yuv = noise(yuv_bytes(131, 77), 10), rgba = noise(area(131, 77) * 4, 11);
-    const auto all = [&] {
-        Bytes out(area(131, 77) * 4 * 4);
-        uint8_t *at = out.data();
-        nv21_to_bgra8888(131, 77, yuv.data(), at);
-        rgba8888_to_yuv420(131, 77, rgba.data(), at += area(131, 77) * 4);
-        vorel_resize_yuv420(yuv.data(), at += area(131, 77) * 4, 131, 77, 90, 60);
-        vorel_resize_rgb888(rgba.data(), at += area(131, 77) * 2, 131, 77, 50, 99);
-        return out;
-    };
-    limit_simd_targets(SimdTarget::kScalar);
-    const Bytes expected = all();
-    for (int widest = 1; widest <= kSimdTargets; ++widest) {
-        limit_simd_targets(static_cast<SimdTarget>(widest));
-        EXPECT_TRUE(all() == expected) << util_kernels().name;
-    }
-}
-
 }  // namespace
 }  // namespace vorel::test
