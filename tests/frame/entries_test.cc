@@ -192,14 +192,6 @@ TEST(Entries, OnlyRegularFilesAreOpened) {
     EXPECT_EQ(VORELBRIM_OpenDecHandle(file.path(), 0, 0), 0);
     EXPECT_EQ(VORELBRIM_OsFopen("/dev/null", "rb"), nullptr);
     alarm(0);
-    // A directory is refused without a line, a link to one with one.
-    ASSERT_EQ(unlink(file.path()), 0);
-    ASSERT_EQ(symlink("/", file.path()), 0);
-    LogCapture log;
-    EXPECT_EQ(VORELBRIM_OsFopen("/", "rb"), nullptr);
-    EXPECT_TRUE(log.take().empty());
-    EXPECT_EQ(VORELBRIM_OsFopen(file.path(), "rb"), nullptr);
-    EXPECT_EQ(log.take().size(), 1u);
 }
 
 TEST(Entries, AFailureLeavesItsReason) {
@@ -266,6 +258,34 @@ TEST(ImageUtility, ExifOfWhatIsNoPictureOrTooSmall) {
     EXPECT_EQ(getExif(gif.data(), length_of(gif)), nullptr);
     EXPECT_EQ(getExif("/nonexistent/x", 0), nullptr);
     EXPECT_EQ(allocator.live_blocks(), 0u);
+}
+
+// By both, a file and a buffer of it, one of which may fail.
+TEST(Conformance, EntriesWithoutMemoryReturn0OrTheWholePicture) {
+    const LogCapture log;
+    const Bytes bytes = wbmp(40, 8, Bytes(5 * 8, 0xAA));
+    const TempFile file(bytes);
+    for (const int32_t sample : {1, 3}) {
+        Bytes expected(40 * 8 * 2, 1);
+        ASSERT_EQ(VorelDecodeFile(file.path(), expected.data(), 0, COLOR_RGB565, sample), 1);
+        const size_t allocations = with_each_allocation_failing([&](CountingAllocator &allocator) {
+            Bytes by_file(expected.size(), 1), by_buffer(expected.size(), 1);
+            const int32_t file_result = VorelDecodeFile(file.path(), by_file.data(), 0, COLOR_RGB565, sample);
+            const int32_t buffer_result = VorelDecodeBuffer(bytes.data(), by_buffer.data(),
+                                                            static_cast<int32_t>(bytes.size()), COLOR_RGB565, sample);
+            if (file_result) EXPECT_EQ(by_file, expected);
+            if (buffer_result) EXPECT_EQ(by_buffer, expected);
+            EXPECT_EQ(file_result + buffer_result, allocator.failed() ? 1 : 2);
+            EXPECT_EQ(allocator.live_blocks(), 0u);
+        });
+        EXPECT_GE(allocations, 5u);
+    }
+    uint8_t byte = 0;
+    with_each_allocation_failing([&](CountingAllocator &allocator) {
+        SessionGuard session(VORELBRIM_CreateDecInfo(1, &byte, 1, 0, 0));
+        EXPECT_EQ(!session, allocator.failed());
+        EXPECT_EQ(gVORELBRIM_Error, session ? 0u : 4u);
+    });
 }
 
 }  // namespace

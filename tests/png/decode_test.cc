@@ -71,26 +71,6 @@ TEST(PngDecode, RowsAndColumnsThatAreKept) {
     EXPECT_NE(head(tail(high.pixels, 20 * 4 * 4), 4), Bytes(4, kFill));
 }
 
-// Required by callers that show such pictures as they always were.
-TEST(PngDecode, TransparencyByKind) {
-    PngSpec palette, deep;
-    palette.colour_type = 3;
-    deep.depth = 16;
-    palette.transparency = deep.transparency = true;
-    const Bytes indexed = make_png(palette), keyed = make_png(deep);
-    const Bytes full = decode_whole(indexed, {37, 29, 1, 7}).pixels,
-                cleared = decode_whole(keyed, {37, 29, 1, 7}).pixels;
-    EXPECT_EQ(full, straight_png(indexed).rgba);
-    const Bytes straight = straight_png(keyed).rgba;
-    int coloured = 0, neighbours = 0;
-    for (size_t i = 0; i < full.size(); i += 4) {
-        coloured += full[i + 3] == 0 && full[i] != 0;
-        neighbours += straight[i + 3] && !cleared[i + 3];
-    }
-    EXPECT_GT(coloured, 0);
-    EXPECT_GT(neighbours, 0);
-}
-
 TEST(PngDecode, RefusalsLeaveTheBuffer) {
     const Bytes file = make_png({});
     for (const WholeRequest &request :

@@ -244,10 +244,11 @@ Bytes damaged_in_row(int height, int row, int shown) {
                    static_cast<uint8_t>(~count & 255), static_cast<uint8_t>((~count >> 8) & 255)},
                   head(raw, count),
                   {0x07, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}});  // block type 3 is none
-    return cat({{0x89, 'P', 'N', 'G', 13, 10, 26, 10},
-                png_chunk("IHDR", cat({big_32(8), big_32(static_cast<uint32_t>(height)), {8, 0, 0, 0, 0}})),
-                png_chunk("IDAT", stream),
-                png_chunk("IEND", {})});
+    PngSpec spec;
+    spec.width = 8;
+    spec.height = height;
+    spec.colour_type = 0;
+    return with_image_data(make_png(spec), stream, stream.size());
 }
 
 TEST(PngTolerance, DamageInTheLastRowIsZerosInRegionsOnly) {

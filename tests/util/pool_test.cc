@@ -150,15 +150,6 @@ TEST(ThreadPool, WithoutThreadsTasksWaitForAHelper) {
     }
 }
 
-TEST(ThreadPool, HelpersAndThreadsShareTheQueue) {
-    for (int round = 0; round < 20; ++round) {
-        CountingPool pool(2);
-        pool.add_all(1500, count_up, &pool.runs);
-        run_waiting_tasks(pool.pool);
-        EXPECT_EQ(pool.finish(), 1500);
-    }
-}
-
 // Required: a null routine is queued, and its record is lost.
 TEST(ThreadPool, ARecordWithoutARoutineIsSkippedAndLost) {
     CountingPool pool(1);

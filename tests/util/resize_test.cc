@@ -138,13 +138,6 @@ TEST(Resize, KnownValues) {
     vorel_resize_yuv420(frame.data(), out.data(), 8, 8, 3, 3);
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 9), (Bytes{16, 18, 20, 56, 58, 60, 104, 106, 108}));
     EXPECT_EQ(Bytes(out.begin() + 9, out.end()), Bytes(8, 252));
-    // At its own size a picture loses its two lowest bits.
-    for (const Family &family : kResizers) {
-        Bytes src = noise(frame_bytes(family.format, 21, 13), 1), same(src.size());
-        family.run(kChosen, src.data(), same.data(), {21, 13}, {21, 13}, nullptr);
-        for (uint8_t &byte : src) byte &= 0xFC;
-        EXPECT_TRUE(same == src) << family.name;
-    }
 }
 
 TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {

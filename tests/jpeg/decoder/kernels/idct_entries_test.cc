@@ -3,41 +3,26 @@
 
 #include <vorel/jpeg_decoder.h>
 
-#include <cstring>
+#include <utility>
 
 #include "jpeg/decoder/kernels/block_samples.h"
 
 namespace vorel::test {
 namespace {
 
-// Rows in no order, so that a kernel that steps from row to row is found out.
-struct ScatteredRows {
-    static constexpr int kPitch = 24;
-    uint8_t bytes[8 * kPitch];
-    uint8_t *rows[8];
-    ScatteredRows() {
-        std::memset(bytes, 0xA5, sizeof(bytes));
-        for (int y = 0; y < 8; ++y) rows[y] = bytes + (5 * y + 3) % 8 * kPitch;
-    }
-    std::vector<uint8_t> samples(int column, int width, int height) const {
-        std::vector<uint8_t> out;
-        for (int y = 0; y < height; ++y) out.insert(out.end(), rows[y] + column, rows[y] + column + width);
-        return out;
-    }
-    int touched() const {
-        int count = 0;
-        for (const uint8_t byte : bytes) count += byte != 0xA5;
-        return count;
-    }
-};
-
+// The samples that an entry stores, and no byte else. Its rows come in no order, so that a kernel that steps from row
+// to row is found out.
 std::vector<uint8_t> call(BrimIdctFunc entry, const int32_t *multipliers, const Block &block, int width, int height) {
-    ScatteredRows to;
-    entry(kRangeLimit + kRangeCentre, multipliers, block.c, to.rows, 7);
-    const std::vector<uint8_t> samples = to.samples(7, width, height);
-    int inside = 0;
-    for (const uint8_t sample : samples) inside += sample != 0xA5;
-    EXPECT_EQ(to.touched(), inside) << "stored outside of the block";
+    constexpr size_t kPitch = 24;
+    constexpr int kColumn = 7;
+    const std::vector<uint8_t> untouched(8 * kPitch, 0xA5);
+    std::vector<uint8_t> bytes = untouched, samples;
+    uint8_t *rows[8];
+    for (size_t y = 0; y < 8; ++y) rows[y] = &bytes[(5 * y + 3) % 8 * kPitch];
+    entry(kRangeLimit + kRangeCentre, multipliers, block.c, rows, kColumn);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) samples.push_back(std::exchange(rows[y][kColumn + x], uint8_t{0xA5}));
+    EXPECT_EQ(bytes, untouched) << "stored outside of the block";
     return samples;
 }
 
