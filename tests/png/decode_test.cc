@@ -58,10 +58,7 @@ TEST(PngDecode, RowsAndColumnsThatAreKept) {
     EXPECT_EQ(model_rows(10, 3, 0), (std::vector<int>{2, 5, 6}));
     EXPECT_EQ(model_fitted_columns(10, 3), (std::vector<int>{1, 5, 8}));
     EXPECT_EQ(model_fitted_columns(100, 101).size(), 51u);
-    PngSpec spec;
-    spec.height = 29;
-    spec.interlaced = true;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.height = 29, .interlaced = true});
     EXPECT_EQ(decode_whole(file, {18, 15, 2, 7}).result, 1);
     EXPECT_EQ(decode_whole(file, {18, 16, 2, 7}).result, 0);
     // Not higher than the output: the rows behind the last but one stay.
@@ -89,9 +86,7 @@ TEST(PngDecode, RefusalsLeaveTheBuffer) {
 }
 
 TEST(PngDecode, TheEntriesForAnyFormatDecodePng) {
-    PngSpec spec;
-    spec.colour_type = 6;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.colour_type = 6});
     const TempFile path(file);
     const StraightPng image = straight_png(file);
     Bytes pixels(37 * 29 * 4);

@@ -128,15 +128,13 @@ std::vector<PngSpec> all_forms(int width, int height) {
         for (const bool interlaced : {false, true}) {
             for (const bool transparency : {false, true}) {
                 if (transparency && (form[0] & 4)) continue;
-                PngSpec spec;
-                spec.width = width;
-                spec.height = height;
-                spec.colour_type = form[0];
-                spec.depth = form[1];
-                spec.interlaced = interlaced;
-                spec.transparency = transparency;
-                spec.seed = static_cast<unsigned>(specs.size() + 1);
-                specs.push_back(spec);
+                specs.push_back({.width = width,
+                                 .height = height,
+                                 .colour_type = form[0],
+                                 .depth = form[1],
+                                 .interlaced = interlaced,
+                                 .transparency = transparency,
+                                 .seed = static_cast<unsigned>(specs.size() + 1)});
             }
         }
     }

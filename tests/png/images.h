@@ -18,7 +18,7 @@ struct PngSpec {
     int idat_bytes = 1000;
     unsigned seed = 1;
     bool smooth = false;  // compresses well
-    Bytes extra;          // chunks in front of the first IDAT
+    Bytes extra = {};     // chunks in front of the first IDAT
 
     std::string name() const;
 };

@@ -15,9 +15,6 @@ constexpr int kWidest = 160;  // past two of the widest vectors
 std::vector<const PngKernels *> vector_tables() {
     const PngKernels *tables[kMaxKernelTables];
     const int count = runnable_png_kernels(tables);
-    std::string names;
-    for (int i = 0; i < count; ++i) names += std::string(i ? ", " : "") + tables[i]->name;
-    testing::Test::RecordProperty("targets", names);
     return {tables + 1, tables + count};
 }
 

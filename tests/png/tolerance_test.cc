@@ -125,9 +125,7 @@ TEST(PngTolerance, DamageThatOnlyZlibSees) {
 }
 
 TEST(PngTolerance, AWrongCheckValueOfImageDataStopsDecodesAndNotRegions) {
-    PngSpec spec;
-    spec.idat_bytes = 400;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.idat_bytes = 400});
     const StraightPng image = straight_png(file);
     Bytes changed = file;
     changed[first_idat(file) + 8 + 400] ^= 1;
@@ -162,13 +160,8 @@ Bytes image_data(const Bytes &file) {
 TEST(PngTolerance, AnIndexEndsWhereAWholeDecodeDoes) {
     int whole_ones = 0, damaged_ones = 0;
     for (unsigned seed = 1; seed <= 12; ++seed) {
-        PngSpec spec;
-        spec.width = 4;
-        spec.height = 5;
-        spec.colour_type = 0;
-        spec.seed = seed;
-        spec.smooth = seed % 2 == 0;
-        const Bytes file = make_png(spec), data = image_data(file);
+        const Bytes file = make_png({.width = 4, .height = 5, .colour_type = 0, .seed = seed, .smooth = seed % 2 == 0});
+        const Bytes data = image_data(file);
         for (size_t idat_bytes = 1; idat_bytes <= 3; ++idat_bytes) {
             for (size_t missing = 0; missing <= 4; ++missing) {
                 const Bytes cut = with_image_data(file, head(data, data.size() - missing), idat_bytes);
@@ -198,13 +191,11 @@ TEST(PngTolerance, AnIndexEndsWhereAWholeDecodeDoes) {
 TEST(PngTolerance, MessagesAreLoggedAndNotPrinted) {
     Bytes changed = make_png({});
     changed[first_idat(changed) + 9] ^= 0x40;
-    PngSpec spec;
-    spec.extra = png_chunk("gAMA", {1, 2});
     LogCapture log;
     testing::internal::CaptureStderr();
     EXPECT_EQ(decode_whole(changed, {37, 29, 1, 7}).result, 0);
     const auto failures = log.take();
-    EXPECT_EQ(decode_whole(make_png(spec), {37, 29, 1, 7}).result, 1);
+    EXPECT_EQ(decode_whole(make_png({.extra = png_chunk("gAMA", {1, 2})}), {37, 29, 1, 7}).result, 1);
     const auto warnings = log.take();
     Regions regions(changed);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
@@ -244,11 +235,7 @@ Bytes damaged_in_row(int height, int row, int shown) {
                    static_cast<uint8_t>(~count & 255), static_cast<uint8_t>((~count >> 8) & 255)},
                   head(raw, count),
                   {0x07, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}});  // block type 3 is none
-    PngSpec spec;
-    spec.width = 8;
-    spec.height = height;
-    spec.colour_type = 0;
-    return with_image_data(make_png(spec), stream, stream.size());
+    return with_image_data(make_png({.width = 8, .height = height, .colour_type = 0}), stream, stream.size());
 }
 
 TEST(PngTolerance, DamageInTheLastRowIsZerosInRegionsOnly) {
@@ -272,11 +259,7 @@ TEST(PngTolerance, HarmlessOdditiesChangeNothing) {
     const Bytes file = make_png({});
     const Decoded whole = decode_whole(file, {37, 29, 1, 7});
     const Bytes no_end = head(file, file.size() - 12);
-    const auto with = [&](const Bytes &chunk) {
-        PngSpec spec;
-        spec.extra = chunk;
-        return make_png(spec);
-    };
+    const auto with = [](const Bytes &chunk) { return make_png({.extra = chunk}); };
     for (const Bytes &odd :
          {no_end, cat({file, Bytes(500, 3)}), cat({no_end, png_chunk("IDAT", Bytes(30, 1))}), with(text_chunk()),
           with(png_chunk("gAMA", {1, 2})), with(png_chunk("voRl", Bytes(5000, 9))),

@@ -136,23 +136,6 @@ TEST(Convert, ColoursAreTheFormulaOnEveryTriple) {
     }
 }
 
-TEST(Convert, KnownColours) {
-    // Y, U, V, R, G, B
-    constexpr uint8_t kRows[][6] = {{16, 128, 128, 0, 0, 0}, {235, 128, 128, 254, 254, 254}, {0, 0, 0, 0, 135, 0}};
-    for (const auto &row : kRows) {
-        const uint8_t nv12[6] = {row[0], row[0], row[0], row[0], row[1], row[2]};
-        uint8_t rgb[12];
-        nv12_to_rgb888(2, 2, nv12, rgb);
-        EXPECT_EQ(Bytes(rgb + 9, rgb + 12), Bytes(row + 3, row + 6));
-    }
-    const Bytes white(4, 255);
-    uint8_t out[3];
-    rgba8888_to_nv12(1, 1, white.data(), out);
-    EXPECT_EQ(Bytes(out, out + 3), (Bytes{235, 128, 128}));
-    rgba8888_to_yuv420(1, 1, white.data(), out);
-    EXPECT_EQ(Bytes(out, out + 3), (Bytes{255, 128, 128}));
-}
-
 TEST(Convert, FramesOfAllShapesEqualTheModelAndFillTheirOutput) {
     constexpr int kShapes[][2] = {{1, 1},  {2, 1},   {1, 2},  {3, 3},   {5, 3},   {15, 4},   {16, 5},  {17, 2},
                                   {31, 7}, {33, 33}, {64, 3}, {65, 64}, {130, 9}, {131, 67}, {2, 300}, {33, 1217}};

@@ -129,17 +129,6 @@ TEST(Resize, EveryFormEqualsTheClosedFormula) {
     }
 }
 
-TEST(Resize, KnownValues) {
-    Bytes ramp(64), out(9);
-    for (int i = 0; i < 64; ++i) ramp[static_cast<size_t>(i)] = static_cast<uint8_t>(16 * (i / 8) + i % 8);
-    Bytes frame = ramp;
-    frame.resize(yuv_bytes(8, 8), 255);
-    out.resize(yuv_bytes(3, 3));
-    vorel_resize_yuv420(frame.data(), out.data(), 8, 8, 3, 3);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 9), (Bytes{16, 18, 20, 56, 58, 60, 104, 106, 108}));
-    EXPECT_EQ(Bytes(out.begin() + 9, out.end()), Bytes(8, 252));
-}
-
 TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
     const ShuffledTasks shuffled(9);
     const Bytes src = noise(area(29, 3000) * 4, 2);

@@ -61,32 +61,21 @@ TEST(IdctEntries, ShapesGiveWhatTheKernelTableGives) {
 
 struct CornerEntry {
     BrimIdctFunc entry;
-    const char *name;
     int size, columns, rows;
 };
-const CornerEntry kCornerEntrys[] = {{BRIMJ_DoIdct, "all", 8, 8, 8},
-                                     {BRIMJ_DoIdctDither, "dither", 8, 8, 8},
-                                     {BRIMJ_DoIdct1By1, "1By1", 8, 1, 1},
-                                     {BRIMJ_DoIdct1By2, "1By2", 8, 1, 2},
-                                     {BRIMJ_DoIdct2By1, "2By1", 8, 2, 1},
-                                     {BRIMJ_DoIdct2By2, "2By2", 8, 2, 2},
-                                     {BRIMJ_DoIdct2By2All, "2By2All", 8, 2, 2},
-                                     {BRIMJ_DoIdct3By3, "3By3", 8, 3, 3},
-                                     {BRIMJ_DoIdct4By4, "4By4", 8, 4, 4},
-                                     {BRIMJ_DoIdct5By5, "5By5", 8, 5, 5},
-                                     {BRIMJ_DoIdct6By6, "6By6", 8, 6, 6},
-                                     {BRIMJ_DoIdct7By7, "7By7", 8, 7, 7},
-                                     {BRIMJ_DoIdct8By8, "8By8", 8, 8, 8},
-                                     {BRIMJ_DoIdct1x1For4x4, "1x1For4x4", 4, 1, 1},
-                                     {BRIMJ_DoIdct2x2For4x4, "2x2For4x4", 4, 2, 2},
-                                     {BRIMJ_DoIdct3x3For4x4, "3x3For4x4", 4, 3, 3},
-                                     {BRIMJ_DoIdct4x4For4x4, "4x4For4x4", 4, 4, 4}};
+const CornerEntry kCornerEntries[] = {
+    {BRIMJ_DoIdct, 8, 8, 8},          {BRIMJ_DoIdctDither, 8, 8, 8},    {BRIMJ_DoIdct1By1, 8, 1, 1},
+    {BRIMJ_DoIdct1By2, 8, 1, 2},      {BRIMJ_DoIdct2By1, 8, 2, 1},      {BRIMJ_DoIdct2By2, 8, 2, 2},
+    {BRIMJ_DoIdct2By2All, 8, 2, 2},   {BRIMJ_DoIdct3By3, 8, 3, 3},      {BRIMJ_DoIdct4By4, 8, 4, 4},
+    {BRIMJ_DoIdct5By5, 8, 5, 5},      {BRIMJ_DoIdct6By6, 8, 6, 6},      {BRIMJ_DoIdct7By7, 8, 7, 7},
+    {BRIMJ_DoIdct8By8, 8, 8, 8},      {BRIMJ_DoIdct1x1For4x4, 4, 1, 1}, {BRIMJ_DoIdct2x2For4x4, 4, 2, 2},
+    {BRIMJ_DoIdct3x3For4x4, 4, 3, 3}, {BRIMJ_DoIdct4x4For4x4, 4, 4, 4}};
 
 TEST(IdctEntries, CornersTakeTheirLowestCoefficientsAndNoOthers) {
     std::mt19937 random(12);
     const Quant quant = mixed_quant();
-    for (const CornerEntry &c : kCornerEntrys) {
-        SCOPED_TRACE(c.name);
+    for (const CornerEntry &c : kCornerEntries) {
+        SCOPED_TRACE(&c - kCornerEntries);
         int32_t multipliers[64];
         if (c.size == 8) make_scaled_multipliers(quant.data(), multipliers);
         if (c.size == 4) make_multipliers(IdctShape::k4x4, quant.data(), multipliers);
