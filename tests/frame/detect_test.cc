@@ -20,7 +20,7 @@ struct Parsed {
 Parsed parse(Kind kind, const Bytes &bytes) {
     Input input(kind, bytes);
     Parsed out = {};
-    out.error = gVORELBRIM_Error;
+    out.error = 1;
     if (!input.session()) return out;
     out.type = VORELBRIM_Parser(input.session(), &out.info);
     out.error = gVORELBRIM_Error;
