@@ -269,16 +269,12 @@ TEST(ParserGif, DurationsAddUp) {
 
 // A stream handed in without a size is at its end anywhere but at byte 0.
 TEST(ParserGif, AFileOfUnknownSizeNeedsItsTrailer) {
-    const TempFile with(gif_still()), without(cat({gif_screen(4, 4), gif_image()}));
-    const struct {
-        const TempFile &file;
-        int32_t type;
-    } cases[] = {{with, 4}, {without, 0}};
-    for (const auto &c : cases) {
-        FILE *stdio = std::fopen(c.file.path(), "rb");
+    for (const auto &[bytes, type] : {std::pair(gif_still(), 4), {cat({gif_screen(4, 4), gif_image()}), 0}}) {
+        const TempFile file(bytes);
+        FILE *stdio = std::fopen(file.path(), "rb");
         SessionGuard session(VORELBRIM_CreateDecInfo(2, stdio, 0, 0, 0));
         ImageInfo info;
-        EXPECT_EQ(VORELBRIM_Parser(session.get(), &info), c.type);
+        EXPECT_EQ(VORELBRIM_Parser(session.get(), &info), type);
         std::fclose(stdio);
     }
 }

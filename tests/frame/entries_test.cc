@@ -23,6 +23,11 @@ Bytes half_white() {
 
 int32_t length_of(const Bytes &bytes) { return static_cast<int32_t>(bytes.size()); }
 
+// A file replaced by a FIFO that nobody writes to.
+struct Fifo : TempFile {
+    Fifo() { EXPECT_EQ(unlink(path()) || mkfifo(path(), 0600), 0); }
+};
+
 // Makes a file of this length behind the bytes that it has.
 void stretch_file(const TempFile &file, off_t length) { ASSERT_EQ(truncate(file.path(), length), 0); }
 
@@ -102,16 +107,14 @@ TEST(Entries, FileSizes) {
     const TempFile file(Bytes(1234, 1)), empty, huge, largest;
     stretch_file(huge, off_t{1} << 31);
     stretch_file(largest, (off_t{1} << 31) - 1);
-    const std::string fifo = std::string(file.path()) + "-fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const Fifo fifo;
     EXPECT_EQ(VorelGetFileSize(file.path()), 1234);
     EXPECT_EQ(VjpgGetFileSize(largest.path()), INT32_MAX);
     EXPECT_TRUE(log.take().empty());
-    for (const char *path : {empty.path(), huge.path(), fifo.c_str(), "/tmp"}) {
+    for (const char *path : {empty.path(), huge.path(), fifo.path(), "/tmp"}) {
         EXPECT_EQ(VjpgGetFileSize(path), 0) << path;
         EXPECT_EQ(log.only(), "VJPEG_STAT|Error : Illegal file open in getFileSize") << path;
     }
-    unlink(fifo.c_str());
 }
 
 // Three of the four buffer entries look the buffer up as if it were a path.
@@ -136,12 +139,9 @@ TEST(Entries, BuffersAreProbedAsPaths) {
     // A buffer without a terminator, longer than any path, and one that names a FIFO, which must not be waited for.
     GuardBuffer letters(Bytes(9000, 'a'));
     EXPECT_EQ(VorelDecodeBufferOpt(letters.data(), out, 9000, 0, 1, options), 0);
-    const TempFile file;
-    const std::string fifo = std::string(file.path()) + "-fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    GuardBuffer name(text(fifo.c_str()));
+    const Fifo fifo;
+    GuardBuffer name(text(fifo.path()));
     EXPECT_EQ(VorelDecodeBufferOpt(name.data(), out, static_cast<int32_t>(name.size()), 0, 1, options), 0);
-    unlink(fifo.c_str());
 }
 
 TEST(Entries, OptionsReceiveTheSizeEvenWhenDecodingFails) {
@@ -179,9 +179,7 @@ TEST(Entries, FilesBelow20MiBAreReadWholeAndLargerOnesStreamed) {
 
 // A FIFO that nobody writes to would be waited for until somebody does.
 TEST(Entries, OnlyRegularFilesAreOpened) {
-    const TempFile file;
-    ASSERT_EQ(unlink(file.path()), 0);
-    ASSERT_EQ(mkfifo(file.path(), 0600), 0);
+    const Fifo file;
     alarm(20);
     int32_t width, height;
     uint8_t pixels[64];

@@ -78,6 +78,34 @@ Colour colour_of(J_COLOR_SPACE space) {
                                   : Colour::kYcc;
 }
 
+void set_scans(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_info> *list) {
+    if (scans == Scans::kInterleaved) return;
+    const auto add = [list](std::vector<int> components) {
+        jpeg_scan_info scan = {};
+        scan.comps_in_scan = static_cast<int>(components.size());
+        for (size_t i = 0; i < components.size(); ++i) scan.component_index[i] = components[i];
+        scan.Se = 63;
+        list->push_back(scan);
+    };
+    if (scans == Scans::kLumaThenChroma) {
+        add({0});
+        add({1, 2});
+    } else {
+        for (int c = 0; c < info->num_components; ++c) add({c});
+    }
+    info->scan_info = list->data();
+    info->num_scans = static_cast<int>(list->size());
+}
+
+void set_colour(jpeg_compress_struct *info, Colour colour) {
+    const bool ink = colour == Colour::kCmyk || colour == Colour::kYcck, gray = colour == Colour::kGray;
+    info->input_components = ink ? 4 : gray ? 1 : 3;
+    info->in_color_space = ink ? JCS_CMYK : gray ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_set_defaults(info);
+    if (colour == Colour::kRgb) jpeg_set_colorspace(info, JCS_RGB);
+    if (colour == Colour::kYcck) jpeg_set_colorspace(info, JCS_YCCK);
+}
+
 }  // namespace
 
 std::optional<CodedPicture> turbo_planes(const Bytes &jpeg) {
@@ -121,38 +149,6 @@ std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
     });
     return out;
 }
-
-namespace {
-
-void set_scans(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_info> *list) {
-    if (scans == Scans::kInterleaved) return;
-    const auto add = [list](std::vector<int> components) {
-        jpeg_scan_info scan = {};
-        scan.comps_in_scan = static_cast<int>(components.size());
-        for (size_t i = 0; i < components.size(); ++i) scan.component_index[i] = components[i];
-        scan.Se = 63;
-        list->push_back(scan);
-    };
-    if (scans == Scans::kLumaThenChroma) {
-        add({0});
-        add({1, 2});
-    } else {
-        for (int c = 0; c < info->num_components; ++c) add({c});
-    }
-    info->scan_info = list->data();
-    info->num_scans = static_cast<int>(list->size());
-}
-
-void set_colour(jpeg_compress_struct *info, Colour colour) {
-    const bool ink = colour == Colour::kCmyk || colour == Colour::kYcck, gray = colour == Colour::kGray;
-    info->input_components = ink ? 4 : gray ? 1 : 3;
-    info->in_color_space = ink ? JCS_CMYK : gray ? JCS_GRAYSCALE : JCS_RGB;
-    jpeg_set_defaults(info);
-    if (colour == Colour::kRgb) jpeg_set_colorspace(info, JCS_RGB);
-    if (colour == Colour::kYcck) jpeg_set_colorspace(info, JCS_YCCK);
-}
-
-}  // namespace
 
 Bytes turbo_picture(const PictureSpec &spec) {
     jpeg_compress_struct info;

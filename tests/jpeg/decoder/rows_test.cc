@@ -151,22 +151,13 @@ TEST(JpegRowSteps, WidthsOfMcus) {
     }
 }
 
-struct Progress {
-    std::vector<int32_t> percents;
-    static int32_t note(void *user, int32_t percent) {
-        static_cast<Progress *>(user)->percents.push_back(percent);
-        return 1;
-    }
-};
-
 TEST(JpegRowSteps, ProgressIsReckonedByTheRowsThatACropKeeps) {
     const Bytes jpeg = turbo_picture(picture(320, 2000, 2));
     for (const uint32_t options : {uint32_t{VOREL_OPTION_FIT_COVER}, 0u}) {
-        Progress seen;
+        ProgressCalls seen;
         Input input(Kind::kMemory, jpeg, COLOR_RGBA8888, options);
         DecInfo *session = input.session();
-        session->progress = static_cast<ProgressRecord *>(std::calloc(1, sizeof(ProgressRecord)));
-        *session->progress = {&seen, Progress::note};
+        seen.attach(session);
         GuardBuffer out(size_t{320} * 400 * 4);
         ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 400), 1);
         ASSERT_GT(seen.percents.size(), 5u);
