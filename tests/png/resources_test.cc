@@ -44,14 +44,12 @@ TEST(PngResources, AnOldPieceOfImageDataIsNotInflatedForever) {
 TEST(PngResources, AnObjectWithoutAHeaderHasNone) {
     Bytes file = make_png({});
     std::fill(file.begin() + 16, file.begin() + 29, uint8_t{0});
-    png_structp png = nullptr;
-    png_infop info = nullptr;
-    EXPECT_EQ(onDecodeVPNGInit(&png, &info, file.data(), vpng_read_fn, static_cast<int32_t>(file.size())), 0);
-    ASSERT_TRUE(png && info);
+    const Opened open(file);
+    EXPECT_FALSE(open.good());
+    ASSERT_TRUE(open.png && open.info);
     png_uint_32 width = 1, height = 1;
-    EXPECT_EQ(vpng_get_IHDR(png, info, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(vpng_get_IHDR(open.png, open.info, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
     EXPECT_EQ(vpng_get_IHDR(nullptr, nullptr, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
-    vpng_destroy_read_struct(&png, &info, nullptr);
 }
 
 TEST(PngResources, EveryFailingAllocationIsAFailureThatLeavesNothing) {

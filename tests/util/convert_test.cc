@@ -22,8 +22,6 @@ template <auto kForm>
 void apart(int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
     kForm(width, height, src, src && width > 0 && height > 0 ? src + area(width, height) : src, dst);
 }
-#define VOREL_APART(NAME, FROM) \
-    { #NAME, COLOR_##FROM, COLOR_RGBA8888, apart < NAME>, apart < _##NAME##_sg>, apart < _##NAME##_tps> }
 #define VOREL_FAMILY(NAME, FROM, TO) \
     { #NAME, COLOR_##FROM, COLOR_##TO, NAME, _##NAME##_sg, _##NAME##_tps }
 constexpr Family kFamilies[] = {
@@ -41,8 +39,10 @@ constexpr Family kFamilies[] = {
     VOREL_FAMILY(yuv_nv_reverse, NV12, NV21),
     VOREL_FAMILY(yuv420_to_nv12, YUV420, NV12),
     VOREL_FAMILY(yuv420_to_nv21, YUV420, NV21),
-    VOREL_APART(y_uv_nv12_to_rgba8888, NV12),
-    VOREL_APART(y_uv_nv21_to_rgba8888, NV21),
+    {"y_uv_nv12", COLOR_NV12, COLOR_RGBA8888, apart<y_uv_nv12_to_rgba8888>, apart<_y_uv_nv12_to_rgba8888_sg>,
+     apart<_y_uv_nv12_to_rgba8888_tps>},
+    {"y_uv_nv21", COLOR_NV21, COLOR_RGBA8888, apart<y_uv_nv21_to_rgba8888>, apart<_y_uv_nv21_to_rgba8888_sg>,
+     apart<_y_uv_nv21_to_rgba8888_tps>},
 };
 
 bool is_yuv(int32_t format) { return format == COLOR_YUV420 || format == COLOR_NV12 || format == COLOR_NV21; }

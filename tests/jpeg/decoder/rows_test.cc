@@ -220,9 +220,8 @@ TEST(JpegRowSteps, FurtherScansAreFoundFromTheCallersPlace) {
     spec.scans = Scans::kOnePerComponent;
     const Bytes second = turbo_picture(spec);
     spec.seed = 9;
-    Bytes both = turbo_picture(spec);
-    const auto start = static_cast<int32_t>(both.size());
-    both.insert(both.end(), second.begin(), second.end());
+    const Bytes both = cat({turbo_picture(spec), second});
+    const auto start = static_cast<int32_t>(both.size() - second.size());
     Input input(Kind::kPath, both, COLOR_RGBA8888);
     StreamCursor cursor(input.session()->ioInfo);
     ASSERT_EQ(cursor.start_at(start), start);
