@@ -206,7 +206,7 @@ TEST(Entries, AFailureLeavesItsReason) {
     EXPECT_EQ(gVORELBRIM_Error, 12u);
     EXPECT_EQ(VorelDecodeFile("/nonexistent/x", pixels, 0, COLOR_RGBA8888, 1), 0);
     EXPECT_EQ(gVORELBRIM_Error, 13u);
-    // The parser alone, whatever the word held before.
+    // The parser alone, whatever the word was before.
     Input input(Kind::kMemory, cut);
     StreamCursor cursor(input.session()->ioInfo);
     ImageInfo info = {};

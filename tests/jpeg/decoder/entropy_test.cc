@@ -260,7 +260,7 @@ TEST(JpegPosition, IsTheSameForEveryPathAndInputAndDecodingGoesOnFromIt) {
     }
 }
 
-// A stream without a way back refuses a position that its block no longer holds, and nothing is read.
+// A stream without a way back refuses a position that is no longer in its block, and nothing is read.
 TEST(JpegPosition, AStreamThatOnlyGoesForwardRefusesToGoBack) {
     StreamSource forward(turbo_picture({.width = 260, .height = 136, .noise = 90}));
     const SessionGuard session(forward.open(COLOR_GRAY, 0, false));

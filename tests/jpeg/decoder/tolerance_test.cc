@@ -1,4 +1,4 @@
-// Damage in the entropy-coded data: what the pixels hold. docs/tolerance.md names these tests.
+// Damage in the entropy-coded data: what the pixels are. docs/tolerance.md names these tests.
 #include <gtest/gtest.h>
 
 #include "jpeg/decoder/colour_model.h"
