@@ -1,5 +1,5 @@
 // Regions are cuts of the whole picture by their own rules for rows and columns, in any order, over checkpoints and
-// IDAT borders, from several threads.
+// IDAT borders, from several threads; and the corpus.
 #include <gtest/gtest.h>
 
 #include <png.h>

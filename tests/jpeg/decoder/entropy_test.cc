@@ -1,4 +1,4 @@
-// The entropy decoder: the fast path against the plain one, on good and on damaged streams; tables; restarts.
+// The entropy decoder: the fast path against the plain one, on good and damaged streams; tables; restarts; positions.
 #include <gtest/gtest.h>
 
 #include <cstring>

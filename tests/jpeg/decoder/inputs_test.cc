@@ -1,4 +1,4 @@
-// How the bytes arrive makes no difference; what a decode costs, and how it is stopped.
+// How the bytes arrive makes no difference, whatever is wrong with them; what a decode costs, and how it is stopped.
 #include <gtest/gtest.h>
 
 #include <algorithm>

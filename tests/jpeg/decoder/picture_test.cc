@@ -1,4 +1,4 @@
-// Whole decodes against the model: sources, formats, scales, taps, fits, turns, windows.
+// Whole decodes against the model: sources, formats, scales, taps, fits, turns, windows; and the corpus.
 #include <gtest/gtest.h>
 
 #include <random>

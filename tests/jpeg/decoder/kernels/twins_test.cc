@@ -1,5 +1,5 @@
 // Every kernel of every table that runs here against its scalar twin: the same bytes for any input, nothing stored but
-// the result, nothing read behind an input. Inputs and outputs end at pages that cannot be touched.
+// the result, nothing read behind an input. Inputs and outputs end at pages that cannot be touched. And the tables.
 #include <gtest/gtest.h>
 
 #include <functional>
