@@ -5,7 +5,7 @@
 #include <cstring>
 #include <set>
 
-#include "core/stream.h"
+#include "core/core.h"
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/log_capture.h"

@@ -1,5 +1,5 @@
-// Colour conversion in every table against its definition in real numbers, over all inputs. The other colour spaces, the
-// formats and shared chroma are compared with a model in whole decodes.
+// Colour conversion in every table against its definition in real numbers, over all inputs. The other colour spaces,
+// the formats and shared chroma are compared with a model in whole decodes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
