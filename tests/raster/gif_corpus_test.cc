@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "oracle/giflib.h"
-#include "raster/gif_decode.h"
+#include "raster/gif_model.h"
 #include "support/corpus.h"
 #include "support/counting_allocator.h"
 

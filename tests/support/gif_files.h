@@ -30,9 +30,10 @@ struct GifEncoding {
     int min_code_size = 8;
     bool late_clear = false;  // goes on with a full table instead of clearing it
     size_t sub_block = 255;
+    bool terminated = true;
 };
 
-// The codes of the indices, most of them, in sub-blocks, terminator included.
+// The codes of the indices, most of them, in sub-blocks.
 Bytes gif_codes(const Bytes &indices, const GifEncoding &encoding);
 // Puts code bytes into sub-blocks.
 Bytes gif_sub_blocks(const Bytes &data, size_t most = 255);
