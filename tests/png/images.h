@@ -19,7 +19,7 @@ struct PngSpec {
     unsigned seed = 1;
     int filter = -1;      // -1: all in turn
     bool smooth = false;  // compresses well
-    Bytes extra;          // chunks in front of the first IDAT
+    Bytes extra = {};     // chunks in front of the first IDAT
 
     std::string name() const;
 };

@@ -50,7 +50,8 @@ TEST_F(DecodeTool, EveryLayoutHasItsBytesAndComesBackAsTheSamePicture) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(std::string(row.picture) + " " + row.format);
-        const std::string decode = std::string("decode ") + row.picture, format = std::string(" --format ") + row.format;
+        const std::string decode = std::string("decode ") + row.picture,
+                          format = std::string(" --format ") + row.format;
         expect_ok(decode + " out.raw" + format);
         EXPECT_EQ(folder.get("out.raw").size(), row.bytes);
         expect_ok(decode + " plain.png");
@@ -182,7 +183,8 @@ TEST_F(DecodeTool, Pngs) {
 
 TEST_F(DecodeTool, Bmps) {
     // 2 x 1 pixels of 24 bits: blue first.
-    Bytes bmp = vorel::test::cat({vorel::test::bmp_header(40, 2, 1), {1, 0, 24, 0}, Bytes(24), {30, 20, 10, 3, 2, 1, 0, 0}});
+    Bytes bmp =
+        vorel::test::cat({vorel::test::bmp_header(40, 2, 1), {1, 0, 24, 0}, Bytes(24), {30, 20, 10, 3, 2, 1, 0, 0}});
     const struct {
         const char *options;
         Bytes rgb;

@@ -90,8 +90,9 @@ TEST_F(Tool, FailuresAreStatusOneAndLeaveTheFilesAlone) {
     folder.put("text.ppm", vorel::test::text("P3\n2 1 255\n1 2 3 4 5 6"));
     const Bytes moving = vorel::test::gif_animation();
     folder.put("moving.gif", moving);
-    folder.put("none.gif", vorel::test::cat({vorel::test::text("GIF8xa"), {1, 0, 1, 0, 0, 0, 0, ',', 0, 0, 0, 0},
-                                             {1, 0, 1, 0, 0, 2, 0, ';'}}));
+    folder.put("none.gif",
+               vorel::test::cat(
+                   {vorel::test::text("GIF8xa"), {1, 0, 1, 0, 0, 0, 0, ',', 0, 0, 0, 0}, {1, 0, 1, 0, 0, 2, 0, ';'}}));
     // The last frame's minimum code size is out of range: its data cannot be decoded.
     folder.put("broken.gif", vorel::test::cat({vorel::test::head(moving, moving.size() - 1),
                                                {',', 0, 0, 0, 0, 1, 0, 1, 0, 0, 12, 1, 1, 0, ';'}}));
@@ -212,8 +213,7 @@ TEST_F(Tool, InfoReportsEachFileAndGoesOnAfterABadOne) {
     EXPECT_EQ(text.status, 1);
     EXPECT_EQ(text.err, "vorel: missing: No such file or directory\n");
     EXPECT_EQ(text.out, "color.jpg: JPEG, 37 x 21, baseline, 3 components, sampling 1x1, " + bytes + " bytes\n" +
-                            "bits.wbmp: WBMP, 37 x 21, 109 bytes\n" +
-                            "moving.gif: animated GIF, 3 x 2, 2 frames, " +
+                            "bits.wbmp: WBMP, 37 x 21, 109 bytes\n" + "moving.gif: animated GIF, 3 x 2, 2 frames, " +
                             std::to_string(folder.get("moving.gif").size()) + " bytes\n");
     const ToolRun json = folder.run("info --json color.jpg missing bits.wbmp");
     EXPECT_EQ(json.status, 1);
