@@ -16,37 +16,7 @@ struct PlainBmp {
     BmpPicture picture = {};
     BmpShape shape = {};
 };
-constexpr int kLeftOut = 256;  // a sample that run lengths do not write
-
-std::vector<uint32_t> read_runs(const Bytes &file, size_t at, int32_t width, int32_t height) {
-    std::vector<uint32_t> indices(static_cast<size_t>(width) * static_cast<size_t>(height), kLeftOut);
-    int32_t x = 0, y = height - 1;
-    const auto put = [&](uint8_t index) {
-        if (x < width) indices[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x++)] = index;
-    };
-    while (y >= 0 && at + 2 <= file.size()) {
-        const uint8_t count = file[at], value = file[at + 1];
-        at += 2;
-        if (count) {
-            for (int i = 0; i < count; ++i) put(value);
-        } else if (value == 0) {
-            x = 0;
-            --y;
-        } else if (value == 1 || (value == 2 && at + 2 > file.size())) {
-            break;
-        } else if (value == 2) {
-            x += file[at];
-            y -= file[at + 1];
-            at += 2;
-        } else {
-            for (size_t i = 0; i < value && at + i < file.size(); ++i) put(file[at + i]);
-            at += static_cast<size_t>(value) + value % 2;
-        }
-    }
-    return indices;
-}
-
-// Nothing for what is not read here or is not whole.
+// Nothing for run lengths, and for what is not whole.
 std::optional<PlainBmp> read_plain(const Bytes &file) {
     const auto byte = [&](size_t at) { return at < file.size() ? uint32_t{file[at]} : 0; };
     const auto half = [&](size_t at) { return byte(at) | byte(at + 1) << 8; };
@@ -64,10 +34,6 @@ std::optional<PlainBmp> read_plain(const Bytes &file) {
     const size_t data = word(10), entry = core ? 3 : 4;
     for (size_t at = 14 + out.shape.header; bits <= 8 && at + entry <= data && at < file.size(); at += entry) {
         out.picture.palette.push_back(word(at) & 0xFFFFFF);
-    }
-    if (compression == 1 && bits == 8) {
-        out.picture.samples = read_runs(file, data, width, height);
-        return out;
     }
     if (bits == 16 && compression == 3) {
         const uint32_t green = word(58);
@@ -104,7 +70,7 @@ TEST(BmpCorpus, DecodesAsThePlainReader) {
             EXPECT_TRUE(decode_bmp(Kind::kStream, file, target) == by_path);
             if (!plain) continue;
             EXPECT_TRUE(decode_bmp(Kind::kMemory, file, target) == by_path);
-            EXPECT_TRUE(model_bmp(plain->picture, plain->shape, target, kLeftOut) == by_path);
+            EXPECT_TRUE(model_bmp(plain->picture, plain->shape, target) == by_path);
         }
         compared += plain.has_value();
     };
