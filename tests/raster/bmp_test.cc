@@ -4,6 +4,7 @@
 #include <vorel/raster.h>
 
 #include <climits>
+#include <tuple>
 
 #include "raster/bmp_model.h"
 #include "support/log_capture.h"
@@ -58,31 +59,25 @@ TEST(BmpAgainstModel, EveryDepthHeaderFormatAndTurn) {
     }
 }
 
-TEST(BmpAgainstModel, AllSmallSizes) {
-    for (uint32_t i = 0; i < 7 * 7 * 9 * 9; ++i) {
+// The larger ones are wide enough for several blocks of input and for vector code, with rows passed over.
+TEST(BmpAgainstModel, AllSmallSizesAndSomeLargeOnes) {
+    for (uint32_t i = 0; i < 7 * 7 * 9 * 9 && !HasFatalFailure(); ++i) {
         const auto side = [=](uint32_t step, uint32_t most) { return static_cast<int32_t>(1 + i / step % most); };
         const BmpPicture picture = random_bmp(i, kDepths[i % 6], side(1, 7), side(7, 7));
         expect_bmp_as_model(picture, {40, i % 2 != 0, Fields16::k565, false},
                             {side(49, 9), side(441, 9), kFormats[i / 6 % 6], kTurns[i / 4 % 4] | kFits[i / 3 % 7]});
-        if (HasFatalFailure()) return;
     }
-}
-
-// Wide enough for several blocks of input and for vector code, with rows passed over.
-TEST(BmpAgainstModel, LargerSizes) {
-    const struct {
-        int32_t width, height, across, down;
-    } cases[] = {{401, 67, 401, 67}, {1023, 20, 511, 10}, {300, 200, 150, 100}, {300, 200, 40, 400},
-                 {64, 500, 64, 3},   {129, 3, 1000, 1},   {1000, 1, 10, 10},    {5, 300, 50, 1}};
+    const std::tuple<int32_t, int32_t, int32_t, int32_t> cases[] = {
+        {401, 67, 401, 67}, {1023, 20, 511, 10}, {300, 200, 150, 100}, {300, 200, 40, 400},
+        {64, 500, 64, 3},   {129, 3, 1000, 1},   {1000, 1, 10, 10},    {5, 300, 50, 1}};
     uint32_t seed = 100;
-    for (const auto &c : cases) {
+    for (const auto &[width, height, across, down] : cases) {
         for (const int bits : kDepths) {
-            const BmpPicture picture = random_bmp(++seed, bits, c.width, c.height);
-            for (const uint32_t fit : {0x000u, 0x700u}) {
-                const uint32_t turn = c.width == 401 ? kTurns[seed % 4] : 0u;
-                expect_bmp_as_model(picture, {}, {c.across, c.down, kFormats[seed % 6], fit | turn});
-                if (HasFatalFailure()) return;
-            }
+            const BmpPicture picture = random_bmp(++seed, bits, width, height);
+            const uint32_t turn = width == 401 ? kTurns[seed % 4] : 0u;
+            for (const uint32_t fit : {0x000u, 0x700u})
+                expect_bmp_as_model(picture, {}, {across, down, kFormats[seed % 6], fit | turn});
+            if (HasFatalFailure()) return;
         }
     }
 }

@@ -1,5 +1,7 @@
 #include "raster/gif_model.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 
 namespace vorel::test {
@@ -195,6 +197,29 @@ std::vector<RasterPicture> decode_animation(DecInfo *session, const RasterTarget
 std::vector<RasterPicture> decode_animation(Kind kind, const Bytes &file, const RasterTarget &target) {
     Input input(kind, file, target.format, target.options);
     return input.session() ? decode_animation(input.session(), target) : std::vector<RasterPicture>();
+}
+
+void expect_gif_as_model(const Bytes &bytes, const GifFile &file, const RasterTarget &target, uint8_t fill) {
+    SCOPED_TRACE(std::to_string(file.width) + " x " + std::to_string(file.height) + text_of(target));
+    const RasterSize shown = shown_size(file, target);
+    const RasterPicture still = {1, static_cast<uint32_t>(shown.width), static_cast<uint32_t>(shown.height), 0,
+                                 model_gif_still(file, target, fill)};
+    ASSERT_TRUE(decode_gif(Kind::kPath, bytes, target, fill) == still);
+    if (!stores_words(target)) return;
+    const auto got = decode_animation(Kind::kMemory, bytes, target);
+    ASSERT_EQ(got.size(), file.frames.size());
+    GifAnimationModel model(file, target);
+    uint32_t delay = 0;
+    for (size_t k = 0; k < got.size(); ++k) {
+        // The delay is that of the next frame.
+        const bool last = k + 1 == got.size();
+        const GifFrame *timed = !last && file.frames[k + 1].control ? &file.frames[k + 1] : nullptr;
+        if (k == 0 && !timed && file.frames[0].control) timed = &file.frames[0];
+        if (timed) delay = static_cast<uint32_t>(timed->delay) * 10;
+        ASSERT_EQ(got[k].result, last ? 3 : 1) << k;
+        ASSERT_EQ(got[k].delay, last ? 0 : delay) << k;
+        ASSERT_TRUE(got[k].pixels == model.next()) << "frame " << k;
+    }
 }
 
 GifFile random_gif(std::mt19937 &random, int most_side, int colours, int frames) {

@@ -14,13 +14,7 @@ namespace {
 const Bytes kRamp = {10, 20, 30, 255, 255, 1, 255, 255, 255, 0, 0, 0};  // four colours
 
 // A picture of 4 x 1 with the colours of kRamp.
-GifFile ramp_file() {
-    GifFrame frame;
-    frame.width = 4;
-    frame.height = 1;
-    frame.indices = {0, 1, 2, 3};
-    return {4, 1, 0, kRamp, {frame}};
-}
+GifFile ramp_file() { return {4, 1, 0, kRamp, {{.width = 4, .height = 1, .indices = {0, 1, 2, 3}}}}; }
 
 TEST(GifPixels, ATransparentIndexJustBehindThePaletteStays) {
     for (const int index : {3, 4, 5}) {
@@ -46,18 +40,13 @@ TEST(GifPixels, ATransparentIndexJustBehindThePaletteStays) {
 
 // Three frames of 2 x 1: the first leaves background behind, the others cover one pixel.
 GifFile three_frames() {
-    GifFile file = {2, 1, 0, kRamp, {}};
-    for (int i = 0; i < 3; ++i) {
-        GifFrame frame;
-        frame.left = i > 0;
-        frame.width = i > 0 ? 1 : 2;
-        frame.height = 1;
-        frame.indices = Bytes(static_cast<size_t>(frame.width), static_cast<uint8_t>(i));
-        frame.disposal = i == 0 ? 2 : 1;
-        frame.delay = 10 * (i + 1);
-        file.frames.push_back(frame);
-    }
-    return file;
+    return {2,
+            1,
+            0,
+            kRamp,
+            {{.width = 2, .height = 1, .indices = {0, 0}, .disposal = 2, .delay = 10},
+             {.left = 1, .width = 1, .height = 1, .indices = {1}, .disposal = 1, .delay = 20},
+             {.left = 1, .width = 1, .height = 1, .indices = {2}, .disposal = 1, .delay = 30}}};
 }
 
 TEST(GifAnimation, CallsBehindTheEndAndOfOtherSizesGiveNothing) {
@@ -203,11 +192,7 @@ TEST(GifBlocks, ALostTerminatorLosesNoFrames) {
     EXPECT_GT(files, 50);
 
     // The end code in a sub-block of its own, whose byte looks like an extension's first.
-    GifFrame frame;
-    frame.width = 3;
-    frame.height = 1;
-    frame.indices = {1, 2, 3};
-    frame.control = false;
+    const GifFrame frame = {.width = 3, .height = 1, .indices = {1, 2, 3}, .control = false};
     const Bytes cut = gif_file({3, 1, 0, Bytes(96, 7), {frame, frame}}, {5, false, 3, false});
     ASSERT_EQ(head(tail(cut, 20), 3), (Bytes{1, 0x21, 0x2C}));
     EXPECT_EQ(decode_animation(Kind::kMemory, cut, {3, 1, 7}).size(), 2u);
@@ -267,10 +252,7 @@ GifInfo **array_of(GifInfo *info) {
 
 TEST(GifDriven, AStateWithoutASession) {
     std::mt19937 random(6);
-    GifFrame frame;
-    frame.width = 37;
-    frame.height = 21;
-    frame.indices = gif_picture(random, 37, 21, 16);
+    const GifFrame frame = {.width = 37, .height = 21, .indices = gif_picture(random, 37, 21, 16)};
     const GifFile file = {37, 21, 3, gif_palette(random, 16), {frame}};
     const struct { int32_t sample, width, height; } cases[] = {{1, 37, 21}, {3, 12, 7}, {100, 1, 1}};
     for (const auto &[sample, width, height] : cases) {

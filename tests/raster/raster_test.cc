@@ -32,14 +32,17 @@ std::vector<Format> formats() {
         const Bytes file = bmp_file(random_bmp(7, bits, 30, 20));
         out.push_back({"BMP of " + std::to_string(bits), file, VORELBRIMI_DecodeBMP, {0, 1, 5, 6, 7, 8}, 1});
     }
+    // Compressed, and with bytes between header and pixels, which a stream has to get behind.
+    const BmpPicture runs = random_bmp(7, 8, 30, 20), words = random_bmp(7, 16, 30, 20);
+    out.push_back({"BMP in RLE8", rle8_file(runs), VORELBRIMI_DecodeBMP, {0, 1, 5, 7, 8}, 1});
+    Bytes far = changed(bmp_file(words), 10, little_32(54 + 40000));
+    far.insert(far.begin() + 54, 40000, 0xEE);
+    out.push_back({"BMP with a gap", far, VORELBRIMI_DecodeBMP, {0, 1, 5, 6, 7, 8}, 1});
     out.push_back({"WBMP", wbmp(30, 20, Bytes(80, 0xA5)), VORELBRIMI_DecodeWBMP, {0, 1, 7, 8}, 0});
     out.back().kinds = {Kind::kMemory, Kind::kPath};
     std::mt19937 random(7);
     GifFile gif = {30, 20, 0, gif_palette(random, 16), {}};
-    GifFrame frame;
-    frame.width = 30;
-    frame.height = 20;
-    frame.indices = gif_picture(random, 30, 20, 16);
+    const GifFrame frame = {.width = 30, .height = 20, .indices = gif_picture(random, 30, 20, 16)};
     gif.frames = {frame};
     out.push_back({"GIF", gif_file(gif), VORELBRIMI_DecodeGIF, {1, 7, 8, 13}, 1});
     out.push_back({"animated GIF of one picture", gif_file(gif), first_of_animation, {7, 8}, 3, 3});
@@ -48,7 +51,8 @@ std::vector<Format> formats() {
     return out;
 }
 
-bool holds(const std::vector<int32_t> &list, int32_t value) {
+template <typename Value>
+bool holds(const std::vector<Value> &list, Value value) {
     return std::find(list.begin(), list.end(), value) != list.end();
 }
 
@@ -87,7 +91,7 @@ TEST(RasterInputs, KindsThatAreNotServedAreRefused) {
         const RasterPicture first = decode_raster(format.decode, Kind::kMemory, format.file, target);
         EXPECT_EQ(first.result, format.done);
         for (const Kind kind : kAllKinds) {
-            const bool served = std::find(format.kinds.begin(), format.kinds.end(), kind) != format.kinds.end();
+            const bool served = holds(format.kinds, kind);
             if (!served) expect_untouched(format.decode, {kind}, format.file, target, 0);
             if (served) EXPECT_TRUE(decode_raster(format.decode, kind, format.file, target) == first);
         }
@@ -96,6 +100,26 @@ TEST(RasterInputs, KindsThatAreNotServedAreRefused) {
         EXPECT_EQ(format.decode(nullptr, pixel, 1, 1), 0);
         EXPECT_EQ(format.decode(input.session(), nullptr, 1, 1), 0);
         EXPECT_EQ(VORELBRIMI_AbortBMPIter(input.session()), 0);
+    }
+}
+
+// That deliver a few bytes at a time, or can neither go back nor skip.
+TEST(RasterInputs, StreamsOfAllManners) {
+    const RasterTarget target = {30, 20, COLOR_RGBA8888};
+    for (const Format &format : formats()) {
+        if (!holds(format.kinds, Kind::kStream)) continue;
+        const Bytes expected = decode_raster(format.decode, Kind::kMemory, format.file, target).pixels;
+        for (const int32_t chunk : {1, 7, 255, 100000}) {
+            for (const bool moves : {false, true}) {
+                StreamSource source(format.file, chunk);
+                SessionGuard session(VORELBRIM_CreateDecInfoWithStream(
+                    &source, source.size(), StreamSource::read, moves ? StreamSource::skip : nullptr,
+                    moves ? StreamSource::rewind : nullptr, target.format, 0));
+                Bytes out = target_bytes(target);
+                EXPECT_EQ(format.decode(session.get(), out.data(), 30, 20), format.done);
+                EXPECT_EQ(out, expected) << format.name << ", " << chunk << ", " << moves;
+            }
+        }
     }
 }
 

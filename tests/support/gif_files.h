@@ -10,8 +10,8 @@ namespace vorel::test {
 struct GifFrame {
     int left = 0, top = 0, width = 0, height = 0;
     bool interlaced = false;
-    Bytes palette;  // local; R, G, B
-    Bytes indices;  // width * height, in the order of rows
+    Bytes palette = {};  // local; R, G, B
+    Bytes indices = {};  // width * height, in the order of rows
     int disposal = 0;
     int transparent = -1;
     int delay = 0;        // hundredths of a second

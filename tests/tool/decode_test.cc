@@ -138,11 +138,7 @@ TEST_F(DecodeTool, SizesFitsAndTurns) {
 TEST_F(DecodeTool, Gifs) {
     std::mt19937 random(3);
     vorel::test::GifFile gif = {13, 9, 0, vorel::test::gif_palette(random, 16), {}};
-    gif.frames.resize(1);
-    gif.frames[0].width = 13;
-    gif.frames[0].height = 9;
-    gif.frames[0].indices = vorel::test::gif_picture(random, 13, 9, 16);
-    gif.frames[0].transparent = 0;
+    gif.frames = {{.width = 13, .height = 9, .indices = vorel::test::gif_picture(random, 13, 9, 16), .transparent = 0}};
     const Bytes file = vorel::test::gif_file(gif);
     folder.put("still.gif", file);
     Bytes pixels(size_t{13} * 9 * 4);

@@ -50,14 +50,13 @@ TEST_F(PartsTool, FramesWritesEveryPictureAndItsOwnDelay) {
     std::mt19937 random(3);
     vorel::test::GifFile gif = {13, 9, 0, vorel::test::gif_palette(random, 16), {}};
     for (int i = 0; i < 3; ++i) {
-        vorel::test::GifFrame frame;
-        frame.left = i;
-        frame.width = 13 - i;
-        frame.height = 9;
-        frame.indices = vorel::test::gif_picture(random, frame.width, frame.height, 16);
-        frame.disposal = frame.transparent = i;
-        frame.delay = 10 * (i + 1);
-        gif.frames.push_back(frame);
+        gif.frames.push_back({.left = i,
+                              .width = 13 - i,
+                              .height = 9,
+                              .indices = vorel::test::gif_picture(random, 13 - i, 9, 16),
+                              .disposal = i,
+                              .transparent = i,
+                              .delay = 10 * (i + 1)});
     }
     Bytes file = vorel::test::gif_file(gif), pixels(size_t{13} * 9 * 4);
     folder.put("moving.gif", file);
