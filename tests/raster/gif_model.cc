@@ -69,15 +69,14 @@ Bytes model_gif_still(const GifFile &file, const RasterTarget &target, uint8_t u
     for (size_t i = 0; i < filled && target.format != COLOR_RGB565; ++i) before[i] = pixel[i % pixel.size()];
     if (target.turns() != 0) return before;
     const std::vector<int> shown_indices = indices_of(file, frame, shown);
-    return laid_out(target, shown, before,
-                    [&](int x, int y, uint8_t *out) {
-                        const int index = shown_indices[at(y) * at(shown.width) + at(x)];
-                        if (index < 0) return;
-                        const uint32_t stored = index == transparent ? 0 : word_of(palette, index, target.format);
-                        if (indices) *out = static_cast<uint8_t>(index);
-                        if (stores_words(target)) std::memcpy(out, &stored, 4);
-                    })
-        .pixels;
+    const auto store = [&](int x, int y, uint8_t *out) {
+        const int index = shown_indices[at(y) * at(shown.width) + at(x)];
+        if (index < 0) return;
+        const uint32_t stored = index == transparent ? 0 : word_of(palette, index, target.format);
+        if (indices) *out = static_cast<uint8_t>(index);
+        if (stores_words(target)) std::memcpy(out, &stored, 4);
+    };
+    return laid_out(target, shown, before, store).pixels;
 }
 
 GifAnimationModel::GifAnimationModel(const GifFile &file, const RasterTarget &target) : file_(file), target_(target) {}
@@ -95,17 +94,16 @@ Bytes GifAnimationModel::next() {
     if (canvas_.empty()) canvas_.assign(at(shown.width) * at(shown.height), taken_away);
     if (target_.turns() != 0) return target_bytes(target_);
     const std::vector<int> indices = indices_of(file_, frame, shown);
-    return laid_out(target_, shown, target_bytes(target_),
-                    [&](int x, int y, uint8_t *out) {
-                        const size_t pixel = at(y) * at(shown.width) + at(x);
-                        const int index = indices[pixel];
-                        const bool hole = index < 0 || index == transparent_;
-                        const uint32_t colour = hole ? canvas_[pixel] : word_of(palette, index, target_.format);
-                        if (index >= 0 && disposal_ != 3) canvas_[pixel] = disposal_ == 2 ? taken_away : colour;
-                        const uint32_t stored = colour == 0xFFFFFFFF ? 0 : colour;
-                        std::memcpy(out, &stored, 4);
-                    })
-        .pixels;
+    const auto store = [&](int x, int y, uint8_t *out) {
+        const size_t pixel = at(y) * at(shown.width) + at(x);
+        const int index = indices[pixel];
+        const bool hole = index < 0 || index == transparent_;
+        const uint32_t colour = hole ? canvas_[pixel] : word_of(palette, index, target_.format);
+        if (index >= 0 && disposal_ != 3) canvas_[pixel] = disposal_ == 2 ? taken_away : colour;
+        const uint32_t stored = colour == 0xFFFFFFFF ? 0 : colour;
+        std::memcpy(out, &stored, 4);
+    };
+    return laid_out(target_, shown, target_bytes(target_), store).pixels;
 }
 
 std::optional<Bytes> GifLzwModel::translate(uint32_t code, size_t filled, size_t limit) const {
@@ -143,9 +141,13 @@ GifLzwModel::Image GifLzwModel::decode(const Bytes &data, int min_code_size, int
         while (row.size() < at(width) || fresh) {
             const auto code = read();
             if (!code) return image;
+            if (*code == end) return image;
+            if (*code == clear) {
+                size = min_code_size + 1;
+                fresh = true;
+                continue;
+            }
             if (fresh) {
-                if (*code == clear) continue;
-                if (*code == end) return image;
                 if (row.size() >= limit) return {0, image.rows};
                 row.push_back(static_cast<uint8_t>(*code));
                 next = clear + 2;
@@ -153,12 +155,6 @@ GifLzwModel::Image GifLzwModel::decode(const Bytes &data, int min_code_size, int
                 fresh = false;
                 continue;
             }
-            if (*code == clear) {
-                size = min_code_size + 1;
-                fresh = true;
-                continue;
-            }
-            if (*code == end) return image;
             const bool known = *code < next;
             const auto string = translate(known ? *code : previous < next ? previous : 0, row.size(), limit);
             if (!string) return {0, image.rows};
@@ -230,20 +226,20 @@ GifFile random_gif(std::mt19937 &random, int most_side, int colours, int frames)
     file.background = any(colours);
     if (any(6) != 0) file.palette = gif_palette(random, colours);
     for (int i = 0; i < frames; ++i) {
-        GifFrame frame;
-        const bool whole = any(3) == 0;
-        const bool far = any(20) == 0;
-        frame.left = whole ? 0 : far ? 10000 : any(file.width + 3);
-        frame.top = whole ? 0 : any(file.height + 3);
-        frame.width = whole ? file.width : 1 + any(file.width + 3);
-        frame.height = whole ? file.height : 1 + any(file.height + 3);
-        frame.interlaced = any(2) != 0;
+        const bool whole = any(3) == 0, far = any(20) == 0;
+        GifFrame frame = {.left = whole ? 0
+                                  : far ? 10000
+                                        : any(file.width + 3),
+                          .top = whole ? 0 : any(file.height + 3),
+                          .width = whole ? file.width : 1 + any(file.width + 3),
+                          .height = whole ? file.height : 1 + any(file.height + 3),
+                          .interlaced = any(2) != 0,
+                          .disposal = any(8),
+                          .delay = any(300),
+                          .control = any(5) != 0};
         if (file.palette.empty() || any(3) == 0) frame.palette = gif_palette(random, colours);
-        frame.indices = gif_picture(random, frame.width, frame.height, colours);
-        frame.disposal = any(8);
         if (any(2) != 0) frame.transparent = any(std::min(colours + 2, 256));
-        frame.delay = any(300);
-        frame.control = any(5) != 0;
+        frame.indices = gif_picture(random, frame.width, frame.height, colours);
         file.frames.push_back(std::move(frame));
     }
     return file;

@@ -14,17 +14,16 @@ GifFile small_file() {
     std::mt19937 random(11);
     GifFile file = {9, 7, 1, gif_palette(random, 4), {}};
     for (int i = 0; i < 4; ++i) {
-        GifFrame frame;
-        frame.left = i;
-        frame.top = i / 2;
-        frame.width = 9 - i;
-        frame.height = 7;
-        frame.interlaced = i % 2 != 0;
+        GifFrame frame = {.left = i,
+                          .top = i / 2,
+                          .width = 9 - i,
+                          .height = 7,
+                          .interlaced = i % 2 != 0,
+                          .disposal = i,
+                          .transparent = i > 1 ? i : -1,
+                          .delay = i};
         if (i == 2) frame.palette = gif_palette(random, 4);
         frame.indices = gif_picture(random, frame.width, frame.height, 4);
-        frame.disposal = i;
-        frame.transparent = i > 1 ? i : -1;
-        frame.delay = i;
         file.frames.push_back(frame);
     }
     return file;
@@ -52,13 +51,13 @@ TEST(GifTolerance, EveryInputGivesTheRowsSoFar) {
     const Bytes indices = small_file().frames[0].indices;
     size_t rows = 0;
     for (const RasterTarget &target : kTargets) {
+        const auto decode = [=](Kind kind, const Bytes &bytes) {
+            Input input(kind, bytes, target.format, target.options);
+            return input.session() ? everything(input.session(), target) : Seen();
+        };
         Subject subject = {.name = "GIF" + text_of(target),
                            .file = gif_file(small_file(), {2, false, 7}),
-                           .decode =
-                               [=](Kind kind, const Bytes &bytes) {
-                                   Input input(kind, bytes, target.format, target.options);
-                                   return input.session() ? everything(input.session(), target) : Seen();
-                               },
+                           .decode = decode,
                            .values = {0x00, 0x2C, 0x80, 0xFF},
                            .memory = size_t{512} << 10,
                            .allocations = 20,
