@@ -37,7 +37,7 @@ TEST(GifLzw, AnyBytesDecodeAsTheTableSays) {
     std::mt19937 random(3);
     int failed = 0, full = 0;
     for (int i = 0; i < 4000; ++i) {
-        // A frame that is wider than the screen may have strings that find no place in the line.
+        // A frame that is wider than the screen may have strings that find no place in the row.
         const bool wide = i % 10 == 9;
         const int m = static_cast<int>(random() % 12), screen = 1 + static_cast<int>(random() % 60);
         const int width = wide ? screen + 4000 + static_cast<int>(random() % 300) : screen;
