@@ -182,7 +182,11 @@ Bytes turbo_picture(const PictureSpec &spec) {
             for (int c = 0; c < components; ++c) {
                 int value = 40 + (x * (3 + c) + y * (5 - c)) / 4 % 160;
                 if (x * 3 > spec.width * 2 && y * 2 > spec.height) value = 250 - 60 * c;
-                if (spec.noise)
+                if (spec.smooth) {
+                    const int ramps[] = {x * 170 / spec.width, y * 170 / spec.height,
+                                         160 - 120 * (x + y) / (spec.width + spec.height), 0};
+                    value = 40 + ramps[c];
+                } else if (spec.noise)
                     value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
                 row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(value < 0     ? 0
                                                                                     : value > 255 ? 255
