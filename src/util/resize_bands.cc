@@ -104,6 +104,7 @@ struct BandPlanes {
     ptrdiff_t src_stride, pitch;
     int32_t first_row, end_row;  // wanted ones
     size_t start;                // offset of row 0
+    bool prefetched;
 };
 
 // One destination row: its source rows, and where it goes.
@@ -116,7 +117,6 @@ struct RowTaps {
 void run_plane(const BandPlanes &planes, int plane, const ColumnTaps &taps, int64_t rows_done, RowRange range) {
     const auto resize_row = util_kernels().resize_row;
     const auto bytes = [&](int64_t rows) { return static_cast<ptrdiff_t>(rows) * planes.src_stride; };
-    const bool large = static_cast<size_t>(bytes(planes.src_height)) > kPrefetchedBytes;
     const uint8_t *src = planes.src[plane];
     uint8_t *dst = planes.dst[plane] + ptrdiff_t{taps.first_column} * taps.unit;
     const int64_t row = (static_cast<ptrdiff_t>(range.to) - static_cast<ptrdiff_t>(planes.start)) / planes.pitch;
@@ -125,8 +125,8 @@ void run_plane(const BandPlanes &planes, int plane, const ColumnTaps &taps, int6
     const auto make_last = [&](const RowTaps &next) {
         if (!any) return;
         resize_row(taps,
-                   {src + bytes(last.first), large ? bytes(next.first - last.first) : 0, src + bytes(last.second),
-                    large ? bytes(next.second - last.second) : 0},
+                   {src + bytes(last.first), planes.prefetched ? bytes(next.first - last.first) : 0,
+                    src + bytes(last.second), planes.prefetched ? bytes(next.second - last.second) : 0},
                    dst + last.to);
     };
     for (int64_t i = 0; i < range.count; ++i, range.first.next(), range.second.next()) {
@@ -251,6 +251,9 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
     ResizePlan own;
     if (!band->plan) own.build(layout, *band);
     const ResizePlan &plan = band->plan ? *static_cast<const ResizePlan *>(band->plan) : own;
+    const uint64_t pixels = static_cast<uint64_t>(band->srcWidth) * static_cast<uint64_t>(band->srcHeight);
+    const bool prefetched =
+        pixels * static_cast<uint64_t>(luma_unit(layout)) + (has_chroma(layout) ? pixels / 2 : 0) > kPrefetchedBytes;
     run_planes(luma_state(band),
                {{band->srcY, nullptr},
                 {result.base, nullptr},
@@ -262,7 +265,8 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
                 result.luma_pitch,
                 plan.first_row(),
                 plan.end_row(),
-                first_row_offset(layout, *band)},
+                first_row_offset(layout, *band),
+                prefetched},
                plan.luma());
     if (has_chroma(layout)) {
         uint8_t *chroma = result.base + result.luma_bytes;
@@ -278,7 +282,8 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
                     result.chroma_pitch,
                     0,
                     chroma_height,
-                    0},
+                    0,
+                    prefetched},
                    plan.chroma());
     }
     store_release<int32_t>(&band->finished, 1);

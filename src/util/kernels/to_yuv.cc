@@ -124,35 +124,6 @@ inline hn::Vec<D32> weighted(D32 d, hn::Vec<D32> pixels, int32_t round) {
 #endif
 }
 
-// Of each block of a two 32-bit lanes, then those of b: 0 and 2 for kOdd 0, 1 and 3 for kOdd 1.
-#if HWY_ARCH_X86
-constexpr int kEvenFloats = 0x88, kOddFloats = 0xDD;
-template <int kOdd>
-inline hn::Vec128<int32_t> every_other(hn::Vec128<int32_t> a, hn::Vec128<int32_t> b) {
-    return hn::Vec128<int32_t>{_mm_castps_si128(
-        _mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), kOdd ? kOddFloats : kEvenFloats))};
-}
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-template <int kOdd>
-inline hn::Vec256<int32_t> every_other(hn::Vec256<int32_t> a, hn::Vec256<int32_t> b) {
-    return hn::Vec256<int32_t>{_mm256_castps_si256(
-        _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), kOdd ? kOddFloats : kEvenFloats))};
-}
-#endif
-#if HWY_TARGET == HWY_AVX3
-template <int kOdd>
-inline hn::Vec512<int32_t> every_other(hn::Vec512<int32_t> a, hn::Vec512<int32_t> b) {
-    return hn::Vec512<int32_t>{_mm512_castps_si512(
-        _mm512_shuffle_ps(_mm512_castsi512_ps(a.raw), _mm512_castsi512_ps(b.raw), kOdd ? kOddFloats : kEvenFloats))};
-}
-#endif
-#else
-template <int kOdd, class V>
-inline V every_other(V a, V b) {
-    return kOdd ? hn::ConcatOdd(hn::DFromV<V>(), b, a) : hn::ConcatEven(hn::DFromV<V>(), b, a);
-}
-#endif
-
 // Packing four vectors leaves, in each block, four bytes of each of them: this puts block after block of each.
 struct BlockAfterBlock {
     static constexpr int32_t from(int lane, int blocks) { return 4 * (lane % blocks) + lane / blocks; }
