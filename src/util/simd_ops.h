@@ -191,6 +191,18 @@ inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
 #endif
 }
 
+// Past the caches, to a multiple of 16 bytes.
+template <class D8>
+inline void stream_blocks(D8 d, hn::Vec<D8> v, uint8_t *to) {
+    if constexpr (hn::MaxLanes(D8()) > 16) {
+        const hn::Half<D8> half;
+        stream_blocks(half, hn::LowerHalf(half, v), to);
+        stream_blocks(half, hn::UpperHalf(half, v), to + hn::MaxLanes(half));
+    } else {
+        hn::Stream(v, d, to);
+    }
+}
+
 // Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1, 2 or 4), and
 //     vector(d, x)       does as many elements from x on as d has lanes
 //     scalar(x, count)   does count elements by the scalar twin

@@ -304,8 +304,8 @@ struct EvenSteps {
     }
 };
 
-// Of eight four-byte pixels the third and the seventh, of four times eight: all third ones, then all seventh ones. Whole
-// vectors are loaded, which straddle no cache line where rows are aligned.
+// Of eight four-byte pixels the third and the seventh, of four times eight: all third ones, then all seventh ones.
+// Whole vectors are loaded, which straddle no cache line where rows are aligned.
 #if HWY_ARCH_X86 && HWY_TARGET != HWY_SSE4
 inline hn::Vec<hn::Full256<uint8_t>> four_of_eighths(const uint8_t *row) {
     const hn::Full256<uint32_t> d32;

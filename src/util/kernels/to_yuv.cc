@@ -224,8 +224,7 @@ inline hn::Vec<D8> lower_bytes(D8 d, V even, V odd) {
 #if HWY_TARGET == HWY_AVX3
     if constexpr (hn::MaxLanes(D8()) == 64) {
         alignas(16) static constexpr uint8_t kUp[16] = {0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14};
-        return hn::Vec<D8>{
-            _mm512_mask_shuffle_epi8(even.raw, 0xAAAAAAAAAAAAAAAA, odd.raw, hn::LoadDup128(d, kUp).raw)};
+        return hn::Vec<D8>{_mm512_mask_shuffle_epi8(even.raw, 0xAAAAAAAAAAAAAAAA, odd.raw, hn::LoadDup128(d, kUp).raw)};
     }
 #endif
     return hn::OddEven(hn::BitCast(d, hn::ShiftLeft<8>(odd)), hn::BitCast(d, even));
@@ -337,7 +336,7 @@ struct FullRangePair {
 };
 
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
-template <class D8>
+template <bool kStreamed, class D8>
 struct FullRangeRow {
     hn::Vec<D8> vu;  // in each block two 32-bit lanes of the first pair, two of the second
 
@@ -353,7 +352,12 @@ struct FullRangeRow {
         const auto green = hn::OddEven(hn::BitCast(d16u, b.others), hn::BitCast(d16u, a.others));
         const auto luma = hn::Sub(lower_bytes(d, even, odd), hn::BitCast(d, green));
         alignas(16) static constexpr uint8_t kFours[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
-        hn::StoreU(in_order(d, hn::TableLookupBytes(luma, hn::LoadDup128(d, kFours))), d, y);
+        const auto bytes = in_order(d, hn::TableLookupBytes(luma, hn::LoadDup128(d, kFours)));
+        if constexpr (kStreamed) {
+            stream_blocks(d, bytes, y);
+        } else {
+            hn::StoreU(bytes, d, y);
+        }
         const auto left = hn::BitCast(d32, a.vu), right = hn::BitCast(d32, b.vu);
         vu = hn::AverageRound(hn::BitCast(d, every_other<0>(left, right)), hn::BitCast(d, every_other<1>(left, right)));
     }
@@ -385,7 +389,7 @@ struct FullRangeEight {
 };
 
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
-template <class D8>
+template <bool kStreamed, class D8>
 struct FullRangeRow {
     uint8x8_t u, v;
 
@@ -413,6 +417,7 @@ struct FullRangeRow {
 };
 #endif
 
+template <bool kStreamed>
 struct ToPlanes {
     static constexpr int32_t kUnit = 2;
     const RgbaRows rows;  // not a reference: bytes are stored, and those could be its own
@@ -420,7 +425,7 @@ struct ToPlanes {
     template <class D8>
     void vector(D8 d, int32_t x) const {
         prefetch_rows(d, rows, x);
-        FullRangeRow<D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
+        FullRangeRow<kStreamed, D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
         if (rows.rgba[1]) chroma.average({d, rows.rgba[1] + ptrdiff_t{x} * 4, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
@@ -435,7 +440,9 @@ template <Chroma kLayout>
 void to_pairs(const RgbaRows &rows) {
     sweep(ToPairs<kLayout>{rows}, rows.width);
 }
-void to_planes(const RgbaRows &rows) { sweep(ToPlanes{rows}, rows.width); }
+void to_planes(const RgbaRows &rows) {
+    rows.streamed ? sweep(ToPlanes<true>{rows}, rows.width) : sweep(ToPlanes<false>{rows}, rows.width);
+}
 
 void add_to_yuv(UtilKernels *table) {
     table->rgba_to_yuv[static_cast<int>(Chroma::kUv)] = to_pairs<Chroma::kUv>;
