@@ -107,8 +107,6 @@ struct BandPlanes {
     bool prefetched;
 };
 
-constexpr size_t kRowStart = 512;  // bytes
-
 // One destination row: its source rows, and where it goes.
 struct RowTaps {
     int64_t first, second;
@@ -116,7 +114,7 @@ struct RowTaps {
 };
 
 // A row is made when the one behind it is known, whose source rows are asked for meanwhile: whole ones, or, where the
-// frame lies in a cache, their beginnings, from which the processor goes on by itself.
+// frame lies in a cache, what the processor does not foresee of them.
 void run_plane(const BandPlanes &planes, int plane, const ColumnTaps &taps, int64_t rows_done, RowRange range) {
     const auto resize_row = util_kernels().resize_row;
     const auto bytes = [&](int64_t rows) { return static_cast<ptrdiff_t>(rows) * planes.src_stride; };
@@ -128,8 +126,8 @@ void run_plane(const BandPlanes &planes, int plane, const ColumnTaps &taps, int6
     const auto make_last = [&](const RowTaps &next) {
         if (!any) return;
         if (!planes.prefetched) {
-            prefetch_ahead<3>(src, bytes(next.first), kRowStart);
-            prefetch_ahead<3>(src, bytes(next.second), kRowStart);
+            prefetch_starts(src + bytes(next.first), planes.src_stride);
+            prefetch_starts(src + bytes(next.second), planes.src_stride);
         }
         resize_row(taps,
                    {src + bytes(last.first), planes.prefetched ? bytes(next.first - last.first) : 0,

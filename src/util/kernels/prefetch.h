@@ -20,4 +20,14 @@ inline void prefetch_ahead(const uint8_t *at, ptrdiff_t ahead, size_t bytes) {
         __builtin_prefetch(reinterpret_cast<const void *>(from + line), 0, kCache);
 }
 
+// Asks for the beginning of a row and of the pages that it goes on to: the processor's prefetchers follow a row after
+// some cache lines, and up to the end of a page.
+inline void prefetch_starts(const uint8_t *row, ptrdiff_t bytes) {
+    constexpr ptrdiff_t kPage = 4096;
+    constexpr size_t kRowStart = 512, kPageStart = 256;
+    prefetch_ahead<3>(row, 0, kRowStart);
+    const ptrdiff_t to_page = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(row) % kPage);
+    for (ptrdiff_t at = to_page; at < bytes; at += kPage) prefetch_ahead<3>(row, at, kPageStart);
+}
+
 }  // namespace vorel
