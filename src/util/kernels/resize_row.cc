@@ -356,10 +356,13 @@ void resize_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     constexpr ptrdiff_t kUnit = sizeof(Lane);
     const TapRows from = rows_from(rows, ptrdiff_t{taps.first_column} * kStep * kUnit);
     const ptrdiff_t bytes = ptrdiff_t{taps.count} * kUnit;
-    if (rows.ahead_a) {
+    if (!rows.ahead_a) {
+        sweep_along_lines<kStep>(EvenSteps<Lane, kStep, false>{from, out}, bytes);
+    } else if constexpr (kUnit == 4) {
         sweep_along_lines<kStep>(EvenSteps<Lane, kStep, true>{from, out}, bytes);
     } else {
-        sweep_along_lines<kStep>(EvenSteps<Lane, kStep, false>{from, out}, bytes);
+        // What comes from memory hides the price of lines, and small samples lost by it.
+        sweep(EvenSteps<Lane, kStep, true>{from, out}, bytes);
     }
 }
 template <bool kAhead>
