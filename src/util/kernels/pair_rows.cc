@@ -84,7 +84,15 @@ struct Interleave {
     }
 };
 void interleave(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst) {
-    sweep(Interleave{first, second, dst}, count);
+    const hn::ScalableTag<uint8_t> d;
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(hn::ScalableTag<uint8_t>())), kLine = 64;
+    const Interleave row{first, second, dst};
+    if (count < 2 * kStep || kStep < kLine / 2) return sweep(row, count);
+    // All vectors that are stored but the first and the last begin at cache lines.
+    int32_t x = static_cast<int32_t>(-reinterpret_cast<uintptr_t>(dst) % kLine / 2);
+    if (x > 0) row.vector(d, 0);
+    for (; count - x >= kStep; x += kStep) row.vector(d, x);
+    if (x < count) row.vector(d, count - kStep);
 }
 
 // Whole cache lines are stored; what is left at both ends goes the usual way.
