@@ -109,7 +109,7 @@ ToolRun ScratchFolder::run(const std::string &line) const {
 
 ToolRun ScratchFolder::run_until(const std::string &line, const std::string &text) const {
     int terminal, inner;
-    if (openpty(&terminal, &inner, nullptr, nullptr, nullptr) != 0) return {.has_terminal = false};
+    if (openpty(&terminal, &inner, nullptr, nullptr, nullptr) != 0) return {-1, "", "", false};
     const pid_t child = fork();
     if (child == 0) {
         dup2(inner, STDERR_FILENO);
