@@ -215,7 +215,8 @@ TEST(Convert, HighFramesAreCutIntoTheSpecifiedBands) {
 // Results that fit no cache take another way to memory: the same as of parts of the frame that fit.
 TEST(Convert, LargeFramesAreTheSumOfTheirParts) {
     constexpr int kWidth = 2048, kHeight = 6200, kPart = 200;  // 12.7 megapixels
-    const Bytes planes = noise(yuv_bytes(kWidth, kHeight), 5), pixels = noise(area(kWidth, kHeight) * 4, 6);
+    const Bytes planes = noise(format_bytes(COLOR_YUV420, kWidth, kHeight), 5),
+                pixels = noise(area(kWidth, kHeight) * 4, 6);
     Bytes pairs(planes.size()), full(planes.size());
     _yuv420_to_nv12_sg(kWidth, kHeight, planes.data(), pairs.data());
     _rgba8888_to_yuv420_sg(kWidth, kHeight, pixels.data(), full.data());
@@ -225,7 +226,7 @@ TEST(Convert, LargeFramesAreTheSumOfTheirParts) {
         ASSERT_EQ(pairs[luma + 2 * i], planes[luma + i]) << i;
         ASSERT_EQ(pairs[luma + 2 * i + 1], planes[luma + chroma + i]) << i;
     }
-    Bytes part(yuv_bytes(kWidth, kPart));
+    Bytes part(format_bytes(COLOR_YUV420, kWidth, kPart));
     for (size_t top = 0; top < luma; top += part_luma) {
         _rgba8888_to_yuv420_sg(kWidth, kPart, pixels.data() + top * 4, part.data());
         const auto same = [&](size_t from, size_t count, size_t at) {
