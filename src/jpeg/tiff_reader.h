@@ -25,10 +25,9 @@ class TiffReader {
     const uint8_t *at(int64_t position) const { return data_ + position; }
     bool holds(int64_t at, int64_t count) const { return at >= 0 && count >= 0 && at + count <= size_; }
 
-    // A directory stands there whole: its count, its entries and its link.
-    bool holds_directory(int64_t at) const {
-        return holds(at, 2) && holds(at, 2 + kEntryBytes * word(at) + 4);
-    }
+    // A directory stands there: its count and its entries, and its link to the next one.
+    bool holds_entries(int64_t at) const { return holds(at, 2) && holds(at, 2 + kEntryBytes * word(at)); }
+    bool holds_directory(int64_t at) const { return holds_entries(at) && holds(at, 2 + kEntryBytes * word(at) + 4); }
 
     // Bytes that are there: see holds.
     uint32_t word(int64_t at) const {

@@ -9,7 +9,15 @@
 namespace vorel {
 namespace {
 
-enum FieldType : uint16_t { kByte = 1, kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kUndefined = 7, kSRational = 10 };
+enum FieldType : uint16_t {
+    kByte = 1,
+    kAscii = 2,
+    kShort = 3,
+    kLong = 4,
+    kRational = 5,
+    kUndefined = 7,
+    kSRational = 10
+};
 
 constexpr uint16_t kOrientation = 274;
 
@@ -161,9 +169,8 @@ uint32_t BRIMJ_Read0thIFDInfo(const uint8_t *buffer, uint32_t offset, uint32_t l
 int32_t BRIMJ_ReadExifIFDInfo(const uint8_t *buffer, uint32_t offset, uint32_t length, uint32_t littleEndian,
                               ExifInfo *info) {
     const TiffReader tiff(buffer, length, littleEndian != 0);
-    if (tiff.holds_directory(offset) && for_fields(tiff, length, offset, [&](const ExifField &field) {
-            return take_exif_field(tiff, field, info);
-        }))
+    if (tiff.holds_entries(offset) &&
+        for_fields(tiff, length, offset, [&](const ExifField &field) { return take_exif_field(tiff, field, info); }))
         return 1;
     VOREL_TRACE(kTagJpeg);
     return 0;
@@ -178,7 +185,7 @@ int32_t BRIMJ_ReadGpsIFDInfo(const uint8_t *buffer, uint32_t offset, uint32_t le
                   static_cast<int>(offset));
         return 0;
     }
-    if (!tiff.holds_directory(offset)) {
+    if (!tiff.holds_entries(offset)) {
         VOREL_LOG(kTagJpeg, "[%s:%d, numField: %d, cBufferCount : %d, length : %d]", kName, __LINE__,
                   static_cast<int>(tiff.word(offset)), static_cast<int>(offset), static_cast<int>(length));
         return 0;

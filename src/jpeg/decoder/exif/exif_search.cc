@@ -30,8 +30,8 @@ bool pass_to_ff(StreamBuffer *stream) {
 
 // Required: markers that have no segment for this walk, SOF1 among them, are passed over like data.
 bool has_segment(int32_t marker) {
-    return marker == kSof0 || marker == kSof2 || marker == kDht || marker == kSos || marker == kDqt ||
-           marker == kDnl || marker == kDri || marker == kCom || is_app(marker);
+    return marker == kSof0 || marker == kSof2 || marker == kDht || marker == kSos || marker == kDqt || marker == kDnl ||
+           marker == kDri || marker == kCom || is_app(marker);
 }
 
 // A stream of the caller's may not know its size.
@@ -40,17 +40,31 @@ int32_t bytes_left(const StreamBuffer *stream) {
     return (io->kind == kIoStream && io->size <= 0 ? INT32_MAX : io->size) - stream_position(stream);
 }
 
-// The payload of a segment whose first bytes are ahead: in place where the input is memory, else as a copy in `block`.
-const uint8_t *take_payload(StreamBuffer *stream, int32_t size, OsBlock *block) {
-    if (is_memory(stream->io)) return static_cast<const uint8_t *>(stream->io->source) + stream_position(stream);
-    block->reset(os_allocate(static_cast<size_t>(size)));
-    if (!*block) set_error(kErrorOutOfMemory);
-    return *block && read_bytes(stream, block->as<uint8_t>(), size) == size ? block->as<uint8_t>() : nullptr;
-}
+// The TIFF structure of an Exif segment, and where it stands in the input.
+struct ExifBlock {
+    const uint8_t *data;
+    int32_t size;
+    uint32_t position;
+    OsBlock copy;  // holds the data where the input is no memory
+
+    // The data are ahead of the cursor.
+    bool take(StreamBuffer *stream, int32_t bytes) {
+        position = static_cast<uint32_t>(stream_position(stream));
+        size = bytes;
+        if (is_memory(stream->io)) {
+            data = static_cast<const uint8_t *>(stream->io->source) + position;
+            return true;
+        }
+        copy.reset(os_allocate(static_cast<size_t>(size) + 1));
+        data = copy.as<uint8_t>();
+        if (!data) set_error(kErrorOutOfMemory);
+        return data && read_bytes(stream, copy.as<uint8_t>(), size) == size;
+    }
+};
 
 enum class Found { kExif, kOther, kFailed };
 
-Found look_at_app1(StreamBuffer *stream, int32_t length, ExifInfo *info) {
+Found look_at_app1(StreamBuffer *stream, int32_t length, ExifBlock *out) {
     const int32_t size = length - 2;
     if (size < kPrefixBytes || size >= bytes_left(stream) || !ensure_bytes(stream, kPrefixBytes)) {
         VOREL_LOG(kTagJpeg, "[%s:%d, length : %d]", kSearch, __LINE__, length);
@@ -59,12 +73,42 @@ Found look_at_app1(StreamBuffer *stream, int32_t length, ExifInfo *info) {
     if (std::memcmp(unread(stream), kPrefix, kPrefixBytes) != 0) {
         return skip_bytes(stream, size) ? Found::kOther : Found::kFailed;
     }
-    const uint32_t position = static_cast<uint32_t>(stream_position(stream) + kPrefixBytes);
-    OsBlock block;
-    const uint8_t *payload = take_payload(stream, size, &block);
-    const bool read = payload && BRIMJ_ReadExifInfo(payload + kPrefixBytes, position,
-                                                    static_cast<uint32_t>(size - kPrefixBytes), info);
-    return read ? Found::kExif : Found::kFailed;
+    consume(stream, kPrefixBytes);
+    return out->take(stream, size - kPrefixBytes) ? Found::kExif : Found::kFailed;
+}
+
+// Walks the markers from SOI on. Data between segments, those of a scan too, are searched for the next marker.
+bool find_exif(StreamBuffer *stream, ExifBlock *out) {
+    if (!ensure_bytes(stream, 2)) {
+        VOREL_TRACE_AS(kTagJpeg, kSearch);
+        return false;
+    }
+    const uint8_t *start = unread(stream);
+    if (start[0] != 0xFF || start[1] != kSoi) {
+        VOREL_LOG(kTagJpeg, "[%s:%d, [0] : %d, [1] : %d]", kSearch, __LINE__, start[0], start[1]);
+        return false;
+    }
+    consume(stream, 2);
+    while (pass_to_ff(stream)) {
+        int32_t marker = read_byte(stream);
+        while (marker == 0xFF) marker = read_byte(stream);
+        if (marker < 0) return false;
+        if (!has_segment(marker)) continue;
+        if (!ensure_bytes(stream, 2)) return false;
+        const int32_t length = big_endian_16(unread(stream));
+        if (length < 2) {
+            VOREL_LOG(kTagJpeg, "[%s:%d, length : %d]", kSearch, __LINE__, length);
+            return false;
+        }
+        consume(stream, 2);
+        if (marker == kApp1) {
+            const Found found = look_at_app1(stream, length, out);
+            if (found != Found::kOther) return found == Found::kExif;
+        } else if (!skip_bytes(stream, length - 2)) {
+            return false;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -83,36 +127,28 @@ using namespace vorel;
 extern "C" {
 
 int32_t BRIMJ_GetExifInfo(StreamBuffer *stream, ExifInfo *info) {
-    if (!ensure_bytes(stream, 2)) {
-        VOREL_TRACE(kTagJpeg);
-        return 0;
-    }
-    const uint8_t *start = unread(stream);
-    if (start[0] != 0xFF || start[1] != kSoi) {
-        VOREL_LOG(kTagJpeg, "[%s:%d, [0] : %d, [1] : %d]", kSearch, __LINE__, start[0], start[1]);
-        return 0;
-    }
-    consume(stream, 2);
-    while (pass_to_ff(stream)) {
-        int32_t marker = read_byte(stream);
-        while (marker == 0xFF) marker = read_byte(stream);
-        if (marker < 0) return 0;
-        if (!has_segment(marker)) continue;
-        if (!ensure_bytes(stream, 2)) return 0;
-        const int32_t length = big_endian_16(unread(stream));
-        if (length < 2) {
-            VOREL_LOG(kTagJpeg, "[%s:%d, length : %d]", kSearch, __LINE__, length);
-            return 0;
+    ExifBlock found;
+    if (!find_exif(stream, &found)) return 0;
+    return BRIMJ_ReadExifInfo(found.data, found.position, static_cast<uint32_t>(found.size), info);
+}
+
+uint8_t *vorel_exif_block(DecInfo *session, uint32_t *length) {
+    StreamCursor cursor(session->ioInfo);
+    ExifBlock found;
+    if (!cursor.ready()) set_error(kErrorOutOfMemory);
+    if (!cursor.ready() || cursor.start_at(static_cast<int32_t>(session->streamOffset)) < 0 ||
+        !find_exif(cursor.stream(), &found))
+        return nullptr;
+    if (!found.copy) {
+        found.copy.reset(os_allocate(static_cast<size_t>(found.size) + 1));
+        if (!found.copy) {
+            set_error(kErrorOutOfMemory);
+            return nullptr;
         }
-        consume(stream, 2);
-        if (marker == kApp1) {
-            const Found found = look_at_app1(stream, length, info);
-            if (found != Found::kOther) return found == Found::kExif;
-        } else if (!skip_bytes(stream, length - 2)) {
-            return 0;
-        }
+        std::memcpy(found.copy.as<void>(), found.data, static_cast<size_t>(found.size));
     }
-    return 0;
+    *length = static_cast<uint32_t>(found.size);
+    return static_cast<uint8_t *>(found.copy.release());
 }
 
 ExifInfo *BRIMJ_CreatExifInfo(DecInfo *session) {

@@ -62,7 +62,7 @@ struct Directory {
 struct TiffWalk {
     IoInfo *io;
     bool little_endian;
-    ExifInfo *info;          // may be null
+    ExifInfo *info;           // may be null
     uint32_t *stream_offset;  // of the JPEG stream; may be null
     int32_t directories = 0;
 
