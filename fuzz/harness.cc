@@ -21,35 +21,24 @@ uint32_t Case::option() {
 }
 
 size_t target_bytes(int32_t format, int32_t width, int32_t height) {
+    // Bytes a pixel in the first plane; the pixels that a pair of chroma samples stands for, 0 where there is none.
+    constexpr struct {
+        int32_t format;
+        size_t bytes, across, down;
+    } kLayouts[] = {{COLOR_GRAY, 1, 0, 0},     {COLOR_RGB565, 2, 0, 0},   {COLOR_RGB565_ALT, 2, 0, 0},
+                    {COLOR_RGB888, 3, 0, 0},   {COLOR_BGR565A, 3, 0, 0},  {COLOR_ARGB8888, 4, 0, 0},
+                    {COLOR_RGBA8888, 4, 0, 0}, {COLOR_BGRA8888, 4, 0, 0}, {COLOR_YUV444, 1, 1, 1},
+                    {COLOR_YUV422, 1, 2, 1},   {COLOR_YUV440, 1, 1, 2},   {COLOR_YUV420, 1, 2, 2},
+                    {COLOR_NV21, 1, 2, 2},     {COLOR_NV12, 1, 2, 2}};
     const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
-    const size_t half_w = (w + 1) / 2, half_h = (h + 1) / 2;
-    switch (format) {
-        case COLOR_GRAY:
-            return w * h;
-        case COLOR_RGB565:
-        case COLOR_RGB565_ALT:
-            return w * h * 2;
-        case COLOR_RGB888:
-        case COLOR_BGR565A:
-        case COLOR_YUV444:
-            return w * h * 3;
-        case COLOR_ARGB8888:
-        case COLOR_RGBA8888:
-        case COLOR_BGRA8888:
-            return w * h * 4;
-        case COLOR_YUV420:
-        case COLOR_NV21:
-        case COLOR_NV12:
-            return w * h + 2 * half_w * half_h;
-        case COLOR_YUV422:
-            return w * h + 2 * half_w * h;
-        case COLOR_YUV440:
-            return w * h + 2 * w * half_h;
-        case COLOR_YUYV:
-            return h * (2 * w + (2 * w & 3));
-        default:
-            return 0;
+    if (format == COLOR_YUYV) return h * (2 * w + (2 * w & 3));
+    for (const auto &layout : kLayouts) {
+        if (layout.format != format) continue;
+        const size_t across = layout.across ? (w + layout.across - 1) / layout.across : 0;
+        const size_t down = layout.down ? (h + layout.down - 1) / layout.down : 0;
+        return w * h * layout.bytes + 2 * across * down;
     }
+    return 0;
 }
 
 uint64_t require_whole_pixels(const Bytes &first, const Bytes &second, size_t pixel_bytes) {

@@ -3,7 +3,6 @@
 
 #include <vorel/jpeg_decoder.h>
 
-#include <cstdlib>
 #include <thread>
 
 #include "core/session.h"
@@ -148,24 +147,9 @@ TEST(SessionChildren, CancelReachesThemWhileTheyComeAndGo) {
     for (DecInfo *session : {steady, parent}) VORELBRIM_DestroyDecInfo(session);
 }
 
-struct Calls {
-    int32_t answer = 1;
-    std::vector<int32_t> percents;
-
-    static int32_t callback(void *self, int32_t percent) {
-        auto *calls = static_cast<Calls *>(self);
-        calls->percents.push_back(percent);
-        return calls->answer;
-    }
-    void attach(DecInfo *session) {
-        session->progress = static_cast<ProgressRecord *>(std::malloc(sizeof(ProgressRecord)));
-        *session->progress = {this, callback};
-    }
-};
-
 TEST(Progress, EveryThirdCheckOfTheProcessCalls) {
     SessionGuard first(memory_session()), second(memory_session()), silent(memory_session());
-    Calls calls;
+    ProgressCalls calls;
     calls.attach(first.get());
     calls.attach(second.get());
     first->outHeight = second->outHeight = 200;
@@ -191,7 +175,7 @@ TEST(Progress, EveryThirdCheckOfTheProcessCalls) {
 
 TEST(Progress, ARefusalStopsAndTheNextCheckAsksAgain) {
     SessionGuard session(memory_session());
-    Calls calls;
+    ProgressCalls calls;
     calls.attach(session.get());
     calls.answer = 0;
     while (VORELBRIM_CheckFn(session.get(), 5) == 1) ASSERT_LT(calls.percents.size(), 9u);

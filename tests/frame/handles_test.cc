@@ -4,6 +4,7 @@
 #include <set>
 #include <thread>
 
+#include "support/conformance.h"
 #include "support/counting_allocator.h"
 #include "support/log_capture.h"
 #include "support/samples.h"
@@ -129,6 +130,28 @@ TEST(Handles, ThreadsShareTheTable) {
         });
     }
     for (std::thread &thread : threads) thread.join();
+}
+
+// Through the handles: a picture that is parsed by way of the table.
+TEST(Conformance, Handles) {
+    const auto parse_by_handle = [](Kind kind, const Bytes &bytes) -> Seen {
+        const TempFile file(bytes);
+        const bool by_path = kind == Kind::kPath;
+        const void *source = by_path ? static_cast<const void *>(file.path()) : bytes.data();
+        const int32_t handle =
+            VORELBRIM_OpenDecHandle(source, by_path ? 0 : static_cast<int32_t>(bytes.size()), by_path ? 0 : 1);
+        if (!handle) return {};
+        const int32_t bound = VORELBRIM_SetDecInfoFromHandle(handle, 0);
+        EXPECT_EQ(VORELBRIM_CloseDecHandle(handle), 1);
+        return {bound, {}};
+    };
+    Subject subject = {.name = "GIF by handle",
+                       .file = gif_still(),
+                       .decode = parse_by_handle,
+                       .kinds = {Kind::kMemory, Kind::kPath},
+                       .allocations = 4,
+                       .decodes = 50};
+    expect_conforms(subject);
 }
 
 }  // namespace

@@ -28,8 +28,10 @@ Bytes palette_of(const ColorMapObject *map) {
     return palette;
 }
 
-GifFrame frame_of(const SavedImage &image) {
+GifFrame frame_of(GifFileType *gif, int index) {
+    const SavedImage &image = gif->SavedImages[index];
     const GifImageDesc &desc = image.ImageDesc;
+    GraphicsControlBlock control;
     GifFrame frame;
     frame.left = desc.Left;
     frame.top = desc.Top;
@@ -38,19 +40,11 @@ GifFrame frame_of(const SavedImage &image) {
     frame.interlaced = desc.Interlace;
     frame.palette = palette_of(desc.ColorMap);
     frame.indices.assign(image.RasterBits, image.RasterBits + desc.Width * desc.Height);
-    frame.control = false;
-    for (int i = 0; i < image.ExtensionBlockCount; ++i) {
-        const ExtensionBlock &block = image.ExtensionBlocks[i];
-        GraphicsControlBlock control;
-        if (block.Function != GRAPHICS_EXT_FUNC_CODE ||
-            DGifExtensionToGCB(static_cast<size_t>(block.ByteCount), block.Bytes, &control) == GIF_ERROR) {
-            continue;
-        }
-        frame.control = true;
-        frame.disposal = control.DisposalMode;
-        frame.delay = control.DelayTime;
-        frame.transparent = control.TransparentColor;
-    }
+    frame.control = DGifSavedExtensionToGCB(gif, index, &control) != GIF_ERROR;
+    if (!frame.control) return frame;
+    frame.disposal = control.DisposalMode;
+    frame.delay = control.DelayTime;
+    frame.transparent = control.TransparentColor;
     return frame;
 }
 
@@ -68,7 +62,7 @@ std::optional<GifFile> read_with_giflib(const Bytes &bytes) {
         file->height = gif->SHeight;
         file->background = gif->SBackGroundColor;
         file->palette = palette_of(gif->SColorMap);
-        for (int i = 0; i < gif->ImageCount; ++i) file->frames.push_back(frame_of(gif->SavedImages[i]));
+        for (int i = 0; i < gif->ImageCount; ++i) file->frames.push_back(frame_of(gif, i));
     }
     DGifCloseFile(gif, &error);
     return file;

@@ -21,43 +21,34 @@ struct ErrorExit {
 void stay_silent(j_common_ptr) {}
 
 void read_planes(jpeg_decompress_struct *info, CodedPicture *out) {
-    const int count = info->num_components;
-    std::vector<Bytes> buffers(static_cast<size_t>(count));
-    std::vector<std::vector<JSAMPROW>> rows(static_cast<size_t>(count));
-    std::vector<JSAMPARRAY> arrays;
-    out->components.resize(static_cast<size_t>(count));
-    for (size_t c = 0; c < out->components.size(); ++c) {
-        const jpeg_component_info &k = info->comp_info[c];
-        CodedPicture::Component &component = out->components[c];
-        component.h = k.h_samp_factor;
-        component.v = k.v_samp_factor;
-        component.plane.width = static_cast<int>(k.downsampled_width);
-        component.plane.height = static_cast<int>(k.downsampled_height);
-        component.plane.samples.resize(static_cast<size_t>(k.downsampled_width) * k.downsampled_height);
-        const size_t stride = (k.width_in_blocks + 4) * DCTSIZE, high = static_cast<size_t>(k.v_samp_factor) * DCTSIZE;
-        buffers[c].resize(stride * high);
-        for (size_t y = 0; y < high; ++y) rows[c].push_back(&buffers[c][y * stride]);
-        arrays.push_back(rows[c].data());
-    }
+    const auto count = static_cast<size_t>(info->num_components);
+    const auto high = static_cast<unsigned>(info->max_v_samp_factor * DCTSIZE);
+    std::vector<Bytes> padded(count);
+    out->components.resize(count);
     while (info->output_scanline < info->output_height) {
-        const unsigned imcu = info->output_scanline / static_cast<unsigned>(info->max_v_samp_factor * DCTSIZE);
-        jpeg_read_raw_data(info, arrays.data(), static_cast<unsigned>(info->max_v_samp_factor * DCTSIZE));
-        for (size_t c = 0; c < out->components.size(); ++c) {
+        std::vector<std::vector<JSAMPROW>> rows(count);
+        std::vector<JSAMPARRAY> arrays;
+        for (size_t c = 0; c < count; ++c) {
+            const jpeg_component_info &k = info->comp_info[c];
+            const size_t stride = (k.width_in_blocks + 4) * DCTSIZE, deep = static_cast<size_t>(k.v_samp_factor) * 8;
+            padded[c].resize(stride * deep);
+            for (size_t y = 0; y < deep; ++y) rows[c].push_back(&padded[c][y * stride]);
+            arrays.push_back(rows[c].data());
+        }
+        jpeg_read_raw_data(info, arrays.data(), high);
+        for (size_t c = 0; c < count; ++c) {
+            const jpeg_component_info &k = info->comp_info[c];
             Plane &plane = out->components[c].plane;
-            const int high = out->components[c].v * DCTSIZE;
-            for (int y = 0; y < high; ++y) {
-                const int to = static_cast<int>(imcu) * high + y;
-                if (to >= plane.height) break;
-                std::memcpy(&plane.samples[static_cast<size_t>(to) * static_cast<size_t>(plane.width)],
-                            rows[c][static_cast<size_t>(y)], static_cast<size_t>(plane.width));
+            plane.width = static_cast<int>(k.downsampled_width);
+            for (size_t y = 0; y < rows[c].size() && plane.height < static_cast<int>(k.downsampled_height); ++y) {
+                plane.samples.insert(plane.samples.end(), rows[c][y], rows[c][y] + plane.width);
+                ++plane.height;
             }
+            out->components[c].h = k.h_samp_factor;
+            out->components[c].v = k.v_samp_factor;
         }
     }
 }
-
-}  // namespace
-
-namespace {
 
 // Reads a header and then what `read` wants of the picture; false when the oracle refuses the stream.
 template <typename Read>
@@ -85,6 +76,34 @@ Colour colour_of(J_COLOR_SPACE space) {
            : space == JCS_CMYK    ? Colour::kCmyk
            : space == JCS_YCCK    ? Colour::kYcck
                                   : Colour::kYcc;
+}
+
+void set_scans(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_info> *list) {
+    if (scans == Scans::kInterleaved) return;
+    const auto add = [list](std::vector<int> components) {
+        jpeg_scan_info scan = {};
+        scan.comps_in_scan = static_cast<int>(components.size());
+        for (size_t i = 0; i < components.size(); ++i) scan.component_index[i] = components[i];
+        scan.Se = 63;
+        list->push_back(scan);
+    };
+    if (scans == Scans::kLumaThenChroma) {
+        add({0});
+        add({1, 2});
+    } else {
+        for (int c = 0; c < info->num_components; ++c) add({c});
+    }
+    info->scan_info = list->data();
+    info->num_scans = static_cast<int>(list->size());
+}
+
+void set_colour(jpeg_compress_struct *info, Colour colour) {
+    const bool ink = colour == Colour::kCmyk || colour == Colour::kYcck, gray = colour == Colour::kGray;
+    info->input_components = ink ? 4 : gray ? 1 : 3;
+    info->in_color_space = ink ? JCS_CMYK : gray ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_set_defaults(info);
+    if (colour == Colour::kRgb) jpeg_set_colorspace(info, JCS_RGB);
+    if (colour == Colour::kYcck) jpeg_set_colorspace(info, JCS_YCCK);
 }
 
 }  // namespace
@@ -131,51 +150,6 @@ std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
     return out;
 }
 
-namespace {
-
-void set_scans(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_info> *list) {
-    if (scans == Scans::kInterleaved) return;
-    const auto add = [list](std::vector<int> components) {
-        jpeg_scan_info scan = {};
-        scan.comps_in_scan = static_cast<int>(components.size());
-        for (size_t i = 0; i < components.size(); ++i) scan.component_index[i] = components[i];
-        scan.Se = 63;
-        list->push_back(scan);
-    };
-    if (scans == Scans::kLumaThenChroma) {
-        add({0});
-        add({1, 2});
-    } else {
-        for (int c = 0; c < info->num_components; ++c) add({c});
-    }
-    info->scan_info = list->data();
-    info->num_scans = static_cast<int>(list->size());
-}
-
-void set_colour(jpeg_compress_struct *info, Colour colour) {
-    switch (colour) {
-        case Colour::kGray:
-            info->input_components = 1;
-            info->in_color_space = JCS_GRAYSCALE;
-            break;
-        case Colour::kYcc:
-        case Colour::kRgb:
-            info->input_components = 3;
-            info->in_color_space = JCS_RGB;
-            break;
-        case Colour::kCmyk:
-        case Colour::kYcck:
-            info->input_components = 4;
-            info->in_color_space = JCS_CMYK;
-            break;
-    }
-    jpeg_set_defaults(info);
-    if (colour == Colour::kRgb) jpeg_set_colorspace(info, JCS_RGB);
-    if (colour == Colour::kYcck) jpeg_set_colorspace(info, JCS_YCCK);
-}
-
-}  // namespace
-
 Bytes turbo_picture(const PictureSpec &spec) {
     jpeg_compress_struct info;
     jpeg_error_mgr error;
@@ -208,7 +182,11 @@ Bytes turbo_picture(const PictureSpec &spec) {
             for (int c = 0; c < components; ++c) {
                 int value = 40 + (x * (3 + c) + y * (5 - c)) / 4 % 160;
                 if (x * 3 > spec.width * 2 && y * 2 > spec.height) value = 250 - 60 * c;
-                if (spec.noise)
+                if (spec.smooth) {
+                    const int ramps[] = {x * 170 / spec.width, y * 170 / spec.height,
+                                         160 - 120 * (x + y) / (spec.width + spec.height), 0};
+                    value = 40 + ramps[c];
+                } else if (spec.noise)
                     value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
                 row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(value < 0     ? 0
                                                                                     : value > 255 ? 255

@@ -60,6 +60,7 @@ struct PictureSpec {
     bool progressive = false, optimize = false;
     unsigned seed = 1;
     int noise = 24;
+    bool smooth = false;  // gradients alone, another one in each channel
 };
 inline PictureSpec sized(int width, int height, int h, int v) {
     return {.width = width, .height = height, .h = h, .v = v};

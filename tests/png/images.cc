@@ -1,5 +1,6 @@
 #include "png/images.h"
 
+#include <png.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -12,91 +13,56 @@ namespace {
 
 int channels(int colour_type) { return colour_type == 2 ? 3 : colour_type == 4 ? 2 : colour_type == 6 ? 4 : 1; }
 
-// Samples of one row, each in its own word.
-using Samples = std::vector<uint32_t>;
+// Sample c of the colour of the tRNS chunk.
+uint32_t key_sample(const PngSpec &spec, int c) {
+    return (0x1357u + static_cast<uint32_t>(c) * 0x2233u) & ((1u << spec.depth) - 1);
+}
 
-// The samples of the whole picture. Some pixels have the colour of the tRNS chunk, some differ from it in low bits
-// only, and alpha is often 0 or full.
-std::vector<Samples> make_samples(const PngSpec &spec) {
-    std::mt19937 random(spec.seed);
+// The samples of row y, of one byte each or two. Some pixels have the colour of the tRNS chunk, some differ from it in
+// low bits only, and alpha is often 0 or full.
+Bytes make_row(const PngSpec &spec, int y, std::mt19937 &random) {
     const int per_pixel = channels(spec.colour_type);
     const uint32_t most = (1u << spec.depth) - 1;
-    std::vector<Samples> rows(static_cast<size_t>(spec.height));
-    for (int y = 0; y < spec.height; ++y) {
-        for (int x = 0; x < spec.width; ++x) {
-            for (int c = 0; c < per_pixel; ++c) {
-                const bool alpha = c == per_pixel - 1 && (spec.colour_type & 4);
-                uint32_t value = random() & most;
-                if (spec.smooth) value = static_cast<uint32_t>((x * 3 + y * 5 + c * 40) / 4) & most;
-                if (alpha && random() % 3 == 0) value = random() % 2 ? most : 0;
-                rows[static_cast<size_t>(y)].push_back(value);
-            }
-            uint32_t *pixel = &rows[static_cast<size_t>(y)][static_cast<size_t>(x * per_pixel)];
-            if (spec.transparency && spec.colour_type != 3 && random() % 4 == 0) {
-                for (int c = 0; c < per_pixel; ++c) pixel[c] = (0x1357u + static_cast<uint32_t>(c) * 0x2233u) & most;
-                if (spec.depth == 16 && random() % 2 == 0) pixel[random() % static_cast<unsigned>(per_pixel)] ^= 1;
-            }
+    Bytes row;
+    for (int x = 0; x < spec.width; ++x) {
+        const bool keyed = spec.transparency && spec.colour_type != 3 && random() % 4 == 0;
+        const uint32_t other = keyed && spec.depth == 16 && random() % 2 == 0;
+        for (int c = 0; c < per_pixel; ++c) {
+            const bool alpha = c == per_pixel - 1 && (spec.colour_type & 4);
+            uint32_t value = random() & most;
+            if (spec.smooth) value = static_cast<uint32_t>((x * 3 + y * 5 + c * 40) / 4) & most;
+            if (alpha && random() % 3 == 0) value = random() % 2 ? most : 0;
+            if (keyed) value = key_sample(spec, c) ^ (c == x % per_pixel ? other : 0);
+            const Bytes sample = big_16(value);
+            row.insert(row.end(), sample.begin() + (spec.depth == 16 ? 0 : 1), sample.end());
         }
     }
-    return rows;
+    return row;
 }
 
-Bytes pack(const Samples &samples, int depth) {
-    Bytes bytes;
-    uint32_t pending = 0;
-    int bits = 0;
-    for (const uint32_t sample : samples) {
-        pending = pending << depth | sample;
-        bits += depth;
-        while (bits >= 8) {
-            bits -= 8;
-            bytes.push_back(static_cast<uint8_t>(pending >> bits));
+void set_colours(png_structp png, png_infop info, const PngSpec &spec) {
+    if (spec.colour_type == 3) {
+        // Some indices have no colour.
+        const int most = (1 << spec.depth) - 1, colours = std::max(2, most - most / 5);
+        const auto byte = [](int value) { return static_cast<png_byte>(value); };
+        std::vector<png_color> palette;
+        Bytes alphas;
+        for (int i = 0; i < colours; ++i) {
+            palette.push_back({byte(i * 7 + 3), byte(i * 29 + 100), byte(255 - i)});
+            if (i < colours / 2 + 1) alphas.push_back(byte(i % 3 == 0 ? 0 : i * 90));
         }
-    }
-    if (bits) bytes.push_back(static_cast<uint8_t>(pending << (8 - bits)));
-    return bytes;
-}
-
-int paeth(int a, int b, int c) {
-    const int p = a + b - c, pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
-    return pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
-}
-
-void put_filtered(const Bytes &row, const Bytes &above, int filter, size_t pixel, Bytes *out) {
-    out->push_back(static_cast<uint8_t>(filter));
-    for (size_t i = 0; i < row.size(); ++i) {
-        const int a = i >= pixel ? row[i - pixel] : 0, b = above[i], c = i >= pixel ? above[i - pixel] : 0;
-        const int predicted[] = {0, a, b, (a + b) / 2, paeth(a, b, c)};
-        out->push_back(static_cast<uint8_t>(row[i] - predicted[filter]));
+        png_set_PLTE(png, info, palette.data(), colours);
+        if (spec.transparency) png_set_tRNS(png, info, alphas.data(), static_cast<int>(alphas.size()), nullptr);
+    } else if (spec.transparency) {
+        const auto key = [&](int c) { return static_cast<png_uint_16>(key_sample(spec, c)); };
+        const png_color_16 colour = {0, key(0), key(1), key(2), key(0)};
+        png_set_tRNS(png, info, nullptr, 0, &colour);
     }
 }
 
-Bytes scan_lines(const PngSpec &spec) {
-    const std::vector<Samples> rows = make_samples(spec);
-    const size_t per_pixel = static_cast<size_t>(channels(spec.colour_type));
-    const size_t filter_pixel = std::max<size_t>(1, per_pixel * static_cast<size_t>(spec.depth) / 8);
-    const int starts[7][2] = {{0, 0}, {4, 0}, {0, 4}, {2, 0}, {0, 2}, {1, 0}, {0, 1}};
-    const int steps[7][2] = {{8, 8}, {8, 8}, {4, 8}, {4, 4}, {2, 4}, {2, 2}, {1, 2}};
-    Bytes out;
-    int counter = 0;
-    for (int pass = 0; pass < (spec.interlaced ? 7 : 1); ++pass) {
-        const int x0 = spec.interlaced ? starts[pass][0] : 0, y0 = spec.interlaced ? starts[pass][1] : 0;
-        const int dx = spec.interlaced ? steps[pass][0] : 1, dy = spec.interlaced ? steps[pass][1] : 1;
-        if (x0 >= spec.width) continue;
-        Bytes above;
-        for (int y = y0; y < spec.height; y += dy) {
-            Samples picked;
-            for (int x = x0; x < spec.width; x += dx) {
-                const auto at = rows[static_cast<size_t>(y)].begin() + x * static_cast<int>(per_pixel);
-                picked.insert(picked.end(), at, at + static_cast<int>(per_pixel));
-            }
-            const Bytes row = pack(picked, spec.depth);
-            above.resize(row.size());
-            put_filtered(row, above, spec.filter >= 0 ? spec.filter : counter++ % 5, filter_pixel, &out);
-            above = row;
-        }
-    }
-    return out;
+void append(png_structp png, png_bytep data, size_t count) {
+    auto *file = static_cast<Bytes *>(png_get_io_ptr(png));
+    file->insert(file->end(), data, data + count);
 }
 
 }  // namespace
@@ -114,41 +80,29 @@ Bytes png_chunk(const char *name, const Bytes &data) {
 }
 
 Bytes make_png(const PngSpec &spec) {
-    const auto byte = [](int value) { return static_cast<uint8_t>(value); };
-    const uint32_t most = (1u << spec.depth) - 1;
-    Bytes file = {0x89, 'P', 'N', 'G', 13, 10, 26, 10};
-    const auto put = [&](const Bytes &bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); };
-    put(png_chunk("IHDR", cat({big_32(static_cast<uint32_t>(spec.width)),
-                               big_32(static_cast<uint32_t>(spec.height)),
-                               {byte(spec.depth), byte(spec.colour_type), 0, 0, byte(spec.interlaced)}})));
-    if (spec.colour_type == 3) {
-        // Some indices have no colour.
-        const uint32_t colours = std::max(2u, most - most / 5);
-        Bytes palette, alphas;
-        for (uint32_t i = 0; i < colours; ++i) {
-            for (const uint32_t c : {i * 7 + 3, i * 29 + 100, 255 - i}) palette.push_back(static_cast<uint8_t>(c));
-            if (i < colours / 2 + 1) alphas.push_back(static_cast<uint8_t>(i % 3 == 0 ? 0 : i * 90));
-        }
-        put(png_chunk("PLTE", palette));
-        if (spec.transparency) put(png_chunk("tRNS", alphas));
-    } else if (spec.transparency) {
-        Bytes key;
-        for (int c = 0; c < channels(spec.colour_type); ++c) {
-            const Bytes sample = big_16((0x1357u + static_cast<uint32_t>(c) * 0x2233u) & most);
-            key.insert(key.end(), sample.begin(), sample.end());
-        }
-        put(png_chunk("tRNS", key));
+    Bytes file;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_set_write_fn(png, &file, append, [](png_structp) {});
+    png_set_IHDR(png, info, static_cast<png_uint_32>(spec.width), static_cast<png_uint_32>(spec.height), spec.depth,
+                 spec.colour_type, spec.interlaced, 0, 0);
+    png_set_compression_buffer_size(png, static_cast<size_t>(spec.idat_bytes));
+    png_set_check_for_invalid_index(png, 0);
+    set_colours(png, info, spec);
+    png_write_info(png, info);
+    file.insert(file.end(), spec.extra.begin(), spec.extra.end());
+    std::mt19937 random(spec.seed);
+    std::vector<Bytes> rows;
+    for (int y = 0; y < spec.height; ++y) rows.push_back(make_row(spec, y, random));
+    png_set_packing(png);
+    png_set_filter(png, 0, PNG_ALL_FILTERS);
+    const int passes = png_set_interlace_handling(png);
+    for (int i = 0; i < passes * spec.height; ++i) {
+        if (i) png_set_filter(png, 0, PNG_FILTER_NONE << i % 5);
+        png_write_row(png, rows[static_cast<size_t>(i % spec.height)].data());
     }
-    put(spec.extra);
-    const Bytes raw = scan_lines(spec);
-    Bytes packed(compressBound(static_cast<uLong>(raw.size())));
-    uLongf size = static_cast<uLongf>(packed.size());
-    compress2(packed.data(), &size, raw.data(), static_cast<uLong>(raw.size()), 6);
-    for (size_t at = 0; at < size; at += static_cast<size_t>(spec.idat_bytes)) {
-        const size_t end = std::min<size_t>(size, at + static_cast<size_t>(spec.idat_bytes));
-        put(png_chunk("IDAT", Bytes(packed.begin() + static_cast<long>(at), packed.begin() + static_cast<long>(end))));
-    }
-    put(png_chunk("IEND", {}));
+    png_write_end(png, info);
+    png_destroy_write_struct(&png, &info);
     return file;
 }
 
@@ -174,15 +128,13 @@ std::vector<PngSpec> all_forms(int width, int height) {
         for (const bool interlaced : {false, true}) {
             for (const bool transparency : {false, true}) {
                 if (transparency && (form[0] & 4)) continue;
-                PngSpec spec;
-                spec.width = width;
-                spec.height = height;
-                spec.colour_type = form[0];
-                spec.depth = form[1];
-                spec.interlaced = interlaced;
-                spec.transparency = transparency;
-                spec.seed = static_cast<unsigned>(specs.size() + 1);
-                specs.push_back(spec);
+                specs.push_back({.width = width,
+                                 .height = height,
+                                 .colour_type = form[0],
+                                 .depth = form[1],
+                                 .interlaced = interlaced,
+                                 .transparency = transparency,
+                                 .seed = static_cast<unsigned>(specs.size() + 1)});
             }
         }
     }

@@ -1,5 +1,5 @@
-// PNG files made by code: every colour type and depth, interlaced or not, with transparency chunks, all filters, IDAT
-// chunks of any size. The writer knows nothing of libpng.
+// PNG files by libpng: every colour type and depth, interlaced or not, with transparency chunks, all filters, IDAT
+// chunks of any size.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +17,8 @@ struct PngSpec {
     bool transparency = false;  // a tRNS chunk; of pictures with alpha it would be ignored
     int idat_bytes = 1000;
     unsigned seed = 1;
-    int filter = -1;      // -1: all in turn
     bool smooth = false;  // compresses well
-    Bytes extra;          // chunks in front of the first IDAT
+    Bytes extra = {};     // chunks in front of the first IDAT
 
     std::string name() const;
 };

@@ -15,9 +15,6 @@ constexpr int kWidest = 160;  // past two of the widest vectors
 std::vector<const PngKernels *> vector_tables() {
     const PngKernels *tables[kMaxKernelTables];
     const int count = runnable_png_kernels(tables);
-    std::string names;
-    for (int i = 0; i < count; ++i) names += std::string(i ? ", " : "") + tables[i]->name;
-    testing::Test::RecordProperty("targets", names);
     return {tables + 1, tables + count};
 }
 
@@ -82,29 +79,6 @@ TEST(PngKernels, PixelTwinsAgree) {
                 for (const uint32_t key : {1u, 0u, 0xFFu, 0xFFFFFFu}) {
                     twins("clear", [&](const PngKernels &k, uint8_t *at) { k.clear(at, count, key, mask); });
                 }
-            }
-        }
-    }
-}
-
-// All pairs of colour and alpha: the rounded product over 255, and nothing where alpha is 0.
-TEST(PngKernels, PremultiplicationIsTheRoundedProduct) {
-    const PngKernels *tables[kMaxKernelTables];
-    const int count = runnable_png_kernels(tables);
-    for (int t = 0; t < count; ++t) {
-        for (int alpha = 0; alpha < 256; ++alpha) {
-            Bytes row;
-            for (int colour = 0; colour < 256; ++colour) {
-                const auto byte = static_cast<uint8_t>(colour);
-                row.insert(row.end(), {byte, static_cast<uint8_t>(255 - colour), byte, static_cast<uint8_t>(alpha)});
-            }
-            tables[t]->premultiply(row.data(), 256);
-            for (int colour = 0; colour < 256; ++colour) {
-                const uint8_t *pixel = &row[static_cast<size_t>(colour) * 4];
-                ASSERT_EQ(pixel[0], (colour * alpha * 2 + 255) / 510) << colour << " " << alpha;
-                ASSERT_EQ(pixel[1], ((255 - colour) * alpha * 2 + 255) / 510);
-                ASSERT_EQ(pixel[2], pixel[0]);
-                ASSERT_EQ(pixel[3], alpha);
             }
         }
     }

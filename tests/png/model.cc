@@ -8,18 +8,6 @@
 namespace vorel::test {
 namespace {
 
-struct Cursor {
-    const Bytes *bytes;
-    size_t at;
-};
-
-void read_bytes(png_structp png, png_bytep to, size_t count) {
-    auto *cursor = static_cast<Cursor *>(png_get_io_ptr(png));
-    if (count > cursor->bytes->size() - cursor->at) png_error(png, "short");
-    std::memcpy(to, cursor->bytes->data() + cursor->at, count);
-    cursor->at += count;
-}
-
 void stay_silent(png_structp, png_const_charp) {}
 
 void read_straight(png_structp png, png_infop info, StraightPng *image, std::vector<png_bytep> *rows) {
@@ -54,26 +42,10 @@ void read_straight(png_structp png, png_infop info, StraightPng *image, std::vec
     image->good = true;
 }
 
-enum class Member { kWhole, kPicked };
-
-void put_pixel(const StraightPng &image, Member member, int format, const uint8_t *straight, uint8_t *out) {
-    uint8_t p[4] = {straight[0], straight[1], straight[2], straight[3]};
-    if (format == 8) std::swap(p[0], p[2]);
-    bool zero = false;
-    if (image.transparent_entries == 0) {
-        for (int c = 0; c < 3; ++c) {
-            const int t = p[c] * p[3] + 128;
-            p[c] = static_cast<uint8_t>((t + (t >> 8)) >> 8);
-        }
-        zero = p[3] == 0;
-    } else if (image.colour_type == PNG_COLOR_TYPE_RGB) {
-        zero = p[3] == 0 || (p[0] == image.key[0] && p[1] == image.key[1] && p[2] == image.key[2]);
-    } else if (image.colour_type == PNG_COLOR_TYPE_GRAY) {
-        zero = p[3] == 0 || p[0] == image.key[0];
-    } else {
-        zero = member == Member::kPicked && p[3] == 0;
-    }
-    for (int c = 0; c < 4; ++c) out[c] = zero ? 0 : p[c];
+void put_pixel(const StraightPng &image, bool whole_row, int format, const uint8_t *straight, uint8_t *out) {
+    std::copy(straight, straight + 4, out);
+    if (format == 8) std::swap(out[0], out[2]);
+    model_pixel(image, whole_row, out);
 }
 
 std::vector<int> sampled_columns(int width, int start, int end, int step) {
@@ -84,7 +56,7 @@ std::vector<int> sampled_columns(int width, int start, int end, int step) {
 
 void put_row(const StraightPng &image, int format, const std::vector<int> &columns, int most, int y, uint8_t *out) {
     for (int i = 0; i < most && i < static_cast<int>(columns.size()); ++i) {
-        put_pixel(image, Member::kPicked, format, image.pixel(columns[static_cast<size_t>(i)], y), out + 4 * i);
+        put_pixel(image, false, format, image.pixel(columns[static_cast<size_t>(i)], y), out + 4 * i);
     }
 }
 
@@ -92,38 +64,55 @@ void put_row(const StraightPng &image, int format, const std::vector<int> &colum
 
 StraightPng straight_png(const Bytes &bytes) {
     StraightPng image;
-    Cursor cursor = {&bytes, 0};
     std::vector<png_bytep> rows;
+    FILE *file = fmemopen(const_cast<uint8_t *>(bytes.data()), bytes.size(), "rb");
+    if (!file) return image;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, stay_silent);
     png_infop info = png_create_info_struct(png);
     png_set_error_fn(
         png, nullptr, [](png_structp p, png_const_charp) { png_longjmp(p, 1); }, stay_silent);
-    png_set_read_fn(png, &cursor, read_bytes);
+    png_init_io(png, file);
     read_straight(png, info, &image, &rows);
     png_destroy_read_struct(&png, &info, nullptr);
+    std::fclose(file);
     return image;
+}
+
+void model_pixel(const StraightPng &image, bool whole_row, uint8_t *p) {
+    if (image.transparent_entries == 0) {
+        for (int c = 0; c < 3; ++c) p[c] = static_cast<uint8_t>((p[c] * p[3] * 2 + 255) / 510);
+        return;
+    }
+    bool zero = p[3] == 0;
+    if (image.colour_type == 3 && whole_row) return;
+    const bool gray = image.colour_type == 0, first_only = gray && (whole_row || image.depth == 8);
+    if (image.colour_type != 3) {
+        bool equal = p[0] == image.key[0];
+        for (int c = 1; c < 3 && !first_only; ++c) equal = equal && p[c] == image.key[gray ? 0 : c];
+        zero = zero || equal;
+    }
+    if (zero) std::memset(p, 0, 4);
+}
+
+int model_step(RowStep *at, int src_height, int out_height) {
+    for (int skipped = 0; src_height > 0 && skipped <= src_height; ++skipped) {
+        at->difference = at->y - at->o;
+        if (skipped) at->o += out_height;
+        if (at->y < at->o || at->y - at->o >= out_height) continue;
+        at->y += src_height;
+        at->o += out_height;
+        return skipped;
+    }
+    return 0;
 }
 
 std::vector<int> model_rows(int height, int out_height, int sample_size) {
     std::vector<int> rows;
+    RowStep at = {0, height, out_height};
     const int step = std::min(height, sample_size);
-    long y = height, o = out_height;
     int next = 0;
     for (int k = 0; k < out_height; ++k) {
-        int skipped = step - 1;
-        if (step == 0) {
-            skipped = 0;
-            for (long moved = o; skipped <= height; ++skipped, moved += out_height) {
-                if (0 <= y - moved && y - moved < out_height) break;
-            }
-            if (skipped > height) {
-                skipped = 0;
-                o += static_cast<long>(height) * out_height;
-            } else {
-                o += static_cast<long>(skipped + 1) * out_height;
-                y += height;
-            }
-        }
+        const int skipped = step ? step - 1 : model_step(&at, height, out_height);
         if (k < out_height - 1) next += skipped;
         if (next >= height) break;
         rows.push_back(next++);
@@ -154,7 +143,7 @@ Decoded model_whole(const StraightPng &image, const WholeRequest &request, uint8
     if (request.out_width == image.width && request.out_height == image.height) {
         for (int y = 0; y < image.height; ++y)
             for (int x = 0; x < image.width; ++x)
-                put_pixel(image, Member::kWhole, request.format, image.pixel(x, y), row_at(y) + 4 * x);
+                put_pixel(image, true, request.format, image.pixel(x, y), row_at(y) + 4 * x);
         return out;
     }
     std::vector<int> rows;

@@ -40,6 +40,17 @@ struct RegionRequest {
 };
 Decoded model_region(const StraightPng &image, const RegionRequest &request, int format);
 
+// The rule of transparency upon a pixel of a row that is whole or picked from one; rows need not be gray, so the ways
+// of comparing show.
+void model_pixel(const StraightPng &image, bool whole_row, uint8_t *pixel);
+
+// The row stepper as it is documented: round by round, the kept difference one round behind. Gives the rows to skip.
+struct RowStep {
+    int difference, y, o;
+    bool operator==(const RowStep &) const = default;
+};
+int model_step(RowStep *at, int src_height, int out_height);
+
 // The rows of the picture that an output of out_height rows keeps, for a picture that is not interlaced; fewer where it
 // runs out of rows.
 std::vector<int> model_rows(int height, int out_height, int sample_size);

@@ -1,5 +1,5 @@
 // Regions are cuts of the whole picture by their own rules for rows and columns, in any order, over checkpoints and
-// IDAT borders, from several threads.
+// IDAT borders, from several threads; and the corpus.
 #include <gtest/gtest.h>
 
 #include <png.h>
@@ -10,6 +10,7 @@
 
 #include "png/run.h"
 #include "png/source.h"
+#include "support/corpus.h"
 #include "support/samples.h"
 
 namespace vorel::test {
@@ -31,79 +32,60 @@ RegionRequest any_region(int width, int height, std::mt19937 &random) {
     return request;
 }
 
-TEST(PngRegion, EveryFormIsACutOfTheWhole) {
-    int differing = 0;
-    std::mt19937 random(7);
-    for (const auto &size : {std::pair(37, 29), {5, 3}, {1, 1}, {3, 40}}) {
-        for (PngSpec spec : all_forms(size.first, size.second)) {
-            spec.idat_bytes = 50 + static_cast<int>(random() % 300);
-            const Bytes file = make_png(spec);
-            const StraightPng image = straight_png(file);
-            for (const int format : {7, 8}) {
-                Regions regions(file, format, random() % 2);
-                ASSERT_TRUE(regions) << spec.name();
-                EXPECT_EQ(regions.handle()->width, spec.width);
-                EXPECT_EQ(regions.handle()->height, spec.height);
-                std::vector<RegionRequest> requests = {{0, 0, spec.width, spec.height, 1}};
-                for (int i = 0; i < 25; ++i) requests.push_back(any_region(spec.width, spec.height, random));
-                for (const RegionRequest &request : requests) {
-                    if (regions.decode(request) == model_region(image, request, format)) continue;
-                    ADD_FAILURE() << spec.name() << text_of(request);
-                    if (++differing > 20) return;
-                }
-            }
-        }
+// Regions of one handle, in this order and backwards.
+void expect_cuts(const PngSpec &spec, bool by_path, std::vector<RegionRequest> requests, int format = 7) {
+    const Bytes file = make_png(spec);
+    const StraightPng image = straight_png(file);
+    Regions regions(file, format, by_path);
+    ASSERT_TRUE(regions) << spec.name();
+    EXPECT_EQ(regions.handle()->width, spec.width);
+    EXPECT_EQ(regions.handle()->height, spec.height);
+    for (int round = 0; round < 2; ++round) {
+        for (const RegionRequest &request : requests)
+            ASSERT_TRUE(regions.decode(request) == model_region(image, request, format))
+                << spec.name() << text_of(request);
+        std::reverse(requests.begin(), requests.end());
     }
 }
 
-void expect_cuts(const PngSpec &spec, bool by_path, std::vector<RegionRequest> requests) {
-    const Bytes file = make_png(spec);
-    const StraightPng image = straight_png(file);
-    Regions regions(file, 7, by_path);
-    ASSERT_TRUE(regions);
-    for (int round = 0; round < 2; ++round) {
-        for (const RegionRequest &request : requests) {
-            ASSERT_TRUE(regions.decode(request) == model_region(image, request, 7)) << spec.name() << text_of(request);
+TEST(PngRegion, EveryFormIsACutOfTheWhole) {
+    std::mt19937 random(7);
+    for (const auto &[width, height] : {std::pair(37, 29), {5, 3}, {1, 1}, {3, 40}}) {
+        for (PngSpec spec : all_forms(width, height)) {
+            spec.idat_bytes = 50 + static_cast<int>(random() % 300);
+            for (const int format : {7, 8}) {
+                std::vector<RegionRequest> requests = {{0, 0, width, height, 1}};
+                for (int i = 0; i < 25; ++i) requests.push_back(any_region(width, height, random));
+                expect_cuts(spec, random() % 2, requests, format);
+                if (HasFatalFailure()) return;
+            }
         }
-        std::reverse(requests.begin(), requests.end());
     }
 }
 
 // 600 rows have checkpoints at 0, 254 and 508; those of the passes of an interlaced picture are 508 rows apart and
 // more. A position in the compressed stream may be right behind a chunk's data, before its check value.
 TEST(PngRegion, CheckpointsAndIdatBorders) {
-    PngSpec spec;
     for (const bool interlaced : {false, true}) {
         for (const int idat_bytes : {50, 1000, 8192, 1000000}) {
-            spec.width = 23;
-            spec.height = interlaced ? 2200 : 600;
-            spec.interlaced = interlaced;
-            spec.colour_type = 6;
-            spec.idat_bytes = idat_bytes;
+            const int height = interlaced ? 2200 : 600;
             std::vector<RegionRequest> requests;
             for (const int y : {0, 253, 254, 255, 507, 508, 509, 590, 2032, 2199}) {
-                for (const int h : {1, 2, 10, 300}) {
-                    if (y + h <= spec.height) requests.push_back({3, y, 16, h, 1 + y % 3});
-                }
+                for (const int h : {1, 2, 10, 300})
+                    if (y + h <= height) requests.push_back({3, y, 16, h, 1 + y % 3});
             }
-            expect_cuts(spec, false, requests);
+            expect_cuts(
+                {.width = 23, .height = height, .colour_type = 6, .interlaced = interlaced, .idat_bytes = idat_bytes},
+                false, requests);
         }
     }
-    spec = {};
-    spec.width = 2;
-    spec.height = 520;
-    spec.colour_type = 0;
-    for (spec.idat_bytes = 300; spec.idat_bytes < 340; ++spec.idat_bytes) {
-        expect_cuts(spec, true, {{0, 508, 2, 12, 1}, {0, 254, 2, 3, 1}, {1, 500, 1, 20, 2}});
-    }
+    for (int idat_bytes = 300; idat_bytes < 340; ++idat_bytes)
+        expect_cuts({.width = 2, .height = 520, .colour_type = 0, .idat_bytes = idat_bytes}, true,
+                    {{0, 508, 2, 12, 1}, {0, 254, 2, 3, 1}, {1, 500, 1, 20, 2}});
 }
 
 TEST(PngRegion, ThreadsOnOneHandleTakeTurns) {
-    PngSpec spec;
-    spec.width = 60;
-    spec.height = 700;
-    spec.colour_type = 2;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.width = 60, .height = 700});
     const StraightPng image = straight_png(file);
     Regions regions(file);
     ASSERT_TRUE(regions);
@@ -149,9 +131,7 @@ TEST(PngRegion, RefusedRectangles) {
 
 // A file that is damaged for a while; stdio keeps nothing of it.
 TEST(PngRegion, AFileMayChangeAndChangeBack) {
-    PngSpec spec;
-    spec.width = spec.height = 4;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.width = 4, .height = 4});
     const TempFile on_disk(file);
     vpng_tile_index *handle = onBuildTileIndexVPNG(on_disk.path(), 0, nullptr, 7);
     ASSERT_NE(handle, nullptr);
@@ -173,9 +153,7 @@ int resumed_row(png_structp png, int32_t row, int pass) {
 
 // The steps by themselves: which checkpoint serves a row, and the row that it gives.
 TEST(PngRegion, StepsOfTheIndex) {
-    PngSpec spec;
-    spec.height = 600;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.height = 600});
     Regions regions(file);
     ASSERT_TRUE(regions);
     png_structp png = regions.handle()->png;
@@ -197,10 +175,7 @@ int finish_crc(png_structp png, uint32_t skip) {
 }
 
 TEST(PngRegion, CheckValuesAndPositionsOfChunks) {
-    PngSpec spec;
-    spec.height = 600;
-    spec.idat_bytes = 5000;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.height = 600, .idat_bytes = 5000});
     const std::vector<ChunkAt> chunks = chunks_of(file);
     Opened open(file);
     EXPECT_EQ(finish_crc(open.png, 0), -1) << "there is no index";
@@ -220,16 +195,61 @@ TEST(PngRegion, CheckValuesAndPositionsOfChunks) {
 }
 
 TEST(PngRegion, AFailedBuildLeavesNoIndex) {
-    PngSpec spec;
-    spec.height = 600;
     for (const bool interlaced : {false, true}) {
-        spec.interlaced = interlaced;
-        const Bytes file = make_png(spec);
+        const Bytes file = make_png({.height = 600, .interlaced = interlaced});
         Opened open(head(file, file.size() / 2));
         ASSERT_TRUE(open.png && open.info);
         EXPECT_FALSE(index_is_built(open.png));
         for (const int pass : {0, 1, 6}) EXPECT_EQ(resumed_row(open.png, 0, pass), -1);
     }
+}
+
+// ---- Every PNG of the corpus: whole, sampled, fitted and by regions; damaged ones return
+
+// Larger ones teach nothing new and cost seconds.
+constexpr uint64_t kMostPixels = 500'000;
+
+void check_picture(const std::string &name, const Bytes &file, const StraightPng &image, std::mt19937 &random) {
+    const int width = image.width, height = image.height;
+    for (const WholeRequest &request : {WholeRequest{width, height, 1, 7},
+                                        {std::max(1, width / 3), std::max(1, height / 3), 3, 8},
+                                        {std::max(1, width * 2 / 5), std::max(1, height / 2), 0, 7}}) {
+        EXPECT_TRUE(decode_whole(file, request) == model_whole(image, request, kFill))
+            << name << " to " << request.out_width << "x" << request.out_height;
+    }
+    Regions regions(file);
+    ASSERT_TRUE(regions) << name;
+    for (int i = 0; i < 4; ++i) {
+        const RegionRequest request = any_region(width, height, random);
+        EXPECT_TRUE(regions.decode(request) == model_region(image, request, 7)) << name << " row " << request.y;
+    }
+}
+
+TEST(PngCorpus, DecodesAsLibpngAndTheRule) {
+    std::mt19937 random(3);
+    int good = 0;
+    const auto check = [&](const std::string &name, const Bytes &file) {
+        ImageInfo info = {};
+        Input input(Kind::kMemory, file);
+        if (!input.session()) return;
+        VORELBRIM_Parser(input.session(), &info);
+        if (uint64_t{info.width} * info.height > kMostPixels) return;
+        const StraightPng image = straight_png(file);
+        if (image.good) {
+            ++good;
+            return check_picture(name, file, image, random);
+        }
+        const int width = static_cast<int>(info.width), height = static_cast<int>(info.height);
+        EXPECT_EQ(decode_whole(file, {width, height, 1, 7}).result, 0);
+        decode_whole(file, {width / 2 + 1, height / 2 + 1, 2, 7});
+        Regions regions(file);
+        if (regions && regions.handle()->width == width && regions.handle()->height == height) {
+            regions.decode({0, 0, width, height, 1});
+        }
+    };
+    if (!for_each_of_corpus("png", check)) GTEST_SKIP() << "no corpus";
+    EXPECT_GT(good, 100);
+    for_each_of_corpus("png-corrupt", check);
 }
 
 }  // namespace

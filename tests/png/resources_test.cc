@@ -31,10 +31,7 @@ TEST(PngResources, AnOldPieceOfImageDataIsNotInflatedForever) {
     Bytes data(packed.begin(), at);
     data.resize((data.size() + kPiece - 1) / kPiece * kPiece + kPiece, 0);
 
-    PngSpec spec;
-    spec.width = spec.height = 20;
-    spec.colour_type = 6;
-    const Bytes whole = make_png(spec);
+    const Bytes whole = make_png({.width = 20, .height = 20, .colour_type = 6});
     const Bytes file = cat({head(whole, chunks_of(whole)[1].offset), {0x7F, 0xFF, 0xFF, 0xFF}, text("IDAT"), data});
     // Each takes seconds; without a bound, more than an hour.
     EXPECT_EQ(decode_whole(file, {20, 20, 1, 7}).result, 0);
@@ -47,14 +44,12 @@ TEST(PngResources, AnOldPieceOfImageDataIsNotInflatedForever) {
 TEST(PngResources, AnObjectWithoutAHeaderHasNone) {
     Bytes file = make_png({});
     std::fill(file.begin() + 16, file.begin() + 29, uint8_t{0});
-    png_structp png = nullptr;
-    png_infop info = nullptr;
-    EXPECT_EQ(onDecodeVPNGInit(&png, &info, file.data(), vpng_read_fn, static_cast<int32_t>(file.size())), 0);
-    ASSERT_TRUE(png && info);
+    const Opened open(file);
+    EXPECT_FALSE(open.good());
+    ASSERT_TRUE(open.png && open.info);
     png_uint_32 width = 1, height = 1;
-    EXPECT_EQ(vpng_get_IHDR(png, info, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(vpng_get_IHDR(open.png, open.info, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
     EXPECT_EQ(vpng_get_IHDR(nullptr, nullptr, &width, &height, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
-    vpng_destroy_read_struct(&png, &info, nullptr);
 }
 
 TEST(PngResources, EveryFailingAllocationIsAFailureThatLeavesNothing) {
@@ -65,22 +60,14 @@ TEST(PngResources, EveryFailingAllocationIsAFailureThatLeavesNothing) {
             expect_failing_allocations_conform(png_subject(spec, request, {5, 250, 30, 50, 1}));
         }
     }
-    PngSpec small;
-    small.width = small.height = 6;
-    small.colour_type = 6;
-    expect_repeats_conform(png_subject(small, {6, 6, 1, 7}, {1, 1, 3, 3, 1}));
+    expect_repeats_conform(png_subject({.width = 6, .height = 6, .colour_type = 6}, {6, 6, 1, 7}, {1, 1, 3, 3, 1}));
 }
 
 // An index costs what its checkpoints do, a decode some rows, and neither grows with the file.
 TEST(PngResources, MemoryFollowsRowsAndCheckpoints) {
-    PngSpec spec;
-    spec.width = 700;
-    spec.height = 3000;
-    spec.colour_type = 6;
-    spec.smooth = true;
-    const Bytes file = make_png(spec);
+    const Bytes file = make_png({.width = 700, .height = 3000, .colour_type = 6, .smooth = true});
     CountingAllocator allocator;
-    const size_t row = static_cast<size_t>(spec.width) * 4;
+    const size_t row = 700 * 4;
     ASSERT_EQ(decode_whole(file, {700, 3000, 1, 7}).result, 1);
     EXPECT_LT(allocator.peak_bytes(), 100'000 + 16 * row);
     allocator.reset_peak();
@@ -99,12 +86,8 @@ TEST(PngResources, MemoryFollowsRowsAndCheckpoints) {
 
 // A window is kept as far as it differs from the one before, and passes without pixels keep nothing.
 TEST(PngResources, AnIndexOfManyShortRowsIsSmall) {
-    PngSpec spec;
-    spec.width = 1;
-    spec.height = 1'000'000;
-    spec.colour_type = 0;
-    spec.interlaced = spec.smooth = true;
-    const Bytes file = make_png(spec);
+    const Bytes file =
+        make_png({.width = 1, .height = 1'000'000, .colour_type = 0, .interlaced = true, .smooth = true});
     CountingAllocator allocator;
     {
         Regions regions(file);

@@ -21,6 +21,33 @@ Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill
     return decoded;
 }
 
+std::optional<Decoded> decode_by_steps(const Bytes &file, int width, int height) {
+    Opened open(file);
+    png_uint_32 w = 0, h = 0;
+    if (open.good()) vpng_get_IHDR(open.png, open.info, &w, &h, nullptr, nullptr, nullptr, nullptr, nullptr);
+    if (w != static_cast<png_uint_32>(width) || h != static_cast<png_uint_32>(height)) return {};
+    Decoded out = {0, Bytes(static_cast<size_t>(width * height) * 4, kFill)};
+    const auto row_at = [&](int y) { return out.pixels.data() + static_cast<ptrdiff_t>(y) * width * 4; };
+    const int result = unless_jumped(open.png, [&] {
+        const int passes = png_set_interlace_handling(open.png);
+        for (int pass = 0; pass < passes; ++pass) {
+            for (int y = 0; y < height; ++y) {
+                png_bytep row = row_at(y);
+                if (y % 2) {
+                    skip_src_rows(open.png, row, 1);
+                } else {
+                    png_read_rows(open.png, &row, nullptr, 1);
+                }
+                if (passes == 1) substituteTranspColor(open.png, open.info, row);
+            }
+        }
+        for (int y = 0; y < height && passes > 1; ++y) substituteTranspColor(open.png, open.info, row_at(y));
+        return 1;
+    });
+    out.result = result == 1;
+    return out;
+}
+
 Regions::Regions(const Bytes &png, int format, bool by_path) : png_(png), file_(by_path ? png : Bytes()) {
     handle_ = by_path ? onBuildTileIndexVPNG(file_.path(), 0, nullptr, format)
                       : onBuildTileIndexVPNG(png_.data(), static_cast<int32_t>(png_.size()), vpng_read_fn, format);

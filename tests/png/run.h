@@ -4,6 +4,8 @@
 #include <png.h>
 #include <vorel/png.h>
 
+#include <optional>
+
 #include "png/images.h"
 #include "png/model.h"
 #include "support/conformance.h"
@@ -13,6 +15,10 @@ namespace vorel::test {
 constexpr uint8_t kFill = 0x5A;
 
 Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill = kFill, bool by_path = false);
+
+// The steps as they stand in the interface: libpng's transformations, each row straight into the output, as if skipped
+// or read. Nothing for a picture of another size.
+std::optional<Decoded> decode_by_steps(const Bytes &png, int width, int height);
 
 // Of a decode and a region: what the harness compares.
 Subject png_subject(const PngSpec &spec, const WholeRequest &request, const RegionRequest &region);

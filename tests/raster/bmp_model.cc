@@ -128,55 +128,32 @@ Bytes rle8_file(const BmpPicture &picture, int left_out) {
 }
 
 RasterPicture model_bmp(const BmpPicture &picture, const BmpShape &shape, const RasterTarget &target, int left_out) {
-    const uint32_t turn = target.options >> 2 & 3;
-    const bool sideways = turn % 2 == 1;
-    const RasterSize out = fitted({picture.width, picture.height}, sideways ? target.height : target.width,
-                                  sideways ? target.width : target.height, target.stretched());
+    const RasterSize own = {picture.width, picture.height}, out = fitted(own, target);
     const auto is_left_out = [&](int32_t x, int32_t y) {
         return picture.bits == 8 && static_cast<int>(picture.at(x, y)) == left_out;
     };
-    const bool one_to_one = out.width == picture.width && out.height == picture.height;
-    RasterPicture expected = {1, 0, 0, 0, target_bytes(target)};
-    if (out.width <= 0 || out.height <= 0) return expected;
-    const int32_t width = sideways ? out.height : out.width, height = sideways ? out.width : out.height;
-    expected.width = static_cast<uint32_t>(width);
-    expected.height = static_cast<uint32_t>(height);
-    const int32_t stride = target.packed() ? width : target.width;
-    const int32_t left = target.packed() ? 0 : (target.width - width) / 2;
-    const int32_t top = target.packed() ? 0 : (target.height - height) / 2;
-    for (int32_t y = 0; y < out.height; ++y) {
-        // Sample rows are counted in the file's order.
-        auto [upper, lower] = quarter_taps(shape.top_down ? y : out.height - 1 - y, picture.height, out.height);
-        if (!shape.top_down) upper = picture.height - 1 - upper, lower = picture.height - 1 - lower;
-        for (int32_t x = 0; x < out.width; ++x) {
-            Rgba colour;
-            if (one_to_one) {
-                if (is_left_out(x, y)) continue;
-                colour = colour_of(picture, shape, x, y);
-                colour.a = 255;
-            } else {
-                const auto [left_tap, right_tap] = quarter_taps(x, picture.width, out.width);
-                for (const int32_t row : {upper, lower}) {
-                    for (const int32_t column : {left_tap, right_tap}) {
-                        Rgba sample = colour_of(picture, shape, column, row);
-                        if (is_left_out(column, row)) sample = {0, 0, 0, 255};
-                        colour.r += sample.r;
-                        colour.g += sample.g;
-                        colour.b += sample.b;
-                        colour.a += sample.a;
-                    }
-                }
-                colour = {colour.r / 4, colour.g / 4, colour.b / 4, colour.a / 4};
+    return laid_out(target, out, target_bytes(target), [&](int32_t x, int32_t y, uint8_t *at) {
+        Rgba colour = {0, 0, 0, 255};
+        if (out == own) {
+            if (is_left_out(x, y)) return;
+            colour = colour_of(picture, shape, x, y);
+            colour.a = 255;
+        } else {
+            // Sample rows are counted in the file's order.
+            auto [upper, lower] = quarter_taps(shape.top_down ? y : out.height - 1 - y, own.height, out.height);
+            if (!shape.top_down) upper = own.height - 1 - upper, lower = own.height - 1 - lower;
+            const auto [left, right] = quarter_taps(x, own.width, out.width);
+            Rgba sum;
+            for (const auto &[column, row] : {std::pair(left, upper), {right, upper}, {left, lower}, {right, lower}}) {
+                const Rgba sample =
+                    is_left_out(column, row) ? Rgba{0, 0, 0, 255} : colour_of(picture, shape, column, row);
+                sum = {sum.r + sample.r, sum.g + sample.g, sum.b + sample.b, sum.a + sample.a};
             }
-            // Where (x, y) goes when the picture is turned clockwise.
-            const int32_t across[] = {x, out.height - 1 - y, out.width - 1 - x, y};
-            const int32_t down[] = {y, x, out.height - 1 - y, out.width - 1 - x};
-            const Bytes pixel = pixel_of(colour, target.format);
-            const auto at = static_cast<size_t>((top + down[turn]) * stride + left + across[turn]) * pixel.size();
-            std::copy(pixel.begin(), pixel.end(), expected.pixels.begin() + static_cast<ptrdiff_t>(at));
+            colour = {sum.r / 4, sum.g / 4, sum.b / 4, sum.a / 4};
         }
-    }
-    return expected;
+        const Bytes pixel = pixel_of(colour, target.format);
+        std::copy(pixel.begin(), pixel.end(), at);
+    });
 }
 
 void expect_bmp_as_model(const BmpPicture &picture, const BmpShape &shape, const RasterTarget &target) {
@@ -185,8 +162,6 @@ void expect_bmp_as_model(const BmpPicture &picture, const BmpShape &shape, const
                  std::to_string(picture.height) + text_of(target));
     const Bytes file = bmp_file(picture, shape);
     const RasterPicture expected = model_bmp(picture, shape, target);
-    // The smallest files of 54 bytes and less are no BMP for the decoder.
-    ASSERT_GE(file.size(), 54u);
     for (const Kind kind : kAllKinds) {
         const RasterPicture got = decode_bmp(kind, file, target);
         ASSERT_EQ(got.pixels, expected.pixels);

@@ -45,4 +45,15 @@ class GifLzwModel {
     String table_[4096] = {};
 };
 
+// All pictures of an animation until a call does not give 1, each into a guarded buffer of its own.
+std::vector<RasterPicture> decode_animation(DecInfo *session, const RasterTarget &target);
+std::vector<RasterPicture> decode_animation(Kind kind, const Bytes &file, const RasterTarget &target);
+
+// A still decode and, in formats 7 and 8, an animation of that file against the models.
+void expect_gif_as_model(const Bytes &bytes, const GifFile &file, const RasterTarget &target,
+                         uint8_t fill = kUntouched);
+
+// Frames of all kinds, some of them beyond the screen, interlaced, transparent, with local tables.
+GifFile random_gif(std::mt19937 &random, int most_side, int colours, int frames);
+
 }  // namespace vorel::test

@@ -40,8 +40,10 @@ int32_t raster_pixel_bytes(int32_t format) {
     return format == VOREL_GIF_INDICES ? 1 : static_cast<int32_t>(pixel_of({}, format).size());
 }
 
-RasterSize fitted(RasterSize picture, int32_t across, int32_t down, bool stretch) {
-    if (stretch) return {across, down};
+RasterSize fitted(RasterSize picture, const RasterTarget &target) {
+    const bool sideways = target.turns() % 2 == 1;
+    const int32_t across = sideways ? target.height : target.width, down = sideways ? target.width : target.height;
+    if (target.stretched()) return {across, down};
     if (across >= picture.width && down >= picture.height) return picture;
     const int64_t by_width = int64_t{picture.height} * across / picture.width;
     const int64_t by_height = int64_t{picture.width} * down / picture.height;
@@ -50,11 +52,11 @@ RasterSize fitted(RasterSize picture, int32_t across, int32_t down, bool stretch
 }
 
 std::pair<int32_t, int32_t> quarter_taps(int32_t index, int32_t source, int32_t target) {
-    // The one in which a position lies, each being `target` long.
+    // The source row or column in which a position lies, each being `target` long.
     const auto at = [&](int64_t position) {
-        int32_t line = 0;
-        while (int64_t{line + 1} * target <= position) ++line;
-        return line;
+        int32_t found = 0;
+        while (int64_t{found + 1} * target <= position) ++found;
+        return found;
     };
     return {at(source / 4 + int64_t{index} * source), at(source * 3 / 4 + int64_t{index} * source)};
 }
@@ -78,6 +80,25 @@ RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &targ
 }
 RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill) {
     return decode_raster(VORELBRIMI_DecodeGIF, kind, file, target, fill);
+}
+
+Seen seen_by(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target) {
+    const RasterPicture got = decode_raster(decoder, kind, file, target);
+    return {std::max(got.result, 0), got.pixels};
+}
+
+void expect_untouched(RasterDecoder decoder, const std::vector<Kind> &kinds, const Bytes &file,
+                      const RasterTarget &target, int32_t result) {
+    for (const Kind kind : kinds) {
+        const RasterPicture got = decode_raster(decoder, kind, file, target);
+        EXPECT_EQ(got.result, result) << text_of(target);
+        EXPECT_EQ(got.pixels, target_bytes(target)) << text_of(target);
+    }
+}
+
+Bytes changed(Bytes bytes, size_t at, const Bytes &values) {
+    std::copy(values.begin(), values.end(), bytes.begin() + static_cast<ptrdiff_t>(at));
+    return bytes;
 }
 
 }  // namespace vorel::test

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "support/conformance.h"
 #include "support/samples.h"
 
 namespace vorel::test {
@@ -15,12 +16,14 @@ constexpr uint8_t kUntouched = 0x5B;
 
 struct RasterSize {
     int32_t width, height;
+    bool operator==(const RasterSize &) const = default;
 };
 
 struct RasterTarget {
     int32_t width, height, format;
     uint32_t options = 0;
 
+    uint32_t turns() const { return options >> 2 & 3; }
     bool packed() const { return (options & 0x700) == 0x100; }
     bool stretched() const { return (options & 0x700) == 0x700; }
 };
@@ -35,7 +38,7 @@ Bytes pixel_of(const Rgba &colour, int32_t format);
 int32_t raster_pixel_bytes(int32_t format);
 
 // The larger of the sizes with one side as asked for and the other one by the aspect, inside the request; not enlarged.
-RasterSize fitted(RasterSize picture, int32_t across, int32_t down, bool stretch);
+RasterSize fitted(RasterSize picture, const RasterTarget &target);
 // Where a scaled pixel takes its two samples along an axis: at a quarter and at three quarters of its footprint.
 std::pair<int32_t, int32_t> quarter_taps(int32_t index, int32_t source, int32_t target);
 
@@ -45,11 +48,47 @@ struct RasterPicture {
     Bytes pixels;
     bool operator==(const RasterPicture &other) const = default;
 };
+
+// A picture of that size in the middle of a target that was filled before: store(x, y, at) puts a pixel of the upright
+// picture into its bytes, or leaves them. Odd margins round down or, with round 1, up.
+template <typename Store>
+RasterPicture laid_out(const RasterTarget &target, RasterSize upright, Bytes before, const Store &store,
+                       int32_t round = 0) {
+    RasterPicture out = {1, 0, 0, 0, std::move(before)};
+    if (upright.width <= 0 || upright.height <= 0) return out;
+    const bool sideways = target.turns() % 2 == 1;
+    const int32_t width = sideways ? upright.height : upright.width, height = sideways ? upright.width : upright.height;
+    out.width = static_cast<uint32_t>(width);
+    out.height = static_cast<uint32_t>(height);
+    const int32_t stride = target.packed() ? width : target.width, bytes = raster_pixel_bytes(target.format);
+    const int32_t left = target.packed() ? 0 : (target.width - width + round) / 2;
+    const int32_t top = target.packed() ? 0 : (target.height - height + round) / 2;
+    for (int32_t y = 0; y < upright.height; ++y) {
+        for (int32_t x = 0; x < upright.width; ++x) {
+            // Where (x, y) goes when the picture is turned clockwise.
+            const int32_t across[] = {x, upright.height - 1 - y, upright.width - 1 - x, y};
+            const int32_t down[] = {y, x, upright.height - 1 - y, upright.width - 1 - x};
+            const int32_t pixel = (top + down[target.turns()]) * stride + left + across[target.turns()];
+            store(x, y, out.pixels.data() + pixel * bytes);
+        }
+    }
+    return out;
+}
+
 using RasterDecoder = decltype(&VORELBRIMI_DecodeBMP);
 RasterPicture decode_raster(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target,
                             uint8_t fill = kUntouched);
 RasterPicture decode_bmp(Kind kind, const Bytes &file, const RasterTarget &target);
 RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &target);
 RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill = kUntouched);
+// A decode as the conformance harness sees it.
+Seen seen_by(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target);
+
+// From each kind of input: that result, and nothing stored.
+void expect_untouched(RasterDecoder decoder, const std::vector<Kind> &kinds, const Bytes &file,
+                      const RasterTarget &target, int32_t result);
+
+// A copy with other bytes at a place.
+Bytes changed(Bytes bytes, size_t at, const Bytes &values);
 
 }  // namespace vorel::test

@@ -1,5 +1,5 @@
-// What every decoder holds on every input, with a row a format: cut anywhere, changed anywhere, from any kind of input,
-// without memory, again and again.
+// What every decoder keeps to on every input, with a row a format: cut anywhere, changed anywhere, from any kind of
+// input, without memory, again and again.
 #pragma once
 
 #include <functional>

@@ -74,7 +74,9 @@ Bytes gif_codes(const Bytes &indices, const GifEncoding &encoding) {
     bits.put(prefix, size);
     if (next < 4096 && next == 1u << size) ++size;
     bits.put(clear + 1, size);
-    return gif_sub_blocks(bits.take(), encoding.sub_block);
+    Bytes out = gif_sub_blocks(bits.take(), encoding.sub_block);
+    if (!encoding.terminated) out.pop_back();
+    return out;
 }
 
 Bytes gif_palette(std::mt19937 &random, int colours) {

@@ -10,8 +10,8 @@ namespace vorel::test {
 struct GifFrame {
     int left = 0, top = 0, width = 0, height = 0;
     bool interlaced = false;
-    Bytes palette;  // local; R, G, B
-    Bytes indices;  // width * height, in the order of rows
+    Bytes palette = {};  // local; R, G, B
+    Bytes indices = {};  // width * height, in the order of rows
     int disposal = 0;
     int transparent = -1;
     int delay = 0;        // hundredths of a second
@@ -30,9 +30,10 @@ struct GifEncoding {
     int min_code_size = 8;
     bool late_clear = false;  // goes on with a full table instead of clearing it
     size_t sub_block = 255;
+    bool terminated = true;
 };
 
-// The codes of the indices, most of them, in sub-blocks, terminator included.
+// The codes of the indices, most of them, in sub-blocks.
 Bytes gif_codes(const Bytes &indices, const GifEncoding &encoding);
 // Puts code bytes into sub-blocks.
 Bytes gif_sub_blocks(const Bytes &data, size_t most = 255);

@@ -101,6 +101,14 @@ SessionGuard::~SessionGuard() {
     VORELBRIM_OsFree(left_behind);
 }
 
+void ProgressCalls::attach(DecInfo *session) {
+    session->progress = static_cast<ProgressRecord *>(std::malloc(sizeof(ProgressRecord)));
+    *session->progress = {this, [](void *self, int32_t percent) {
+                              static_cast<ProgressCalls *>(self)->percents.push_back(percent);
+                              return static_cast<ProgressCalls *>(self)->answer;
+                          }};
+}
+
 int open_descriptors() {
     int count = 0;
     DIR *folder = opendir("/proc/self/fd");

@@ -100,6 +100,15 @@ class SessionGuard {
     DecInfo *session_;
 };
 
+// What a session says of its progress, and the answer that it gets.
+struct ProgressCalls {
+    int32_t answer = 1;
+    std::vector<int32_t> percents = {};
+
+    // The session owns its record.
+    void attach(DecInfo *session);
+};
+
 int open_descriptors();
 
 }  // namespace vorel::test

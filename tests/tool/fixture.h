@@ -5,36 +5,36 @@
 
 #include <algorithm>
 #include <string>
-#include <vector>
 
 #include "run_tool.h"
 
 namespace vorel_tests {
 
-using Arguments = std::vector<std::string>;
-
 class ToolFixture : public testing::Test {
   protected:
-    // Runs and expects success without a word on standard error.
-    void expect_ok(const Arguments &arguments) {
-        const ToolRun run = folder.run(arguments);
-        EXPECT_EQ(run.status, 0) << run.err;
+    // Runs and expects success without a word on standard error; what stands on standard output.
+    std::string expect_ok(const std::string &line) {
+        const ToolRun run = folder.run(line);
+        EXPECT_EQ(run.status, 0) << line << ": " << run.err;
         EXPECT_EQ(run.err, "");
+        return run.out;
     }
 
     // Runs and expects that status, one line on standard error that has `says` in it, and the folder as it was.
-    void expect_refused(const Arguments &arguments, int status, const std::string &says = "") {
-        std::string line;
-        for (const std::string &argument : arguments) line += argument + " ";
+    void expect_refused(const std::string &line, int status, const std::string &says = "") {
         SCOPED_TRACE(line);
         const auto before = folder.snapshot();
-        const ToolRun run = folder.run(arguments);
+        const ToolRun run = folder.run(line);
         EXPECT_EQ(run.status, status);
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
         EXPECT_EQ(run.err.rfind("vorel: ", 0), 0u) << run.err;
         EXPECT_NE(run.err.find(says), std::string::npos) << run.err;
         EXPECT_TRUE(folder.snapshot() == before) << "files changed";
     }
+
+    Pixels png(const std::string &name, bool alpha = false) const { return read_png(folder.path(name), alpha); }
+    // The RGB of a PPM; nothing for other files.
+    Pixels ppm(const std::string &name) const { return read_ppm(folder.get(name)); }
 
     ScratchFolder folder;
 };

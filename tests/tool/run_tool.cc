@@ -10,13 +10,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <jpeglib.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
+
+#include "oracle/turbo.h"
 
 namespace vorel_tests {
 namespace fs = std::filesystem;
@@ -29,9 +30,11 @@ Bytes read_file(const fs::path &path) {
 
 std::string text_of(const Bytes &bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-[[noreturn]] void become_tool(const fs::path &folder, const std::vector<std::string> &arguments) {
-    std::vector<char *> list = {const_cast<char *>("vorel")};
-    for (const std::string &argument : arguments) list.push_back(const_cast<char *>(argument.c_str()));
+[[noreturn]] void become_tool(const fs::path &folder, const std::string &line) {
+    std::istringstream words("vorel " + line);
+    std::vector<std::string> arguments(std::istream_iterator<std::string>(words), {});
+    std::vector<char *> list;
+    for (std::string &argument : arguments) list.push_back(argument.data());
     list.push_back(nullptr);
     if (chdir(folder.c_str()) == 0) execv(VOREL_TOOL_PATH, list.data());
     _exit(127);
@@ -96,13 +99,13 @@ std::map<std::string, Bytes> ScratchFolder::snapshot() const {
     return files;
 }
 
-ToolRun ScratchFolder::run(const std::vector<std::string> &arguments) const {
+ToolRun ScratchFolder::run(const std::string &line) const {
     const fs::path out = root_.parent_path() / "out", err = root_.parent_path() / "err";
     const pid_t child = fork();
     if (child == 0) {
         redirect(STDOUT_FILENO, out);
         redirect(STDERR_FILENO, err);
-        become_tool(root_, arguments);
+        become_tool(root_, line);
     }
     ToolRun run;
     run.status = wait_for(child);
@@ -111,7 +114,7 @@ ToolRun ScratchFolder::run(const std::vector<std::string> &arguments) const {
     return run;
 }
 
-ToolRun ScratchFolder::run_until(const std::vector<std::string> &arguments, const std::string &text) const {
+ToolRun ScratchFolder::run_until(const std::string &line, const std::string &text) const {
     int terminal, inner;
     if (openpty(&terminal, &inner, nullptr, nullptr, nullptr) != 0) {
         ToolRun none;
@@ -124,7 +127,7 @@ ToolRun ScratchFolder::run_until(const std::vector<std::string> &arguments, cons
         close(inner);
         close(terminal);
         redirect(STDOUT_FILENO, "/dev/null");
-        become_tool(root_, arguments);
+        become_tool(root_, line);
     }
     close(inner);
     ToolRun run;
@@ -135,37 +138,14 @@ ToolRun ScratchFolder::run_until(const std::vector<std::string> &arguments, cons
 }
 
 Bytes make_jpeg(int width, int height, int components) {
-    jpeg_compress_struct jpeg;
-    jpeg_error_mgr errors;
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    unsigned char *stream = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&jpeg, &stream, &size);
-    jpeg.image_width = static_cast<JDIMENSION>(width);
-    jpeg.image_height = static_cast<JDIMENSION>(height);
-    jpeg.input_components = components;
-    jpeg.in_color_space = components == 1 ? JCS_GRAYSCALE : JCS_RGB;
-    jpeg_set_defaults(&jpeg);
-    jpeg_set_quality(&jpeg, 95, TRUE);
-    for (int i = 0; i < components; ++i) jpeg.comp_info[i].h_samp_factor = jpeg.comp_info[i].v_samp_factor = 1;
-    jpeg_start_compress(&jpeg, TRUE);
-    Bytes row(static_cast<size_t>(width * components));
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            // Ramps in different directions, so that a picture turned or with its channels exchanged differs.
-            const int ramps[3] = {40 + 170 * x / width, 40 + 170 * y / height, 200 - 120 * (x + y) / (width + height)};
-            for (int c = 0; c < components; ++c)
-                row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(ramps[c]);
-        }
-        JSAMPROW rows[1] = {row.data()};
-        jpeg_write_scanlines(&jpeg, rows, 1);
-    }
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    Bytes bytes(stream, stream + size);
-    std::free(stream);
-    return bytes;
+    using vorel::test::Colour;
+    return vorel::test::turbo_picture({.width = width,
+                                       .height = height,
+                                       .colour = components == 1 ? Colour::kGray : Colour::kYcc,
+                                       .h = 1,
+                                       .v = 1,
+                                       .quality = 95,
+                                       .smooth = true});
 }
 
 Pixels read_png(const std::string &path, bool alpha) {

@@ -31,10 +31,10 @@ class ScratchFolder {
     // Every file with its bytes: two snapshots are equal when nothing has changed.
     std::map<std::string, Bytes> snapshot() const;
 
-    // Runs the program in this folder, with standard output and error kept.
-    ToolRun run(const std::vector<std::string> &arguments) const;
+    // Runs the program in this folder with the arguments of a line, with standard output and error kept.
+    ToolRun run(const std::string &line) const;
     // Runs it with standard error on a terminal and interrupts it (SIGINT) as soon as `text` has appeared there.
-    ToolRun run_until(const std::vector<std::string> &arguments, const std::string &text) const;
+    ToolRun run_until(const std::string &line, const std::string &text) const;
 
   private:
     std::filesystem::path root_;
@@ -45,6 +45,7 @@ Bytes make_jpeg(int width, int height, int components);
 struct Pixels {
     int width = 0, height = 0;
     Bytes rgb;
+    bool operator==(const Pixels &) const = default;
 };
 // With three bytes a pixel, or four.
 Pixels read_png(const std::string &path, bool alpha = false);

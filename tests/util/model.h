@@ -13,14 +13,12 @@
 namespace vorel::test {
 
 // Sweeps take every height in plain builds, and some of them where a sanitizer or an emulator makes them slow.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__x86_64__)
-constexpr bool kSlowBuild = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSlowBuild = true;
-#else
-constexpr bool kSlowBuild = false;
+#ifndef __has_feature
+#define __has_feature(feature) 0
 #endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__x86_64__) || \
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSlowBuild = true;
 #else
 constexpr bool kSlowBuild = false;
 #endif

@@ -129,24 +129,6 @@ TEST(Resize, EveryFormEqualsTheClosedFormula) {
     }
 }
 
-TEST(Resize, KnownValues) {
-    Bytes ramp(64), out(9);
-    for (int i = 0; i < 64; ++i) ramp[static_cast<size_t>(i)] = static_cast<uint8_t>(16 * (i / 8) + i % 8);
-    Bytes frame = ramp;
-    frame.resize(yuv_bytes(8, 8), 255);
-    out.resize(yuv_bytes(3, 3));
-    vorel_resize_yuv420(frame.data(), out.data(), 8, 8, 3, 3);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 9), (Bytes{16, 18, 20, 56, 58, 60, 104, 106, 108}));
-    EXPECT_EQ(Bytes(out.begin() + 9, out.end()), Bytes(8, 252));
-    // At its own size a picture loses its two lowest bits.
-    for (const Family &family : kResizers) {
-        Bytes src = noise(frame_bytes(family.format, 21, 13), 1), same(src.size());
-        family.run(kChosen, src.data(), same.data(), {21, 13}, {21, 13}, nullptr);
-        for (uint8_t &byte : src) byte &= 0xFC;
-        EXPECT_TRUE(same == src) << family.name;
-    }
-}
-
 TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
     const ShuffledTasks shuffled(9);
     const Bytes src = noise(area(29, 3000) * 4, 2);
@@ -192,28 +174,6 @@ ResizeBand band_of(const uint8_t *src, Size from, uint8_t *dst, Size to, int row
     return band;
 }
 
-// A record moved on band by band stands where the walk over all its rows stands: each tap's target grows by itself.
-TEST(Resize, RecordsMoveOnAsTheTapsDo) {
-    for (const auto &[from, to] : {std::pair(1040, 700), {2000, 2600}, {1024, 3}, {100, 1}, {7, 50}}) {
-        ResizeBand band = band_of(nullptr, {4, from}, nullptr, {4, to}, 32);
-        int64_t tap_a = from >> 2, tap_b = 3 * from >> 2, accumulator = 0, rows_a = 0, rows_b = 0;
-        for (int done = 0; done < from; done += 32) {
-            const int rows = std::min(32, from - done);
-            for (int i = 0; i < rows; ++i, accumulator += to) {
-                for (; tap_a - accumulator < to; tap_a += from) ++rows_a;
-                for (; tap_b - accumulator < to; tap_b += from) ++rows_b;
-            }
-            vorel_resize_rgba8888_get_pos(&band);
-            const int64_t have[] = {band.rowsThisBand, band.tapA, band.tapB, band.accumulator},
-                          want[] = {rows, tap_a, tap_b, accumulator};
-            ASSERT_TRUE(std::equal(have, have + 4, want)) << from << " to " << to << " at " << done;
-            ASSERT_EQ(band.firstTapRow, static_cast<size_t>(rows_a) * 16);
-            ASSERT_EQ(band.secondTapRow, static_cast<size_t>(rows_b) * 16);
-            ASSERT_EQ(band.srcOffset, static_cast<size_t>(done + rows) * 16);
-        }
-    }
-}
-
 TEST(Resize, ATaskWithoutACanvasASourceOrScratchEnds) {
     uint8_t pixels[100] = {};
     const ResizeCanvas canvas = {pixels, 0, 4, 0, 0, 4};
@@ -235,19 +195,19 @@ TEST(Resize, ATaskWithoutACanvasASourceOrScratchEnds) {
     }
 }
 
-// Frames that are worth threads, on threads.
-TEST(Resize, RepeatedThreadedRunsAreEqual) {
-    const Size from = {11'111, 1039}, to = {1021, 777};
-    for (const Family &family : kResizers) {
-        const Bytes src = noise(frame_bytes(family.format, from.width, from.height), 2);
-        Bytes single(frame_bytes(family.format, to.width, to.height)), threaded = single;
-        family.run(kSingle, src.data(), single.data(), from, to, nullptr);
-        for (int i = 0; i < (kSlowBuild ? 3 : 20); ++i) {
-            std::fill(threaded.begin(), threaded.end(), 0);
-            family.run(kThreaded, src.data(), threaded.data(), from, to, nullptr);
-            ASSERT_TRUE(single == threaded) << named(family, from, to);
-        }
-    }
+// A record stands where the walk over its rows led: each tap passes one output row for every `srcHeight` that the
+// accumulator, which grows by `dstHeight` a row, is ahead of where the tap started.
+void expect_moved_on(const ResizeBand &band, size_t dst_pitch) {
+    const int64_t accumulator = int64_t{band.rowsDone} * band.dstHeight, height = band.srcHeight;
+    EXPECT_EQ(band.accumulator, accumulator);
+    EXPECT_EQ(band.srcOffset, static_cast<size_t>(band.rowsDone) * static_cast<size_t>(band.srcWidth) * 4);
+    const auto expect_tap = [&](int64_t start, int64_t tap, size_t row) {
+        const int64_t passed = accumulator > start ? (accumulator - start + height - 1) / height : 0;
+        EXPECT_EQ(tap, start + passed * height);
+        EXPECT_EQ(row, static_cast<size_t>(passed) * dst_pitch);
+    };
+    expect_tap(height >> 2, band.tapA, band.firstTapRow);
+    expect_tap(3 * height >> 2, band.tapB, band.secondTapRow);
 }
 
 TEST(Resize, BandsOfAnyHeightMakeTheWholeResult) {
@@ -263,6 +223,7 @@ TEST(Resize, BandsOfAnyHeightMakeTheWholeResult) {
                     bands.push_back(band);
                     vorel_resize_rgba8888_get_pos(&band);
                     EXPECT_EQ(band.rowsThisBand, std::min(band_rows, from.height - bands.back().rowsDone));
+                    expect_moved_on(band, to.width * size_t{4});
                     bands.back().rowsThisBand = band.rowsThisBand;
                 }
                 for (size_t i = bands.size(); i-- > 0;) {

@@ -43,96 +43,71 @@ Rgb rgb_at(const Samples &p, int x, int y) {
     }
 }
 
-// Puts one pixel into the buffer's bytes.
-class Store {
-  public:
-    Store(const Samples &p, int32_t format, const Place &place, Bytes *out)
-        : p_(p),
-          format_(format),
-          out_(*out),
-          w_(static_cast<size_t>(place.width)),
-          h_(static_cast<size_t>(place.height)),
-          left_(static_cast<size_t>(place.left)),
-          top_(static_cast<size_t>(place.top)),
-          pair_left_(static_cast<size_t>(place.pair_left)) {}
+// Puts pixel (x, y) of a picture into a buffer of the format.
+void store_pixel(const Samples &p, int32_t format, const Place &to, int x, int y, Bytes *out) {
+    const auto put = [out](int at, std::initializer_list<int> bytes) {
+        for (const int byte : bytes) (*out)[static_cast<size_t>(at++)] = static_cast<uint8_t>(byte);
+    };
+    const bool gray = p.colour == Colour::kGray;
+    const int row = to.top + y, column = to.left + x, index = row * to.width + column;
+    const Rgb c = rgb_at(p, x, y);
+    const int word = c.b >> 3 | (c.g & 252) << 3 | (c.r & 248) << 8;
+    switch (format) {
+        case COLOR_RGB565_ALT:
+        case COLOR_RGB565:
+            if (gray || format == COLOR_RGB565) put(2 * index, {word & 255, word >> 8});
+            return;
+        case COLOR_RGBA8888:
+            return put(4 * index, {c.r, c.g, c.b, 255});
+        case COLOR_BGRA8888:
+            return put(4 * index, {c.b, c.g, c.r, 255});
+        case COLOR_GRAY:
+            if (gray) put(index, {p.at(0, x, y)});
+            return;
+        default:
+            break;
+    }
+    if (!gray && p.colour != Colour::kYcc) return;
+    const auto chroma = [&](int at_cb, int at_cr) {
+        if (gray) return;
+        put(at_cb, {p.at(1, x, y)});
+        put(at_cr, {p.at(2, x, y)});
+    };
+    if (format == COLOR_YUYV) {
+        const int words = row * (2 * to.width + (2 * to.width & 3)) + 2 * to.pair_left + (2 * to.pair_left & 3) + 2 * x;
+        put(words, {p.at(0, x, y)});
+        if (x % 2 == 0) chroma(words + 1, words + 3);
+    }
+    const Layout layout = layout_of(format);
+    const int across = static_cast<int>(layout.across), down = static_cast<int>(layout.down);
+    if (!across) return;
+    put(index, {p.at(0, x, y)});
+    if (x % across || y % down) return;
+    const int width = (to.width + across - 1) / across, height = (to.height + down - 1) / down;
+    const int chroma_row = to.width * to.height + (to.top / down + y / down) * width * (layout.pairs ? 2 : 1);
+    if (layout.pairs) {
+        const int pair = chroma_row + to.pair_left + x, cb_first = format == COLOR_NV12;
+        return chroma(pair + 1 - cb_first, pair + cb_first);
+    }
+    const int planar = chroma_row + to.left / across + x / across;
+    chroma(planar, planar + width * height);
+}
 
-    void pixel(int x, int y) {
-        const size_t index = (top_ + static_cast<size_t>(y)) * w_ + left_ + static_cast<size_t>(x);
-        const bool gray = p_.colour == Colour::kGray;
-        const bool yuv_source = gray || p_.colour == Colour::kYcc;
-        switch (format_) {
-            case COLOR_RGB565_ALT:
-                if (!gray) return;
-                [[fallthrough]];
-            case COLOR_RGB565: {
-                const Rgb c = rgb_at(p_, x, y);
-                const int word = c.b >> 3 | (c.g & 252) << 3 | (c.r & 248) << 8;
-                put(2 * index, word & 255);
-                put(2 * index + 1, word >> 8);
-                return;
-            }
-            case COLOR_RGBA8888:
-            case COLOR_BGRA8888: {
-                const Rgb c = rgb_at(p_, x, y);
-                const bool rgba = format_ == COLOR_RGBA8888;
-                put(4 * index, rgba ? c.r : c.b);
-                put(4 * index + 1, c.g);
-                put(4 * index + 2, rgba ? c.b : c.r);
-                put(4 * index + 3, 255);
-                return;
-            }
-            case COLOR_GRAY:
-                if (gray) put(index, p_.at(0, x, y));
-                return;
-            default:
-                if (yuv_source) yuv(x, y, index, gray);
+// Planes of sample(component, x, y).
+template <typename Sample>
+Samples made_of(int width, int height, Colour colour, size_t components, const Sample &sample) {
+    Samples out = {width, height, colour, std::vector<Bytes>(components)};
+    for (size_t c = 0; c < components; ++c) {
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) out.planes[c].push_back(static_cast<uint8_t>(sample(c, x, y)));
         }
     }
-
-  private:
-    void put(size_t at, int value) { out_[at] = static_cast<uint8_t>(value); }
-
-    void yuv(int x, int y, size_t index, bool gray) {
-        const size_t sx = static_cast<size_t>(x), sy = static_cast<size_t>(y);
-        const Layout layout = layout_of(format_);
-        const auto chroma = [&](size_t at_cb, size_t at_cr) {
-            if (gray) return;
-            put(at_cb, p_.at(1, x, y));
-            put(at_cr, p_.at(2, x, y));
-        };
-        if (format_ == COLOR_YUYV) {
-            const size_t row = (top_ + sy) * (2 * w_ + (2 * w_ & 3)) + 2 * pair_left_ + (2 * pair_left_ & 3);
-            put(row + 2 * sx, p_.at(0, x, y));
-            if (sx % 2 == 0) chroma(row + 2 * sx + 1, row + 2 * sx + 3);
-        }
-        if (!layout.across) return;
-        put(index, p_.at(0, x, y));
-        if (sx % layout.across || sy % layout.down) return;
-        const size_t width = (w_ + layout.across - 1) / layout.across, height = (h_ + layout.down - 1) / layout.down;
-        const size_t row = top_ / layout.down + sy / layout.down, column = left_ / layout.across + sx / layout.across;
-        const size_t planar = w_ * h_ + row * width + column, pair = w_ * h_ + 2 * row * width + pair_left_ + sx;
-        if (!layout.pairs) return chroma(planar, planar + width * height);
-        const size_t first = format_ == COLOR_NV12 ? 0 : 1;
-        chroma(pair + first, pair + 1 - first);
-    }
-
-    const Samples &p_;
-    int32_t format_;
-    Bytes &out_;
-    size_t w_, h_, left_, top_, pair_left_;
-};
+    return out;
+}
 
 template <typename Sample>
 Samples resized(const Samples &source, int width, int height, const Sample &sample) {
-    Samples out = {width, height, source.colour, {}};
-    for (size_t c = 0; c < source.planes.size(); ++c) {
-        Bytes plane;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) plane.push_back(static_cast<uint8_t>(sample(c, x, y)));
-        }
-        out.planes.push_back(std::move(plane));
-    }
-    return out;
+    return made_of(width, height, source.colour, source.planes.size(), sample);
 }
 
 Samples mean_of_four(const Samples &s, int width, int height) {
@@ -245,22 +220,14 @@ void drop_coefficients(int16_t *block, int keep) {
 }
 
 Samples upsampled(const CodedPicture &coded, Colour colour) {
-    Samples out = {coded.width, coded.height, colour, {}};
-    for (size_t c = 0; c < coded.components.size(); ++c) {
-        Bytes plane;
-        for (int y = 0; y < coded.height; ++y) {
-            for (int x = 0; x < coded.width; ++x) plane.push_back(coded.box(c, x, y));
-        }
-        out.planes.push_back(std::move(plane));
-    }
-    return out;
+    return made_of(coded.width, coded.height, colour, coded.components.size(),
+                   [&](size_t c, int x, int y) { return coded.box(c, x, y); });
 }
 
 Bytes stored(const Samples &picture, int32_t format, uint8_t fill, const Place &place) {
     Bytes out(format_bytes(format, place.width, place.height), fill);
-    Store store(picture, format, place, &out);
     for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) store.pixel(x, y);
+        for (int x = 0; x < picture.width; ++x) store_pixel(picture, format, place, x, y, &out);
     }
     return out;
 }
@@ -280,25 +247,23 @@ const Samples &DecodeModel::scaled(int scale) {
     if (scale == 1) return out = upsampled(*coded_, coded_->colour);
     // At 1/2 and 1/4, with four components at 1/8 too, chroma has transforms of the output's resolution; else it is
     // repeated.
-    out = {std::max(1, (coded_->width + scale / 2) / scale),
-           std::max(1, (coded_->height + scale / 2) / scale),
-           coded_->colour,
-           {}};
     const bool joint = blocks_.size() > 1 && (scale < 8 || blocks_.size() > 3) && coded_->max_h <= 2 &&
                        coded_->max_v <= 2 && interleaved_;
-    for (size_t c = 0; c < blocks_.size(); ++c) {
+    const auto repeats = [&](size_t c) {
         const CodedPicture::Component &k = coded_->components[c];
-        const int grow_x = coded_->max_h / k.h, grow_y = coded_->max_v / k.v;
-        const Plane plane =
-            scaled_plane(blocks_[c], 8 / scale * (joint ? grow_x : 1), 8 / scale * (joint ? grow_y : 1));
-        Bytes samples;
-        for (int y = 0; y < out.height; ++y) {
-            for (int x = 0; x < out.width; ++x)
-                samples.push_back(plane.at(x / (joint ? 1 : grow_x), y / (joint ? 1 : grow_y)));
-        }
-        out.planes.push_back(std::move(samples));
+        return std::pair(coded_->max_h / k.h, coded_->max_v / k.v);
+    };
+    std::vector<Plane> planes;
+    for (size_t c = 0; c < blocks_.size(); ++c) {
+        const auto [across, down] = joint ? repeats(c) : std::pair(1, 1);
+        planes.push_back(scaled_plane(blocks_[c], 8 / scale * across, 8 / scale * down));
     }
-    return out;
+    return out = made_of(std::max(1, (coded_->width + scale / 2) / scale),
+                         std::max(1, (coded_->height + scale / 2) / scale), coded_->colour, blocks_.size(),
+                         [&](size_t c, int x, int y) {
+                             const auto [across, down] = joint ? std::pair(1, 1) : repeats(c);
+                             return planes[c].at(x / across, y / down);
+                         });
 }
 
 Decoded DecodeModel::operator()(const DecodeSpec &wanted) {

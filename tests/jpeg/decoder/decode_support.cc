@@ -1,33 +1,19 @@
 #include "jpeg/decoder/decode_support.h"
 
+#include <utility>
+
 namespace vorel::test {
 
 Layout layout_of(int32_t format) {
-    switch (format) {
-        case COLOR_RGB565:
-        case COLOR_RGB565_ALT:
-            return {.pixel_bytes = 2};
-        case COLOR_RGB888:
-        case COLOR_BGR565A:
-            return {.pixel_bytes = 3};
-        case COLOR_ARGB8888:
-        case COLOR_RGBA8888:
-        case COLOR_BGRA8888:
-            return {.pixel_bytes = 4};
-        case COLOR_YUV420:
-            return {0, 2, 2};
-        case COLOR_YUV422:
-            return {0, 2, 1};
-        case COLOR_YUV440:
-            return {0, 1, 2};
-        case COLOR_YUV444:
-            return {0, 1, 1};
-        case COLOR_NV21:
-        case COLOR_NV12:
-            return {0, 2, 2, true};
-        default:
-            return {};
-    }
+    constexpr std::pair<int32_t, Layout> kLayouts[] = {
+        {COLOR_RGB565, {2}},          {COLOR_RGB565_ALT, {2}},   {COLOR_RGB888, {3}},
+        {COLOR_BGR565A, {3}},         {COLOR_ARGB8888, {4}},     {COLOR_RGBA8888, {4}},
+        {COLOR_BGRA8888, {4}},        {COLOR_YUV420, {0, 2, 2}}, {COLOR_YUV422, {0, 2, 1}},
+        {COLOR_YUV440, {0, 1, 2}},    {COLOR_YUV444, {0, 1, 1}}, {COLOR_NV21, {0, 2, 2, true}},
+        {COLOR_NV12, {0, 2, 2, true}}};
+    for (const auto &[of, layout] : kLayouts)
+        if (of == format) return layout;
+    return {};
 }
 
 size_t format_bytes(int32_t format, int32_t width, int32_t height) {
@@ -37,6 +23,14 @@ size_t format_bytes(int32_t format, int32_t width, int32_t height) {
     if (layout.pixel_bytes) return w * h * static_cast<size_t>(layout.pixel_bytes);
     if (!layout.across) return w * h;
     return w * h + 2 * ((w + layout.across - 1) / layout.across) * ((h + layout.down - 1) / layout.down);
+}
+
+void set_window(DecInfo *session, uint32_t x, uint32_t y, uint32_t width, uint32_t height) {
+    session->partialDecode = 1;
+    session->partialX = x;
+    session->partialY = y;
+    session->partialWidth = width;
+    session->partialHeight = height;
 }
 
 namespace {
@@ -54,11 +48,7 @@ bool prepare(DecInfo *session, const DecodeSpec &spec, int32_t *width, int32_t *
     }
     *bytes = format_bytes(spec.format, *width, *height);
     if (spec.window_width == 0) return true;
-    session->partialDecode = 1;
-    session->partialX = spec.window_x;
-    session->partialY = spec.window_y;
-    session->partialWidth = spec.window_width;
-    session->partialHeight = spec.window_height;
+    set_window(session, spec.window_x, spec.window_y, spec.window_width, spec.window_height);
     session->partialToBuffer = spec.window_in_place;
     if (!spec.window_in_place) {
         const bool turned = pixel_bytes(spec.format) && spec.options & 4;

@@ -36,6 +36,8 @@ struct DecodeSpec {
     bool window_in_place = false;
 };
 Decoded decode(const Bytes &jpeg, const DecodeSpec &spec);
+// Has the next decode of a session make a window of its output.
+void set_window(DecInfo *session, uint32_t x, uint32_t y, uint32_t width, uint32_t height);
 
 // Through BRIMJ_DecodeFrame, which keeps the session's decode mode.
 Decoded decode_with_mode(const Bytes &jpeg, const DecodeSpec &spec, int32_t mode);

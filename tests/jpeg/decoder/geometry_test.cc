@@ -67,10 +67,8 @@ TEST(JpegGeometry, OutputSizesScalesAndCrops) {
     };
     for (const auto &row : kRows) {
         const Planned p(row.width, row.height, row.target_width, row.target_height, row.option, row.mode);
-        const std::string what = std::to_string(row.width) + "x" + std::to_string(row.height) + " to " +
-                                 std::to_string(row.target_width) + "x" + std::to_string(row.target_height) +
-                                 " option " + std::to_string(row.option) + " mode " + std::to_string(row.mode);
-        EXPECT_TRUE(p.planned) << what;
+        SCOPED_TRACE(&row - kRows);
+        EXPECT_TRUE(p.planned);
         const OutputPlan &plan = p.info.plan;
         const std::array<int, 9> ours = {plan.outWidth,
                                          plan.outHeight,
@@ -82,8 +80,7 @@ TEST(JpegGeometry, OutputSizesScalesAndCrops) {
                                          plan.decodeOffsetX,
                                          plan.decodeOffsetY};
         EXPECT_EQ(ours, (std::array<int, 9>{row.out_width, row.out_height, row.index, row.multiplier, row.scaled_width,
-                                            row.scaled_height, row.one_to_one, row.offset_x, 0}))
-            << what;
+                                            row.scaled_height, row.one_to_one, row.offset_x, 0}));
     }
     EXPECT_FALSE(Planned(0, 10, 5, 5, 0).planned);
     const Planned by_sample(4001, 3000, 0, 0, 0, 0, 4);

@@ -1,13 +1,10 @@
 // Kept pictures and what they decoded to, for builds that have no oracle: other processors, other vector widths.
 // Each line of golden/expected.tsv: file, format, width, height, options, FNV-1a of the buffer. New lines are printed
 // by the test itself where a file has none.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "jpeg/decoder/decode_support.h"
+#include "support/corpus.h"
 
 namespace vorel::test {
 namespace {
@@ -29,8 +26,7 @@ TEST(JpegGolden, KeptPicturesDecodeToTheKeptBytes) {
         DecodeSpec spec;
         uint64_t expected;
         words >> name >> spec.format >> spec.width >> spec.height >> spec.options >> std::hex >> expected;
-        std::ifstream file(folder / name, std::ios::binary);
-        const Bytes jpeg(std::istreambuf_iterator<char>(file), {});
+        const Bytes jpeg = read_file(folder / name);
         ASSERT_FALSE(jpeg.empty()) << name;
         const Decoded ours = decode(jpeg, spec);
         EXPECT_EQ(ours.result, 1) << line;

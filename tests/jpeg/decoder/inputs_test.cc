@@ -1,4 +1,4 @@
-// How the bytes arrive makes no difference; what a decode costs, and how it is stopped.
+// How the bytes arrive makes no difference, whatever is wrong with them; what a decode costs, and how it is stopped.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include "jpeg/decoder/decode_support.h"
 #include "jpeg/decoder/surgery.h"
 #include "oracle/turbo.h"
+#include "support/conformance.h"
 #include "support/counting_allocator.h"
 
 namespace vorel::test {
@@ -160,6 +161,39 @@ TEST(JpegCancel, StopsAtTheNextRowAndKeepsWhatIsThere) {
     input.session()->checkFn = VORELBRIM_CheckFn;
     EXPECT_EQ(VORELBRIM_DecodeJPEG(input.session(), out.data(), 64, 400), 1);
     EXPECT_TRUE(out.bytes() == whole);
+}
+
+// ---- Decodes on every input: cut, changed, without memory, again and again; straight, scaled, resampled, turned
+
+Subject subject(const char *name, Scans scans, unsigned restart, const DecodeSpec &wanted) {
+    Subject out = {.name = name,
+                   .file = turbo_picture(
+                       {.width = 34, .height = 18, .restart_interval = restart, .scans = scans, .optimize = true}),
+                   .allocations = 10,
+                   .decodes = 300};
+    out.decode = [wanted](Kind kind, const Bytes &jpeg) -> Seen {
+        DecodeSpec request = wanted;
+        request.kind = kind;
+        Decoded decoded = decode(jpeg, request);
+        decoded.pixels.insert(decoded.pixels.end(),
+                              {static_cast<uint8_t>(decoded.out_width), static_cast<uint8_t>(decoded.out_height)});
+        return {decoded.result, std::move(decoded.pixels), decoded.error};
+    };
+    // Memory that the session owns is where a picture's segments begin, whatever its first two bytes are.
+    out.may_differ = [](Kind kind, const Bytes &input, const Seen &, const Seen &) {
+        return kind == Kind::kOwnedMemory && (input[0] != 0xFF || input[1] != 0xD8);
+    };
+    return out;
+}
+
+TEST(Conformance, Jpeg) {
+    expect_conforms(subject("whole", Scans::kInterleaved, 0, {.format = COLOR_RGBA8888, .width = 34, .height = 18}));
+    expect_conforms(subject("resampled", Scans::kInterleaved, 2, {.format = COLOR_YUV420, .width = 20, .height = 18}));
+    expect_conforms(subject("an eighth, turned", Scans::kInterleaved, 1,
+                            {.format = COLOR_RGB565, .width = 3, .height = 5, .options = VOREL_OPTION_ROTATE_90}));
+    Subject separate = subject("scans apart", Scans::kOnePerComponent, 2, {.width = 17, .height = 9});
+    separate.kinds = {Kind::kMemory, Kind::kPath, Kind::kStdio};
+    expect_conforms(separate);
 }
 
 }  // namespace

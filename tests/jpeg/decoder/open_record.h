@@ -11,24 +11,38 @@ namespace vorel::test {
 
 class OpenRecord {
   public:
-    // The decode's target is width x height pixels of the format; 0: a record for its plan and its scans alone.
+    // The decode's target is width x height pixels of the format.
     OpenRecord(const Bytes &jpeg, int32_t format, int width, int height, Kind kind = Kind::kMemory,
                uint32_t options = VOREL_OPTION_SKIP_TABLES)
-        : input_(kind, jpeg, format, options),
-          cursor_(input_.session()->ioInfo),
-          out_(format_bytes(format, width, height)) {
+        : OpenRecord(std::make_unique<Input>(kind, jpeg, format, options), width, height) {}
+    // Over a session of the caller's.
+    OpenRecord(DecInfo *session, int width, int height)
+        : session_(session), cursor_(session->ioInfo), out_(format_bytes(session->outColorFormat, width, height)) {
         FrameRequest request = {0, 0, out_.data(), width, height};
-        info_ = BRIMJ_Initialize(input_.session(), cursor_.stream(), &request);
+        info_ = BRIMJ_Initialize(session, cursor_.stream(), &request);
         for (size_t c = 0; info_ && c < 4; ++c) rows_[c] = info_->pump.components[c].rows;
     }
     ~OpenRecord() { BRIMJ_DeleteDecoderInfo(info_); }
+    OpenRecord(const OpenRecord &) = delete;
+    OpenRecord &operator=(const OpenRecord &) = delete;
 
     JpegInfo *get() { return info_; }
-    DecInfo *session() { return input_.session(); }
+    DecInfo *session() { return session_; }
     ScanReader *scan() { return &info_->scan; }
     McuBatch *batch() { return info_->pump.batch; }
     uint8_t ***rows() { return rows_; }
     Bytes pixels() const { return out_.bytes(); }
+    // One step of rows by the function for the plan's scale.
+    int32_t process(uint32_t *done, uint32_t most) {
+        const auto step = info_->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
+        return step(info_, rows_, done, most);
+    }
+    // Steps from row `done` on until the picture's last one is stored or a step was the last.
+    void process_all(int height, uint32_t done = 0) {
+        const auto end = static_cast<uint32_t>(height);
+        while (done < end && process(&done, end) == 100) {
+        }
+    }
     // What the next MCU stands on, field by field.
     std::vector<int64_t> position() {
         const EntropyPosition p = tell(scan());
@@ -40,7 +54,12 @@ class OpenRecord {
     }
 
   private:
-    Input input_;
+    OpenRecord(std::unique_ptr<Input> input, int width, int height) : OpenRecord(input->session(), width, height) {
+        input_ = std::move(input);
+    }
+
+    std::unique_ptr<Input> input_;
+    DecInfo *session_;
     StreamCursor cursor_;
     mutable GuardBuffer out_;
     JpegInfo *info_;

@@ -1,24 +1,18 @@
 // The exported row steps, for programs with loops of their own.
 #include <climits>
 #include <memory>
-#include <set>
+#include <utility>
 
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/counting_allocator.h"
-#include "support/log_capture.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
 
-PictureSpec picture(int width, int height, int sampling) {
-    PictureSpec spec;
-    spec.width = width;
-    spec.height = height;
-    spec.h = spec.v = sampling;
-    return spec;
-}
+PictureSpec picture(int width, int height, int sampling) { return sized(width, height, sampling, sampling); }
 
 // Rows of a caller's own: each in a block of memory by itself, in shuffled places.
 TEST(JpegRowSteps, EachRowGoesWhereItsPointerSays) {
@@ -28,26 +22,20 @@ TEST(JpegRowSteps, EachRowGoesWhereItsPointerSays) {
         const int width = spec.width / scale, height = spec.height / scale;
         const Bytes whole = decode(jpeg, {.format = COLOR_RGBA8888, .width = width, .height = height}).pixels;
         OpenRecord record(jpeg, COLOR_RGBA8888, width, height);
-        JpegInfo *info = record.get();
-        ASSERT_TRUE(info);
         VorelJpegRows needed;
-        ASSERT_EQ(vorel_jpeg_rows(info, &needed), 1);
+        ASSERT_EQ(vorel_jpeg_rows(record.get(), &needed), 1);
         EXPECT_EQ(needed.outputRows, static_cast<uint32_t>(height));
         std::vector<std::unique_ptr<GuardBuffer>> memory;
         std::vector<uint8_t *> pointers[3];
-        uint8_t **rows[4] = {};
         for (size_t c = 0; c < 3; ++c) {
             for (int y = 0; y < needed.rowCount[c]; ++y) {
                 memory.push_back(std::make_unique<GuardBuffer>(static_cast<size_t>(needed.rowBytes[c])));
                 pointers[c].push_back(memory.back()->data());
             }
             std::reverse(pointers[c].begin() + 1, pointers[c].end());
-            rows[c] = pointers[c].data();
+            record.rows()[c] = pointers[c].data();
         }
-        uint32_t done = 0;
-        while (done < static_cast<uint32_t>(height) &&
-               BRIMJ_ProcessData_resize(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
-        }
+        record.process_all(height);
         EXPECT_TRUE(record.pixels() == whole) << scale;
     }
 }
@@ -60,11 +48,10 @@ TEST(JpegRowSteps, RowBudgetsAreKept) {
         const uint32_t options = VOREL_OPTION_FIT_STRETCH;
         const DecodeSpec spec{.format = COLOR_RGBA8888, .width = size[0], .height = size[1], .options = options};
         OpenRecord record(jpeg, spec.format, size[0], size[1], Kind::kMemory, options);
-        const auto process = record.get()->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
         const auto height = static_cast<uint32_t>(size[1]);
         for (uint32_t done = 0, budget = 1; done < height; budget = 1 + budget * 5 % 7) {
             const uint32_t most = std::min(height, done + budget);
-            const int32_t step = process(record.get(), record.rows(), &done, most);
+            const int32_t step = record.process(&done, most);
             ASSERT_LE(done, most);
             ASSERT_NE(step, 201);
             if (step == 101) break;
@@ -73,91 +60,26 @@ TEST(JpegRowSteps, RowBudgetsAreKept) {
     }
 }
 
-// Passing over rows in front of a resampled decode: the output begins with the first row that begins behind them.
-TEST(JpegRowSteps, SkippedRowsInFrontOfAResampledDecode) {
+// Rows passed over in front of a decode take no place in the output: it begins with the first row that begins behind
+// them.
+TEST(JpegRowSteps, SkippedRowsAreNotStored) {
     const Bytes jpeg = turbo_picture(picture(320, 200, 2));
-    constexpr int kSizes[][2] = {{200, 150}, {80, 60}, {640, 600}};
-    for (const auto &size : kSizes) {
+    constexpr int kSizes[][2] = {{320, 200}, {160, 100}, {80, 50}, {40, 25}, {200, 150}, {80, 60}, {640, 600}};
+    for (const auto &[width, height] : kSizes) {
         const uint32_t options = VOREL_OPTION_FIT_STRETCH;
-        const DecodeSpec spec{.format = COLOR_RGBA8888, .width = size[0], .height = size[1], .options = options};
+        const DecodeSpec spec{.format = COLOR_RGBA8888, .width = width, .height = height, .options = options};
         const Bytes whole = decode(jpeg, spec).pixels;
-        OpenRecord record(jpeg, spec.format, size[0], size[1], Kind::kMemory, options);
-        const auto process = record.get()->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
-        const auto height = static_cast<uint32_t>(size[1]);
+        OpenRecord record(jpeg, spec.format, width, height, Kind::kMemory, options);
         uint32_t done = 0;
-        for (int i = 0; i < 3; ++i) BRIMJ_ProcessDataSkipRow(record.get(), record.rows(), &done, height);
-        const auto expected = static_cast<double>(size[1]) * 48 / 200;
-        EXPECT_NEAR(done, expected, 2);
-        const ptrdiff_t from = ptrdiff_t{done} * size[0] * 4;
-        while (done < height && process(record.get(), record.rows(), &done, height) == 100) {
-        }
+        for (int i = 0; i < 3; ++i)
+            BRIMJ_ProcessDataSkipRow(record.get(), record.rows(), &done, static_cast<uint32_t>(height));
+        if (200 % height == 0) EXPECT_EQ(done, 48u * static_cast<uint32_t>(height) / 200);
+        EXPECT_NEAR(done, height * 48.0 / 200, 2);
+        const ptrdiff_t from = ptrdiff_t{done} * width * 4;
+        record.process_all(height, done);
         const Bytes ours = record.pixels();
-        EXPECT_TRUE(std::equal(whole.begin() + from, whole.end(), ours.begin())) << size[0];
+        EXPECT_TRUE(std::equal(whole.begin() + from, whole.end(), ours.begin())) << width;
     }
-}
-
-// Called by name, a function does what its name says, whatever the record plans.
-TEST(JpegRowSteps, FunctionsDoWhatTheirNamesSay) {
-    const PictureSpec spec = picture(96, 32, 1);
-    const Bytes jpeg = turbo_picture(spec);
-    Bytes samples(96);
-    for (size_t x = 0; x < samples.size(); ++x) samples[x] = static_cast<uint8_t>(x * 5);
-    const uint8_t *row = samples.data();
-    {
-        OpenRecord gray(jpeg, COLOR_RGBA8888, 96, 32), rgb(jpeg, COLOR_RGBA8888, 96, 32);
-        BRIMJ_GrayWriteOutput1to1(gray.get(), row, 96);
-        BRIMJ_RGBWriteOutput1to1(rgb.get(), row, row, row, 96);
-        OpenRecord cmyk(jpeg, COLOR_RGBA8888, 96, 32);
-        const Bytes full(96, 255);
-        BRIMJ_CMYKWriteOutput1to1(cmyk.get(), row, row, row, full.data(), 96);
-        for (size_t x = 0; x < 96; ++x) {
-            const Bytes expected = {samples[x], samples[x], samples[x], 255};
-            for (OpenRecord *record : {&gray, &rgb, &cmyk}) {
-                const Bytes pixels = record->pixels();
-                ASSERT_TRUE(
-                    std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * x)));
-            }
-        }
-    }
-    // A row of zeros and a row of 200 into one row: the mean takes both, the centre one of them.
-    Bytes low(96, 0), high(96, 200), grey(96, 128);
-    const auto first_pixel = [&](void (*output)(JpegInfo *, uint8_t ***, int32_t)) {
-        OpenRecord record(jpeg, COLOR_RGBA8888, 60, 20, Kind::kMemory, VOREL_OPTION_FIT_STRETCH);
-        EXPECT_EQ(record.get()->plan.scaledHeight, 32);
-        uint8_t *luma[2] = {low.data(), high.data()}, *chroma[2] = {grey.data(), grey.data()};
-        uint8_t **rows[3] = {luma, chroma, chroma};
-        output(record.get(), rows, 2);
-        return record.pixels()[0];
-    };
-    EXPECT_EQ(first_pixel(BRIMJ_DoYcbcrToRgb), 100);
-    EXPECT_EQ(first_pixel(BRIMJ_DoFastYcbcrToRgb), 0);
-    // Rows of a record whose chroma rows have half the width, which a function for RGB takes as they are.
-    OpenRecord shared(turbo_picture(picture(96, 32, 2)), COLOR_RGBA8888, 96, 32);
-    GuardBuffer luma(samples), half(Bytes(48, 77));
-    uint8_t *luma_rows[2] = {luma.data(), luma.data()}, *half_rows[2] = {half.data(), half.data()};
-    uint8_t **rows[3] = {luma_rows, half_rows, half_rows};
-    BRIMJ_DoRgbConvert(shared.get(), rows, 2);
-    const Bytes pixels = shared.pixels();
-    for (size_t i = 0; i < 2 * 96; ++i) {
-        const Bytes expected = {samples[i % 96], 77, 77, 255};
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), pixels.begin() + static_cast<ptrdiff_t>(4 * i))) << i;
-    }
-    // A doubling function doubles, also where the record plans no doubling.
-    OpenRecord even(jpeg, COLOR_RGBA8888, 96, 32);
-    JpegComponent component = even.get()->frame->components[1];
-    GuardBuffer narrow(Bytes(samples.begin(), samples.begin() + 48)), wide(96);
-    uint8_t *from[1] = {narrow.data()}, *to[1] = {wide.data()}, **doubled = to;
-    BRIMJ_DoH2V1Upsample(&component, even.get(), from, &doubled);
-    for (size_t x = 0; x < 96; ++x) ASSERT_EQ(wide.data()[x], samples[x / 2]) << x;
-    // No code is longer than 16 bits, nor shorter than one.
-    DerivedTable *table = shared.scan()->entropy.blockAc[0];
-    const auto symbol = [&](int32_t least) {
-        BitState state = {shared.get(), nullptr, 0, 0, 0};
-        return BRIMJ_DecodeHuffMan(&state, 0xAAAAAAAA, 32, table, least);
-    };
-    EXPECT_EQ(symbol(1), 0x00) << "1010 ends a block";
-    for (const int32_t least : {0, -3, INT32_MIN}) EXPECT_EQ(symbol(least), symbol(1));
-    for (const int32_t least : {17, 40, INT32_MAX}) EXPECT_EQ(symbol(least), symbol(16));
 }
 
 // In a region's session an MCU of one block is as wide as its samples reach, whatever the picture's width.
@@ -174,47 +96,13 @@ TEST(JpegRowSteps, WidthsOfMcus) {
     }
 }
 
-// Each reason for which a header is refused has a line of its own.
-TEST(JpegRowSteps, HeaderRefusalsDiffer) {
-    const Bytes jpeg = turbo_picture(picture(32, 32, 1));
-    const size_t sos = find_marker(jpeg, 0xDA), sof = find_marker(jpeg, 0xC0);
-    const auto without_all = [&jpeg](int code) {
-        Bytes out = jpeg;
-        for (size_t at; (at = find_marker(out, code)) < find_marker(out, 0xDA);) out = without_segment(out, at);
-        return out;
-    };
-    Bytes two = jpeg, many = jpeg;
-    two[sof + 9] = 2;
-    two[sof + 3] = 14;
-    many[sos + 4] = 5;
-    std::set<std::string> lines;
-    for (const Bytes &bad : {without(jpeg, 1, jpeg.size()), without(jpeg, sos, jpeg.size()),
-                             without(two, sof + 16, sof + 19), many, without_all(0xC4), without_all(0xDB)}) {
-        LogCapture log;
-        EXPECT_EQ(decode(bad, {.width = 32, .height = 32}).result, 0);
-        for (const LogLine &line : log.take()) {
-            if (line.text.find("BRIMJ_ParseHeader") != std::string::npos) lines.insert(line.text);
-        }
-    }
-    EXPECT_EQ(lines.size(), 6u);
-}
-
-struct Progress {
-    std::vector<int32_t> percents;
-    static int32_t note(void *user, int32_t percent) {
-        static_cast<Progress *>(user)->percents.push_back(percent);
-        return 1;
-    }
-};
-
 TEST(JpegRowSteps, ProgressIsReckonedByTheRowsThatACropKeeps) {
     const Bytes jpeg = turbo_picture(picture(320, 2000, 2));
     for (const uint32_t options : {uint32_t{VOREL_OPTION_FIT_COVER}, 0u}) {
-        Progress seen;
+        ProgressCalls seen;
         Input input(Kind::kMemory, jpeg, COLOR_RGBA8888, options);
         DecInfo *session = input.session();
-        session->progress = static_cast<ProgressRecord *>(std::calloc(1, sizeof(ProgressRecord)));
-        *session->progress = {&seen, Progress::note};
+        seen.attach(session);
         GuardBuffer out(size_t{320} * 400 * 4);
         ASSERT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), 320, 400), 1);
         ASSERT_GT(seen.percents.size(), 5u);
@@ -277,9 +165,8 @@ TEST(JpegRowSteps, FurtherScansAreFoundFromTheCallersPlace) {
     spec.scans = Scans::kOnePerComponent;
     const Bytes second = turbo_picture(spec);
     spec.seed = 9;
-    Bytes both = turbo_picture(spec);
-    const auto start = static_cast<int32_t>(both.size());
-    both.insert(both.end(), second.begin(), second.end());
+    const Bytes both = cat({turbo_picture(spec), second});
+    const auto start = static_cast<int32_t>(both.size() - second.size());
     Input input(Kind::kPath, both, COLOR_RGBA8888);
     StreamCursor cursor(input.session()->ioInfo);
     ASSERT_EQ(cursor.start_at(start), start);
@@ -386,30 +273,19 @@ TEST(JpegRowSteps, AWindowTransformsItsOwnBlocks) {
         PictureSpec spec = picture(7680, 1200, 2);
         spec.scans = scans;
         Input input(Kind::kMemory, turbo_picture(spec), COLOR_RGBA8888);
-        DecInfo *session = input.session();
-        session->partialDecode = 1;
-        session->partialX = 3500;
-        session->partialY = 400;
-        session->partialWidth = session->partialHeight = 512;
-        StreamCursor cursor(session->ioInfo);
-        GuardBuffer out(512 * 512 * 4);
-        FrameRequest request = {0, 0, out.data(), 7680, 1200};
-        JpegInfo *info = BRIMJ_Initialize(session, cursor.stream(), &request);
+        set_window(input.session(), 3500, 400, 512, 512);
+        OpenRecord record(input.session(), 7680, 1200);
+        JpegInfo *info = record.get();
         ASSERT_TRUE(info);
         ASSERT_EQ(open_further_scans(info), 200);
         KernelTable counting = *info->plan.kernels;
-        g_transform = counting.idct[static_cast<int>(IdctShape::k8x8)];
-        counting.idct[static_cast<int>(IdctShape::k8x8)] = counted_transform;
+        BlockRunFn &transform = counting.idct[static_cast<int>(IdctShape::k8x8)];
+        g_transform = std::exchange(transform, counted_transform);
         info->plan.kernels = &counting;
         g_blocks_transformed = 0;
-        uint8_t **rows[3];
-        for (int c = 0; c < 3; ++c) rows[c] = info->pump.components[c].rows;
-        uint32_t done = 0;
-        while (done < 912 && BRIMJ_ProcessData(info, rows, &done, 912) == 100) {
-        }
+        record.process_all(912);
         EXPECT_GE(g_blocks_transformed, 32u * 33 * 6);
         EXPECT_LE(g_blocks_transformed, 33u * 34 * 6) << "of 230,400";
-        BRIMJ_DeleteDecoderInfo(info);
     }
 }
 

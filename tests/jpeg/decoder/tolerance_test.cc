@@ -1,4 +1,4 @@
-// Damage in the entropy-coded data: what the pixels hold. docs/tolerance.md names these tests.
+// Damage in the entropy-coded data: what the pixels are. docs/tolerance.md names these tests.
 #include <gtest/gtest.h>
 
 #include "jpeg/decoder/colour_model.h"
@@ -16,10 +16,10 @@ Bytes picture(unsigned restart, int height = kHeight) {
     return turbo_picture({.width = kWidth, .height = height, .restart_interval = restart, .noise = 60});
 }
 
-Bytes luma(const Bytes &jpeg, int32_t *result, Kind kind = Kind::kMemory, int height = kHeight) {
+// The result of a decode and its luma plane.
+std::pair<int32_t, Bytes> luma(const Bytes &jpeg, Kind kind = Kind::kMemory, int height = kHeight) {
     const Decoded out = decode(jpeg, {.format = COLOR_YUV444, .width = kWidth, .height = height, .kind = kind});
-    *result = out.result;
-    return Bytes(out.pixels.begin(), out.pixels.begin() + kWidth * height);
+    return {out.result, head(out.pixels, static_cast<size_t>(kWidth * height))};
 }
 
 // What an MCU of the luma plane is: as in the good picture, gray, or something else.
@@ -49,10 +49,9 @@ size_t middle_of_scan(const Bytes &jpeg) {
 
 TEST(JpegTolerance, AMarkerInTheDataLeavesTheRestGray) {
     const Bytes jpeg = picture(0);
-    int32_t result;
-    const Bytes good = luma(jpeg, &result);
+    const Bytes good = luma(jpeg).second;
     const Bytes cut = with_inserted(jpeg, middle_of_scan(jpeg), {0xFF, 0xD9});
-    const Bytes plane = luma(cut, &result);
+    const auto [result, plane] = luma(cut);
     EXPECT_EQ(result, 1);
     int first = 0;
     while (mcu_is(plane, good, first) == Mcu::kGood) ++first;
@@ -64,10 +63,9 @@ TEST(JpegTolerance, AMarkerInTheDataLeavesTheRestGray) {
 
 TEST(JpegTolerance, AnEndFarFromTheBottomFailsAndKeepsTheRowsAbove) {
     const Bytes jpeg = picture(0);
-    int32_t result;
-    const Bytes good = luma(jpeg, &result);
+    const Bytes good = luma(jpeg).second;
     for (const Kind kind : {Kind::kMemory, Kind::kPath, Kind::kStream}) {
-        const Bytes plane = luma(head(jpeg, middle_of_scan(jpeg)), &result, kind);
+        const auto [result, plane] = luma(head(jpeg, middle_of_scan(jpeg)), kind);
         EXPECT_EQ(result, 0);
         expect_mcus(plane, good, 0, 2 * kAcross, Mcu::kGood, "rows above the end");
         EXPECT_EQ(plane.back(), 0) << "nothing is stored below";
@@ -77,28 +75,26 @@ TEST(JpegTolerance, AnEndFarFromTheBottomFailsAndKeepsTheRowsAbove) {
 TEST(JpegTolerance, AnEndInTheLast15RowsLeavesAGrayTail) {
     constexpr int kLow = 8 * 16 + 15;
     const Bytes jpeg = picture(0, kLow);
-    int32_t result;
-    const Bytes good = luma(jpeg, &result, Kind::kMemory, kLow);
+    const Bytes good = luma(jpeg, Kind::kMemory, kLow).second;
     // Find an end inside the last iMCU row.
     size_t at = jpeg.size() - 2;
     Bytes plane;
     for (int step = 0; step < 12; ++step) {
         at -= 12;
-        plane = luma(head(jpeg, at), &result, Kind::kMemory, kLow);
-        ASSERT_EQ(result, 1);
+        const auto decoded = luma(head(jpeg, at), Kind::kMemory, kLow);
+        ASSERT_EQ(decoded.first, 1);
+        plane = decoded.second;
     }
     expect_mcus(plane, good, 0, 8 * kAcross, Mcu::kGood, "rows above");
     EXPECT_EQ(mcu_is(plane, good, 9 * kAcross - 1), Mcu::kGray);
     // One row more below it, and the same end is a failure.
     const Bytes taller = picture(0, kLow + 1);
-    luma(head(taller, taller.size() - 100), &result, Kind::kMemory, kLow + 1);
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ(luma(head(taller, taller.size() - 100), Kind::kMemory, kLow + 1).first, 0);
 }
 
 TEST(JpegTolerance, LostRestartIntervalsAreGrayAndTheRestIsRight) {
     const Bytes jpeg = picture(4);
-    int32_t result;
-    const Bytes good = luma(jpeg, &result);
+    const Bytes good = luma(jpeg).second;
     const auto restart = [&](int number) {
         size_t at = scan_data(jpeg);
         for (int i = 0; i < number; ++i) at = find_marker(jpeg, 0xD0 + i % 8, at + (i ? 2 : 0));
@@ -120,7 +116,7 @@ TEST(JpegTolerance, LostRestartIntervalsAreGrayAndTheRestIsRight) {
     };
     for (const auto &row : kRows) {
         for (const Kind kind : {Kind::kMemory, Kind::kPath}) {
-            const Bytes plane = luma(row.jpeg, &result, kind);
+            const auto [result, plane] = luma(row.jpeg, kind);
             EXPECT_EQ(result, 1) << row.what;
             expect_mcus(plane, good, 0, row.gray_from, Mcu::kGood, row.what);
             expect_mcus(plane, good, row.gray_from, row.gray_to, Mcu::kGray, row.what);
@@ -131,12 +127,10 @@ TEST(JpegTolerance, LostRestartIntervalsAreGrayAndTheRestIsRight) {
 
 TEST(JpegTolerance, FillBytesInTheDataAreOneByte) {
     const Bytes jpeg = picture(0);
-    int32_t result;
-    const Bytes good = luma(jpeg, &result);
+    const Bytes good = luma(jpeg).second;
     const size_t stuffed = find_marker(jpeg, 0x00, scan_data(jpeg));
     ASSERT_LT(stuffed, jpeg.size());
-    EXPECT_TRUE(luma(with_inserted(jpeg, stuffed, {0xFF, 0xFF}), &result) == good);
-    EXPECT_EQ(result, 1);
+    EXPECT_TRUE(luma(with_inserted(jpeg, stuffed, {0xFF, 0xFF})) == std::pair(1, good));
 }
 
 // Blocks in the standard tables: a DC difference of size 0, 7 or 11 and its bits, then the end of the block.
@@ -218,33 +212,21 @@ TEST(JpegTolerance, ABadDcNearTheBottomOfAnEighthIsGrayUpToTheNextRestart) {
 
 // The read callback never says that it is the end.
 TEST(JpegTolerance, AnEndlessStreamEndsAtThe31stBit) {
-    struct Endless {
-        Bytes head;
-        size_t position;
-        static int32_t read(void *context, void *destination, int32_t count) {
-            Endless *self = static_cast<Endless *>(context);
-            uint8_t *out = static_cast<uint8_t *>(destination);
-            std::fill(out, out + count, 0);
-            for (int32_t i = 0; i < count && self->position < self->head.size(); ++i) {
-                out[i] = self->head[self->position++];
-            }
-            return count;
-        }
-        static int32_t skip(void *, int32_t, int32_t count) { return count; }
-    };
     // No marker comes, so the search for the next restart reads on.
-    Endless source = {gray_header(8 * 64, 8 * 64, 1), 0};
-    SessionGuard session(
-        VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, Endless::read, Endless::skip, nullptr, COLOR_GRAY, 0));
+    StreamSource source(gray_header(8 * 64, 8 * 64, 1));
+    const VorelReadFn endless = [](void *context, void *destination, int32_t count) {
+        std::fill_n(static_cast<uint8_t *>(destination), count, uint8_t{0});
+        StreamSource::read(context, destination, count);
+        return count;
+    };
+    const SessionGuard session(
+        VORELBRIM_CreateDecInfoWithStream(&source, INT32_MAX, endless, StreamSource::skip, nullptr, COLOR_GRAY, 0));
     ASSERT_TRUE(session);
-    IoInfo *io = session->ioInfo;
-    StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
-    uint8_t *const block = stream.buffer;
-    stream.totalRead = INT32_MAX - 100 * 16384;  // most of it is behind us already
+    StreamCursor cursor(session->ioInfo);
+    cursor.stream()->totalRead = INT32_MAX - 100 * 16384;  // most of it is behind us already
     Bytes out(64 * 64);
     FrameRequest request = {0, 0, out.data(), 64, 64};
-    EXPECT_EQ(BRIMJ_DecodeImage(session.get(), &stream, &request), 201);
-    BRIMJ_ReleaseStreamBuffer(io, block);
+    EXPECT_EQ(BRIMJ_DecodeImage(session.get(), cursor.stream(), &request), 201);
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
-// The exported writers and row steps, one by one: what they store is what a decode stores.
-#include <gtest/gtest.h>
+// The exported writers, one by one: what they store is what a decode stores.
+#include <climits>
+#include <list>
 
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -32,7 +34,7 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
             ASSERT_TRUE(record.get());
             // Rows that end where the component does: an odd width's last pixel has a chroma sample of its own.
             for (int y = 0; y < spec.height; y += row.v) {
-                std::vector<GuardBuffer *> rows;
+                std::list<GuardBuffer> rows;
                 uint8_t *pointers[3][2] = {};
                 for (size_t c = 0; c < 3; ++c) {
                     const Plane &plane = coded->components[c].plane;
@@ -40,13 +42,11 @@ TEST(JpegWriters, DirectWritersTakeRowsAtTheComponentsOwnWidth) {
                         const int at = std::min(c ? y / row.v : y + k, plane.height - 1);
                         const int width = c ? (spec.width + row.h - 1) / row.h : spec.width;
                         const auto from = plane.samples.begin() + static_cast<ptrdiff_t>(at) * plane.width;
-                        rows.push_back(new GuardBuffer(Bytes(from, from + width)));
-                        pointers[c][k] = rows.back()->data();
+                        pointers[c][k] = rows.emplace_back(Bytes(from, from + width)).data();
                     }
                 }
                 uint8_t **views[3] = {pointers[0], pointers[1], pointers[2]};
                 row.writers[i](record.get(), views, spec.width);
-                for (GuardBuffer *buffer : rows) delete buffer;
             }
             EXPECT_TRUE(record.pixels() == decode(jpeg, {.format = kFormats[i]}).pixels)
                 << row.h << "x" << row.v << " format " << kFormats[i];
@@ -110,29 +110,59 @@ TEST(JpegWriters, RowWritersStoreOneRow) {
     }
 }
 
-// Rows passed over count as rows of the picture and take no place in the output: what follows comes right at its start.
-TEST(JpegWriters, SkippedRowsAreNotStored) {
-    const PictureSpec spec{.width = 96, .height = 256};
-    const Bytes jpeg = turbo_picture(spec);
-    for (const int scale : {1, 2, 4, 8}) {
-        const int width = spec.width / scale, height = spec.height / scale;
-        const int32_t format = COLOR_RGBA8888;
-        OpenRecord record(jpeg, format, width, height);
-        JpegInfo *info = record.get();
-        ASSERT_TRUE(info);
-        uint8_t ***rows = record.rows();
-        uint32_t done = 0;
-        for (int i = 0; i < 4; ++i) BRIMJ_ProcessDataSkipRow(info, rows, &done, static_cast<uint32_t>(height));
-        EXPECT_EQ(done, 64u / static_cast<uint32_t>(scale));
-        const ptrdiff_t from = ptrdiff_t{done} * width * 4;
-        const auto process = scale == 1 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
-        while (done < static_cast<uint32_t>(height) &&
-               process(info, rows, &done, static_cast<uint32_t>(height)) == 100) {
-        }
-        const Bytes whole = decode(jpeg, {.format = format, .width = width, .height = height}).pixels;
-        const Bytes ours = record.pixels();
-        EXPECT_TRUE(std::equal(whole.begin() + from, whole.end(), ours.begin())) << scale;
+// Called by name, a function does what its name says, whatever the record plans.
+TEST(JpegWriters, FunctionsDoWhatTheirNamesSay) {
+    const Bytes jpeg = turbo_picture(sized(96, 32, 1, 1));
+    Bytes samples, grays, mixed;
+    for (int x = 0; x < 96; ++x) {
+        const auto sample = static_cast<uint8_t>(x * 5);
+        samples.push_back(sample);
+        grays.insert(grays.end(), {sample, sample, sample, 255});
+        mixed.insert(mixed.end(), {sample, 77, 77, 255});
     }
+    const uint8_t *row = samples.data();
+    const Bytes full(96, 255);
+    OpenRecord gray(jpeg, COLOR_RGBA8888, 96, 32), rgb(jpeg, COLOR_RGBA8888, 96, 32);
+    OpenRecord cmyk(jpeg, COLOR_RGBA8888, 96, 32);
+    BRIMJ_GrayWriteOutput1to1(gray.get(), row, 96);
+    BRIMJ_RGBWriteOutput1to1(rgb.get(), row, row, row, 96);
+    BRIMJ_CMYKWriteOutput1to1(cmyk.get(), row, row, row, full.data(), 96);
+    for (OpenRecord *record : {&gray, &rgb, &cmyk}) EXPECT_EQ(head(record->pixels(), grays.size()), grays);
+    // A row of zeros and a row of 200 into one row: the mean takes both, the centre one of them.
+    Bytes low(96, 0), high(96, 200), grey(96, 128);
+    const auto first_pixel = [&](void (*output)(JpegInfo *, uint8_t ***, int32_t)) {
+        OpenRecord record(jpeg, COLOR_RGBA8888, 60, 20, Kind::kMemory, VOREL_OPTION_FIT_STRETCH);
+        EXPECT_EQ(record.get()->plan.scaledHeight, 32);
+        uint8_t *luma[2] = {low.data(), high.data()}, *chroma[2] = {grey.data(), grey.data()};
+        uint8_t **rows[3] = {luma, chroma, chroma};
+        output(record.get(), rows, 2);
+        return record.pixels()[0];
+    };
+    EXPECT_EQ(first_pixel(BRIMJ_DoYcbcrToRgb), 100);
+    EXPECT_EQ(first_pixel(BRIMJ_DoFastYcbcrToRgb), 0);
+    // Rows of a record whose chroma rows have half the width, which a function for RGB takes as they are.
+    OpenRecord shared(turbo_picture(sized(96, 32, 2, 2)), COLOR_RGBA8888, 96, 32);
+    GuardBuffer luma(samples), half(Bytes(48, 77));
+    uint8_t *luma_rows[2] = {luma.data(), luma.data()}, *half_rows[2] = {half.data(), half.data()};
+    uint8_t **rows[3] = {luma_rows, half_rows, half_rows};
+    BRIMJ_DoRgbConvert(shared.get(), rows, 2);
+    EXPECT_EQ(head(shared.pixels(), 2 * mixed.size()), cat({mixed, mixed}));
+    // A doubling function doubles, also where the record plans no doubling.
+    OpenRecord even(jpeg, COLOR_RGBA8888, 96, 32);
+    JpegComponent component = even.get()->frame->components[1];
+    GuardBuffer narrow(Bytes(samples.begin(), samples.begin() + 48)), wide(96);
+    uint8_t *from[1] = {narrow.data()}, *to[1] = {wide.data()}, **doubled = to;
+    BRIMJ_DoH2V1Upsample(&component, even.get(), from, &doubled);
+    for (size_t x = 0; x < 96; ++x) ASSERT_EQ(wide.data()[x], samples[x / 2]) << x;
+    // No code is longer than 16 bits, nor shorter than one.
+    DerivedTable *table = shared.scan()->entropy.blockAc[0];
+    const auto symbol = [&](int32_t least) {
+        BitState state = {shared.get(), nullptr, 0, 0, 0};
+        return BRIMJ_DecodeHuffMan(&state, 0xAAAAAAAA, 32, table, least);
+    };
+    EXPECT_EQ(symbol(1), 0x00) << "1010 ends a block";
+    for (const int32_t least : {0, -3, INT32_MIN}) EXPECT_EQ(symbol(least), symbol(1));
+    for (const int32_t least : {17, 40, INT32_MAX}) EXPECT_EQ(symbol(least), symbol(16));
 }
 
 }  // namespace

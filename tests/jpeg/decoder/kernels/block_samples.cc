@@ -32,8 +32,8 @@ double exact_sample(const Block &block, const Quant &quant, int width, int heigh
     return sum;
 }
 
-std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block,
-                               const Quant &quant) {
+std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block, const Quant &quant,
+                               bool plain) {
     int32_t multipliers[64];
     make_multipliers(size.shape, quant.data(), multipliers);
     int last = 63;
@@ -41,8 +41,9 @@ std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, 
     const uint8_t last_byte = static_cast<uint8_t>(last);
     const int16_t *const blocks[1] = {block.c};
     std::vector<uint8_t> out(static_cast<size_t>(size.width * size.height));
+    const uint8_t *range = plain ? kRangeLimit + kRangeCentre : kCompressedRange + kCompressedCentre;
     table.idct[static_cast<int>(size.shape)](
-        {blocks, &last_byte, 1, multipliers, kRangeLimit + kRangeCentre, true, out.data(), size.width});
+        {blocks, &last_byte, 1, multipliers, range, plain, out.data(), size.width});
     return out;
 }
 

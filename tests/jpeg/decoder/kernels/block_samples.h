@@ -31,8 +31,9 @@ using Quant = std::array<uint16_t, 64>;
 // A sample of a width x height shape by its definition, in real numbers; not clamped, 128 added.
 double exact_sample(const Block &block, const Quant &quant, int width, int height, int x, int y);
 
-// Samples of one block, row by row, out of a kernel table or out of the single-block code.
-std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block, const Quant &quant);
+// Samples of one block, row by row, by the clamp or by the compressed range.
+std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, const Block &block, const Quant &quant,
+                               bool plain = true);
 
 // A block as a forward transform of a picture gives it: coefficients that fall off, samples about in range.
 Block natural_block(std::mt19937 &random, const Quant &quant, int columns, int rows, double contrast);

@@ -1,13 +1,15 @@
 // Every kernel of every table that runs here against its scalar twin: the same bytes for any input, nothing stored but
-// the result, nothing read behind an input. Inputs and outputs end at pages that cannot be touched.
+// the result, nothing read behind an input. Inputs and outputs end at pages that cannot be touched. And the tables.
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "jpeg/decoder/kernels/block_samples.h"
 #include "support/inputs.h"
+#include "util/simd_targets.h"
 
 namespace vorel::test {
 namespace {
@@ -80,7 +82,7 @@ TEST(Twins, InverseDcts) {
     std::mt19937 random(21);
     const KernelTable *scalar = &scalar_kernels();
     for (const ShapeSize &size : kShapeSizes) {
-        for (int count = 1; count <= 19; ++count) {
+        for (int count = 0; count <= 19; ++count) {
             for (const int magnitude : {3, 200, 2047, 32767, kExtremes, kSomeExtremes, kSomeExtremes}) {
                 for (int quant_kind = 0; quant_kind < 5; ++quant_kind) {
                     const BlockRow run = make_run(random, count, magnitude);
@@ -92,6 +94,7 @@ TEST(Twins, InverseDcts) {
                     const int gap = static_cast<int>(random() % 3) * 5;
                     for (const uint8_t fill : {0x00, 0xC7}) {
                         const Bytes expected = transform_run(scalar, size, run, multipliers, plain, gap, fill);
+                        if (count == 0) ASSERT_EQ(expected, Bytes(expected.size(), fill));
                         for (const KernelTable *table : vector_tables()) {
                             ASSERT_EQ(transform_run(table, size, run, multipliers, plain, gap, fill), expected)
                                 << table->name << " " << size.name << " " << count << " blocks of " << magnitude
@@ -100,18 +103,6 @@ TEST(Twins, InverseDcts) {
                     }
                 }
             }
-        }
-    }
-}
-
-TEST(Twins, AnEmptyRunStoresNothing) {
-    for (const KernelTable *table : all_tables()) {
-        for (const ShapeSize &size : kShapeSizes) {
-            const int32_t multipliers[64] = {};
-            uint8_t out = 0x5A;
-            table->idct[static_cast<int>(size.shape)](
-                {nullptr, nullptr, 0, multipliers, kRangeLimit + kRangeCentre, true, &out, 8});
-            EXPECT_EQ(out, 0x5A);
         }
     }
 }
@@ -132,64 +123,52 @@ int twice(int width) { return 2 * width; }
 int twice_less_one(int width) { return width ? 2 * width - 1 : 0; }
 int four(int width) { return 4 * width; }
 
+using Sizes = std::vector<int (*)(int)>;
+
+// A kernel that takes its inputs, the width and its outputs.
+template <size_t kIn, size_t kOut, typename Pick>
+RowKernel row_kernel(const char *name, Sizes inputs, Sizes outputs, const Pick &pick, bool in_place = false) {
+    const auto call = [pick](const KernelTable &table, uint8_t *const *in, int width, uint8_t *const *out) {
+        [&]<size_t... I, size_t... O>(std::index_sequence<I...>, std::index_sequence<O...>) {
+            pick(table)(in[I]..., width, out[O]...);
+        }
+        (std::make_index_sequence<kIn>(), std::make_index_sequence<kOut>());
+    };
+    return {name, std::move(inputs), std::move(outputs), call, in_place};
+}
+
 std::vector<RowKernel> row_kernels() {
-    std::vector<RowKernel> all;
+    const Sizes one = {once}, two = {once, once}, three = {once, once, once};
+    std::vector<RowKernel> all = {
+        row_kernel<1, 1>("even_samples", {twice_less_one}, one, [](auto &t) { return t.even_samples; }),
+        row_kernel<1, 1>("double_samples", {half}, one, [](auto &t) { return t.double_samples; }),
+        row_kernel<2, 1>("interleave", two, {twice}, [](auto &t) { return t.interleave; }),
+        row_kernel<3, 1>("yuyv", {twice, once, once}, {four}, [](auto &t) { return t.yuyv; }),
+        row_kernel<2, 1>(
+            "multiply_black", two, one, [](auto &t) { return t.multiply_black; }, true),
+        row_kernel<3, 3>(
+            "ycc_to_inverted_rgb", three, three, [](auto &t) { return t.ycc_to_inverted_rgb; }, true)};
     for (int f = 0; f < kPixelFormats; ++f) {
-        int (*const pixels)(int) = f == static_cast<int>(PixelFormat::kRgb565) ? twice : four;
-        all.push_back({"ycc_row", {once, once, once}, {pixels}, [f](auto &t, auto in, int w, auto out) {
-                           t.ycc_row[f](in[0], in[1], in[2], w, out[0]);
-                       }});
-        all.push_back({"ycc_row_shared", {once, half, half}, {pixels}, [f](auto &t, auto in, int w, auto out) {
-                           t.ycc_row_shared[f](in[0], in[1], in[2], w, out[0]);
-                       }});
-        all.push_back(
-            {"ycc_row_pair", {once, once, half, half}, {pixels, pixels}, [f](auto &t, auto in, int w, auto out) {
-                 t.ycc_row_pair[f](in[0], in[1], in[2], in[3], w, out[0], out[1]);
-             }});
-        all.push_back({"gray_row", {once}, {pixels}, [f](auto &t, auto in, int w, auto out) {
-                           t.gray_row[f](in[0], w, out[0]);
-                       }});
-        all.push_back({"rgb_row", {once, once, once}, {pixels}, [f](auto &t, auto in, int w, auto out) {
-                           t.rgb_row[f](in[0], in[1], in[2], w, out[0]);
-                       }});
+        const Sizes pixels = {f == static_cast<int>(PixelFormat::kRgb565) ? twice : four};
+        const Sizes pair = {pixels[0], pixels[0]}, shared = {once, half, half}, four_rows = {once, once, half, half};
+        all.push_back(row_kernel<3, 1>("ycc_row", three, pixels, [f](auto &t) { return t.ycc_row[f]; }));
+        all.push_back(row_kernel<3, 1>("ycc_row_shared", shared, pixels, [f](auto &t) { return t.ycc_row_shared[f]; }));
+        all.push_back(row_kernel<4, 2>("ycc_row_pair", four_rows, pair, [f](auto &t) { return t.ycc_row_pair[f]; }));
+        all.push_back(row_kernel<1, 1>("gray_row", one, pixels, [f](auto &t) { return t.gray_row[f]; }));
+        all.push_back(row_kernel<3, 1>("rgb_row", three, pixels, [f](auto &t) { return t.rgb_row[f]; }));
     }
-    all.push_back({"even_samples", {twice_less_one}, {once}, [](auto &t, auto in, int w, auto out) {
-                       t.even_samples(in[0], w, out[0]);
-                   }});
-    all.push_back({"double_samples", {half}, {once}, [](auto &t, auto in, int w, auto out) {
-                       t.double_samples(in[0], w, out[0]);
-                   }});
-    all.push_back({"interleave", {once, once}, {twice}, [](auto &t, auto in, int w, auto out) {
-                       t.interleave(in[0], in[1], w, out[0]);
-                   }});
-    all.push_back({"yuyv", {twice, once, once}, {four}, [](auto &t, auto in, int w, auto out) {
-                       t.yuyv(in[0], in[1], in[2], w, out[0]);
-                   }});
-    all.push_back({"unpack_means", {four}, {once, once, once}, [](auto &t, auto in, int w, auto out) {
+    all.push_back({"unpack_means", {four}, three, [](auto &t, auto in, int w, auto out) {
                        t.unpack_means(reinterpret_cast<const uint32_t *>(in[0]), w, out[0], out[1], out[2]);
                    }});
     // Hostile values too: bytes in pairs reach every one.
     for (const int32_t multiplier : {1, 16, 255, 65535, 65536, -7}) {
-        for (const bool plain : {true, false}) {
-            all.push_back(
-                {"dc_samples", {twice}, {once}, [=](auto &t, auto in, int w, auto out) {
-                     const uint8_t *range = plain ? kRangeLimit + kRangeCentre : kCompressedRange + kCompressedCentre;
-                     t.dc_samples(reinterpret_cast<const int16_t *>(in[0]), w, multiplier, range, plain, out[0]);
-                 }});
+        for (const uint8_t *range : {kRangeLimit + kRangeCentre, kCompressedRange + kCompressedCentre}) {
+            all.push_back({"dc_samples", {twice}, one, [=](auto &t, auto in, int w, auto out) {
+                               const auto *dc = reinterpret_cast<const int16_t *>(in[0]);
+                               t.dc_samples(dc, w, multiplier, range, range == kRangeLimit + kRangeCentre, out[0]);
+                           }});
         }
     }
-    all.push_back({"multiply_black",
-                   {once, once},
-                   {once},
-                   [](auto &t, auto in, int w, auto out) { t.multiply_black(in[0], in[1], w, out[0]); },
-                   true});
-    all.push_back({"ycc_to_inverted_rgb",
-                   {once, once, once},
-                   {once, once, once},
-                   [](auto &t, auto in, int w, auto out) {
-                       t.ycc_to_inverted_rgb(in[0], in[1], in[2], w, out[0], out[1], out[2]);
-                   },
-                   true});
     return all;
 }
 
@@ -250,6 +229,44 @@ TEST(Twins, Rows) {
             }
         }
     }
+}
+
+// ---- Which tables there are, and how tests choose among them
+
+TEST(Targets, TheScalarTableIsFirstAndTheBestIsTaken) {
+    const std::vector<const KernelTable *> tables = all_tables();
+    ASSERT_FALSE(tables.empty());
+    std::string names;
+    for (const KernelTable *table : tables) names += std::string(" ") + table->name;
+    std::printf("kernel tables that run here:%s\n", names.c_str());
+    EXPECT_EQ(tables.front(), &scalar_kernels());
+    EXPECT_STREQ(tables.front()->name, "scalar");
+    EXPECT_EQ(&kernels(), tables.back());
+#if !VOREL_SIMD
+    EXPECT_EQ(tables.size(), 1u);
+#elif defined(__x86_64__) && defined(__linux__)
+    EXPECT_EQ(tables.size() > 1, __builtin_cpu_supports("sse4.2") != 0);
+#elif defined(__aarch64__)
+    ASSERT_EQ(tables.size(), 2u);
+    EXPECT_STREQ(tables.back()->name, "NEON");
+#endif
+}
+
+TEST(Targets, NothingWiderThanTheLimitRuns) {
+    const std::vector<const KernelTable *> tables = all_tables();
+    size_t left = tables.size();
+    for (int i = kSimdTargets - 1; i >= 0; --i) {
+        const SimdTarget target = static_cast<SimdTarget>(i);
+        limit_simd_targets(target);
+        EXPECT_EQ(all_tables().size(), left) << simd_target_name(target);
+        EXPECT_EQ(&kernels(), tables[left - 1]) << simd_target_name(target);
+        EXPECT_EQ(simd_target_runs(target), cpu_runs_target(target)) << simd_target_name(target);
+        if (target < SimdTarget::kAvx2) EXPECT_FALSE(bmi2_runs());
+        left -= cpu_runs_target(target);
+    }
+    EXPECT_EQ(left, 0u);
+    limit_simd_targets(SimdTarget::kCount);
+    EXPECT_EQ(all_tables(), tables);
 }
 
 }  // namespace

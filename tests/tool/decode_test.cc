@@ -1,0 +1,221 @@
+// `decode`: what comes out of it, against the library's buffers and against the picture.
+#include <vorel/jpeg_decoder.h>
+#include <vorel/raster.h>
+
+#include <algorithm>
+
+#include "fixture.h"
+#include "png/images.h"
+#include "support/gif_files.h"
+
+namespace vorel_tests {
+namespace {
+
+class DecodeTool : public ToolFixture {
+  protected:
+    void SetUp() override {
+        folder.put("color.jpg", make_jpeg(37, 21, 3));
+        folder.put("gray.jpg", make_jpeg(37, 21, 1));
+        folder.put("bits.wbmp", vorel::test::wbmp(37, 21, Bytes(5 * 21, 0x94)));
+    }
+};
+
+int largest_difference(const Bytes &a, const Bytes &b) {
+    int largest = a.size() == b.size() ? 0 : 256;
+    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) largest = std::max(largest, std::abs(a[i] - b[i]));
+    return largest;
+}
+
+Bytes without_alpha(const Bytes &rgba) {
+    Bytes rgb;
+    for (size_t i = 0; i < rgba.size(); ++i)
+        if (i % 4 != 3) rgb.push_back(rgba[i]);
+    return rgb;
+}
+
+// Sizes are written out, not computed: 37 x 21 has odd sides, and chroma rows and columns are rounded up. The picture
+// is smooth, so whatever layout it went through, its colours come back but for the layout's coarseness.
+TEST_F(DecodeTool, EveryLayoutHasItsBytesAndComesBackAsTheSamePicture) {
+    const struct {
+        const char *picture, *format;
+        size_t bytes;
+        int tolerance;
+    } rows[] = {
+        {"color.jpg", "rgba8888", 3108, 0}, {"color.jpg", "bgra8888", 3108, 0}, {"color.jpg", "rgb565", 1554, 8},
+        {"color.jpg", "yuv444", 2331, 1},   {"color.jpg", "yuv422", 1575, 20},  {"color.jpg", "yuv440", 1591, 20},
+        {"color.jpg", "yuv420", 1195, 24},  {"color.jpg", "nv12", 1195, 24},    {"color.jpg", "nv21", 1195, 24},
+        {"color.jpg", "yuyv", 1596, 20},    {"gray.jpg", "gray", 777, 0},       {"gray.jpg", "rgb565", 1554, 8},
+        {"gray.jpg", "yuv420", 1195, 0},    {"gray.jpg", "nv21", 1195, 0},      {"gray.jpg", "nv12", 1195, 0},
+        {"bits.wbmp", "rgb888", 2331, 0},   {"bits.wbmp", "rgb565", 1554, 8},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.picture) + " " + row.format);
+        const std::string decode = std::string("decode ") + row.picture,
+                          format = std::string(" --format ") + row.format;
+        expect_ok(decode + " out.raw" + format);
+        EXPECT_EQ(folder.get("out.raw").size(), row.bytes);
+        expect_ok(decode + " plain.png");
+        expect_ok(decode + " other.png" + format);
+        EXPECT_LE(largest_difference(png("plain.png").rgb, png("other.png").rgb), row.tolerance);
+    }
+}
+
+TEST_F(DecodeTool, OutputsHoldTheBufferOfTheLibraryFromEverySource) {
+    for (const std::string name : {"color.jpg", "bits.wbmp"}) {
+        Bytes expected(37 * 21 * 4);
+        ASSERT_NE(VorelDecodeFile(folder.path(name).c_str(), expected.data(), 0, COLOR_RGBA8888, 1), 0);
+        for (const std::string source : {"memory", "file", "stream"}) {
+            if (source == "stream" && name == "bits.wbmp") continue;
+            expect_ok("decode " + name + " out.raw --from " + source);
+            EXPECT_TRUE(folder.get("out.raw") == expected) << name << " " << source;
+        }
+        expect_ok("decode " + name + " out.png");
+        expect_ok("decode " + name + " out.PPM");
+        for (const Pixels &pixels : {png("out.png"), ppm("out.PPM")}) {
+            EXPECT_EQ(pixels.width, 37);
+            EXPECT_TRUE(pixels.rgb == without_alpha(expected));
+        }
+    }
+}
+
+// The library's buffer for a JPEG.
+Bytes by_library(const std::string &path, uint32_t options, int width, int height, int sample) {
+    Bytes out(static_cast<size_t>(width * height * 4));
+    DecInfo *session = VORELBRIM_CreateDecInfo(0, const_cast<char *>(path.c_str()), 0, COLOR_RGBA8888, options);
+    ImageInfo info;
+    VORELBRIM_Parser(session, &info);
+    EXPECT_EQ(VORELBRIM_PDecodeJPEG(session, out.data(), width, height, sample), 1);
+    VORELBRIM_DestroyDecInfo(session);
+    return out;
+}
+
+// What the options stand for, and the sizes of the pictures that come out.
+TEST_F(DecodeTool, SizesFitsAndTurns) {
+    constexpr uint32_t k90 = VOREL_OPTION_ROTATE_90, k180 = VOREL_OPTION_ROTATE_180, k270 = VOREL_OPTION_ROTATE_270;
+    constexpr uint32_t kPacked = VOREL_OPTION_FIT_PACKED, kCover = VOREL_OPTION_FIT_COVER;
+    const struct {
+        const char *options;
+        int width, height;
+        uint32_t bits;
+        int sample = 1;
+    } rows[] = {
+        {" --rotate 90", 21, 37, k90},
+        {" --rotate 180", 37, 21, k180},
+        {" --rotate 270", 21, 37, k270},
+        {" --sample 2", 18, 10, 0, 2},
+        {" --sample 2 --rotate 90", 10, 18, k90, 2},
+        {" --size 60x21", 60, 21, 0},
+        {" --size 60x21 --fit topleft", 60, 21, VOREL_OPTION_FIT_TOP_LEFT},
+        {" --size 60x21 --fit packed", 37, 21, kPacked},
+        {" --size 60x90 --fit packed --rotate 270", 21, 37, kPacked | k270},
+        {" --size 60x21 --fit stretch", 60, 21, VOREL_OPTION_FIT_STRETCH},
+        {" --size 18x10 --fit cover", 18, 10, kCover},
+        {" --size 30x10 --fit cover --rotate 90", 30, 10, kCover | k90},
+        {" --size 15x10 --rotate 180", 15, 10, k180},
+        {" --size 37x12 --fit stretch", 37, 12, VOREL_OPTION_FIT_STRETCH},
+        {" --size 90x80 --fit stretch --rotate 270", 90, 80, VOREL_OPTION_FIT_STRETCH | k270},
+    };
+    expect_ok("decode color.jpg color.png");
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.options);
+        const auto decoded = [&](const std::string &files) { expect_ok("decode " + files + row.options); };
+        decoded("color.jpg out.raw");
+        EXPECT_TRUE(folder.get("out.raw") ==
+                    by_library(folder.path("color.jpg"), row.bits, row.width, row.height, row.sample));
+        decoded("color.jpg out.png");
+        const Pixels out = png("out.png");
+        ASSERT_EQ(out.width, row.width);
+        ASSERT_EQ(out.height, row.height);
+        // A PNG of the same picture comes out the same, but for how samples are chosen.
+        decoded("color.png out.png");
+        ASSERT_EQ(png("out.png").width, row.width);
+        EXPECT_LE(largest_difference(png("out.png").rgb, out.rgb), 24);
+    }
+    expect_ok("decode color.jpg out.raw --size 60x21 --fit packed --format nv12");
+    EXPECT_EQ(folder.get("out.raw").size(), 1195u);
+}
+
+TEST_F(DecodeTool, Gifs) {
+    std::mt19937 random(3);
+    vorel::test::GifFile gif = {13, 9, 0, vorel::test::gif_palette(random, 16), {}};
+    gif.frames = {{.width = 13, .height = 9, .indices = vorel::test::gif_picture(random, 13, 9, 16), .transparent = 0}};
+    const Bytes file = vorel::test::gif_file(gif);
+    folder.put("still.gif", file);
+    Bytes pixels(size_t{13} * 9 * 4);
+    ASSERT_EQ(VorelDecodeBuffer(file.data(), pixels.data(), static_cast<int32_t>(file.size()), COLOR_RGBA8888, 1), 1);
+    // PNG and PPM come out whatever layout is asked for; a raw buffer has to have it.
+    expect_ok("decode still.gif a.png");
+    EXPECT_TRUE(png("a.png", true).rgb == pixels) << "with its transparency";
+    expect_ok("decode still.gif b.png --format nv12 --from stream");
+    EXPECT_TRUE(folder.get("b.png") == folder.get("a.png"));
+    expect_ok("decode still.gif c.ppm --format bgra8888");
+    EXPECT_LE(largest_difference(ppm("c.ppm").rgb, without_alpha(pixels)), 1) << "another low bit is lost";
+    expect_ok("decode still.gif d.raw --size 40x4 --fit packed");
+    EXPECT_EQ(folder.get("d.raw").size(), 5u * 4 * 4);
+}
+
+TEST_F(DecodeTool, Pngs) {
+    for (const bool interlaced : {false, true}) {
+        folder.put("picture.png", vorel::test::make_png({.width = 301, .height = 530, .interlaced = interlaced}));
+        const Pixels whole = png("picture.png");
+        for (const std::string from : {"memory", "file"}) {
+            expect_ok("decode picture.png out.png --from " + from);
+            EXPECT_EQ(png("out.png").rgb, whole.rgb) << from;
+        }
+        expect_ok("decode picture.png out.ppm --sample 3");
+        expect_ok("region picture.png region.ppm --rect 0,0,300,528 --sample 3");
+        EXPECT_TRUE(folder.get("out.ppm") == folder.get("region.ppm"));
+        // Inside a rectangle, in its own shape and not enlarged.
+        expect_ok("decode picture.png out.png --size 602x1060");
+        const Pixels centred = png("out.png");
+        ASSERT_EQ(centred.width, 602);
+        EXPECT_EQ(centred.rgb[0], 0);
+        for (int y = 0; y < 530; ++y) {
+            const auto expected = whole.rgb.begin() + y * 301 * 3;
+            ASSERT_TRUE(std::equal(expected, expected + 301 * 3, &centred.rgb[((265u + y) * 602 + 150) * 3])) << y;
+        }
+    }
+}
+
+TEST_F(DecodeTool, Bmps) {
+    // 2 x 1 pixels of 24 bits: blue first.
+    Bytes bmp =
+        vorel::test::cat({vorel::test::bmp_header(40, 2, 1), {1, 0, 24, 0}, Bytes(24), {30, 20, 10, 3, 2, 1, 0, 0}});
+    const struct {
+        const char *options;
+        Bytes rgb;
+    } turns[] = {{"", {10, 20, 30, 1, 2, 3}},
+                 {" --rotate 90", {10, 20, 30, 1, 2, 3}},
+                 {" --rotate 180 --fit packed --from stream", {1, 2, 3, 10, 20, 30}}};
+    folder.put("two.bmp", bmp);
+    for (const auto &turn : turns) {
+        expect_ok(std::string("decode two.bmp out.png") + turn.options);
+        EXPECT_EQ(png("out.png").rgb, turn.rgb) << turn.options;
+        expect_ok(std::string("decode two.bmp out.raw --format rgb888") + turn.options);
+        EXPECT_EQ(folder.get("out.raw"), turn.rgb) << turn.options;
+    }
+    // The library succeeds and stores nothing.
+    const struct {
+        uint8_t depth, compression, offset;
+        const char *format, *says;
+    } nothing[] = {{2, 0, 54, "rgba8888", "2 bits a pixel"},
+                   {48, 0, 54, "rgb888", "48 bits a pixel"},
+                   {8, 1, 54, "bgr565a", "run lengths are not decoded to bgr565a"},
+                   {24, 0, 90, "rgba8888", "its pixels begin behind its end"}};
+    for (const auto &row : nothing) {
+        Bytes odd = bmp;
+        odd[10] = row.offset;
+        odd[28] = row.depth;
+        odd[30] = row.compression;
+        folder.put("odd.bmp", odd);
+        for (const std::string out : {"new.raw", "new.png"})
+            expect_refused("decode odd.bmp " + out + " --format " + row.format, 1, row.says);
+    }
+    std::fill(bmp.begin() + 54, bmp.end(), uint8_t{0});
+    folder.put("black.bmp", bmp);
+    expect_ok("decode black.bmp out.raw --format rgb888");
+    EXPECT_EQ(folder.get("out.raw"), Bytes(6));
+}
+
+}  // namespace
+}  // namespace vorel_tests

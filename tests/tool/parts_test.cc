@@ -1,0 +1,146 @@
+// The subcommands that write parts of a picture: frames, region, tiles.
+#include <vorel/raster.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "fixture.h"
+#include "png/images.h"
+#include "support/gif_files.h"
+
+namespace vorel_tests {
+namespace {
+
+using nlohmann::json;
+using vorel::test::make_png;
+
+// Every sample-th pixel of a rectangle. Of a picture that is not interlaced the last row that there is follows its
+// predecessor.
+Pixels cut(const Pixels &whole, int x, int y, int width, int height, int sample, bool interlaced) {
+    Pixels out = {width / sample, height / sample, {}};
+    for (int row = 0; row < out.height; ++row) {
+        int source_row = y + (row + 1) * sample - 1;
+        const bool last = row == out.height - 1 && y + height + sample > whole.height;
+        if (last && !interlaced) source_row = y + row * sample;
+        for (int column = 0; column < out.width; ++column) {
+            const int source_column = x + sample / 2 + column * sample;
+            const auto at = whole.rgb.begin() + (source_row * whole.width + source_column) * 3;
+            out.rgb.insert(out.rgb.end(), at, at + 3);
+        }
+    }
+    return out;
+}
+
+class PartsTool : public ToolFixture {
+  protected:
+    json read_json(const std::string &name) const {
+        const Bytes text = folder.get(name);
+        return json::parse(text.begin(), text.end());
+    }
+    size_t files_in(const std::string &name) const {
+        size_t count = 0;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(folder.path(name)))
+            count += entry.is_regular_file();
+        return count;
+    }
+};
+
+TEST_F(PartsTool, FramesWritesEveryPictureAndItsOwnDelay) {
+    std::mt19937 random(3);
+    vorel::test::GifFile gif = {13, 9, 0, vorel::test::gif_palette(random, 16), {}};
+    for (int i = 0; i < 3; ++i) {
+        gif.frames.push_back({.left = i,
+                              .width = 13 - i,
+                              .height = 9,
+                              .indices = vorel::test::gif_picture(random, 13 - i, 9, 16),
+                              .disposal = i,
+                              .transparent = i,
+                              .delay = 10 * (i + 1)});
+    }
+    Bytes file = vorel::test::gif_file(gif), pixels(size_t{13} * 9 * 4);
+    folder.put("moving.gif", file);
+    for (int round = 0; round < 2; ++round) expect_ok("frames moving.gif out");  // also over what is there already
+    const json record = read_json("out/frames.json");
+    EXPECT_EQ(record["width"], 13);
+    EXPECT_EQ(record["height"], 9);
+    ASSERT_EQ(record["frames"].size(), 3u);
+    EXPECT_EQ(files_in("out"), 4u) << "nothing else is there";
+    DecInfo *session = VORELBRIM_CreateDecInfo(1, file.data(), static_cast<int32_t>(file.size()), COLOR_RGBA8888, 0);
+    for (size_t i = 0; i < 3; ++i) {
+        const std::string name = "frame-000" + std::to_string(i) + ".png";
+        EXPECT_EQ(record["frames"][i], json({{"file", name}, {"delayMs", 100 * (i + 1)}}));
+        VORELBRIMI_DecodeAGIF(session, pixels.data(), 13, 9);
+        EXPECT_TRUE(png("out/" + name, true).rgb == pixels) << name;
+    }
+    VORELBRIMI_DeleteGIFInfo(session);
+    VORELBRIM_DestroyDecInfo(session);
+}
+
+TEST_F(PartsTool, ARegionIsACutOfTheWhole) {
+    const struct {
+        const char *rect;
+        int x, y, width, height, sample;
+    } cases[] = {{"0,0,301,530", 0, 0, 301, 530, 1},   {"17,500,40,30", 17, 500, 40, 30, 1},
+                 {"300,529,1,1", 300, 529, 1, 1, 1},   {"0,260,301,3", 0, 260, 301, 3, 1},
+                 {"8,16,200,304", 8, 16, 200, 304, 4}, {"0,0,301,530", 0, 0, 301, 530, 7},
+                 {"5,11,9,20", 5, 11, 9, 20, 9},       {"2,528,20,2", 2, 528, 20, 2, 2}};
+    for (const bool interlaced : {false, true}) {
+        folder.put("picture.png", make_png({.width = 301, .height = 530, .interlaced = interlaced}));
+        const Pixels whole = png("picture.png");
+        for (const auto &c : cases) {
+            expect_ok(std::string("region picture.png out.png --rect ") + c.rect + " --sample " +
+                      std::to_string(c.sample));
+            EXPECT_TRUE(png("out.png") == cut(whole, c.x, c.y, c.width, c.height, c.sample, interlaced)) << c.rect;
+        }
+        expect_ok("region picture.png out.raw --rect 10,20,1,1");
+        const uint8_t *pixel = &whole.rgb[(20 * 301 + 10) * 3];
+        EXPECT_EQ(folder.get("out.raw"), (Bytes{pixel[0], pixel[1], pixel[2], 255}));
+    }
+}
+
+TEST_F(PartsTool, TilesPutTogetherAreTheWhole) {
+    for (const bool interlaced : {false, true}) {
+        const std::string tiles = interlaced ? "interlaced" : "plain";
+        folder.put("picture.png", make_png({.width = 301, .height = 530, .interlaced = interlaced}));
+        const Pixels whole = png("picture.png");
+        expect_ok("tiles picture.png " + tiles + " --tile 64");
+        const json pyramid = read_json(tiles + "/pyramid.json");
+        EXPECT_EQ(pyramid["width"], 301);
+        EXPECT_EQ(pyramid["height"], 530);
+        EXPECT_EQ(pyramid["tile"], 64);
+        size_t files = 1;
+        int sample = 1;
+        for (const auto &level : pyramid["levels"]) {
+            ASSERT_EQ(level["sample"], sample);
+            const Pixels expected = cut(whole, 0, 0, 301, 530, sample, interlaced);
+            EXPECT_EQ(level["width"], expected.width);
+            EXPECT_EQ(level["height"], expected.height);
+            Pixels joined = {expected.width, expected.height, Bytes(expected.rgb.size())};
+            const int columns = level["columns"], rows = level["rows"];
+            for (int i = 0; i < columns * rows; ++i, ++files) {
+                const int left = i % columns * 64, top = i / columns * 64;
+                const std::string name = std::to_string(i % columns) + "_" + std::to_string(i / columns) + ".png";
+                const Pixels tile = png(tiles + "/" + std::to_string(sample) + "/" + name);
+                ASSERT_EQ(tile.width, std::min(64, expected.width - left)) << name;
+                ASSERT_EQ(tile.height, std::min(64, expected.height - top)) << name;
+                for (int y = 0; y < tile.height; ++y)
+                    std::copy_n(tile.rgb.begin() + y * tile.width * 3, tile.width * 3,
+                                joined.rgb.begin() + ((top + y) * joined.width + left) * 3);
+            }
+            EXPECT_TRUE(joined == expected) << sample;
+            sample *= 2;
+        }
+        EXPECT_EQ(sample, 32) << "up to 1/16, which is 18 x 33";
+        EXPECT_EQ(files_in(tiles), files);
+    }
+    // An empty folder may be there; a thin picture ends before its height is nothing.
+    std::filesystem::create_directory(folder.path("empty"));
+    folder.put("thin.png", make_png({.width = 100, .height = 2}));
+    expect_ok("tiles thin.png empty/ --tile 16");
+    EXPECT_TRUE(std::filesystem::exists(folder.path("empty/2/3_0.png")));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("empty/4")));
+}
+
+}  // namespace
+}  // namespace vorel_tests
