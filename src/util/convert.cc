@@ -15,6 +15,8 @@ using Task = void *(*)(void *);
 constexpr int32_t kBandRows = 32;
 constexpr int32_t kThreadedHeight = 1200;
 constexpr int64_t kThreadedPixels = 0x400000;
+// What a frame and its result take together at most to lie in a last-level cache; larger results are written past it.
+constexpr uint64_t kCachedBytes = uint64_t{32} << 20;
 
 // What one family of names converts.
 struct Conversion {
@@ -37,8 +39,9 @@ Planes planes_from(const Conversion &conversion, const Planes &planes, int32_t w
             planes.first + row / 2 * chroma_row, planes.second ? planes.second + row / 2 * chroma_row : nullptr};
 }
 
-// Rows by pairs; the first one is even.
-void convert_rows(const Conversion &conversion, const Planes &planes, int32_t width, int32_t rows) {
+// Rows by pairs; the first one is even. streamed: as in RgbaRows.
+void convert_rows(const Conversion &conversion, const Planes &planes, int32_t width, int32_t rows,
+                  bool streamed = false) {
     const UtilKernels &kernels = util_kernels();
     const auto from_yuv = kernels.yuv_to_rgb[static_cast<int>(conversion.chroma)][static_cast<int>(conversion.rgb)];
     const auto to_yuv = kernels.rgba_to_yuv[static_cast<int>(conversion.chroma)];
@@ -48,7 +51,7 @@ void convert_rows(const Conversion &conversion, const Planes &planes, int32_t wi
         uint8_t *next_y = paired ? at.y + width : nullptr;
         uint8_t *next_rgb = paired ? at.rgb + int64_t{width} * conversion.pixel_bytes() : nullptr;
         if (conversion.to_yuv) {
-            to_yuv({{at.rgb, next_rgb}, width, {at.y, next_y}, at.first, at.second});
+            to_yuv({{at.rgb, next_rgb}, width, {at.y, next_y}, at.first, at.second, streamed});
         } else {
             from_yuv({{at.y, next_y}, at.first, at.second, width, {at.rgb, next_rgb}});
         }
@@ -81,8 +84,24 @@ bool is_whole(const Conversion &conversion, const Frame &frame) {
            yuv420_frame_fits(frame.width, frame.height);
 }
 
+// What a conversion reads and writes.
+uint64_t moved_bytes(const Conversion &conversion, const Frame &frame) {
+    const Yuv420 layout(frame.width, frame.height);
+    return layout.bytes() + layout.luma * static_cast<uint64_t>(conversion.pixel_bytes());
+}
+
+bool streams_luma(const Conversion &conversion, const Frame &frame) {
+    constexpr uintptr_t kBlock = 16;
+    return conversion.to_yuv && conversion.chroma == Chroma::kPlanar && moved_bytes(conversion, frame) > kCachedBytes &&
+           static_cast<uint32_t>(frame.width) % kBlock == 0 &&
+           reinterpret_cast<uintptr_t>(frame.planes.y) % kBlock == 0;
+}
+
 void convert_single(const Conversion &conversion, const Frame &frame) {
-    if (is_whole(conversion, frame)) convert_rows(conversion, frame.planes, frame.width, frame.height);
+    if (!is_whole(conversion, frame)) return;
+    const bool streamed = streams_luma(conversion, frame);
+    convert_rows(conversion, frame.planes, frame.width, frame.height, streamed);
+    if (streamed) end_stream();
 }
 
 // A band with the words that its cursors point at.
@@ -93,9 +112,7 @@ struct BandRecord {
 
 void convert_threaded(const Conversion &conversion, const Frame &frame) {
     if (!is_whole(conversion, frame)) return;
-    const Yuv420 layout(frame.width, frame.height);
-    if (!pays_for_threads(layout.bytes() + layout.luma * static_cast<size_t>(conversion.pixel_bytes())))
-        return convert_single(conversion, frame);
+    if (!pays_for_threads(moved_bytes(conversion, frame))) return convert_single(conversion, frame);
     // Half a band more goes to the last one, or it becomes a band of its own.
     const int32_t whole = static_cast<int32_t>((int64_t{frame.height} + kBandRows / 2) / kBandRows);
     const int32_t bands = whole < 1 ? 1 : whole;
@@ -221,12 +238,30 @@ struct PairJob {
     const uint8_t *luma;  // copied to luma_out, unless null or in its place
     uint8_t *luma_out;
     size_t luma_bytes;
+    bool streamed;  // the result past the caches; of two planes
 };
+
+// Pairs are made in memory that stays in the first-level cache, and streamed from there.
+void stream_pairs(const UtilKernels &kernels, const PairJob &job) {
+    constexpr size_t kPart = 2048;
+    alignas(64) uint8_t pairs[2 * kPart];
+    for (size_t i = 0; i < job.count; i += kPart) {
+        const size_t count = std::min(kPart, job.count - i);
+        kernels.interleave(job.first + i, job.second + i, static_cast<int32_t>(count), pairs);
+        kernels.stream_copy(pairs, 2 * count, job.dst + 2 * i);
+    }
+    end_stream();
+}
 
 void *move_pairs(void *argument) {
     const auto *job = static_cast<const PairJob *>(argument);
-    if (job->luma && job->luma != job->luma_out) std::memcpy(job->luma_out, job->luma, job->luma_bytes);
     const UtilKernels &kernels = util_kernels();
+    const auto copy = job->streamed ? kernels.stream_copy : scalar_util_kernels().stream_copy;
+    if (job->luma && job->luma != job->luma_out) copy(job->luma, job->luma_bytes, job->luma_out);
+    if (job->streamed) {
+        stream_pairs(kernels, *job);
+        return nullptr;
+    }
     // By parts that 32 bits count.
     constexpr size_t kPart = size_t{1} << 24;
     for (size_t i = 0; i < job->count; i += kPart) {
@@ -279,6 +314,7 @@ void move_chroma(Way way, int32_t width, int32_t height, PairJob job) {
     job.count = Yuv420(width, height).chroma_plane;
     const bool many = int64_t{width} * height > kThreadedPixels;
     const uint64_t moved = 2 * (uint64_t{2} * job.count + (job.luma ? job.luma_bytes : 0));
+    job.streamed = job.second && moved > kCachedBytes;
     if ((way == Way::kThreaded || (way == Way::kChosen && many)) && pays_for_threads(moved)) {
         move_threaded(job, width, height);
     } else {
@@ -290,14 +326,15 @@ void move_chroma(Way way, int32_t width, int32_t height, PairJob job) {
 void swap_frame(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
     if (!src || !dst || !yuv420_frame_fits(width, height)) return;
     const size_t luma = Yuv420(width, height).luma;
-    move_chroma(way, width, height, {src + luma, nullptr, dst + luma, 0, nullptr, nullptr, 0});
+    move_chroma(way, width, height, {src + luma, nullptr, dst + luma, 0, nullptr, nullptr, 0, false});
 }
 
 void interleave_frame(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst, bool v_first) {
     if (!src || !dst || !yuv420_frame_fits(width, height)) return;
     const Yuv420 layout(width, height);
     const uint8_t *u = src + layout.luma, *v = u + layout.chroma_plane;
-    move_chroma(way, width, height, {v_first ? v : u, v_first ? u : v, dst + layout.luma, 0, src, dst, layout.luma});
+    move_chroma(way, width, height,
+                {v_first ? v : u, v_first ? u : v, dst + layout.luma, 0, src, dst, layout.luma, false});
 }
 void planar_to_nv12(Way way, int32_t width, int32_t height, const uint8_t *src, uint8_t *dst) {
     interleave_frame(way, width, height, src, dst, false);

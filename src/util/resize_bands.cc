@@ -33,26 +33,66 @@ void start_rows(const RowState &state, int32_t src_height, size_t first_row) {
     *state.first_row = *state.second_row = first_row;
 }
 
-// Goes over `rows` source rows; emit(first, second) is given the two source rows of each destination row whose first
-// tap is among them, before the state of the first taps moves on to the next destination row, `pitch` bytes further.
-// The second taps have a state of their own, which is where they stand at the band's end; what a row's second tap is
-// follows from its first one's target, half the source's height behind (and 1 where the quarters' rests make it so).
-template <typename Emit>
-void walk_rows(const RowState &state, int32_t rows, int32_t src_height, int32_t dst_height, ptrdiff_t pitch,
-               const Emit &emit) {
+// Quotients that grow by a constant step: value / divisor, then (value + step) / divisor, ... without a division each.
+class RowWalk {
+  public:
+    RowWalk(uint64_t value, uint32_t step, uint32_t divisor)
+        : at_(static_cast<int64_t>(value / divisor)),
+          rest_(static_cast<uint32_t>(value % divisor)),
+          step_(step / divisor),
+          step_rest_(step % divisor),
+          divisor_(divisor) {}
+    int64_t at() const { return at_; }
+    void next() {
+        at_ += step_;
+        rest_ += step_rest_;
+        if (rest_ < divisor_) return;
+        rest_ -= divisor_;
+        ++at_;
+    }
+
+  private:
+    int64_t at_;
+    uint32_t rest_, step_, step_rest_, divisor_;  // below 2^31, so no sum wraps
+};
+
+// How many of the values ahead, ahead + step, ... lie below the end.
+int64_t count_below(uint32_t ahead, uint32_t step, uint64_t end) {
+    return ahead < end ? static_cast<int64_t>((end - ahead + step - 1) / step) : 0;
+}
+
+// The destination rows whose first tap is among the next `rows` source rows: the source rows of each, and where the
+// first of them goes. What a row's second tap is follows from its first one's target, half the source's height behind
+// (and 1 where the quarters' rests make it so).
+struct RowRange {
+    int64_t count;
+    RowWalk first, second;
+    size_t to;
+};
+
+// Moves the state on by that many source rows. In 64 bits nothing wraps: a target lies less than 2^32 in front of the
+// accumulator. The second taps have a state of their own, which is where they stand at the band's end.
+RowRange take_rows(const RowState &state, int32_t rows, int32_t src_height, int32_t dst_height, ptrdiff_t pitch) {
     const uint32_t step = word(src_height), size = word(dst_height);
     const uint32_t apart = word(static_cast<int32_t>((int64_t{3} * src_height >> 2) - (src_height >> 2)));
-    uint32_t tap_a = word(*state.tap_a), tap_b = word(*state.tap_b), accumulator = word(*state.accumulator);
-    for (int32_t left = rows; left > 0; --left, ++*state.rows_done, accumulator += size) {
-        for (; tap_a - accumulator < size; tap_a += step) {
-            emit(*state.rows_done, *state.rows_done + static_cast<int64_t>((tap_a + apart - accumulator) / size));
-            *state.first_row += static_cast<size_t>(pitch);
-        }
-        for (; tap_b - accumulator < size; tap_b += step) *state.second_row += static_cast<size_t>(pitch);
-    }
-    *state.tap_a = static_cast<int32_t>(tap_a);
-    *state.tap_b = static_cast<int32_t>(tap_b);
-    *state.accumulator = static_cast<int32_t>(accumulator);
+    const uint32_t ahead_a = word(*state.tap_a) - word(*state.accumulator),
+                   ahead_b = word(*state.tap_b) - word(*state.accumulator);
+    const uint64_t end = static_cast<uint64_t>(std::max(rows, 0)) * size;
+    const RowRange range = {count_below(ahead_a, step, end),
+                            {ahead_a, step, size},
+                            {uint64_t{ahead_a} + apart, step, size},
+                            *state.first_row};
+    const int64_t second_taps = count_below(ahead_b, step, end);
+    const auto moved = [](int32_t from, uint64_t by) {
+        return static_cast<int32_t>(word(from) + static_cast<uint32_t>(by));
+    };
+    *state.tap_a = moved(*state.tap_a, static_cast<uint64_t>(range.count) * step);
+    *state.tap_b = moved(*state.tap_b, static_cast<uint64_t>(second_taps) * step);
+    *state.accumulator = moved(*state.accumulator, end);
+    *state.first_row += static_cast<size_t>(range.count) * static_cast<size_t>(pitch);
+    *state.second_row += static_cast<size_t>(second_taps) * static_cast<size_t>(pitch);
+    *state.rows_done = moved(*state.rows_done, static_cast<uint64_t>(std::max(rows, 0)));
+    return range;
 }
 
 // The planes of one kind in a band: one, or U and V, which share their state.
@@ -64,6 +104,7 @@ struct BandPlanes {
     ptrdiff_t src_stride, pitch;
     int32_t first_row, end_row;  // wanted ones
     size_t start;                // offset of row 0
+    bool prefetched;
 };
 
 // One destination row: its source rows, and where it goes.
@@ -72,46 +113,45 @@ struct RowTaps {
     ptrdiff_t to;
 };
 
-// A row is made when the one behind it is known, whose source rows are asked for meanwhile.
-void run_plane(const RowState &state, const BandPlanes &planes, int plane, const ColumnTaps &taps) {
+// A row is made when the one behind it is known, whose source rows are asked for meanwhile: whole ones, or, where the
+// frame lies in a cache, what the processor does not foresee of them.
+void run_plane(const BandPlanes &planes, int plane, const ColumnTaps &taps, int64_t rows_done, RowRange range) {
     const auto resize_row = util_kernels().resize_row;
     const auto bytes = [&](int64_t rows) { return static_cast<ptrdiff_t>(rows) * planes.src_stride; };
-    const bool large = static_cast<size_t>(bytes(planes.src_height)) > kPrefetchedBytes;
     const uint8_t *src = planes.src[plane];
     uint8_t *dst = planes.dst[plane] + ptrdiff_t{taps.first_column} * taps.unit;
-    int64_t row = (static_cast<ptrdiff_t>(*state.first_row) - static_cast<ptrdiff_t>(planes.start)) / planes.pitch;
+    const int64_t row = (static_cast<ptrdiff_t>(range.to) - static_cast<ptrdiff_t>(planes.start)) / planes.pitch;
     RowTaps last = {};
     bool any = false;
     const auto make_last = [&](const RowTaps &next) {
         if (!any) return;
+        if (!planes.prefetched) {
+            prefetch_starts(src + bytes(next.first), planes.src_stride);
+            prefetch_starts(src + bytes(next.second), planes.src_stride);
+        }
         resize_row(taps,
-                   {src + bytes(last.first), large ? bytes(next.first - last.first) : 0, src + bytes(last.second),
-                    large ? bytes(next.second - last.second) : 0},
+                   {src + bytes(last.first), planes.prefetched ? bytes(next.first - last.first) : 0,
+                    src + bytes(last.second), planes.prefetched ? bytes(next.second - last.second) : 0},
                    dst + last.to);
     };
-    walk_rows(state, planes.rows, planes.src_height, planes.dst_height, planes.pitch,
-              [&](int64_t first, int64_t second) {
-                  const bool wanted = row >= planes.first_row && row < planes.end_row && first < planes.src_height &&
-                                      second < planes.src_height;
-                  ++row;
-                  if (!wanted) return;
-                  const RowTaps next = {first, second, static_cast<ptrdiff_t>(*state.first_row)};
-                  make_last(next);
-                  last = next;
-                  any = true;
-              });
+    for (int64_t i = 0; i < range.count; ++i, range.first.next(), range.second.next()) {
+        const int64_t first = rows_done + range.first.at(), second = rows_done + range.second.at();
+        if (row + i < planes.first_row || row + i >= planes.end_row || first >= planes.src_height ||
+            second >= planes.src_height)
+            continue;
+        const RowTaps next = {first, second, static_cast<ptrdiff_t>(range.to) + i * planes.pitch};
+        make_last(next);
+        last = next;
+        any = true;
+    }
     make_last(last);
 }
 
 void run_planes(const RowState &state, const BandPlanes &planes, const ColumnTaps &taps) {
-    // Plane by plane, as memory likes it: U walks a copy of the state that V moves on.
-    if (planes.count == 2) {
-        int32_t rows_done = *state.rows_done, tap_a = *state.tap_a, tap_b = *state.tap_b,
-                accumulator = *state.accumulator;
-        size_t first_row = *state.first_row, second_row = *state.second_row;
-        run_plane({&rows_done, &tap_a, &tap_b, &accumulator, &first_row, &second_row}, planes, 0, taps);
-    }
-    run_plane(state, planes, planes.count - 1, taps);
+    const int64_t rows_done = *state.rows_done;
+    const RowRange range = take_rows(state, planes.rows, planes.src_height, planes.dst_height, planes.pitch);
+    // Plane by plane, as memory likes it.
+    for (int plane = 0; plane < planes.count; ++plane) run_plane(planes, plane, taps, rows_done, range);
 }
 
 size_t first_row_offset(ResizeLayout layout, const ResizeBand &band) {
@@ -191,15 +231,14 @@ void start_band(ResizeLayout layout, ResizeBand *band) {
 void skip_band(ResizeLayout layout, ResizeBand *band) {
     if (!band || band->dstWidth < 1 || band->dstHeight < 1) return;
     const ResizeResult result = result_of(layout, *band);
-    const auto nothing = [](int64_t, int64_t) {};
     band->rowsThisBand = std::clamp(band->bandRows, 0, std::max(band->srcHeight - band->rowsDone, 0));
-    walk_rows(luma_state(band), band->rowsThisBand, band->srcHeight, band->dstHeight, result.luma_pitch, nothing);
+    take_rows(luma_state(band), band->rowsThisBand, band->srcHeight, band->dstHeight, result.luma_pitch);
     band->srcOffset += static_cast<size_t>(band->rowsThisBand * luma_stride(layout, *band));
     if (!has_chroma(layout)) return;
     const int32_t chroma_height = half_up(band->srcHeight);
     band->chromaRowsThisBand = std::clamp(band->bandRows / 2, 0, std::max(chroma_height - band->chromaRowsDone, 0));
-    walk_rows(chroma_state(band), band->chromaRowsThisBand, chroma_height, half_up(band->dstHeight),
-              result.chroma_pitch, nothing);
+    take_rows(chroma_state(band), band->chromaRowsThisBand, chroma_height, half_up(band->dstHeight),
+              result.chroma_pitch);
     band->chromaSrcOffset += static_cast<size_t>(band->chromaRowsThisBand * chroma_stride(layout, *band));
 }
 
@@ -217,6 +256,9 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
     ResizePlan own;
     if (!band->plan) own.build(layout, *band);
     const ResizePlan &plan = band->plan ? *static_cast<const ResizePlan *>(band->plan) : own;
+    const uint64_t pixels = static_cast<uint64_t>(band->srcWidth) * static_cast<uint64_t>(band->srcHeight);
+    const bool prefetched =
+        pixels * static_cast<uint64_t>(luma_unit(layout)) + (has_chroma(layout) ? pixels / 2 : 0) > kPrefetchedBytes;
     run_planes(luma_state(band),
                {{band->srcY, nullptr},
                 {result.base, nullptr},
@@ -228,7 +270,8 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
                 result.luma_pitch,
                 plan.first_row(),
                 plan.end_row(),
-                first_row_offset(layout, *band)},
+                first_row_offset(layout, *band),
+                prefetched},
                plan.luma());
     if (has_chroma(layout)) {
         uint8_t *chroma = result.base + result.luma_bytes;
@@ -244,7 +287,8 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
                     result.chroma_pitch,
                     0,
                     chroma_height,
-                    0},
+                    0,
+                    prefetched},
                    plan.chroma());
     }
     store_release<int32_t>(&band->finished, 1);

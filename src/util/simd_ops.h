@@ -109,6 +109,35 @@ inline hn::Vec<D8> reorder_lanes(D8 d, hn::Vec<D8> v) {
     }
 }
 
+// Of each block of a two 32-bit lanes, then those of b: 0 and 2 for kOdd 0, 1 and 3 for kOdd 1.
+#if HWY_ARCH_X86
+constexpr int kEvenFloats = 0x88, kOddFloats = 0xDD;
+template <int kOdd>
+inline hn::Vec128<int32_t> every_other(hn::Vec128<int32_t> a, hn::Vec128<int32_t> b) {
+    return hn::Vec128<int32_t>{_mm_castps_si128(
+        _mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), kOdd ? kOddFloats : kEvenFloats))};
+}
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+template <int kOdd>
+inline hn::Vec256<int32_t> every_other(hn::Vec256<int32_t> a, hn::Vec256<int32_t> b) {
+    return hn::Vec256<int32_t>{_mm256_castps_si256(
+        _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), kOdd ? kOddFloats : kEvenFloats))};
+}
+#endif
+#if HWY_TARGET == HWY_AVX3
+template <int kOdd>
+inline hn::Vec512<int32_t> every_other(hn::Vec512<int32_t> a, hn::Vec512<int32_t> b) {
+    return hn::Vec512<int32_t>{_mm512_castps_si512(
+        _mm512_shuffle_ps(_mm512_castsi512_ps(a.raw), _mm512_castsi512_ps(b.raw), kOdd ? kOddFloats : kEvenFloats))};
+}
+#endif
+#else
+template <int kOdd, class V>
+inline V every_other(V a, V b) {
+    return kOdd ? hn::ConcatOdd(hn::DFromV<V>(), b, a) : hn::ConcatEven(hn::DFromV<V>(), b, a);
+}
+#endif
+
 // 32-bit values of the lower and the upper half of each block's eight 16-bit lanes.
 template <class D16>
 struct WidePair {
@@ -162,14 +191,26 @@ inline WidePair<D16> multiply_add(D16 d, Operands<D16> ab, WidePair<D16> sum) {
 #endif
 }
 
+// Past the caches, to a multiple of 16 bytes.
+template <class D8>
+inline void stream_blocks(D8 d, hn::Vec<D8> v, uint8_t *to) {
+    if constexpr (hn::MaxLanes(D8()) > 16) {
+        const hn::Half<D8> half;
+        stream_blocks(half, hn::LowerHalf(half, v), to);
+        stream_blocks(half, hn::UpperHalf(half, v), to + hn::MaxLanes(half));
+    } else {
+        hn::Stream(v, d, to);
+    }
+}
+
 // Sweeps over rows of bytes. A row is a record with kUnit, how many elements belong together (1, 2 or 4), and
 //     vector(d, x)       does as many elements from x on as d has lanes
 //     scalar(x, count)   does count elements by the scalar twin
 // The last vector overlaps the one before it. Rows shorter than a vector take a smaller one, and the shortest the
-// scalar twin.
-template <class D8, class Row>
-inline void sweep_whole_units(D8 d, const Row &row, int32_t count) {
-    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+// scalar twin. Count is the type that they count in.
+template <class D8, class Row, class Count>
+inline void sweep_whole_units(D8 d, const Row &row, Count count) {
+    constexpr Count kStep = static_cast<Count>(hn::MaxLanes(D8()));
     if (count < kStep) {
         if constexpr (kStep > 16) {
             sweep_whole_units(hn::Half<D8>(), row, count);
@@ -178,13 +219,13 @@ inline void sweep_whole_units(D8 d, const Row &row, int32_t count) {
         }
         return;
     }
-    int32_t x = 0;
+    Count x = 0;
     for (; count - x >= kStep; x += kStep) row.vector(d, x);
     if (x < count) row.vector(d, count - kStep);
 }
-template <class Row>
-inline void sweep(const Row &row, int32_t count) {
-    const int32_t whole = count - count % Row::kUnit;
+template <class Row, class Count>
+inline void sweep(const Row &row, Count count) {
+    const Count whole = count - count % Row::kUnit;
     sweep_whole_units(hn::ScalableTag<uint8_t>(), row, whole);
     if (whole < count) row.scalar(whole, count - whole);
 }

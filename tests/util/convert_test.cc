@@ -212,6 +212,33 @@ TEST(Convert, HighFramesAreCutIntoTheSpecifiedBands) {
     }
 }
 
+// Results that fit no cache take another way to memory: the same as of parts of the frame that fit.
+TEST(Convert, LargeFramesAreTheSumOfTheirParts) {
+    constexpr int kWidth = 2048, kHeight = 6200, kPart = 200;  // 12.7 megapixels
+    const Bytes planes = noise(yuv_bytes(kWidth, kHeight), 5), pixels = noise(area(kWidth, kHeight) * 4, 6);
+    Bytes pairs(planes.size()), full(planes.size());
+    _yuv420_to_nv12_sg(kWidth, kHeight, planes.data(), pairs.data());
+    _rgba8888_to_yuv420_sg(kWidth, kHeight, pixels.data(), full.data());
+    EXPECT_TRUE(std::equal(planes.begin(), planes.begin() + kWidth * kHeight, pairs.begin()));
+    const size_t luma = area(kWidth, kHeight), chroma = luma / 4, part_luma = area(kWidth, kPart);
+    for (size_t i = 0; i < chroma; ++i) {
+        ASSERT_EQ(pairs[luma + 2 * i], planes[luma + i]) << i;
+        ASSERT_EQ(pairs[luma + 2 * i + 1], planes[luma + chroma + i]) << i;
+    }
+    Bytes part(yuv_bytes(kWidth, kPart));
+    for (size_t top = 0; top < luma; top += part_luma) {
+        _rgba8888_to_yuv420_sg(kWidth, kPart, pixels.data() + top * 4, part.data());
+        const auto same = [&](size_t from, size_t count, size_t at) {
+            return std::equal(part.begin() + static_cast<ptrdiff_t>(from),
+                              part.begin() + static_cast<ptrdiff_t>(from + count),
+                              full.begin() + static_cast<ptrdiff_t>(at));
+        };
+        ASSERT_TRUE(same(0, part_luma, top) && same(part_luma, part_luma / 4, luma + top / 4) &&
+                    same(part_luma * 5 / 4, part_luma / 4, luma + chroma + top / 4))
+            << top;
+    }
+}
+
 TEST(Convert, SizesThatMakeNoFrameTouchNothing) {
     // The last one has more bytes than there are addresses, as RGBA.
     constexpr int kSizes[][2] = {

@@ -57,7 +57,7 @@ TEST(UtilKernels, ColourTwinsAgree) {
         expect_twins("to " + what, [&](const UtilKernels &kernels) {
             return whole_outputs({pixels, below, pairs, planar ? chroma : 0}, [&](uint8_t *const *out) {
                 kernels.rgba_to_yuv[layout](
-                    {{top.data(), row(bottom.data())}, width, {out[0], row(out[1])}, out[2], out[3]});
+                    {{top.data(), row(bottom.data())}, width, {out[0], row(out[1])}, out[2], out[3], width % 16 == 0});
             });
         });
     }
@@ -68,9 +68,10 @@ TEST(UtilKernels, PairTwinsAgree) {
         const size_t bytes = static_cast<size_t>(count) * 2;
         GuardBuffer pairs(noise(bytes, 1)), first(noise(bytes / 2, 2)), second(noise(bytes / 2, 3));
         expect_twins(std::to_string(count), [&](const UtilKernels &kernels) {
-            return whole_outputs({bytes, bytes}, [&](uint8_t *const *out) {
+            return whole_outputs({bytes, bytes, bytes}, [&](uint8_t *const *out) {
                 kernels.swap_pairs(pairs.data(), count, out[0]);
                 kernels.interleave(first.data(), second.data(), count, out[1]);
+                kernels.stream_copy(pairs.data(), bytes, out[2]);
             });
         });
     }

@@ -28,6 +28,9 @@ struct RgbaRows {
     int32_t width;
     uint8_t *y[2];
     uint8_t *first, *second;
+    // Luma past the caches where the processor can (planar only): its rows and the width are multiples of 16 bytes, and
+    // end_stream() follows.
+    bool streamed = false;
 };
 
 // The source samples of one resized row. Output sample x of `count`, each of `unit` bytes, is the sum of the source
@@ -84,6 +87,9 @@ struct UtilKernels {
     // count pairs; dst may be src.
     void (*swap_pairs)(const uint8_t *src, int32_t count, uint8_t *dst);
     void (*interleave)(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst);
+    // memcpy() past the caches where the processor can, for results that do not fit into them. Followed by
+    // end_stream().
+    void (*stream_copy)(const uint8_t *src, size_t bytes, uint8_t *dst);
     void (*resize_row)(const ColumnTaps &taps, const TapRows &rows, uint8_t *out);
     // By sample size, 1 to 4 bytes.
     void (*transpose[kMostUnit + 1])(const PlaneTurn &turn);
@@ -98,6 +104,13 @@ const UtilKernels &scalar_util_kernels();
 const UtilKernels &util_kernels();
 // All tables that run, scalar first; returns how many, at most kMaxKernelTables.
 int runnable_util_kernels(const UtilKernels **out);
+
+// Stores past the caches become visible to other threads in order with those that follow.
+inline void end_stream() {
+#if defined(__SSE__)
+    __builtin_ia32_sfence();
+#endif
+}
 
 // Fills chunk_ends (as many as tap_blocks says) and, unless null, chunks; returns the number of chunks. For rows of at
 // least 16 bytes on both sides.

@@ -1,8 +1,11 @@
-// Chroma pairs: swapped, and made of two planes.
+// Chroma pairs, swapped and made of two planes; and bytes moved past the caches.
 #ifndef VOREL_PAIR_ROWS_SCALAR
 #define VOREL_PAIR_ROWS_SCALAR
 
+#include <cstring>
+
 #include "util/kernels/internal.h"
+#include "util/kernels/prefetch.h"
 
 namespace vorel {
 namespace {
@@ -22,9 +25,12 @@ void scalar_interleave(const uint8_t *first, const uint8_t *second, int32_t coun
     }
 }
 
+void scalar_stream_copy(const uint8_t *src, size_t bytes, uint8_t *dst) { std::memcpy(dst, src, bytes); }
+
 }  // namespace
 
 void add_scalar_pairs(UtilKernels *table) {
+    table->stream_copy = scalar_stream_copy;
     table->swap_pairs = scalar_swap_pairs;
     table->interleave = scalar_interleave;
 }
@@ -78,10 +84,35 @@ struct Interleave {
     }
 };
 void interleave(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst) {
-    sweep(Interleave{first, second, dst}, count);
+    const hn::ScalableTag<uint8_t> d;
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(hn::ScalableTag<uint8_t>())), kLine = 64;
+    const Interleave row{first, second, dst};
+    if (count < 2 * kStep || kStep < kLine / 2) return sweep(row, count);
+    // All vectors that are stored but the first and the last begin at cache lines.
+    int32_t x = static_cast<int32_t>(-reinterpret_cast<uintptr_t>(dst) % kLine / 2);
+    if (x > 0) row.vector(d, 0);
+    for (; count - x >= kStep; x += kStep) row.vector(d, x);
+    if (x < count) row.vector(d, count - kStep);
+}
+
+// Whole cache lines are stored; what is left at both ends goes the usual way.
+void stream_copy(const uint8_t *src, size_t bytes, uint8_t *dst) {
+    const hn::ScalableTag<uint8_t> d;
+    constexpr size_t kBytes = hn::MaxLanes(hn::ScalableTag<uint8_t>()), kLine = 64;
+    constexpr ptrdiff_t kAhead = 1024;
+    const size_t lead = -reinterpret_cast<uintptr_t>(dst) % kLine;
+    if (bytes < lead + kLine) return scalar_stream_copy(src, bytes, dst);
+    std::memcpy(dst, src, lead);
+    size_t i = lead;
+    for (; bytes - i >= kLine; i += kLine) {
+        prefetch_ahead<3>(src + i, kAhead, 1);
+        for (size_t j = i; j < i + kLine; j += kBytes) hn::Stream(hn::LoadU(d, src + j), d, dst + j);
+    }
+    std::memcpy(dst + i, src + i, bytes - i);
 }
 
 void add_pairs(UtilKernels *table) {
+    table->stream_copy = stream_copy;
     table->swap_pairs = swap_pairs;
     table->interleave = interleave;
 }

@@ -7,8 +7,8 @@
 
 namespace vorel {
 
-// Frames up to this size mostly stay in the second-level cache, where asking ahead costs more than it saves.
-constexpr size_t kPrefetchedBytes = size_t{1} << 21;
+// Frames up to this size mostly stay in the last-level cache, where asking ahead costs more than it saves.
+constexpr size_t kPrefetchedBytes = size_t{12} << 20;
 
 // Asks for the cache lines of the `bytes` bytes that begin `ahead` bytes behind `at`; in vain where there is no such
 // memory. Computed as integers: no such element need exist. kCache: 3 the first-level cache, 2 the second.
@@ -18,6 +18,16 @@ inline void prefetch_ahead(const uint8_t *at, ptrdiff_t ahead, size_t bytes) {
     const uintptr_t from = reinterpret_cast<uintptr_t>(at) + static_cast<uintptr_t>(ahead);
     for (size_t line = 0; line < bytes; line += kCacheLine)
         __builtin_prefetch(reinterpret_cast<const void *>(from + line), 0, kCache);
+}
+
+// Asks for the beginning of a row and of the pages that it goes on to: the processor's prefetchers follow a row after
+// some cache lines, and up to the end of a page.
+inline void prefetch_starts(const uint8_t *row, ptrdiff_t bytes) {
+    constexpr ptrdiff_t kPage = 4096;
+    constexpr size_t kRowStart = 512, kPageStart = 256;
+    prefetch_ahead<3>(row, 0, kRowStart);
+    const ptrdiff_t to_page = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(row) % kPage);
+    for (ptrdiff_t at = to_page; at < bytes; at += kPage) prefetch_ahead<3>(row, at, kPageStart);
 }
 
 }  // namespace vorel

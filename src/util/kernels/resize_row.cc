@@ -228,6 +228,22 @@ inline hn::Vec<D8> out_of_turns(D8 d, hn::Vec<D8> turns) {
     return reorder_lanes<VectorAfterVector<kVectors>>(d, turns);
 }
 
+// The mean of each block's 32-bit lanes 0 and 1, and 2 and 3, of a, then of b.
+template <class D8>
+inline hn::Vec<D8> mean_of_neighbours(D8 d, hn::Vec<D8> a, hn::Vec<D8> b) {
+    const hn::Repartition<int32_t, D8> d32;
+    const auto x = hn::BitCast(d32, a), y = hn::BitCast(d32, b);
+    return hn::AverageRound(hn::BitCast(d, every_other<0>(x, y)), hn::BitCast(d, every_other<1>(x, y)));
+}
+// Of two vectors of four-byte pixels the odd ones, without the lower two bits.
+template <class D8>
+inline hn::Vec<D8> odd_pixels(D8 d, const uint8_t *row) {
+    const hn::Repartition<int32_t, D8> d32;
+    const auto first = hn::BitCast(d32, hn::LoadU(d, row));
+    const auto second = hn::BitCast(d32, hn::LoadU(d, row + hn::MaxLanes(D8())));
+    return hn::And(hn::BitCast(d, every_other<1>(first, second)), hn::Set(d, 0xFC));
+}
+
 // A whole number of source samples for each output sample: taps are kStep apart, and no table is needed.
 template <class Lane, int kStep, bool kAhead>
 struct EvenSteps {
@@ -240,6 +256,9 @@ struct EvenSteps {
     static hn::Vec<D8> halved(D8 d, const uint8_t *a, const uint8_t *b) {
         constexpr size_t kBytes = hn::MaxLanes(D8());
         const auto low = column_means(d, a, b), high = column_means(d, a + kBytes, b + kBytes);
+        if constexpr (kUnit == 4) {
+            return reorder_lanes<VectorAfterVector<2>>(d, mean_of_neighbours(d, low, high));
+        }
 #if HWY_ARCH_X86
         if constexpr (kUnit == 1) {
             // Both are even, so half of their sum is exact.
@@ -256,22 +275,20 @@ struct EvenSteps {
     template <class D8>
     static hn::Vec<D8> quartered(D8 d, const uint8_t *a, const uint8_t *b) {
         constexpr size_t kBytes = hn::MaxLanes(D8());
+        if constexpr (kUnit == 4) {
+            const auto low = hn::AverageRound(odd_pixels(d, a), odd_pixels(d, b));
+            const auto high = hn::AverageRound(odd_pixels(d, a + 2 * kBytes), odd_pixels(d, b + 2 * kBytes));
+            return reorder_lanes<VectorAfterVector<4>>(d, mean_of_neighbours(d, low, high));
+        }
         const auto first = odd_in_turns<Lane>(d, column_means(d, a, b), column_means(d, a + kBytes, b + kBytes));
         const auto second = odd_in_turns<Lane>(d, column_means(d, a + 2 * kBytes, b + 2 * kBytes),
                                                column_means(d, a + 3 * kBytes, b + 3 * kBytes));
-        if constexpr (kUnit == 4) {
-            const hn::Repartition<uint64_t, D8> d64;
-            const auto low = hn::BitCast(d64, first), high = hn::BitCast(d64, second);
-            return out_of_turns<Lane, 4>(d, hn::AverageRound(hn::BitCast(d, hn::InterleaveLower(d64, low, high)),
-                                                             hn::BitCast(d, hn::InterleaveUpper(d64, low, high))));
-        } else {
-            return out_of_turns<Lane, 4>(d, hn::AverageRound(even_in_turns<Twice<Lane>>(d, first, second),
-                                                             odd_in_turns<Twice<Lane>>(d, first, second)));
-        }
+        return out_of_turns<Lane, 4>(d, hn::AverageRound(even_in_turns<Twice<Lane>>(d, first, second),
+                                                         odd_in_turns<Twice<Lane>>(d, first, second)));
     }
     template <class D8>
-    void vector(D8 d, int32_t x) const {
-        const ptrdiff_t from = ptrdiff_t{x} * kStep;
+    void vector(D8 d, ptrdiff_t x) const {
+        const ptrdiff_t from = x * kStep;
         if constexpr (kAhead) prefetch_rows(rows, from, kStep * hn::MaxLanes(D8()));
         if constexpr (kStep == 2) {
             hn::StoreU(halved(d, rows.a + from, rows.b + from), d, out + x);
@@ -279,62 +296,88 @@ struct EvenSteps {
             hn::StoreU(quartered(d, rows.a + from, rows.b + from), d, out + x);
         }
     }
-    void scalar(int32_t x, int32_t count) const {
-        const int32_t samples = count / kUnit;
-        const ptrdiff_t from = ptrdiff_t{x} * kStep;
+    void scalar(ptrdiff_t x, ptrdiff_t count) const {
+        const int32_t samples = static_cast<int32_t>(count) / kUnit;
+        const ptrdiff_t from = x * kStep;
         scalar_resize_row({kStep * samples, samples, kUnit, 0, samples, nullptr, nullptr},
                           {rows.a + from, 0, rows.b + from, 0}, out + x);
     }
 };
 
-// Of eight four-byte pixels the third and the seventh. In each vector that is loaded one pixel stands in the lane where
-// it goes.
-template <class D>
-inline hn::Vec<hn::Repartition<uint8_t, D>> four_of_eighths(D d32, const uint8_t *row) {
-    const hn::Repartition<uint8_t, D> d8;
-    const hn::Repartition<uint64_t, D> d64;
-    const auto load = [&](int pixel) { return hn::BitCast(d32, hn::LoadU(d8, row + pixel * (32 - 4))); };
-    const auto low = hn::OddEven(load(1), load(0)), high = hn::OddEven(load(3), load(2));
-    return hn::And(hn::BitCast(d8, hn::OddEven(hn::BitCast(d64, high), hn::BitCast(d64, low))), hn::Set(d8, 0xFC));
-}
-inline hn::Vec<hn::Full128<uint8_t>> eighth_of_pixels(const uint8_t *a, const uint8_t *b) {
+// Of eight four-byte pixels the third and the seventh, of four times eight: all third ones, then all seventh ones.
+// Whole vectors are loaded, which straddle no cache line where rows are aligned.
 #if HWY_ARCH_X86 && HWY_TARGET != HWY_SSE4
-    const hn::Full128<uint8_t> d;
-    // The second tap is half a vector behind the first.
+inline hn::Vec<hn::Full256<uint8_t>> four_of_eighths(const uint8_t *row) {
     const hn::Full256<uint32_t> d32;
-    const auto means = hn::AverageRound(four_of_eighths(d32, a + 8), four_of_eighths(d32, b + 8));
+    const hn::Full256<uint64_t> d64;
+    const hn::Full256<uint8_t> d8;
+    const auto load = [&](int eight) { return hn::BitCast(d32, hn::LoadU(d8, row + eight * 32)); };
+    const auto low = hn::BitCast(d64, hn::InterleaveUpper(d32, load(0), load(1)));
+    const auto high = hn::BitCast(d64, hn::InterleaveUpper(d32, load(2), load(3)));
+    return hn::And(hn::BitCast(d8, hn::InterleaveLower(d64, low, high)), hn::Set(d8, 0xFC));
+}
+#endif
+inline hn::Vec<hn::Full128<uint8_t>> eighth_of_pixels(const uint8_t *a, const uint8_t *b) {
+    const hn::Full128<uint8_t> d;
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SSE4
+    const auto means = hn::AverageRound(four_of_eighths(a), four_of_eighths(b));
     return hn::AverageRound(hn::LowerHalf(d, means), hn::UpperHalf(d, means));
 #else
     const hn::Full128<uint32_t> d32;
-    return hn::AverageRound(hn::AverageRound(four_of_eighths(d32, a + 8), four_of_eighths(d32, b + 8)),
-                            hn::AverageRound(four_of_eighths(d32, a + 24), four_of_eighths(d32, b + 24)));
+    const hn::Full128<uint64_t> d64;
+    const auto four = [&](const uint8_t *row) {
+        const auto load = [&](int eight) { return hn::BitCast(d32, hn::LoadU(d, row + eight * 32)); };
+        const auto low = hn::BitCast(d64, hn::InterleaveUpper(d32, load(0), load(1)));
+        const auto high = hn::BitCast(d64, hn::InterleaveUpper(d32, load(2), load(3)));
+        return hn::And(hn::BitCast(d, hn::InterleaveLower(d64, low, high)), hn::Set(d, 0xFC));
+    };
+    return hn::AverageRound(hn::AverageRound(four(a), four(b)), hn::AverageRound(four(a + 16), four(b + 16)));
 #endif
 }
 
 inline TapRows rows_from(const TapRows &rows, ptrdiff_t from) {
     return {rows.a + from, rows.ahead_a, rows.b + from, rows.ahead_b};
 }
-template <class Lane, int kStep, bool kAhead>
-void sweep_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
-    // By parts whose bytes 32 bits count.
-    constexpr int32_t kPart = 1 << 24;
-    for (int32_t x = 0; x < taps.count; x += std::min(kPart, taps.count - x)) {
-        const ptrdiff_t from = (ptrdiff_t{taps.first_column} + x) * kStep * taps.unit;
-        sweep(EvenSteps<Lane, kStep, kAhead>{rows_from(rows, from), out + ptrdiff_t{x} * taps.unit},
-              std::min(kPart, taps.count - x) * taps.unit);
-    }
+// The same as sweep(); but where vectors of the first source row would straddle cache lines, all but the first begin so
+// far on that they do not.
+template <int kStep, class Row>
+inline void sweep_along_lines(const Row &row, ptrdiff_t bytes) {
+    const hn::ScalableTag<uint8_t> d;
+    constexpr ptrdiff_t kBytes = static_cast<ptrdiff_t>(hn::MaxLanes(hn::ScalableTag<uint8_t>()));
+    if (bytes < 2 * kBytes) return sweep(row, bytes);
+    const ptrdiff_t rest = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(row.rows.a) % kBytes);
+    ptrdiff_t x = rest % (kStep * Row::kUnit) ? 0 : rest / kStep;
+    if (x > 0) row.vector(d, 0);
+    for (; bytes - x >= kBytes; x += kBytes) row.vector(d, x);
+    if (x < bytes) row.vector(d, bytes - kBytes);
 }
 template <class Lane, int kStep>
 void resize_evenly(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
-    rows.ahead_a ? sweep_evenly<Lane, kStep, true>(taps, rows, out) : sweep_evenly<Lane, kStep, false>(taps, rows, out);
+    constexpr ptrdiff_t kUnit = sizeof(Lane);
+    const TapRows from = rows_from(rows, ptrdiff_t{taps.first_column} * kStep * kUnit);
+    const ptrdiff_t bytes = ptrdiff_t{taps.count} * kUnit;
+    if (!rows.ahead_a) {
+        sweep_along_lines<kStep>(EvenSteps<Lane, kStep, false>{from, out}, bytes);
+    } else if constexpr (kUnit == 4) {
+        sweep_along_lines<kStep>(EvenSteps<Lane, kStep, true>{from, out}, bytes);
+    } else {
+        // What comes from memory hides the price of lines, and small samples lost by it.
+        sweep(EvenSteps<Lane, kStep, true>{from, out}, bytes);
+    }
+}
+template <bool kAhead>
+void sweep_eighths(const TapRows &rows, ptrdiff_t count, uint8_t *out) {
+    const auto four = [&](ptrdiff_t x) {
+        if constexpr (kAhead) prefetch_rows(rows, x * 32, 128);
+        hn::StoreU(eighth_of_pixels(rows.a + x * 32, rows.b + x * 32), hn::Full128<uint8_t>(), out + x * 4);
+    };
+    for (ptrdiff_t x = 0; x + 4 <= count; x += 4) four(x);
+    if (count % 4) four(count - 4);
 }
 void resize_to_eighth(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {
     if (taps.count < 4) return scalar_resize_row(taps, rows, out);
-    for (int32_t done = 0; done < taps.count; done += 4) {
-        const ptrdiff_t x = std::min(done, taps.count - 4), from = (taps.first_column + x) * 32;
-        if (rows.ahead_a) prefetch_rows(rows, from, 128);
-        hn::StoreU(eighth_of_pixels(rows.a + from, rows.b + from), hn::Full128<uint8_t>(), out + x * 4);
-    }
+    const TapRows from = rows_from(rows, ptrdiff_t{taps.first_column} * 32);
+    rows.ahead_a ? sweep_eighths<true>(from, taps.count, out) : sweep_eighths<false>(from, taps.count, out);
 }
 
 void resize_row(const ColumnTaps &taps, const TapRows &rows, uint8_t *out) {

@@ -124,41 +124,6 @@ inline hn::Vec<D32> weighted(D32 d, hn::Vec<D32> pixels, int32_t round) {
 #endif
 }
 
-// Lanes 0 and 2 of each block of a, then those of b.
-#if HWY_ARCH_X86
-inline hn::Vec128<int32_t> even_lanes(hn::Vec128<int32_t> a, hn::Vec128<int32_t> b) {
-    return hn::Vec128<int32_t>{
-        _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0x88))};
-}
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-inline hn::Vec256<int32_t> even_lanes(hn::Vec256<int32_t> a, hn::Vec256<int32_t> b) {
-    return hn::Vec256<int32_t>{
-        _mm256_castps_si256(_mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0x88))};
-}
-#endif
-#if HWY_TARGET == HWY_AVX3
-inline hn::Vec512<int32_t> even_lanes(hn::Vec512<int32_t> a, hn::Vec512<int32_t> b) {
-    return hn::Vec512<int32_t>{
-        _mm512_castps_si512(_mm512_shuffle_ps(_mm512_castsi512_ps(a.raw), _mm512_castsi512_ps(b.raw), 0x88))};
-}
-#endif
-#else
-template <class V>
-inline V even_lanes(V a, V b) {
-    return hn::ConcatEven(hn::DFromV<V>(), b, a);
-}
-#endif
-
-// Lanes 1 and 3 of each block of a, then those of b.
-template <class V>
-inline V odd_lanes(V a, V b) {
-#if HWY_ARCH_X86
-    return even_lanes(hn::Shuffle2301(a), hn::Shuffle2301(b));
-#else
-    return hn::ConcatOdd(hn::DFromV<V>(), b, a);
-#endif
-}
-
 // Packing four vectors leaves, in each block, four bytes of each of them: this puts block after block of each.
 struct BlockAfterBlock {
     static constexpr int32_t from(int lane, int blocks) { return 4 * (lane % blocks) + lane / blocks; }
@@ -198,8 +163,8 @@ struct Pixels {
     // The weights of one chroma sample for the even pixels.
     template <int kR, int kG, int kB>
     hn::Vec<D16> weigh_even() const {
-        return hold_words(D16(), shifted<kR, kG, kB>(even_lanes(a, b), kChromaRound),
-                          shifted<kR, kG, kB>(even_lanes(c, d), kChromaRound));
+        return hold_words(D16(), shifted<kR, kG, kB>(every_other<0>(a, b), kChromaRound),
+                          shifted<kR, kG, kB>(every_other<0>(c, d), kChromaRound));
     }
     template <Chroma kLayout>
     hn::Vec<D8> pairs() const {
@@ -241,100 +206,166 @@ struct ToPairs {
     }
 };
 
-// Full range in 16 bits. With c = R - G and a = B - G
-//     Y = G + ((19595 c + 7471 a + 32768) >> 16)
-//     U = 128 + ((a - (22118 c >> 16)) >> 1)        V = 128 + ((c - (10658 a >> 16)) >> 1)
-// exactly: the weights of a colour difference sum to 0, its greatest one is 1/2, which is the last shift, and rounding
-// down twice is rounding down once.
+// Full range. With c = R - G and a = B - G
+//     Y = G + ((t + 1) >> 1)         t = (2 * (19595 c + 7471 a)) >> 16
+//     U = (B + 255 - f + 1) >> 1     f = G + (22118 c >> 16)
+//     V = (R + 255 - h + 1) >> 1     h = G + (10658 a >> 16)
+// exactly: the weights of luma sum to 1 and those of a colour difference to 0, whose greatest is 1/2, which is the last
+// shift, and rounding down twice is rounding down once. So the last step of chroma is a mean of bytes.
 static_assert(kFullY.r + kFullY.g + kFullY.b == 65536);
 static_assert(kFullU.r + kFullU.g + kFullU.b == 0 && kFullV.r + kFullV.g + kFullV.b == 0);
 static_assert(kFullU.b == 32768 && kFullV.r == 32768);
 constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
 
 #if HWY_ARCH_X86
-// The pixels of a vector, one in each 32 bits. What 16-bit sums carry beyond a byte is left in them: less has to be
-// cleared in the end.
+// The lower bytes of 16-bit lanes, those of `even` in the even bytes.
+template <class D8, class V>
+inline hn::Vec<D8> lower_bytes(D8 d, V even, V odd) {
+#if HWY_TARGET == HWY_AVX3
+    if constexpr (hn::MaxLanes(D8()) == 64) {
+        alignas(16) static constexpr uint8_t kUp[16] = {0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14};
+        return hn::Vec<D8>{_mm512_mask_shuffle_epi8(even.raw, 0xAAAAAAAAAAAAAAAA, odd.raw, hn::LoadDup128(d, kUp).raw)};
+    }
+#endif
+    return hn::OddEven(hn::BitCast(d, hn::ShiftLeft<8>(odd)), hn::BitCast(d, even));
+}
+// `from` less `even` in the even bytes and less `odd` in the odd ones, where no difference leaves a byte.
+template <class D8, class V>
+inline hn::Vec<D8> less_bytes(D8 d, hn::Vec<D8> from, V even, V odd) {
+    if constexpr (hn::MaxLanes(D8()) == 64) {
+        return hn::Sub(from, lower_bytes(d, even, odd));
+    } else {
+        const hn::Repartition<int16_t, D8> d16;
+        return hn::BitCast(d, hn::Sub(hn::Sub(hn::BitCast(d16, from), even), hn::ShiftLeft<8>(odd)));
+    }
+}
+// The upper halves of 32-bit lanes, those of `even` in the even 16-bit lanes.
+template <class D16, class V>
+inline hn::Vec<D16> upper_halves(D16 d, V even, V odd) {
+#if HWY_TARGET == HWY_AVX3
+    if constexpr (hn::MaxLanes(D16()) == 32) {
+        struct Table {
+            alignas(64) int16_t index[32];
+        };
+        static constexpr Table kTable = [] {
+            Table table = {};
+            for (int i = 0; i < 32; ++i) table.index[i] = static_cast<int16_t>((i | 1) + (i % 2 ? 32 : 0));
+            return table;
+        }();
+        return hn::Vec<D16>{_mm512_permutex2var_epi16(even.raw, hn::Load(d, kTable.index).raw, odd.raw)};
+    }
+#endif
+    return hn::OddEven(hn::BitCast(d, odd), hn::BitCast(d, hn::ShiftRight<16>(even)));
+}
+// Less than 255 the even bytes of `even` and the odd ones of `odd`.
 template <class D8>
-struct FullRange {
+inline hn::Vec<D8> complements(D8 d, hn::Vec<D8> even, hn::Vec<D8> odd) {
+#if HWY_TARGET == HWY_AVX3
+    if constexpr (hn::MaxLanes(D8()) == 64)
+        return hn::Vec<D8>{_mm512_ternarylogic_epi32(even.raw, odd.raw, _mm512_set1_epi16(-256), 0x27)};
+#endif
+    return hn::Xor(hn::OddEven(odd, even), hn::Set(d, 255));
+}
+// The blocks' 16-bit units, the first of all, then the second, ...: those of their lower halves to `low`, the others to
+// `high`.
+template <class D8>
+inline void store_unit_by_unit(D8 d, hn::Vec<D8> v, uint8_t *low, uint8_t *high) {
+    constexpr size_t kBlocks = hn::MaxLanes(D8()) / 16;
+    const hn::Half<D8> half;
+    const auto first = hn::LowerHalf(half, v), second = hn::UpperHalf(half, v);
+    if constexpr (kBlocks == 1) {
+        hn::StoreU(first, half, low);
+        hn::StoreU(second, half, high);
+    } else if constexpr (kBlocks == 2) {
+        const hn::Repartition<uint16_t, hn::Half<D8>> d16;
+        const auto a = hn::BitCast(d16, first), b = hn::BitCast(d16, second);
+        hn::StoreU(hn::BitCast(half, hn::InterleaveLower(d16, a, b)), half, low);
+        hn::StoreU(hn::BitCast(half, hn::InterleaveUpper(d16, a, b)), half, high);
+    } else {
+#if HWY_TARGET == HWY_AVX3
+        struct Table {
+            alignas(64) uint16_t index[32];
+        };
+        static constexpr Table kTable = [] {
+            Table table = {};
+            for (int i = 0; i < 32; ++i) table.index[i] = static_cast<uint16_t>(i % 4 * 8 + i / 4);
+            return table;
+        }();
+        const hn::Repartition<uint16_t, D8> d16;
+        const hn::Vec<D8> units{_mm512_permutexvar_epi16(hn::Load(d16, kTable.index).raw, v.raw)};
+        hn::StoreU(hn::LowerHalf(half, units), half, low);
+        hn::StoreU(hn::UpperHalf(half, units), half, high);
+#endif
+    }
+}
+
+// Two vectors of pixels: in each 32 bits a pixel of each, first and second.
+template <class D8>
+struct FullRangePair {
     using D16 = hn::Repartition<int16_t, D8>;
     using D32 = hn::Repartition<int32_t, D8>;
-    hn::Vec<D16> y;   // in the lower byte of the upper half
-    hn::Vec<D16> vu;  // in the lower byte of each half 128 - V and 128 - U
+    hn::Vec<D32> first, second;  // t of luma, in the upper halves
+    hn::Vec<D8> others;          // 255 - G of the first and of the second, twice
+    hn::Vec<D8> vu;              // V, V, U, U
 
     static hn::Vec<D16> words(int32_t low, int32_t high) {
         return hn::BitCast(D16(), hn::Set(D32(), high * 65536 + (low & 0xFFFF)));
     }
-    explicit FullRange(hn::Vec<D8> pixels) {
-        alignas(16) static constexpr uint8_t kGreenFirst[16] = {1, 0, 1, 2, 5, 4, 5, 6, 9, 8, 9, 10, 13, 12, 13, 14};
-        alignas(16) static constexpr uint8_t kOtherHalf[16] = {2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13};
-        const D8 d;
-        const D16 d16;
-        const hn::Repartition<uint16_t, D8> d16u;
-        const auto grgb = hn::TableLookupBytes(pixels, hn::LoadDup128(d, kGreenFirst));
-        // -c and -a.
-        const auto negative = multiply_bytes(grgb, hn::BitCast(d, hn::Set(d16, -256 + 1)));
-        // -(x >> 1) is (1 - x) >> 1.
-        const auto others = hn::TableLookupBytes(hn::MulHigh(negative, words(-kRedInU, -kBlueInV)),
-                                                 hn::BitCast(d16, hn::LoadDup128(d, kOtherHalf)));
-        vu = hn::BitCast(d16, hn::AverageRound(hn::BitCast(d16u, negative), hn::BitCast(d16u, others)));
-        auto unused = hn::Zero(D32());
-        const auto weighed = hn::ReorderWidenMulAccumulate(D32(), negative, words(-kFullY.r, -kFullY.b),
-                                                           hn::Set(D32(), kLumaRound), unused);
-        y = hn::Add(hn::BitCast(d16, weighed), hn::BitCast(d16, grgb));
-    }
-};
-
-// The lower bytes of 16-bit lanes, those of `even` in the even bytes.
-template <class D8, class V>
-inline hn::Vec<D8> lower_bytes(D8 d, V even, V odd) {
-    return hn::OddEven(hn::BitCast(d, hn::ShiftLeft<8>(odd)), hn::BitCast(d, even));
-}
-
-// Two vectors of pixels that lie two vectors apart: in each 32 bits a pixel of each.
-template <class D8>
-struct FullRangePair {
-    hn::Vec<hn::Repartition<int16_t, D8>> y;  // in the lower byte of each half
-    hn::Vec<D8> vu;                           // V, V, U, U
-
     FullRangePair(D8 d, const uint8_t *rgba) {
-        using D16 = hn::Repartition<int16_t, D8>;
-        using D32 = hn::Repartition<uint32_t, D8>;
-        const FullRange<D8> first(hn::LoadU(d, rgba)), second(hn::LoadU(d, rgba + 2 * hn::MaxLanes(D8())));
-        y = hn::OddEven(second.y, hn::BitCast(D16(), hn::ShiftRight<16>(hn::BitCast(D32(), first.y))));
-        vu = hn::Sub(hn::Set(d, 128), lower_bytes(d, first.vu, second.vu));
+        alignas(16) static constexpr uint8_t kGreenFirst[16] = {1, 2, 1, 0, 5, 6, 5, 4, 9, 10, 9, 8, 13, 14, 13, 12};
+        alignas(16) static constexpr uint8_t kGreenLast[16] = {2, 1, 0, 1, 6, 5, 4, 5, 10, 9, 8, 9, 14, 13, 12, 13};
+        const D16 d16;
+        const uint8_t *next = rgba + hn::MaxLanes(D8());
+        const auto pixels = hn::LoadU(d, rgba);
+        const auto gbgr = hn::TableLookupBytes(pixels, hn::LoadDup128(d, kGreenFirst));
+        const auto bgrg = hn::TableLookupBytes(hn::LoadU(d, next), hn::LoadDup128(d, kGreenLast));
+        // 2 a, 2 c.
+        const auto twice = multiply_bytes(gbgr, hn::BitCast(d, hn::Set(d16, 2 * 256 + 254)));
+        const auto next_twice = multiply_bytes(bgrg, hn::BitCast(d, hn::Set(d16, -2 * 256 + 2)));
+        const auto weights = words(kBlueInV / 2, kRedInU / 2);
+        others = complements(d, gbgr, bgrg);
+        const auto less = less_bytes(d, others, hn::MulHigh(twice, weights), hn::MulHigh(next_twice, weights));
+        // R, R, B, B: of the second pixel they lie a byte further on.
+        const auto rrbb = hn::OddEven(hn::LoadU(d, next - 1), pixels);
+        vu = hn::AverageRound(rrbb, less);
+        const auto luma = words(kFullY.b, kFullY.r);
+        auto unused = hn::Zero(D32());
+        first = hn::ReorderWidenMulAccumulate(D32(), twice, luma, hn::Zero(D32()), unused);
+        second = hn::ReorderWidenMulAccumulate(D32(), next_twice, luma, hn::Zero(D32()), unused);
     }
 };
 
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
-template <class D8>
+template <bool kStreamed, class D8>
 struct FullRangeRow {
-    hn::Vec<D8> vu;  // the first pair's and the second's in turns
+    hn::Vec<D8> vu;  // in each block two 32-bit lanes of the first pair, two of the second
 
     FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
-        using D32 = hn::Repartition<int32_t, D8>;
-        using D64 = hn::Repartition<uint64_t, D8>;
-        const FullRangePair<D8> first(d, rgba);
-        const auto even = hn::AverageRound(first.vu, hn::BitCast(d, hn::ShiftRight<32>(hn::BitCast(D64(), first.vu))));
-        const FullRangePair<D8> second(d, rgba + hn::MaxLanes(D8()));
-        const auto odd = hn::AverageRound(second.vu, hn::BitCast(d, hn::ShiftLeft<32>(hn::BitCast(D64(), second.vu))));
-        vu = hn::BitCast(d, hn::OddEven(hn::BitCast(D32(), odd), hn::BitCast(D32(), even)));
+        const hn::Repartition<int16_t, D8> d16;
+        const hn::Repartition<uint16_t, D8> d16u;
+        const hn::Repartition<int32_t, D8> d32;
+        const FullRangePair<D8> a(d, rgba), b(d, rgba + 2 * hn::MaxLanes(D8()));
+        // (t - 1) >> 1, and the 1 that is missing twice is 256 - 255 of G.
+        const auto less = hn::Set(d16u, 0xFFFE);
+        const auto even = hn::AverageRound(hn::BitCast(d16u, upper_halves(d16, a.first, b.first)), less);
+        const auto odd = hn::AverageRound(hn::BitCast(d16u, upper_halves(d16, a.second, b.second)), less);
+        const auto green = hn::OddEven(hn::BitCast(d16u, b.others), hn::BitCast(d16u, a.others));
+        const auto luma = hn::Sub(lower_bytes(d, even, odd), hn::BitCast(d, green));
         alignas(16) static constexpr uint8_t kFours[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
-        const auto luma = hn::TableLookupBytes(lower_bytes(d, first.y, second.y), hn::LoadDup128(d, kFours));
-        hn::StoreU(in_order(d, luma), d, y);
+        const auto bytes = in_order(d, hn::TableLookupBytes(luma, hn::LoadDup128(d, kFours)));
+        if constexpr (kStreamed) {
+            stream_blocks(d, bytes, y);
+        } else {
+            hn::StoreU(bytes, d, y);
+        }
+        const auto left = hn::BitCast(d32, a.vu), right = hn::BitCast(d32, b.vu);
+        vu = hn::AverageRound(hn::BitCast(d, every_other<0>(left, right)), hn::BitCast(d, every_other<1>(left, right)));
     }
     void average(const FullRangeRow &other) { vu = hn::AverageRound(vu, other.vu); }
     void store(D8 d, uint8_t *u, uint8_t *v) const {
-        // Each block's V, then its U: of a, b, c and d two each. Then all blocks' V of a and b, ...
-        alignas(16) static constexpr uint8_t kApart[16] = {0, 8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15};
-        auto planes = in_order(d, hn::TableLookupBytes(vu, hn::LoadDup128(d, kApart)));
-        alignas(16) static constexpr uint8_t kTwoBlocks[16] = {0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15};
-        alignas(16) static constexpr uint8_t kFourBlocks[16] = {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
-        constexpr size_t kBlocks = hn::MaxLanes(D8()) / 16;
-        if (kBlocks > 1)
-            planes = hn::TableLookupBytes(planes, hn::LoadDup128(d, kBlocks == 2 ? kTwoBlocks : kFourBlocks));
-        const hn::Half<D8> half;
-        hn::StoreU(hn::LowerHalf(half, planes), half, v);
-        hn::StoreU(hn::UpperHalf(half, planes), half, u);
+        // Each block's V, then its U: of four vectors of pixels two each. Then the first vector's of all blocks, ...
+        alignas(16) static constexpr uint8_t kApart[16] = {0, 4, 1, 5, 8, 12, 9, 13, 2, 6, 3, 7, 10, 14, 11, 15};
+        store_unit_by_unit(d, hn::TableLookupBytes(vu, hn::LoadDup128(d, kApart)), v, u);
     }
 };
 #else
@@ -358,7 +389,7 @@ struct FullRangeEight {
 };
 
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
-template <class D8>
+template <bool kStreamed, class D8>
 struct FullRangeRow {
     uint8x8_t u, v;
 
@@ -386,6 +417,7 @@ struct FullRangeRow {
 };
 #endif
 
+template <bool kStreamed>
 struct ToPlanes {
     static constexpr int32_t kUnit = 2;
     const RgbaRows rows;  // not a reference: bytes are stored, and those could be its own
@@ -393,7 +425,7 @@ struct ToPlanes {
     template <class D8>
     void vector(D8 d, int32_t x) const {
         prefetch_rows(d, rows, x);
-        FullRangeRow<D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
+        FullRangeRow<kStreamed, D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
         if (rows.rgba[1]) chroma.average({d, rows.rgba[1] + ptrdiff_t{x} * 4, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
@@ -408,7 +440,9 @@ template <Chroma kLayout>
 void to_pairs(const RgbaRows &rows) {
     sweep(ToPairs<kLayout>{rows}, rows.width);
 }
-void to_planes(const RgbaRows &rows) { sweep(ToPlanes{rows}, rows.width); }
+void to_planes(const RgbaRows &rows) {
+    rows.streamed ? sweep(ToPlanes<true>{rows}, rows.width) : sweep(ToPlanes<false>{rows}, rows.width);
+}
 
 void add_to_yuv(UtilKernels *table) {
     table->rgba_to_yuv[static_cast<int>(Chroma::kUv)] = to_pairs<Chroma::kUv>;
