@@ -89,35 +89,37 @@ TEST(JpegExif, FieldsStandInTheEntryOrInsideTheBlock) {
     constexpr uint32_t kLength = 64, kEntry = 20;
     struct Row {
         uint32_t type, count, value;
-        int32_t result;
+        int32_t result = 0;
         uint32_t bytes = 0, gives = 0;
     };
-    const Row rows[] = {{1, 4, 0, 1, 4, kEntry + 8},
-                        {2, 5, 59, 1, 5, 59},
-                        {7, 5, 60, 0},
-                        {6, 0, 0, 1, 0, kEntry + 8},
-                        {3, 1, 0x70000, 1, 2, 7},
-                        {8, 2, 0x70000, 0},
-                        {3, 3, 58, 1, 6, 58},
-                        {3, 3, 59, 0},
-                        {4, 1, 0x12345, 1, 4, 0x12345},
-                        {9, 2, 56, 1, 8, 56},
-                        {11, 2, 57, 0},
-                        {5, 1, 56, 1, 8, 56},
-                        {10, 1, 57, 0},
-                        {12, 0x20000001, 8, 0},
-                        {0, 1, 0, 0},
-                        {13, 1, 0, 0}};
+    const auto read = [](uint32_t type, uint32_t count, uint32_t value, uint32_t bytes, uint32_t gives) {
+        return Row{type, count, value, 1, bytes, gives};
+    };
+    const auto refused = [](uint32_t type, uint32_t count, uint32_t value) { return Row{type, count, value}; };
+    const Row rows[] = {read(1, 4, 0, 4, kEntry + 8),
+                        read(2, 5, 59, 5, 59),
+                        refused(7, 5, 60),
+                        read(6, 0, 0, 0, kEntry + 8),
+                        read(3, 1, 0x70000, 2, 7),
+                        refused(8, 2, 0x70000),
+                        read(3, 3, 58, 6, 58),
+                        refused(3, 3, 59),
+                        read(4, 1, 0x12345, 4, 0x12345),
+                        read(9, 2, 56, 8, 56),
+                        refused(11, 2, 57),
+                        read(5, 1, 56, 8, 56),
+                        refused(10, 1, 57),
+                        refused(12, 0x20000001, 8),
+                        refused(0, 1, 0),
+                        refused(13, 1, 0)};
     for (const Row &row : rows) {
         const Bytes entry = cat({to.word(274), to.word(row.type), to.number(row.count), to.number(row.value)});
         GuardBuffer block(cat({Bytes(kEntry, 0), entry, Bytes(kLength - kEntry - 12, 0)}));
         ExifField field = {};
         EXPECT_EQ(BRIMJ_ReadExifField(block.data(), kEntry, kLength, 0, &field), row.result)
             << row.type << " " << row.value;
-        if (row.result) {
-            EXPECT_EQ(field.byteLength, row.bytes) << row.type;
-            EXPECT_EQ(field.value, row.gives) << row.type;
-        }
+        if (row.result)
+            EXPECT_EQ(std::pair(field.byteLength, field.value), std::pair(row.bytes, row.gives)) << row.type;
         EXPECT_EQ(BRIMJ_ReadExifField(block.data(), kLength - 11, kLength, 0, &field), 0);
     }
 }
@@ -126,39 +128,33 @@ constexpr uint32_t kExifAt = 8, kGpsAt = 400;
 
 // A block whose first directory is an Exif one, with GPS attributes at kGpsAt.
 Bytes camera_block(const TiffWriter &to) {
-    const Bytes exif = cat({to.header(), to.directory(kExifAt, {to.rationals(33434, 5, {1, 250}),
-                                                                to.rationals(33437, 5, {28, 10}),
-                                                                to.one_short(34855, 400),
-                                                                to.ascii(36864, "0230", 7),
-                                                                to.ascii(36867, "2026:11:22 01:02:03x"),
-                                                                to.ascii(36868, "2026:11:22 01:02:04x"),
-                                                                to.rationals(37377, 10, {8, 1}),
-                                                                to.rationals(37380, 10, {0xFFFFFFFF, 3}),
-                                                                to.one_short(37385, 16),
-                                                                to.rationals(37386, 5, {50, 1}),
-                                                                to.one_short(40961, 1),
-                                                                to.one_short(40962, 4000),
-                                                                to.one_long(40963, 70000),
-                                                                to.one_short(41986, 1),
-                                                                to.one_short(41987, 1),
-                                                                to.rationals(41988, 5, {3, 2}),
-                                                                to.one_long(34855, 9),
-                                                                {34855, 3, 3, Bytes(6, 9)}})});
-    EXPECT_LT(exif.size(), kGpsAt);
-    return cat({exif, Bytes(kGpsAt - exif.size(), 0),
-                to.directory(kGpsAt, {{0, 1, 4, {2, 3, 0, 0}},
-                                      {1, 2, 2, {'S', 0}},
-                                      to.rationals(2, 5, {1, 1, 2, 1, 3, 1}),
-                                      {3, 2, 2, {'W', 0}},
-                                      to.rationals(4, 5, {4, 1, 5, 1, 6, 1}),
-                                      {5, 1, 1, {1}},
-                                      to.rationals(6, 5, {7, 2}),
-                                      to.rationals(7, 5, {8, 1, 9, 1, 10, 1}),
-                                      to.ascii(18, "WGS-84"),
-                                      to.ascii(27, "GPS", 7),
-                                      to.ascii(29, "2026:11:22x"),
-                                      to.rationals(2, 5, {9, 9}),
-                                      to.ascii(29, "short")})});
+    const auto ratio = [&](uint32_t tag, uint32_t a, uint32_t b) { return to.rationals(tag, 5, {a, b}); };
+    const auto signed_ratio = [&](uint32_t tag, uint32_t a, uint32_t b) { return to.rationals(tag, 10, {a, b}); };
+    const auto number = [&](uint32_t tag, uint32_t value) { return to.one_short(tag, value); };
+    const std::vector<Entry> exif = {
+        ratio(33434, 1, 250), ratio(33437, 28, 10), number(34855, 400), to.ascii(36864, "0230", 7),
+        to.ascii(36867, "2026:11:22 01:02:03x"), to.ascii(36868, "2026:11:22 01:02:04x"), signed_ratio(37377, 8, 1),
+        signed_ratio(37380, 0xFFFFFFFF, 3), number(37385, 16), ratio(37386, 50, 1), number(40961, 1),
+        number(40962, 4000), to.one_long(40963, 70000), number(41986, 1), number(41987, 1), ratio(41988, 3, 2),
+        // Of another type or count.
+        to.one_long(34855, 9), Entry{34855, 3, 3, Bytes(6, 9)}};
+    const std::vector<Entry> gps = {Entry{0, 1, 4, {2, 3, 0, 0}},
+                                    Entry{1, 2, 2, {'S', 0}},
+                                    to.rationals(2, 5, {1, 1, 2, 1, 3, 1}),
+                                    Entry{3, 2, 2, {'W', 0}},
+                                    to.rationals(4, 5, {4, 1, 5, 1, 6, 1}),
+                                    Entry{5, 1, 1, {1}},
+                                    ratio(6, 7, 2),
+                                    to.rationals(7, 5, {8, 1, 9, 1, 10, 1}),
+                                    to.ascii(18, "WGS-84"),
+                                    to.ascii(27, "GPS", 7),
+                                    to.ascii(29, "2026:11:22x"),
+                                    ratio(2, 9, 9),
+                                    to.ascii(29, "short")};
+    Bytes block = cat({to.header(), to.directory(kExifAt, exif)});
+    EXPECT_LT(block.size(), kGpsAt);
+    block.resize(kGpsAt);
+    return cat({block, to.directory(kGpsAt, gps)});
 }
 
 // Every number and string of a record, comma by comma.
