@@ -35,6 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     require(runs.file == runs.slow, "a stream decodes as a file does");
     // A stream without its palette is refused.
     require(runs.memory == runs.file || (result == 1 && runs.file.results[0] == 0), "a file decodes as memory does");
-    if (result) require_whole_pixels(runs.memory.output, runs.other_fill.output, target_bytes(target.format, 1, 1));
+    if (result) require_whole_pixels(runs.memory.output, runs.other_fill.output, format_bytes(target.format, 1, 1));
     return 0;
 }

@@ -4,10 +4,12 @@
 #include <memory>
 
 #include "tests/support/inputs.h"
+#include "tests/support/layouts.h"
 
 namespace vorel_fuzz {
 
 using vorel::test::Bytes;
+using vorel::test::format_bytes;
 using vorel::test::Kind;
 
 // The input: a picture, and behind it the bytes that choose what is done with it.
@@ -46,9 +48,6 @@ class Session {
     vorel::test::SessionGuard guard_{nullptr};
     std::unique_ptr<vorel::test::Input> input_;
 };
-
-// Bytes of a target of that size in a layout (COLOR_...); 0 for numbers that are no layout.
-size_t target_bytes(int32_t format, int32_t width, int32_t height);
 
 // Outputs that were filled with these beforehand.
 constexpr uint8_t kFill = 0x5A, kOtherFill = 0xA5;

@@ -31,7 +31,7 @@ struct Decoded {
 
 Decoded decode(Session &&session, const Request &request) {
     Decoded out;
-    out.output.assign(target_bytes(request.format, request.width, request.height), 0x5A);
+    out.output.assign(format_bytes(request.format, request.width, request.height), 0x5A);
     if (!session.get()) return out;
     ImageInfo info;
     if (VORELBRIM_Parser(session.get(), &info) != VOREL_IMAGE_JPEG) return out;
@@ -80,11 +80,7 @@ void compare_window(const Bytes &picture, const Request &request, const Decoded 
     const uint32_t width = 1 + place / 3 % (whole.out_width - x), height = 1 + place / 5 % (whole.out_height - y);
     Session session(picture, Kind::kMemory, request.format, request.options);
     if (!session.get()) return;
-    session.get()->partialDecode = 1;
-    session.get()->partialX = x;
-    session.get()->partialY = y;
-    session.get()->partialWidth = width;
-    session.get()->partialHeight = height;
+    vorel::test::set_window(session.get(), x, y, width, height);
     Bytes window(size_t{width} * height * 4, 0x5A);
     require(VORELBRIM_DecodeJPEG(session.get(), window.data(), request.width, request.height) == 1,
             "a window of a picture that decodes does so too");

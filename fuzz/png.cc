@@ -44,7 +44,7 @@ struct Request {
 };
 
 Bytes decode(const void *source, int32_t length, const Request &request, uint8_t fill, int32_t *result) {
-    Bytes out(target_bytes(request.format, request.width, request.height), fill);
+    Bytes out(format_bytes(request.format, request.width, request.height), fill);
     *result = decodeVPNG(source, length, length ? vpng_read_fn : nullptr, out.data(), request.width, request.height,
                          request.sample, request.format);
     return out;
@@ -62,13 +62,9 @@ void require_cut(const Bytes &whole, const Header &header, const Bytes &region, 
         for (int32_t j = 0; j < columns; ++j) {
             const int32_t middle = header.width <= sample ? header.width / 2 : sample / 2;
             const int32_t from_x = x + middle + j * sample;
-            const size_t at =
-                (static_cast<size_t>(from_y) * static_cast<size_t>(header.width) + static_cast<size_t>(from_x)) * 4;
-            require(std::memcmp(
-                        &whole[at],
-                        &region[(static_cast<size_t>(k) * static_cast<size_t>(columns) + static_cast<size_t>(j)) * 4],
-                        4) == 0,
-                    "a region is a cut of the whole");
+            const auto from = static_cast<size_t>((from_y * header.width + from_x) * 4);
+            const auto at = static_cast<size_t>((k * columns + j) * 4);
+            require(std::memcmp(&whole[from], &region[at], 4) == 0, "a region is a cut of the whole");
         }
     }
 }
@@ -82,7 +78,7 @@ void decode_regions(const Bytes &picture, const Header &header, int32_t format, 
         const int32_t x = input->below(header.width), y = input->below(header.height);
         const int32_t w = 1 + input->below(header.width - x), h = 1 + input->below(header.height - y),
                       sample = 1 + input->below(9);
-        Bytes out(static_cast<size_t>(w / sample) * static_cast<size_t>(h / sample) * 4, kFill), again = out;
+        Bytes out(format_bytes(format, w / sample, h / sample), kFill), again = out;
         uint8_t none;
         uint8_t *at = out.empty() ? &none : out.data();
         const auto run = [&](uint8_t *to) { return onDecodeVPNGSubset(handle, to, x, y, w, h, sample); };

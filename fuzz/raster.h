@@ -11,8 +11,7 @@ struct Target {
     int32_t format, width, height;
     uint32_t options;
 
-    size_t bytes() const { return format == VOREL_GIF_INDICES ? area() : target_bytes(format, width, height); }
-    size_t area() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+    size_t bytes() const { return format_bytes(format, width, height); }  // VOREL_GIF_INDICES are bytes
 };
 
 struct Decoded {

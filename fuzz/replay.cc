@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <vector>
+
+#include "tests/support/inputs.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
@@ -13,8 +13,7 @@ namespace {
 void replay(const std::filesystem::path &path) {
     std::printf("%s\n", path.filename().c_str());  // before it runs: the last one named is the one that broke
     std::fflush(stdout);
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
+    const vorel::test::Bytes bytes = vorel::test::read_file(path);
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 

@@ -34,8 +34,8 @@ void convert(const Bytes &pattern, const Sizes &s, uint32_t choice) {
         {_yuv420_to_nv12_sg, _yuv420_to_nv12_tps, COLOR_YUV420, COLOR_NV12},
     };
     const Pair &pair = kPairs[choice % 6];
-    const Bytes src = filled(pattern, target_bytes(pair.from, s.src_width, s.src_height));
-    Bytes single(target_bytes(pair.to, s.src_width, s.src_height), kFill), threaded(single.size(), kOtherFill);
+    const Bytes src = filled(pattern, format_bytes(pair.from, s.src_width, s.src_height));
+    Bytes single(format_bytes(pair.to, s.src_width, s.src_height), kFill), threaded(single.size(), kOtherFill);
     pair.single(s.src_width, s.src_height, src.data(), single.data());
     pair.threaded(s.src_width, s.src_height, src.data(), threaded.data());
     require(single == threaded, "a converter gives the same on threads, and writes every byte");
@@ -54,17 +54,17 @@ void resize(const Bytes &pattern, const Sizes &s, uint32_t choice) {
         {vorel_resize_rgb888, vorel_resize_rgb888, COLOR_RGB888},
     };
     const Pair &pair = kPairs[choice % 4];
-    const Bytes src = filled(pattern, target_bytes(pair.format, s.src_width, s.src_height));
-    Bytes single(target_bytes(pair.format, s.dst_width, s.dst_height), kFill), threaded(single.size(), kOtherFill);
+    const Bytes src = filled(pattern, format_bytes(pair.format, s.src_width, s.src_height));
+    Bytes single(format_bytes(pair.format, s.dst_width, s.dst_height), kFill), threaded(single.size(), kOtherFill);
     pair.single(src.data(), single.data(), s.src_width, s.src_height, s.dst_width, s.dst_height);
     pair.threaded(src.data(), threaded.data(), s.src_width, s.src_height, s.dst_width, s.dst_height);
     require(single == threaded, "a resizer gives the same on threads, and writes every byte");
 }
 
 void resize_into_canvas(const Bytes &pattern, const Sizes &s, uint32_t choice) {
-    const Bytes src = filled(pattern, target_bytes(COLOR_RGBA8888, s.src_width, s.src_height));
+    const Bytes src = filled(pattern, format_bytes(COLOR_RGBA8888, s.src_width, s.src_height));
     const auto run = [&](uint8_t fill) {
-        Bytes pixels(target_bytes(COLOR_RGBA8888, s.dst_width, s.dst_height), fill);
+        Bytes pixels(format_bytes(COLOR_RGBA8888, s.dst_width, s.dst_height), fill);
         ResizeCanvas canvas = {pixels.data(),
                                s.dst_width,
                                s.dst_height,
@@ -87,7 +87,7 @@ void resize_into_canvas(const Bytes &pattern, const Sizes &s, uint32_t choice) {
 void rotate(const Bytes &pattern, const Sizes &s, uint32_t choice) {
     constexpr int32_t kFormats[] = {COLOR_RGB565, COLOR_RGB888, COLOR_YUV420, COLOR_RGBA8888, COLOR_NV21};
     const int32_t format = kFormats[choice % 5], angle = choice & 64 ? 270 : 90;
-    const Bytes src = filled(pattern, target_bytes(format, s.src_width, s.src_height));
+    const Bytes src = filled(pattern, format_bytes(format, s.src_width, s.src_height));
     Bytes frame = src;
     Sizes size = s;
     for (int turn = 0; turn < 4; ++turn) {

@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         return out;
     });
     require(runs.memory == runs.file, "a file decodes as memory does");
-    const size_t pixel = target_bytes(target.format, 1, 1);
+    const size_t pixel = format_bytes(target.format, 1, 1);
     require(require_whole_pixels(runs.memory.output, runs.other_fill.output, pixel) == runs.memory.pixels,
             "as many pixels are written as the session says");
     return 0;

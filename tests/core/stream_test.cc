@@ -11,15 +11,10 @@
 #include "support/counting_allocator.h"
 #include "support/inputs.h"
 #include "support/log_capture.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
-
-Bytes counted(size_t size) {
-    Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
-    return bytes;
-}
 
 struct Closed {
     void operator()(IoInfo *io) const { VORELBRIM_Close_IO(io); }
@@ -61,7 +56,7 @@ TEST(OpenInput, RefusalsSetTheErrorWord) {
 }
 
 TEST(OpenInput, SizesAndPaths) {
-    TempFile file(counted(100)), empty;
+    TempFile file(noise(100, 1)), empty;
     const OwnedIo io(VORELBRIM_Open_IO(0, file.path(), 0)), given(VORELBRIM_Open_IO(0, file.path(), 7));
     ASSERT_TRUE(io && given);
     EXPECT_EQ(io->size, 100);
@@ -92,7 +87,7 @@ TEST(OpenInput, SizesAndPaths) {
 }
 
 TEST(OpenInput, PathThatCannotBeCopiedLeavesTheFileOpenAndNoErrorCode) {
-    TempFile file(counted(4));
+    TempFile file(noise(4, 1));
     CountingAllocator allocator;
     const int before = open_descriptors();
     gVORELBRIM_Error = 0;
@@ -105,7 +100,7 @@ TEST(OpenInput, PathThatCannotBeCopiedLeavesTheFileOpenAndNoErrorCode) {
 }
 
 TEST(SeekInput, Memory) {
-    Bytes bytes = counted(10);
+    Bytes bytes = noise(10, 1);
     const struct {
         int32_t from, offset, whence, result, position;
     } cases[] = {
@@ -135,7 +130,7 @@ TEST(SeekInput, StreamsGoForwardAndRewindOnlyByCallback) {
     } kSteps[] = {{40, 1, {40, 40}, {40, 40}}, {1, 2, {-1, -1}, {40, 40}}, {-10, 2, {90, 90}, {90, 90}},
                   {5, 0, {5, 0}, {5, 90}},     {-5, 0, {-1, 0}, {5, 90}},  {0, 0, {0, 0}, {0, 90}}};
     for (const int without : {0, 1}) {
-        StreamSource source(counted(100));
+        StreamSource source(noise(100, 1));
         SessionGuard session(source.open(0, 0, !without));
         for (const auto &step : kSteps) {
             EXPECT_EQ(VORELBRIM_Seek_IO(session->ioInfo, step.offset, step.whence), step.result[without]);
@@ -146,7 +141,7 @@ TEST(SeekInput, StreamsGoForwardAndRewindOnlyByCallback) {
 }
 
 TEST(ReadInput, EveryKindDeliversTheSameBytes) {
-    const Bytes bytes = counted(1000);
+    const Bytes bytes = noise(1000, 1);
     for (const Kind kind : kAllKinds) {
         Input input(kind, bytes);
         IoInfo *io = input.session()->ioInfo;
@@ -186,7 +181,7 @@ TEST(ReadInput, ClaimsOfCallbacksAreNotBelieved) {
 
 TEST(Cursor, RefillsPromiseOnlyThatBytesWereAddedAndNeedsBeyondTheBlockMoveNothing) {
     for (const Kind kind : kAllKinds) {
-        Input few(kind, counted(5)), many(kind, counted(40000));
+        Input few(kind, noise(5, 1)), many(kind, noise(40000, 1));
         StreamCursor small(few.session()->ioInfo), large(many.session()->ioInfo);
         for (const int32_t result : {1, 0}) {
             EXPECT_EQ(BRIMJ_CheckBuffer(small.stream(), 8), result);
@@ -203,13 +198,13 @@ TEST(Cursor, RefillsPromiseOnlyThatBytesWereAddedAndNeedsBeyondTheBlockMoveNothi
         EXPECT_EQ(large.stream()->offset, 0);
         EXPECT_EQ(large.stream()->available, 16384);
         EXPECT_EQ(large.stream()->totalRead, 16384 + 16374);
-        EXPECT_EQ(0, std::memcmp(large.stream()->buffer, counted(40000).data() + 16374, 16384));
+        EXPECT_EQ(0, std::memcmp(large.stream()->buffer, noise(40000, 1).data() + 16374, 16384));
     }
 }
 
 // Any walk over any kind sees the input's bytes in order, whatever the steps and however a stream cuts its reads.
 TEST(Cursor, WalksSeeTheInputInOrder) {
-    const Bytes bytes = counted(50000);
+    const Bytes bytes = noise(50000, 1);
     const auto walk = [&](IoInfo *io, int32_t step) {
         StreamCursor cursor(io);
         size_t at = 0;
@@ -241,9 +236,9 @@ TEST(Cursor, WalksSeeTheInputInOrder) {
 
 TEST(Cursor, SkipsBeyondTheInputAreItsEnd) {
     for (const Kind kind : kAllKinds) {
-        Input input(kind, counted(100));
+        Input input(kind, noise(100, 1));
         StreamCursor cursor(input.session()->ioInfo);
-        ASSERT_EQ(read_byte(cursor.stream()), 0);
+        ASSERT_EQ(read_byte(cursor.stream()), noise(1, 1)[0]);
         EXPECT_TRUE(skip_bytes(cursor.stream(), 98));
         EXPECT_GE(read_byte(cursor.stream()), 0);
         skip_bytes(cursor.stream(), 1000);
@@ -268,7 +263,7 @@ TEST(Cursor, EndlessSourcesEndWherePositionsDo) {
 TEST(Cursor, BlocksAreReleasedByTheAddressThatWasHandedOut) {
     CountingAllocator allocator;
     for (const Kind kind : kAllKinds) {
-        Input input(kind, counted(50));
+        Input input(kind, noise(50, 1));
         IoInfo *io = input.session()->ioInfo;
         const size_t before = allocator.live_blocks();
         uint8_t *block = BRIMJ_AllocateStreamBuffer(io);

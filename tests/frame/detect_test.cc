@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "support/conformance.h"
-#include "support/inputs.h"
+#include "support/gif_files.h"
 #include "support/log_capture.h"
 #include "support/samples.h"
 
@@ -249,9 +249,8 @@ TEST(ParserGif, BlocksCountAndCut) {
 }
 
 TEST(ParserGif, DataBeyondABlockIsSkipped) {
-    Bytes data;
-    for (int i = 0; i < 300; ++i) data = cat({data, {255}, Bytes(255, 0x3B)});
-    const Bytes bytes = cat({gif_screen(4, 4), gif_image(-1, cat({data, {0}})), gif_image(), {0x3B}});
+    const Bytes data = gif_sub_blocks(Bytes(300 * 255, 0x3B));
+    const Bytes bytes = cat({gif_screen(4, 4), gif_image(-1, data), gif_image(), {0x3B}});
     for (const Kind kind : kAllKinds) EXPECT_EQ(parse(kind, bytes).type, 6);
 }
 

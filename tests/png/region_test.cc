@@ -132,18 +132,14 @@ TEST(PngRegion, RefusedRectangles) {
 // A file that is damaged for a while; stdio keeps nothing of it.
 TEST(PngRegion, AFileMayChangeAndChangeBack) {
     const Bytes file = make_png({.width = 4, .height = 4});
-    const TempFile on_disk(file);
-    vpng_tile_index *handle = onBuildTileIndexVPNG(on_disk.path(), 0, nullptr, 7);
-    ASSERT_NE(handle, nullptr);
-    uint8_t pixels[64];
+    Regions regions(file, 7, true);
+    ASSERT_TRUE(regions);
     for (const bool damaged : {false, true, false, true, false}) {
-        FILE *stream = std::fopen(on_disk.path(), "r+b");
+        FILE *stream = std::fopen(regions.path(), "r+b");
         std::fwrite(damaged ? Bytes(file.size(), 0xFF).data() : file.data(), 1, file.size(), stream);
         std::fclose(stream);
-        EXPECT_EQ(onDecodeVPNGSubset(handle, pixels, 0, 0, 4, 4, 1), !damaged);
+        EXPECT_EQ(regions.decode({0, 0, 4, 4, 1}).result, !damaged);
     }
-    vpng_destroy_read_struct(&handle->png, &handle->info, nullptr);
-    VORELBRIM_OsFree(handle);
 }
 
 // The row of the checkpoint; -1 when libpng jumped.

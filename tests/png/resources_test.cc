@@ -42,9 +42,7 @@ TEST(PngResources, AnOldPieceOfImageDataIsNotInflatedForever) {
 }
 
 TEST(PngResources, AnObjectWithoutAHeaderHasNone) {
-    Bytes file = make_png({});
-    std::fill(file.begin() + 16, file.begin() + 29, uint8_t{0});
-    const Opened open(file);
+    const Opened open(changed(make_png({}), 16, Bytes(13)));
     EXPECT_FALSE(open.good());
     ASSERT_TRUE(open.png && open.info);
     png_uint_32 width = 1, height = 1;

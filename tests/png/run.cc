@@ -7,18 +7,13 @@ namespace vorel::test {
 Decoded decode_whole(const Bytes &png, const WholeRequest &request, uint8_t fill, bool by_path) {
     const size_t bytes = static_cast<size_t>(request.out_width) * static_cast<size_t>(request.out_height) * 4;
     GuardBuffer out(bytes, fill);
-    Decoded decoded;
-    if (by_path) {
-        const TempFile file(png);
-        decoded.result = decodeVPNG(file.path(), 0, nullptr, out.data(), request.out_width, request.out_height,
-                                    request.sample_size, request.format);
-    } else {
-        GuardBuffer guarded(png);
-        decoded.result = decodeVPNG(guarded.data(), static_cast<int32_t>(png.size()), vpng_read_fn, out.data(),
-                                    request.out_width, request.out_height, request.sample_size, request.format);
-    }
-    decoded.pixels = out.bytes();
-    return decoded;
+    std::optional<TempFile> file;
+    GuardBuffer guarded(png);
+    const void *source = by_path ? static_cast<const void *>(file.emplace(png).path()) : guarded.data();
+    const int32_t length = by_path ? 0 : static_cast<int32_t>(png.size());
+    const int32_t result = decodeVPNG(source, length, by_path ? nullptr : vpng_read_fn, out.data(), request.out_width,
+                                      request.out_height, request.sample_size, request.format);
+    return {result, out.bytes()};
 }
 
 std::optional<Decoded> decode_by_steps(const Bytes &file, int width, int height) {
@@ -64,11 +59,9 @@ Decoded Regions::decode(const RegionRequest &request) {
     const int width = request.w / s, height = request.h / s;
     const bool any = width > 0 && height > 0;
     GuardBuffer out(any ? static_cast<size_t>(width) * static_cast<size_t>(height) * 4 : 0, kFill);
-    Decoded decoded;
-    decoded.result =
+    const int32_t result =
         onDecodeVPNGSubset(handle_, out.data(), request.x, request.y, request.w, request.h, request.sample_size);
-    decoded.pixels = out.bytes();
-    return decoded;
+    return {result, out.bytes()};
 }
 
 Subject png_subject(const PngSpec &spec, const WholeRequest &request, const RegionRequest &region) {

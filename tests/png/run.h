@@ -39,6 +39,7 @@ class Regions {
     Regions &operator=(const Regions &) = delete;
 
     vpng_tile_index *handle() { return handle_; }
+    const char *path() const { return file_.path(); }  // of those by path
     explicit operator bool() const { return handle_ != nullptr; }
     Decoded decode(const RegionRequest &request);
 

@@ -82,8 +82,7 @@ TEST(PngTolerance, EveryPrefixReturns) {
 Bytes with_fitting_crcs(Bytes file) {
     for (const ChunkAt &chunk : chunks_of(file)) {
         const auto crc = crc32(0, &file[chunk.offset + 4], static_cast<uInt>(chunk.length + 4));
-        const Bytes bytes = big_32(static_cast<uint32_t>(crc));
-        std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<long>(chunk.offset + 8 + chunk.length));
+        file = changed(file, chunk.offset + 8 + chunk.length, big_32(static_cast<uint32_t>(crc)));
     }
     return file;
 }
@@ -102,12 +101,11 @@ void expect_changes_as_by_steps(PngSpec spec, bool fitting, std::initializer_lis
         all.push_back(file[at] ^ turned);
         for (const int value : all) {
             if (claims_megabytes(file, at, value)) continue;
-            Bytes changed = file;
-            changed[at] = static_cast<uint8_t>(value);
-            if (fitting) changed = with_fitting_crcs(changed);
+            Bytes other = changed(file, at, {static_cast<uint8_t>(value)});
+            if (fitting) other = with_fitting_crcs(other);
             const std::string what = spec.name() + " byte " + std::to_string(at) + " = " + std::to_string(value);
-            expect_as_by_steps(changed, what);
-            expect_regions_follow(changed, what);
+            expect_as_by_steps(other, what);
+            expect_regions_follow(other, what);
         }
     }
 }
@@ -127,13 +125,13 @@ TEST(PngTolerance, DamageThatOnlyZlibSees) {
 TEST(PngTolerance, AWrongCheckValueOfImageDataStopsDecodesAndNotRegions) {
     const Bytes file = make_png({.idat_bytes = 400});
     const StraightPng image = straight_png(file);
-    Bytes changed = file;
-    changed[first_idat(file) + 8 + 400] ^= 1;
-    const Decoded ours = decode_whole(changed, {37, 29, 1, 7});
+    Bytes wrong = file;
+    wrong[first_idat(file) + 8 + 400] ^= 1;
+    const Decoded ours = decode_whole(wrong, {37, 29, 1, 7});
     EXPECT_EQ(ours.result, 0);
     EXPECT_EQ(head(ours.pixels, 37 * 4), head(image.rgba, 37 * 4));
     EXPECT_EQ(tail(ours.pixels, 37 * 4), Bytes(37 * 4, kFill));
-    Regions regions(changed);
+    Regions regions(wrong);
     ASSERT_TRUE(regions);
     EXPECT_TRUE(regions.decode({0, 0, 37, 29, 1}) == model_region(image, {0, 0, 37, 29, 1}, 7));
 }
@@ -172,11 +170,10 @@ TEST(PngTolerance, AnIndexEndsWhereAWholeDecodeDoes) {
                 whole_ones += missing != 0;
                 EXPECT_EQ(regions.decode({0, 0, 4, 5, 1}).pixels, whole.pixels);
             }
-            Bytes damaged = with_image_data(file, data, idat_bytes);
+            const Bytes damaged = with_image_data(file, data, idat_bytes);
             for (const ChunkAt &chunk : chunks_of(damaged)) {
                 if (chunk.name != "IDAT") continue;
-                Bytes other = damaged;
-                other[chunk.offset + 4] = 'X';
+                const Bytes other = changed(damaged, chunk.offset + 4, {'X'});
                 const bool whole = decode_whole(other, {4, 5, 1, 7}).result;
                 damaged_ones += whole;
                 if (whole) EXPECT_TRUE(Regions(other)) << seed;
@@ -189,15 +186,15 @@ TEST(PngTolerance, AnIndexEndsWhereAWholeDecodeDoes) {
 
 // What libpng has to say goes to the hook.
 TEST(PngTolerance, MessagesAreLoggedAndNotPrinted) {
-    Bytes changed = make_png({});
-    changed[first_idat(changed) + 9] ^= 0x40;
+    Bytes broken = make_png({});
+    broken[first_idat(broken) + 9] ^= 0x40;
     LogCapture log;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(decode_whole(changed, {37, 29, 1, 7}).result, 0);
+    EXPECT_EQ(decode_whole(broken, {37, 29, 1, 7}).result, 0);
     const auto failures = log.take();
     EXPECT_EQ(decode_whole(make_png({.extra = png_chunk("gAMA", {1, 2})}), {37, 29, 1, 7}).result, 1);
     const auto warnings = log.take();
-    Regions regions(changed);
+    Regions regions(broken);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     ASSERT_FALSE(failures.empty());
     EXPECT_EQ(failures.back().tag, "VPNG");
@@ -281,12 +278,9 @@ TEST(PngTolerance, SmallFilesThatAskForMuch) {
     PngSpec spec;
     for (int i = 0; i < 40; ++i) spec.extra = cat({spec.extra, bomb});
     const Bytes texts = make_png(spec);
-    Bytes wide = make_png({});
-    const Bytes sides = cat({big_32(1'000'000), big_32(1'000'000)});
-    std::copy(sides.begin(), sides.end(), wide.begin() + 16);
-    wide = with_fitting_crcs(wide);
-    Bytes long_chunk = make_png({});
-    long_chunk[first_idat(long_chunk)] = 0x7F;
+    const Bytes plain = make_png({}), side = big_32(1'000'000);
+    const Bytes wide = with_fitting_crcs(changed(plain, 16, cat({side, side})));
+    const Bytes long_chunk = changed(plain, first_idat(plain), {0x7F});
     CountingAllocator allocator;
     const Decoded out = decode_whole(texts, {37, 29, 1, 7});
     EXPECT_LT(allocator.peak_bytes(), size_t{140} << 20);

@@ -193,9 +193,7 @@ TEST(BmpSession, AWindowIsRowsOfTheWholeInStoredOrder) {
             const Bytes whole = decode_bmp(Kind::kMemory, file, target).pixels;
             for (const auto &[first, count] : {std::pair(0u, 20u), {2u, 3u}, {6u, 9u}, {19u, 1u}, {50u, 2u}}) {
                 Input input(Kind::kPath, file, target.format, target.options);
-                input.session()->partialDecode = 1;
-                input.session()->partialY = first;
-                input.session()->partialHeight = count;
+                set_window(input.session(), 0, first, 0, count);
                 Bytes out = target_bytes(target), expected = out;
                 EXPECT_EQ(VORELBRIMI_DecodeBMP(input.session(), out.data(), 10, height), 1);
                 const auto rows = static_cast<uint32_t>(height);

@@ -51,8 +51,7 @@ TEST(GifLzw, AnyBytesDecodeAsTheTableSays) {
             data = gif_codes(gif_picture(random, width, height, colours), encoding);
             for (int k = i % 5; k > 0; --k) data[random() % data.size()] = static_cast<uint8_t>(random());
         } else {
-            data.resize(random() % 3000);
-            for (uint8_t &byte : data) byte = static_cast<uint8_t>(random());
+            data = noise(random() % 3000, static_cast<unsigned>(i));
         }
         const int size = i % 3 != 0 ? encoding.min_code_size : m;
         GifLzwModel model;
@@ -84,9 +83,7 @@ TEST(GifLzw, TheTableOutlivesTheImage) {
         const GifFrame frame = {.width = 16, .height = 16};
         const Bytes good = gif_codes(gif_picture(random, 16, 16, 64), {8, false, 255});
         // Codes of 9 bits beyond those known, and an end.
-        Bytes wild(40 + random() % 100);
-        for (uint8_t &byte : wild) byte = static_cast<uint8_t>(random());
-        const Bytes blocks = gif_sub_blocks(wild);
+        const Bytes blocks = gif_sub_blocks(noise(40 + random() % 100, static_cast<unsigned>(i)));
         GifLzwModel model;
         GifLzwModel::Image first = model.decode(good, 8, 16, 16, 16);
         const GifLzwModel::Image second = model.decode(blocks, 8, 16, 16, 16);

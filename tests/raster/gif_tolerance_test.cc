@@ -81,8 +81,7 @@ TEST(GifTolerance, EveryInputGivesTheRowsSoFar) {
 
 TEST(GifTolerance, ACutInsideASubBlockKeepsTheRowsAbove) {
     std::mt19937 random(12);
-    GifFrame frame = {.width = 64, .height = 64};
-    for (int i = 0; i < 64 * 64; ++i) frame.indices.push_back(static_cast<uint8_t>(random()));
+    const GifFrame frame = {.width = 64, .height = 64, .indices = noise(64 * 64, 12)};
     const Bytes bytes = gif_file({64, 64, 77, gif_palette(random, 256), {frame}});
     const Bytes half = head(bytes, bytes.size() / 2);
     for (const Kind kind : {Kind::kMemory, Kind::kPath}) {

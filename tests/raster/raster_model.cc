@@ -51,16 +51,6 @@ RasterSize fitted(RasterSize picture, const RasterTarget &target) {
     return {static_cast<int32_t>(by_height), down};
 }
 
-std::pair<int32_t, int32_t> quarter_taps(int32_t index, int32_t source, int32_t target) {
-    // The source row or column in which a position lies, each being `target` long.
-    const auto at = [&](int64_t position) {
-        int32_t found = 0;
-        while (int64_t{found + 1} * target <= position) ++found;
-        return found;
-    };
-    return {at(source / 4 + int64_t{index} * source), at(source * 3 / 4 + int64_t{index} * source)};
-}
-
 RasterPicture decode_raster(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target,
                             uint8_t fill) {
     GuardBuffer output(target_bytes(target, fill));
@@ -74,9 +64,6 @@ RasterPicture decode_raster(RasterDecoder decoder, Kind kind, const Bytes &file,
 
 RasterPicture decode_bmp(Kind kind, const Bytes &file, const RasterTarget &target) {
     return decode_raster(VORELBRIMI_DecodeBMP, kind, file, target);
-}
-RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &target) {
-    return decode_raster(VORELBRIMI_DecodeWBMP, kind, file, target);
 }
 RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill) {
     return decode_raster(VORELBRIMI_DecodeGIF, kind, file, target, fill);
@@ -94,11 +81,6 @@ void expect_untouched(RasterDecoder decoder, const std::vector<Kind> &kinds, con
         EXPECT_EQ(got.result, result) << text_of(target);
         EXPECT_EQ(got.pixels, target_bytes(target)) << text_of(target);
     }
-}
-
-Bytes changed(Bytes bytes, size_t at, const Bytes &values) {
-    std::copy(values.begin(), values.end(), bytes.begin() + static_cast<ptrdiff_t>(at));
-    return bytes;
 }
 
 }  // namespace vorel::test

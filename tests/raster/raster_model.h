@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "support/conformance.h"
+#include "support/layouts.h"
 #include "support/samples.h"
 
 namespace vorel::test {
@@ -39,8 +40,6 @@ int32_t raster_pixel_bytes(int32_t format);
 
 // The larger of the sizes with one side as asked for and the other one by the aspect, inside the request; not enlarged.
 RasterSize fitted(RasterSize picture, const RasterTarget &target);
-// Where a scaled pixel takes its two samples along an axis: at a quarter and at three quarters of its footprint.
-std::pair<int32_t, int32_t> quarter_taps(int32_t index, int32_t source, int32_t target);
 
 struct RasterPicture {
     int32_t result = -1;
@@ -65,10 +64,8 @@ RasterPicture laid_out(const RasterTarget &target, RasterSize upright, Bytes bef
     const int32_t top = target.packed() ? 0 : (target.height - height + round) / 2;
     for (int32_t y = 0; y < upright.height; ++y) {
         for (int32_t x = 0; x < upright.width; ++x) {
-            // Where (x, y) goes when the picture is turned clockwise.
-            const int32_t across[] = {x, upright.height - 1 - y, upright.width - 1 - x, y};
-            const int32_t down[] = {y, x, upright.height - 1 - y, upright.width - 1 - x};
-            const int32_t pixel = (top + down[target.turns()]) * stride + left + across[target.turns()];
+            const auto [to_x, to_y] = turned_place(x, y, upright.width, upright.height, target.turns());
+            const int32_t pixel = (top + to_y) * stride + left + to_x;
             store(x, y, out.pixels.data() + pixel * bytes);
         }
     }
@@ -79,7 +76,6 @@ using RasterDecoder = decltype(&VORELBRIMI_DecodeBMP);
 RasterPicture decode_raster(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target,
                             uint8_t fill = kUntouched);
 RasterPicture decode_bmp(Kind kind, const Bytes &file, const RasterTarget &target);
-RasterPicture decode_wbmp(Kind kind, const Bytes &file, const RasterTarget &target);
 RasterPicture decode_gif(Kind kind, const Bytes &file, const RasterTarget &target, uint8_t fill = kUntouched);
 // A decode as the conformance harness sees it.
 Seen seen_by(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTarget &target);
@@ -87,8 +83,5 @@ Seen seen_by(RasterDecoder decoder, Kind kind, const Bytes &file, const RasterTa
 // From each kind of input: that result, and nothing stored.
 void expect_untouched(RasterDecoder decoder, const std::vector<Kind> &kinds, const Bytes &file,
                       const RasterTarget &target, int32_t result);
-
-// A copy with other bytes at a place.
-Bytes changed(Bytes bytes, size_t at, const Bytes &values);
 
 }  // namespace vorel::test

@@ -102,8 +102,8 @@ void expect_as_model(const WbmpPicture &picture, const RasterTarget &target, con
 TEST(WbmpAgainstModel, AllSmallSizesAndSomeLargeOnes) {
     std::mt19937 random(1);
     const auto expect_picture = [&](int32_t width, int32_t height, const std::vector<RasterTarget> &targets) {
-        WbmpPicture picture = {width, height, Bytes(static_cast<size_t>((width + 7) / 8 * height))};
-        for (uint8_t &byte : picture.rows) byte = static_cast<uint8_t>(random());
+        const auto bytes = static_cast<size_t>((width + 7) / 8 * height);
+        const WbmpPicture picture = {width, height, noise(bytes, static_cast<unsigned>(random()))};
         const Bytes file = wbmp(static_cast<uint32_t>(width), static_cast<uint32_t>(height), picture.rows);
         for (const RasterTarget &target : targets) expect_as_model(picture, target, file);
     };
@@ -136,7 +136,9 @@ TEST(WbmpCorpus, DecodesAsTheModel) {
         if (!corrupt) EXPECT_EQ(type, VOREL_IMAGE_WBMP);
         if (type == 0) return;
         const auto width = static_cast<int32_t>(info.width), height = static_cast<int32_t>(info.height);
-        if (corrupt && decode_wbmp(Kind::kMemory, file, {width, height, COLOR_RGB565}).result == 0) return;
+        if (corrupt &&
+            decode_raster(VORELBRIMI_DecodeWBMP, Kind::kMemory, file, {width, height, COLOR_RGB565}).result == 0)
+            return;
         // The rows stand at the end, but for files with bytes behind them.
         const size_t row_bytes = static_cast<size_t>((width + 7) / 8 * height);
         size_t start = 2;
@@ -197,7 +199,7 @@ TEST(WbmpTolerance, OddHeaders) {
         for (const uint32_t option : {0u, 0x700u}) {
             for (const Kind kind : kServedKinds) {
                 const RasterTarget target = {std::max(c.width, 1), 1, COLOR_RGB888, option};
-                const RasterPicture got = decode_wbmp(kind, c.bytes, target);
+                const RasterPicture got = decode_raster(VORELBRIMI_DecodeWBMP, kind, c.bytes, target);
                 const uint8_t white = option ? 252 : 255;
                 EXPECT_EQ(got.result, c.width != kRefused);
                 if (c.width != kRefused) EXPECT_EQ(got.width, static_cast<uint32_t>(c.width));

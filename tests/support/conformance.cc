@@ -27,6 +27,16 @@ Seen expect_same_from_every_kind(const Subject &subject, const Bytes &input, con
 
 }  // namespace
 
+void expect_entries_give(const Bytes &expected, const Bytes &file, int32_t format, int32_t sample, uint8_t fill) {
+    const TempFile path(file);
+    const auto size = static_cast<int32_t>(file.size());
+    GuardBuffer by_file(expected.size(), fill), by_buffer(expected.size(), fill);
+    EXPECT_EQ(VorelDecodeFile(path.path(), by_file.data(), 0, format, sample), 1);
+    EXPECT_EQ(VorelDecodeBuffer(file.data(), by_buffer.data(), size, format, sample), 1);
+    EXPECT_EQ(by_file.bytes(), expected);
+    EXPECT_EQ(by_buffer.bytes(), expected);
+}
+
 void expect_prefixes_conform(const Subject &subject) {
     const LogCapture log;
     // An empty input opens by path only, so there is nothing to compare it with.
@@ -46,10 +56,9 @@ void expect_changes_conform(const Subject &subject) {
         for (const uint8_t value : subject.values) {
             const std::string what = subject.name + " byte " + std::to_string(at) + " = " + std::to_string(value);
             SCOPED_TRACE(what);
-            Bytes changed = subject.file;
-            changed[at] = value;
-            const Seen seen = expect_same_from_every_kind(subject, changed, what);
-            if (subject.on_change) subject.on_change(changed, at, seen);
+            const Bytes other = changed(subject.file, at, {value});
+            const Seen seen = expect_same_from_every_kind(subject, other, what);
+            if (subject.on_change) subject.on_change(other, at, seen);
         }
     }
 }

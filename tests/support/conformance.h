@@ -35,6 +35,8 @@ struct Subject {
     std::function<bool(Kind, const Bytes &input, const Seen &first, const Seen &other)> may_differ = {};
 };
 
+// VorelDecodeFile and VorelDecodeBuffer succeed with this buffer, which was filled with `fill`.
+void expect_entries_give(const Bytes &expected, const Bytes &file, int32_t format, int32_t sample, uint8_t fill);
 // Every prefix, an empty one too where it opens: an end, the same one from every kind.
 void expect_prefixes_conform(const Subject &subject);
 // Every byte set to each of the values.

@@ -4,17 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "support/inputs.h"
 
 namespace vorel::test {
-
-inline Bytes read_file(const std::filesystem::path &path) {
-    std::ifstream stream(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(stream), {});
-}
 
 // run(name, bytes) over every file of a folder; false where there is none.
 template <typename Run>

@@ -7,8 +7,15 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 
 namespace vorel::test {
+
+Bytes read_file(const std::filesystem::path &path) {
+    std::ifstream stream(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(stream), {});
+}
 
 TempFile::TempFile(const Bytes &bytes) : path_("/tmp/vorel-test-XXXXXX") {
     const int descriptor = mkstemp(path_.data());
@@ -107,6 +114,14 @@ void ProgressCalls::attach(DecInfo *session) {
                               static_cast<ProgressCalls *>(self)->percents.push_back(percent);
                               return static_cast<ProgressCalls *>(self)->answer;
                           }};
+}
+
+void set_window(DecInfo *session, uint32_t x, uint32_t y, uint32_t width, uint32_t height) {
+    session->partialDecode = 1;
+    session->partialX = x;
+    session->partialY = y;
+    session->partialWidth = width;
+    session->partialHeight = height;
 }
 
 int open_descriptors() {

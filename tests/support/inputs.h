@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@
 namespace vorel::test {
 
 using Bytes = std::vector<uint8_t>;
+
+Bytes read_file(const std::filesystem::path &path);
 
 // A file that goes with its object.
 class TempFile {
@@ -108,6 +111,9 @@ struct ProgressCalls {
     // The session owns its record.
     void attach(DecInfo *session);
 };
+
+// Has the next decode of a session make a window of its output.
+void set_window(DecInfo *session, uint32_t x, uint32_t y, uint32_t width, uint32_t height);
 
 int open_descriptors();
 

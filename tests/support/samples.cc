@@ -1,6 +1,7 @@
 #include "support/samples.h"
 
 #include <algorithm>
+#include <random>
 
 namespace vorel::test {
 
@@ -14,6 +15,17 @@ Bytes head(const Bytes &bytes, size_t count) { return Bytes(bytes.data(), bytes.
 Bytes tail(const Bytes &bytes, size_t count) {
     return Bytes(bytes.data() + bytes.size() - count, bytes.data() + bytes.size());
 }
+Bytes changed(Bytes bytes, size_t at, const Bytes &values) {
+    std::copy(values.begin(), values.end(), bytes.begin() + static_cast<ptrdiff_t>(at));
+    return bytes;
+}
+Bytes noise(size_t size, unsigned seed) {
+    std::minstd_rand random(seed + 1);
+    Bytes bytes(size);
+    for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random() >> 8);
+    return bytes;
+}
+
 Bytes little_16(uint32_t value) { return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)}; }
 Bytes little_32(uint32_t value) { return cat({little_16(value & 0xFFFF), little_16(value >> 16)}); }
 Bytes big_16(uint32_t value) { return {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)}; }

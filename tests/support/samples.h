@@ -13,6 +13,9 @@ Bytes cat(std::initializer_list<Bytes> parts);
 // The first count bytes, the last count bytes.
 Bytes head(const Bytes &bytes, size_t count);
 Bytes tail(const Bytes &bytes, size_t count);
+// A copy with other bytes at a place.
+Bytes changed(Bytes bytes, size_t at, const Bytes &values);
+Bytes noise(size_t size, unsigned seed);
 Bytes little_16(uint32_t value);
 Bytes little_32(uint32_t value);
 Bytes big_16(uint32_t value);

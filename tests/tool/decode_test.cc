@@ -11,14 +11,7 @@
 namespace vorel_tests {
 namespace {
 
-class DecodeTool : public ToolFixture {
-  protected:
-    void SetUp() override {
-        folder.put("color.jpg", make_jpeg(37, 21, 3));
-        folder.put("gray.jpg", make_jpeg(37, 21, 1));
-        folder.put("bits.wbmp", vorel::test::wbmp(37, 21, Bytes(5 * 21, 0x94)));
-    }
-};
+using DecodeTool = ToolFixture;
 
 int largest_difference(const Bytes &a, const Bytes &b) {
     int largest = a.size() == b.size() ? 0 : 256;

@@ -7,11 +7,17 @@
 #include <string>
 
 #include "run_tool.h"
+#include "support/samples.h"
 
 namespace vorel_tests {
 
 class ToolFixture : public testing::Test {
   protected:
+    void SetUp() override {
+        folder.put("color.jpg", make_jpeg(37, 21, 3));
+        folder.put("gray.jpg", make_jpeg(37, 21, 1));
+        folder.put("bits.wbmp", vorel::test::wbmp(37, 21, Bytes(5 * 21, 0x94)));
+    }
     // Runs and expects success without a word on standard error; what stands on standard output.
     std::string expect_ok(const std::string &line) {
         const ToolRun run = folder.run(line);

@@ -2,8 +2,6 @@
 #include <vorel/frame.h>
 #include <vorel/util.h>
 
-#include <algorithm>
-
 #include "fixture.h"
 #include "support/samples.h"
 
@@ -13,18 +11,12 @@ namespace {
 constexpr int kWidth = 31, kHeight = 17;
 const size_t kPixels = size_t{kWidth} * kHeight, kYuvBytes = kPixels + size_t{2} * 16 * 9;
 
-Bytes noise(size_t size) {
-    Bytes bytes(size);
-    uint32_t state = 5;
-    for (uint8_t &byte : bytes) byte = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
-    return bytes;
-}
-
+using vorel::test::noise;
 using FrameTool = ToolFixture;
 
 // Raw frames come out as the library makes them.
 TEST_F(FrameTool, RawFramesAreTheBytesOfTheLibrary) {
-    const Bytes nv21 = noise(kYuvBytes), rgba = noise(kPixels * 4);
+    const Bytes nv21 = noise(kYuvBytes, 1), rgba = noise(kPixels * 4, 2);
     folder.put("nv21.raw", nv21);
     folder.put("rgba.raw", rgba);
     Bytes colours(kPixels * 4), planes(kYuvBytes), nv12(kYuvBytes), small(12 * 9 + 2 * 6 * 5), half = nv21;
@@ -51,7 +43,7 @@ TEST_F(FrameTool, RawFramesAreTheBytesOfTheLibrary) {
 }
 
 TEST_F(FrameTool, PngsAndPpmsAreResizedAndTurned) {
-    const Bytes rgb = noise(kPixels * 3);
+    const Bytes rgb = noise(kPixels * 3, 3);
     folder.put("picture.ppm", vorel::test::cat({vorel::test::text("P6 # comment\n31\n17 255\n"), rgb}));
     Pixels large = {40, 30, Bytes(40 * 30 * 3)};
     vorel_resize_rgb888(rgb.data(), large.rgb.data(), kWidth, kHeight, 40, 30);

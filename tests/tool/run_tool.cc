@@ -23,11 +23,7 @@ namespace vorel_tests {
 namespace fs = std::filesystem;
 namespace {
 
-Bytes read_file(const fs::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), {});
-}
-
+using vorel::test::read_file;
 std::string text_of(const Bytes &bytes) { return std::string(bytes.begin(), bytes.end()); }
 
 [[noreturn]] void become_tool(const fs::path &folder, const std::string &line) {
@@ -107,20 +103,13 @@ ToolRun ScratchFolder::run(const std::string &line) const {
         redirect(STDERR_FILENO, err);
         become_tool(root_, line);
     }
-    ToolRun run;
-    run.status = wait_for(child);
-    run.out = text_of(read_file(out));
-    run.err = text_of(read_file(err));
-    return run;
+    const int status = wait_for(child);
+    return {status, text_of(read_file(out)), text_of(read_file(err))};
 }
 
 ToolRun ScratchFolder::run_until(const std::string &line, const std::string &text) const {
     int terminal, inner;
-    if (openpty(&terminal, &inner, nullptr, nullptr, nullptr) != 0) {
-        ToolRun none;
-        none.has_terminal = false;
-        return none;
-    }
+    if (openpty(&terminal, &inner, nullptr, nullptr, nullptr) != 0) return {-1, "", "", false};
     const pid_t child = fork();
     if (child == 0) {
         dup2(inner, STDERR_FILENO);
@@ -138,14 +127,11 @@ ToolRun ScratchFolder::run_until(const std::string &line, const std::string &tex
 }
 
 Bytes make_jpeg(int width, int height, int components) {
-    using vorel::test::Colour;
-    return vorel::test::turbo_picture({.width = width,
-                                       .height = height,
-                                       .colour = components == 1 ? Colour::kGray : Colour::kYcc,
-                                       .h = 1,
-                                       .v = 1,
-                                       .quality = 95,
-                                       .smooth = true});
+    vorel::test::PictureSpec spec = vorel::test::sized(width, height, 1, 1);
+    if (components == 1) spec.colour = vorel::test::Colour::kGray;
+    spec.quality = 95;
+    spec.smooth = true;
+    return vorel::test::turbo_picture(spec);
 }
 
 Pixels read_png(const std::string &path, bool alpha) {

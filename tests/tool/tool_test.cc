@@ -1,16 +1,17 @@
 // The command-line program, run as its users run it: what it refuses, what it leaves alone, how it ends.
-#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "fixture.h"
+#include "jpeg/decoder/surgery.h"
 #include "png/images.h"
 #include "support/gif_files.h"
 
 namespace vorel_tests {
 namespace {
 
-using vorel::test::cat, vorel::test::head, vorel::test::text, vorel::test::make_png;
+using vorel::test::cat, vorel::test::changed, vorel::test::find_marker, vorel::test::head, vorel::test::text,
+    vorel::test::make_png;
 using Tool = ToolFixture;
 
 TEST_F(Tool, BadUsageIsStatusTwoAndOneLine) {
@@ -39,11 +40,8 @@ TEST_F(Tool, BadUsageIsStatusTwoAndOneLine) {
 
 // Also with outputs that are there: each stays as it was, and nothing else comes.
 TEST_F(Tool, FailuresAreStatusOneAndLeaveTheFilesAlone) {
-    const Bytes jpeg = make_jpeg(37, 21, 3), picture = make_png({.width = 301, .height = 530});
-    folder.put("color.jpg", jpeg);
-    folder.put("gray.jpg", make_jpeg(37, 21, 1));
+    const Bytes jpeg = folder.get("color.jpg"), picture = make_png({.width = 301, .height = 530});
     folder.put("header.jpg", head(jpeg, 100));
-    folder.put("bits.wbmp", vorel::test::wbmp(37, 21, Bytes(5 * 21, 0x94)));
     folder.put("short.wbmp", {0, 0, 100, 100, 1});
     folder.put("picture.png", picture);
     folder.put("cut.png", head(picture, picture.size() / 2));
@@ -128,13 +126,10 @@ TEST_F(Tool, JpegsThatAreNotDecodedSayWhatTheyAre) {
                 {0xCA, 8, "arithmetic coding is not supported"},  {0xC1, 12, "12 bits a sample are not supported"},
                 {0xC2, 12, "12 bits a sample are not supported"}, {0xC3, 8, "lossless coding is not supported"},
                 {0xC5, 8, "hierarchical coding is not supported"}};
-    const Bytes good = make_jpeg(37, 21, 3), sof = {0xFF, 0xC0, 0};
-    const auto at = std::search(good.begin(), good.end(), sof.begin(), sof.end()) - good.begin();
+    const Bytes good = folder.get("color.jpg");
+    const size_t at = find_marker(good, 0xC0);
     for (const auto &row : rows) {
-        Bytes odd = good;
-        odd.at(static_cast<size_t>(at) + 1) = row.marker;
-        odd.at(static_cast<size_t>(at) + 4) = row.precision;
-        folder.put("odd.jpg", odd);
+        folder.put("odd.jpg", changed(changed(good, at + 1, {row.marker}), at + 4, {row.precision}));
         for (const char *from : {"memory", "file", "stream"})
             expect_refused(std::string("decode odd.jpg new.png --from ") + from, 1, row.says);
         if (row.marker != 0xC2) expect_refused("info odd.jpg", 1, row.says);
@@ -142,7 +137,6 @@ TEST_F(Tool, JpegsThatAreNotDecodedSayWhatTheyAre) {
 }
 
 TEST_F(Tool, OutputReplacesTheFileBehindTheNameAndNothingElse) {
-    folder.put("color.jpg", make_jpeg(37, 21, 3));
     folder.put("real.raw", {1});
     std::filesystem::create_symlink("real.raw", folder.path("link.raw"));
     std::filesystem::permissions(folder.path("real.raw"), std::filesystem::perms(0640));
@@ -150,12 +144,10 @@ TEST_F(Tool, OutputReplacesTheFileBehindTheNameAndNothingElse) {
     EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link.raw")));
     EXPECT_EQ(folder.get("real.raw").size(), 37u * 21 * 4);
     EXPECT_EQ(std::filesystem::status(folder.path("real.raw")).permissions(), std::filesystem::perms(0640));
-    EXPECT_EQ(folder.snapshot().size(), 3u);
+    EXPECT_EQ(folder.snapshot().size(), 5u) << "with the pictures that are always there";
 }
 
 TEST_F(Tool, InfoReportsEachFileAndGoesOnAfterABadOne) {
-    folder.put("color.jpg", make_jpeg(37, 21, 3));
-    folder.put("bits.wbmp", vorel::test::wbmp(37, 21, Bytes(5 * 21, 0x94)));
     folder.put("moving.gif", vorel::test::gif_animation());
     const std::string bytes = std::to_string(folder.get("color.jpg").size());
     const ToolRun lines = folder.run("info color.jpg missing bits.wbmp moving.gif");
@@ -177,10 +169,8 @@ TEST_F(Tool, InfoReportsEachFileAndGoesOnAfterABadOne) {
 
 // A JPEG without quantisation tables parses, and fails when its decoder is set up.
 TEST_F(Tool, LogShowsTheDiagnosticsOfAFailure) {
-    Bytes bad = make_jpeg(37, 21, 3);
-    const Bytes tables = {0xFF, 0xDB};
-    for (auto at = bad.begin(); (at = std::search(at, bad.end(), tables.begin(), tables.end())) != bad.end();)
-        at[1] = 0xFE;  // a comment
+    Bytes bad = folder.get("color.jpg");
+    for (size_t at = 0; (at = find_marker(bad, 0xDB, at)) < bad.size();) bad[at + 1] = 0xFE;  // a comment
     folder.put("bad.jpg", bad);
     expect_refused("decode bad.jpg out.png", 1);
     const ToolRun talking = folder.run("decode bad.jpg out.png --log");

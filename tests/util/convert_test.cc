@@ -46,7 +46,6 @@ constexpr Family kFamilies[] = {
 };
 
 bool is_yuv(int32_t format) { return format == COLOR_YUV420 || format == COLOR_NV12 || format == COLOR_NV21; }
-size_t pixel_bytes(int32_t format) { return format == COLOR_RGB888 ? 3 : 4; }
 
 void store(int32_t format, Rgb rgb, uint8_t *out) {
     out[0] = static_cast<uint8_t>(format == COLOR_BGRA8888 ? rgb.b : rgb.r);
@@ -56,13 +55,14 @@ void store(int32_t format, Rgb rgb, uint8_t *out) {
 }
 
 Bytes model_to_rgb(const Family &family, const Bytes &src, int width, int height) {
-    Bytes out(area(width, height) * pixel_bytes(family.to));
+    const auto bytes = static_cast<size_t>(pixel_bytes(family.to));
+    Bytes out(area(width, height) * bytes);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const size_t at = area(width, y) + static_cast<size_t>(x);
             const Yuv yuv = {src[at], src[u_at(family.from, width, height, x, y)],
                              src[v_at(family.from, width, height, x, y)]};
-            store(family.to, model_rgb(yuv), &out[at * pixel_bytes(family.to)]);
+            store(family.to, model_rgb(yuv), &out[at * bytes]);
         }
     }
     return out;
@@ -76,7 +76,7 @@ Rgb pixel_of(const Bytes &rgba, int width, int x, int y) {
 Bytes model_to_yuv(const Family &family, const Bytes &src, int width, int height) {
     const bool full = family.to == COLOR_YUV420;
     const auto convert = full ? model_full_yuv : model_video_yuv;
-    Bytes out(yuv_bytes(width, height));
+    Bytes out(format_bytes(COLOR_NV21, width, height));
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const Yuv here = convert(pixel_of(src, width, x, y));
@@ -118,7 +118,7 @@ TEST(Convert, ColoursAreTheFormulaOnEveryTriple) {
         for (const Family &family : kFamilies) {
             if (is_yuv(family.from) && is_yuv(family.to)) continue;
             const int height = is_yuv(family.from) ? kSide / 2 : kSide;
-            Bytes src(frame_bytes(family.from, kSide, height));
+            Bytes src(format_bytes(family.from, kSide, height));
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < kSide; ++x) {
                     const size_t at = area(kSide, y) + static_cast<size_t>(x);
@@ -151,7 +151,7 @@ TEST(Convert, FramesOfAllShapesEqualTheModelAndFillTheirOutput) {
     for (const auto &[width, height] : kShapes) {
         for (const Family &family : kFamilies) {
             SCOPED_TRACE(std::string(family.name) + " " + std::to_string(width) + "x" + std::to_string(height));
-            GuardBuffer src(noise(frame_bytes(family.from, width, height), static_cast<unsigned>(width + height)));
+            GuardBuffer src(noise(format_bytes(family.from, width, height), static_cast<unsigned>(width + height)));
             const Bytes expected = model_convert(family, src.bytes(), width, height);
             // Pairs are swapped beside a luma that stays, and perhaps in place.
             const bool swaps = family.single == _yuv_nv_reverse_sg;
@@ -179,7 +179,7 @@ TEST(Convert, EveryWayGivesTheSameAtEveryHeight) {
         const int width = 1 + height * 7 % 13;
         for (const Family &family : kFamilies) {
             if (!family.threaded) continue;
-            Bytes single(frame_bytes(family.to, width, height)), other = single;
+            Bytes single(format_bytes(family.to, width, height)), other = single;
             family.single(width, height, src.data(), single.data());
             for (const Convert convert : {family.threaded, height % 32 ? nullptr : family.chosen}) {
                 if (convert) convert(width, height, src.data(), other.data());
@@ -196,13 +196,13 @@ TEST(Convert, HighFramesAreCutIntoTheSpecifiedBands) {
         int height, bands;
     } kRows[] = {{1199, 0}, {1200, 38}, {1215, 38}, {1216, 38}, {1231, 38}, {1232, 39}};
     for (const auto &row : kRows) {
-        const Bytes src = noise(yuv_bytes(5, row.height), 3);
+        const Bytes src = noise(format_bytes(COLOR_NV21, 5, row.height), 3);
         Bytes out(area(5, row.height) * 4);
         nv21_to_rgba8888(5, row.height, src.data(), out.data());
         EXPECT_EQ(watched.take_count(), row.bands) << row.height;
     }
     // Chroma moves alone: by area.
-    const Bytes src = noise(yuv_bytes(2048, 2049), 4);
+    const Bytes src = noise(format_bytes(COLOR_NV21, 2048, 2049), 4);
     Bytes out(src.size());
     for (const auto move : {yuv_nv_reverse, yuv420_to_nv12, yuv420_to_nv21}) {
         move(2048, 2048, src.data(), out.data());
@@ -275,7 +275,7 @@ TEST(Convert, WithoutMemoryTheCallingThreadDoesTheWork) {
     const ShuffledTasks shuffled(8);
     const Bytes src = noise(area(20, 1300) * 4, 2);
     for (const Family &family : kFamilies) {
-        Bytes expected(frame_bytes(family.to, 20, 1300)), out = expected;
+        Bytes expected(format_bytes(family.to, 20, 1300)), out = expected;
         family.single(20, 1300, src.data(), expected.data());
         if (family.threaded)
             with_each_allocation_failing([&](CountingAllocator &) {

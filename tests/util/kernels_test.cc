@@ -10,26 +10,7 @@
 namespace vorel::test {
 namespace {
 
-// What run(kernels) gives is the same with each vector table.
-template <typename Run>
-void expect_twins(const std::string &what, const Run &run) {
-    const UtilKernels *tables[kMaxKernelTables];
-    const int count = runnable_util_kernels(tables);
-    if (testing::Test::HasFatalFailure()) return;
-    const Bytes expected = run(scalar_util_kernels());
-    for (int i = 0; i < count; ++i) ASSERT_TRUE(run(*tables[i]) == expected) << tables[i]->name << " " << what;
-}
-
 constexpr int kWidest = 200;  // past two of the widest vectors
-
-// Noise, and the values at the ends of the range.
-Bytes samples(size_t size, unsigned seed) {
-    if (seed % 4 == 3) return Bytes(size, seed % 8 == 3 ? 0 : 255);
-    Bytes bytes = noise(size, seed);
-    if (seed % 4 == 2)
-        for (uint8_t &byte : bytes) byte = byte & 1 ? 255 : 0;
-    return bytes;
-}
 
 TEST(UtilKernels, ColourTwinsAgree) {
     for (int i = 0; i < kWidest * kChromaLayouts * 2; ++i) {
@@ -41,20 +22,22 @@ TEST(UtilKernels, ColourTwinsAgree) {
         const std::string what = "layout " + std::to_string(layout) + " width " + std::to_string(width);
         const auto row = [&](uint8_t *second) { return paired ? second : nullptr; };
 
-        GuardBuffer y0(samples(pixels, seed)), y1(samples(pixels, seed + 1));
-        GuardBuffer first(samples(pairs, seed + 2)), second(samples(chroma, seed + 3));
+        GuardBuffer y0(kernel_row(pixels, seed)), y1(kernel_row(pixels, seed + 1));
+        GuardBuffer first(kernel_row(pairs, seed + 2)), second(kernel_row(chroma, seed + 3));
         for (int format = 0; format < kRgbFormats; ++format) {
             const size_t bytes = format == static_cast<int>(RgbFormat::kRgb) ? 3 : 4;
-            expect_twins("to format " + std::to_string(format) + " from " + what, [&](const UtilKernels &kernels) {
-                return whole_outputs({pixels * bytes, below * bytes}, [&](uint8_t *const *out) {
-                    kernels.yuv_to_rgb[layout][format](
-                        {{y0.data(), row(y1.data())}, first.data(), second.data(), width, {out[0], row(out[1])}});
+            expect_twins(
+                runnable_util_kernels, "to format " + std::to_string(format) + " from " + what,
+                [&](const UtilKernels &kernels) {
+                    return whole_outputs({pixels * bytes, below * bytes}, [&](uint8_t *const *out) {
+                        kernels.yuv_to_rgb[layout][format](
+                            {{y0.data(), row(y1.data())}, first.data(), second.data(), width, {out[0], row(out[1])}});
+                    });
                 });
-            });
         }
 
-        GuardBuffer top(samples(pixels * 4, seed)), bottom(samples(pixels * 4, seed + 1));
-        expect_twins("to " + what, [&](const UtilKernels &kernels) {
+        GuardBuffer top(kernel_row(pixels * 4, seed)), bottom(kernel_row(pixels * 4, seed + 1));
+        expect_twins(runnable_util_kernels, "to " + what, [&](const UtilKernels &kernels) {
             return whole_outputs({pixels, below, pairs, planar ? chroma : 0}, [&](uint8_t *const *out) {
                 kernels.rgba_to_yuv[layout](
                     {{top.data(), row(bottom.data())}, width, {out[0], row(out[1])}, out[2], out[3], width % 16 == 0});
@@ -67,7 +50,7 @@ TEST(UtilKernels, PairTwinsAgree) {
     for (int count = 0; count <= kWidest; ++count) {
         const size_t bytes = static_cast<size_t>(count) * 2;
         GuardBuffer pairs(noise(bytes, 1)), first(noise(bytes / 2, 2)), second(noise(bytes / 2, 3));
-        expect_twins(std::to_string(count), [&](const UtilKernels &kernels) {
+        expect_twins(runnable_util_kernels, std::to_string(count), [&](const UtilKernels &kernels) {
             return whole_outputs({bytes, bytes, bytes}, [&](uint8_t *const *out) {
                 kernels.swap_pairs(pairs.data(), count, out[0]);
                 kernels.interleave(first.data(), second.data(), count, out[1]);
@@ -97,11 +80,12 @@ TEST(UtilKernels, ResizeTwinsAgree) {
                     taps.chunk_ends = ends.data();
                 }
                 const std::string what = std::to_string(src) + " to " + std::to_string(dst);
-                expect_twins(what + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
-                    return whole_output(static_cast<size_t>(taps.count * unit), [&](uint8_t *out) {
-                        kernels.resize_row(taps, {a.data(), 64, b.data(), 64}, out);
-                    });
-                });
+                expect_twins(runnable_util_kernels, what + " of unit " + std::to_string(unit),
+                             [&](const UtilKernels &kernels) {
+                                 return whole_output(static_cast<size_t>(taps.count * unit), [&](uint8_t *out) {
+                                     kernels.resize_row(taps, {a.data(), 64, b.data(), 64}, out);
+                                 });
+                             });
             }
         }
     }
@@ -114,25 +98,27 @@ TEST(UtilKernels, TurnTwinsAgree) {
             for (const int height : kSizes) {
                 GuardBuffer src(noise(area(width, height) * static_cast<size_t>(unit), 6));
                 const std::string what = std::to_string(width) + "x" + std::to_string(height);
-                expect_twins(what + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
-                    return whole_output(src.size(), [&](uint8_t *out) {
-                        kernels.transpose[unit]({src.data(), width * unit, out, height * unit, width, height});
+                expect_twins(
+                    runnable_util_kernels, what + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
+                        return whole_output(src.size(), [&](uint8_t *out) {
+                            kernels.transpose[unit]({src.data(), width * unit, out, height * unit, width, height});
+                        });
                     });
-                });
             }
         }
         for (size_t count = 0; count <= kWidest; ++count) {
             const size_t bytes = count * static_cast<size_t>(unit);
             GuardBuffer src(noise(bytes, 7));
             const Bytes front = noise(bytes, 8), back = noise(bytes, 9);
-            expect_twins(std::to_string(count) + " of unit " + std::to_string(unit), [&](const UtilKernels &kernels) {
-                return whole_outputs({bytes, bytes, bytes}, [&](uint8_t *const *out) {
-                    kernels.reverse[unit](src.data(), count, out[0]);
-                    std::copy(front.begin(), front.end(), out[1]);
-                    std::copy(back.begin(), back.end(), out[2]);
-                    kernels.swap_reversed[unit](out[1], out[2], count);
-                });
-            });
+            expect_twins(runnable_util_kernels, std::to_string(count) + " of unit " + std::to_string(unit),
+                         [&](const UtilKernels &kernels) {
+                             return whole_outputs({bytes, bytes, bytes}, [&](uint8_t *const *out) {
+                                 kernels.reverse[unit](src.data(), count, out[0]);
+                                 std::copy(front.begin(), front.end(), out[1]);
+                                 std::copy(back.begin(), back.end(), out[2]);
+                                 kernels.swap_reversed[unit](out[1], out[2], count);
+                             });
+                         });
         }
     }
 }

@@ -1,9 +1,6 @@
 #include "util/model.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <list>
 #include <random>
 #include <thread>
 #include <utility>
@@ -39,8 +36,7 @@ Bytes model_turn_plane(const uint8_t *src, int width, int height, int unit, int 
     const int out_width = angle == 180 ? width : height;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            const int to_x = angle == 90 ? height - 1 - y : angle == 180 ? width - 1 - x : y;
-            const int to_y = angle == 90 ? x : angle == 180 ? height - 1 - y : width - 1 - x;
+            const auto [to_x, to_y] = turned_place(x, y, width, height, static_cast<uint32_t>(angle / 90));
             for (int i = 0; i < unit; ++i) {
                 out[static_cast<size_t>((to_y * out_width + to_x) * unit + i)] = src[(y * width + x) * unit + i];
             }
@@ -50,43 +46,20 @@ Bytes model_turn_plane(const uint8_t *src, int width, int height, int unit, int 
 }
 
 Bytes model_resize_plane(const uint8_t *src, int src_width, int src_height, int dst_width, int dst_height, int unit) {
-    const auto first = [](int64_t s, int64_t d, int64_t at) { return ((s >> 2) + at * s) / d; };
-    const auto second = [](int64_t s, int64_t d, int64_t at) { return (((3 * s) >> 2) + at * s) / d; };
     Bytes out;
     for (int y = 0; y < dst_height; ++y) {
+        const auto [top, bottom] = quarter_taps(y, src_height, dst_height);
         for (int x = 0; x < dst_width; ++x) {
+            const auto [left, right] = quarter_taps(x, src_width, dst_width);
             for (int i = 0; i < unit; ++i) {
                 int sum = 0;
-                for (const int64_t row : {first(src_height, dst_height, y), second(src_height, dst_height, y)})
-                    for (const int64_t column : {first(src_width, dst_width, x), second(src_width, dst_width, x)})
-                        sum += src[(row * src_width + column) * unit + i] >> 2;
+                for (const ptrdiff_t row : {top, bottom})
+                    for (const ptrdiff_t column : {left, right}) sum += src[(row * src_width + column) * unit + i] >> 2;
                 out.push_back(static_cast<uint8_t>(sum));
             }
         }
     }
     return out;
-}
-
-// The planes of a frame, one after another: width, height, unit.
-struct PlaneSize {
-    int width, height, unit;
-};
-std::vector<PlaneSize> planes_of(int32_t format, int width, int height) {
-    const int cw = half_up(width), ch = half_up(height);
-    switch (format) {
-        case COLOR_RGB565:
-        case COLOR_RGB565_ALT:
-            return {{width, height, 2}};
-        case COLOR_RGB888:
-            return {{width, height, 3}};
-        case COLOR_YUV420:
-            return {{width, height, 1}, {cw, ch, 1}, {cw, ch, 1}};
-        case COLOR_NV12:
-        case COLOR_NV21:
-            return {{width, height, 1}, {cw, ch, 2}};
-        default:
-            return {{width, height, 4}};
-    }
 }
 
 template <typename Each>
@@ -103,13 +76,6 @@ Bytes by_planes(int32_t format, const Bytes &src, int width, int height, const E
 
 }  // namespace
 
-Bytes noise(size_t size, unsigned seed) {
-    std::minstd_rand random(seed + 1);
-    Bytes bytes(size);
-    for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random() >> 8);
-    return bytes;
-}
-
 Rgb model_rgb(Yuv yuv) {
     const int c = 1192 * (yuv.y - 16), u = yuv.u - 128, v = yuv.v - 128;
     return {clip((c + 1634 * v) >> 10), clip((c - 833 * v - 400 * u) >> 10), clip((c + 2066 * u) >> 10)};
@@ -125,13 +91,6 @@ Yuv model_full_yuv(Rgb p) {
     return {(19595 * p.r + 38470 * p.g + 7471 * p.b + 32768) >> 16,
             (-11059 * p.r - 21709 * p.g + 32768 * p.b + 32767 + (128 << 16)) >> 16,
             (32768 * p.r - 27439 * p.g - 5329 * p.b + 32767 + (128 << 16)) >> 16};
-}
-
-size_t frame_bytes(int32_t format, int width, int height) {
-    size_t bytes = 0;
-    for (const PlaneSize &plane : planes_of(format, width, height))
-        bytes += area(plane.width, plane.height) * static_cast<size_t>(plane.unit);
-    return bytes;
 }
 
 size_t u_at(int32_t format, int width, int height, int x, int y) {
@@ -157,30 +116,6 @@ Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int an
     return by_planes(format, src, width, height, [&](const uint8_t *plane, const PlaneSize &size) {
         return model_turn_plane(plane, size.width, size.height, size.unit, angle);
     });
-}
-
-Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write) {
-    return whole_outputs({size}, [&](uint8_t *const *out) { write(out[0]); });
-}
-
-Bytes whole_outputs(const std::vector<size_t> &sizes, const std::function<void(uint8_t *const *)> &write) {
-    Bytes runs[2];
-    for (const uint8_t fill : {0x00, 0xA5}) {
-        std::list<GuardBuffer> buffers;
-        std::vector<uint8_t *> starts;
-        for (const size_t size : sizes) starts.push_back(buffers.emplace_back(size, fill).data());
-        write(starts.data());
-        for (GuardBuffer &buffer : buffers) {
-            // Where the buffer does not begin at a page there are zeros in front of it.
-            const size_t in_front = std::min<size_t>(64, reinterpret_cast<uintptr_t>(buffer.data()) % 4096);
-            EXPECT_TRUE(std::all_of(buffer.data() - in_front, buffer.data(), [](uint8_t byte) { return byte == 0; }))
-                << "written in front of the output";
-            const Bytes bytes = buffer.bytes();
-            runs[fill != 0].insert(runs[fill != 0].end(), bytes.begin(), bytes.end());
-        }
-    }
-    EXPECT_TRUE(runs[0] == runs[1]) << "not every byte is written";
-    return runs[0];
 }
 
 void on_every_target(const std::function<void(const char *target)> &check) {

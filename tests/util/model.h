@@ -5,9 +5,10 @@
 #include <vorel/util.h>
 
 #include <functional>
-#include <string>
 
-#include "support/inputs.h"
+#include "support/layouts.h"
+#include "support/samples.h"
+#include "support/twins.h"
 #include "util/task_group.h"
 
 namespace vorel::test {
@@ -23,8 +24,6 @@ constexpr bool kSlowBuild = true;
 constexpr bool kSlowBuild = false;
 #endif
 
-Bytes noise(size_t size, unsigned seed);
-
 struct Yuv {
     int y, u, v;
 };
@@ -35,13 +34,6 @@ Rgb model_rgb(Yuv yuv);        // BT.601, video range
 Yuv model_video_yuv(Rgb rgb);  // the same back
 Yuv model_full_yuv(Rgb rgb);   // JFIF
 
-inline int half_up(int size) { return (size + 1) / 2; }
-inline size_t area(int width, int height) { return static_cast<size_t>(width) * static_cast<size_t>(height); }
-inline size_t yuv_bytes(int width, int height) {
-    return area(width, height) + 2 * area(half_up(width), half_up(height));
-}
-size_t frame_bytes(int32_t format, int width, int height);
-
 // The chroma of a pixel in a frame of COLOR_YUV420, COLOR_NV12 or COLOR_NV21: where U and V stand.
 size_t u_at(int32_t format, int width, int height, int x, int y);
 size_t v_at(int32_t format, int width, int height, int x, int y);
@@ -51,12 +43,6 @@ Bytes model_resize(int32_t format, const Bytes &src, int src_width, int src_heig
 
 // A frame turned clockwise by 90, 180 or 270 degrees, sample by sample.
 Bytes model_turn(int32_t format, const Bytes &src, int width, int height, int angle);
-
-// What write(dst) leaves in a buffer of that size, of which every byte has to be written and none beside it: the buffer
-// ends at a page that cannot be touched, and is filled with two different values.
-Bytes whole_output(size_t size, const std::function<void(uint8_t *)> &write);
-// The same of several buffers, behind one another.
-Bytes whole_outputs(const std::vector<size_t> &sizes, const std::function<void(uint8_t *const *)> &write);
 
 // Calls check with each vector target that runs here, scalar last, as the widest one there is.
 void on_every_target(const std::function<void(const char *target)> &check);

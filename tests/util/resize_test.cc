@@ -116,7 +116,7 @@ TEST(Resize, EveryFormEqualsTheClosedFormula) {
     for (const auto &pair : kSizes) {
         const Size from = pair[0], to = pair[1];
         for (const Family &family : kFamilies) {
-            const Bytes noisy = noise(frame_bytes(family.format, from.width, from.height), 3);
+            const Bytes noisy = noise(format_bytes(family.format, from.width, from.height), 3);
             GuardBuffer src(noisy);
             const Bytes expected =
                 converted(family, model_resize(family.format, noisy, from.width, from.height, to.width, to.height), to);
@@ -137,7 +137,7 @@ TEST(Resize, ThreadedEqualsSingleAtEveryHeightInAnyOrder) {
         const int to_height = height % 3 == 0 ? height * 2 : height % 5 ? height / 2 : height / 17;
         const Size to = {1 + height * 5 % 23, 1 + to_height};
         for (const Family &family : kResizers) {
-            Bytes single(frame_bytes(family.format, to.width, to.height), 1), threaded(single.size(), 2);
+            Bytes single(format_bytes(family.format, to.width, to.height), 1), threaded(single.size(), 2);
             family.run(kSingle, src.data(), single.data(), from, to, nullptr);
             family.run(kThreaded, src.data(), threaded.data(), from, to, nullptr);
             ASSERT_TRUE(single == threaded) << named(family, from, to);
@@ -281,7 +281,7 @@ TEST(Resize, CanvasesTakeThePictureAndItsEdgesCutIt) {
         const Size target = {c.target, c.from.height * c.target / c.from.width};
         for (const Family &family : kFamilies) {
             if (!family.has_canvas) continue;
-            const Bytes src = noise(frame_bytes(family.format, c.from.width, c.from.height), 6);
+            const Bytes src = noise(format_bytes(family.format, c.from.width, c.from.height), 6);
             const Bytes picture =
                 model_resize(family.format, src, c.from.width, c.from.height, target.width, target.height);
             const Bytes expected =
@@ -373,7 +373,7 @@ TEST(Resize, WithoutMemoryNothingOrTheWholeResultIsWritten) {
     const ShuffledTasks shuffled(7);
     for (const Family &family : kResizers) {
         for (const Size to : {Size{20, 600}, {21, 601}}) {
-            const Bytes src = noise(frame_bytes(family.format, 30, 1100), 7);
+            const Bytes src = noise(format_bytes(family.format, 30, 1100), 7);
             const Bytes expected = model_resize(family.format, src, 30, 1100, to.width, to.height);
             const bool may_fail = to.width % 4 && family.format != COLOR_RGBA8888 && family.format != COLOR_RGB888;
             int failures = 0;

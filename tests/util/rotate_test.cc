@@ -20,7 +20,7 @@ using Turn = int32_t (*)(void *, int32_t, int32_t, int32_t, int32_t);
 TEST(Rotate, EveryFormatAndAngleEqualsTheModel) {
     for (const int32_t format : kFormats) {
         for (const auto &size : kSizes) {
-            const Bytes src = noise(frame_bytes(format, size[0], size[1]), 5);
+            const Bytes src = noise(format_bytes(format, size[0], size[1]), 5);
             for (const int angle : kAngles) {
                 const Bytes expected = model_turn(format, src, size[0], size[1], angle);
                 for (const Turn turn : {vorel_rotate, vorel_fast_rotate}) {
@@ -42,7 +42,7 @@ TEST(Rotate, EveryFormatAndAngleEqualsTheModel) {
 TEST(Rotate, JobsOfAnyEvenRowsMakeTheWholeTurn) {
     for (const int32_t format : kFormats) {
         const int width = 21, height = 47;
-        const Bytes src = noise(frame_bytes(format, width, height), 6);
+        const Bytes src = noise(format_bytes(format, width, height), 6);
         for (const int angle : kAngles) {
             const auto routine = angle == 90 ? _vorel_rotate_90 : angle == 180 ? _vorel_rotate_180 : _vorel_rotate_270;
             const Bytes out = whole_output(src.size(), [&](uint8_t *destination) {
@@ -61,7 +61,7 @@ TEST(Rotate, JobsOfAnyEvenRowsMakeTheWholeTurn) {
 TEST(Rotate, HighFramesLoseNoRowInAnyOrder) {
     const ShuffledTasks shuffled(3);
     const auto check = [](int32_t format, int width, int height, int angle) {
-        const Bytes src = noise(frame_bytes(format, width, height), 9);
+        const Bytes src = noise(format_bytes(format, width, height), 9);
         Bytes frame = src;
         ASSERT_EQ(vorel_fast_rotate(frame.data(), width, height, format, angle), 1);
         ASSERT_TRUE(frame == model_turn(format, src, width, height, angle)) << format << " height " << height;
@@ -99,7 +99,7 @@ TEST(Rotate, RefusalsLeaveTheFrameAndTheirLine) {
 TEST(Rotate, WithoutMemoryTheFrameStaysOrIsTurnedWhole) {
     const ShuffledTasks shuffled(6);
     LogCapture log;
-    const Bytes src = noise(frame_bytes(COLOR_NV12, 15, 700), 4);
+    const Bytes src = noise(format_bytes(COLOR_NV12, 15, 700), 4);
     for (const int angle : kAngles) {
         const Bytes expected = model_turn(COLOR_NV12, src, 15, 700, angle);
         Bytes frame;

@@ -79,7 +79,7 @@ void store_pixel(const Samples &p, int32_t format, const Place &to, int x, int y
         if (x % 2 == 0) chroma(words + 1, words + 3);
     }
     const Layout layout = layout_of(format);
-    const int across = static_cast<int>(layout.across), down = static_cast<int>(layout.down);
+    const int across = layout.across, down = layout.down;
     if (!across) return;
     put(index, {p.at(0, x, y)});
     if (x % across || y % down) return;
@@ -112,8 +112,8 @@ Samples resized(const Samples &source, int width, int height, const Sample &samp
 
 Samples mean_of_four(const Samples &s, int width, int height) {
     return resized(s, width, height, [&](size_t c, int x, int y) {
-        const int xa = (s.width / 4 + x * s.width) / width, xb = (s.width * 3 / 4 + x * s.width) / width;
-        const int ya = (s.height / 4 + y * s.height) / height, yb = (s.height * 3 / 4 + y * s.height) / height;
+        const auto [xa, xb] = quarter_taps(x, s.width, width);
+        const auto [ya, yb] = quarter_taps(y, s.height, height);
         return (s.at(c, xa, ya) + s.at(c, xb, ya) + s.at(c, xa, yb) + s.at(c, xb, yb)) / 4;
     });
 }
@@ -124,19 +124,11 @@ Samples centre_sample(const Samples &s, int width, int height) {
     });
 }
 
-Samples turned(const Samples &s, int degrees) {
-    const bool quarter = degrees == 90 || degrees == 270;
-    return resized(s, quarter ? s.height : s.width, quarter ? s.width : s.height, [&](size_t c, int x, int y) {
-        switch (degrees) {
-            case 90:
-                return s.at(c, y, s.height - 1 - x);
-            case 180:
-                return s.at(c, s.width - 1 - x, s.height - 1 - y);
-            case 270:
-                return s.at(c, s.width - 1 - y, x);
-            default:
-                return s.at(c, x, y);
-        }
+Samples turned(const Samples &s, uint32_t quarters) {
+    const int width = quarters % 2 ? s.height : s.width, height = quarters % 2 ? s.width : s.height;
+    return resized(s, width, height, [&](size_t c, int x, int y) {
+        const auto [from_x, from_y] = turned_place(x, y, width, height, (4 - quarters) % 4);
+        return s.at(c, from_x, from_y);
     });
 }
 
@@ -271,8 +263,8 @@ Decoded DecodeModel::operator()(const DecodeSpec &wanted) {
     const Size target = {wanted.width ? wanted.width : image.width, wanted.height ? wanted.height : image.height};
     const uint32_t fit = wanted.options & 0x700;
     const bool pixels = pixel_bytes(wanted.format) == 4 || wanted.format == COLOR_RGB565;
-    const int degrees = pixels ? static_cast<int>(wanted.options >> 2 & 3) * 90 : 0;
-    const bool quarter = degrees % 180 != 0;
+    const uint32_t quarters = pixels ? wanted.options >> 2 & 3 : 0;
+    const bool quarter = quarters % 2 != 0;
     const Size upright = target.turned(quarter), out = output_size(image, upright, fit);
     const int width = static_cast<int>(out.width), height = static_cast<int>(out.height);
 
@@ -311,7 +303,7 @@ Decoded DecodeModel::operator()(const DecodeSpec &wanted) {
         place.pair_left += (x - left) & ~1;
         if (!wanted.window_in_place) place = quarter ? Place{h, w} : Place{w, h};
     }
-    result.pixels = stored(turned(picture, degrees), wanted.format, wanted.fill, place);
+    result.pixels = stored(turned(picture, quarters), wanted.format, wanted.fill, place);
     if (wanted.window_width == 0 || wanted.window_in_place) result.pixels.resize(bytes, wanted.fill);
     return result;
 }

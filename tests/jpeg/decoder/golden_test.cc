@@ -1,6 +1,7 @@
 // Kept pictures and what they decoded to, for builds that have no oracle: other processors, other vector widths.
 // Each line of golden/expected.tsv: file, format, width, height, options, FNV-1a of the buffer. New lines are printed
 // by the test itself where a file has none.
+#include <fstream>
 #include <sstream>
 
 #include "jpeg/decoder/decode_support.h"

@@ -88,9 +88,7 @@ TEST(JpegInputs, ABrokenLaterScanFailsTheDecode) {
     const Bytes jpeg = turbo_picture({.width = 64, .height = 64, .scans = Scans::kOnePerComponent});
     const size_t second = find_marker(jpeg, 0xDA, scan_data(jpeg));
     for (const uint8_t id : {uint8_t{9}, jpeg[find_marker(jpeg, 0xDA) + 5]}) {
-        Bytes broken = jpeg;
-        broken[second + 5] = id;
-        EXPECT_EQ(decode(broken, {}).result, 0) << "component " << int{id};
+        EXPECT_EQ(decode(changed(jpeg, second + 5, {id}), {}).result, 0) << "component " << int{id};
     }
     EXPECT_EQ(decode(jpeg, {}).result, 1);
 }
@@ -130,10 +128,8 @@ TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
 
 // Some hundred bytes that claim 15000 x 15000 pixels.
 TEST(JpegMemory, ATinyFileOfHugeSizeCostsItsWidth) {
-    Bytes jpeg = turbo_picture({});
-    const size_t sof = find_marker(jpeg, 0xC0);
-    jpeg[sof + 5] = jpeg[sof + 7] = 15000 >> 8;
-    jpeg[sof + 6] = jpeg[sof + 8] = 15000 & 255;
+    const Bytes small = turbo_picture({}), side = big_16(15000);
+    const Bytes jpeg = changed(small, find_marker(small, 0xC0) + 5, cat({side, side}));
     EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4),
               kFixedBytes + kBytesPerColumn * 15000);
 }

@@ -204,10 +204,11 @@ TEST(JpegPicture, CompressedRangeKeepsGrayAndMovesTheEnds) {
 // Decode modes reach a decode only through BRIMJ_DecodeFrame: cruder, but the same picture.
 TEST(JpegPicture, DecodeModesGiveTheOutputSize) {
     const Bytes jpeg = turbo_picture({.width = 320, .height = 256, .noise = 0});
-    const DecodeSpec half{.format = COLOR_YUV444, .width = 160, .height = 128};
+    DecodeSpec half{.format = COLOR_YUV444, .width = 160, .height = 128};
     const Bytes plain = decode(jpeg, half).pixels;
     for (const int mode : {0, 1, 2, 3, 4}) {
-        const Decoded ours = decode_with_mode(jpeg, half, mode);
+        half.mode = mode;
+        const Decoded ours = decode(jpeg, half);
         EXPECT_EQ(ours.result, 1);
         EXPECT_EQ(ours.pixels == plain, mode < 2) << mode;
         double error = 0;
@@ -215,7 +216,7 @@ TEST(JpegPicture, DecodeModesGiveTheOutputSize) {
         EXPECT_LT(error / static_cast<double>(plain.size()), 16) << mode;
     }
     // Beyond 1/8 a sample is the DC of the block at its pixel: 20 x 16 samples, enlarged by centres.
-    const Bytes sparse = decode_with_mode(jpeg, {.format = COLOR_YUV444, .width = 40, .height = 32}, 3).pixels;
+    const Bytes sparse = decode(jpeg, {.width = 40, .height = 32, .mode = 3}).pixels;
     const CodedBlocks luma = turbo_coefficients(jpeg)[0];
     for (int at = 0; at < 40 * 32; ++at) {
         const int block = at / 40 / 2 * 2 * luma.across + at % 40 / 2 * 2;

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "support/inputs.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 
@@ -21,15 +21,8 @@ inline size_t scan_data(const Bytes &bytes) {
     return sos + 2 + static_cast<size_t>(bytes[sos + 2] << 8 | bytes[sos + 3]);
 }
 
-inline Bytes changed(Bytes bytes, size_t at, int value) {
-    bytes[at] = static_cast<uint8_t>(value);
-    return bytes;
-}
-
 inline Bytes without(const Bytes &bytes, size_t from, size_t to) {
-    Bytes out(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(from));
-    out.insert(out.end(), bytes.begin() + static_cast<ptrdiff_t>(to), bytes.end());
-    return out;
+    return cat({head(bytes, from), tail(bytes, bytes.size() - to)});
 }
 
 inline Bytes with_inserted(Bytes bytes, size_t at, const Bytes &what) {

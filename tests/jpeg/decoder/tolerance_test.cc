@@ -110,7 +110,7 @@ TEST(JpegTolerance, LostRestartIntervalsAreGrayAndTheRestIsRight) {
         {"a marker repeated", with_inserted(jpeg, restart(5), {0xFF, 0xD3}), 0, 0},
         {"a marker of two before", with_inserted(jpeg, restart(6), {0xFF, 0xD3}), 0, 0},
         {"a marker far off, taken as the expected one",
-         changed(jpeg, find_marker(jpeg, 0xD2, scan_data(jpeg)) + 1, 0xD6), 0, 0},
+         changed(jpeg, find_marker(jpeg, 0xD2, scan_data(jpeg)) + 1, {0xD6}), 0, 0},
         {"fill bytes before a restart", with_inserted(jpeg, restart(5), {0xFF, 0xFF, 0xFF}), 0, 0},
         {"junk before a restart", with_inserted(jpeg, restart(5), {1, 2, 3, 0xFF, 0, 4}), 0, 0},
     };
@@ -159,12 +159,9 @@ Bytes gray_header(int width, int height, unsigned restart) {
 
 TEST(JpegTolerance, AnEighthRefusesDcBeyondTwelveBits) {
     // One gray MCU row after another, each with the DC difference +2047: the third is out of range.
-    Bytes jpeg = gray_header(8, 400, 0);
     std::string bits;
     for (int i = 0; i < 50; ++i) bits += kUp2047;
-    const Bytes data = coded(bits);
-    jpeg.insert(jpeg.end(), data.begin(), data.end());
-    jpeg.insert(jpeg.end(), {0xFF, 0xD9});
+    const Bytes jpeg = cat({gray_header(8, 400, 0), coded(bits), {0xFF, 0xD9}});
     EXPECT_EQ(decode(jpeg, {.format = COLOR_GRAY, .width = 1, .height = 50}).result, 0);
     EXPECT_EQ(decode(jpeg, {.format = COLOR_GRAY, .width = 2, .height = 100}).result, 1) << "the others go on";
     const Decoded full = decode(jpeg, {.format = COLOR_GRAY, .width = 8, .height = 400});
@@ -187,9 +184,7 @@ TEST(JpegTolerance, ABadDcNearTheBottomOfAnEighthIsGrayUpToTheNextRestart) {
                                            : kSame;
                 if (bad && cut && x == kBadColumn) break;
             }
-            const Bytes data = coded(bits);
-            jpeg.insert(jpeg.end(), data.begin(), data.end());
-            jpeg.insert(jpeg.end(), {0xFF, static_cast<uint8_t>(row + 1 < kRows ? 0xD0 + row % 8 : 0xD9)});
+            jpeg = cat({jpeg, coded(bits), {0xFF, static_cast<uint8_t>(row + 1 < kRows ? 0xD0 + row % 8 : 0xD9)}});
         }
         return jpeg;
     };

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "jpeg/decoder/kernels/kernels.h"
+#include "support/twins.h"
 
 namespace vorel::test {
 
@@ -28,6 +29,12 @@ struct alignas(32) Block {
 };
 using Quant = std::array<uint16_t, 64>;
 
+inline Quant ramp_quant() {
+    Quant quant;
+    for (size_t k = 0; k < 64; ++k) quant[k] = static_cast<uint16_t>(2 + k / 8 + k % 8);
+    return quant;
+}
+
 // A sample of a width x height shape by its definition, in real numbers; not clamped, 128 added.
 double exact_sample(const Block &block, const Quant &quant, int width, int height, int x, int y);
 
@@ -38,10 +45,6 @@ std::vector<uint8_t> transform(const KernelTable &table, const ShapeSize &size, 
 // A block as a forward transform of a picture gives it: coefficients that fall off, samples about in range.
 Block natural_block(std::mt19937 &random, const Quant &quant, int columns, int rows, double contrast);
 
-inline std::vector<const KernelTable *> all_tables() {
-    const KernelTable *tables[kMaxKernelTables];
-    const int count = runnable_kernels(tables);
-    return {tables, tables + count};
-}
+inline std::vector<const KernelTable *> all_tables() { return tables_of(runnable_kernels); }
 
 }  // namespace vorel::test

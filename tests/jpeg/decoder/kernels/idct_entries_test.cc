@@ -26,12 +26,6 @@ std::vector<uint8_t> call(BrimIdctFunc entry, const int32_t *multipliers, const 
     return samples;
 }
 
-Quant mixed_quant() {
-    Quant quant;
-    for (size_t k = 0; k < 64; ++k) quant[k] = static_cast<uint16_t>(3 + k * 5 % 11);
-    return quant;
-}
-
 TEST(IdctEntries, ShapesGiveWhatTheKernelTableGives) {
     const struct {
         BrimIdctFunc entry;
@@ -45,7 +39,7 @@ TEST(IdctEntries, ShapesGiveWhatTheKernelTableGives) {
                  {BRIMJ_DoIdct_1x1, IdctShape::k1x1},   {BRIMJ_DoIdct_8to1, IdctShape::k1x1},
                  {BRIMJ_DoIdct_8to3, IdctShape::k3x3}};
     std::mt19937 random(11);
-    const Quant quant = mixed_quant();
+    const Quant quant = ramp_quant();
     for (const auto &c : cases) {
         const ShapeSize &size = kShapeSizes[static_cast<int>(c.shape)];
         int32_t multipliers[64];
@@ -73,7 +67,7 @@ const CornerEntry kCornerEntries[] = {
 
 TEST(IdctEntries, CornersTakeTheirLowestCoefficientsAndNoOthers) {
     std::mt19937 random(12);
-    const Quant quant = mixed_quant();
+    const Quant quant = ramp_quant();
     for (const CornerEntry &c : kCornerEntries) {
         SCOPED_TRACE(&c - kCornerEntries);
         int32_t multipliers[64];
@@ -114,7 +108,7 @@ TEST(IdctEntries, OneSampleOfTheScaledFormIsNotRounded) {
 
 TEST(IdctEntries, TheHalvedFormMeansNeighboursOfThree) {
     std::mt19937 random(13);
-    const Quant quant = mixed_quant();
+    const Quant quant = ramp_quant();
     int32_t multipliers[64];
     make_multipliers(IdctShape::k3x3, quant.data(), multipliers);
     for (int i = 0; i < 50; ++i) {
