@@ -1,4 +1,6 @@
 // Type, size and layout of anything: the parsers terminate, stay in the input, and do not care how it arrives.
+#include <vorel/exif.h>
+
 #include <cstring>
 
 #include "harness.h"
@@ -9,7 +11,7 @@ namespace {
 
 struct Parsed {
     int32_t type, signature, scanned, jpeg;
-    uint32_t duration;
+    uint32_t duration, orientation;
     ImageInfo info, gif, header;
 };
 
@@ -22,10 +24,44 @@ Parsed parse(Session &&session, uint32_t minimum_delay) {
     out.signature = VORELBRIM_GetImageType(session.get());
     out.scanned = VORELBRIM_SimpleParserGIF(session.get(), &out.gif, minimum_delay);
     out.jpeg = VORELBRIM_JpgParser(session.get(), &out.header);
+    ExifInfo *exif = BRIMJ_CreatExifInfo(session.get());
+    out.orientation = exif ? exif->orientation : UINT32_MAX;
+    if (exif) BRIMJ_DestroyExifInfo(exif);
     ImageInfo again;
     require(VORELBRIM_Parser(session.get(), &again) == out.type, "parsing again gives the same type");
     require(std::memcmp(&again, &out.info, sizeof again) == 0, "parsing again gives the same layout");
     return out;
+}
+
+// Directories wherever the first one's entries point to, and the whole input taken for a segment and for a TIFF file.
+void read_exif(const Bytes &picture) {
+    Session session(picture, Kind::kMemory, COLOR_RGBA8888, 0);
+    uint32_t length = 0, width, height;
+    if (uint8_t *block = vorel_exif_block(session.get(), &length)) {
+        auto *info =
+            static_cast<ExifInfo *>(VORELBRIM_OsMemset(VORELBRIM_OsMalloc(sizeof(ExifInfo)), 0, sizeof(ExifInfo)));
+        for (uint32_t little : {0, 1}) {
+            for (uint32_t at = 10; at < 10 + 12 * 16; at += 12) {
+                ExifField field;
+                if (!BRIMJ_ReadExifField(block, at, length, little, &field)) continue;
+                BRIMJ_ReadExifIFDInfo(block, field.value, length, little, info);
+                BRIMJ_ReadGpsIFDInfo(block, field.value, length, little, info);
+            }
+        }
+        BRIMJ_DestroyExifInfo(info);
+        VORELBRIM_OsFree(block);
+    }
+    const auto size = static_cast<int32_t>(picture.size());
+    ExifInfo *info = BRIMJ_CreatExifInfoUseExifBuffer(picture.data(), size);
+    if (info) BRIMJ_DestroyExifInfo(info);
+    BRIMJ_GetJPEGResolution(picture.data(), size, &width, &height);
+    IoInfo *io = session.get()->ioInfo;
+    VORELBRIM_Seek_IO(io, 0, SEEK_SET);
+    StreamBuffer stream = {io, 0, io->size, 0, 0, BRIMJ_AllocateStreamBuffer(io)};
+    uint8_t *const cache = stream.buffer;
+    ExifInfo tiff = {};
+    BRIMJ_ReadTiffInfo(session.get(), &stream, &tiff);
+    BRIMJ_ReleaseStreamBuffer(io, cache);
 }
 
 // The operations that have no other kind of input to agree with.
@@ -67,5 +103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     // What comes of short reads depends on them, but it ends and comes out the same again.
     parse({picture, COLOR_RGBA8888, 0}, minimum_delay);
     parse_the_rest(picture);
+    read_exif(picture);
     return 0;
 }

@@ -9,6 +9,7 @@
 
 #include <stdint.h>
 
+#include <vorel/exif.h>
 #include <vorel/export.h>
 #include <vorel/frame.h>
 
@@ -51,12 +52,6 @@ typedef struct FrameRequest {
     void *outputBuffer;
     int32_t targetWidth, targetHeight;
 } FrameRequest;
-
-/* First thumbnail found in a header. format: 1 raw, 3 with a palette, 6 JPEG. offset and length are in the input, from
- * where the walk began. Where found is 0, width and height are the picture's. */
-typedef struct ThumbnailRecord {
-    uint32_t found, width, height, format, secondCode, offset, length, reserved[8];
-} ThumbnailRecord;
 
 /* An inverse DCT: dequantises one block of 64 coefficients in natural order and writes samples at column of rows. */
 typedef void (*BrimIdctFunc)(const uint8_t *rangeLimit, const int32_t *multipliers, const int16_t *block,

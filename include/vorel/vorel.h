@@ -2,6 +2,7 @@
 #ifndef VOREL_VOREL_H
 #define VOREL_VOREL_H
 
+#include <vorel/exif.h>
 #include <vorel/export.h>
 #include <vorel/frame.h>
 #include <vorel/jpeg_decoder.h>

@@ -160,6 +160,17 @@ bool move_to(StreamBuffer *stream, uint8_t *block, int32_t position) {
     return true;
 }
 
+int32_t read_bytes(StreamBuffer *stream, uint8_t *out, int32_t count) {
+    int32_t copied = 0;
+    while (copied < count && ensure_bytes(stream, 1)) {
+        const int32_t left = count - copied, part = left < stream->available ? left : stream->available;
+        std::memcpy(out + copied, unread(stream), static_cast<size_t>(part));
+        consume(stream, part);
+        copied += part;
+    }
+    return copied;
+}
+
 int32_t StreamCursor::start_at(int32_t position) {
     const int32_t reached = VORELBRIM_Seek_IO(stream_.io, position, SEEK_SET);
     if (reached < 0) return -1;

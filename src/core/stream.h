@@ -43,6 +43,9 @@ inline bool ensure_bytes(StreamBuffer *stream, int32_t bytes) {
     return BRIMJ_CheckBuffer(stream, bytes) != 0 && stream->available >= bytes;
 }
 
+// Copies the bytes behind the cursor, which moves on; gives how many there were.
+int32_t read_bytes(StreamBuffer *stream, uint8_t *out, int32_t count);
+
 inline const uint8_t *unread(const StreamBuffer *stream) { return stream->buffer + stream->offset; }
 
 // Passes over `bytes` unread bytes, by a seek where they go beyond the block. False at the end of the input.

@@ -16,8 +16,18 @@ class TiffReader {
         little_ = std::memcmp(data, "II", 2) == 0;
         valid_ = (little_ || std::memcmp(data, "MM", 2) == 0) && word(2) == 42;
     }
+    // One whose header was read elsewhere.
+    TiffReader(const uint8_t *data, int64_t size, bool little_endian)
+        : data_(data), size_(size), little_(little_endian), valid_(true) {}
+
     bool valid() const { return valid_; }
+    bool little_endian() const { return little_; }
+    const uint8_t *at(int64_t position) const { return data_ + position; }
     bool holds(int64_t at, int64_t count) const { return at >= 0 && count >= 0 && at + count <= size_; }
+
+    // A directory stands there: its count and its entries, and its link to the next one.
+    bool holds_entries(int64_t at) const { return holds(at, 2) && holds(at, 2 + kEntryBytes * word(at)); }
+    bool holds_directory(int64_t at) const { return holds_entries(at) && holds(at, 2 + kEntryBytes * word(at) + 4); }
 
     // Bytes that are there: see holds.
     uint32_t word(int64_t at) const {

@@ -53,6 +53,30 @@ TEST_F(DecodeTool, EveryLayoutHasItsBytesAndComesBackAsTheSamePicture) {
     }
 }
 
+TEST_F(DecodeTool, PicturesForPeopleStandUpright) {
+    // APP1 with an Exif block of one field: orientation 6, the stored picture lies on its left side.
+    const Bytes lying = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8,
+                         0,    1,    1, 18, 0,   3,   0,   0,   0, 1, 0,   6,   0, 0,  0, 0, 0, 0};
+    Bytes jpeg = folder.get("color.jpg");
+    jpeg.insert(jpeg.begin() + 2, lying.begin(), lying.end());
+    folder.put("lying.jpg", jpeg);
+    expect_ok("decode color.jpg turned.png --rotate 90");
+    expect_ok("decode color.jpg stored.raw");
+    expect_ok("decode color.jpg turned.raw --rotate 90");
+    expect_ok("decode lying.jpg upright.png");
+    EXPECT_TRUE(png("upright.png") == png("turned.png"));
+    expect_ok("decode lying.jpg as-stored.png --no-orient");
+    EXPECT_EQ(png("as-stored.png").width, 37);
+    for (const auto &[more, same] : {std::pair{"", "stored.raw"}, {" --orient", "turned.raw"}}) {
+        expect_ok(std::string("decode lying.jpg out.raw") + more);
+        EXPECT_TRUE(folder.get("out.raw") == folder.get(same)) << same;
+    }
+    EXPECT_NE(folder.run("info lying.jpg").out.find(", orientation 6"), std::string::npos);
+    EXPECT_EQ(folder.run("exif lying.jpg").out, "Orientation: 6\n");
+    EXPECT_NE(folder.run("exif --json lying.jpg").out.find("\"Orientation\": 6"), std::string::npos);
+    EXPECT_EQ(folder.run("exif color.jpg").err, "vorel: color.jpg: no Exif data\n");
+}
+
 TEST_F(DecodeTool, OutputsHoldTheBufferOfTheLibraryFromEverySource) {
     for (const std::string name : {"color.jpg", "bits.wbmp"}) {
         Bytes expected(37 * 21 * 4);

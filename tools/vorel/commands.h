@@ -26,6 +26,7 @@ struct BadUsage : std::runtime_error {
 using Action = std::function<int()>;
 
 void register_info(CLI::App &app, Action &action);
+void register_exif(CLI::App &app, Action &action);
 void register_decode(CLI::App &app, Action &action);
 void register_convert(CLI::App &app, Action &action);
 void register_resize(CLI::App &app, Action &action);

@@ -27,6 +27,7 @@ struct DecodeOptions {
     std::string fit = "center";
     std::string format = "rgba8888";
     int rotate = 0;
+    bool orient = false, no_orient = false;
     std::string from = "memory";
     bool log = false;
 };
@@ -65,6 +66,21 @@ uint32_t option_bits(const DecodeOptions &options) {
                               : options.rotate == 270 ? VOREL_OPTION_ROTATE_270
                                                       : 0;
     return bits_of(kFits, options.fit) | rotation;
+}
+
+// Pictures for people stand upright unless they are not to; raw pixels stay as they are stored unless they are.
+bool wants_orientation(const DecodeOptions &options, const PixelFormat &format) {
+    const bool for_people = kind_of_file(options.out) != FileKind::kRaw && format.rotates && format.pixel_bytes != 3;
+    return !options.no_orient && (options.orient || for_people);
+}
+
+// The options with the turn that makes a picture upright added to the one asked for (Exif 2.3, tag 274).
+DecodeOptions upright(Session &session, const DecodeOptions &options) {
+    DecodeOptions out = options;
+    const int32_t orientation = exif_orientation(session);
+    const int turn = orientation == 6 ? 90 : orientation == 3 ? 180 : orientation == 8 ? 270 : 0;
+    out.rotate = (options.rotate + turn) % 360;
+    return out;
 }
 
 // What the command line alone gives away.
@@ -212,7 +228,8 @@ void set_size_from(Session &session, const DecodeOptions &options, Picture *pict
     set_size(picture, size.width, size.height);
 }
 
-int decode(const DecodeOptions &options) {
+int decode(const DecodeOptions &wanted) {
+    DecodeOptions options = wanted;
     const PixelFormat &asked = *find_format(options.format);
     check_usage(options, asked);
     if (!options.size.empty()) parse_size("--size", options.size);
@@ -222,6 +239,10 @@ int decode(const DecodeOptions &options) {
     const ImageInfo info = session.parse();
     const PixelFormat &format = layout_for(session, info, asked, options.out);
     session.get()->outColorFormat = format.code;
+    if (session.type() == VOREL_IMAGE_JPEG && wants_orientation(options, format)) {
+        options = upright(session, options);
+        session.get()->decOption = option_bits(options);
+    }
     check_support(session, info, format, options);
     const Size size = target_size(options, info, options.in);
     if (picture_bytes(format, size.width, size.height) > INT32_MAX)
@@ -263,6 +284,8 @@ void register_decode(CLI::App &app, Action &action) {
         ->capture_default_str();
     command->add_option("--rotate", options->rotate, "Turn clockwise by 90, 180 or 270 degrees")
         ->check(CLI::IsMember({90, 180, 270}));
+    command->add_flag("--orient", options->orient, "Turn upright, as the Exif data say; pictures but .raw are anyway");
+    command->add_flag("--no-orient", options->no_orient, "Leave as stored")->excludes("--orient");
     command->add_option("--from", options->from, "How the library reads the file")
         ->check(CLI::IsMember(names_of(kSources)))
         ->capture_default_str();

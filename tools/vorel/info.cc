@@ -19,13 +19,14 @@ struct InfoOptions {
     bool log = false;
 };
 
-std::string text_line(const ImageInfo &info, int32_t type) {
+std::string text_line(const ImageInfo &info, int32_t type, int32_t orientation) {
     std::string line =
         std::string(type_name(type)) + ", " + std::to_string(info.width) + " x " + std::to_string(info.height);
     if (type == VOREL_IMAGE_JPEG) {
         line += info.progressive ? ", progressive" : ", baseline";
         line += ", " + std::to_string(info.numComponents) + (info.numComponents == 1 ? " component" : " components");
         line += ", sampling " + std::to_string(info.maxHSampling) + "x" + std::to_string(info.maxVSampling);
+        if (orientation) line += ", orientation " + std::to_string(orientation);
         if (info.restartInterval) line += ", restart interval " + std::to_string(info.restartInterval);
     } else if (type == VOREL_IMAGE_PNG && info.progressive) {
         line += ", interlaced";
@@ -35,7 +36,7 @@ std::string text_line(const ImageInfo &info, int32_t type) {
     return line + ", " + std::to_string(info.fileSize) + " bytes";
 }
 
-nlohmann::ordered_json json_record(const std::string &file, const ImageInfo &info, int32_t type) {
+nlohmann::ordered_json json_record(const std::string &file, const ImageInfo &info, int32_t type, int32_t orientation) {
     nlohmann::ordered_json record = {{"file", file},          {"type", type_name(type)}, {"width", info.width},
                                      {"height", info.height}, {"bytes", info.fileSize},  {"frames", info.frameCount}};
     if (type == VOREL_IMAGE_JPEG) {
@@ -44,6 +45,7 @@ nlohmann::ordered_json json_record(const std::string &file, const ImageInfo &inf
         record["maxHSampling"] = info.maxHSampling;
         record["maxVSampling"] = info.maxVSampling;
         record["restartInterval"] = info.restartInterval;
+        if (orientation) record["orientation"] = orientation;
     } else if (type == VOREL_IMAGE_PNG) {
         record["interlaced"] = info.progressive != 0;
     }
@@ -58,10 +60,11 @@ int show_info(const InfoOptions &options) {
         try {
             Session session(file, Source::kFile, COLOR_RGBA8888, 0);
             const ImageInfo info = session.parse();
+            const int32_t orientation = session.type() == VOREL_IMAGE_JPEG ? exif_orientation(session) : 0;
             if (options.json)
-                records.push_back(json_record(file, info, session.type()));
+                records.push_back(json_record(file, info, session.type(), orientation));
             else
-                std::cout << file << ": " << text_line(info, session.type()) << "\n";
+                std::cout << file << ": " << text_line(info, session.type(), orientation) << "\n";
         } catch (const Failure &failure) {
             status = kExitFailed;
             std::cout.flush();

@@ -31,6 +31,7 @@ int run(int argc, char **argv) {
     app.require_subcommand(1);
     Action action;
     register_info(app, action);
+    register_exif(app, action);
     register_decode(app, action);
     register_convert(app, action);
     register_resize(app, action);

@@ -1,6 +1,8 @@
 // A decode session of the library over a file, reached in one of three ways.
 #include "session.h"
 
+#include <vorel/exif.h>
+
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -106,6 +108,13 @@ ImageInfo Session::parse() {
                       std::to_string(info.height) + " pixels, a size that is not decoded");
     const std::string reason = last_error();
     throw Failure(path_ + ": " + (reason.empty() ? "not a picture of a known format" : reason));
+}
+
+int32_t exif_orientation(Session &session) {
+    ExifInfo *info = BRIMJ_CreatExifInfo(session.get());
+    const int32_t orientation = info ? static_cast<int32_t>(info->orientation) : 0;
+    if (info) BRIMJ_DestroyExifInfo(info);
+    return orientation;
 }
 
 const char *type_name(int32_t image_type) {

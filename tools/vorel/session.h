@@ -44,6 +44,9 @@ class Session {
     DecInfo *session_ = nullptr;
 };
 
+// The Exif orientation of a JPEG, 1 to 8; 0 where it has none. The session decodes afterwards as before.
+int32_t exif_orientation(Session &session);
+
 const char *type_name(int32_t image_type);
 
 // What the library's error word says of the last failure; empty when it says nothing.

@@ -1,6 +1,5 @@
 // The thumbnail that a header carries: JFIF (T.871 10.1), JFXX, Exif IFD1 (Exif 2.3 4.5.8) or an image resource of
 // APP13.
-#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -140,18 +139,6 @@ void look_at_exif(const Bytes &segment, ThumbnailRecord *record) {
     }
 }
 
-// The bytes behind the cursor, which moves on; fewer at the end of the input.
-int32_t copy_bytes(StreamBuffer *stream, int32_t count, uint8_t *out) {
-    int32_t copied = 0;
-    while (copied < count && ensure_bytes(stream, 1)) {
-        const int32_t part = std::min(count - copied, stream->available);
-        std::memcpy(out + copied, unread(stream), static_cast<size_t>(part));
-        consume(stream, part);
-        copied += part;
-    }
-    return copied;
-}
-
 // Hands a segment's data, which may be longer than a block, to its reader and passes over it. False at the end of the
 // input.
 bool walk_segment(StreamBuffer *stream, int32_t marker, ThumbnailRecord *record) {
@@ -166,7 +153,7 @@ bool walk_segment(StreamBuffer *stream, int32_t marker, ThumbnailRecord *record)
         return false;
     }
     const Bytes segment = {block.as<uint8_t>(), size, position};
-    if (copy_bytes(stream, size, block.as<uint8_t>()) != size) return false;
+    if (read_bytes(stream, block.as<uint8_t>(), size) != size) return false;
     if (marker == kApp0) look_at_jfif(segment, record);
     if (marker == kApp1) look_at_exif(segment, record);
     if (marker == kApp13) look_at_resources(segment, record);
