@@ -79,8 +79,8 @@ TEST(JpegExif, OrientationIsReadFromOneShortAlone) {
         EXPECT_EQ(orientation_of(head(block, size - 1)), 0) << "a directory without its link";
         EXPECT_EQ(orientation_of(cat({to.header(), to.directory(8, {good}, 8)})), 6)
             << "a directory that follows itself";
-        EXPECT_EQ(orientation_of(changed(block, 2, 43)), -1);
-        EXPECT_EQ(orientation_of(changed(block, 0, 'X')), -1);
+        EXPECT_EQ(orientation_of(changed(block, 2, {43})), -1);
+        EXPECT_EQ(orientation_of(changed(block, 0, {0x58})), -1);
     }
 }
 
@@ -230,7 +230,7 @@ TEST(JpegExif, TheSegmentIsFoundAmongOthers) {
         {with_inserted(jpeg, 2, cat({{0xFF, 0xE0, 0, 1}, exif})), -1, "behind a length of 1"},
         {cat({jpeg, exif}), -1, "ends the file"},
         {jpeg, -1, "none"},
-        {changed(with_inserted(jpeg, 2, exif), 1, 0xD9), -1, "no SOI"}};
+        {changed(with_inserted(jpeg, 2, exif), 1, {0xD9}), -1, "no SOI"}};
     for (const Row &row : rows) {
         for (const Kind kind : kAllKinds) {
             Input input(kind, row.file);
@@ -301,8 +301,8 @@ TEST(JpegExif, ResolutionIsThatOfTheLastFrameBeforeTheScan) {
     EXPECT_EQ(read(with_inserted(jpeg, 2, exif)), 200);
     EXPECT_EQ(std::pair(width, height), std::pair(300u, 200u));
     const size_t sof = find_marker(jpeg, 0xC0);
-    EXPECT_EQ(read(changed(jpeg, sof + 4, 12)), 201) << "12 bits a sample";
-    EXPECT_EQ(read(changed(jpeg, sof + 1, 0xC1)), 201) << "SOF1";
+    EXPECT_EQ(read(changed(jpeg, sof + 4, {12})), 201) << "12 bits a sample";
+    EXPECT_EQ(read(changed(jpeg, sof + 1, {0xC1})), 201) << "SOF1";
     for (size_t count = 0; count < find_marker(jpeg, 0xDA) + 2; ++count)
         EXPECT_EQ(read(head(jpeg, count)), 201) << count;
 }
