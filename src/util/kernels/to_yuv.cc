@@ -207,17 +207,26 @@ struct ToPairs {
 };
 
 // Full range. With c = R - G and a = B - G
-//     Y = G + ((t + 1) >> 1)         t = (2 * (19595 c + 7471 a)) >> 16
+//     Y = (G + G + t + 1) >> 1       t = (2 * (19595 c + 7471 a)) >> 16
 //     U = (B + 255 - f + 1) >> 1     f = G + (22118 c >> 16)
 //     V = (R + 255 - h + 1) >> 1     h = G + (10658 a >> 16)
 // exactly: the weights of luma sum to 1 and those of a colour difference to 0, whose greatest is 1/2, which is the last
-// shift, and rounding down twice is rounding down once. So the last step of chroma is a mean of bytes.
+// shift, and rounding down twice is rounding down once. So the last step of each is a mean of bytes: f, h and G + t are
+// rounded down from weights that are not negative and sum to 1.
 static_assert(kFullY.r + kFullY.g + kFullY.b == 65536);
 static_assert(kFullU.r + kFullU.g + kFullU.b == 0 && kFullV.r + kFullV.g + kFullV.b == 0);
 static_assert(kFullU.b == 32768 && kFullV.r == 32768);
 constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
 
 #if HWY_ARCH_X86
+// Compilers would rather load again, as an instruction's operand, than keep a vector; loads across cache lines cost
+// two.
+template <class V>
+inline void loaded_once(V &v) {
+    auto raw = v.raw;
+    asm("" : "+v"(raw));
+    v.raw = raw;
+}
 // The lower bytes of 16-bit lanes, those of `even` in the even bytes.
 template <class D8, class V>
 inline hn::Vec<D8> lower_bytes(D8 d, V even, V odd) {
@@ -229,7 +238,17 @@ inline hn::Vec<D8> lower_bytes(D8 d, V even, V odd) {
 #endif
     return hn::OddEven(hn::BitCast(d, hn::ShiftLeft<8>(odd)), hn::BitCast(d, even));
 }
-// `from` less `even` in the even bytes and less `odd` in the odd ones, where no difference leaves a byte.
+// `to` plus `even` in the even bytes and plus `odd` in the odd ones, where no sum leaves a byte.
+template <class D8, class V>
+inline hn::Vec<D8> plus_bytes(D8 d, hn::Vec<D8> to, V even, V odd) {
+    if constexpr (hn::MaxLanes(D8()) == 64) {
+        return hn::Add(to, lower_bytes(d, even, odd));
+    } else {
+        const hn::Repartition<int16_t, D8> d16;
+        return hn::BitCast(d, hn::Add(hn::Add(hn::BitCast(d16, to), even), hn::ShiftLeft<8>(odd)));
+    }
+}
+// `from` less the same, where no difference leaves a byte.
 template <class D8, class V>
 inline hn::Vec<D8> less_bytes(D8 d, hn::Vec<D8> from, V even, V odd) {
     if constexpr (hn::MaxLanes(D8()) == 64) {
@@ -257,14 +276,15 @@ inline hn::Vec<D16> upper_halves(D16 d, V even, V odd) {
 #endif
     return hn::OddEven(hn::BitCast(d, odd), hn::BitCast(d, hn::ShiftRight<16>(even)));
 }
-// Less than 255 the even bytes of `even` and the odd ones of `odd`.
+// The even bytes of `even` and the odd ones of `odd`. `signs` is negative in the odd bytes only: a constant that is
+// there anyway, where a mask would take another register.
 template <class D8>
-inline hn::Vec<D8> complements(D8 d, hn::Vec<D8> even, hn::Vec<D8> odd) {
+inline hn::Vec<D8> alternate(D8, hn::Vec<D8> even, hn::Vec<D8> odd, [[maybe_unused]] hn::Vec<D8> signs) {
 #if HWY_TARGET == HWY_AVX3
-    if constexpr (hn::MaxLanes(D8()) == 64)
-        return hn::Vec<D8>{_mm512_ternarylogic_epi32(even.raw, odd.raw, _mm512_set1_epi16(-256), 0x27)};
+    return hn::OddEven(odd, even);
+#else
+    return hn::IfThenElse(hn::MaskFromVec(signs), odd, even);
 #endif
-    return hn::Xor(hn::OddEven(odd, even), hn::Set(d, 255));
 }
 // The blocks' 16-bit units, the first of all, then the second, ...: those of their lower halves to `low`, the others to
 // `high`.
@@ -299,58 +319,78 @@ inline void store_unit_by_unit(D8 d, hn::Vec<D8> v, uint8_t *low, uint8_t *high)
     }
 }
 
-// Two vectors of pixels: in each 32 bits a pixel of each, first and second.
+// Two vectors of pixels as far as the first products: in each 32 bits a pixel of each, first and second.
+template <class D8>
+struct FullRangeStart {
+    using D16 = hn::Repartition<int16_t, D8>;
+    hn::Vec<D16> first, second;  // 2 a, 2 c
+    hn::Vec<D8> green;           // G of the first and of the second, twice
+    hn::Vec<D8> rrbb;            // R, R, B, B
+
+    FullRangeStart(D8 d, const uint8_t *rgba) {
+        alignas(16) static constexpr uint8_t kGreenFirst[16] = {1, 2, 1, 0, 5, 6, 5, 4, 9, 10, 9, 8, 13, 14, 13, 12};
+        alignas(16) static constexpr uint8_t kGreenLast[16] = {3, 2, 1, 2, 7, 6, 5, 6, 11, 10, 9, 10, 15, 14, 13, 14};
+        const D16 d16;
+        // The second pixels a byte further on, so that R and B of both are a blend.
+        auto pixels = hn::LoadU(d, rgba), next = hn::LoadU(d, rgba + hn::MaxLanes(D8()) - 1);
+        loaded_once(pixels), loaded_once(next);
+        const auto gbgr = hn::TableLookupBytes(pixels, hn::LoadDup128(d, kGreenFirst));
+        const auto bgrg = hn::TableLookupBytes(next, hn::LoadDup128(d, kGreenLast));
+        const auto plus_minus = hn::BitCast(d, hn::Set(d16, -2 * 256 + 2));
+        first = multiply_bytes(gbgr, hn::BitCast(d, hn::Set(d16, 2 * 256 + 254)));
+        second = multiply_bytes(bgrg, plus_minus);
+        green = alternate(d, gbgr, bgrg, plus_minus);
+        rrbb = alternate(d, pixels, next, plus_minus);
+    }
+};
+// The other products.
 template <class D8>
 struct FullRangePair {
     using D16 = hn::Repartition<int16_t, D8>;
     using D32 = hn::Repartition<int32_t, D8>;
-    hn::Vec<D32> first, second;  // t of luma, in the upper halves
-    hn::Vec<D8> others;          // 255 - G of the first and of the second, twice
-    hn::Vec<D8> vu;              // V, V, U, U
+    hn::Vec<D32> first, second;                // t of luma, in the upper halves
+    hn::Vec<D16> first_chroma, second_chroma;  // what is added to G for f and h
+    hn::Vec<D8> green, rrbb;
 
     static hn::Vec<D16> words(int32_t low, int32_t high) {
         return hn::BitCast(D16(), hn::Set(D32(), high * 65536 + (low & 0xFFFF)));
     }
-    FullRangePair(D8 d, const uint8_t *rgba) {
-        alignas(16) static constexpr uint8_t kGreenFirst[16] = {1, 2, 1, 0, 5, 6, 5, 4, 9, 10, 9, 8, 13, 14, 13, 12};
-        alignas(16) static constexpr uint8_t kGreenLast[16] = {2, 1, 0, 1, 6, 5, 4, 5, 10, 9, 8, 9, 14, 13, 12, 13};
-        const D16 d16;
-        const uint8_t *next = rgba + hn::MaxLanes(D8());
-        const auto pixels = hn::LoadU(d, rgba);
-        const auto gbgr = hn::TableLookupBytes(pixels, hn::LoadDup128(d, kGreenFirst));
-        const auto bgrg = hn::TableLookupBytes(hn::LoadU(d, next), hn::LoadDup128(d, kGreenLast));
-        // 2 a, 2 c.
-        const auto twice = multiply_bytes(gbgr, hn::BitCast(d, hn::Set(d16, 2 * 256 + 254)));
-        const auto next_twice = multiply_bytes(bgrg, hn::BitCast(d, hn::Set(d16, -2 * 256 + 2)));
+    explicit FullRangePair(const FullRangeStart<D8> &start) : green(start.green), rrbb(start.rrbb) {
         const auto weights = words(kBlueInV / 2, kRedInU / 2);
-        others = complements(d, gbgr, bgrg);
-        const auto less = less_bytes(d, others, hn::MulHigh(twice, weights), hn::MulHigh(next_twice, weights));
-        // R, R, B, B: of the second pixel they lie a byte further on.
-        const auto rrbb = hn::OddEven(hn::LoadU(d, next - 1), pixels);
-        vu = hn::AverageRound(rrbb, less);
+        first_chroma = hn::MulHigh(start.first, weights);
+        second_chroma = hn::MulHigh(start.second, weights);
         const auto luma = words(kFullY.b, kFullY.r);
         auto unused = hn::Zero(D32());
-        first = hn::ReorderWidenMulAccumulate(D32(), twice, luma, hn::Zero(D32()), unused);
-        second = hn::ReorderWidenMulAccumulate(D32(), next_twice, luma, hn::Zero(D32()), unused);
+        first = hn::ReorderWidenMulAccumulate(D32(), start.first, luma, hn::Zero(D32()), unused);
+        second = hn::ReorderWidenMulAccumulate(D32(), start.second, luma, hn::Zero(D32()), unused);
+    }
+    // V, V, U, U.
+    hn::Vec<D32> vu(D8 d) const {
+        const auto less = less_bytes(d, hn::Xor(green, hn::Set(d, 255)), first_chroma, second_chroma);
+        return hn::BitCast(D32(), hn::AverageRound(rrbb, less));
     }
 };
 
-// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
+// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours. `start` is the
+// row's, and after it that of `next`, which may be null:
+// products are begun before the last ones are used, for they are what a step waits for.
 template <bool kStreamed, class D8>
 struct FullRangeRow {
     hn::Vec<D8> vu;  // in each block two 32-bit lanes of the first pair, two of the second
 
-    FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
+    FullRangeRow(D8 d, FullRangeStart<D8> &start, const uint8_t *rgba, const uint8_t *next, uint8_t *y) {
         const hn::Repartition<int16_t, D8> d16;
-        const hn::Repartition<uint16_t, D8> d16u;
-        const hn::Repartition<int32_t, D8> d32;
-        const FullRangePair<D8> a(d, rgba), b(d, rgba + 2 * hn::MaxLanes(D8()));
-        // (t - 1) >> 1, and the 1 that is missing twice is 256 - 255 of G.
-        const auto less = hn::Set(d16u, 0xFFFE);
-        const auto even = hn::AverageRound(hn::BitCast(d16u, upper_halves(d16, a.first, b.first)), less);
-        const auto odd = hn::AverageRound(hn::BitCast(d16u, upper_halves(d16, a.second, b.second)), less);
-        const auto green = hn::OddEven(hn::BitCast(d16u, b.others), hn::BitCast(d16u, a.others));
-        const auto luma = hn::Sub(lower_bytes(d, even, odd), hn::BitCast(d, green));
+        constexpr bool kAhead = hn::MaxLanes(D8()) < 64;  // the widest vectors gain nothing
+        if constexpr (!kAhead) start = FullRangeStart<D8>(d, rgba);
+        const FullRangePair<D8> a(start);
+        const auto left = a.vu(d);
+        start = FullRangeStart<D8>(d, rgba + 2 * hn::MaxLanes(D8()));
+        const FullRangePair<D8> b(start);
+        const auto right = b.vu(d);
+        const auto even = upper_halves(d16, a.first, b.first), odd = upper_halves(d16, a.second, b.second);
+        const auto green = hn::BitCast(d, hn::OddEven(hn::BitCast(d16, b.green), hn::BitCast(d16, a.green)));
+        if (kAhead && next) start = FullRangeStart<D8>(d, next);
+        const auto luma = hn::AverageRound(green, plus_bytes(d, green, even, odd));
         alignas(16) static constexpr uint8_t kFours[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
         const auto bytes = in_order(d, hn::TableLookupBytes(luma, hn::LoadDup128(d, kFours)));
         if constexpr (kStreamed) {
@@ -358,7 +398,6 @@ struct FullRangeRow {
         } else {
             hn::StoreU(bytes, d, y);
         }
-        const auto left = hn::BitCast(d32, a.vu), right = hn::BitCast(d32, b.vu);
         vu = hn::AverageRound(hn::BitCast(d, every_other<0>(left, right)), hn::BitCast(d, every_other<1>(left, right)));
     }
     void average(const FullRangeRow &other) { vu = hn::AverageRound(vu, other.vu); }
@@ -388,12 +427,18 @@ struct FullRangeEight {
     }
 };
 
+// What x86 begins ahead.
+template <class D8>
+struct FullRangeStart {
+    FullRangeStart(D8, const uint8_t *) {}
+};
+
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
 template <bool kStreamed, class D8>
 struct FullRangeRow {
     uint8x8_t u, v;
 
-    FullRangeRow(D8 d, const uint8_t *rgba, uint8_t *y) {
+    FullRangeRow(D8 d, const FullRangeStart<D8> &, const uint8_t *rgba, const uint8_t *, uint8_t *y) {
         hn::Vec<D8> r, g, b, alpha;
         hn::LoadInterleaved4(d, rgba, r, g, b, alpha);
         const FullRangeEight low(vget_low_u8(r.raw), vget_low_u8(g.raw), vget_low_u8(b.raw));
@@ -425,8 +470,11 @@ struct ToPlanes {
     template <class D8>
     void vector(D8 d, int32_t x) const {
         prefetch_rows(d, rows, x);
-        FullRangeRow<kStreamed, D8> chroma(d, rows.rgba[0] + ptrdiff_t{x} * 4, rows.y[0] + x);
-        if (rows.rgba[1]) chroma.average({d, rows.rgba[1] + ptrdiff_t{x} * 4, rows.y[1] + x});
+        const uint8_t *top = rows.rgba[0] + ptrdiff_t{x} * 4;
+        const uint8_t *bottom = rows.rgba[1] ? rows.rgba[1] + ptrdiff_t{x} * 4 : nullptr;
+        FullRangeStart<D8> start(d, top);
+        FullRangeRow<kStreamed, D8> chroma(d, start, top, bottom, rows.y[0] + x);
+        if (bottom) chroma.average({d, start, bottom, nullptr, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
     void scalar(int32_t x, int32_t count) const {
