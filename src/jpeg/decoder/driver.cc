@@ -53,10 +53,20 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
 
 }  // namespace
 
+namespace {
+
+int32_t prog_process(JpegInfo *info, uint8_t ***rows, uint32_t *in_out_rows, uint32_t max_rows) {
+    return process_rows(info, rows, in_out_rows, max_rows, decode_progressive_imcu, "BRIMJ_ProgProcessData");
+}
+int32_t prog_process_resize(JpegInfo *info, uint8_t ***rows, uint32_t *in_out_rows, uint32_t max_rows) {
+    return process_rows(info, rows, in_out_rows, max_rows, decode_progressive_imcu, "BRIMJ_ProgProcessData_resize");
+}
+
+}  // namespace
+
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
     JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
-    // Progressive frames are not decoded yet.
-    if (info && is_baseline(info) && open_further_scans(info) == kStepOk) return info;
+    if (info && open_further_scans(info) == kStepOk) return info;
     delete_record(info);
     set_error(kErrorJpegDecoder);
     VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
@@ -68,7 +78,10 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row) {
     uint8_t **rows[kMaxComponents];
     for (int c = 0; c < kMaxComponents; ++c) rows[c] = info->pump.components[c].rows;
     uint32_t done = info->out.outputRow;
-    const auto process = info->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
+    const bool full = info->plan.scaleIndex == 0;
+    const auto process = is_baseline(info) ? (full ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize)
+                         : full            ? prog_process
+                                           : prog_process_resize;
     const int32_t step = process(info, rows, &done, end_row);
     return step == kStepMoreRows && done >= last_row(info) ? kStepEnd : step;
 }

@@ -75,6 +75,11 @@ TEST(JpegPicture, EverySizeSamplingAndRestart) {
                 const std::string what = "sampling " + std::to_string(sampling.h * 10 + sampling.v);
                 const int scale = 2 << seed++ % 3;
                 expect_as_model(model, jpeg, {.width = size[0], .height = size[1]}, what);
+                spec.progressive = true;
+                const Bytes progressive = turbo_picture(spec);
+                DecodeModel progressive_model(progressive);
+                expect_as_model(progressive_model, progressive, {.width = size[0], .height = size[1]},
+                                what + ", progressive");
                 expect_as_model(model, jpeg,
                                 {.format = seed % 2 ? COLOR_RGBA8888 : COLOR_YUV420,
                                  .width = (size[0] + scale / 2) / scale + (size[0] < scale),
@@ -226,12 +231,12 @@ TEST(JpegPicture, DecodeModesGiveTheOutputSize) {
 
 // ---- Files of a corpus against an independent decoder
 
-// Every baseline file without damage: YUV planes, and colours by the rule from them.
-TEST(JpegCorpus, BaselineFilesEqualTheOracle) {
-    int compared = 0;
-    const auto check = [&compared](const std::string &, const Bytes &jpeg) {
+// Every baseline and progressive file without damage: YUV planes, and colours by the rule from them.
+TEST(JpegCorpus, FilesEqualTheOracle) {
+    int compared = 0, progressive = 0;
+    const auto check = [&](const std::string &, const Bytes &jpeg) {
         const auto coded = turbo_planes(jpeg);
-        if (!coded || !coded->baseline || coded->arithmetic || coded->warnings || coded->rgb()) return;
+        if (!coded || coded->arithmetic || coded->warnings || coded->rgb()) return;
         if (coded->components.size() != 1 && coded->components.size() != 3) return;
         const Samples picture = upsampled(*coded, coded->colour);
         const bool small = static_cast<int64_t>(coded->width) * coded->height < 500000;
@@ -244,10 +249,13 @@ TEST(JpegCorpus, BaselineFilesEqualTheOracle) {
             if (!small) break;
         }
         ++compared;
+        progressive += !coded->baseline;
     };
     if (!for_each_of_corpus("jpeg", check)) GTEST_SKIP() << "no corpus";
     EXPECT_GT(compared, 0);
+    EXPECT_GT(progressive, 0);
     RecordProperty("compared", compared);
+    RecordProperty("progressive", progressive);
 }
 
 // Damaged files come back, whatever is asked of them.

@@ -122,12 +122,6 @@ RunFn run_of(McuMode mode) {
     }
 }
 
-// Counts MCUs whose bits are behind the reader.
-void count_mcus(ScanReader *scan, int32_t mcus) {
-    scan->mcus_done += static_cast<uint64_t>(mcus);
-    if (scan->restartInterval) scan->entropy.restartsToGo -= static_cast<uint32_t>(mcus);
-}
-
 // A stretch of MCUs without a restart inside.
 struct Stretch {
     ScanReader *scan;

@@ -84,6 +84,7 @@ struct ScanReader {
 
     EntropyDecoder entropy;
     uint64_t mcus_done;     // MCUs that are decoded or passed over
+    bool ends_as_marker;    // of a progressive frame: the end of the input counts as a marker
     uint64_t mcus_to_pass;  // below this number whole restart intervals are passed over by their markers alone
     uint32_t discardedBytes;
 
@@ -131,6 +132,12 @@ bool restore(ScanReader *scan, const EntropyPosition &position);
 // Forgets the bits that were read, and everything else of the position, without giving anything back to the stream: for
 // whoever moves the stream to another start.
 void discard(ScanReader *scan);
+
+// Counts MCUs whose bits are behind the reader.
+inline void count_mcus(ScanReader *scan, int32_t mcus) {
+    scan->mcus_done += static_cast<uint64_t>(mcus);
+    if (scan->restartInterval) scan->entropy.restartsToGo -= static_cast<uint32_t>(mcus);
+}
 
 // At a due restart: finds its marker and takes up the position behind it. False at the end of the input.
 bool process_restart(ScanReader *scan);

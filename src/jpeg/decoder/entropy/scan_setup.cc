@@ -139,6 +139,7 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     }
     discard(scan);
     scan->mcus_done = 0;
+    scan->ends_as_marker = frame->progressive;
     if (!derive_tables(scan, frame, header)) {
         // The look-ups of a table that was derived again are gone.
         release_fast_path(scan);
