@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/entropy/bit_reader.h"
+#include "jpeg/decoder/entropy/entropy_window.h"
 
 namespace vorel {
 namespace {
@@ -174,7 +175,9 @@ Pass pass_of(const ScanReader *scan) {
 
 int32_t decode_pass(ScanReader *scan, PassTarget *to, int32_t count) {
     const EntropyDecoder &entropy = scan->entropy;
+    const PassFn run = scan->window ? run_table().passes[static_cast<int>(pass_of(scan))] : nullptr;
     int32_t done = 0;
+    bool plain_next = false;
     const auto advance = [&](int32_t mcus) {
         to->advance(scan, mcus);
         count_mcus(scan, mcus);
@@ -189,6 +192,22 @@ int32_t decode_pass(ScanReader *scan, PassTarget *to, int32_t count) {
             advance(mcus);
             continue;
         }
+        if (run && !plain_next) {
+            const bool reopened = !scan->window->open;
+            if (reopened && !open_window(scan)) {
+                plain_next = true;
+                continue;
+            }
+            RunStop stop;
+            const int32_t went = run(scan, *to, mcus, &stop);
+            advance(went);
+            if (stop != RunStop::kDone) close_window(scan);
+            // A fresh window that cannot serve one MCU stands before something odd or the end.
+            plain_next = stop == RunStop::kWindowLow && went == 0 && reopened;
+            continue;
+        }
+        plain_next = false;
+        close_window(scan);
         if (PlainPass(scan, *to).decode() != Fill::kOk) break;
         advance(1);
     }
