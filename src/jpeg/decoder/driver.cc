@@ -53,17 +53,6 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
 
 }  // namespace
 
-namespace {
-
-int32_t prog_process(JpegInfo *info, uint8_t ***rows, uint32_t *in_out_rows, uint32_t max_rows) {
-    return process_rows(info, rows, in_out_rows, max_rows, decode_progressive_imcu, "BRIMJ_ProgProcessData");
-}
-int32_t prog_process_resize(JpegInfo *info, uint8_t ***rows, uint32_t *in_out_rows, uint32_t max_rows) {
-    return process_rows(info, rows, in_out_rows, max_rows, decode_progressive_imcu, "BRIMJ_ProgProcessData_resize");
-}
-
-}  // namespace
-
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
     JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
     if (info && open_further_scans(info) == kStepOk) return info;
@@ -79,10 +68,13 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row) {
     for (int c = 0; c < kMaxComponents; ++c) rows[c] = info->pump.components[c].rows;
     uint32_t done = info->out.outputRow;
     const bool full = info->plan.scaleIndex == 0;
-    const auto process = is_baseline(info) ? (full ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize)
-                         : full            ? prog_process
-                                           : prog_process_resize;
-    const int32_t step = process(info, rows, &done, end_row);
+    int32_t step;
+    if (is_baseline(info)) {
+        step = (full ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize)(info, rows, &done, end_row);
+    } else {
+        uint8_t **buffer = reinterpret_cast<uint8_t **>(rows);
+        step = (full ? BRIMJ_ProgProcessData : BRIMJ_ProgProcessData_resize)(info, buffer, &done, end_row);
+    }
     return step == kStepMoreRows && done >= last_row(info) ? kStepEnd : step;
 }
 
@@ -104,6 +96,17 @@ int32_t BRIMJ_ProcessData(JpegInfo *info, uint8_t ***rowArray, uint32_t *inOutRo
 
 int32_t BRIMJ_ProcessData_resize(JpegInfo *info, uint8_t ***rowArray, uint32_t *inOutRowCount, uint32_t maxRows) {
     return process_rows(info, rowArray, inOutRowCount, maxRows, BRIMJ_DecodeSingleiMcu_resize, __func__);
+}
+
+// The row arrays come under the type that callers know: one pointer less deep.
+int32_t BRIMJ_ProgProcessData(JpegInfo *info, uint8_t **rowsBuffer, uint32_t *rowsDone, uint32_t maxRows) {
+    uint8_t ***rows = reinterpret_cast<uint8_t ***>(rowsBuffer);
+    return process_rows(info, rows, rowsDone, maxRows, BRIMJ_ProgDecodeSingleiMcu, __func__);
+}
+
+int32_t BRIMJ_ProgProcessData_resize(JpegInfo *info, uint8_t **rowsBuffer, uint32_t *rowsDone, uint32_t maxRows) {
+    uint8_t ***rows = reinterpret_cast<uint8_t ***>(rowsBuffer);
+    return process_rows(info, rows, rowsDone, maxRows, BRIMJ_ProgDecodeSingleiMcu, __func__);
 }
 
 // Reaches a band: the iMCU row is passed over at entropy speed.

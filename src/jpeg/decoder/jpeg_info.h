@@ -112,6 +112,7 @@ struct JpegInfo {
     vorel::FurtherScan *further_scans[vorel::kMaxScans - 1];
     int32_t further_scan_count;
     vorel::ProgressiveState progressive;
+    ScanInfo *scan_infos;  // that callers have made
     vorel::OutputPlan plan;
     vorel::OutputState out;
     vorel::RowPump pump;

@@ -74,6 +74,7 @@ void delete_record(JpegInfo *info) {
     close_further_scans(info);
     release_scan(&info->scan);
     release_coefficient_rows(info);
+    release_scan_infos(info);
     release_output(info);
     release_sample_rows(info);
     release_header(&info->header);

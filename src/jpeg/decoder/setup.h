@@ -38,6 +38,9 @@ void close_further_scans(JpegInfo *info);
 bool allocate_coefficient_rows(JpegInfo *info);
 void release_coefficient_rows(JpegInfo *info);
 
+// Frees what BRIMJ_SetupScanInfo made.
+void release_scan_infos(JpegInfo *info);
+
 // Sets up a reader for the scan that the header was parsed to, with its components' multipliers. 200 or 201.
 bool set_up_scan(JpegInfo *info, ScanReader *scan);
 

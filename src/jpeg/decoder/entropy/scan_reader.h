@@ -109,6 +109,8 @@ constexpr int32_t kMaxScaledDc = 2047;
 // MCU of more blocks than T.81 B.2.3 allows, and when out of memory.
 bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *header, bool walks);
 void release_scan(ScanReader *scan);
+// Leaves the scan to the plain path, whose tables may then be changed.
+void drop_fast_path(ScanReader *scan);
 
 // Makes the blocks of an MCU zero, as far as the mode stores anything of them.
 void clear_mcu(const ScanReader *scan, McuMode mode, int16_t *const *blocks, uint8_t *last);

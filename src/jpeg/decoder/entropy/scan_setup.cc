@@ -105,16 +105,12 @@ bool prepare_walks(ScanReader *scan) {
     return true;
 }
 
-namespace {
-
-void release_fast_path(ScanReader *scan) {
+void drop_fast_path(ScanReader *scan) {
     os_release(scan->window);
     os_release(scan->plan);
     scan->window = nullptr;
     scan->plan = nullptr;
 }
-
-}  // namespace
 
 void allow_fast_path(bool allowed) { store_relaxed(&g_fast_path, allowed); }
 bool fast_path_allowed() { return load_relaxed(&g_fast_path); }
@@ -140,16 +136,16 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     scan->ends_as_marker = frame->progressive;
     if (!derive_tables(scan, frame, header)) {
         // The look-ups of a table that was derived again are gone.
-        release_fast_path(scan);
+        drop_fast_path(scan);
         return false;
     }
     const uint64_t blocks = uint64_t{scan->mcusPerRow} * scan->mcuRows * scan->blocksInMcu;
     if (blocks < kFastPathBlocks || !fast_path_allowed()) {
-        release_fast_path(scan);
+        drop_fast_path(scan);
         return true;
     }
     if (prepare_fast_path(scan) && (frame->progressive || !walks || prepare_walks(scan))) return true;
-    release_fast_path(scan);
+    drop_fast_path(scan);
     set_error(kErrorOutOfMemory);
     return false;
 }
@@ -161,7 +157,7 @@ void set_block_keep(ScanReader *scan, const uint8_t *keep) {
 }
 
 void release_scan(ScanReader *scan) {
-    release_fast_path(scan);
+    drop_fast_path(scan);
     for (int i = 0; i < kMaxComponents; ++i) {
         release_table(scan->entropy.dcDerived[i]);
         release_table(scan->entropy.acDerived[i]);

@@ -14,6 +14,8 @@ int32_t decode_sparse_imcu(JpegInfo *info, uint8_t ***rows);
 
 // The same for progressive frames, at all their scales.
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows);
+// Its second half: what the row of coefficients gives goes to the sample rows, and the next row is the one after it.
+int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows);
 
 // Where the next iMCU row lies to what the window needs, and how many scaled rows it gives.
 bool above_window(const JpegInfo *info);

@@ -214,7 +214,10 @@ int32_t open_further_scans(JpegInfo *info) {
     } else if (has_separate_scans(info)) {
         result = open_baseline_scans(info);
     }
-    if (result != kStepOk) VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
+    if (result != kStepOk) {
+        close_further_scans(info);
+        VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
+    }
     return result;
 }
 

@@ -96,6 +96,11 @@ void transform_imcu(JpegInfo *info, uint8_t ***rows) {
     }
 }
 
+// Its scans are found, and it has whole blocks to give.
+bool is_ready(const JpegInfo *info) {
+    return !is_baseline(info) && info->progressive.memory && info->plan.imcu_output_rows != 0;
+}
+
 void clear_rows(ProgressiveState *state) {
     for (const CoefficientRows &rows : state->rows) {
         if (!rows.blocks) continue;
@@ -142,8 +147,9 @@ void release_coefficient_rows(JpegInfo *info) {
 
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
     RowPump &pump = info->pump;
-    // A record whose scans nobody has looked for, or that has no whole blocks to give.
-    if (!info->progressive.memory || info->plan.imcu_output_rows == 0) return kStepBadMcu;
+    // Loops of a caller's own do not look for the scans.
+    if (!is_ready(info) && (pump.imcu_row != 0 || open_further_scans(info) != kStepOk)) return kStepBadMcu;
+    if (!is_ready(info)) return kStepBadMcu;
     if (below_window(info)) {
         pump.rows_ready = 0;
         return kStepEnd;
@@ -155,7 +161,12 @@ int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
         VOREL_TRACE_AS(kTagJpeg, "BRIMJ_ProgDecodeSingleiMcu");
         return kStepBadMcu;
     }
-    if (!pump.skipped) transform_imcu(info, rows);
+    return transform_progressive_imcu(info, rows);
+}
+
+int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
+    if (!is_ready(info) || info->pump.imcu_row >= info->frame->imcu_rows) return kStepFailed;
+    if (!above_window(info)) transform_imcu(info, rows);
     return finish_imcu(info);
 }
 
