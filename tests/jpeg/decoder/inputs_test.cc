@@ -194,6 +194,10 @@ TEST(Conformance, Jpeg) {
     Subject separate = subject("scans apart", Scans::kOnePerComponent, 2, {.width = 17, .height = 9});
     separate.kinds = {Kind::kMemory, Kind::kPath, Kind::kStdio};
     expect_conforms(separate);
+    Subject progressive = subject("progressive", Scans::kInterleaved, 0, {.width = 34, .height = 18});
+    progressive.memory = size_t{3} << 20;  // a row of coefficients at the width that a changed byte gives
+    progressive.file = turbo_picture({.width = 34, .height = 18, .restart_interval = 2, .progressive = true});
+    expect_conforms(progressive);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "jpeg/decoder/coded_stream.h"
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
+#include "jpeg/decoder/surgery.h"
 #include "support/corpus.h"
 
 namespace vorel::test {
@@ -156,6 +157,43 @@ TEST(JpegPicture, WindowsOfAnyPictureAnywhere) {
                     expect_as_model(model, jpeg, spec, "restart " + std::to_string(restart));
                     if (HasFatalFailure()) return;
                 }
+            }
+        }
+    }
+}
+
+// A smaller picture is made of the scans up to those that reach what its transform looks at; a window of an eighth of
+// all scans.
+TEST(JpegPicture, ProgressiveScales) {
+    std::mt19937 random(3);
+    for (const Scans scans : {Scans::kInterleaved, Scans::kLumaThenChroma}) {
+        for (const bool gray : {false, true}) {
+            PictureSpec picture = sized(403, 301, gray ? 1 : 2, gray ? 1 : 2);
+            picture.colour = gray ? Colour::kGray : Colour::kYcc;
+            picture.scans = scans;
+            picture.progressive = true;
+            const Bytes jpeg = turbo_picture(picture);
+            const int apart = scans == Scans::kLumaThenChroma && !gray;
+            const int counts[] = {99, (gray ? 3 : 5) + apart, (gray ? 2 : 4) + apart, 1 + apart};
+            for (int i = 0; i < 120; ++i) {
+                const int step = i % 4;
+                const bool window = i % 3 == 0;
+                DecodeSpec spec = random_spec(random, picture);
+                spec.options = (spec.options & 4 ? 4u : 0) | VOREL_OPTION_FIT_STRETCH;
+                spec.width = (403 + (1 << step) / 2) >> step;
+                spec.height = (301 + (1 << step) / 2) >> step;
+                if (pixel_bytes(spec.format) && spec.options & 4) std::swap(spec.width, spec.height);
+                if (window) {
+                    spec.window_x = 5, spec.window_y = 7;
+                    spec.window_width = 20, spec.window_height = 11;
+                }
+                const bool all = step == 0 || (step == 3 && window);
+                Bytes seen(jpeg.begin(), jpeg.begin() + static_cast<ptrdiff_t>(nth_scan(jpeg, all ? 99 : counts[step])));
+                seen.insert(seen.end(), {0xFF, 0xD9});
+                DecodeModel model(seen);
+                const Decoded ours = decode(jpeg, spec), expected = model(spec);
+                ASSERT_EQ(ours.result, 1) << name_of(spec);
+                ASSERT_TRUE(ours.pixels == expected.pixels) << step << ": " << name_of(spec);
             }
         }
     }

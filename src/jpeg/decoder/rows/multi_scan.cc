@@ -88,7 +88,7 @@ Next parse_next_scan(JpegInfo *info, const MarkerParser &parser) {
     const TablesAside aside(&info->header);
     while (parse_to_scan(parser, &status) != kSos && status == kStepOk) {
     }
-    if (!allowed_in_progression(info->header.scan)) return Next::kFailed;
+    if (info->header.out_of_memory || !allowed_in_progression(info->header.scan)) return Next::kFailed;
     return status == kStepOk ? Next::kScan : Next::kNone;
 }
 
