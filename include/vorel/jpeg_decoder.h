@@ -1,7 +1,7 @@
-/* The JPEG decoder: T.81 baseline and progressive pictures, decoded straight to the wanted size and colour format. Applications call
- * VORELBRIM_PDecodeJPEG or VORELBRIM_DecodeJPEG with a session of vorel/frame.h; the rest is the decoder's inside, open
- * to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record, vorel_jpeg_rows tells
- * what a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step,
+/* The JPEG decoder: T.81 baseline and progressive pictures, decoded straight to the wanted size and colour format.
+ * Applications call VORELBRIM_PDecodeJPEG or VORELBRIM_DecodeJPEG with a session of vorel/frame.h; the rest is the
+ * decoder's inside, open to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record,
+ * vorel_jpeg_rows tells what a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step,
  * BRIMJ_DeleteDecoderInfo ends it. A record belongs to one thread at a time. Pointers may be null only where it is
  * said. */
 #ifndef VOREL_JPEG_DECODER_H
@@ -383,8 +383,8 @@ VOREL_API int32_t BRIMJ_ProgDecodeMcuRefine_DC(JpegInfo *jpegInfo, int16_t **blo
 VOREL_API int32_t BRIMJ_ProgDecodeMcuRefine_AC(JpegInfo *jpegInfo, int16_t **blocks);
 VOREL_API int32_t BRIMJ_ProgDecodeMcu(JpegInfo *jpegInfo, int16_t **blocks);
 VOREL_API int32_t BRIMJ_ProgDecodeMcuRefine(JpegInfo *jpegInfo, int16_t **blocks);
-/* A scan as the record stands in it: a new record of its shape, tables and position in *slot, freed with the JpegInfo (1,
- * or 0 without memory and in baseline frames); its position as it has become; and the record back in it. */
+/* A scan as the record stands in it: a new record of its shape, tables and position in *slot, freed with the JpegInfo
+ * (1, or 0 without memory and in baseline frames); its position as it has become; and the record back in it. */
 VOREL_API int32_t BRIMJ_SetupScanInfo(JpegInfo *jpegInfo, ScanInfo **slot);
 VOREL_API void BRIMJ_SaveScanInfo(JpegInfo *jpegInfo, ScanInfo *scanInfo);
 VOREL_API void BRIMJ_LoadScanInfo(JpegInfo *jpegInfo, ScanInfo *scanInfo);

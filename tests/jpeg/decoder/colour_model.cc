@@ -146,7 +146,8 @@ Samples cut(const Samples &s, int left, int top, int width, int height) {
 
 // ---- The scales
 
-// A component at a scale: every block through the scalar kernel of its shape. Only baseline scans leave coefficients out.
+// A component at a scale: every block through the scalar kernel of its shape. Only baseline scans leave coefficients
+// out.
 Plane scaled_plane(const CodedBlocks &blocks, int width, int height, bool baseline) {
     const auto *shape = std::find_if(std::begin(kShapeSizes), std::end(kShapeSizes),
                                      [=](const ShapeSize &s) { return s.width == width && s.height == height; });

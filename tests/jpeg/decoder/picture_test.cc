@@ -188,7 +188,8 @@ TEST(JpegPicture, ProgressiveScales) {
                     spec.window_width = 20, spec.window_height = 11;
                 }
                 const bool all = step == 0 || (step == 3 && window);
-                Bytes seen(jpeg.begin(), jpeg.begin() + static_cast<ptrdiff_t>(nth_scan(jpeg, all ? 99 : counts[step])));
+                Bytes seen(jpeg.begin(),
+                           jpeg.begin() + static_cast<ptrdiff_t>(nth_scan(jpeg, all ? 99 : counts[step])));
                 seen.insert(seen.end(), {0xFF, 0xD9});
                 DecodeModel model(seen);
                 const Decoded ours = decode(jpeg, spec), expected = model(spec);

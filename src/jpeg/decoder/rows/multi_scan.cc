@@ -84,7 +84,8 @@ bool allowed_in_progression(const ScanHeader &scan) {
 Next parse_next_scan(JpegInfo *info, const MarkerParser &parser) {
     int32_t status = kStepFailed;
     info->header.sawSos = 0;
-    if (is_baseline(info)) return parse_to_scan(parser, &status) == kSos && status == kStepOk ? Next::kScan : Next::kFailed;
+    if (is_baseline(info))
+        return parse_to_scan(parser, &status) == kSos && status == kStepOk ? Next::kScan : Next::kFailed;
     const TablesAside aside(&info->header);
     while (parse_to_scan(parser, &status) != kSos && status == kStepOk) {
     }

@@ -74,8 +74,7 @@ int32_t decode_one(JpegInfo *info, Pass pass, int16_t **blocks) {
 Pass either(const JpegInfo *info, Pass dc, Pass ac) { return info->scan.sos.Ss == 0 ? dc : ac; }
 
 uint32_t snapshots(JpegInfo *info, uint32_t scans) {
-    const uint32_t there =
-        info->progressive.memory ? static_cast<uint32_t>(info->further_scan_count) + 1 : 0;
+    const uint32_t there = info->progressive.memory ? static_cast<uint32_t>(info->further_scan_count) + 1 : 0;
     uint32_t sum = 0;
     for (uint32_t i = 0; i < std::min(scans, there); ++i) {
         const ScanReader *scan = progressive_scan(info, static_cast<int32_t>(i));
