@@ -1,6 +1,7 @@
 // The passes of a progressive frame, on the plain bit reader, and the hand-over between it and the fast path.
 #include "jpeg/decoder/entropy/progressive.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "jpeg/decoder/entropy/bit_reader.h"
@@ -173,7 +174,22 @@ Pass pass_of(const ScanReader *scan) {
     return scan->sos.Ah == 0 ? Pass::kAcFirst : Pass::kAcRefine;
 }
 
+namespace {
+
+// Loops of a caller's own reach scans that nobody has looked at.
+bool can_decode(const ScanReader *scan) {
+    const bool ac = scan->sos.Ss != 0;
+    if (!scan->ends_as_marker || scan->sos.Al > kMaxPointTransform) return false;
+    if (ac && (scan->blocksInMcu != 1 || scan->sos.Se >= kBlockCoefficients)) return false;
+    if (pass_of(scan) == Pass::kDcRefine) return true;
+    DerivedTable *const *tables = ac ? scan->entropy.blockAc : scan->entropy.blockDc;
+    return std::all_of(tables, tables + scan->blocksInMcu, [](const DerivedTable *table) { return table != nullptr; });
+}
+
+}  // namespace
+
 int32_t decode_pass(ScanReader *scan, PassTarget *to, int32_t count) {
+    if (!can_decode(scan)) return 0;
     const EntropyDecoder &entropy = scan->entropy;
     const PassFn run = scan->window ? run_table().passes[static_cast<int>(pass_of(scan))] : nullptr;
     int32_t done = 0;

@@ -19,6 +19,9 @@ struct PassTarget {
     }
 };
 
+// The most bits that a point transform (Al) leaves out of coefficients of 8-bit samples.
+constexpr int32_t kMaxPointTransform = 13;
+
 // The four passes of T.81 G.1.2, by Ss and Ah.
 enum class Pass : uint8_t { kDcFirst, kAcFirst, kDcRefine, kAcRefine };
 Pass pass_of(const ScanReader *scan);

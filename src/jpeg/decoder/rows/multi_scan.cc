@@ -77,7 +77,7 @@ enum class Next : uint8_t { kScan, kNone, kFailed };
 bool allowed_in_progression(const ScanHeader &scan) {
     if (scan.Ss == 0 ? scan.Se != 0 : scan.Se < scan.Ss || scan.Se >= kBlockCoefficients || scan.compsInScan > 1)
         return false;
-    return (scan.Ah == 0 || scan.Ah == scan.Al + 1) && scan.Al <= 13;
+    return (scan.Ah == 0 || scan.Ah == scan.Al + 1) && scan.Al <= kMaxPointTransform;
 }
 
 // The headers up to the next SOS. A progressive frame has as many scans as its headers are whole.

@@ -47,18 +47,9 @@ bool copy_tables(const EntropyDecoder &from, ScanReader *to) {
     return true;
 }
 
-bool can_decode(const ScanReader *scan, Pass pass) {
-    if (!scan->ends_as_marker || pass_of(scan) != pass || scan->sos.Al > 13) return false;
-    const bool ac = scan->sos.Ss != 0;
-    if (ac && (scan->blocksInMcu != 1 || scan->sos.Se >= kBlockCoefficients)) return false;
-    if (pass == Pass::kDcRefine) return true;
-    DerivedTable *const *tables = ac ? scan->entropy.blockAc : scan->entropy.blockDc;
-    return std::all_of(tables, tables + scan->blocksInMcu, [](const DerivedTable *table) { return table != nullptr; });
-}
-
 int32_t decode_one(JpegInfo *info, Pass pass, int16_t **blocks) {
     ScanReader *scan = &info->scan;
-    if (!can_decode(scan, pass)) return 0;
+    if (pass_of(scan) != pass) return 0;
     PassTarget to = {};
     for (int b = 0; b < scan->blocksInMcu; ++b) to.block[b] = blocks[b];
     uint64_t nonzero = 0;

@@ -98,7 +98,15 @@ void transform_imcu(JpegInfo *info, uint8_t ***rows) {
 
 // Its scans are found, and it has whole blocks to give.
 bool is_ready(const JpegInfo *info) {
-    return !is_baseline(info) && info->progressive.memory && info->plan.imcu_output_rows != 0;
+    if (is_baseline(info) || !info->progressive.memory || info->plan.imcu_output_rows == 0) return false;
+    // A header that was parsed since may be of another frame.
+    const uint32_t mcus = static_cast<uint32_t>(ceil_div(info->frame->imageWidth, info->frame->mcuWidth));
+    for (int c = 0; c < info->frame->numComponents; ++c) {
+        const JpegComponent &component = info->frame->components[c];
+        const CoefficientRows &rows = info->progressive.rows[c];
+        if (rows.across != mcus * component.hSampling || rows.down != component.vSampling) return false;
+    }
+    return true;
 }
 
 void clear_rows(ProgressiveState *state) {
@@ -148,7 +156,8 @@ void release_coefficient_rows(JpegInfo *info) {
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
     RowPump &pump = info->pump;
     // Loops of a caller's own do not look for the scans.
-    if (!is_ready(info) && (pump.imcu_row != 0 || open_further_scans(info) != kStepOk)) return kStepBadMcu;
+    if (!info->progressive.memory && (is_baseline(info) || pump.imcu_row != 0 || open_further_scans(info) != kStepOk))
+        return kStepBadMcu;
     if (!is_ready(info)) return kStepBadMcu;
     if (below_window(info)) {
         pump.rows_ready = 0;
