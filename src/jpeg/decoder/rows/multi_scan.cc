@@ -119,8 +119,8 @@ int32_t open_baseline_scans(JpegInfo *info) {
     uint32_t covered = scan_mask(info->header.scan);
     int32_t position = stream_position(info->scan.streamBuffer);
     while (covered != all) {
-        const bool room = info->further_scan_count < kMaxComponents - 1;
-        if (!room || open_next_scan(info, &position) != Next::kScan) return kStepFailed;
+        const bool slots_left = info->further_scan_count < kMaxComponents - 1;
+        if (!slots_left || open_next_scan(info, &position) != Next::kScan) return kStepFailed;
         covered |= scan_mask(info->header.scan);
     }
     return kStepOk;
