@@ -116,7 +116,10 @@ size_t peak_of(const Bytes &jpeg, Kind kind, int32_t width, int32_t height, int3
 TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
     constexpr struct { int h, v; } kSamplings[] = {{1, 1}, {2, 1}, {2, 2}, {1, 4}, {4, 2}};
     for (const auto &sampling : kSamplings) {
-        const Bytes jpeg = turbo_picture({.width = 6000, .height = 64, .h = sampling.h, .v = sampling.v});
+        PictureSpec spec = sized(6000, 64, sampling.h, sampling.v);
+        const Bytes jpeg = turbo_picture(spec);
+        spec.progressive = true;
+        const Bytes progressive = turbo_picture(spec);
         for (const int divisor : {1, 2, 3, 4, 8}) {
             const int width = 6000 / divisor, height = std::max(1, 64 / divisor);
             const size_t bytes = format_bytes(COLOR_RGBA8888, width, height);
@@ -124,18 +127,22 @@ TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
             EXPECT_LE(memory, kFixedBytes + kBytesPerColumn * 6000)
                 << sampling.h << "x" << sampling.v << " /" << divisor;
             EXPECT_LE(peak_of(jpeg, Kind::kPath, width, height, COLOR_RGBA8888, bytes), memory + kFileBytes);
+            EXPECT_LE(peak_of(progressive, Kind::kMemory, width, height, COLOR_RGBA8888, bytes),
+                      kFixedBytes + kBytesPerColumn * 6000);
         }
     }
 }
 
 // Some hundred bytes that claim 15000 x 15000 pixels.
 TEST(JpegMemory, ATinyFileOfHugeSizeCostsItsWidth) {
-    Bytes jpeg = turbo_picture({});
-    const size_t sof = find_marker(jpeg, 0xC0);
-    jpeg[sof + 5] = jpeg[sof + 7] = 15000 >> 8;
-    jpeg[sof + 6] = jpeg[sof + 8] = 15000 & 255;
-    EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4),
-              kFixedBytes + kBytesPerColumn * 15000);
+    for (const bool progressive : {false, true}) {
+        Bytes jpeg = turbo_picture({.progressive = progressive});
+        const size_t sof = find_marker(jpeg, progressive ? 0xC2 : 0xC0);
+        jpeg[sof + 5] = jpeg[sof + 7] = 15000 >> 8;
+        jpeg[sof + 6] = jpeg[sof + 8] = 15000 & 255;
+        EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4),
+                  kFixedBytes + kBytesPerColumn * 15000);
+    }
 }
 
 int32_t stop_at_once(DecInfo *, uint32_t) { return 0; }
