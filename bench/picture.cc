@@ -180,6 +180,7 @@ Bytes compress(const Row &row) {
     jpeg_set_quality(&jpeg, row.quality, TRUE);
     set_sampling(jpeg, row.sampling);
     if (row.restarts) jpeg.restart_in_rows = 1;
+    if (row.progressive) jpeg_simple_progression(&jpeg);
     jpeg_start_compress(&jpeg, TRUE);
     Bytes gray_row(static_cast<size_t>(size.width));
     for (int y = 0; y < size.height; ++y) {

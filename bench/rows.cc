@@ -47,6 +47,9 @@ std::vector<Row> all_rows() {
         for (const Source source : {Source::kFile, Source::kStream})
             rows.push_back({.megapixels = megapixels, .source = source});
     }
+    for (const int megapixels : {12, 40}) rows.push_back({.megapixels = megapixels, .progressive = true});
+    rows.push_back({.sampling = Sampling::k444, .progressive = true});
+    rows.push_back({.source = Source::kFile, .progressive = true});
     return rows;
 }
 
@@ -57,6 +60,7 @@ std::string name_of(const Row &row) {
     if (row.format == Format::kYuv420) name += "/yuv420";
     if (row.quality != 90) name += "/q" + std::to_string(row.quality);
     if (row.restarts) name += "/restarts";
+    if (row.progressive) name += "/progressive";
     if (row.source == Source::kFile) name += "/file";
     if (row.source == Source::kStream) name += "/stream";
     return name;

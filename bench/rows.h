@@ -24,6 +24,7 @@ struct Row {
     int quality = 90;
     bool restarts = false;  // a restart marker after each row of MCUs
     Source source = Source::kMemory;
+    bool progressive = false;
 };
 
 std::vector<Row> all_rows();

@@ -1,7 +1,7 @@
-/* The JPEG decoder: T.81 baseline pictures, decoded straight to the wanted size and colour format. Applications call
- * VORELBRIM_PDecodeJPEG or VORELBRIM_DecodeJPEG with a session of vorel/frame.h; the rest is the decoder's inside, open
- * to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record, vorel_jpeg_rows tells
- * what a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step,
+/* The JPEG decoder: T.81 baseline and progressive pictures, decoded straight to the wanted size and colour format.
+ * Applications call VORELBRIM_PDecodeJPEG or VORELBRIM_DecodeJPEG with a session of vorel/frame.h; the rest is the
+ * decoder's inside, open to programs that build decoding loops of their own: BRIMJ_Initialize makes a working record,
+ * vorel_jpeg_rows tells what a loop needs of it, BRIMJ_ProcessData (full size) or BRIMJ_ProcessData_resize does a step,
  * BRIMJ_DeleteDecoderInfo ends it. A record belongs to one thread at a time. Pointers may be null only where it is
  * said. */
 #ifndef VOREL_JPEG_DECODER_H
@@ -19,6 +19,7 @@ typedef struct JpegInfo JpegInfo;
 typedef struct JpegComponent JpegComponent;
 typedef struct DerivedTable DerivedTable;
 typedef struct EntropyDecoder EntropyDecoder;
+typedef struct ScanInfo ScanInfo;
 
 /* What the plain bit reader leaves behind: its record, the next byte in the stream's block and how many are left there,
  * and the reservoir, newest bits at the low end. */
@@ -365,6 +366,37 @@ VOREL_API void BRIMJ_DoIdct3x3For4x4(const uint8_t *rangeLimit, const int32_t *m
                                      uint8_t **rows, int32_t column);
 VOREL_API void BRIMJ_DoIdct4x4For4x4(const uint8_t *rangeLimit, const int32_t *multipliers, const int16_t *block,
                                      uint8_t **rows, int32_t column);
+
+/* ---- Progressive frames (T.81 G) ------------------------------------------------------------------------------ */
+
+/* One MCU of the current scan, added to what its blocks (64 coefficients in natural order) hold: first and refining
+ * passes over DC and AC, and the two that choose by the scan's band. 1, or 0 where the input cannot be read, and in a
+ * scan of another kind. At the end of the data blocks stay as they are. */
+VOREL_API int32_t BRIMJ_ProgDecodeMcu_DC(JpegInfo *jpegInfo, int16_t **blocks);
+VOREL_API int32_t BRIMJ_ProgDecodeMcu_AC(JpegInfo *jpegInfo, int16_t **blocks);
+VOREL_API int32_t BRIMJ_ProgDecodeMcuRefine_DC(JpegInfo *jpegInfo, int16_t **blocks);
+VOREL_API int32_t BRIMJ_ProgDecodeMcuRefine_AC(JpegInfo *jpegInfo, int16_t **blocks);
+VOREL_API int32_t BRIMJ_ProgDecodeMcu(JpegInfo *jpegInfo, int16_t **blocks);
+VOREL_API int32_t BRIMJ_ProgDecodeMcuRefine(JpegInfo *jpegInfo, int16_t **blocks);
+/* A scan as the record stands in it: a new record of its shape, tables and position in *slot, freed with the JpegInfo
+ * (1, or 0 without memory and in baseline frames); its position as it has become; and the record back in it. */
+VOREL_API int32_t BRIMJ_SetupScanInfo(JpegInfo *jpegInfo, ScanInfo **slot);
+VOREL_API void BRIMJ_SaveScanInfo(JpegInfo *jpegInfo, ScanInfo *scanInfo);
+VOREL_API void BRIMJ_LoadScanInfo(JpegInfo *jpegInfo, ScanInfo *scanInfo);
+/* Row steps, as BRIMJ_ProcessData and BRIMJ_ProcessData_resize; rowsBuffer is their rowArray, cast. One iMCU row of all
+ * scans, and its inverse DCT alone: 100, 101 at the last row, 102 for an MCU that failed, 201. */
+VOREL_API int32_t BRIMJ_ProgProcessData(JpegInfo *jpegInfo, uint8_t **rowsBuffer, uint32_t *rowsDone, uint32_t maxRows);
+VOREL_API int32_t BRIMJ_ProgProcessData_resize(JpegInfo *jpegInfo, uint8_t **rowsBuffer, uint32_t *rowsDone,
+                                               uint32_t maxRows);
+VOREL_API int32_t BRIMJ_ProgDecodeSingleiMcu(JpegInfo *jpegInfo, uint8_t ***outputRows);
+VOREL_API int32_t BRIMJ_ProgIDct(JpegInfo *jpegInfo, uint8_t ***outputRows);
+VOREL_API int32_t BRIMJ_ProgIDctPartial(JpegInfo *jpegInfo, uint8_t ***outputRows);
+/* Number of the first snapshot of scan n, and of all scans: an interleaved scan has one, that of a lone component one
+ * for each of its MCU rows in an iMCU row. 0 until a row step has found the scans. */
+VOREL_API uint32_t BRIMJ_GetSnapshotNumber(JpegInfo *jpegInfo, uint32_t n);
+VOREL_API uint32_t BRIMJ_GetCurrentSnapshotNumber(JpegInfo *jpegInfo);
+/* The logarithm to base 2, rounded down; -1 for 0. */
+VOREL_API int32_t BRIMJ_LOGN(uint32_t n);
 
 VOREL_END_DECLS
 

@@ -1,6 +1,7 @@
 // libjpeg-turbo behind plain functions.
 #include "oracle/turbo.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -97,6 +98,29 @@ void set_scans(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_in
     info->num_scans = static_cast<int>(list->size());
 }
 
+// The script of a progression with its first scan, of all components' DC, in several.
+void separate_dc(jpeg_compress_struct *info, Scans scans, std::vector<jpeg_scan_info> *list) {
+    if (scans == Scans::kInterleaved || info->num_components == 1) return;
+    *list = {info->scan_info, info->scan_info + info->num_scans};
+    const jpeg_scan_info whole = list->front();
+    list->erase(list->begin());
+    jpeg_scan_info rest = whole;
+    rest.comps_in_scan = 0;
+    for (int c = info->num_components; c-- > 0;) {
+        jpeg_scan_info one = whole;
+        one.comps_in_scan = 1;
+        one.component_index[0] = c;
+        if (c == 0 || scans == Scans::kOnePerComponent)
+            list->insert(list->begin(), one);
+        else
+            rest.component_index[rest.comps_in_scan++] = c;
+    }
+    std::reverse(rest.component_index, rest.component_index + rest.comps_in_scan);
+    if (rest.comps_in_scan > 0) list->insert(list->begin() + 1, rest);
+    info->scan_info = list->data();
+    info->num_scans = static_cast<int>(list->size());
+}
+
 void set_colour(jpeg_compress_struct *info, Colour colour) {
     const bool ink = colour == Colour::kCmyk || colour == Colour::kYcck, gray = colour == Colour::kGray;
     info->input_components = ink ? 4 : gray ? 1 : 3;
@@ -117,6 +141,7 @@ std::optional<CodedPicture> turbo_planes(const Bytes &jpeg) {
         out.arithmetic = info->arith_code;
         out.colour = colour_of(info->jpeg_color_space);
         info->raw_data_out = TRUE;
+        info->do_block_smoothing = FALSE;
         info->dct_method = JDCT_ISLOW;
         info->out_color_space = info->jpeg_color_space;
         jpeg_start_decompress(info);
@@ -172,7 +197,10 @@ Bytes turbo_picture(const PictureSpec &spec) {
     }
     std::vector<jpeg_scan_info> scans;
     set_scans(&info, spec.scans, &scans);
-    if (spec.progressive) jpeg_simple_progression(&info);
+    if (spec.progressive) {
+        jpeg_simple_progression(&info);
+        separate_dc(&info, spec.scans, &scans);
+    }
     jpeg_start_compress(&info, TRUE);
     std::mt19937 random(spec.seed);
     const int components = info.input_components;

@@ -47,7 +47,7 @@ std::string unsupported_coding(const std::string &path) {
     if (kind == 3) return "lossless coding is not supported";
     if (arithmetic) return "arithmetic coding is not supported";
     if (frame.precision != 8) return std::to_string(frame.precision) + " bits a sample are not supported";
-    return kind == 2 ? "progressive coding is not supported" : "";
+    return "";
 }
 
 }  // namespace vorel_tool

@@ -55,8 +55,7 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
 
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
     JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
-    // Progressive frames are not decoded yet.
-    if (info && is_baseline(info) && open_further_scans(info) == kStepOk) return info;
+    if (info && open_further_scans(info) == kStepOk) return info;
     delete_record(info);
     set_error(kErrorJpegDecoder);
     VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
@@ -68,8 +67,14 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row) {
     uint8_t **rows[kMaxComponents];
     for (int c = 0; c < kMaxComponents; ++c) rows[c] = info->pump.components[c].rows;
     uint32_t done = info->out.outputRow;
-    const auto process = info->plan.scaleIndex == 0 ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize;
-    const int32_t step = process(info, rows, &done, end_row);
+    const bool full = info->plan.scaleIndex == 0;
+    int32_t step;
+    if (is_baseline(info)) {
+        step = (full ? BRIMJ_ProcessData : BRIMJ_ProcessData_resize)(info, rows, &done, end_row);
+    } else {
+        uint8_t **buffer = reinterpret_cast<uint8_t **>(rows);
+        step = (full ? BRIMJ_ProgProcessData : BRIMJ_ProgProcessData_resize)(info, buffer, &done, end_row);
+    }
     return step == kStepMoreRows && done >= last_row(info) ? kStepEnd : step;
 }
 
@@ -91,6 +96,17 @@ int32_t BRIMJ_ProcessData(JpegInfo *info, uint8_t ***rowArray, uint32_t *inOutRo
 
 int32_t BRIMJ_ProcessData_resize(JpegInfo *info, uint8_t ***rowArray, uint32_t *inOutRowCount, uint32_t maxRows) {
     return process_rows(info, rowArray, inOutRowCount, maxRows, BRIMJ_DecodeSingleiMcu_resize, __func__);
+}
+
+// The row arrays come under the type that callers know: one pointer less deep.
+int32_t BRIMJ_ProgProcessData(JpegInfo *info, uint8_t **rowsBuffer, uint32_t *rowsDone, uint32_t maxRows) {
+    uint8_t ***rows = reinterpret_cast<uint8_t ***>(rowsBuffer);
+    return process_rows(info, rows, rowsDone, maxRows, BRIMJ_ProgDecodeSingleiMcu, __func__);
+}
+
+int32_t BRIMJ_ProgProcessData_resize(JpegInfo *info, uint8_t **rowsBuffer, uint32_t *rowsDone, uint32_t maxRows) {
+    uint8_t ***rows = reinterpret_cast<uint8_t ***>(rowsBuffer);
+    return process_rows(info, rows, rowsDone, maxRows, BRIMJ_ProgDecodeSingleiMcu, __func__);
 }
 
 // Reaches a band: the iMCU row is passed over at entropy speed.

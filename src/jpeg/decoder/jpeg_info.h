@@ -80,12 +80,26 @@ struct RowPump {
 // An MCU that fails with more output rows than this still due ends the decode.
 constexpr int32_t kTolerantRows = 15;
 
-// A further scan of a baseline frame whose components come in several: a reader over an input of its own.
+// A further scan of a frame that has several: a reader over an input of its own.
 struct FurtherScan {
     StreamCursor cursor;
     ScanReader scan = {};
 
     explicit FurtherScan(IoInfo *io) : cursor(io) {}
+};
+
+// The coefficients that one component of a progressive frame has in an iMCU row.
+struct CoefficientRows {
+    int16_t *blocks;        // 64 coefficients each in natural order, as kernels take them
+    uint64_t *nonzero;      // of each block: the zigzag positions from 1 on that are not zero
+    uint32_t across, down;  // blocks
+};
+
+struct ProgressiveState {
+    CoefficientRows rows[kMaxComponents];
+    uint8_t *memory;           // of all of them
+    int32_t scans;             // that are gone through
+    int32_t shown_components;  // the first so many have samples; the others stay gray
 };
 
 }  // namespace vorel
@@ -95,8 +109,10 @@ struct JpegInfo {
     vorel::FrameLayout own_frame;
     vorel::HeaderState header;
     vorel::ScanReader scan;
-    vorel::FurtherScan *further_scans[vorel::kMaxComponents - 1];
+    vorel::FurtherScan *further_scans[vorel::kMaxScans - 1];
     int32_t further_scan_count;
+    vorel::ProgressiveState progressive;
+    ScanInfo *scan_infos;  // that callers have made
     vorel::OutputPlan plan;
     vorel::OutputState out;
     vorel::RowPump pump;
@@ -110,6 +126,10 @@ struct JpegInfo {
 namespace vorel {
 
 constexpr bool is_baseline(const JpegInfo *info) { return !info->frame->progressive; }
+// Scan `number` of a progressive frame, from 0.
+inline ScanReader *progressive_scan(JpegInfo *info, int32_t number) {
+    return number == 0 ? &info->scan : &info->further_scans[number - 1]->scan;
+}
 constexpr ColorSpace color_space(const JpegInfo *info) { return static_cast<ColorSpace>(info->frame->colorSpace); }
 
 inline MarkerParser parser_of(JpegInfo *info) {

@@ -41,6 +41,8 @@ bool walks_over_coefficients(const JpegInfo *info) {
 // markers, where a session asks for a window.
 uint64_t mcus_above_window(const JpegInfo *info, const ScanReader *scan) {
     if (!info->decInfo->partialDecode || info->plan.imcu_output_rows == 0) return 0;
+    // What refines a row needs the row, and the intervals of two scans do not end together.
+    if (!is_baseline(info)) return 0;
     const uint64_t imcus = static_cast<uint64_t>(info->plan.rows.first / info->plan.imcu_output_rows);
     const uint64_t per_imcu = scan->compsInScan == 1 ? scan->components[0].component->vSampling : 1;
     return imcus * per_imcu * scan->mcusPerRow;
@@ -51,6 +53,11 @@ uint64_t mcus_above_window(const JpegInfo *info, const ScanReader *scan) {
 bool set_up_scan(JpegInfo *info, ScanReader *scan) {
     for (int i = 0; i < info->header.scan.compsInScan; ++i) {
         if (!plan_multipliers(info, &info->frame->components[info->header.scan.component[i]])) return false;
+    }
+    // The tables behind the last header serve a progressive frame, whichever components that one is for; which have
+    // none yet get theirs with their scan.
+    for (int c = 0; !is_baseline(info) && c < info->frame->numComponents; ++c) {
+        plan_multipliers(info, &info->frame->components[c]);
     }
     if (!start_scan(scan, info->frame, &info->header, walks_over_coefficients(info))) return false;
     scan->mcus_to_pass = mcus_above_window(info, scan);
@@ -66,6 +73,8 @@ void delete_record(JpegInfo *info) {
     if (!info) return;
     close_further_scans(info);
     release_scan(&info->scan);
+    release_coefficient_rows(info);
+    release_scan_infos(info);
     release_output(info);
     release_sample_rows(info);
     release_header(&info->header);

@@ -29,9 +29,17 @@ bool plan_multipliers(JpegInfo *info, const JpegComponent *component);
 bool allocate_sample_rows(JpegInfo *info);
 void release_sample_rows(JpegInfo *info);
 
-// Opens a reader for each further scan of a baseline frame whose components come in several scans. 200 or 201.
+// Opens a reader for each further scan: of a baseline frame those that components are missing for, of a progressive one
+// those that its scale looks at, with the memory for a row of coefficients. 200 or 201.
 int32_t open_further_scans(JpegInfo *info);
 void close_further_scans(JpegInfo *info);
+
+// Memory for the coefficients of one iMCU row of a progressive frame; false when out of it.
+bool allocate_coefficient_rows(JpegInfo *info);
+void release_coefficient_rows(JpegInfo *info);
+
+// Frees what BRIMJ_SetupScanInfo made.
+void release_scan_infos(JpegInfo *info);
 
 // Sets up a reader for the scan that the header was parsed to, with its components' multipliers. 200 or 201.
 bool set_up_scan(JpegInfo *info, ScanReader *scan);

@@ -138,12 +138,13 @@ Samples cut(const Samples &s, int left, int top, int width, int height) {
 
 // ---- The scales
 
-// A component at a scale: every block through the scalar kernel of its shape.
-Plane scaled_plane(const CodedBlocks &blocks, int width, int height) {
+// A component at a scale: every block through the scalar kernel of its shape. Only baseline scans leave coefficients
+// out.
+Plane scaled_plane(const CodedBlocks &blocks, int width, int height, bool baseline) {
     const auto *shape = std::find_if(std::begin(kShapeSizes), std::end(kShapeSizes),
                                      [=](const ShapeSize &s) { return s.width == width && s.height == height; });
     const int side = std::max(width, height);
-    const int keep = side == 8 ? 64 : side == 4 ? 19 : side == 2 ? 5 : 1;
+    const int keep = side == 8 || !baseline ? 64 : side == 4 ? 19 : side == 2 ? 5 : 1;
     int32_t multipliers[64];
     make_multipliers(shape->shape, blocks.quant, multipliers);
     Plane out = {blocks.across * width, blocks.down * height, {}};
@@ -248,7 +249,7 @@ const Samples &DecodeModel::scaled(int scale) {
     std::vector<Plane> planes;
     for (size_t c = 0; c < blocks_.size(); ++c) {
         const auto [across, down] = joint ? repeats(c) : std::pair(1, 1);
-        planes.push_back(scaled_plane(blocks_[c], 8 / scale * across, 8 / scale * down));
+        planes.push_back(scaled_plane(blocks_[c], 8 / scale * across, 8 / scale * down, coded_->baseline));
     }
     return out = made_of(std::max(1, (coded_->width + scale / 2) / scale),
                          std::max(1, (coded_->height + scale / 2) / scale), coded_->colour, blocks_.size(),

@@ -12,13 +12,14 @@
 namespace vorel::test {
 namespace {
 
-Bytes busy_picture(int sampling, unsigned restart, unsigned seed, int quality = 92) {
+Bytes busy_picture(int sampling, unsigned restart, unsigned seed, int quality = 92, bool progressive = false) {
     return turbo_picture({.width = 260,
                           .height = 250,
                           .h = sampling,
                           .v = sampling,
                           .quality = quality,
                           .restart_interval = restart,
+                          .progressive = progressive,
                           .optimize = seed % 2 != 0,
                           .seed = seed,
                           .noise = 100});
@@ -50,9 +51,9 @@ Bytes damaged(const Bytes &jpeg, std::mt19937 *random) {
 
 TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
     std::mt19937 random(11);
-    for (unsigned round = 0; round < 240; ++round) {
+    for (unsigned round = 0; round < 480; ++round) {
         const unsigned restart = round % 3 == 0 ? 0 : round % 3 == 1 ? 4 : 17;
-        const Bytes good = busy_picture(1 + static_cast<int>(round % 2), restart, round);
+        const Bytes good = busy_picture(1 + static_cast<int>(round % 2), restart, round, 92, round >= 240);
         const Bytes jpeg = round < 6 ? good : damaged(good, &random);
         const int scale = 1 << round / 6 % 4;
         DecodeSpec wanted{.format = COLOR_YUV444, .width = 260 / scale, .height = 250 / scale};

@@ -114,7 +114,10 @@ size_t peak_of(const Bytes &jpeg, Kind kind, int32_t width, int32_t height, int3
 TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
     constexpr struct { int h, v; } kSamplings[] = {{1, 1}, {2, 1}, {2, 2}, {1, 4}, {4, 2}};
     for (const auto &sampling : kSamplings) {
-        const Bytes jpeg = turbo_picture({.width = 6000, .height = 64, .h = sampling.h, .v = sampling.v});
+        PictureSpec spec = sized(6000, 64, sampling.h, sampling.v);
+        const Bytes jpeg = turbo_picture(spec);
+        spec.progressive = true;
+        const Bytes progressive = turbo_picture(spec);
         for (const int divisor : {1, 2, 3, 4, 8}) {
             const int width = 6000 / divisor, height = std::max(1, 64 / divisor);
             const size_t bytes = format_bytes(COLOR_RGBA8888, width, height);
@@ -122,16 +125,21 @@ TEST(JpegMemory, FollowsTheWidthAtEveryScale) {
             EXPECT_LE(memory, kFixedBytes + kBytesPerColumn * 6000)
                 << sampling.h << "x" << sampling.v << " /" << divisor;
             EXPECT_LE(peak_of(jpeg, Kind::kPath, width, height, COLOR_RGBA8888, bytes), memory + kFileBytes);
+            EXPECT_LE(peak_of(progressive, Kind::kMemory, width, height, COLOR_RGBA8888, bytes),
+                      kFixedBytes + kBytesPerColumn * 6000);
         }
     }
 }
 
 // Some hundred bytes that claim 15000 x 15000 pixels.
 TEST(JpegMemory, ATinyFileOfHugeSizeCostsItsWidth) {
-    const Bytes small = turbo_picture({}), side = big_16(15000);
-    const Bytes jpeg = changed(small, find_marker(small, 0xC0) + 5, cat({side, side}));
-    EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4),
-              kFixedBytes + kBytesPerColumn * 15000);
+    const Bytes side = big_16(15000);
+    for (const bool progressive : {false, true}) {
+        const Bytes small = turbo_picture({.progressive = progressive});
+        const Bytes jpeg = changed(small, find_marker(small, progressive ? 0xC2 : 0xC0) + 5, cat({side, side}));
+        EXPECT_LE(peak_of(jpeg, Kind::kMemory, 150, 150, COLOR_RGBA8888, 150 * 150 * 4),
+                  kFixedBytes + kBytesPerColumn * 15000);
+    }
 }
 
 int32_t stop_at_once(DecInfo *, uint32_t) { return 0; }
@@ -190,6 +198,10 @@ TEST(Conformance, Jpeg) {
     Subject separate = subject("scans apart", Scans::kOnePerComponent, 2, {.width = 17, .height = 9});
     separate.kinds = {Kind::kMemory, Kind::kPath, Kind::kStdio};
     expect_conforms(separate);
+    Subject progressive = subject("progressive", Scans::kInterleaved, 0, {.width = 34, .height = 18});
+    progressive.memory = size_t{3} << 20;  // a row of coefficients at the width that a changed byte gives
+    progressive.file = turbo_picture({.width = 34, .height = 18, .restart_interval = 2, .progressive = true});
+    expect_conforms(progressive);
 }
 
 }  // namespace

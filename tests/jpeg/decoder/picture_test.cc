@@ -6,6 +6,7 @@
 #include "jpeg/decoder/coded_stream.h"
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
+#include "jpeg/decoder/surgery.h"
 #include "support/corpus.h"
 
 namespace vorel::test {
@@ -75,6 +76,11 @@ TEST(JpegPicture, EverySizeSamplingAndRestart) {
                 const std::string what = "sampling " + std::to_string(sampling.h * 10 + sampling.v);
                 const int scale = 2 << seed++ % 3;
                 expect_as_model(model, jpeg, {.width = size[0], .height = size[1]}, what);
+                spec.progressive = true;
+                const Bytes progressive = turbo_picture(spec);
+                DecodeModel progressive_model(progressive);
+                expect_as_model(progressive_model, progressive, {.width = size[0], .height = size[1]},
+                                what + ", progressive");
                 expect_as_model(model, jpeg,
                                 {.format = seed % 2 ? COLOR_RGBA8888 : COLOR_YUV420,
                                  .width = (size[0] + scale / 2) / scale + (size[0] < scale),
@@ -156,6 +162,44 @@ TEST(JpegPicture, WindowsOfAnyPictureAnywhere) {
     }
 }
 
+// A smaller picture is made of the scans up to those that reach what its transform looks at; a window of an eighth of
+// all scans.
+TEST(JpegPicture, ProgressiveScales) {
+    std::mt19937 random(3);
+    for (const Scans scans : {Scans::kInterleaved, Scans::kLumaThenChroma}) {
+        for (const bool gray : {false, true}) {
+            PictureSpec picture = sized(403, 301, gray ? 1 : 2, gray ? 1 : 2);
+            picture.colour = gray ? Colour::kGray : Colour::kYcc;
+            picture.scans = scans;
+            picture.progressive = true;
+            const Bytes jpeg = turbo_picture(picture);
+            const int apart = scans == Scans::kLumaThenChroma && !gray;
+            const int counts[] = {99, (gray ? 3 : 5) + apart, (gray ? 2 : 4) + apart, 1 + apart};
+            for (int i = 0; i < 120; ++i) {
+                const int step = i % 4;
+                const bool window = i % 3 == 0;
+                DecodeSpec spec = random_spec(random, picture);
+                spec.options = (spec.options & 4 ? 4u : 0) | VOREL_OPTION_FIT_STRETCH;
+                spec.width = (403 + (1 << step) / 2) >> step;
+                spec.height = (301 + (1 << step) / 2) >> step;
+                if (pixel_bytes(spec.format) && spec.options & 4) std::swap(spec.width, spec.height);
+                if (window) {
+                    spec.window_x = 5, spec.window_y = 7;
+                    spec.window_width = 20, spec.window_height = 11;
+                }
+                const bool all = step == 0 || (step == 3 && window);
+                Bytes seen(jpeg.begin(),
+                           jpeg.begin() + static_cast<ptrdiff_t>(nth_scan(jpeg, all ? 99 : counts[step])));
+                seen.insert(seen.end(), {0xFF, 0xD9});
+                DecodeModel model(seen);
+                const Decoded ours = decode(jpeg, spec), expected = model(spec);
+                ASSERT_EQ(ours.result, 1) << name_of(spec);
+                ASSERT_TRUE(ours.pixels == expected.pixels) << step << ": " << name_of(spec);
+            }
+        }
+    }
+}
+
 // Streams that no encoder writes: codes of 16 bits, blocks without an end, other symbols that end them, tables that
 // change between scans. Both paths, all scales, and windows that pass over most of it.
 TEST(JpegPicture, StreamsOfOddCodes) {
@@ -227,12 +271,12 @@ TEST(JpegPicture, DecodeModesGiveTheOutputSize) {
 
 // ---- Files of a corpus against an independent decoder
 
-// Every baseline file without damage: YUV planes, and colours by the rule from them.
-TEST(JpegCorpus, BaselineFilesEqualTheOracle) {
-    int compared = 0;
-    const auto check = [&compared](const std::string &, const Bytes &jpeg) {
+// Every baseline and progressive file without damage: YUV planes, and colours by the rule from them.
+TEST(JpegCorpus, FilesEqualTheOracle) {
+    int compared = 0, progressive = 0;
+    const auto check = [&](const std::string &, const Bytes &jpeg) {
         const auto coded = turbo_planes(jpeg);
-        if (!coded || !coded->baseline || coded->arithmetic || coded->warnings || coded->rgb()) return;
+        if (!coded || coded->arithmetic || coded->warnings || coded->rgb()) return;
         if (coded->components.size() != 1 && coded->components.size() != 3) return;
         const Samples picture = upsampled(*coded, coded->colour);
         const bool small = static_cast<int64_t>(coded->width) * coded->height < 500000;
@@ -245,10 +289,13 @@ TEST(JpegCorpus, BaselineFilesEqualTheOracle) {
             if (!small) break;
         }
         ++compared;
+        progressive += !coded->baseline;
     };
     if (!for_each_of_corpus("jpeg", check)) GTEST_SKIP() << "no corpus";
     EXPECT_GT(compared, 0);
+    EXPECT_GT(progressive, 0);
     RecordProperty("compared", compared);
+    RecordProperty("progressive", progressive);
 }
 
 // Damaged files come back, whatever is asked of them.

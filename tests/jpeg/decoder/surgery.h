@@ -35,4 +35,15 @@ inline Bytes without_segment(const Bytes &bytes, size_t at) {
     return without(bytes, at, at + 2 + static_cast<size_t>(bytes[at + 2] << 8 | bytes[at + 3]));
 }
 
+// Position of scan `number`, from 0: of its SOS, or of the tables in front of that.
+inline size_t nth_scan(const Bytes &bytes, int number, bool with_tables = false) {
+    size_t at = find_marker(bytes, 0xDA);
+    size_t before = at;
+    for (int i = 0; i < number; ++i) {
+        before = at;
+        at = find_marker(bytes, 0xDA, at + 2);
+    }
+    return with_tables ? std::min(at, find_marker(bytes, 0xC4, before + 2)) : at;
+}
+
 }  // namespace vorel::test

@@ -2,6 +2,7 @@
 #include "jpeg/decoder/entropy/bit_reader.h"
 
 #include "jpeg/decoder/jpeg_info.h"
+#include "jpeg/jpeg.h"
 
 namespace vorel {
 namespace {
@@ -29,6 +30,15 @@ Fill next_stream_byte(ScanReader *scan, uint8_t *out) {
     return Fill::kOk;
 }
 
+bool take_end_as_marker(ScanReader *scan, Fill result) {
+    if (!scan->ends_as_marker) return false;
+    const bool ended = result == Fill::kStopped || scan->io->position >= scan->io->size;
+    if (!ended) return false;
+    scan->entropy.unreadMarker = kEoi;
+    scan->entropy.marker_bytes = 0;
+    return true;
+}
+
 Fill BitReader::fill(int32_t needed) {
     EntropyDecoder &entropy = scan_->entropy;
     while (count_ < kMinimumBits) {
@@ -41,12 +51,17 @@ Fill BitReader::fill(int32_t needed) {
         if (entropy.unreadMarker != 0) break;
         uint8_t byte;
         const Fill result = next_stream_byte(scan_, &byte);
+        if (result != Fill::kOk && take_end_as_marker(scan_, result)) break;
         if (result != Fill::kOk) return result;
         int32_t stream_bytes = 1;
         if (byte == 0xFF) {
             do {
                 const Fill behind = next_stream_byte(scan_, &byte);
-                if (behind != Fill::kOk) return Fill::kStopped;
+                if (behind != Fill::kOk) {
+                    if (!take_end_as_marker(scan_, behind)) return Fill::kStopped;
+                    byte = kEoi;
+                    break;
+                }
                 ++stream_bytes;
             } while (byte == 0xFF);
             if (byte != 0) {

@@ -14,6 +14,10 @@ enum class Fill {
 // Takes a byte from the stream buffer, refilling it.
 Fill next_stream_byte(ScanReader *scan, uint8_t *out);
 
+// A progressive frame's scan goes on at the end of the input as at a marker (EOI), which becomes the pending one. False
+// for other frames, and where the input failed rather than ended.
+bool take_end_as_marker(ScanReader *scan, Fill result);
+
 // Reads from the reader's position. Whole bytes that an earlier one has read ahead count as unread: so what an MCU
 // decodes to, also at the end of the input, depends on its position alone.
 class BitReader {

@@ -2,6 +2,7 @@
 // a 64-bit reservoir over it.
 #pragma once
 
+#include "jpeg/decoder/entropy/progressive.h"
 #include "jpeg/decoder/entropy/scan_reader.h"
 
 namespace vorel {
@@ -63,9 +64,14 @@ enum class RunStop : uint8_t {
 // Decodes up to `count` MCUs from an open window; returns how many were done and says why it stopped.
 using RunFn = int32_t (*)(const RunPlan &plan, EntropyWindow *window, int32_t count, int16_t *const *blocks,
                           uint8_t *last, RunStop *stop);
+// The same for the MCUs of a progressive scan, which never are bad.
+using PassFn = int32_t (*)(ScanReader *scan, const PassTarget &to, int32_t count, RunStop *stop);
 struct RunTable {
     RunFn full, scaled, dc, skip;
+    PassFn passes[4];  // by Pass
 };
+// The loops for this processor.
+const RunTable &run_table();
 
 extern const RunTable kPlainRuns;
 #if defined(__x86_64__)

@@ -120,7 +120,7 @@ void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
         if (!code.length) {
             entries[ahead] = pack_special(kEntryLongCode, 0, 0, 0);
         } else if (size == 0) {
-            entries[ahead] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, 0, 0);
+            entries[ahead] = pack_special(run == 15 ? kEntryZeroRun : kEntryEndOfBlock, code.length, run, 0);
         } else if (code.length + size <= look_bits) {
             const int32_t used = code.length + size;
             const uint32_t value = pack_value(used, run + 1, value_ahead(ahead, look_bits, code.length, size));

@@ -33,6 +33,7 @@ constexpr int kKeepDc = 1;
 //   value:      5 bits of run + 1 (AC), a bit that an end of block behind it is taken in, 2 bits free, then the value
 //   as 16
 //               signed bits; never 0 for AC
+//   end of block: 4 bits 0, 4 bits n of a progressive scan's EOBn
 //   long value: 4 bits size, 4 bits run; code bits are to be consumed, the value follows
 // An AC entry is a value exactly when its upper half is not 0.
 constexpr int kMostAcLookBits = 11;

@@ -100,14 +100,6 @@ Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, u
     return in_range ? Mcu::kDecoded : Mcu::kOutOfRange;
 }
 
-const RunTable &run_table() {
-#if defined(__x86_64__)
-    return bmi2_runs() ? kBmi2Runs : kPlainRuns;
-#else
-    return kPlainRuns;
-#endif
-}
-
 RunFn run_of(McuMode mode) {
     const RunTable &table = run_table();
     switch (mode) {
@@ -120,12 +112,6 @@ RunFn run_of(McuMode mode) {
         default:
             return table.skip;
     }
-}
-
-// Counts MCUs whose bits are behind the reader.
-void count_mcus(ScanReader *scan, int32_t mcus) {
-    scan->mcus_done += static_cast<uint64_t>(mcus);
-    if (scan->restartInterval) scan->entropy.restartsToGo -= static_cast<uint32_t>(mcus);
 }
 
 // A stretch of MCUs without a restart inside.
@@ -179,11 +165,21 @@ bool can_run(ScanReader *scan, McuMode mode) { return scan->window && (mode == M
 
 }  // namespace
 
+const RunTable &run_table() {
+#if defined(__x86_64__)
+    return bmi2_runs() ? kBmi2Runs : kPlainRuns;
+#else
+    return kPlainRuns;
+#endif
+}
+
 bool begin_mcu(ScanReader *scan) {
     return !scan->restartInterval || scan->entropy.restartsToGo != 0 || process_restart(scan);
 }
 
 int32_t decode_mcus(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) {
+    // The scans of a progressive frame have passes of their own, and may lack tables.
+    if (scan->ends_as_marker) return 0;
     EntropyDecoder &entropy = scan->entropy;
     Stretch stretch = {scan, mode, blocks, last, 0};
     const RunFn run = can_run(scan, mode) ? run_of(mode) : nullptr;

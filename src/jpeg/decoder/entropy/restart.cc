@@ -8,11 +8,12 @@ namespace vorel {
 namespace {
 
 // Bytes up to the next FF are passed over at memory speed. False at the end of the input.
-bool skip_to_ff(ScanReader *scan) {
+bool skip_to_ff(ScanReader *scan, Fill *stream_result) {
     StreamBuffer *stream = scan->streamBuffer;
     for (;;) {
         uint8_t byte;
-        if (next_stream_byte(scan, &byte) != Fill::kOk) return false;
+        *stream_result = next_stream_byte(scan, &byte);
+        if (*stream_result != Fill::kOk) return false;
         if (byte == 0xFF) return true;
         ++scan->discardedBytes;
         if (stream->available == 0) continue;
@@ -27,13 +28,15 @@ bool skip_to_ff(ScanReader *scan) {
 
 bool is_ahead(int32_t marker, int32_t expected, int32_t by) { return marker == kRst0 + ((expected + by) & 7); }
 
-bool next_restart_marker(ScanReader *scan) {
+// The next marker becomes the pending one; stream_result says why there is none.
+bool find_marker(ScanReader *scan, Fill *stream_result) {
     for (;;) {
-        if (!skip_to_ff(scan)) return false;
+        if (!skip_to_ff(scan, stream_result)) return false;
         int32_t bytes = 1;
         uint8_t byte = 0xFF;
         for (; byte == 0xFF; ++bytes) {
-            if (next_stream_byte(scan, &byte) != Fill::kOk) return false;
+            *stream_result = next_stream_byte(scan, &byte);
+            if (*stream_result != Fill::kOk) return false;
         }
         if (byte != 0) {
             scan->entropy.unreadMarker = byte;
@@ -42,6 +45,11 @@ bool next_restart_marker(ScanReader *scan) {
         }
         scan->discardedBytes += 2;
     }
+}
+
+bool next_restart_marker(ScanReader *scan) {
+    Fill result = Fill::kOk;
+    return find_marker(scan, &result) || take_end_as_marker(scan, result);
 }
 
 bool resync(ScanReader *scan, int32_t expected) {

@@ -84,6 +84,7 @@ struct ScanReader {
 
     EntropyDecoder entropy;
     uint64_t mcus_done;     // MCUs that are decoded or passed over
+    bool ends_as_marker;    // of a progressive frame: the end of the input counts as a marker
     uint64_t mcus_to_pass;  // below this number whole restart intervals are passed over by their markers alone
     uint32_t discardedBytes;
 
@@ -108,6 +109,8 @@ constexpr int32_t kMaxScaledDc = 2047;
 // MCU of more blocks than T.81 B.2.3 allows, and when out of memory.
 bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *header, bool walks);
 void release_scan(ScanReader *scan);
+// Leaves the scan to the plain path, whose tables may then be changed.
+void drop_fast_path(ScanReader *scan);
 
 // Makes the blocks of an MCU zero, as far as the mode stores anything of them.
 void clear_mcu(const ScanReader *scan, McuMode mode, int16_t *const *blocks, uint8_t *last);
@@ -131,6 +134,12 @@ bool restore(ScanReader *scan, const EntropyPosition &position);
 // Forgets the bits that were read, and everything else of the position, without giving anything back to the stream: for
 // whoever moves the stream to another start.
 void discard(ScanReader *scan);
+
+// Counts MCUs whose bits are behind the reader.
+inline void count_mcus(ScanReader *scan, int32_t mcus) {
+    scan->mcus_done += static_cast<uint64_t>(mcus);
+    if (scan->restartInterval) scan->entropy.restartsToGo -= static_cast<uint32_t>(mcus);
+}
 
 // At a due restart: finds its marker and takes up the position behind it. False at the end of the input.
 bool process_restart(ScanReader *scan);

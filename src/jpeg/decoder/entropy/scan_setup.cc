@@ -76,19 +76,17 @@ bool prepare_fast_path(ScanReader *scan) {
     scan->plan->block_count = scan->blocksInMcu;
     scan->plan->walks = false;
     for (int b = 0; b < scan->blocksInMcu; ++b) {
-        const uint32_t *dc = fast_entries(entropy.blockDc[b]), *ac = fast_entries(entropy.blockAc[b]);
-        if (!dc || !ac) return false;
-        scan->plan->blocks[b] = {dc,
-                                 ac,
-                                 64 - static_cast<uint32_t>(entropy.blockAc[b]->look_bits),
-                                 nullptr,
-                                 entropy.blockDc[b],
-                                 entropy.blockAc[b],
-                                 &entropy.lastDc[scan->mcuMembership[b]],
-                                 entropy.block_keep[b],
-                                 0,
-                                 0};
-        find_end_of_block(entropy.blockAc[b], &scan->plan->blocks[b].end_code, &scan->plan->blocks[b].end_bits);
+        RunPlan::Block &at = scan->plan->blocks[b];
+        at = {};
+        at.last_dc = &entropy.lastDc[scan->mcuMembership[b]];
+        at.keep = entropy.block_keep[b];
+        at.dc_table = scan->sos.Ss == 0 && scan->sos.Ah == 0 ? entropy.blockDc[b] : nullptr;
+        at.ac_table = scan->sos.Se != 0 ? entropy.blockAc[b] : nullptr;
+        if (at.dc_table && !(at.dc = fast_entries(entropy.blockDc[b]))) return false;
+        if (!at.ac_table) continue;
+        if (!(at.ac = fast_entries(entropy.blockAc[b]))) return false;
+        at.ac_shift = 64 - static_cast<uint32_t>(at.ac_table->look_bits);
+        find_end_of_block(at.ac_table, &at.end_code, &at.end_bits);
     }
     return true;
 }
@@ -107,16 +105,12 @@ bool prepare_walks(ScanReader *scan) {
     return true;
 }
 
-namespace {
-
-void release_fast_path(ScanReader *scan) {
+void drop_fast_path(ScanReader *scan) {
     os_release(scan->window);
     os_release(scan->plan);
     scan->window = nullptr;
     scan->plan = nullptr;
 }
-
-}  // namespace
 
 void allow_fast_path(bool allowed) { store_relaxed(&g_fast_path, allowed); }
 bool fast_path_allowed() { return load_relaxed(&g_fast_path); }
@@ -139,18 +133,19 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     }
     discard(scan);
     scan->mcus_done = 0;
+    scan->ends_as_marker = frame->progressive;
     if (!derive_tables(scan, frame, header)) {
         // The look-ups of a table that was derived again are gone.
-        release_fast_path(scan);
+        drop_fast_path(scan);
         return false;
     }
     const uint64_t blocks = uint64_t{scan->mcusPerRow} * scan->mcuRows * scan->blocksInMcu;
-    if (frame->progressive || blocks < kFastPathBlocks || !fast_path_allowed()) {
-        release_fast_path(scan);
+    if (blocks < kFastPathBlocks || !fast_path_allowed()) {
+        drop_fast_path(scan);
         return true;
     }
-    if (prepare_fast_path(scan) && (!walks || prepare_walks(scan))) return true;
-    release_fast_path(scan);
+    if (prepare_fast_path(scan) && (frame->progressive || !walks || prepare_walks(scan))) return true;
+    drop_fast_path(scan);
     set_error(kErrorOutOfMemory);
     return false;
 }
@@ -162,7 +157,7 @@ void set_block_keep(ScanReader *scan, const uint8_t *keep) {
 }
 
 void release_scan(ScanReader *scan) {
-    release_fast_path(scan);
+    drop_fast_path(scan);
     for (int i = 0; i < kMaxComponents; ++i) {
         release_table(scan->entropy.dcDerived[i]);
         release_table(scan->entropy.acDerived[i]);

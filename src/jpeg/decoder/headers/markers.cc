@@ -133,6 +133,7 @@ RawHuffTable *huffman_slot(const MarkerParser &p, int32_t index) {
         }
         *slot = os_allocate_array<RawHuffTable>(1);
         if (!*slot) {
+            p.header->out_of_memory = true;
             set_error(kErrorOutOfMemory);
             TRACE_MARKER("");
             return nullptr;
@@ -201,6 +202,7 @@ Segment read_quantisation_tables(const MarkerParser &p) {
         QuantTable **slot = &p.header->quantTables[index];
         if (!*slot) *slot = os_allocate_array<QuantTable>(1);
         if (!*slot) {
+            p.header->out_of_memory = true;
             set_error(kErrorOutOfMemory);
             FAIL_SEGMENT("");
         }

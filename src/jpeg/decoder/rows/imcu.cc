@@ -7,14 +7,6 @@
 namespace vorel {
 namespace {
 
-bool above_window(const JpegInfo *info) {
-    return (int64_t{info->pump.imcu_row} + 1) * info->plan.imcu_output_rows <= info->plan.rows.first;
-}
-
-bool below_window(const JpegInfo *info) {
-    return int64_t{info->pump.imcu_row} * info->plan.imcu_output_rows >= info->plan.rows.end;
-}
-
 // The MCUs of a row that hold what the window needs: [first, end).
 struct McuRange {
     int32_t first, end;
@@ -148,6 +140,20 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
     return pass_mcus(info, scan, across - shown.end);
 }
 
+int32_t offset_of(const ScanReader *scan, McuMode mode, int32_t mcus) {
+    return mode == McuMode::kSkip ? 0 : mcus * scan->blocksInMcu;
+}
+
+}  // namespace
+
+bool above_window(const JpegInfo *info) {
+    return (int64_t{info->pump.imcu_row} + 1) * info->plan.imcu_output_rows <= info->plan.rows.first;
+}
+
+bool below_window(const JpegInfo *info) {
+    return int64_t{info->pump.imcu_row} * info->plan.imcu_output_rows >= info->plan.rows.end;
+}
+
 // Scaled rows that the iMCU row gives.
 int32_t rows_of_imcu(const JpegInfo *info) {
     const int64_t whole = info->plan.imcu_output_rows;
@@ -158,12 +164,6 @@ int32_t rows_of_imcu(const JpegInfo *info) {
 bool too_early_to_fail(const JpegInfo *info) {
     return int64_t{info->plan.outHeight} - info->out.outputRow > kTolerantRows;
 }
-
-int32_t offset_of(const ScanReader *scan, McuMode mode, int32_t mcus) {
-    return mode == McuMode::kSkip ? 0 : mcus * scan->blocksInMcu;
-}
-
-}  // namespace
 
 bool decode_tolerantly(JpegInfo *info, ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks,
                        uint8_t *last) {

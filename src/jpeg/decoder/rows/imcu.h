@@ -12,6 +12,19 @@ int32_t decode_imcu(JpegInfo *info, McuMode mode, uint8_t ***rows);
 // The same for reductions beyond 1/8, where a sample is the DC of the block that covers its pixel.
 int32_t decode_sparse_imcu(JpegInfo *info, uint8_t ***rows);
 
+// The same for progressive frames, at all their scales.
+int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows);
+// Its second half: what the row of coefficients gives goes to the sample rows, and the next row is the one after it.
+int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows);
+
+// Where the next iMCU row lies to what the window needs, and how many scaled rows it gives.
+bool above_window(const JpegInfo *info);
+bool below_window(const JpegInfo *info);
+int32_t rows_of_imcu(const JpegInfo *info);
+
+// An MCU that fails here ends the decode.
+bool too_early_to_fail(const JpegInfo *info);
+
 // The mode and the function for the planned scale.
 McuMode planned_mode(const JpegInfo *info);
 int32_t decode_planned_imcu(JpegInfo *info, uint8_t ***rows);

@@ -1,7 +1,10 @@
-// Baseline frames whose components come in several scans: each further scan gets a reader of its own, over a second
-// opening of the input that stands behind its SOS. All readers are pumped side by side, one iMCU row at a time.
+// Frames whose coefficients come in several scans: each further scan gets a reader of its own, over a second opening of
+// the input that stands behind its SOS. All readers are pumped side by side, one iMCU row at a time. In a baseline
+// frame each has components of its own; in a progressive one each adds to what those before it gave.
+#include <cstring>
 #include <new>
 
+#include "jpeg/decoder/entropy/progressive.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel {
@@ -36,48 +39,191 @@ FurtherScan *open_scan(const IoInfo *source) {
     return further;
 }
 
-// The next scan behind the header that was parsed last: its reader, or null. *position is where that header ends, and
-// becomes where the scan's own does.
-FurtherScan *open_next_scan(JpegInfo *info, int32_t *position) {
-    FurtherScan *further = open_scan(info->scan.io);
-    if (!further) return nullptr;
-    info->header.sawSos = 0;
-    const MarkerParser parser = {further->scan.streamBuffer, further->scan.io, &info->own_frame, &info->header,
-                                 info->decInfo};
-    int32_t status = kStepFailed;
-    const bool there = further->cursor.ready() && further->cursor.start_at(*position) == *position;
-    const int32_t marker = there ? parse_to_scan(parser, &status) : 0;
-    if (status == kStepOk && marker == kSos && set_up_scan(info, &further->scan)) {
-        *position = stream_position(further->scan.streamBuffer);
-        return further;
+// Raw Huffman tables put aside while the headers of a further scan are parsed: what these define anew counts against
+// the tables of the decode, and slots that they leave empty get theirs back.
+class TablesAside {
+  public:
+    explicit TablesAside(HeaderState *header) : header_(header) {
+        std::memcpy(dc_, header->huffDc, sizeof dc_);
+        std::memcpy(ac_, header->huffAc, sizeof ac_);
+        std::memset(header->huffDc, 0, sizeof header->huffDc);
+        std::memset(header->huffAc, 0, sizeof header->huffAc);
     }
-    close_scan(further);
-    return nullptr;
+    ~TablesAside() {
+        for (int i = 0; i < 4; ++i) {
+            take_back(&header_->huffDc[i], dc_[i]);
+            take_back(&header_->huffAc[i], ac_[i]);
+        }
+    }
+    TablesAside(const TablesAside &) = delete;
+    TablesAside &operator=(const TablesAside &) = delete;
+
+  private:
+    static void take_back(RawHuffTable **slot, RawHuffTable *old) {
+        if (*slot) {
+            os_release(old);
+        } else {
+            *slot = old;
+        }
+    }
+
+    HeaderState *header_;
+    RawHuffTable *dc_[4], *ac_[4];
+};
+
+enum class Next : uint8_t { kScan, kNone, kFailed };
+
+// T.81 G.1.1.1.1, and the point transforms of 8-bit samples.
+bool allowed_in_progression(const ScanHeader &scan) {
+    if (scan.Ss == 0 ? scan.Se != 0 : scan.Se < scan.Ss || scan.Se >= kBlockCoefficients || scan.compsInScan > 1)
+        return false;
+    return (scan.Ah == 0 || scan.Ah == scan.Al + 1) && scan.Al <= kMaxPointTransform;
 }
 
-}  // namespace
+// The headers up to the next SOS. A progressive frame has as many scans as its headers are whole.
+Next parse_next_scan(JpegInfo *info, const MarkerParser &parser) {
+    int32_t status = kStepFailed;
+    info->header.sawSos = 0;
+    if (is_baseline(info))
+        return parse_to_scan(parser, &status) == kSos && status == kStepOk ? Next::kScan : Next::kFailed;
+    const TablesAside aside(&info->header);
+    while (parse_to_scan(parser, &status) != kSos && status == kStepOk) {
+    }
+    if (info->header.out_of_memory || !allowed_in_progression(info->header.scan)) return Next::kFailed;
+    return status == kStepOk ? Next::kScan : Next::kNone;
+}
 
-int32_t open_further_scans(JpegInfo *info) {
-    if (!has_separate_scans(info)) return kStepOk;
+// The next scan behind the header that was parsed last, with its reader. *position is where that header ends, and
+// becomes where the scan's own does.
+Next open_next_scan(JpegInfo *info, int32_t *position) {
+    FurtherScan *further = open_scan(info->scan.io);
+    if (!further) return Next::kFailed;
+    const MarkerParser parser = {further->scan.streamBuffer, further->scan.io, &info->own_frame, &info->header,
+                                 info->decInfo};
+    const bool there = further->cursor.ready() && further->cursor.start_at(*position) == *position;
+    Next next = there ? parse_next_scan(info, parser) : Next::kFailed;
+    if (next == Next::kScan && !set_up_scan(info, &further->scan)) next = Next::kFailed;
+    if (next != Next::kScan) {
+        close_scan(further);
+        return next;
+    }
+    *position = stream_position(further->scan.streamBuffer);
+    info->further_scans[info->further_scan_count++] = further;
+    return Next::kScan;
+}
+
+void close_last_scan(JpegInfo *info) { close_scan(info->further_scans[--info->further_scan_count]); }
+
+int32_t open_baseline_scans(JpegInfo *info) {
     const uint32_t all = (1u << info->frame->numComponents) - 1;
     uint32_t covered = scan_mask(info->header.scan);
     int32_t position = stream_position(info->scan.streamBuffer);
     while (covered != all) {
-        FurtherScan *further =
-            info->further_scan_count < kMaxComponents - 1 ? open_next_scan(info, &position) : nullptr;
-        if (!further) {
-            VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
-            return kStepFailed;
-        }
-        info->further_scans[info->further_scan_count++] = further;
+        const bool slots_left = info->further_scan_count < kMaxComponents - 1;
+        if (!slots_left || open_next_scan(info, &position) != Next::kScan) return kStepFailed;
         covered |= scan_mask(info->header.scan);
     }
     return kStepOk;
 }
 
+// ---- Progressive frames
+
+// Components whose scans so far hold all that a scale looks at: at 1/2 and 1/4 the first AC scan that reaches that far
+// is the last one, at 1/8 the DC. Refinements behind it are left out.
+class Coverage {
+  public:
+    Coverage(const JpegInfo *info, bool dc_only)
+        : step_(info->plan.scaleIndex), dc_only_(dc_only), components_(info->frame->numComponents) {}
+
+    void add(const ScanHeader &scan) {
+        const bool reaches = dc_only_ || (step_ == 1 && scan.Se > 18) || (step_ == 2 && scan.Se >= 5);
+        if (reaches) covered_ |= scan_mask(scan);
+    }
+    bool whole() const {
+        // Required: of more components than one the first three count at 1/2 and 1/4, so that two are never whole.
+        const uint32_t looked_at = dc_only_ ? (1u << components_) - 1 : components_ == 1 ? 1 : 7;
+        return (covered_ & looked_at) == looked_at;
+    }
+
+  private:
+    int32_t step_;
+    bool dc_only_;
+    uint32_t components_, covered_ = 0;
+};
+
+bool is_dc_first(const ScanHeader &scan) { return scan.Ss == 0 && scan.Ah == 0; }
+
+bool has_all(const ScanReader *scan, DerivedTable *const *tables) {
+    for (int b = 0; b < scan->blocksInMcu; ++b) {
+        if (!tables[b]) return false;
+    }
+    return true;
+}
+
+// How many scans are gone through, and which components they are worth showing of: a scan that lacks a table ends the
+// row, and with it chroma, or all.
+void find_usable_scans(JpegInfo *info) {
+    ProgressiveState &state = info->progressive;
+    state.scans = 0;
+    state.shown_components = info->frame->numComponents;
+    for (; state.scans <= info->further_scan_count; ++state.scans) {
+        const ScanReader *scan = progressive_scan(info, state.scans);
+        const Pass pass = pass_of(scan);
+        const bool ac = scan->sos.Ss != 0;
+        if (ac && !has_all(scan, scan->entropy.blockAc)) {
+            state.shown_components = 1;
+            return;
+        }
+        if (pass == Pass::kDcFirst && !has_all(scan, scan->entropy.blockDc)) {
+            state.shown_components = 0;
+            return;
+        }
+    }
+}
+
+int32_t open_progressive_scans(JpegInfo *info) {
+    // Required: a window at 1/8 goes through all scans, a whole picture through those of the first DC bits.
+    const bool dc_only = info->plan.scaleIndex == 3 && !info->decInfo->partialDecode && !info->isRegion;
+    const ScanHeader &header = info->header.scan;
+    if (!allowed_in_progression(header) || (dc_only && !is_dc_first(header))) return kStepFailed;
+    Coverage coverage(info, dc_only);
+    coverage.add(header);
+    int32_t position = stream_position(info->scan.streamBuffer);
+    while (!coverage.whole() && info->further_scan_count < kMaxScans - 1) {
+        const Next next = open_next_scan(info, &position);
+        if (next == Next::kFailed) return kStepFailed;
+        if (next == Next::kNone) break;
+        if (dc_only && !is_dc_first(header)) {
+            close_last_scan(info);
+            break;
+        }
+        coverage.add(header);
+    }
+    const ScanReader *last = progressive_scan(info, info->further_scan_count);
+    const bool has_tables = has_all(last, last->entropy.blockDc) && has_all(last, last->entropy.blockAc);
+    if (!dc_only && !has_tables) return kStepFailed;
+    find_usable_scans(info);
+    return allocate_coefficient_rows(info) ? kStepOk : kStepFailed;
+}
+
+}  // namespace
+
+int32_t open_further_scans(JpegInfo *info) {
+    int32_t result = kStepOk;
+    if (!is_baseline(info)) {
+        result = open_progressive_scans(info);
+    } else if (has_separate_scans(info)) {
+        result = open_baseline_scans(info);
+    }
+    if (result != kStepOk) {
+        close_further_scans(info);
+        VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
+    }
+    return result;
+}
+
 void close_further_scans(JpegInfo *info) {
-    for (int32_t i = 0; i < info->further_scan_count; ++i) close_scan(info->further_scans[i]);
-    info->further_scan_count = 0;
+    while (info->further_scan_count > 0) close_last_scan(info);
 }
 
 }  // namespace vorel
