@@ -73,7 +73,7 @@ VOREL_API int32_t BRIMJ_DestroyExifInfo(ExifInfo *info);
 /* Walks the markers of a stream that stands at SOI to the first Exif segment and reads it; scan data are passed over,
  * so a file without one is walked to its end. 1 or 0. */
 VOREL_API int32_t BRIMJ_GetExifInfo(StreamBuffer *streamBuffer, ExifInfo *info);
-/* A copy of the TIFF structure in that segment of a session's picture, of at most 65525 bytes, for the readers below;
+/* A copy of the TIFF structure in that segment of a session's picture, of at most 65527 bytes, for the readers below;
  * the input is left somewhere else. The caller frees it with VORELBRIM_OsFree. Null where there is none. */
 VOREL_API uint8_t *vorel_exif_block(DecInfo *session, uint32_t *length);
 /* A TIFF structure with its 0th and 1st directories; baseOffset says where in the input it stands. 0 for a bad header;
@@ -100,11 +100,12 @@ VOREL_API int32_t BRIMJ_GetTiffInfo(StreamBuffer *streamBuffer, ExifInfo *info);
 /* The same, and the session's streamOffset becomes that of a JPEG stream which the 0th or 1st directory, or one of
  * their subdirectories (tag 330), names (tag 513). 1 or 0. */
 VOREL_API int32_t BRIMJ_ReadTiffInfo(DecInfo *session, StreamBuffer *streamBuffer, ExifInfo *info);
-/* One directory and its subdirectories, at most 8 deep and each behind its parent. The offset of the next one; 0 where
- * there is none, or for a fault. */
+/* One directory and its subdirectories, each behind its parent, at most 8 below it and 64 in all. The offset of the
+ * next one; 0 where there is none, or for a fault. */
 VOREL_API uint32_t BRIMJ_ReadTiffIFDInfo(DecInfo *session, uint32_t offset, uint32_t littleEndian, ExifInfo *info);
 
-/* The size, pixels, of the last SOF0 or SOF2 before the first scan of a JPEG in memory. 200, or 201 for any fault. */
+/* The size, pixels, of the last SOF0 or SOF2 before the first scan of a JPEG in memory, 0 x 0 without one. 200, or 201
+ * for any fault. */
 VOREL_API int32_t BRIMJ_GetJPEGResolution(const uint8_t *buffer, int32_t length, uint32_t *outWidth,
                                           uint32_t *outHeight);
 /* Nothing, and 1: thumbnails are BRIMJ_ParseFileHeader's. */

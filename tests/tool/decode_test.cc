@@ -75,6 +75,12 @@ TEST_F(DecodeTool, PicturesForPeopleStandUpright) {
     EXPECT_EQ(folder.run("exif lying.jpg").out, "Orientation: 6\n");
     EXPECT_NE(folder.run("exif --json lying.jpg").out.find("\"Orientation\": 6"), std::string::npos);
     EXPECT_EQ(folder.run("exif color.jpg").err, "vorel: color.jpg: no Exif data\n");
+    expect_refused("decode lying.jpg new.raw --format nv21 --orient", 2, "cannot be turned");
+    // A TIFF structure of a byte.
+    folder.put("short.jpg", vorel::test::cat({vorel::test::head(jpeg, 2),
+                                              {0xFF, 0xE1, 0, 9, 'E', 'x', 'i', 'f', 0, 0, 'I'},
+                                              folder.get("color.jpg")}));
+    expect_refused("exif short.jpg", 1, "no Exif data");
 }
 
 TEST_F(DecodeTool, OutputsHoldTheBufferOfTheLibraryFromEverySource) {

@@ -89,6 +89,8 @@ void check_usage(const DecodeOptions &options, const PixelFormat &format) {
         throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
     if (options.rotate != 0 && !format.rotates)
         throw BadUsage("--rotate: pictures in " + options.format + " cannot be turned");
+    if (options.orient && !format.rotates)
+        throw BadUsage("--orient: pictures in " + options.format + " cannot be turned");
 }
 
 // What is decoded, as far as it matters for the layouts; bit 0 for what is not.

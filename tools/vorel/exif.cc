@@ -34,15 +34,15 @@ struct InfoFree {
 class ExifBlock {
   public:
     explicit ExifBlock(Session &session) : bytes_(vorel_exif_block(session.get(), &length_)), info_(zeroed_info()) {
-        if (!bytes_ || !info_) return;
-        BRIMJ_ReadExifInfo(bytes_.get(), 0, length_, info_.get());
+        if (!bytes_ || !info_ || !BRIMJ_ReadExifInfo(bytes_.get(), 0, length_, info_.get())) return;
+        readable_ = true;
         little_ = bytes_.get()[0] == 'I';
         walk(number(4), nullptr, [this](const ExifField &field) { take(field); });
     }
-    explicit operator bool() const { return bytes_ != nullptr; }
+    explicit operator bool() const { return readable_; }
     const ExifInfo &info() const { return *info_; }
     // The tag is there as the record takes it.
-    bool has_orientation() const { return info_->orientation != 0; }
+    bool has_orientation() const { return info_->orientation >= 1 && info_->orientation <= 8; }
     bool has(uint16_t tag, uint16_t type) const { return holds(exif_tags_, tag, type, 1); }
     bool has_gps(uint16_t tag, uint16_t type, uint32_t count) const { return holds(gps_tags_, tag, type, count); }
     const std::string &make() const { return make_; }
@@ -72,7 +72,7 @@ class ExifBlock {
         for (uint32_t i = 0, at = offset + 2; i < count && at + 12 <= length_; ++i, at += 12) {
             ExifField field;
             if (!BRIMJ_ReadExifField(bytes_.get(), at, length_, little_, &field)) continue;
-            if (tags) tags->emplace(field.tag, field);
+            if (tags) tags->insert_or_assign(field.tag, field);
             visit(field);
         }
     }
@@ -80,10 +80,11 @@ class ExifBlock {
         constexpr uint16_t kMake = 271, kModel = 272, kExifDirectory = 34665, kGpsDirectory = 34853;
         if (field.tag == kMake) make_ = text(field);
         if (field.tag == kModel) model_ = text(field);
-        if (field.tag == kExifDirectory &&
+        // The first of each: they may be there without number.
+        if (field.tag == kExifDirectory && exif_tags_.empty() &&
             BRIMJ_ReadExifIFDInfo(bytes_.get(), field.value, length_, little_, info_.get()))
             walk(field.value, &exif_tags_, [](const ExifField &) {});
-        if (field.tag == kGpsDirectory &&
+        if (field.tag == kGpsDirectory && gps_tags_.empty() &&
             BRIMJ_ReadGpsIFDInfo(bytes_.get(), field.value, length_, little_, info_.get()))
             walk(field.value, &gps_tags_, [](const ExifField &) {});
     }
@@ -96,7 +97,7 @@ class ExifBlock {
     uint32_t length_ = 0;
     std::unique_ptr<uint8_t, BlockFree> bytes_;
     std::unique_ptr<ExifInfo, InfoFree> info_;
-    bool little_ = false;
+    bool little_ = false, readable_ = false;
     Tags exif_tags_, gps_tags_;
     std::string make_, model_;
 };
@@ -159,7 +160,14 @@ Json record_of(const ExifBlock &block) {
     return out;
 }
 
-std::string text_of(const Json &value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
+// For a terminal, which takes control characters for commands.
+std::string text_of(const Json &value) {
+    std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    for (char &c : text) {
+        if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = '?';
+    }
+    return text;
+}
 
 int show_exif(const ExifOptions &options) {
     Json records = Json::array();

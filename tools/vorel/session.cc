@@ -112,7 +112,7 @@ ImageInfo Session::parse() {
 
 int32_t exif_orientation(Session &session) {
     ExifInfo *info = BRIMJ_CreatExifInfo(session.get());
-    const int32_t orientation = info ? static_cast<int32_t>(info->orientation) : 0;
+    const int32_t orientation = info && info->orientation <= 8 ? static_cast<int32_t>(info->orientation) : 0;
     if (info) BRIMJ_DestroyExifInfo(info);
     return orientation;
 }

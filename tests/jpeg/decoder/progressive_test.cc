@@ -83,14 +83,13 @@ TEST(JpegProgressive, ParametersThatNoScanHasAreRefused) {
     const Bytes jpeg = turbo_picture(spec_of(2, 0));
     const size_t parameters = nth_scan(jpeg, 1) + 7;  // Ss, Se, Ah and Al of a scan of one component
     const struct {
-        int ss, se, a;
+        uint8_t ss, se, a;
         int32_t result;
     } rows[] = {{1, 5, 0x02, 1}, {1, 63, 0x0D, 1}, {5, 5, 0x00, 1}, {5, 4, 0x00, 0}, {1, 64, 0x00, 0},
                 {0, 5, 0x00, 0}, {1, 5, 0x20, 0},  {1, 5, 0x13, 0}, {1, 5, 0x0E, 0}, {1, 5, 0xFE, 0}};
     for (const auto &row : rows) {
-        Bytes odd = changed(changed(jpeg, parameters, row.ss), parameters + 1, row.se);
-        odd[parameters + 2] = static_cast<uint8_t>(row.a);
-        EXPECT_EQ(planes_of(odd).result, row.result) << row.ss << ' ' << row.se << ' ' << row.a;
+        EXPECT_EQ(planes_of(changed(jpeg, parameters, {row.ss, row.se, row.a})).result, row.result)
+            << int{row.ss} << ' ' << int{row.se} << ' ' << int{row.a};
     }
 }
 

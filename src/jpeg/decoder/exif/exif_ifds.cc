@@ -104,41 +104,55 @@ bool take_exif_field(const TiffReader &tiff, const ExifField &field, ExifInfo *i
     }
 }
 
-bool take_gps_field(const TiffReader &tiff, const ExifField &field, GpsInfo *gps) {
-    const uint8_t *bytes = tiff.at(field.value);
+// The last of each, copied when the directory has been read: any number of entries may share what they name.
+struct GpsStrings {
+    ExifField datum, method;
+
+    void take(const ExifField &field) {
+        if (field.tag == 18 && field.type == kAscii) datum = field;
+        if (field.tag == 27 && field.type == kUndefined) method = field;
+    }
+    bool copy(const TiffReader &tiff, GpsInfo *gps) const {
+        return (datum.tag == 0 || replace_string(tiff, datum, &gps->mapDatum)) &&
+               (method.tag == 0 || replace_string(tiff, method, &gps->processingMethod));
+    }
+};
+
+void take_gps_field(const TiffReader &tiff, const ExifField &field, GpsInfo *gps) {
+    const auto bytes = [&] { return tiff.at(field.value); };
     switch (field.tag) {
         case 0:
-            if (is(field, kByte, 4)) std::memcpy(gps->versionId, bytes, 4);
-            return true;
+            if (is(field, kByte, 4)) std::memcpy(gps->versionId, bytes(), 4);
+            return;
         case 1:
-            if (is(field, kAscii, 2)) std::memcpy(gps->latitudeRef, bytes, 2);
-            return true;
+            if (is(field, kAscii, 2)) std::memcpy(gps->latitudeRef, bytes(), 2);
+            return;
         case 2:
-            return !is(field, kRational, 3) || take_rationals(tiff, field, gps->latitude, 3);
+            if (is(field, kRational, 3)) take_rationals(tiff, field, gps->latitude, 3);
+            return;
         case 3:
-            if (is(field, kAscii, 2)) std::memcpy(gps->longitudeRef, bytes, 2);
-            return true;
+            if (is(field, kAscii, 2)) std::memcpy(gps->longitudeRef, bytes(), 2);
+            return;
         case 4:
-            return !is(field, kRational, 3) || take_rationals(tiff, field, gps->longitude, 3);
+            if (is(field, kRational, 3)) take_rationals(tiff, field, gps->longitude, 3);
+            return;
         case 5:
-            if (is(field, kByte, 1)) gps->altitudeRef = bytes[0];
-            return true;
+            if (is(field, kByte, 1)) gps->altitudeRef = bytes()[0];
+            return;
         case 6:
-            return !is(field, kRational, 1) || take_rationals(tiff, field, &gps->altitude, 1);
+            if (is(field, kRational, 1)) take_rationals(tiff, field, &gps->altitude, 1);
+            return;
         case 7:
-            return !is(field, kRational, 3) || take_rationals(tiff, field, gps->timeStamp, 3);
-        case 18:
-            return field.type != kAscii || replace_string(tiff, field, &gps->mapDatum);
-        case 27:
-            return field.type != kUndefined || replace_string(tiff, field, &gps->processingMethod);
+            if (is(field, kRational, 3)) take_rationals(tiff, field, gps->timeStamp, 3);
+            return;
         case 29:
             if (is(field, kAscii, sizeof gps->dateStamp)) {
-                std::memcpy(gps->dateStamp, bytes, sizeof gps->dateStamp);
+                std::memcpy(gps->dateStamp, bytes(), sizeof gps->dateStamp);
                 gps->dateStamp[sizeof gps->dateStamp - 1] = '\0';
             }
-            return true;
+            return;
         default:
-            return true;
+            return;
     }
 }
 
@@ -191,13 +205,15 @@ int32_t BRIMJ_ReadGpsIFDInfo(const uint8_t *buffer, uint32_t offset, uint32_t le
         return 0;
     }
     if (!info->gps) info->gps = os_allocate_array<GpsInfo>(1);
-    uint32_t wanted = sizeof(GpsInfo);
-    if (info->gps && for_fields(tiff, length, offset, [&](const ExifField &field) {
-            wanted = field.byteLength;
-            return take_gps_field(tiff, field, info->gps);
-        }))
-        return 1;
-    VOREL_LOG(kTagJpeg, "[%s:%d, size : %d]", kName, __LINE__, static_cast<int>(wanted));
+    GpsStrings strings = {};
+    const auto take = [&](const ExifField &field) {
+        take_gps_field(tiff, field, info->gps);
+        strings.take(field);
+        return true;
+    };
+    if (info->gps && for_fields(tiff, length, offset, take) && strings.copy(tiff, info->gps)) return 1;
+    const uint32_t size = info->gps ? strings.datum.byteLength + strings.method.byteLength : sizeof(GpsInfo);
+    VOREL_LOG(kTagJpeg, "[%s:%d, size : %d]", kName, __LINE__, static_cast<int>(size));
     return 0;
 }
 
@@ -208,6 +224,7 @@ int32_t BRIMJ_ReadExifInfo(const uint8_t *buffer, uint32_t, uint32_t length, Exi
         VOREL_TRACE(kTagJpeg);
         return 0;
     }
+    info->littleEndian = tiff.little_endian();
     const uint32_t next = BRIMJ_Read0thIFDInfo(buffer, first, length, tiff.little_endian(), info);
     if (next == 0) return 1;
     // Required: the 1st directory is walked, and nothing of it kept.

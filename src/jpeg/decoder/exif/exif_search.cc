@@ -34,10 +34,16 @@ bool has_segment(int32_t marker) {
            marker == kDri || marker == kCom || is_app(marker);
 }
 
-// A stream of the caller's may not know its size.
-int32_t bytes_left(const StreamBuffer *stream) {
+// Streams and FILEs may come without their size.
+int64_t bytes_left(const StreamBuffer *stream) {
     const IoInfo *io = stream->io;
-    return (io->kind == kIoStream && io->size <= 0 ? INT32_MAX : io->size) - stream_position(stream);
+    return int64_t{!is_memory(io) && io->size <= 0 ? INT32_MAX : io->size} - stream_position(stream);
+}
+
+// Required: a line for an input that ends, or that is cut off inside a segment.
+bool ended(int line) {
+    VOREL_LOG(kTagJpeg, "[%s:%d]", kSearch, line);
+    return false;
 }
 
 // The TIFF structure of an Exif segment, and where it stands in the input.
@@ -52,7 +58,7 @@ struct ExifBlock {
         position = static_cast<uint32_t>(stream_position(stream));
         size = bytes;
         if (is_memory(stream->io)) {
-            data = static_cast<const uint8_t *>(stream->io->source) + position;
+            data = unread(stream);
             return true;
         }
         copy.reset(os_allocate(static_cast<size_t>(size) + 1));
@@ -92,9 +98,9 @@ bool find_exif(StreamBuffer *stream, ExifBlock *out) {
     while (pass_to_ff(stream)) {
         int32_t marker = read_byte(stream);
         while (marker == 0xFF) marker = read_byte(stream);
-        if (marker < 0) return false;
+        if (marker < 0) return ended(__LINE__);
         if (!has_segment(marker)) continue;
-        if (!ensure_bytes(stream, 2)) return false;
+        if (!ensure_bytes(stream, 2)) return ended(__LINE__);
         const int32_t length = big_endian_16(unread(stream));
         if (length < 2) {
             VOREL_LOG(kTagJpeg, "[%s:%d, length : %d]", kSearch, __LINE__, length);
@@ -105,15 +111,17 @@ bool find_exif(StreamBuffer *stream, ExifBlock *out) {
             const Found found = look_at_app1(stream, length, out);
             if (found != Found::kOther) return found == Found::kExif;
         } else if (!skip_bytes(stream, length - 2)) {
-            return false;
+            return ended(__LINE__);
         }
     }
-    return false;
+    return ended(__LINE__);
 }
 
 }  // namespace
 
 int32_t exif_orientation(DecInfo *session) {
+    // The search would use up an input that is read only once.
+    if (session->ioInfo->kind == kIoStream && !session->ioInfo->rewindFn) return 1;
     ExifInfo *info = BRIMJ_CreatExifInfo(session);
     const int32_t orientation = info && info->orientation ? static_cast<int32_t>(info->orientation) : 1;
     if (info) BRIMJ_DestroyExifInfo(info);
@@ -160,7 +168,7 @@ ExifInfo *BRIMJ_CreatExifInfo(DecInfo *session) {
         BRIMJ_GetExifInfo(cursor.stream(), info))
         return info;
     VOREL_TRACE(kTagJpeg);
-    os_release(info);
+    if (info) BRIMJ_DestroyExifInfo(info);
     return nullptr;
 }
 
@@ -176,7 +184,7 @@ ExifInfo *BRIMJ_CreatExifInfoUseExifBuffer(const uint8_t *buffer, int32_t length
         return info;
     }
     VOREL_TRACE(kTagJpeg);
-    os_release(info);
+    if (info) BRIMJ_DestroyExifInfo(info);
     return nullptr;
 }
 

@@ -9,7 +9,7 @@ namespace vorel {
 namespace {
 
 constexpr uint16_t kOrientation = 274, kSubDirectories = 330, kJpegOffset = 513;
-constexpr uint16_t kShort = 3;
+constexpr uint16_t kShort = 3, kLong = 4;
 constexpr int32_t kDeepest = 8;
 // Directories in a walk: entries without end may name the same subdirectory.
 constexpr int32_t kMostDirectories = 64;
@@ -79,18 +79,32 @@ struct TiffWalk {
         return tiff.long_word(directory.bytes);
     }
 
+    // The first of several offsets, which stand at `at`.
+    bool first_of(uint32_t at, uint32_t *out) const {
+        uint8_t bytes[4];
+        if (!read_at(io, at, bytes, sizeof bytes)) return false;
+        *out = little_endian ? little_endian_32(bytes) : big_endian_32(bytes);
+        return true;
+    }
+
     // False for a subdirectory that is not behind its parent, which could lead round in a circle.
     bool take(const TiffReader &tiff, int64_t at, uint32_t offset, int32_t depth) {
         const uint32_t tag = tiff.word(at), type = tiff.word(at + 2), count = tiff.long_word(at + 4);
         const uint32_t value = tiff.long_word(at + 8);
-        if (tag == kOrientation && type == kShort && count == 1 && info) {
+        if (depth == 0 && tag == kOrientation && type == kShort && count == 1 && info) {
             info->orientation = tiff.word(at + 8);
             info->littleEndian = little_endian;
         }
-        if (tag == kJpegOffset && stream_offset) *stream_offset = value;
-        if (tag != kSubDirectories) return true;
-        if (value <= offset || depth == kDeepest) return false;
-        walk(value, depth + 1);
+        if (tag == kJpegOffset && type == kLong && count == 1 && value <= INT32_MAX && stream_offset)
+            *stream_offset = value;
+        if (tag != kSubDirectories || type != kLong || count == 0) return true;
+        uint32_t sub = value;
+        if (count > 1 && !first_of(value, &sub)) return false;
+        if (sub <= offset || depth == kDeepest) {
+            VOREL_TRACE_AS(kTagJpeg, "BRIMJ_ReadTiffIFDInfo");
+            return false;
+        }
+        walk(sub, depth + 1);
         return true;
     }
 };
