@@ -114,6 +114,7 @@ struct JpegInfo {
     vorel::ProgressiveState progressive;
     ScanInfo *scan_infos;  // that callers have made
     vorel::OutputPlan plan;
+    bool planned;  // the plan and the sample rows are those of the header
     vorel::OutputState out;
     vorel::RowPump pump;
 

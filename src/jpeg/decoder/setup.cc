@@ -115,6 +115,7 @@ JpegInfo *BRIMJ_PostInitialize(DecInfo *session, StreamBuffer *, FrameRequest *f
         delete_record(info);
         return nullptr;
     }
+    info->planned = true;
     return info;
 }
 

@@ -180,7 +180,8 @@ namespace {
 bool can_decode(const ScanReader *scan) {
     const bool ac = scan->sos.Ss != 0;
     if (!scan->ends_as_marker || scan->sos.Al > kMaxPointTransform) return false;
-    if (ac && (scan->blocksInMcu != 1 || scan->sos.Se >= kBlockCoefficients)) return false;
+    if (ac && (scan->blocksInMcu != 1 || scan->sos.Ss > scan->sos.Se || scan->sos.Se >= kBlockCoefficients))
+        return false;
     if (pass_of(scan) == Pass::kDcRefine) return true;
     DerivedTable *const *tables = ac ? scan->entropy.blockAc : scan->entropy.blockDc;
     return std::all_of(tables, tables + scan->blocksInMcu, [](const DerivedTable *table) { return table != nullptr; });
@@ -201,6 +202,11 @@ int32_t decode_pass(ScanReader *scan, PassTarget *to, int32_t count) {
     };
     while (done < count && begin_mcu(scan)) {
         int32_t mcus = count - done;
+        if (ended_at_marker(scan)) {
+            to->advance(scan, mcus);
+            pass_ended(scan, mcus);
+            return count;
+        }
         if (scan->restartInterval && entropy.restartsToGo < static_cast<uint32_t>(mcus)) {
             mcus = static_cast<int32_t>(entropy.restartsToGo);
         }

@@ -90,6 +90,19 @@ bool process_restart(ScanReader *scan) {
     return true;
 }
 
+void pass_ended(ScanReader *scan, int32_t mcus) {
+    EntropyDecoder &entropy = scan->entropy;
+    scan->mcus_done += static_cast<uint64_t>(mcus);
+    if (scan->restartInterval == 0) return;
+    const uint64_t count = static_cast<uint64_t>(mcus), to_go = entropy.restartsToGo, interval = scan->restartInterval;
+    const uint64_t restarts = count > to_go ? (count - to_go + interval - 1) / interval : 0;
+    entropy.restartsToGo = static_cast<uint32_t>(to_go + restarts * interval - count);
+    entropy.nextRestartNumber = static_cast<uint8_t>((entropy.nextRestartNumber + restarts) & 7);
+    if (restarts == 0) return;
+    std::memset(entropy.lastDc, 0, sizeof entropy.lastDc);
+    entropy.eobRun = 0;
+}
+
 int32_t pass_by_restart(ScanReader *scan) {
     EntropyDecoder &entropy = scan->entropy;
     if (scan->restartInterval == 0) return 0;

@@ -143,6 +143,13 @@ inline void count_mcus(ScanReader *scan, int32_t mcus) {
 
 // At a due restart: finds its marker and takes up the position behind it. False at the end of the input.
 bool process_restart(ScanReader *scan);
+// A marker that ends the scan is pending: however many restarts are due behind it, no MCU has data.
+inline bool ended_at_marker(const ScanReader *scan) {
+    const int32_t marker = static_cast<int32_t>(scan->entropy.unreadMarker);
+    return scan->entropy.insufficientData && marker >= kSof0 && !is_restart(marker);
+}
+// Passes over MCUs of such a scan, as if each restart among them had been looked for.
+void pass_ended(ScanReader *scan, int32_t mcus);
 // One MCU below mcus_to_pass, by restart markers alone: 0 it has to be decoded, 1 passed over at a restart, which was
 // processed, 2 passed over inside an interval. An interval that reaches beyond is decoded from its start.
 int32_t pass_by_restart(ScanReader *scan);

@@ -466,6 +466,7 @@ int32_t BRIMJ_ParseHeader(JpegInfo *info, void *) {
         return kStepFailed;                                       \
     } while (0)
     close_window(&info->scan);
+    info->planned = false;
     release_header(&info->header);
     info->own_frame = {};
     info->frame = &info->own_frame;

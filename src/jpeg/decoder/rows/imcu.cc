@@ -190,6 +190,7 @@ const uint8_t *range_of(const JpegInfo *info, const JpegComponent *component) {
 
 int32_t decode_imcu(JpegInfo *info, McuMode mode, uint8_t ***rows) {
     RowPump &pump = info->pump;
+    if (!info->planned) return kStepBadMcu;
     if (info->plan.imcu_output_rows == 0) return decode_sparse_imcu(info, rows);
     if (below_window(info)) {
         pump.rows_ready = 0;

@@ -34,15 +34,18 @@ bool copy_table(DerivedTable *from, bool is_dc, int32_t number, DerivedTable **t
     return !from || derive_table(from->raw, is_dc, number, to);
 }
 
+// Those that the blocks of an MCU use now, whatever was derived for another scan since. A scan whose set-up failed may
+// name tables that no stream has.
 bool copy_tables(const EntropyDecoder &from, ScanReader *to) {
-    for (int32_t i = 0; i < kMaxComponents; ++i) {
-        if (!copy_table(from.dcDerived[i], true, i, &to->entropy.dcDerived[i])) return false;
-        if (!copy_table(from.acDerived[i], false, i, &to->entropy.acDerived[i])) return false;
-    }
+    EntropyDecoder &entropy = to->entropy;
     for (int b = 0; b < to->blocksInMcu; ++b) {
         const ScanComponent &at = to->components[to->mcuMembership[b]];
-        to->entropy.blockDc[b] = to->entropy.dcDerived[at.dcTable];
-        to->entropy.blockAc[b] = to->entropy.acDerived[at.acTable];
+        const uint32_t dc = at.dcTable, ac = at.acTable;
+        if (dc >= kMaxComponents || ac >= kMaxComponents) return false;
+        if (!copy_table(from.blockDc[b], true, static_cast<int32_t>(dc), &entropy.dcDerived[dc])) return false;
+        if (!copy_table(from.blockAc[b], false, static_cast<int32_t>(ac), &entropy.acDerived[ac])) return false;
+        entropy.blockDc[b] = from.blockDc[b] ? entropy.dcDerived[dc] : nullptr;
+        entropy.blockAc[b] = from.blockAc[b] ? entropy.acDerived[ac] : nullptr;
     }
     return true;
 }
@@ -123,7 +126,12 @@ void BRIMJ_LoadScanInfo(JpegInfo *info, ScanInfo *scanInfo) {
     const EntropyDecoder &from = scanInfo->scan.entropy;
     std::copy(std::begin(from.blockDc), std::end(from.blockDc), scan->entropy.blockDc);
     std::copy(std::begin(from.blockAc), std::end(from.blockAc), scan->entropy.blockAc);
-    if (restore(scan, scanInfo->position)) BRIMJ_SetupiMcu(info);
+    if (restore(scan, scanInfo->position)) {
+        BRIMJ_SetupiMcu(info);
+    } else {
+        // What another scan has read must not pass for this one's.
+        scan->streamBuffer->available = 0;
+    }
 }
 
 int32_t BRIMJ_ProgDecodeSingleiMcu(JpegInfo *info, uint8_t ***outputRows) {

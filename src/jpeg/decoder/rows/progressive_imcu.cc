@@ -33,7 +33,19 @@ PassTarget target_of(const JpegInfo *info, const ScanReader *scan, int32_t mcu_r
     return to;
 }
 
+// The blocks of the MCU row are all there: a scan of a caller's own may be of another frame.
+bool fits(const JpegInfo *info, const ScanReader *scan, int32_t mcu_row) {
+    for (int i = 0; i < scan->compsInScan; ++i) {
+        const ScanComponent &at = scan->components[i];
+        const CoefficientRows &rows = info->progressive.rows[at.component->index];
+        if (uint64_t{at.mcuWidth} * scan->mcusPerRow > rows.across) return false;
+        if (uint64_t{at.mcuHeight} + static_cast<uint32_t>(mcu_row) > rows.down) return false;
+    }
+    return true;
+}
+
 bool decode_mcu_row(JpegInfo *info, ScanReader *scan, int32_t mcu_row) {
+    if (!fits(info, scan, mcu_row)) return false;
     PassTarget to = target_of(info, scan, mcu_row);
     const int32_t across = static_cast<int32_t>(scan->mcusPerRow);
     for (int32_t done = 0; done < across;) {
@@ -155,6 +167,7 @@ void release_coefficient_rows(JpegInfo *info) {
 
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
     RowPump &pump = info->pump;
+    if (!info->planned) return kStepBadMcu;
     // Loops of a caller's own do not look for the scans.
     if (!info->progressive.memory && (is_baseline(info) || pump.imcu_row != 0 || open_further_scans(info) != kStepOk))
         return kStepBadMcu;
@@ -174,7 +187,7 @@ int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
 }
 
 int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
-    if (!is_ready(info) || info->pump.imcu_row >= info->frame->imcu_rows) return kStepFailed;
+    if (!info->planned || !is_ready(info) || info->pump.imcu_row >= info->frame->imcu_rows) return kStepFailed;
     if (!above_window(info)) transform_imcu(info, rows);
     return finish_imcu(info);
 }

@@ -72,6 +72,7 @@ struct SparseRow {
 int32_t decode_sparse_imcu(JpegInfo *info, uint8_t ***rows) {
     const OutputPlan &plan = info->plan;
     RowPump &pump = info->pump;
+    if (!info->planned) return kStepBadMcu;
     // A record that is planned for whole blocks has no rows of this kind.
     if (plan.imcu_output_rows != 0) return decode_imcu(info, planned_mode(info), rows);
     const int64_t top = int64_t{pump.imcu_row} * info->frame->mcuHeight;
