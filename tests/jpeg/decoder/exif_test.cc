@@ -159,7 +159,7 @@ Bytes camera_block(const TiffWriter &to) {
 }
 
 // Every number and string of a record, comma by comma.
-std::string told(const ExifInfo &i) {
+std::string text_of(const ExifInfo &i) {
     std::string out;
     const auto add = [&out](auto... values) { ((out += std::to_string(values) + ","), ...); };
     const auto add_text = [&out](const void *value) {
@@ -194,7 +194,7 @@ Seen read_camera_block(Kind kind, const Bytes &jpeg) {
         results += BRIMJ_ReadExifIFDInfo(copy.data(), kExifAt, length, little, info);
         results += BRIMJ_ReadGpsIFDInfo(copy.data(), kGpsAt, length, little, info);
     }
-    const std::string all = told(*info);
+    const std::string all = text_of(*info);
     BRIMJ_DestroyExifInfo(info);
     return {results == 4, Bytes(all.begin(), all.end())};
 }
