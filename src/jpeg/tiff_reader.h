@@ -7,6 +7,21 @@
 
 namespace vorel {
 
+// Field types, 1 to 12, and the bytes of one value of each.
+enum TiffType : uint16_t {
+    kByte = 1,
+    kAscii = 2,
+    kShort = 3,
+    kLong = 4,
+    kRational = 5,
+    kUndefined = 7,
+    kSRational = 10
+};
+constexpr uint16_t kLastTiffType = 12;
+constexpr uint8_t kTiffTypeSizes[kLastTiffType + 1] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
+
+constexpr uint16_t kOrientationTag = 274;
+
 class TiffReader {
   public:
     static constexpr int64_t kEntryBytes = 12;
@@ -58,11 +73,10 @@ class TiffReader {
         return directory != 0 && holds(directory, 2) ? directory : 0;
     }
     uint32_t first_value(int64_t entry) const {
-        // Bytes of a value by field type, 1 to 12.
-        constexpr uint8_t kSizes[13] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
         const uint32_t type = word(entry + 2);
-        if (type < 1 || type > 12) return 0;
-        return kSizes[type] == 1 ? data_[entry + 8] : kSizes[type] == 2 ? word(entry + 8) : long_word(entry + 8);
+        if (type < 1 || type > kLastTiffType) return 0;
+        const uint8_t size = kTiffTypeSizes[type];
+        return size == 1 ? data_[entry + 8] : size == 2 ? word(entry + 8) : long_word(entry + 8);
     }
 
     const uint8_t *data_;

@@ -79,8 +79,6 @@ struct HeaderState {
     int32_t raw_tables;
     bool out_of_memory;        // what ended a parse
     uint32_t restartInterval;  // of the last DRI, in MCUs
-    uint32_t scanNumber;
-    uint32_t scanRestartInterval[kMaxScans];  // of progressive scans
     ScanHeader scan;
 };
 

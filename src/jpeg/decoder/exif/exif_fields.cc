@@ -11,9 +11,6 @@ namespace {
 constexpr const char *kName = "BRIMJ_ReadExifField";
 constexpr int64_t kValue = 8;  // where an entry's value stands
 
-// Bytes of one value by field type, 1 to 12.
-constexpr uint8_t kSizes[13] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
-
 }  // namespace
 
 extern "C" {
@@ -30,8 +27,8 @@ int32_t BRIMJ_ReadExifField(const uint8_t *buffer, uint32_t offset, uint32_t len
     field->tag = static_cast<uint16_t>(tiff.word(offset));
     field->type = static_cast<uint16_t>(tiff.word(offset + 2));
     field->count = tiff.long_word(offset + 4);
-    if (field->type < 1 || field->type > 12) return 0;
-    const int64_t size = kSizes[field->type];
+    if (field->type < 1 || field->type > kLastTiffType) return 0;
+    const int64_t size = kTiffTypeSizes[field->type];
     const int64_t bytes = size * field->count;
     field->byteLength = static_cast<uint32_t>(bytes);
     if (size == 1 && field->count < 5) {

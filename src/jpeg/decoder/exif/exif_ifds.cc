@@ -9,18 +9,6 @@
 namespace vorel {
 namespace {
 
-enum FieldType : uint16_t {
-    kByte = 1,
-    kAscii = 2,
-    kShort = 3,
-    kLong = 4,
-    kRational = 5,
-    kUndefined = 7,
-    kSRational = 10
-};
-
-constexpr uint16_t kOrientation = 274;
-
 // Calls visit(field) for every entry that can be read, until it gives false. The directory is there whole.
 template <typename Visit>
 bool for_fields(const TiffReader &tiff, uint32_t length, uint32_t offset, const Visit &visit) {
@@ -58,7 +46,7 @@ bool take_number(const ExifField &field, uint16_t *out) {
     return true;
 }
 
-bool is(const ExifField &field, FieldType type, uint32_t count) { return field.type == type && field.count == count; }
+bool is(const ExifField &field, TiffType type, uint32_t count) { return field.type == type && field.count == count; }
 
 // False without memory alone: a tag of another type or count is passed over.
 bool take_exif_field(const TiffReader &tiff, const ExifField &field, ExifInfo *info) {
@@ -171,7 +159,7 @@ uint32_t BRIMJ_Read0thIFDInfo(const uint8_t *buffer, uint32_t offset, uint32_t l
         return 0;
     }
     for_fields(tiff, length, offset, [&](const ExifField &field) {
-        if (field.tag == kOrientation && is(field, kShort, 1)) {
+        if (field.tag == kOrientationTag && is(field, kShort, 1)) {
             info->orientation = field.value;
             info->littleEndian = littleEndian != 0;
         }

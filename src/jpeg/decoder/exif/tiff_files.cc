@@ -8,8 +8,7 @@
 namespace vorel {
 namespace {
 
-constexpr uint16_t kOrientation = 274, kSubDirectories = 330, kJpegOffset = 513;
-constexpr uint16_t kShort = 3, kLong = 4;
+constexpr uint16_t kSubDirectories = 330, kJpegOffset = 513;
 constexpr int32_t kDeepest = 8;
 // Directories in a walk: entries without end may name the same subdirectory.
 constexpr int32_t kMostDirectories = 64;
@@ -91,7 +90,7 @@ struct TiffWalk {
     bool take(const TiffReader &tiff, int64_t at, uint32_t offset, int32_t depth) {
         const uint32_t tag = tiff.word(at), type = tiff.word(at + 2), count = tiff.long_word(at + 4);
         const uint32_t value = tiff.long_word(at + 8);
-        if (depth == 0 && tag == kOrientation && type == kShort && count == 1 && info) {
+        if (depth == 0 && tag == kOrientationTag && type == kShort && count == 1 && info) {
             info->orientation = tiff.word(at + 8);
             info->littleEndian = little_endian;
         }
@@ -126,7 +125,7 @@ int32_t BRIMJ_GetTiffInfo(StreamBuffer *stream, ExifInfo *info) {
     const TiffReader tiff(first.block.as<uint8_t>(), first.bytes + 4, header.little_endian);
     TiffWalk walk = {stream->io, header.little_endian, info, nullptr};
     for (int64_t at = 0; at < first.bytes; at += TiffReader::kEntryBytes) {
-        if (tiff.word(at) == kOrientation) walk.take(tiff, at, header.first, 0);
+        if (tiff.word(at) == kOrientationTag) walk.take(tiff, at, header.first, 0);
     }
     return 1;
 }

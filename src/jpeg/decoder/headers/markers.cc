@@ -223,9 +223,6 @@ Segment read_restart_interval(const MarkerParser &p) {
     if (length != 4) FAIL_SEGMENT(", length : %d", length);
     if (!ensure_bytes(stream, 2)) FAIL_SEGMENT("");
     p.header->restartInterval = static_cast<uint32_t>(big_endian_16(unread(stream)));
-    if (p.header->frameType == kProgressiveFrame && p.header->scanNumber < kMaxScans) {
-        p.header->scanRestartInterval[p.header->scanNumber] = p.header->restartInterval;
-    }
     consume(stream, 2);
     return Segment::kDone;
 }
