@@ -184,17 +184,29 @@ typedef struct DecInfo {
     int32_t childCount;
     uint32_t childIndex;
     struct Midpoint *midpoints[4]; /* owned */
-    int32_t midpointCount;
+    int32_t midpointCount;         /* set: how many are wanted, or are there; at most 4 */
+    int32_t midpointIndex, midpointPhase;
+    struct JpegInfo *midpointDecoders[3]; /* of midpoints 2 to 4 */
+    uint32_t stripStartRow;
     uint32_t multiThread;
     struct RegionJob *regionJobs; /* owned */
     int32_t regionJobCount, regionNextJob;
-    uint32_t streamOffset; /* set: where the JPEG stream begins in the input, bytes */
+    uint32_t jobsExhausted;
+    pthread_mutex_t jobMutex; /* of the jobs, and of counters that threads of one session share */
+    uint32_t streamOffset;    /* set: where the JPEG stream begins in the input, bytes */
     /* read, of a JPEG behind a parse: as in ImageInfo. */
     uint32_t jpegProgressive, jpegRestartInterval, jpegMaxV, jpegMaxH, jpegComponents;
     struct vorel_threadpool *threadPool;
     int32_t decodeResult; /* read: -1 before and while a JPEG decode runs, then its result */
     uint32_t dualMode, dualTargetWidth, dualTargetHeight;
     uint32_t dualBusy;
+    uint32_t bandStep, bandCount, bandIndex;
+    struct BandRow *bandTable;
+    void *bandOutput;
+    uint32_t bandThreads;
+    uint32_t *bandsBusy;
+    struct vorel_threadpool *scanPool;
+    uint32_t threadBandStart, noMidpointTaking;
     uint32_t multiScan; /* read: 1 where the last JPEG was a baseline picture in several scans */
     uint32_t multiscanInterval;
     uint32_t frameDelay; /* read: animated GIF, delay of the frame that follows, ms */

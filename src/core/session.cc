@@ -105,6 +105,7 @@ DecInfo *new_session() {
     if (!session) return nullptr;
     session->checkFn = VORELBRIM_CheckFn;
     session->decodeResult = -1;
+    pthread_mutex_init(&session->jobMutex, nullptr);
     return session;
 }
 
@@ -169,7 +170,9 @@ int32_t VORELBRIM_DestroyDecInfo(DecInfo *session) {
     os_release(session->regionMap);
     unlink_session(session);
     for (int32_t i = 0; i < session->midpointCount && i < kMaxMidpoints; ++i) os_release(session->midpoints[i]);
+    os_release(session->midpointState);
     os_release(session->regionJobs);
+    pthread_mutex_destroy(&session->jobMutex);
     for (void *line : session->gifLineBuffers) os_release(line);
     os_release(session);
     return 1;

@@ -55,7 +55,7 @@ EntropyPosition tell(ScanReader *scan) {
     const BitPosition at = open ? window_position(scan, window) : plain_position(scan);
     EntropyPosition out = {};
     out.next = at.next;
-    out.bits = static_cast<uint8_t>(at.bits);
+    out.bits = at.bits;
     out.bit_count = static_cast<uint8_t>(at.bit_count);
     out.next_restart = entropy.nextRestartNumber;
     out.out_of_data = entropy.insufficientData || at.behind_data;
@@ -84,8 +84,10 @@ bool restore(ScanReader *scan, const EntropyPosition &position) {
     discard(scan);
     EntropyDecoder &entropy = scan->entropy;
     entropy.insufficientData = position.out_of_data;
-    entropy.bitBuffer = position.bits;
-    entropy.bitCount = position.bit_count & 7;
+    entropy.bitCount = position.bit_count <= kReservoirBits ? position.bit_count : 0;
+    entropy.bitBuffer = entropy.bitCount == 32 ? position.bits : position.bits & ((1u << entropy.bitCount) - 1);
+    // An FF is followed by its stuffing.
+    for (int i = 0; i < 4; ++i) entropy.ahead_bytes[i] = (position.bits >> 8 * i & 0xFF) == 0xFF ? 2 : 1;
     entropy.unreadMarker = position.out_of_data ? position.marker : 0;
     entropy.nextRestartNumber = position.next_restart & 7;
     entropy.eobRun = position.eob_run;

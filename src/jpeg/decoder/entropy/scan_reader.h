@@ -14,6 +14,9 @@
 
 namespace vorel {
 
+// What the plain path's reservoir holds.
+constexpr uint32_t kReservoirBits = 32;
+
 struct EntropyWindow;
 struct RunPlan;
 
@@ -22,8 +25,8 @@ struct RunPlan;
 // a due restart and before the first bit of an MCU when begin_mcu was called.
 struct EntropyPosition {
     int32_t next;          // position in the input of the first byte of which no bit was used
-    uint8_t bits;          // unused bits of the byte before it, right-aligned, above them zeros
-    uint8_t bit_count;     // how many, 0 to 7
+    uint32_t bits;         // unused bits of the byte before it, right-aligned, above them zeros
+    uint8_t bit_count;     // how many: 0 to 7 from tell; restore takes up to kReservoirBits, of bytes before that one
     uint8_t next_restart;  // number of the restart marker that is expected, 0 to 7
     bool out_of_data;      // the data ended at a marker: MCUs are zero up to the next restart
     uint32_t marker;       // the marker met ahead of its turn, only with out_of_data; else 0
