@@ -117,6 +117,8 @@ int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int3
     if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
     set_error(kErrorNone);
     clear_abort(session);
+    session->midpointPhase = 1;
+    session->midpointIndex = 0;
     session->decodeResult = decode_session(session, output, width, height);
     return session->decodeResult;
 }

@@ -78,6 +78,24 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row) {
     return step == kStepMoreRows && done >= last_row(info) ? kStepEnd : step;
 }
 
+bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position) {
+    if (!is_baseline(info) || !info->planned || info->further_scan_count != 0) return false;
+    if (imcu_row >= info->frame->imcu_rows || info->plan.imcu_output_rows == 0) return false;
+    const OutputWindow &window = info->plan.window;
+    OutputState &out = info->out;
+    out.outputRow = out.outputRowCounter = 0;
+    out.scaled_row = 0;
+    out.next_row = window.y;
+    out.first_half_done = false;
+    pass_rows(info, static_cast<int32_t>(imcu_row) * info->plan.imcu_output_rows);
+    const int32_t next = info->plan.resample == Resample::kNone ? static_cast<int32_t>(out.outputRow) : out.next_row;
+    if (next > window.y) out.outputRowCounter = static_cast<uint32_t>(next - window.y);
+    info->pump.imcu_row = imcu_row;
+    info->pump.buffered = false;
+    position.mcus_done = mcus_above(&info->scan, imcu_row);
+    return restore(&info->scan, position);
+}
+
 uint32_t last_row(const JpegInfo *info) {
     return static_cast<uint32_t>(info->plan.window.y + info->plan.window.height);
 }

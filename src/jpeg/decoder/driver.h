@@ -14,6 +14,10 @@ JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *requ
 // or cancelled.
 int32_t step_decode(JpegInfo *info, uint32_t end_row);
 
+// Stands in front of an iMCU row of a baseline frame in one scan, wherever the decode has been, with what lies above
+// passed over. False where the frame, the scale or the input does not let it.
+bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position);
+
 // Output rows of the whole decode, for step_decode.
 uint32_t last_row(const JpegInfo *info);
 
