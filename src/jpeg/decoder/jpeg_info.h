@@ -95,6 +95,15 @@ struct CoefficientRows {
     uint32_t across, down;  // blocks
 };
 
+// Who decodes the MCUs of the first scan in the reader's place: the contract is that of decode_mcus, and so are results.
+class McuSource {
+  public:
+    virtual int32_t decode(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) = 0;
+
+  protected:
+    ~McuSource() = default;
+};
+
 struct ProgressiveState {
     CoefficientRows rows[kMaxComponents];
     uint8_t *memory;           // of all of them
@@ -117,6 +126,7 @@ struct JpegInfo {
     bool planned;  // the plan and the sample rows are those of the header
     vorel::OutputState out;
     vorel::RowPump pump;
+    vorel::McuSource *source;  // null: the scan's reader itself
 
     DecInfo *decInfo;
     VorelCheckFn checkFn;

@@ -17,6 +17,7 @@ namespace vorel {
 // What the plain path's reservoir holds.
 constexpr uint32_t kReservoirBits = 32;
 
+class StreamCursor;
 struct EntropyWindow;
 struct RunPlan;
 
@@ -90,6 +91,7 @@ struct ScanReader {
     bool ends_as_marker;    // of a progressive frame: the end of the input counts as a marker
     uint64_t mcus_to_pass;  // below this number whole restart intervals are passed over by their markers alone
     uint32_t discardedBytes;
+    int32_t most_dc;  // McuMode::kDc refuses a DC value beyond this
 
     // The fast path: null where only the plain one runs.
     EntropyWindow *window;
@@ -100,11 +102,11 @@ struct ScanReader {
 enum class McuMode : uint8_t {
     kFull,    // all
     kScaled,  // the first EntropyDecoder.block_keep of each block; the rest is walked over
-    kDc,      // DC alone, the only value that is touched; a DC result beyond 12 bits fails the MCU
+    kDc,      // DC alone, the only value that is touched; one beyond ScanReader.most_dc fails the MCU
     kSkip,    // nothing is stored; only the predictors move
 };
 
-// McuMode::kDc refuses a DC value beyond this.
+// Of 12 bits: what ScanReader.most_dc is.
 constexpr int32_t kMaxScaledDc = 2047;
 
 // Sets the reader up for a scan: MCU shape, derived tables, a position at its first bit. The stream stands behind SOS.
@@ -112,6 +114,9 @@ constexpr int32_t kMaxScaledDc = 2047;
 // MCU of more blocks than T.81 B.2.3 allows, and when out of memory.
 bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *header, bool walks);
 void release_scan(ScanReader *scan);
+// A second reader of a scan over an input of its own, as far as a scan goes that walks. It borrows the tables, so it
+// may not outlive the first one, and drop_fast_path takes it down. False when out of memory.
+bool share_scan(const ScanReader *from, int32_t most_dc, StreamCursor *cursor, ScanReader *to);
 // Leaves the scan to the plain path, whose tables may then be changed.
 void drop_fast_path(ScanReader *scan);
 

@@ -74,6 +74,7 @@ bool prepare_fast_path(ScanReader *scan) {
     scan->window->open = false;
     EntropyDecoder &entropy = scan->entropy;
     scan->plan->block_count = scan->blocksInMcu;
+    scan->plan->most_dc = scan->most_dc;
     scan->plan->walks = false;
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         RunPlan::Block &at = scan->plan->blocks[b];
@@ -133,6 +134,7 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     }
     discard(scan);
     scan->mcus_done = 0;
+    scan->most_dc = kMaxScaledDc;
     scan->ends_as_marker = frame->progressive;
     if (!derive_tables(scan, frame, header)) {
         // The look-ups of a table that was derived again are gone.
@@ -147,6 +149,21 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     if (prepare_fast_path(scan) && (frame->progressive || !walks || prepare_walks(scan))) return true;
     drop_fast_path(scan);
     set_error(kErrorOutOfMemory);
+    return false;
+}
+
+bool share_scan(const ScanReader *from, int32_t most_dc, StreamCursor *cursor, ScanReader *to) {
+    *to = *from;
+    to->streamBuffer = cursor->stream();
+    to->io = cursor->stream()->io;
+    to->readBuffer = cursor->block();
+    to->window = nullptr;
+    to->plan = nullptr;
+    discard(to);
+    to->mcus_done = to->mcus_to_pass = 0;
+    to->most_dc = most_dc;
+    if (!from->window || (prepare_fast_path(to) && prepare_walks(to))) return true;
+    drop_fast_path(to);
     return false;
 }
 

@@ -171,7 +171,8 @@ bool decode_tolerantly(JpegInfo *info, ScanReader *scan, McuMode mode, int32_t c
     int32_t done = 0;
     while (done < count) {
         int32_t offset = offset_of(scan, mode, done);
-        done += decode_mcus(scan, mode, count - done, blocks + offset, last + offset);
+        done += info->source ? info->source->decode(scan, mode, count - done, blocks + offset, last + offset)
+                             : decode_mcus(scan, mode, count - done, blocks + offset, last + offset);
         if (done == count) break;
         if (too_early_to_fail(info)) return false;
         offset = offset_of(scan, mode, done);
