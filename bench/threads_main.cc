@@ -33,15 +33,24 @@ struct Case {
     bool restarts, from_file;
 };
 constexpr Case kCases[] = {
-    {"restart-bands", restart_bands, 12, 1, true, false},  {"restart-bands", restart_bands, 40, 1, true, false},
-    {"restart-bands", restart_bands, 40, 1, true, true},   {"two-sessions", two_sessions, 12, 1, false, false},
-    {"two-sessions", two_sessions, 40, 1, false, false},   {"two-sessions", two_sessions, 40, 1, false, true},
-    {"pool", choose, 1, 1, false, false},                  {"pool", choose, 12, 1, false, false},
-    {"pool", choose, 40, 1, false, false},                 {"pool", choose, 12, 2, false, false},
-    {"pool", choose, 40, 2, false, false},                 {"pool", choose, 12, 4, false, false},
-    {"pool", choose, 40, 4, false, false},                 {"pool", choose, 1, 1, true, false},
-    {"pool", choose, 12, 1, true, false},                  {"pool", choose, 40, 2, true, false},
-    {"pool", choose, 40, 4, true, false},                  {"pool", choose, 40, 8, true, false},
+    {"restart-bands", restart_bands, 12, 1, true, false},
+    {"restart-bands", restart_bands, 40, 1, true, false},
+    {"restart-bands", restart_bands, 40, 1, true, true},
+    {"two-sessions", two_sessions, 12, 1, false, false},
+    {"two-sessions", two_sessions, 40, 1, false, false},
+    {"two-sessions", two_sessions, 40, 1, false, true},
+    {"pool", choose, 1, 1, false, false},
+    {"pool", choose, 12, 1, false, false},
+    {"pool", choose, 40, 1, false, false},
+    {"pool", choose, 12, 2, false, false},
+    {"pool", choose, 40, 2, false, false},
+    {"pool", choose, 12, 4, false, false},
+    {"pool", choose, 40, 4, false, false},
+    {"pool", choose, 1, 1, true, false},
+    {"pool", choose, 12, 1, true, false},
+    {"pool", choose, 40, 2, true, false},
+    {"pool", choose, 40, 4, true, false},
+    {"pool", choose, 40, 8, true, false},
     {"speculation", VORELBRIM_DecodeJPEG, 12, 8, false, false},
     {"speculation", VORELBRIM_DecodeJPEG, 40, 8, false, false},
     {"speculation", VORELBRIM_DecodeJPEG, 40, 8, false, true},
@@ -88,6 +97,4 @@ void run(const std::string &filter, Table &table) {
 }  // namespace
 }  // namespace vorel_bench
 
-int main(int argc, char **argv) {
-    return vorel_bench::table_main(argc, argv, "vorel_threads_bench", vorel_bench::run);
-}
+int main(int argc, char **argv) { return vorel_bench::table_main(argc, argv, "vorel_threads_bench", vorel_bench::run); }

@@ -95,7 +95,8 @@ struct CoefficientRows {
     uint32_t across, down;  // blocks
 };
 
-// Who decodes the MCUs of the first scan in the reader's place: the contract is that of decode_mcus, and so are results.
+// Who decodes the MCUs of the first scan in the reader's place: the contract is that of decode_mcus, and so are
+// results.
 class McuSource {
   public:
     virtual int32_t decode(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) = 0;

@@ -215,7 +215,7 @@ bool keeps_rest(BandRun *run, uint32_t first_imcu) {
     return uint64_t{run->end_imcu - at} * run->threads <= outstanding;
 }
 
-// The caller's part. False when it failed.
+// Hands out bands until the rest is the caller's. False when the walk failed.
 bool hand_out(BandRun *run, vorel_threadpool *pool) {
     JpegInfo *info = run->caller.info;
     const OutputPlan &plan = info->plan;
@@ -231,12 +231,12 @@ bool hand_out(BandRun *run, vorel_threadpool *pool) {
         if (!walk_to(run, end)) return false;
     }
     aim_at_row(info, info->pump.imcu_row);
-    return info->pump.imcu_row >= run->end_imcu || decode_rows(run, info, last_row(info), false);
+    return true;
 }
 
-int32_t run_bands(JpegInfo *info, const FrameRequest &request, DecodeMethod method, vorel_threadpool *pool,
-                  Band *bands, int32_t threads) {
-    const OutputPlan &plan = info->plan;
+// Without a pool the caller decodes everything.
+int32_t run_bands(JpegInfo *info, const FrameRequest &request, DecodeMethod method, vorel_threadpool *pool, Band *bands,
+                  int32_t threads) {
     BandRun run = {};
     run.caller = {nullptr, info};
     run.caller_thread = pthread_self();
@@ -245,11 +245,15 @@ int32_t run_bands(JpegInfo *info, const FrameRequest &request, DecodeMethod meth
     run.request = request;
     run.bands = bands;
     run.threads = static_cast<uint32_t>(threads);
-    run.end_imcu =
-        std::min(info->frame->imcu_rows, static_cast<uint32_t>(ceil_div(plan.rows.end, plan.imcu_output_rows)));
     pthread_mutex_init(&run.lock, nullptr);
     info->checkFn = nullptr;
-    const bool own = hand_out(&run, pool);
+    bool own = true;
+    if (pool) {
+        const auto needed = static_cast<uint32_t>(ceil_div(info->plan.rows.end, info->plan.imcu_output_rows));
+        run.end_imcu = std::min(info->frame->imcu_rows, needed);
+        own = hand_out(&run, pool);
+    }
+    if (own && !(pool && info->pump.imcu_row >= run.end_imcu)) own = decode_rows(&run, info, last_row(info), false);
     {
         // The caller's decode is there for what is left.
         const MutexLock lock(&run.lock);
@@ -284,26 +288,22 @@ int32_t give_up(JpegInfo *info, DecodeMethod method) {
 
 }  // namespace
 
-bool can_split(const DecInfo *session) {
-    return can_share(session->ioInfo) && session->midpointCount == 0 && session->jpegProgressive == 0;
-}
-
 int32_t decode_in_bands(DecInfo *session, StreamBuffer *stream, void *output, int32_t width, int32_t height,
                         const DecodeSplit &split) {
-    const int32_t threads = threads_to_start(split.threads - 1);
     FrameRequest request = {0, 0, output, width, height};
-    FrameRequest asked = request;
-    if (threads < 1 || !can_split(session)) return BRIMJ_DecodeFrame(session, stream, output, width, height);
+    const FrameRequest asked = request;
     JpegInfo *info = open_decode(session, stream, &request);
-    const bool splits = info && is_baseline(info) && info->further_scan_count == 0 && info->plan.imcu_output_rows > 0;
-    OsBlock bands(splits ? os_allocate_array<Band>(kMostBands) : nullptr);
     int32_t result = 0;
-    if (info && !bands) {
+    if (info && !is_baseline(info)) {
         result = decode_all(info) != kStepFailed;
     } else if (info) {
-        vorel_threadpool *pool = start_pool(threads);
-        result = pool ? run_bands(info, asked, split.method, pool, bands.as<Band>(), threads)
-                      : give_up(info, split.method);
+        const bool splits = info->further_scan_count == 0 && info->plan.imcu_output_rows > 0 &&
+                            session->midpointCount == 0 && can_share(session->ioInfo);
+        const int32_t threads = splits ? threads_to_start(split.threads - 1) : 0;
+        OsBlock bands(threads > 0 ? os_allocate_array<Band>(kMostBands) : nullptr);
+        vorel_threadpool *pool = bands ? start_pool(threads) : nullptr;
+        result = bands && !pool ? give_up(info, split.method)
+                                : run_bands(info, asked, split.method, pool, bands.as<Band>(), threads);
     }
     close_decode(info);
     if (!result) VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeFrame");

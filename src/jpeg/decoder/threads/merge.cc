@@ -19,8 +19,8 @@ int32_t Speculation::value_before(int32_t place, int32_t block) const {
 void Speculation::start_taking(const ScanReader *scan) {
     for (int32_t b = 0; b < scan->blocksInMcu; ++b) {
         const uint32_t component = scan->mcuMembership[b];
-        offsets_[component] = static_cast<uint32_t>(scan->entropy.lastDc[component]) -
-                              static_cast<uint32_t>(value_before(place_, b));
+        offsets_[component] =
+            static_cast<uint32_t>(scan->entropy.lastDc[component]) - static_cast<uint32_t>(value_before(place_, b));
     }
     cursor_ = place_ * kPlaceMcus;
     taking_ = true;
@@ -31,8 +31,8 @@ void Speculation::start_taking(const ScanReader *scan) {
 bool Speculation::find_place(const McuPlace &at) {
     const ChunkRecords *records = chunks_[merge_].records;
     const McuPlace *const begin = records->places, *const end = begin + records->place_count;
-    const McuPlace *found = std::lower_bound(
-        begin + place_, end, at, [](const McuPlace &a, const McuPlace &b) { return a.key() < b.key(); });
+    const McuPlace *found = std::lower_bound(begin + place_, end, at,
+                                             [](const McuPlace &a, const McuPlace &b) { return a.key() < b.key(); });
     place_ = static_cast<int32_t>(found - begin);
     return found != end && found->key() == at.key();
 }
@@ -49,8 +49,8 @@ int32_t Speculation::take(ScanReader *scan, McuMode mode, int32_t count, int16_t
             const BlockValues &at = at_[b];
             const ptrdiff_t index = static_cast<ptrdiff_t>(at.first_block) * records->most_mcus +
                                     static_cast<ptrdiff_t>(cursor_ + taken) * at.step + at.first;
-            const auto dc = static_cast<int32_t>(static_cast<uint32_t>(records->values[index]) +
-                                                 offsets_[scan->mcuMembership[b]]);
+            const auto dc =
+                static_cast<int32_t>(static_cast<uint32_t>(records->values[index]) + offsets_[scan->mcuMembership[b]]);
             in_range &= dc >= -scan->most_dc && dc <= scan->most_dc;
             *blocks[b] = static_cast<int16_t>(dc);
         }

@@ -194,8 +194,7 @@ ChunkRecords *Speculation::take_records() {
     if (!records) {
         const size_t places = static_cast<size_t>(most_mcus_ / kPlaceMcus + 1);
         const size_t values = static_cast<size_t>(most_mcus_) * pattern_.blocksInMcu;
-        void *memory =
-            os_allocate(sizeof(ChunkRecords) + places * sizeof(McuPlace) + values * sizeof(int16_t));
+        void *memory = os_allocate(sizeof(ChunkRecords) + places * sizeof(McuPlace) + values * sizeof(int16_t));
         if (!memory) return nullptr;
         records = new (memory) ChunkRecords{};
         records->places = reinterpret_cast<McuPlace *>(records + 1);
@@ -322,8 +321,7 @@ Speculated begin_speculation(JpegInfo *info) {
     if (info->isRegion || session->partialDecode || session->midpointCount != 0 || !can_share(info->scan.io))
         return Speculated::kNone;
     const int32_t size = info->scan.io->size;
-    const int32_t interval =
-        speculation_interval(uint64_t{info->frame->imageWidth} * info->frame->imageHeight, size);
+    const int32_t interval = speculation_interval(uint64_t{info->frame->imageWidth} * info->frame->imageHeight, size);
     vjpeg_set_multiscan_interval(session, static_cast<uint32_t>(interval));
     int32_t chunk_bytes = load_relaxed(&chunk_bytes_of_tests);
     if (chunk_bytes < 0) return Speculated::kNone;

@@ -106,9 +106,9 @@ class Speculation final : public McuSource {
     int32_t chunk_count_ = 0;
     // The decoder's own.
     bool taking_ = false;
-    int32_t merge_ = 0;   // the chunk that it is in or comes to
-    int32_t place_ = 0;   // the next one there that it may meet
-    int32_t cursor_ = 0;  // the MCU there that it takes next
+    int32_t merge_ = 0;                      // the chunk that it is in or comes to
+    int32_t place_ = 0;                      // the next one there that it may meet
+    int32_t cursor_ = 0;                     // the MCU there that it takes next
     uint32_t offsets_[kMaxComponents] = {};  // of true values to the records'
     // Of a block of an MCU: where its values stand in the records, and how far apart.
     struct BlockValues {
