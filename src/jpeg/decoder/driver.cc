@@ -51,15 +51,27 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
     return result;
 }
 
-}  // namespace
-
-JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
-    JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
-    if (info && open_further_scans(info) == kStepOk) return info;
+// A record whose set-up failed goes, with the error told.
+JpegInfo *checked_record(JpegInfo *info, bool good) {
+    if (good) return info;
     delete_record(info);
     set_error(kErrorJpegDecoder);
     VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
     return nullptr;
+}
+
+}  // namespace
+
+JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
+    return checked_record(info, info && open_further_scans(info) == kStepOk);
+}
+
+JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    JpegInfo *info = BRIMJ_Initialize(session, stream, request);
+    if (!info) return checked_record(nullptr, false);
+    const bool later = !is_baseline(info) && info->plan.scaleIndex != 3;
+    return checked_record(info, later ? begin_scan_search(info) : open_further_scans(info) == kStepOk);
 }
 
 int32_t step_decode(JpegInfo *info, uint32_t end_row) {

@@ -16,6 +16,8 @@
 
 namespace vorel {
 
+struct Iteration;
+
 using UpsampleFn = void (*)(JpegComponent *component, JpegInfo *info, uint8_t **input_rows, uint8_t ***output_rows);
 
 // Where output pixels go.
@@ -100,6 +102,10 @@ struct ProgressiveState {
     uint8_t *memory;           // of all of them
     int32_t scans;             // that are gone through
     int32_t shown_components;  // the first so many have samples; the others stay gray
+    // The search for scans.
+    int32_t search_position;  // of the input: behind the last header
+    uint32_t covered;         // components of which the scale needs no more
+    bool scans_found;
 };
 
 }  // namespace vorel
@@ -117,6 +123,7 @@ struct JpegInfo {
     bool planned;  // the plan and the sample rows are those of the header
     vorel::OutputState out;
     vorel::RowPump pump;
+    vorel::Iteration *iteration;  // of a decode that is done in pieces
 
     DecInfo *decInfo;
     VorelCheckFn checkFn;

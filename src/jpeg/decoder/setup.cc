@@ -76,6 +76,7 @@ void delete_record(JpegInfo *info) {
     release_output(info);
     release_sample_rows(info);
     release_header(&info->header);
+    release_iteration(info->iteration);
     BRIM_FakeFree(info);
 }
 

@@ -128,28 +128,27 @@ int32_t open_baseline_scans(JpegInfo *info) {
 
 // ---- Progressive frames
 
-// Components whose scans so far hold all that a scale looks at: at 1/2 and 1/4 the first AC scan that reaches that far
-// is the last one, at 1/8 the DC. Refinements behind it are left out.
-class Coverage {
-  public:
-    Coverage(const JpegInfo *info, bool dc_only)
-        : step_(info->plan.scaleIndex), dc_only_(dc_only), components_(info->frame->numComponents) {}
+// Whether only the first DC bits are looked at. Required: a window at 1/8 goes through all scans, a whole picture
+// through those.
+bool looks_at_dc_only(const JpegInfo *info) {
+    return info->plan.scaleIndex == 3 && !info->decInfo->partialDecode && !info->isRegion;
+}
 
-    void add(const ScanHeader &scan) {
-        const bool reaches = dc_only_ || (step_ == 1 && scan.Se > 18) || (step_ == 2 && scan.Se >= 5);
-        if (reaches) covered_ |= scan_mask(scan);
-    }
-    bool whole() const {
-        // Required: of more components than one the first three count at 1/2 and 1/4, so that two are never whole.
-        const uint32_t looked_at = dc_only_ ? (1u << components_) - 1 : components_ == 1 ? 1 : 7;
-        return (covered_ & looked_at) == looked_at;
-    }
+// Notes the components whose scans so far hold all that the scale looks at: at 1/2 and 1/4 the first AC scan that
+// reaches that far is the last one, at 1/8 the DC. Refinements behind it are left out.
+void note_coverage(JpegInfo *info) {
+    const ScanHeader &scan = info->header.scan;
+    const int32_t step = info->plan.scaleIndex;
+    const bool reaches = looks_at_dc_only(info) || (step == 1 && scan.Se > 18) || (step == 2 && scan.Se >= 5);
+    if (reaches) info->progressive.covered |= scan_mask(scan);
+}
 
-  private:
-    int32_t step_;
-    bool dc_only_;
-    uint32_t components_, covered_ = 0;
-};
+bool is_covered(const JpegInfo *info) {
+    const uint32_t components = info->frame->numComponents;
+    // Required: of more components than one the first three count at 1/2 and 1/4, so that two are never whole.
+    const uint32_t looked_at = looks_at_dc_only(info) ? (1u << components) - 1 : components == 1 ? 1 : 7;
+    return (info->progressive.covered & looked_at) == looked_at;
+}
 
 bool is_dc_first(const ScanHeader &scan) { return scan.Ss == 0 && scan.Ah == 0; }
 
@@ -181,37 +180,50 @@ void find_usable_scans(JpegInfo *info) {
     }
 }
 
-int32_t open_progressive_scans(JpegInfo *info) {
-    // Required: a window at 1/8 goes through all scans, a whole picture through those of the first DC bits.
-    const bool dc_only = info->plan.scaleIndex == 3 && !info->decInfo->partialDecode && !info->isRegion;
-    const ScanHeader &header = info->header.scan;
-    if (!allowed_in_progression(header) || (dc_only && !is_dc_first(header))) return kStepFailed;
-    Coverage coverage(info, dc_only);
-    coverage.add(header);
-    int32_t position = stream_position(info->scan.streamBuffer);
-    while (!coverage.whole() && info->further_scan_count < kMaxScans - 1) {
-        const Next next = open_next_scan(info, &position);
-        if (next == Next::kFailed) return kStepFailed;
-        if (next == Next::kNone) break;
-        if (dc_only && !is_dc_first(header)) {
-            close_last_scan(info);
-            break;
-        }
-        coverage.add(header);
-    }
+// The end of the search: what there is has to do.
+int32_t finish_scan_search(JpegInfo *info) {
     const ScanReader *last = progressive_scan(info, info->further_scan_count);
     const bool has_tables = has_all(last, last->entropy.blockDc) && has_all(last, last->entropy.blockAc);
-    if (!dc_only && !has_tables) return kStepFailed;
+    if (!looks_at_dc_only(info) && !has_tables) return kStepFailed;
     find_usable_scans(info);
-    return allocate_coefficient_rows(info) ? kStepOk : kStepFailed;
+    info->progressive.scans_found = true;
+    return kStepOk;
 }
 
 }  // namespace
 
+bool begin_scan_search(JpegInfo *info) {
+    const ScanHeader &header = info->header.scan;
+    if (!allowed_in_progression(header) || (looks_at_dc_only(info) && !is_dc_first(header))) return false;
+    ProgressiveState &state = info->progressive;
+    state.covered = 0;
+    state.scans_found = false;
+    note_coverage(info);
+    state.search_position = stream_position(info->scan.streamBuffer);
+    return allocate_coefficient_rows(info);
+}
+
+int32_t search_scans(JpegInfo *info, int32_t until) {
+    ProgressiveState &state = info->progressive;
+    if (state.scans_found) return kStepOk;
+    while (!is_covered(info) && info->further_scan_count < kMaxScans - 1) {
+        if (info->further_scan_count + 1 >= until) return kStepMoreRows;
+        const Next next = open_next_scan(info, &state.search_position);
+        if (next == Next::kFailed) return kStepFailed;
+        if (next == Next::kNone) break;
+        if (looks_at_dc_only(info) && !is_dc_first(info->header.scan)) {
+            close_last_scan(info);
+            break;
+        }
+        note_coverage(info);
+    }
+    return finish_scan_search(info);
+}
+
 int32_t open_further_scans(JpegInfo *info) {
     int32_t result = kStepOk;
     if (!is_baseline(info)) {
-        result = open_progressive_scans(info);
+        result = begin_scan_search(info) ? search_scans(info, INT32_MAX) : kStepFailed;
     } else if (has_separate_scans(info)) {
         result = open_baseline_scans(info);
     }
