@@ -1,6 +1,7 @@
 // The row pump and the image driver: from a session and an output buffer to rows in it.
 #include "jpeg/decoder/driver.h"
 
+#include "core/session.h"
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
@@ -63,7 +64,7 @@ JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *requ
 }
 
 int32_t step_decode(JpegInfo *info, uint32_t end_row) {
-    if (load_relaxed(&info->decInfo->abortFlag) != 0) return kStepFailed;
+    if (is_cancelled(info->decInfo)) return kStepFailed;
     uint8_t **rows[kMaxComponents];
     for (int c = 0; c < kMaxComponents; ++c) rows[c] = info->pump.components[c].rows;
     uint32_t done = info->out.outputRow;
