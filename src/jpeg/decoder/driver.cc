@@ -1,6 +1,8 @@
 // The row pump and the image driver: from a session and an output buffer to rows in it.
 #include "jpeg/decoder/driver.h"
 
+#include <vorel/jpeg_region.h>
+
 #include "core/session.h"
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
@@ -55,8 +57,10 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
 }  // namespace
 
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
-    JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
-    if (info && open_further_scans(info) == kStepOk) return info;
+    const bool region = (session->decOption & VOREL_OPTION_REGION) && session->retainedJpegInfo;
+    JpegInfo *info = nullptr;
+    if (request->outputBuffer) info = (region ? BRIMJ_GetJpegRegionInfo : BRIMJ_Initialize)(session, stream, request);
+    if (info && (region || open_further_scans(info) == kStepOk)) return info;
     delete_record(info);
     set_error(kErrorJpegDecoder);
     VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");

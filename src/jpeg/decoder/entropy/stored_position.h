@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "core/core.h"
 #include "jpeg/decoder/entropy/scan_reader.h"

@@ -3,6 +3,8 @@
 
 #include "core/core.h"
 #include "core/session.h"
+#include "jpeg/decoder/region/children.h"
+#include "jpeg/decoder/setup.h"
 
 namespace vorel {
 namespace {
@@ -57,6 +59,24 @@ DecInfo *make_child(DecInfo *base, IoInfo *io) {
 }
 
 }  // namespace
+
+Rectangle rectangle_of(const DecInfo *session) {
+    return {static_cast<int32_t>(session->partialX), static_cast<int32_t>(session->partialY),
+            static_cast<int32_t>(session->partialWidth), static_cast<int32_t>(session->partialHeight)};
+}
+
+void set_rectangle(DecInfo *session, const Rectangle &to) {
+    session->partialX = static_cast<uint32_t>(to.x);
+    session->partialY = static_cast<uint32_t>(to.y);
+    session->partialWidth = static_cast<uint32_t>(to.width);
+    session->partialHeight = static_cast<uint32_t>(to.height);
+}
+
+void give_back_map(DecInfo *child) {
+    // A child of a base without a map has made one of its own.
+    BRIMJ_DestroyJpegInfo(child);
+}
+
 }  // namespace vorel
 
 using namespace vorel;
@@ -69,10 +89,7 @@ DecInfo *BRIMJ_CreateTemporaryDecInfo(DecInfo *base, int32_t x, int32_t y, int32
     DecInfo *child = make_child(base, open_for_child(base->ioInfo));
     if (!child) return nullptr;
     child->partialDecode = 1;
-    child->partialX = static_cast<uint32_t>(x);
-    child->partialY = static_cast<uint32_t>(y);
-    child->partialWidth = static_cast<uint32_t>(width);
-    child->partialHeight = static_cast<uint32_t>(height);
+    set_rectangle(child, {x, y, width, height});
     child->sampleSize = sampleSize;
     return child;
 }
@@ -80,6 +97,27 @@ DecInfo *BRIMJ_CreateTemporaryDecInfo(DecInfo *base, int32_t x, int32_t y, int32
 DecInfo *BRIMJ_CreateTemporaryDecInfoWithIIO(DecInfo *base, uint32_t sourceKind, void *sourceHandle) {
     if (!base || !base->ioInfo) return nullptr;
     return make_child(base, VORELBRIM_Open_IO(sourceKind, sourceHandle, base->ioInfo->size));
+}
+
+DecInfo *VORELBRIM_CreateRegionDecoderInstance(DecInfo *base, int32_t x, int32_t y, int32_t width, int32_t height,
+                                               int32_t sampleSize) {
+    return BRIMJ_CreateTemporaryDecInfo(base, x, y, width, height, sampleSize);
+}
+
+int32_t VORELBRIM_DecodeRegionBase(DecInfo *child, void *output, int32_t width, int32_t height) {
+    if (!child || !is_rectangle(rectangle_of(child))) return 0;
+    const int32_t result = VORELBRIM_DecodeJPEG(child, output, width, height);
+    give_back_map(child);
+    return result;
+}
+
+int32_t VORELBRIM_DecodeRegion(DecInfo *base, void *output, int32_t width, int32_t height, int32_t x, int32_t y,
+                               int32_t partialWidth, int32_t partialHeight, int32_t sampleSize) {
+    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(base, x, y, partialWidth, partialHeight, sampleSize);
+    if (!child) return 0;
+    const int32_t result = VORELBRIM_DecodeRegionBase(child, output, width, height);
+    VORELBRIM_DestroyDecInfo(child);
+    return result;
 }
 
 }  // extern "C"

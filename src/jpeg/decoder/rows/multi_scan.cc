@@ -135,9 +135,10 @@ class Coverage {
     Coverage(const JpegInfo *info, bool dc_only)
         : step_(info->plan.scaleIndex), dc_only_(dc_only), components_(info->frame->numComponents) {}
 
-    void add(const ScanHeader &scan) {
-        const bool reaches = dc_only_ || (step_ == 1 && scan.Se > 18) || (step_ == 2 && scan.Se >= 5);
-        if (reaches) covered_ |= scan_mask(scan);
+    void add(const ScanReader *scan) {
+        const int32_t end = scan->sos.Se;
+        if (!dc_only_ && !(step_ == 1 && end > 18) && !(step_ == 2 && end >= 5)) return;
+        for (int i = 0; i < scan->compsInScan; ++i) covered_ |= 1u << scan->components[i].component->index;
     }
     bool whole() const {
         // Required: of more components than one the first three count at 1/2 and 1/4, so that two are never whole.
@@ -151,7 +152,15 @@ class Coverage {
     uint32_t components_, covered_ = 0;
 };
 
-bool is_dc_first(const ScanHeader &scan) { return scan.Ss == 0 && scan.Ah == 0; }
+bool is_dc_first(const ScanReader *scan) { return pass_of(scan) == Pass::kDcFirst; }
+
+// Required: a picture of an eighth goes through the scans of the first DC bits, a window of one without a map through
+// all.
+bool looks_at_dc_alone(const JpegInfo *info) {
+    return info->plan.scaleIndex == 3 && (info->lender || (!info->decInfo->partialDecode && !info->isRegion));
+}
+
+FurtherScan *last_scan(const JpegInfo *info) { return info->further_scans[info->further_scan_count - 1]; }
 
 bool has_all(const ScanReader *scan, DerivedTable *const *tables) {
     for (int b = 0; b < scan->blocksInMcu; ++b) {
@@ -182,22 +191,21 @@ void find_usable_scans(JpegInfo *info) {
 }
 
 int32_t open_progressive_scans(JpegInfo *info) {
-    // Required: a window at 1/8 goes through all scans, a whole picture through those of the first DC bits.
-    const bool dc_only = info->plan.scaleIndex == 3 && !info->decInfo->partialDecode && !info->isRegion;
-    const ScanHeader &header = info->header.scan;
-    if (!allowed_in_progression(header) || (dc_only && !is_dc_first(header))) return kStepFailed;
+    const bool dc_only = looks_at_dc_alone(info);
+    if (!allowed_in_progression(info->header.scan) || (dc_only && !is_dc_first(&info->scan))) return kStepFailed;
     Coverage coverage(info, dc_only);
-    coverage.add(header);
+    coverage.add(&info->scan);
     int32_t position = stream_position(info->scan.streamBuffer);
     while (!coverage.whole() && info->further_scan_count < kMaxScans - 1) {
         const Next next = open_next_scan(info, &position);
         if (next == Next::kFailed) return kStepFailed;
         if (next == Next::kNone) break;
-        if (dc_only && !is_dc_first(header)) {
+        const ScanReader *scan = &last_scan(info)->scan;
+        if (dc_only && !is_dc_first(scan)) {
             close_last_scan(info);
             break;
         }
-        coverage.add(header);
+        coverage.add(scan);
     }
     const ScanReader *last = progressive_scan(info, info->further_scan_count);
     const bool has_tables = has_all(last, last->entropy.blockDc) && has_all(last, last->entropy.blockAc);
@@ -206,7 +214,56 @@ int32_t open_progressive_scans(JpegInfo *info) {
     return allocate_coefficient_rows(info) ? kStepOk : kStepFailed;
 }
 
+bool share_next_scan(JpegInfo *info, const ScanReader &from) {
+    FurtherScan *further = open_scan(info->scan.io);
+    if (!further) return false;
+    if (!further->cursor.ready() || !share_scan(&further->scan, from)) {
+        close_scan(further);
+        return false;
+    }
+    info->further_scans[info->further_scan_count++] = further;
+    return true;
+}
+
+// The lender has the scans of its whole size; of these as many are gone through as by a decode of its own.
+bool share_needed_scans(JpegInfo *info) {
+    const JpegInfo *lender = info->lender;
+    const bool dc_only = looks_at_dc_alone(info);
+    if (dc_only && !is_dc_first(&info->scan)) return false;
+    Coverage coverage(info, dc_only);
+    coverage.add(&info->scan);
+    for (int32_t i = 0; i < lender->further_scan_count && !coverage.whole(); ++i) {
+        const ScanReader &from = lender->further_scans[i]->scan;
+        if (dc_only && !is_dc_first(&from)) break;
+        if (!share_next_scan(info, from)) return false;
+        coverage.add(&last_scan(info)->scan);
+    }
+    find_usable_scans(info);
+    return allocate_coefficient_rows(info);
+}
+
 }  // namespace
+
+int32_t share_further_scans(JpegInfo *info) {
+    if (share_needed_scans(info)) return kStepOk;
+    close_further_scans(info);
+    return kStepFailed;
+}
+
+void close_further_inputs(JpegInfo *info) {
+    for (int32_t i = 0; i < info->further_scan_count; ++i) {
+        FurtherScan *further = info->further_scans[i];
+        IoInfo *io = further->scan.io;
+        const ScanReader scan = further->scan;
+        further->~FurtherScan();
+        close_again(io);
+        further = new (further) FurtherScan(nullptr);
+        further->scan = scan;
+        further->scan.io = nullptr;
+        further->scan.streamBuffer = nullptr;
+        further->scan.readBuffer = nullptr;
+    }
+}
 
 int32_t open_further_scans(JpegInfo *info) {
     int32_t result = kStepOk;
