@@ -1,4 +1,6 @@
 // The decoder's entries for sessions.
+#include <vorel/jpeg_region.h>
+
 #include <utility>
 
 #include "jpeg/decoder/method.h"
@@ -15,10 +17,23 @@ void turn_size(DecInfo *session) {
     if (turned) std::swap(session->outWidth, session->outHeight);
 }
 
+// Makes the map of a session where nobody has tried to yet. A map that failed is not tried again.
+bool has_region_map(DecInfo *session, void *output, int32_t width, int32_t height) {
+    if (!session->regionMap && !BRIMJ_CreateRegionMap(session, output, width, height)) return false;
+    return *session->regionMap != 0 && session->retainedJpegInfo;
+}
+
+// A base session whose rectangle nobody has set gives what its target has room for. A child has a rectangle.
+void take_whole_picture(DecInfo *session, int32_t width, int32_t height) {
+    session->partialDecode = 1;
+    if (session->parent || session->partialWidth != 0 || session->partialHeight != 0) return;
+    session->partialWidth = static_cast<uint32_t>(width);
+    session->partialHeight = static_cast<uint32_t>(height);
+}
+
 int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height) {
     constexpr const char *kName = "VORELBRIM_DecodeJPEG";
-    if (session->decOption & VOREL_OPTION_REGION) {
-        // Region maps are not built yet.
+    if ((session->decOption & VOREL_OPTION_REGION) && !has_region_map(session, output, width, height)) {
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
     }
@@ -42,6 +57,7 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
     session->decMode = 0;
     session->imageWidth = session->imageHeight = 0;
     const SessionRun run(session);
+    if (session->decOption & VOREL_OPTION_REGION) take_whole_picture(session, width, height);
     if (BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height) != 1) return 0;
     turn_size(session);
     return 1;
@@ -73,7 +89,8 @@ OrientedOption::OrientedOption(DecInfo *session) : session_(session), kept_(sess
 }
 
 void clear_abort(DecInfo *session) {
-    if (!session->parent) store_relaxed(&session->abortFlag, 0u);
+    const bool stays = session->decOption & VOREL_OPTION_REGION && load_relaxed(&session->abortFlag) == kAbortCancelled;
+    if (!session->parent && !stays) store_relaxed(&session->abortFlag, 0u);
 }
 
 }  // namespace vorel

@@ -1,6 +1,9 @@
 // The row pump and the image driver: from a session and an output buffer to rows in it.
 #include "jpeg/decoder/driver.h"
 
+#include <vorel/jpeg_region.h>
+
+#include "core/session.h"
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
@@ -63,8 +66,10 @@ JpegInfo *checked_record(JpegInfo *info, bool good) {
 }  // namespace
 
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
-    JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
-    return checked_record(info, info && open_further_scans(info) == kStepOk);
+    const bool region = (session->decOption & VOREL_OPTION_REGION) && session->retainedJpegInfo;
+    JpegInfo *info = nullptr;
+    if (request->outputBuffer) info = (region ? BRIMJ_GetJpegRegionInfo : BRIMJ_Initialize)(session, stream, request);
+    return checked_record(info, info && (region || open_further_scans(info) == kStepOk));
 }
 
 JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
@@ -75,7 +80,7 @@ JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *req
 }
 
 int32_t step_decode(JpegInfo *info, uint32_t end_row) {
-    if (load_relaxed(&info->decInfo->abortFlag) != 0) return kStepFailed;
+    if (is_cancelled(info->decInfo)) return kStepFailed;
     uint8_t **rows[kMaxComponents];
     for (int c = 0; c < kMaxComponents; ++c) rows[c] = info->pump.components[c].rows;
     uint32_t done = info->out.outputRow;

@@ -13,6 +13,7 @@
 #include "jpeg/decoder/headers/markers.h"
 #include "jpeg/decoder/kernels/kernels.h"
 #include "jpeg/decoder/output/output_plan.h"
+#include "jpeg/decoder/region/region_map.h"
 
 namespace vorel {
 
@@ -124,6 +125,13 @@ struct JpegInfo {
     vorel::OutputState out;
     vorel::RowPump pump;
     vorel::Iteration *iteration;  // of a decode that is done in pieces
+
+    uint32_t mapScanning;  // positions are noted in own_map
+    int32_t regionStage;   // 1 its map is complete, or it is a region of a progressive frame; 2 of a baseline one
+    vorel::RegionMap own_map;
+    // A region's: the map that its rows begin by, and the record that it has its frame and its tables from.
+    const vorel::RegionMap *map;
+    const JpegInfo *lender;
 
     DecInfo *decInfo;
     VorelCheckFn checkFn;
