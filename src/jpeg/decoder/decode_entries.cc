@@ -1,9 +1,11 @@
 // The decoder's entries for sessions.
+#include <vorel/jpeg_region.h>
 #include <vorel/jpeg_threads.h>
 
 #include <utility>
 
 #include "jpeg/decoder/orientation.h"
+#include "jpeg/decoder/session_run.h"
 #include "jpeg/decoder/setup.h"
 #include "jpeg/decoder/threads/bands.h"
 #include "jpeg/decoder/threads/method.h"
@@ -11,56 +13,30 @@
 namespace vorel {
 namespace {
 
-// Turns the rotation bits of the option word by the Exif orientation for the length of a decode: the caller's word
-// comes back afterwards, so that decoding the session again gives the same picture.
-class OrientedOption {
-  public:
-    explicit OrientedOption(DecInfo *session) : session_(session), kept_(session->decOption) {
-        if (!(kept_ & VOREL_OPTION_EXIF_ORIENTATION)) return;
-        const int32_t orientation = exif_orientation(session);
-        const uint32_t turn = orientation == 6 ? 4 : orientation == 8 ? 12 : orientation == 3 ? 8 : 0;
-        session->decOption = (kept_ & ~12u) | ((kept_ + turn) & 12);
-    }
-    ~OrientedOption() { session_->decOption = kept_; }
-    OrientedOption(const OrientedOption &) = delete;
-    OrientedOption &operator=(const OrientedOption &) = delete;
-
-  private:
-    DecInfo *session_;
-    uint32_t kept_;
-};
-
-// What a decode writes into the session for its own length: a rectangle that the caller did not ask for would make the
-// next decode look like one of a window.
-class SessionRun {
-  public:
-    explicit SessionRun(DecInfo *session)
-        : session_(session), width_(session->partialWidth), height_(session->partialHeight) {
-        session->decodeResult = -1;
-    }
-    SessionRun(const SessionRun &) = delete;
-    SessionRun &operator=(const SessionRun &) = delete;
-    ~SessionRun() {
-        session_->partialWidth = width_;
-        session_->partialHeight = height_;
-    }
-
-  private:
-    DecInfo *session_;
-    uint32_t width_, height_;
-};
-
 // The size as it stands in the caller's buffer: while the decode runs it is that of the upright picture.
 void turn_size(DecInfo *session) {
     const bool turned = (session->decOption & VOREL_OPTION_ROTATE_90) && is_pixel_format(session->outColorFormat);
     if (turned) std::swap(session->outWidth, session->outHeight);
 }
 
+// Makes the map of a session where nobody has tried to yet. A map that failed is not tried again.
+bool has_region_map(DecInfo *session, void *output, int32_t width, int32_t height) {
+    if (!session->regionMap && !BRIMJ_CreateRegionMap(session, output, width, height)) return false;
+    return *session->regionMap != 0 && session->retainedJpegInfo;
+}
+
+// A base session whose rectangle nobody has set gives what its target has room for. A child has a rectangle.
+void take_whole_picture(DecInfo *session, int32_t width, int32_t height) {
+    session->partialDecode = 1;
+    if (session->parent || session->partialWidth != 0 || session->partialHeight != 0) return;
+    session->partialWidth = static_cast<uint32_t>(width);
+    session->partialHeight = static_cast<uint32_t>(height);
+}
+
 // split: in bands; null: in one piece.
 int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height, const DecodeSplit *split) {
     constexpr const char *kName = "VORELBRIM_DecodeJPEG";
-    if (session->decOption & VOREL_OPTION_REGION) {
-        // Region maps are not built yet.
+    if ((session->decOption & VOREL_OPTION_REGION) && !has_region_map(session, output, width, height)) {
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
     }
@@ -84,6 +60,7 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
     session->decMode = 0;
     session->imageWidth = session->imageHeight = 0;
     const SessionRun run(session);
+    if (session->decOption & VOREL_OPTION_REGION) take_whole_picture(session, width, height);
     const int32_t result = split ? decode_in_bands(session, cursor.stream(), output, width, height, *split)
                                  : BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height);
     if (result != 1) return 0;
@@ -107,10 +84,21 @@ DecodeRequest request_of(const DecInfo *session, int32_t width, int32_t height, 
             session->partialDecode != 0};
 }
 
-// A cancel from before the decode is over; a child keeps what its parent's failure wrote into it.
-void clear_abort(DecInfo *session) {
-    if (!session->parent) store_relaxed(&session->abortFlag, 0u);
+}  // namespace
+
+OrientedOption::OrientedOption(DecInfo *session) : session_(session), kept_(session->decOption) {
+    if (!(kept_ & VOREL_OPTION_EXIF_ORIENTATION)) return;
+    const int32_t orientation = exif_orientation(session);
+    const uint32_t turn = orientation == 6 ? 4 : orientation == 8 ? 12 : orientation == 3 ? 8 : 0;
+    session->decOption = (kept_ & ~12u) | ((kept_ + turn) & 12);
 }
+
+void clear_abort(DecInfo *session) {
+    const bool stays = session->decOption & VOREL_OPTION_REGION && load_relaxed(&session->abortFlag) == kAbortCancelled;
+    if (!session->parent && !stays) store_relaxed(&session->abortFlag, 0u);
+}
+
+namespace {
 
 int32_t run_decode(DecInfo *session, void *output, int32_t width, int32_t height, const DecodeSplit *split) {
     if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;

@@ -1,6 +1,9 @@
 // The row pump and the image driver: from a session and an output buffer to rows in it.
 #include "jpeg/decoder/driver.h"
 
+#include <vorel/jpeg_region.h>
+
+#include "core/session.h"
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
@@ -52,19 +55,33 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
     return result;
 }
 
-}  // namespace
-
-JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
-    JpegInfo *info = request->outputBuffer ? BRIMJ_Initialize(session, stream, request) : nullptr;
-    if (info && open_further_scans(info) == kStepOk) return info;
+// A record whose set-up failed goes, with the error told.
+JpegInfo *checked_record(JpegInfo *info, bool good) {
+    if (good) return info;
     delete_record(info);
     set_error(kErrorJpegDecoder);
     VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
     return nullptr;
 }
 
+}  // namespace
+
+JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    const bool region = (session->decOption & VOREL_OPTION_REGION) && session->retainedJpegInfo;
+    JpegInfo *info = nullptr;
+    if (request->outputBuffer) info = (region ? BRIMJ_GetJpegRegionInfo : BRIMJ_Initialize)(session, stream, request);
+    return checked_record(info, info && (region || open_further_scans(info) == kStepOk));
+}
+
+JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    JpegInfo *info = BRIMJ_Initialize(session, stream, request);
+    if (!info) return checked_record(nullptr, false);
+    const bool later = !is_baseline(info) && info->plan.scaleIndex != 3;
+    return checked_record(info, later ? begin_scan_search(info) : open_further_scans(info) == kStepOk);
+}
+
 int32_t step_decode(JpegInfo *info, uint32_t end_row) {
-    if (load_relaxed(&info->decInfo->abortFlag) != 0) return kStepFailed;
+    if (is_cancelled(info->decInfo)) return kStepFailed;
     uint8_t **rows[kMaxComponents];
     for (int c = 0; c < kMaxComponents; ++c) rows[c] = info->pump.components[c].rows;
     uint32_t done = info->out.outputRow;

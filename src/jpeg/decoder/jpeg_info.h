@@ -13,8 +13,11 @@
 #include "jpeg/decoder/headers/markers.h"
 #include "jpeg/decoder/kernels/kernels.h"
 #include "jpeg/decoder/output/output_plan.h"
+#include "jpeg/decoder/region/region_map.h"
 
 namespace vorel {
+
+struct Iteration;
 
 using UpsampleFn = void (*)(JpegComponent *component, JpegInfo *info, uint8_t **input_rows, uint8_t ***output_rows);
 
@@ -110,6 +113,10 @@ struct ProgressiveState {
     uint8_t *memory;           // of all of them
     int32_t scans;             // that are gone through
     int32_t shown_components;  // the first so many have samples; the others stay gray
+    // The search for scans.
+    int32_t search_position;  // of the input: behind the last header
+    uint32_t covered;         // components of which the scale needs no more
+    bool scans_found;
 };
 
 }  // namespace vorel
@@ -128,6 +135,14 @@ struct JpegInfo {
     vorel::OutputState out;
     vorel::RowPump pump;
     vorel::McuSource *source;  // null: the scan's reader itself
+    vorel::Iteration *iteration;  // of a decode that is done in pieces
+
+    uint32_t mapScanning;  // positions are noted in own_map
+    int32_t regionStage;   // 1 its map is complete, or it is a region of a progressive frame; 2 of a baseline one
+    vorel::RegionMap own_map;
+    // A region's: the map that its rows begin by, and the record that it has its frame and its tables from.
+    const vorel::RegionMap *map;
+    const JpegInfo *lender;
 
     DecInfo *decInfo;
     VorelCheckFn checkFn;

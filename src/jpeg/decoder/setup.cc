@@ -2,10 +2,10 @@
 #include "jpeg/decoder/setup.h"
 
 #include "jpeg/decoder/output/output.h"
+#include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/imcu.h"
 
 namespace vorel {
-namespace {
 
 JpegInfo *new_record(DecInfo *session, StreamBuffer *stream) {
     // Multipliers in it are read by aligned vector loads, and malloc may give less.
@@ -28,6 +28,8 @@ JpegInfo *new_record(DecInfo *session, StreamBuffer *stream) {
     info->plan.kernels = &kernels();
     return info;
 }
+
+namespace {
 
 bool walks_over_coefficients(const JpegInfo *info) {
     const OutputPlan &plan = info->plan;
@@ -57,14 +59,22 @@ bool set_up_scan(JpegInfo *info, ScanReader *scan) {
     for (int c = 0; !is_baseline(info) && c < info->frame->numComponents; ++c) {
         plan_multipliers(info, &info->frame->components[c]);
     }
-    if (!start_scan(scan, info->frame, &info->header, walks_over_coefficients(info))) return false;
-    scan->mcus_to_pass = mcus_above_window(info, scan);
+    if (info->lender) {
+        if (!share_scan(scan, info->lender->scan)) return false;
+    } else {
+        if (!start_scan(scan, info->frame, &info->header, walks_over_coefficients(info))) return false;
+        scan->mcus_to_pass = mcus_above_window(info, scan);
+    }
+    keep_for_kernels(info, scan);
+    return true;
+}
+
+void keep_for_kernels(const JpegInfo *info, ScanReader *scan) {
     uint8_t keep[kMaxBlocksInMcu];
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         keep[b] = info->plan.components[scan->components[scan->mcuMembership[b]].component->index].keep;
     }
     set_block_keep(scan, keep);
-    return true;
 }
 
 void delete_record(JpegInfo *info) {
@@ -75,7 +85,10 @@ void delete_record(JpegInfo *info) {
     release_scan_infos(info);
     release_output(info);
     release_sample_rows(info);
-    release_header(&info->header);
+    release_map(&info->own_map);
+    // A region's are its lender's.
+    if (!info->lender) release_header(&info->header);
+    release_iteration(info->iteration);
     BRIM_FakeFree(info);
 }
 
@@ -171,7 +184,9 @@ void BRIMJ_DeleteDecoderInfo(JpegInfo *info) { delete_record(info); }
 
 int32_t BRIMJ_DestroyJpegInfo(DecInfo *session) {
     if (!session) return 0;
-    delete_record(session->retainedJpegInfo);
+    // What a child has belongs to its base.
+    const bool own = session->retainedJpegInfo && session->retainedJpegInfo->decInfo == session;
+    if (own) delete_record(session->retainedJpegInfo);
     session->retainedJpegInfo = nullptr;
     return 1;
 }

@@ -17,7 +17,6 @@ namespace vorel {
 // What the plain path's reservoir holds.
 constexpr uint32_t kReservoirBits = 32;
 
-class StreamCursor;
 struct EntropyWindow;
 struct RunPlan;
 
@@ -90,6 +89,7 @@ struct ScanReader {
     uint64_t mcus_done;     // MCUs that are decoded or passed over
     bool ends_as_marker;    // of a progressive frame: the end of the input counts as a marker
     uint64_t mcus_to_pass;  // below this number whole restart intervals are passed over by their markers alone
+    int32_t map_table;      // 1 and the number of its first table in a region map; 0 for none
     uint32_t discardedBytes;
     int32_t most_dc;  // McuMode::kDc refuses a DC value beyond this
 
@@ -114,9 +114,16 @@ constexpr int32_t kMaxScaledDc = 2047;
 // MCU of more blocks than T.81 B.2.3 allows, and when out of memory.
 bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *header, bool walks);
 void release_scan(ScanReader *scan);
-// A second reader of a scan over an input of its own, as far as a scan goes that walks. It borrows the tables, so it
-// may not outlive the first one, and drop_fast_path takes it down. False when out of memory.
-bool share_scan(const ScanReader *from, int32_t most_dc, StreamCursor *cursor, ScanReader *to);
+// Copies what belongs to the scan, but not the input, the position and the tables.
+void copy_shape(const ScanReader &from, ScanReader *to);
+// Makes all look-ups of the tables that the scan's blocks use. False when out of memory.
+bool complete_tables(ScanReader *scan);
+// Sets the reader up for the scan of another one, whose derived tables it uses: they have to be complete and to outlive
+// it. Nothing of them changes, so that many threads may share them. The position is nowhere yet. False when out of
+// memory.
+bool share_scan(ScanReader *scan, const ScanReader &from);
+// How far McuMode::kDc lets a DC value go.
+void set_most_dc(ScanReader *scan, int32_t most);
 // Leaves the scan to the plain path, whose tables may then be changed.
 void drop_fast_path(ScanReader *scan);
 

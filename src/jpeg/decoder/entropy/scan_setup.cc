@@ -1,5 +1,7 @@
 // Set-up of a scan's reader: the shape of its MCUs, its tables, what the fast path needs.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "jpeg/decoder/entropy/entropy_window.h"
 #include "jpeg/decoder/jpeg_info.h"
@@ -92,6 +94,11 @@ bool prepare_fast_path(ScanReader *scan) {
     return true;
 }
 
+bool serves_fast_path(const ScanReader *scan) {
+    const uint64_t blocks = uint64_t{scan->mcusPerRow} * scan->mcuRows * scan->blocksInMcu;
+    return blocks >= kFastPathBlocks && fast_path_allowed();
+}
+
 }  // namespace
 
 bool prepare_walks(ScanReader *scan) {
@@ -141,8 +148,7 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
         drop_fast_path(scan);
         return false;
     }
-    const uint64_t blocks = uint64_t{scan->mcusPerRow} * scan->mcuRows * scan->blocksInMcu;
-    if (blocks < kFastPathBlocks || !fast_path_allowed()) {
+    if (!serves_fast_path(scan)) {
         drop_fast_path(scan);
         return true;
     }
@@ -152,25 +158,54 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     return false;
 }
 
-bool share_scan(const ScanReader *from, int32_t most_dc, StreamCursor *cursor, ScanReader *to) {
-    *to = *from;
-    to->streamBuffer = cursor->stream();
-    to->io = cursor->stream()->io;
-    to->readBuffer = cursor->block();
-    to->window = nullptr;
-    to->plan = nullptr;
-    discard(to);
-    to->mcus_done = to->mcus_to_pass = 0;
-    to->most_dc = most_dc;
-    if (!from->window || (prepare_fast_path(to) && prepare_walks(to))) return true;
-    drop_fast_path(to);
-    return false;
+void set_most_dc(ScanReader *scan, int32_t most) {
+    scan->most_dc = most;
+    if (scan->plan) scan->plan->most_dc = most;
 }
 
 void set_block_keep(ScanReader *scan, const uint8_t *keep) {
     std::memcpy(scan->entropy.block_keep, keep, static_cast<size_t>(scan->blocksInMcu));
     if (!scan->plan) return;
     for (int b = 0; b < scan->blocksInMcu; ++b) scan->plan->blocks[b].keep = keep[b];
+}
+
+void copy_shape(const ScanReader &from, ScanReader *to) {
+    to->compsInScan = from.compsInScan;
+    to->blocksInMcu = from.blocksInMcu;
+    to->mcusPerRow = from.mcusPerRow;
+    to->mcuRows = from.mcuRows;
+    to->restartInterval = from.restartInterval;
+    to->ends_as_marker = from.ends_as_marker;
+    to->sos = from.sos;
+    to->map_table = from.map_table;
+    to->most_dc = from.most_dc;
+    std::copy(std::begin(from.mcuMembership), std::end(from.mcuMembership), to->mcuMembership);
+    std::copy(std::begin(from.components), std::end(from.components), to->components);
+}
+
+bool complete_tables(ScanReader *scan) {
+    EntropyDecoder &entropy = scan->entropy;
+    for (int b = 0; b < scan->blocksInMcu; ++b) {
+        DerivedTable *dc = entropy.blockDc[b], *ac = entropy.blockAc[b];
+        if (dc && !fast_entries(dc)) return false;
+        if (ac && (!fast_entries(ac) || !skip_entries(ac))) return false;
+    }
+    return true;
+}
+
+bool share_scan(ScanReader *scan, const ScanReader &from) {
+    copy_shape(from, scan);
+    EntropyDecoder &entropy = scan->entropy;
+    std::copy(std::begin(from.entropy.blockDc), std::end(from.entropy.blockDc), entropy.blockDc);
+    std::copy(std::begin(from.entropy.blockAc), std::end(from.entropy.blockAc), entropy.blockAc);
+    for (int b = 0; b < scan->blocksInMcu; ++b)
+        entropy.blockSkip[b] = entropy.blockAc[b] ? entropy.blockAc[b]->skip : nullptr;
+    discard(scan);
+    scan->mcus_done = scan->mcus_to_pass = 0;
+    if (!serves_fast_path(scan)) return true;
+    if (prepare_fast_path(scan) && (scan->ends_as_marker || prepare_walks(scan))) return true;
+    set_error(kErrorOutOfMemory);
+    return false;
 }
 
 void release_scan(ScanReader *scan) {

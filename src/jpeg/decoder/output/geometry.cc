@@ -1,4 +1,5 @@
 // Output geometry: from the wanted size to a DCT scale, a remaining resampling and a crop.
+#include <algorithm>
 #include <climits>
 
 #include "jpeg/decoder/output/output.h"
@@ -178,22 +179,10 @@ void plan_components(JpegInfo *info) {
     plan.mcu_output_columns = sparse ? 0 : frame.maxH * samples;
 }
 
-bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
-    DecInfo *session = info->decInfo;
-    const Size image = {info->frame->imageWidth, info->frame->imageHeight};
-    if (image.width == 0 || image.height == 0) return false;
-    if (request->targetWidth < 0 || request->targetHeight < 0) return false;
-    const uint32_t fit = session->decOption & kFitMask;
-    info->plan.rotation = is_pixel_format(info->plan.outColorFormat) ? session->decOption & kRotationMask : 0;
-    const bool turned = info->plan.rotation & 4;
+namespace {
 
-    const Size target = target_size(info, request);
-    if (target.width > INT32_MAX || target.height > INT32_MAX) return false;
-    info->plan.targetWidth = static_cast<int32_t>(target.width);
-    info->plan.targetHeight = static_cast<int32_t>(target.height);
-    const Size upright = turned ? Size{target.height, target.width} : target;
-
-    Size out = output_size(image, upright, fit);
+// DCT scale, scaled size and crop for an output of that size.
+void plan_sizes(JpegInfo *info, Size image, Size out, Size upright) {
     if (out.width < 1) out.width = 1;
     if (out.height < 1) out.height = 1;
     info->plan.outWidth = static_cast<int32_t>(out.width);
@@ -210,12 +199,47 @@ bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
     info->plan.scaledWidth = static_cast<uint16_t>(scaled_side(info, image.width, out.width));
     info->plan.scaledHeight = static_cast<uint16_t>(scaled_side(info, image.height, out.height));
     info->plan.isOneToOne = info->plan.scaledWidth == out.width && info->plan.scaledHeight == out.height;
-    session->multiScan = has_separate_scans(info);
+    info->decInfo->multiScan = has_separate_scans(info);
     info->plan.jointChroma = wants_joint_chroma(info);
     plan_components(info);
 
     crop_side(info->plan.outWidth, upright.width, &info->plan.cropWidth, &info->plan.decodeOffsetX);
     crop_side(info->plan.outHeight, upright.height, &info->plan.cropHeight, &info->plan.decodeOffsetY);
+}
+
+}  // namespace
+
+bool plan_geometry(JpegInfo *info, const FrameRequest *request) {
+    const DecInfo *session = info->decInfo;
+    const Size image = {info->frame->imageWidth, info->frame->imageHeight};
+    if (image.width == 0 || image.height == 0) return false;
+    if (request->targetWidth < 0 || request->targetHeight < 0) return false;
+    const uint32_t fit = session->decOption & kFitMask;
+    info->plan.rotation = is_pixel_format(info->plan.outColorFormat) ? session->decOption & kRotationMask : 0;
+    const bool turned = info->plan.rotation & 4;
+
+    const Size target = target_size(info, request);
+    if (target.width > INT32_MAX || target.height > INT32_MAX) return false;
+    info->plan.targetWidth = static_cast<int32_t>(target.width);
+    info->plan.targetHeight = static_cast<int32_t>(target.height);
+    const Size upright = turned ? Size{target.height, target.width} : target;
+
+    plan_sizes(info, image, output_size(image, upright, fit), upright);
+    return true;
+}
+
+bool plan_reduced_geometry(JpegInfo *info, int32_t sample) {
+    const Size image = {info->frame->imageWidth, info->frame->imageHeight};
+    if (image.width == 0 || image.height == 0 || sample < 0) return false;
+    const int64_t by = sample ? sample : 1;
+    const Size out = {std::max<int64_t>(rounded_share(image.width, by), 1),
+                      std::max<int64_t>(rounded_share(image.height, by), 1)};
+    const bool pixels = is_pixel_format(info->plan.outColorFormat);
+    info->plan.rotation = pixels ? info->decInfo->decOption & kRotationMask : 0;
+    const bool turned = info->plan.rotation & 4;
+    info->plan.targetWidth = static_cast<int32_t>(turned ? out.height : out.width);
+    info->plan.targetHeight = static_cast<int32_t>(turned ? out.width : out.height);
+    plan_sizes(info, image, out, out);
     return true;
 }
 

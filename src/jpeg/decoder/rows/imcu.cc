@@ -3,15 +3,11 @@
 #include "jpeg/decoder/rows/imcu.h"
 
 #include "jpeg/decoder/iterative/midpoint.h"
+#include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/transform.h"
 
 namespace vorel {
-namespace {
 
-// The MCUs of a row that hold what the window needs: [first, end).
-struct McuRange {
-    int32_t first, end;
-};
 McuRange shown_mcus(const JpegInfo *info, const ScanReader *scan) {
     const SourceRange &columns = info->plan.columns;
     const int64_t across = info->plan.mcu_output_columns;
@@ -21,6 +17,8 @@ McuRange shown_mcus(const JpegInfo *info, const ScanReader *scan) {
     const int64_t first = columns.first * per_mcu / across, end = ceil_div(columns.end * per_mcu, across);
     return {static_cast<int32_t>(first < most ? first : most), static_cast<int32_t>(end < most ? end : most)};
 }
+
+namespace {
 
 // Decode mode 1: coefficients lose the precision that the templates do not ask for.
 void correct_block(const ComponentPlan &plan, int16_t *block) {
@@ -124,12 +122,16 @@ bool pass_mcus(JpegInfo *info, ScanReader *scan, int32_t count) {
 bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***rows, int32_t mcu_row) {
     McuBatch *batch = info->pump.batch;
     const int32_t across = static_cast<int32_t>(scan->mcusPerRow);
-    if (mode == McuMode::kSkip) return pass_mcus(info, scan, across);
+    // With a map rows begin by their positions, and what no window shows costs nothing.
+    if (mode == McuMode::kSkip) return info->map || pass_mcus(info, scan, across);
     const McuRange shown = shown_mcus(info, scan);
+    int32_t reached = 0;
+    if (info->map && shown.first == shown.end) return true;
+    if (info->map && !enter_row(info, scan, mcu_row, shown.first, &reached)) return false;
     const int32_t step = kBatchBlocks / scan->blocksInMcu;
     const bool dc = mode == McuMode::kDc;
     if (dc) lay_out_dc(batch, scan, step);
-    if (!pass_mcus(info, scan, shown.first)) return false;
+    if (!pass_mcus(info, scan, shown.first - reached)) return false;
     for (int32_t first = shown.first; first < shown.end; first += step) {
         const int32_t mcus = shown.end - first < step ? shown.end - first : step;
         if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last))
@@ -138,7 +140,7 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
             dc ? transform_dc(info, mcus, to) : transform_batch(info, scan, mcus, to);
         });
     }
-    return pass_mcus(info, scan, across - shown.end);
+    return info->map || pass_mcus(info, scan, across - shown.end);
 }
 
 int32_t offset_of(const ScanReader *scan, McuMode mode, int32_t mcus) {
@@ -170,11 +172,17 @@ bool decode_tolerantly(JpegInfo *info, ScanReader *scan, McuMode mode, int32_t c
                        uint8_t *last) {
     int32_t done = 0;
     while (done < count) {
-        int32_t offset = offset_of(scan, mode, done);
-        done += info->source ? info->source->decode(scan, mode, count - done, blocks + offset, last + offset)
-                             : decode_mcus(scan, mode, count - done, blocks + offset, last + offset);
-        if (done == count) break;
+        int32_t offset = offset_of(scan, mode, done), mcus = count - done;
+        EntropyState *record = nullptr;
+        if (info->mapScanning && !note_position(info, scan, &mcus, &record)) return false;
+        const int32_t decoded = info->source
+                                    ? info->source->decode(scan, mode, mcus, blocks + offset, last + offset)
+                                    : decode_mcus(scan, mode, mcus, blocks + offset, last + offset);
+        if (record && decoded > 0) record->flags |= kMapValid;
+        done += decoded;
+        if (decoded == mcus) continue;
         if (too_early_to_fail(info)) return false;
+        end_notes(info);
         offset = offset_of(scan, mode, done);
         clear_mcu(scan, mode, blocks + offset, last + offset);
         ++done;

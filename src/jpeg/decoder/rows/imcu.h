@@ -14,6 +14,8 @@ int32_t decode_sparse_imcu(JpegInfo *info, uint8_t ***rows);
 
 // The same for progressive frames, at all their scales.
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows);
+// The next iMCU row of all scans without its transforms, for its positions. 100, 101 or 102.
+int32_t walk_progressive_imcu(JpegInfo *info);
 // Its second half: what the row of coefficients gives goes to the sample rows, and the next row is the one after it.
 int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows);
 
@@ -21,6 +23,12 @@ int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows);
 bool above_window(const JpegInfo *info);
 bool below_window(const JpegInfo *info);
 int32_t rows_of_imcu(const JpegInfo *info);
+
+// The MCUs of a row of the scan that hold what the window needs: [first, end).
+struct McuRange {
+    int32_t first, end;
+};
+McuRange shown_mcus(const JpegInfo *info, const ScanReader *scan);
 
 // An MCU that fails here ends the decode.
 bool too_early_to_fail(const JpegInfo *info);

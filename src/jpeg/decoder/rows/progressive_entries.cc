@@ -16,19 +16,6 @@ struct ScanInfo {
 namespace vorel {
 namespace {
 
-// Copies what belongs to the scan, but not the input, the position and the tables.
-void copy_shape(const ScanReader &from, ScanReader *to) {
-    to->compsInScan = from.compsInScan;
-    to->blocksInMcu = from.blocksInMcu;
-    to->mcusPerRow = from.mcusPerRow;
-    to->mcuRows = from.mcuRows;
-    to->restartInterval = from.restartInterval;
-    to->ends_as_marker = from.ends_as_marker;
-    to->sos = from.sos;
-    std::copy(std::begin(from.mcuMembership), std::end(from.mcuMembership), to->mcuMembership);
-    std::copy(std::begin(from.components), std::end(from.components), to->components);
-}
-
 // Tables are made again from what they were made of, so that nothing that happens to the scan's reaches them.
 bool copy_table(DerivedTable *from, bool is_dc, int32_t number, DerivedTable **to) {
     return !from || derive_table(from->raw, is_dc, number, to);

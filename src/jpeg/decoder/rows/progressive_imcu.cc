@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/entropy/progressive.h"
+#include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/rows/transform.h"
 #include "jpeg/decoder/setup.h"
@@ -47,11 +48,25 @@ bool fits(const JpegInfo *info, const ScanReader *scan, int32_t mcu_row) {
 bool decode_mcu_row(JpegInfo *info, ScanReader *scan, int32_t mcu_row) {
     if (!fits(info, scan, mcu_row)) return false;
     PassTarget to = target_of(info, scan, mcu_row);
-    const int32_t across = static_cast<int32_t>(scan->mcusPerRow);
-    for (int32_t done = 0; done < across;) {
-        done += decode_pass(scan, &to, across - done);
-        if (done == across) break;
+    int32_t done = 0, end = static_cast<int32_t>(scan->mcusPerRow);
+    if (info->map) {
+        // The scans of a component begin at the same block, since each needs what those before it gave.
+        const McuRange shown = shown_mcus(info, scan);
+        if (shown.first == shown.end) return true;
+        if (!enter_row(info, scan, mcu_row, shown.first, &done)) return false;
+        to.advance(scan, done);
+        end = shown.end;
+    }
+    while (done < end) {
+        int32_t mcus = end - done;
+        EntropyState *record = nullptr;
+        if (info->mapScanning && !note_position(info, scan, &mcus, &record)) return false;
+        const int32_t decoded = decode_pass(scan, &to, mcus);
+        if (record && decoded > 0) record->flags |= kMapValid;
+        done += decoded;
+        if (decoded == mcus) continue;
         if (too_early_to_fail(info)) return false;
+        end_notes(info);
         clear_pass_mcu(scan, to);
         to.advance(scan, 1);
         ++done;
@@ -121,11 +136,35 @@ bool is_ready(const JpegInfo *info) {
     return true;
 }
 
-void clear_rows(ProgressiveState *state) {
-    for (const CoefficientRows &rows : state->rows) {
+// Loops of a caller's own do not look for the scans, and a search in pieces may not be over.
+bool has_its_scans(JpegInfo *info) {
+    if (info->progressive.scans_found) return true;
+    if (is_baseline(info) || info->pump.imcu_row != 0) return false;
+    return (info->progressive.memory ? search_scans(info, INT32_MAX) : open_further_scans(info)) == kStepOk;
+}
+
+void clear_blocks(const CoefficientRows &rows, size_t first, size_t count) {
+    std::memset(rows.blocks + first * kBlockCoefficients, 0, count * kBlockCoefficients * sizeof(int16_t));
+    std::memset(rows.nonzero + first, 0, count * sizeof(uint64_t));
+}
+
+// What the scans decode of the row: all of it, or from where the map's records begin.
+void clear_rows(JpegInfo *info) {
+    const int32_t step = info->plan.mcu_output_columns;
+    const auto first = static_cast<uint32_t>(info->map ? start_column(*info->map, info->plan.columns.first / step) : 0);
+    const auto end = static_cast<uint32_t>(ceil_div(info->plan.columns.end, step));
+    for (int32_t c = 0; c < info->frame->numComponents; ++c) {
+        const CoefficientRows &rows = info->progressive.rows[c];
         if (!rows.blocks) continue;
-        std::memset(rows.blocks, 0, blocks_of(rows) * kBlockCoefficients * sizeof(int16_t));
-        std::memset(rows.nonzero, 0, blocks_of(rows) * sizeof(uint64_t));
+        if (!info->map) {
+            clear_blocks(rows, 0, blocks_of(rows));
+            continue;
+        }
+        const uint32_t h = info->frame->components[c].hSampling;
+        const uint32_t from = first * h, to = end * h < rows.across ? end * h : rows.across;
+        for (uint32_t v = 0; v < rows.down && from < to; ++v) {
+            clear_blocks(rows, size_t{v} * rows.across + from, to - from);
+        }
     }
 }
 
@@ -168,22 +207,25 @@ void release_coefficient_rows(JpegInfo *info) {
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
     RowPump &pump = info->pump;
     if (!info->planned) return kStepBadMcu;
-    // Loops of a caller's own do not look for the scans.
-    if (!info->progressive.memory && (is_baseline(info) || pump.imcu_row != 0 || open_further_scans(info) != kStepOk))
-        return kStepBadMcu;
-    if (!is_ready(info)) return kStepBadMcu;
+    if (!has_its_scans(info) || !is_ready(info)) return kStepBadMcu;
     if (below_window(info)) {
         pump.rows_ready = 0;
         return kStepEnd;
     }
     pump.skipped = above_window(info);
     pump.rows_ready = rows_of_imcu(info);
-    clear_rows(&info->progressive);
+    clear_rows(info);
     if (!decode_scans(info)) {
         VOREL_TRACE_AS(kTagJpeg, "BRIMJ_ProgDecodeSingleiMcu");
         return kStepBadMcu;
     }
     return transform_progressive_imcu(info, rows);
+}
+
+int32_t walk_progressive_imcu(JpegInfo *info) {
+    if (!is_ready(info) || info->pump.imcu_row >= info->frame->imcu_rows) return kStepBadMcu;
+    clear_rows(info);
+    return decode_scans(info) ? finish_imcu(info) : kStepBadMcu;
 }
 
 int32_t transform_progressive_imcu(JpegInfo *info, uint8_t ***rows) {

@@ -54,11 +54,14 @@ ChunkReader *open_chunk_reader(const ScanReader *scan, const IoInfo *source) {
         return nullptr;
     }
     auto *reader = new (memory) ChunkReader(io);
-    if (!reader->cursor.ready() || !share_scan(scan, kMostChunkDc, &reader->cursor, &reader->scan)) {
-        reader->scan = {};
+    reader->scan.streamBuffer = reader->cursor.stream();
+    reader->scan.io = io;
+    reader->scan.readBuffer = reader->cursor.block();
+    if (!reader->cursor.ready() || !share_scan(&reader->scan, *scan)) {
         close_chunk_reader(reader);
         return nullptr;
     }
+    set_most_dc(&reader->scan, kMostChunkDc);
     // The values of a row of blocks side by side.
     for_blocks(scan, [&](int32_t first_block, int32_t width) {
         int16_t *row = reader->dc + first_block * kPlaceMcus;
@@ -77,14 +80,14 @@ void close_chunk_reader(ChunkReader *reader) {
     close_again(io);
 }
 
-void read_chunk(ChunkReader *reader, int32_t start, int32_t end, const StopWords &stop, ChunkRecords *records) {
+void read_chunk(ChunkReader *reader, int32_t start, int32_t end, const Stop &stop, ChunkRecords *records) {
     ScanReader *scan = &reader->scan;
     if (reader->cursor.start_at(start) != start) return;
     discard(scan);
     McuPlace at = place_of(tell(scan));
     begin_records(records, at);
     while (at.next < end && records->mcus + kPlaceMcus <= records->most_mcus) {
-        if (load_relaxed(stop[0]) || load_relaxed(stop[1])) return;
+        if (stop.is_set()) return;
         const uint64_t before = scan->mcus_done;
         const int32_t done = decode_mcus(scan, McuMode::kDc, kPlaceMcus, reader->dc_blocks, reader->last);
         const EntropyPosition position = tell(scan);
@@ -121,7 +124,7 @@ int32_t speculation_interval(uint64_t pixels, int64_t input_bytes) {
 void set_speculation_chunk(int32_t bytes) { store_relaxed(&chunk_bytes_of_tests, bytes); }
 
 Speculation::Speculation(JpegInfo *info, int32_t chunk_bytes, int32_t threads)
-    : pattern_(info->scan), abort_(&info->decInfo->abortFlag), chunk_bytes_(chunk_bytes), threads_(threads) {
+    : pattern_(info->scan), session_(info->decInfo), chunk_bytes_(chunk_bytes), threads_(threads) {
     const uint64_t half = uint64_t{pattern_.mcusPerRow} * pattern_.mcuRows / 2;
     const int32_t most = static_cast<int32_t>(std::min<uint64_t>(half, kMostChunkMcus));
     most_mcus_ = std::max(most / kPlaceMcus, 1) * kPlaceMcus;
@@ -175,7 +178,7 @@ bool Speculation::start(int32_t position) {
     return true;
 }
 
-bool Speculation::stopped() const { return load_relaxed(&stop_) || load_relaxed(abort_); }
+bool Speculation::stopped() const { return Stop{&stop_, session_}.is_set(); }
 
 // Both lists are taken from and given back to under the lock; what is not there yet is made outside it.
 ChunkReader *Speculation::take_reader() {
@@ -216,7 +219,7 @@ Chunk *Speculation::claim() {
 void Speculation::work_on(Chunk *chunk) {
     ChunkReader *reader = take_reader();
     ChunkRecords *records = reader ? take_records() : nullptr;
-    if (records) read_chunk(reader, chunk->start, chunk->end, {&stop_, abort_}, records);
+    if (records) read_chunk(reader, chunk->start, chunk->end, {&stop_, session_}, records);
     pthread_mutex_lock(&lock_);
     if (reader) {
         reader->next_free = readers_;
@@ -318,8 +321,9 @@ Speculated begin_speculation(JpegInfo *info) {
     if (!is_baseline(info) || info->further_scan_count > 0 || info->scan.restartInterval != 0) return Speculated::kNone;
     if (plan.scaleIndex < 3 || plan.scaleIndex > 5 || plan.scaleMultiplier == 3 || plan.jointChroma)
         return Speculated::kNone;
-    if (info->isRegion || session->partialDecode || session->midpointCount != 0 || !can_share(info->scan.io))
-        return Speculated::kNone;
+    // Small pictures do without the look-ups that readers share.
+    if (!info->scan.window || info->isRegion || info->mapScanning || session->partialDecode) return Speculated::kNone;
+    if (session->midpointCount != 0 || !can_share(info->scan.io)) return Speculated::kNone;
     const int32_t size = info->scan.io->size;
     const int32_t interval = speculation_interval(uint64_t{info->frame->imageWidth} * info->frame->imageHeight, size);
     vjpeg_set_multiscan_interval(session, static_cast<uint32_t>(interval));
@@ -331,7 +335,7 @@ Speculated begin_speculation(JpegInfo *info) {
     }
     const int32_t threads = std::min(session->dualMode ? 2 : 3, usable_processors() - 1);
     if (threads < 1 && !tests_run_pools()) return Speculated::kNone;
-    void *memory = os_allocate(sizeof(Speculation));
+    void *memory = complete_tables(&info->scan) ? os_allocate(sizeof(Speculation)) : nullptr;
     auto *speculation = memory ? new (memory) Speculation(info, chunk_bytes, threads) : nullptr;
     info->source = speculation;
     if (speculation && speculation->start(tell(&info->scan).next)) return Speculated::kStarted;
