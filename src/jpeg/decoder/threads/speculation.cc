@@ -1,6 +1,8 @@
 // Chunks of entropy-coded data read ahead of the decoder: when it pays, who reads which, and the reading itself.
 #include "jpeg/decoder/threads/speculation.h"
 
+#include <vorel/jpeg_threads.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -172,7 +174,7 @@ bool Speculation::start(int32_t position) {
     }
     if (tests_run_pools()) return true;
     pool_ = start_pool(threads_);
-    for (int32_t i = 0; pool_ && i < threads_; ++i) vorel_threadpool_add_task(pool_, run_thread, this, 0);
+    for (int32_t i = 0; pool_ && i < threads_; ++i) vorel_threadpool_add_task(pool_, scan_n_merge_jpeg, this, 0);
     // Without threads the decoder reads everything itself.
     if (!pool_) chunk_count_ = 0;
     return true;
@@ -231,21 +233,19 @@ void Speculation::work_on(Chunk *chunk) {
     pthread_mutex_unlock(&lock_);
 }
 
-void *Speculation::run_thread(void *argument) {
-    auto *self = static_cast<Speculation *>(argument);
-    pthread_mutex_lock(&self->lock_);
-    while (!self->stopped() && self->next_claim_ < self->chunk_count_) {
-        Chunk *chunk = self->claim();
+void Speculation::run_thread() {
+    pthread_mutex_lock(&lock_);
+    while (!stopped() && next_claim_ < chunk_count_) {
+        Chunk *chunk = claim();
         if (!chunk) {
-            pthread_cond_wait(&self->changed_, &self->lock_);
+            pthread_cond_wait(&changed_, &lock_);
             continue;
         }
-        pthread_mutex_unlock(&self->lock_);
-        self->work_on(chunk);
-        pthread_mutex_lock(&self->lock_);
+        pthread_mutex_unlock(&lock_);
+        work_on(chunk);
+        pthread_mutex_lock(&lock_);
     }
-    pthread_mutex_unlock(&self->lock_);
-    return nullptr;
+    pthread_mutex_unlock(&lock_);
 }
 
 namespace {
@@ -354,3 +354,8 @@ void end_speculation(JpegInfo *info) {
 }
 
 }  // namespace vorel
+
+extern "C" void *scan_n_merge_jpeg(void *task) {
+    if (task) static_cast<vorel::Speculation *>(task)->run_thread();
+    return nullptr;
+}

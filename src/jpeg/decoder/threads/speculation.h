@@ -86,10 +86,11 @@ class Speculation final : public McuSource {
 
     // From the decoder's position in the input on. False without memory.
     bool start(int32_t position);
+    // What a thread does: chunk after chunk.
+    void run_thread();
     int32_t decode(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) override;
 
   private:
-    static void *run_thread(void *self);
     static void *run_chunk(void *task);
     bool stopped() const;
     Chunk *claim();
