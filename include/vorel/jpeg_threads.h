@@ -54,7 +54,7 @@ VOREL_API int32_t partialDecodeOnThread(DecInfo *session, int32_t width, int32_t
 VOREL_API void *decodeSubTP(void *bandTask);
 /* A thread that decodes every bandThreads-th band from the task's on, each from the session's checkpoint of that number
  * as soon as it is there. Ends at a band that fails, when cancelled, and when decodeResult says that the walk is over
- * without the checkpoint. The BandTask stays the caller's. Null. */
+ * without the checkpoint. To be started when the walk has begun. The BandTask stays the caller's. Null. */
 VOREL_API void *decodeSub(void *bandTask);
 
 /* ---- Threads over a block ------------------------------------------------------------------------------------ */

@@ -25,7 +25,7 @@ class SessionRun {
   public:
     explicit SessionRun(DecInfo *session)
         : session_(session), width_(session->partialWidth), height_(session->partialHeight) {
-        session->decodeResult = -1;
+        store_relaxed(&session->decodeResult, -1);
     }
     SessionRun(const SessionRun &) = delete;
     SessionRun &operator=(const SessionRun &) = delete;

@@ -132,13 +132,13 @@ void *decodeSub(void *bandTask) {
         Midpoint *midpoint = nullptr;
         if (i >= 1 && i <= static_cast<uint32_t>(kMaxMidpoints)) {
             Midpoint *const *slot = &session->midpoints[i - 1];
-            while (!load_relaxed(slot)) {
+            while (!load_acquire(slot)) {
                 // The walk has ended without it.
                 if (is_cancelled(session) || load_relaxed(&session->decodeResult) != -1) return nullptr;
                 VORELBRIM_OsSleep(1000);
             }
             midpoint = os_allocate_array<Midpoint>(1);
-            if (midpoint) *midpoint = *load_relaxed(slot);
+            if (midpoint) *midpoint = *load_acquire(slot);
         }
         const int32_t done = is_cancelled(session) ? 0
                                                    : decode_row_band(session, session->bandTable[i], &midpoint,

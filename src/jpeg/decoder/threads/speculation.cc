@@ -323,7 +323,8 @@ Speculated begin_speculation(JpegInfo *info) {
         return Speculated::kNone;
     // Small pictures do without the look-ups that readers share.
     if (!info->scan.window || info->isRegion || info->mapScanning || session->partialDecode) return Speculated::kNone;
-    if (session->midpointCount != 0 || !can_share(info->scan.io)) return Speculated::kNone;
+    // Positions are asked for between rows.
+    if (session->midpointCount != 0 || session->threadBandStart || !can_share(info->scan.io)) return Speculated::kNone;
     const int32_t size = info->scan.io->size;
     const int32_t interval = speculation_interval(uint64_t{info->frame->imageWidth} * info->frame->imageHeight, size);
     vjpeg_set_multiscan_interval(session, static_cast<uint32_t>(interval));
