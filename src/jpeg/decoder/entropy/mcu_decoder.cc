@@ -88,7 +88,7 @@ Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, u
             int32_t &dc = last_dc[scan_component(scan, b)];
             dc = static_cast<int32_t>(static_cast<uint32_t>(dc) + static_cast<uint32_t>(difference));
             block[0] = static_cast<int16_t>(dc);
-            if (mode == McuMode::kDc && (dc < -kMaxScaledDc || dc > kMaxScaledDc)) in_range = false;
+            if (mode == McuMode::kDc && (dc < -scan->most_dc || dc > scan->most_dc)) in_range = false;
             result = read_ac(reader, entropy.blockAc[b], kept_coefficients(entropy, mode, b), block, &reached);
         }
         if (mode != McuMode::kSkip) last[b] = reached;
