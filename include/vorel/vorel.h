@@ -6,6 +6,7 @@
 #include <vorel/export.h>
 #include <vorel/frame.h>
 #include <vorel/jpeg_decoder.h>
+#include <vorel/jpeg_iterative.h>
 #include <vorel/jpeg_region.h>
 #include <vorel/png.h>
 #include <vorel/raster.h>

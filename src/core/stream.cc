@@ -184,30 +184,34 @@ int32_t StreamCursor::start_at(int32_t position) {
 
 namespace {
 
-// The caller's FILE serves several readers: each read puts the position back where the others left it.
-struct SharedFile {
+// A FILE and callbacks serve several readers: each read puts the position back where the others left it.
+struct SharedSource {
     IoInfo *base;
     int32_t position;
 };
 
+int32_t position_of(const IoInfo *io) { return io->kind == kIoStdio ? VORELBRIM_OsFtell(io->file) : io->position; }
+
 int32_t read_shared(void *context, void *destination, int32_t count) {
-    SharedFile *file = static_cast<SharedFile *>(context);
-    const int32_t kept = VORELBRIM_OsFtell(file->base->file);
-    if (kept < 0 || VORELBRIM_SeekFile(file->base->file, file->position, SEEK_SET) != file->position) return 0;
-    const int32_t delivered = VORELBRIM_ReadFile(file->base->file, destination, count);
-    file->position += delivered;
-    VORELBRIM_SeekFile(file->base->file, kept, SEEK_SET);
+    SharedSource *source = static_cast<SharedSource *>(context);
+    IoInfo *io = source->base;
+    const int32_t kept = position_of(io), counted = io->position;
+    if (kept < 0 || VORELBRIM_Seek_IO(io, source->position, SEEK_SET) != source->position) return 0;
+    const int32_t delivered = VORELBRIM_Read_IO(io, destination, count);
+    if (delivered > 0) source->position += delivered;
+    VORELBRIM_Seek_IO(io, kept, SEEK_SET);
+    io->position = counted;
     return delivered;
 }
 
 int32_t skip_shared(void *context, int32_t, int32_t count) {
-    SharedFile *file = static_cast<SharedFile *>(context);
-    file->position += count;
-    return file->position;
+    SharedSource *source = static_cast<SharedSource *>(context);
+    source->position += count;
+    return source->position;
 }
 
 int32_t rewind_shared(void *context, int32_t, int32_t) {
-    static_cast<SharedFile *>(context)->position = 0;
+    static_cast<SharedSource *>(context)->position = 0;
     return 0;
 }
 
@@ -220,12 +224,15 @@ IoInfo *open_again(const IoInfo *io) {
         case kIoMemory:
         case kIoOwnedMemory:
             return VORELBRIM_Open_IO(kIoMemory, io->source, io->size);
+        case kIoStream:
+            if (!io->rewindFn) return nullptr;
+            [[fallthrough]];
         case kIoStdio: {
-            SharedFile *file = os_allocate_array<SharedFile>(1);
-            if (!file) return nullptr;
-            file->base = const_cast<IoInfo *>(io);
-            IoInfo *shared = VORELBRIM_Open_Stream(file, read_shared, skip_shared, rewind_shared, io->size);
-            if (!shared) os_release(file);
+            SharedSource *source = os_allocate_array<SharedSource>(1);
+            if (!source) return nullptr;
+            source->base = const_cast<IoInfo *>(io);
+            IoInfo *shared = VORELBRIM_Open_Stream(source, read_shared, skip_shared, rewind_shared, io->size);
+            if (!shared) os_release(source);
             return shared;
         }
         default:

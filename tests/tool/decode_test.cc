@@ -53,6 +53,49 @@ TEST_F(DecodeTool, EveryLayoutHasItsBytesAndComesBackAsTheSamePicture) {
     }
 }
 
+// Strips and parts from checkpoints come together as the picture, turned ones too.
+TEST_F(DecodeTool, PiecesAreThePicture) {
+    folder.put("tall.jpg", make_jpeg(120, 301, 3));
+    EXPECT_NE(expect_ok("checkpoints tall.jpg --count 3 --out tall.points").find("checkpoint 3: row "),
+              std::string::npos);
+    EXPECT_EQ(folder.get("tall.points").size(), 4u + 3 * 68);
+    for (const char *format : {"rgba8888", "rgb565", "yuv420", "nv12"}) {
+        for (const char *how : {" --sample 1", " --sample 2 --rotate 90", " --sample 8", " --rotate 180"}) {
+            const std::string decode = std::string("decode tall.jpg ") + "OUT --format " + format + how;
+            if (decode.find("rotate") != std::string::npos && format[0] != 'r') continue;
+            const auto to = [&](const std::string &out) {
+                return std::string(decode).replace(decode.find("OUT"), 3, out);
+            };
+            expect_ok(to("whole.raw"));
+            for (const char *pieces : {" --strips 2", " --strips 64", " --checkpoints tall.points",
+                                       " --strips 1000 --checkpoints tall.points"}) {
+                expect_ok(to("pieces.raw") + pieces);
+                EXPECT_TRUE(folder.get("pieces.raw") == folder.get("whole.raw")) << decode << pieces;
+            }
+        }
+    }
+    folder.put("wrong.points", {9, 0, 0, 0});
+    const struct {
+        const char *line;
+        int status;
+        const char *says;
+    } refused[] = {
+        {"decode tall.jpg new.png --checkpoints wrong.points", 1, "not a file of checkpoints"},
+        {"decode tall.jpg new.png --checkpoints none.points", 1, "No such file"},
+        {"decode tall.jpg new.raw --strips 8 --format yuv444", 2, "not for yuv444"},
+        {"decode tall.jpg new.raw --strips 7 --format nv12", 2, "even number"},
+        {"decode tall.jpg new.png --strips 8 --size 10x10", 2, "--size"},
+        {"decode tall.jpg new.png --checkpoints tall.points --sample 3", 2, "--sample"},
+        {"decode bits.wbmp new.png --strips 8", 1, "only JPEG"},
+        {"checkpoints bits.wbmp --out new.points", 1, "only JPEG"},
+    };
+    for (const auto &row : refused) expect_refused(row.line, row.status, row.says);
+    // Those of another picture count as missing.
+    expect_ok("decode color.jpg whole.raw");
+    expect_ok("decode color.jpg pieces.raw --checkpoints tall.points");
+    EXPECT_TRUE(folder.get("pieces.raw") == folder.get("whole.raw"));
+}
+
 TEST_F(DecodeTool, PicturesForPeopleStandUpright) {
     // APP1 with an Exif block of one field: orientation 6, the stored picture lies on its left side.
     const Bytes lying = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8,

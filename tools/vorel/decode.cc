@@ -1,6 +1,7 @@
 // vorel decode: one picture to a raw buffer, a PNG or a PPM.
 #include <vorel/jpeg_decoder.h>
 #include <vorel/raster.h>
+#include <vorel/util.h>
 
 #include <algorithm>
 #include <climits>
@@ -15,6 +16,7 @@
 #include "progress.h"
 #include "session.h"
 #include "sizes.h"
+#include "strips.h"
 #include "writers.h"
 
 namespace vorel_tool {
@@ -29,6 +31,7 @@ struct DecodeOptions {
     int rotate = 0;
     bool orient = false, no_orient = false;
     std::string from = "memory";
+    StripOptions strips;
     bool log = false;
 };
 
@@ -91,6 +94,12 @@ void check_usage(const DecodeOptions &options, const PixelFormat &format) {
         throw BadUsage("--rotate: pictures in " + options.format + " cannot be turned");
     if (options.orient && !format.rotates)
         throw BadUsage("--orient: pictures in " + options.format + " cannot be turned");
+    check_strip_usage(options.strips, format);
+    if (options.strips.wanted() && !options.size.empty())
+        throw BadUsage("--strips and --checkpoints: the picture at --sample of its size, not in a --size");
+    const int32_t n = options.sample;
+    if (!options.strips.checkpoints.empty() && n != 1 && n != 2 && n != 4 && n != 8)
+        throw BadUsage("--checkpoints: goes with --sample 1, 2, 4 and 8");
 }
 
 // What is decoded, as far as it matters for the layouts; bit 0 for what is not.
@@ -184,9 +193,22 @@ bool run_decoder(Session &session, const ImageInfo &info, const DecodeOptions &o
     }
 }
 
+// Strips come as the picture is stored: it is turned when it is whole.
+bool run_strips(Session &session, const DecodeOptions &options, Picture &picture) {
+    if (turns_sideways(options)) std::swap(picture.width, picture.height);
+    session.get()->decOption &= ~static_cast<uint32_t>(VOREL_OPTION_ROTATE_270);
+    if (!decode_in_strips(session, options.strips, &picture)) return false;
+    if (options.rotate == 0) return true;
+    const bool turned =
+        vorel_rotate(picture.bytes.data(), picture.width, picture.height, picture.format->code, options.rotate) == 1;
+    if (turns_sideways(options)) std::swap(picture.width, picture.height);
+    return turned;
+}
+
 void decode_into(Session &session, const ImageInfo &info, Picture &picture, const DecodeOptions &options) {
     DecodeWatch watch(session.get(), options.in);
-    const bool decoded = run_decoder(session, info, options, picture);
+    const bool decoded =
+        options.strips.wanted() ? run_strips(session, options, picture) : run_decoder(session, info, options, picture);
     watch.end();
     if (cancelled()) throw Failure(options.in + ": cancelled");
     if (decoded) return;
@@ -246,6 +268,8 @@ int decode(const DecodeOptions &wanted) {
         session.get()->decOption = option_bits(options);
     }
     check_support(session, info, format, options);
+    if (options.strips.wanted() && session.type() != VOREL_IMAGE_JPEG)
+        throw Failure(options.in + ": only JPEG pictures are decoded in strips");
     const Size size = target_size(options, info, options.in);
     if (picture_bytes(format, size.width, size.height) > INT32_MAX)
         throw Failure(options.in + ": " + std::to_string(size.width) + " x " + std::to_string(size.height) +
@@ -291,6 +315,10 @@ void register_decode(CLI::App &app, Action &action) {
     command->add_option("--from", options->from, "How the library reads the file")
         ->check(CLI::IsMember(names_of(kSources)))
         ->capture_default_str();
+    command->add_option("--strips", options->strips.rows, "Decode a JPEG in strips of so many rows")
+        ->check(CLI::Range(1, 65535));
+    command->add_option("--checkpoints", options->strips.checkpoints,
+                        "Decode from the places of a file that vorel checkpoints made, on a thread each");
     command->add_flag("--log", options->log, "The library's diagnostics on standard error");
     command->callback([options, &action] { action = [options] { return decode(*options); }; });
 }

@@ -33,6 +33,7 @@ int run(int argc, char **argv) {
     register_info(app, action);
     register_exif(app, action);
     register_decode(app, action);
+    register_checkpoints(app, action);
     register_convert(app, action);
     register_resize(app, action);
     register_rotate(app, action);

@@ -5,49 +5,11 @@
 
 #include "jpeg/decoder/method.h"
 #include "jpeg/decoder/orientation.h"
+#include "jpeg/decoder/session_run.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel {
 namespace {
-
-// Turns the rotation bits of the option word by the Exif orientation for the length of a decode: the caller's word
-// comes back afterwards, so that decoding the session again gives the same picture.
-class OrientedOption {
-  public:
-    explicit OrientedOption(DecInfo *session) : session_(session), kept_(session->decOption) {
-        if (!(kept_ & VOREL_OPTION_EXIF_ORIENTATION)) return;
-        const int32_t orientation = exif_orientation(session);
-        const uint32_t turn = orientation == 6 ? 4 : orientation == 8 ? 12 : orientation == 3 ? 8 : 0;
-        session->decOption = (kept_ & ~12u) | ((kept_ + turn) & 12);
-    }
-    ~OrientedOption() { session_->decOption = kept_; }
-    OrientedOption(const OrientedOption &) = delete;
-    OrientedOption &operator=(const OrientedOption &) = delete;
-
-  private:
-    DecInfo *session_;
-    uint32_t kept_;
-};
-
-// What a decode writes into the session for its own length: a rectangle that the caller did not ask for would make the
-// next decode look like one of a window.
-class SessionRun {
-  public:
-    explicit SessionRun(DecInfo *session)
-        : session_(session), width_(session->partialWidth), height_(session->partialHeight) {
-        session->decodeResult = -1;
-    }
-    SessionRun(const SessionRun &) = delete;
-    SessionRun &operator=(const SessionRun &) = delete;
-    ~SessionRun() {
-        session_->partialWidth = width_;
-        session_->partialHeight = height_;
-    }
-
-  private:
-    DecInfo *session_;
-    uint32_t width_, height_;
-};
 
 // The size as it stands in the caller's buffer: while the decode runs it is that of the upright picture.
 void turn_size(DecInfo *session) {
@@ -117,14 +79,20 @@ DecodeRequest request_of(const DecInfo *session, int32_t width, int32_t height, 
             session->partialDecode != 0};
 }
 
-// A cancel from before the decode is over; a child keeps what its parent's failure wrote into it. Required: that of a
-// session with a region map stays for ever.
+}  // namespace
+
+OrientedOption::OrientedOption(DecInfo *session) : session_(session), kept_(session->decOption) {
+    if (!(kept_ & VOREL_OPTION_EXIF_ORIENTATION)) return;
+    const int32_t orientation = exif_orientation(session);
+    const uint32_t turn = orientation == 6 ? 4 : orientation == 8 ? 12 : orientation == 3 ? 8 : 0;
+    session->decOption = (kept_ & ~12u) | ((kept_ + turn) & 12);
+}
+
 void clear_abort(DecInfo *session) {
     const bool stays = session->decOption & VOREL_OPTION_REGION && load_relaxed(&session->abortFlag) == kAbortCancelled;
     if (!session->parent && !stays) store_relaxed(&session->abortFlag, 0u);
 }
 
-}  // namespace
 }  // namespace vorel
 
 using namespace vorel;
@@ -135,6 +103,8 @@ int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int3
     if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
     set_error(kErrorNone);
     clear_abort(session);
+    session->midpointPhase = 1;
+    session->midpointIndex = 0;
     session->decodeResult = decode_session(session, output, width, height);
     return session->decodeResult;
 }

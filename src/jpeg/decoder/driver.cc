@@ -54,17 +54,29 @@ int32_t skip_imcu(JpegInfo *info, uint8_t ***rows) {
     return result;
 }
 
+// A record whose set-up failed goes, with the error told.
+JpegInfo *checked_record(JpegInfo *info, bool good) {
+    if (good) return info;
+    delete_record(info);
+    set_error(kErrorJpegDecoder);
+    VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
+    return nullptr;
+}
+
 }  // namespace
 
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
     const bool region = (session->decOption & VOREL_OPTION_REGION) && session->retainedJpegInfo;
     JpegInfo *info = nullptr;
     if (request->outputBuffer) info = (region ? BRIMJ_GetJpegRegionInfo : BRIMJ_Initialize)(session, stream, request);
-    if (info && (region || open_further_scans(info) == kStepOk)) return info;
-    delete_record(info);
-    set_error(kErrorJpegDecoder);
-    VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeImage");
-    return nullptr;
+    return checked_record(info, info && (region || open_further_scans(info) == kStepOk));
+}
+
+JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    JpegInfo *info = BRIMJ_Initialize(session, stream, request);
+    if (!info) return checked_record(nullptr, false);
+    const bool later = !is_baseline(info) && info->plan.scaleIndex != 3;
+    return checked_record(info, later ? begin_scan_search(info) : open_further_scans(info) == kStepOk);
 }
 
 int32_t step_decode(JpegInfo *info, uint32_t end_row) {
@@ -81,6 +93,24 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row) {
         step = (full ? BRIMJ_ProgProcessData : BRIMJ_ProgProcessData_resize)(info, buffer, &done, end_row);
     }
     return step == kStepMoreRows && done >= last_row(info) ? kStepEnd : step;
+}
+
+bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position) {
+    if (!is_baseline(info) || !info->planned || info->further_scan_count != 0) return false;
+    if (imcu_row >= info->frame->imcu_rows || info->plan.imcu_output_rows == 0) return false;
+    const OutputWindow &window = info->plan.window;
+    OutputState &out = info->out;
+    out.outputRow = out.outputRowCounter = 0;
+    out.scaled_row = 0;
+    out.next_row = window.y;
+    out.first_half_done = false;
+    pass_rows(info, static_cast<int32_t>(imcu_row) * info->plan.imcu_output_rows);
+    const int32_t next = info->plan.resample == Resample::kNone ? static_cast<int32_t>(out.outputRow) : out.next_row;
+    if (next > window.y) out.outputRowCounter = static_cast<uint32_t>(next - window.y);
+    info->pump.imcu_row = imcu_row;
+    info->pump.buffered = false;
+    position.mcus_done = mcus_above(&info->scan, imcu_row);
+    return restore(&info->scan, position);
 }
 
 uint32_t last_row(const JpegInfo *info) {

@@ -10,9 +10,17 @@ namespace vorel {
 // failure, with the error word set.
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request);
 
+// The same, but the request's buffer may come later, and all but the first scans of a progressive frame too: see
+// search_scans.
+JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request);
+
 // One iMCU row's work, until output row end_row is reached: 100 more rows, 101 the last wanted one is done, 201 failed
 // or cancelled.
 int32_t step_decode(JpegInfo *info, uint32_t end_row);
+
+// Stands in front of an iMCU row of a baseline frame in one scan, wherever the decode has been, with what lies above
+// passed over. False where the frame, the scale or the input does not let it.
+bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position);
 
 // Output rows of the whole decode, for step_decode.
 uint32_t last_row(const JpegInfo *info);

@@ -17,6 +17,8 @@
 
 namespace vorel {
 
+struct Iteration;
+
 using UpsampleFn = void (*)(JpegComponent *component, JpegInfo *info, uint8_t **input_rows, uint8_t ***output_rows);
 
 // Where output pixels go.
@@ -101,6 +103,10 @@ struct ProgressiveState {
     uint8_t *memory;           // of all of them
     int32_t scans;             // that are gone through
     int32_t shown_components;  // the first so many have samples; the others stay gray
+    // The search for scans.
+    int32_t search_position;  // of the input: behind the last header
+    uint32_t covered;         // components of which the scale needs no more
+    bool scans_found;
 };
 
 }  // namespace vorel
@@ -118,6 +124,7 @@ struct JpegInfo {
     bool planned;  // the plan and the sample rows are those of the header
     vorel::OutputState out;
     vorel::RowPump pump;
+    vorel::Iteration *iteration;  // of a decode that is done in pieces
 
     uint32_t mapScanning;  // positions are noted in own_map
     int32_t regionStage;   // 1 its map is complete, or it is a region of a progressive frame; 2 of a baseline one

@@ -45,9 +45,7 @@ uint64_t mcus_above_window(const JpegInfo *info, const ScanReader *scan) {
     if (!info->decInfo->partialDecode || info->plan.imcu_output_rows == 0) return 0;
     // What refines a row needs the row, and the intervals of two scans do not end together.
     if (!is_baseline(info)) return 0;
-    const uint64_t imcus = static_cast<uint64_t>(info->plan.rows.first / info->plan.imcu_output_rows);
-    const uint64_t per_imcu = scan->compsInScan == 1 ? scan->components[0].component->vSampling : 1;
-    return imcus * per_imcu * scan->mcusPerRow;
+    return mcus_above(scan, static_cast<uint32_t>(info->plan.rows.first / info->plan.imcu_output_rows));
 }
 
 }  // namespace
@@ -90,6 +88,7 @@ void delete_record(JpegInfo *info) {
     release_map(&info->own_map);
     // A region's are its lender's.
     if (!info->lender) release_header(&info->header);
+    release_iteration(info->iteration);
     BRIM_FakeFree(info);
 }
 

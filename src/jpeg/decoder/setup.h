@@ -38,6 +38,10 @@ void release_sample_rows(JpegInfo *info);
 // Opens a reader for each further scan: of a baseline frame those that components are missing for, of a progressive one
 // those that its scale looks at, with the memory for a row of coefficients. 200 or 201.
 int32_t open_further_scans(JpegInfo *info);
+// The same for progressive frames bit by bit: memory first, then scans until `until` of them are found in all: 100 when
+// there may be more, 200 or 201 at the end.
+bool begin_scan_search(JpegInfo *info);
+int32_t search_scans(JpegInfo *info, int32_t until);
 void close_further_scans(JpegInfo *info);
 // The same for a region of a progressive frame, whose scans are those of its lender. 200 or 201.
 int32_t share_further_scans(JpegInfo *info);
@@ -50,6 +54,9 @@ void release_coefficient_rows(JpegInfo *info);
 
 // Frees what BRIMJ_SetupScanInfo made.
 void release_scan_infos(JpegInfo *info);
+
+// Frees the state of a decode in pieces, with the input that belongs to it; null is allowed.
+void release_iteration(Iteration *iteration);
 
 // Sets up a reader for the scan that the header was parsed to, with its components' multipliers. 200 or 201.
 bool set_up_scan(JpegInfo *info, ScanReader *scan);

@@ -172,6 +172,9 @@ void close_window(ScanReader *scan);
 // MCU rows of the scan in iMCU row `imcu_row` of the frame.
 int32_t mcu_rows_in_imcu(const ScanReader *scan, const FrameLayout *frame, uint32_t imcu_row);
 
+// MCUs of the scan above iMCU row `imcu_row` of the frame.
+uint64_t mcus_above(const ScanReader *scan, uint32_t imcu_row);
+
 // The fast path gives the plain path's results; tests turn it off to see that. Takes effect with the next scan set-up.
 void allow_fast_path(bool allowed);
 bool fast_path_allowed();

@@ -216,6 +216,11 @@ int32_t mcu_rows_in_imcu(const ScanReader *scan, const FrameLayout *frame, uint3
     return static_cast<int32_t>(last ? at.lastRowHeight : at.component->vSampling);
 }
 
+uint64_t mcus_above(const ScanReader *scan, uint32_t imcu_row) {
+    const uint64_t per_imcu = scan->compsInScan == 1 ? scan->components[0].component->vSampling : 1;
+    return imcu_row * per_imcu * scan->mcusPerRow;
+}
+
 }  // namespace vorel
 
 using namespace vorel;

@@ -5,10 +5,6 @@
 
 #include <vorel/frame.h>
 
-#include <algorithm>
-#include <cstring>
-#include <iterator>
-
 #include "core/core.h"
 #include "jpeg/decoder/entropy/scan_reader.h"
 
@@ -49,7 +45,7 @@ bool load_position(const Record &record, bool out_of_data, EntropyPosition *posi
     position->eob_run = record.eobRun;
     position->restarts_to_go = record.restartsToGo;
     position->next_restart = static_cast<uint8_t>(record.nextRestartNumber & 7);
-    std::copy(std::begin(record.lastDc), std::end(record.lastDc), position->last_dc);
+    for (int c = 0; c < kMaxComponents; ++c) position->last_dc[c] = record.lastDc[c];
     return true;
 }
 

@@ -128,37 +128,28 @@ int32_t open_baseline_scans(JpegInfo *info) {
 
 // ---- Progressive frames
 
-// Components whose scans so far hold all that a scale looks at: at 1/2 and 1/4 the first AC scan that reaches that far
-// is the last one, at 1/8 the DC. Refinements behind it are left out.
-class Coverage {
-  public:
-    Coverage(const JpegInfo *info, bool dc_only)
-        : step_(info->plan.scaleIndex), dc_only_(dc_only), components_(info->frame->numComponents) {}
-
-    void add(const ScanReader *scan) {
-        const int32_t end = scan->sos.Se;
-        if (!dc_only_ && !(step_ == 1 && end > 18) && !(step_ == 2 && end >= 5)) return;
-        for (int i = 0; i < scan->compsInScan; ++i) covered_ |= 1u << scan->components[i].component->index;
-    }
-    bool whole() const {
-        // Required: of more components than one the first three count at 1/2 and 1/4, so that two are never whole.
-        const uint32_t looked_at = dc_only_ ? (1u << components_) - 1 : components_ == 1 ? 1 : 7;
-        return (covered_ & looked_at) == looked_at;
-    }
-
-  private:
-    int32_t step_;
-    bool dc_only_;
-    uint32_t components_, covered_ = 0;
-};
-
-bool is_dc_first(const ScanReader *scan) { return pass_of(scan) == Pass::kDcFirst; }
-
 // Required: a picture of an eighth goes through the scans of the first DC bits, a window of one without a map through
 // all.
 bool looks_at_dc_alone(const JpegInfo *info) {
     return info->plan.scaleIndex == 3 && (info->lender || (!info->decInfo->partialDecode && !info->isRegion));
 }
+
+// Notes the components whose scans so far hold all that the scale looks at: at 1/2 and 1/4 the first AC scan that
+// reaches that far is the last one, at 1/8 the DC. Refinements behind it are left out.
+void note_coverage(JpegInfo *info, const ScanReader *scan) {
+    const int32_t step = info->plan.scaleIndex, end = scan->sos.Se;
+    if (!looks_at_dc_alone(info) && !(step == 1 && end > 18) && !(step == 2 && end >= 5)) return;
+    for (int i = 0; i < scan->compsInScan; ++i) info->progressive.covered |= 1u << scan->components[i].component->index;
+}
+
+bool is_covered(const JpegInfo *info) {
+    const uint32_t components = info->frame->numComponents;
+    // Required: of more components than one the first three count at 1/2 and 1/4, so that two are never whole.
+    const uint32_t looked_at = looks_at_dc_alone(info) ? (1u << components) - 1 : components == 1 ? 1 : 7;
+    return (info->progressive.covered & looked_at) == looked_at;
+}
+
+bool is_dc_first(const ScanReader *scan) { return pass_of(scan) == Pass::kDcFirst; }
 
 FurtherScan *last_scan(const JpegInfo *info) { return info->further_scans[info->further_scan_count - 1]; }
 
@@ -190,28 +181,14 @@ void find_usable_scans(JpegInfo *info) {
     }
 }
 
-int32_t open_progressive_scans(JpegInfo *info) {
-    const bool dc_only = looks_at_dc_alone(info);
-    if (!allowed_in_progression(info->header.scan) || (dc_only && !is_dc_first(&info->scan))) return kStepFailed;
-    Coverage coverage(info, dc_only);
-    coverage.add(&info->scan);
-    int32_t position = stream_position(info->scan.streamBuffer);
-    while (!coverage.whole() && info->further_scan_count < kMaxScans - 1) {
-        const Next next = open_next_scan(info, &position);
-        if (next == Next::kFailed) return kStepFailed;
-        if (next == Next::kNone) break;
-        const ScanReader *scan = &last_scan(info)->scan;
-        if (dc_only && !is_dc_first(scan)) {
-            close_last_scan(info);
-            break;
-        }
-        coverage.add(scan);
-    }
+// The end of the search: what there is has to do.
+int32_t finish_scan_search(JpegInfo *info) {
     const ScanReader *last = progressive_scan(info, info->further_scan_count);
     const bool has_tables = has_all(last, last->entropy.blockDc) && has_all(last, last->entropy.blockAc);
-    if (!dc_only && !has_tables) return kStepFailed;
+    if (!looks_at_dc_alone(info) && !has_tables) return kStepFailed;
     find_usable_scans(info);
-    return allocate_coefficient_rows(info) ? kStepOk : kStepFailed;
+    info->progressive.scans_found = true;
+    return kStepOk;
 }
 
 bool share_next_scan(JpegInfo *info, const ScanReader &from) {
@@ -230,19 +207,48 @@ bool share_needed_scans(JpegInfo *info) {
     const JpegInfo *lender = info->lender;
     const bool dc_only = looks_at_dc_alone(info);
     if (dc_only && !is_dc_first(&info->scan)) return false;
-    Coverage coverage(info, dc_only);
-    coverage.add(&info->scan);
-    for (int32_t i = 0; i < lender->further_scan_count && !coverage.whole(); ++i) {
+    note_coverage(info, &info->scan);
+    for (int32_t i = 0; i < lender->further_scan_count && !is_covered(info); ++i) {
         const ScanReader &from = lender->further_scans[i]->scan;
         if (dc_only && !is_dc_first(&from)) break;
         if (!share_next_scan(info, from)) return false;
-        coverage.add(&last_scan(info)->scan);
+        note_coverage(info, &last_scan(info)->scan);
     }
     find_usable_scans(info);
+    info->progressive.scans_found = true;
     return allocate_coefficient_rows(info);
 }
 
 }  // namespace
+
+bool begin_scan_search(JpegInfo *info) {
+    if (!allowed_in_progression(info->header.scan) || (looks_at_dc_alone(info) && !is_dc_first(&info->scan)))
+        return false;
+    ProgressiveState &state = info->progressive;
+    state.covered = 0;
+    state.scans_found = false;
+    note_coverage(info, &info->scan);
+    state.search_position = stream_position(info->scan.streamBuffer);
+    return allocate_coefficient_rows(info);
+}
+
+int32_t search_scans(JpegInfo *info, int32_t until) {
+    ProgressiveState &state = info->progressive;
+    if (state.scans_found) return kStepOk;
+    while (!is_covered(info) && info->further_scan_count < kMaxScans - 1) {
+        if (info->further_scan_count + 1 >= until) return kStepMoreRows;
+        const Next next = open_next_scan(info, &state.search_position);
+        if (next == Next::kFailed) return kStepFailed;
+        if (next == Next::kNone) break;
+        const ScanReader *scan = &last_scan(info)->scan;
+        if (looks_at_dc_alone(info) && !is_dc_first(scan)) {
+            close_last_scan(info);
+            break;
+        }
+        note_coverage(info, scan);
+    }
+    return finish_scan_search(info);
+}
 
 int32_t share_further_scans(JpegInfo *info) {
     if (share_needed_scans(info)) return kStepOk;
@@ -268,7 +274,7 @@ void close_further_inputs(JpegInfo *info) {
 int32_t open_further_scans(JpegInfo *info) {
     int32_t result = kStepOk;
     if (!is_baseline(info)) {
-        result = open_progressive_scans(info);
+        result = begin_scan_search(info) ? search_scans(info, INT32_MAX) : kStepFailed;
     } else if (has_separate_scans(info)) {
         result = open_baseline_scans(info);
     }

@@ -136,6 +136,13 @@ bool is_ready(const JpegInfo *info) {
     return true;
 }
 
+// Loops of a caller's own do not look for the scans, and a search in pieces may not be over.
+bool has_its_scans(JpegInfo *info) {
+    if (info->progressive.scans_found) return true;
+    if (is_baseline(info) || info->pump.imcu_row != 0) return false;
+    return (info->progressive.memory ? search_scans(info, INT32_MAX) : open_further_scans(info)) == kStepOk;
+}
+
 void clear_blocks(const CoefficientRows &rows, size_t first, size_t count) {
     std::memset(rows.blocks + first * kBlockCoefficients, 0, count * kBlockCoefficients * sizeof(int16_t));
     std::memset(rows.nonzero + first, 0, count * sizeof(uint64_t));
@@ -200,10 +207,7 @@ void release_coefficient_rows(JpegInfo *info) {
 int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
     RowPump &pump = info->pump;
     if (!info->planned) return kStepBadMcu;
-    // Loops of a caller's own do not look for the scans.
-    if (!info->progressive.memory && (is_baseline(info) || pump.imcu_row != 0 || open_further_scans(info) != kStepOk))
-        return kStepBadMcu;
-    if (!is_ready(info)) return kStepBadMcu;
+    if (!has_its_scans(info) || !is_ready(info)) return kStepBadMcu;
     if (below_window(info)) {
         pump.rows_ready = 0;
         return kStepEnd;
