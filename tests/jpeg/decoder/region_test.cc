@@ -280,7 +280,8 @@ TEST(JpegRegion, BandsEndAtMultiplesOfTheirHeight) {
     const Bytes jpeg = turbo_picture({});
     Input input(Kind::kMemory, jpeg, COLOR_RGB565);
     DecInfo *session = input.session();
-    uint8_t out[1];
+    Bytes pixels(2 * 7 * 300);
+    uint8_t *out = pixels.data();
     const struct {
         int sample, y, height;
         std::vector<int> bands;
