@@ -109,7 +109,7 @@ enum {
     VOREL_OPTION_COMPRESS_RANGE = 0x2000,
     /* JPEG: the tables for passing over coefficients are made at once, also where this decode does not need them. */
     VOREL_OPTION_SKIP_TABLES = 0x4000,
-    /* The session serves rectangles (not decoded yet: such a session refuses). */
+    /* JPEG: the session serves rectangles by a map of its data, see vorel/jpeg_region.h. */
     VOREL_OPTION_REGION = 0x10000,
     /* JPEG: the exact inverse DCT at full size; it is always taken, so this changes nothing. */
     VOREL_OPTION_EXACT_KERNEL = 0x20000

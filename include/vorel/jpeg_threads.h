@@ -35,11 +35,12 @@ typedef struct BandRow {
     void *output;
 } BandRow;
 
-/* What a thread needs for its bands: the target's size, the first band, and the checkpoint in front of it, which the
- * task owns. */
+/* What a thread needs for its bands: the target's size, the first band, the option word with the turn settled, and the
+ * checkpoint in front of the band, which the task owns. */
 typedef struct BandTask {
     DecInfo *session;
     int32_t width, height, bandIndex;
+    uint32_t options;
     Midpoint *midpoint;
 } BandTask;
 

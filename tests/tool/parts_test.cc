@@ -32,6 +32,15 @@ Pixels cut(const Pixels &whole, int x, int y, int width, int height, int sample,
     return out;
 }
 
+Pixels cut_out(const Pixels &whole, int x, int y, int width, int height) {
+    Pixels out = {width, height, {}};
+    for (int row = y; row < y + height; ++row) {
+        const auto at = whole.rgb.begin() + (row * whole.width + x) * 3;
+        out.rgb.insert(out.rgb.end(), at, at + width * 3);
+    }
+    return out;
+}
+
 class PartsTool : public ToolFixture {
   protected:
     json read_json(const std::string &name) const {
@@ -133,6 +142,23 @@ TEST_F(PartsTool, TilesPutTogetherAreTheWhole) {
         }
         EXPECT_EQ(sample, 32) << "up to 1/16, which is 18 x 33";
         EXPECT_EQ(files_in(tiles), files);
+    }
+    folder.put("photo.jpg", make_jpeg(320, 528, 3));
+    expect_ok("tiles photo.jpg photo --tile 64");
+    for (int sample = 1; sample <= 16; sample *= 2) {
+        const std::string reduced = " --sample " + std::to_string(sample);
+        expect_ok("decode photo.jpg whole.ppm" + reduced);
+        const Pixels whole = ppm("whole.ppm");
+        const int x = 64 * ((320 / sample - 1) / 64), y = 64 * ((528 / sample - 1) / 64);
+        const Pixels last = cut_out(whole, x, y, whole.width - x, whole.height - y);
+        EXPECT_TRUE(png("photo/" + std::to_string(sample) + "/" + std::to_string(x / 64) + "_" +
+                        std::to_string(y / 64) + ".png") == last)
+            << sample;
+        const std::string rect = std::to_string(x * sample) + "," + std::to_string(y * sample) + "," +
+                                 std::to_string(last.width * sample) + "," + std::to_string(last.height * sample);
+        const std::string said = expect_ok("region photo.jpg out.ppm --repeat 2 --rect " + rect + reduced);
+        EXPECT_TRUE(ppm("out.ppm") == last) << sample;
+        EXPECT_NE(said.find("region 2: "), std::string::npos) << said;
     }
     // An empty folder may be there; a thin picture ends before its height is nothing.
     std::filesystem::create_directory(folder.path("empty"));

@@ -112,7 +112,7 @@ TEST_F(Tool, FailuresAreStatusOneAndLeaveTheFilesAlone) {
     for (const auto &[name, says] : {std::pair("missing.png", "No such file"),
                                      {"noise.png", "not a picture"},
                                      {"cut.png", "cannot be decoded"},
-                                     {"color.jpg", "regions are for PNG so far"}}) {
+                                     {"moving.gif", "regions are for JPEG and PNG"}}) {
         expect_refused(std::string("region ") + name + " old.raw --rect 0,0,1,1", 1, says);
         expect_refused(std::string("tiles ") + name + " new", 1, says);
     }

@@ -1,4 +1,5 @@
 // vorel region: a rectangle of a picture to a raw buffer, a PNG or a PPM.
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -13,7 +14,7 @@ namespace {
 
 struct RegionOptions {
     std::string in, out, rect;
-    int32_t sample = 1;
+    int32_t sample = 1, repeat = 1;
 };
 
 Rect parse_rect(const std::string &text) {
@@ -26,19 +27,33 @@ Rect parse_rect(const std::string &text) {
     return rect;
 }
 
+double ms_since(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
 int region(const RegionOptions &options) {
     if (kind_of_file(options.out) == FileKind::kUnknown)
         throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
     const Rect rect = parse_rect(options.rect);
     catch_signals();
-    RegionSource source(options.in);
+    const auto opened = std::chrono::steady_clock::now();
+    const std::unique_ptr<RegionSource> source_owner = open_regions(options.in);
+    RegionSource &source = *source_owner;
+    const double open_ms = ms_since(opened);
     if (rect.width > source.width() - rect.x || rect.height > source.height() - rect.y)
         throw Failure(options.in + ": " + options.rect + " is not inside " + std::to_string(source.width()) + " x " +
                       std::to_string(source.height()) + " pixels");
     if (rect.width < options.sample || rect.height < options.sample)
         throw Failure(options.in + ": " + options.rect + " is too small for --sample " +
                       std::to_string(options.sample));
-    const Picture picture = source.decode(rect, options.sample);
+    Picture picture;
+    if (options.repeat > 1) std::printf("opened: %.2f ms\n", open_ms);
+    for (int32_t i = 0; i < options.repeat; ++i) {
+        if (cancelled()) throw Failure(options.in + ": cancelled");
+        const auto start = std::chrono::steady_clock::now();
+        picture = source.decode(rect, options.sample);
+        if (options.repeat > 1) std::printf("region %d: %.2f ms\n", i + 1, ms_since(start));
+    }
     write_picture(picture, options.out, cancelled);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, picture.format->name);
     return kExitOk;
@@ -48,11 +63,16 @@ int region(const RegionOptions &options) {
 
 void register_region(CLI::App &app, Action &action) {
     auto options = std::make_shared<RegionOptions>();
-    CLI::App *command = app.add_subcommand("region", "Decodes a rectangle of a PNG to .raw, .png or .ppm");
+    CLI::App *command = app.add_subcommand("region", "Decodes a rectangle of a JPEG or PNG to .raw, .png or .ppm");
     command->add_option("IN", options->in, "The picture")->required();
     command->add_option("OUT", options->out, "Where to: .raw holds RGBA, .png and .ppm hold RGB")->required();
     command->add_option("--rect", options->rect, "X,Y,WIDTH,HEIGHT in pixels of the picture")->required();
-    command->add_option("--sample", options->sample, "Every N-th pixel and row")->check(CLI::Range(1, 65535));
+    command
+        ->add_option("--sample", options->sample,
+                     "1/N of the size: a JPEG decoded smaller, of a PNG every N-th pixel and row")
+        ->check(CLI::Range(1, 65535));
+    command->add_option("--repeat", options->repeat, "Decodes it K times and says how long each took")
+        ->check(CLI::Range(1, 1000000));
     command->callback([options, &action] { action = [options] { return region(*options); }; });
 }
 

@@ -1,9 +1,8 @@
 // A picture opened once, of which rectangles are decoded.
 #pragma once
 
-#include <vorel/png.h>
-
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "pixels.h"
@@ -14,27 +13,26 @@ struct Rect {
     int32_t x, y, width, height;
 };
 
-// Throws Failure with the path in front, also for formats that have no regions.
 class RegionSource {
   public:
-    explicit RegionSource(const std::string &path);
+    RegionSource() = default;
     RegionSource(const RegionSource &) = delete;
     RegionSource &operator=(const RegionSource &) = delete;
-    ~RegionSource();
+    virtual ~RegionSource() = default;
 
-    int32_t width() const { return handle_->width; }
-    int32_t height() const { return handle_->height; }
+    virtual int32_t width() const = 0;
+    virtual int32_t height() const = 0;
 
-    // Every sample-th pixel and row of a rectangle inside the picture, as RGBA8888: both sides divided as integers,
-    // which leaves at least 1. Rectangles that start at multiples of sample fit together.
-    Picture decode(const Rect &rect, int32_t sample);
+    // A rectangle inside the picture, reduced by `sample`, as RGBA8888: both sides divided as integers, which leaves at
+    // least 1. Rectangles that start at multiples of sample fit together. Throws Failure.
+    virtual Picture decode(const Rect &rect, int32_t sample) = 0;
 
-  private:
-    void decode_rows(Rect rect, int32_t sample, uint8_t *out);
-
-    std::string path_;
-    bool interlaced_;
-    vpng_tile_index *handle_;
+    // Several threads may decode at once, and a rectangle costs what it shows, not its rows' whole width.
+    virtual bool serves_threads() const = 0;
 };
+
+// Of a PNG every sample-th pixel and row, of a JPEG the picture decoded smaller. Throws Failure with the path in front,
+// also for formats that have no regions.
+std::unique_ptr<RegionSource> open_regions(const std::string &path);
 
 }  // namespace vorel_tool

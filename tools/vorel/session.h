@@ -25,7 +25,7 @@ class Session {
     // Type, size and layout, from the first bytes; throws when the library takes it for no picture of its formats.
     ImageInfo parse();
 
-    DecInfo *get() { return session_; }
+    DecInfo *get() const { return session_; }
     int32_t type() const { return session_->imageType; }
     const std::string &path() const { return path_; }
 

@@ -3,11 +3,15 @@
 //     DIR/pyramid.json            what there is
 //     DIR/SAMPLE/COLUMN_ROW.png   tiles of the picture at 1/1, 1/2, 1/4, ... until one tile holds it
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "commands.h"
@@ -62,11 +66,54 @@ class PyramidWriter {
         for (const Level &level : levels) all_ += int64_t{level.columns} * level.rows;
         for (const Level &level : levels) {
             folder_.add_folder(std::to_string(level.sample));
-            for (int32_t row = 0; row < level.rows; ++row) write_row(level, row);
+            if (source_.serves_threads()) {
+                write_level(level);
+            } else {
+                for (int32_t row = 0; row < level.rows; ++row) write_row(level, row);
+            }
         }
     }
 
   private:
+    // The tiles of a level, by as many threads as there are processors. The first failure ends them all.
+    void write_level(const Level &level) {
+        std::atomic<int32_t> next{0};
+        std::exception_ptr failure;
+        std::mutex mutex;
+        const auto work = [&] {
+            try {
+                for (int32_t i; (i = next++) < level.columns * level.rows;) {
+                    if (cancelled()) throw Failure(options_.in + ": cancelled");
+                    write_tile(level, i % level.columns, i / level.columns);
+                    const std::lock_guard<std::mutex> lock(mutex);
+                    bar_.draw(++done_, all_);
+                }
+            } catch (...) {
+                next = level.columns * level.rows;
+                const std::lock_guard<std::mutex> lock(mutex);
+                if (!failure) failure = std::current_exception();
+            }
+        };
+        std::vector<std::thread> threads;
+        const auto most = static_cast<int32_t>(std::clamp(std::thread::hardware_concurrency(), 1u, 8u));
+        for (int32_t i = 1; i < std::min(most, level.columns * level.rows); ++i) threads.emplace_back(work);
+        work();
+        for (std::thread &thread : threads) thread.join();
+        if (failure) std::rethrow_exception(failure);
+    }
+
+    void write_tile(const Level &level, int32_t column, int32_t row) {
+        const int32_t tile = options_.tile, x = column * tile, y = row * tile;
+        const Rect rect = {x * level.sample, y * level.sample, std::min(tile, level.width - x) * level.sample,
+                           std::min(tile, level.height - y) * level.sample};
+        write_picture(source_.decode(rect, level.sample), name_of(level, column, row), cancelled);
+    }
+
+    std::string name_of(const Level &level, int32_t column, int32_t row) const {
+        return folder_.file(std::to_string(level.sample) + "/" + std::to_string(column) + "_" + std::to_string(row) +
+                            ".png");
+    }
+
     // Tiles side by side are decoded together, as far as they take little memory: a region costs its rows' whole width.
     void write_row(const Level &level, int32_t row) {
         constexpr int64_t kBandBytes = 64 << 20;
@@ -79,9 +126,8 @@ class PyramidWriter {
             const Picture band = source_.decode(
                 {x * level.sample, y * level.sample, width * level.sample, height * level.sample}, level.sample);
             for (int32_t left = 0; left < width; left += tile) {
-                const std::string name = std::to_string(level.sample) + "/" + std::to_string((x + left) / tile) + "_" +
-                                         std::to_string(row) + ".png";
-                write_picture(cut(band, left, std::min(tile, width - left)), folder_.file(name), cancelled);
+                write_picture(cut(band, left, std::min(tile, width - left)), name_of(level, (x + left) / tile, row),
+                              cancelled);
                 bar_.draw(++done_, all_);
             }
         }
@@ -117,7 +163,8 @@ void write_description(const TilesOptions &options, const RegionSource &source, 
 
 int tiles(const TilesOptions &options) {
     catch_signals();
-    RegionSource source(options.in);
+    const std::unique_ptr<RegionSource> opened = open_regions(options.in);
+    RegionSource &source = *opened;
     OutputFolder folder(options.out);
     const std::vector<Level> levels = levels_of(source.width(), source.height(), options.tile);
     {
@@ -141,7 +188,7 @@ int tiles(const TilesOptions &options) {
 
 void register_tiles(CLI::App &app, Action &action) {
     auto options = std::make_shared<TilesOptions>();
-    CLI::App *command = app.add_subcommand("tiles", "Cuts a PNG into a pyramid of PNG tiles");
+    CLI::App *command = app.add_subcommand("tiles", "Cuts a JPEG or PNG into a pyramid of PNG tiles");
     command->add_option("IN", options->in, "The picture")->required();
     command->add_option("DIR", options->out, "A folder that is not there yet, or empty")->required();
     command->add_option("--tile", options->tile, "Side of a tile in pixels")

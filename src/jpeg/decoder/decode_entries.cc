@@ -60,9 +60,10 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
     session->decMode = 0;
     session->imageWidth = session->imageHeight = 0;
     const SessionRun run(session);
-    if (session->decOption & VOREL_OPTION_REGION) take_whole_picture(session, width, height);
-    const int32_t result = split ? decode_in_bands(session, cursor.stream(), output, width, height, *split)
-                                 : BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height);
+    const bool region = session->decOption & VOREL_OPTION_REGION;
+    if (region) take_whole_picture(session, width, height);
+    const int32_t result = split && !region ? decode_in_bands(session, cursor.stream(), output, width, height, *split)
+                                            : BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height);
     if (result != 1) return 0;
     turn_size(session);
     return 1;

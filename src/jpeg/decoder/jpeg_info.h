@@ -134,7 +134,6 @@ struct JpegInfo {
     bool planned;  // the plan and the sample rows are those of the header
     vorel::OutputState out;
     vorel::RowPump pump;
-    vorel::McuSource *source;  // null: the scan's reader itself
     vorel::Iteration *iteration;  // of a decode that is done in pieces
 
     uint32_t mapScanning;  // positions are noted in own_map
@@ -143,6 +142,7 @@ struct JpegInfo {
     // A region's: the map that its rows begin by, and the record that it has its frame and its tables from.
     const vorel::RegionMap *map;
     const JpegInfo *lender;
+    vorel::McuSource *source;  // null: the scan's reader itself
 
     DecInfo *decInfo;
     VorelCheckFn checkFn;

@@ -10,7 +10,10 @@ namespace vorel {
 class OrientedOption {
   public:
     explicit OrientedOption(DecInfo *session);
-    ~OrientedOption() { session_->decOption = kept_; }
+    ~OrientedOption() {
+        // Bands of the decode may still look at it.
+        if (session_->decOption != kept_) session_->decOption = kept_;
+    }
     OrientedOption(const OrientedOption &) = delete;
     OrientedOption &operator=(const OrientedOption &) = delete;
 

@@ -204,6 +204,56 @@ TEST(JpegIterative, StripsFromCheckpointsAreThoseOfTheWhole) {
     }
 }
 
+// Behind the last row the session has its map, and rectangles of it are cuts of the whole.
+TEST(JpegIterative, TheMapIsThereBehindTheLastRow) {
+    for (const Picture &picture : kPictures) {
+        const Bytes jpeg = turbo_picture(picture.spec);
+        const bool progressive = picture.spec.progressive;
+        const Decoded whole = decode(jpeg, {.format = COLOR_RGBA8888, .width = kWidth, .height = kHeight});
+        for (int form = 0; form < (progressive ? 2 : 4); ++form) {
+            // Only a decode at full size goes through all scans of a progressive picture.
+            const Target size = progressive ? kTargets[0] : kTargets[form];
+            Input input(form % 2 ? Kind::kPath : Kind::kMemory, jpeg, COLOR_RGBA8888);
+            DecInfo *session = input.session();
+            const Bytes blob = blob_of(jpeg, form == 3 ? 4 : 0);
+            ASSERT_EQ(vorel_read_midpoints(session, blob.data(), static_cast<int32_t>(blob.size())), 1);
+            ASSERT_EQ(prepare(session, size), 1);
+            const auto run = [&](int number) {
+                Bytes out(strip_bytes(COLOR_RGBA8888, size.width, std::max(size.height, 50)));
+                int32_t result = 4;
+                while (result == 4) {
+                    result = form < 2 ? VORELBRIM_DecodeJPEGIter(session, out.data(), size.width, size.height, 3, 50)
+                             : form == 2
+                                 ? VORELBRIM_DecodeJPEGIter4LTN(session, out.data(), size.width, size.height, 3, 50)
+                                 : VORELBRIM_DecodeJPEGMidpIter4LTN(session, out.data(), size.width, size.height, 3,
+                                                                    number, 50);
+                }
+                EXPECT_EQ(result, 1);
+            };
+            std::vector<std::thread> threads;
+            for (int number = 1; number <= (form == 3 ? 4 : 1); ++number) threads.emplace_back(run, number);
+            for (std::thread &thread : threads) thread.join();
+            ASSERT_TRUE(session->regionMap && *session->regionMap == 1) << picture.name << " form " << form;
+            ASSERT_TRUE(session->codecState == session->retainedJpegInfo);
+            for (int y = 0; y < kHeight; y += 30) {
+                const int x = y, rows = std::min(40, kHeight - y), columns = std::min(50, kWidth - x);
+                GuardBuffer part(format_bytes(COLOR_RGBA8888, columns, rows));
+                ASSERT_EQ(VORELBRIM_DecodeRegion(session, part.data(), kWidth, kHeight, x, y, columns, rows, 1), 1)
+                    << picture.name << y;
+                for (int row = 0; row < rows; ++row) {
+                    ASSERT_TRUE(std::equal(part.data() + row * columns * 4, part.data() + (row + 1) * columns * 4,
+                                           whole.pixels.data() + ((y + row) * kWidth + x) * 4))
+                        << picture.name << " form " << form << " row " << y + row;
+                }
+            }
+            Bytes out(4 * kWidth * kHeight);
+            EXPECT_EQ(VORELBRIM_DecodeJPEGIter(session, out.data(), size.width, size.height, 1, 9), 0);
+            EXPECT_EQ(VORELBRIM_AbortJPEGIter(session), 1);
+            EXPECT_EQ(VORELBRIM_DestroyJpegInfo(session), 1);
+        }
+    }
+}
+
 // 16 rows of MCUs, 3 checkpoints: rows 5, 9 and 13, as bytes that other programs have stored.
 TEST(JpegMidpoint, RecordsAreWhatApplicationsStore) {
     const Bytes jpeg = turbo_picture({.width = 256, .height = 256, .restart_interval = 3, .noise = 60});

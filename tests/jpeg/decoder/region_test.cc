@@ -2,11 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
+#include <random>
+#include <thread>
 #include <vector>
 
 #include "core/core.h"
 #include "jpeg/decoder/decode_support.h"
+#include "jpeg/decoder/surgery.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
 
@@ -171,6 +175,260 @@ TEST(JpegRegion, IsTheCutOfTheWhole) {
         }
     }
     EXPECT_GT(cases, size_t{10000});
+}
+
+// Odd rectangles of planes and turned ones are what a window of the plain decode is; a sampling that halves neither way
+// evenly, and the pictures of a few MCUs that the fast path leaves alone.
+TEST(JpegRegion, IsTheWindowOfAPlainDecode) {
+    std::mt19937 random(11);
+    const auto below = [&random](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
+    for (const bool progressive : {false, true}) {
+        for (const auto &[width, height] : {std::pair{kWidth, kHeight}, {35, 19}, {1, 1}, {3, 200}}) {
+            PictureSpec picture = sized(width, height, 1 + below(3), 1 + below(3));
+            if (picture.h * picture.v > 8) picture.v = 2;
+            picture.progressive = progressive;
+            picture.restart_interval = static_cast<unsigned>(below(3) * 5);
+            const Bytes jpeg = turbo_picture(picture);
+            for (int i = 0; i < 60; ++i) {
+                DecodeSpec spec{.format = kAllFormats[below(15)], .fill = kFill};
+                if (pixel_bytes(spec.format)) spec.options = static_cast<uint32_t>(below(4)) * 4;
+                const int sample = 1 << below(progressive ? 3 : 5);
+                const int w = std::max(1, (width + sample / 2) / sample),
+                          h = std::max(1, (height + sample / 2) / sample);
+                const Rect at = {below(w), below(h), 1 + below(w + 5), 1 + below(h + 5)};
+                Input input(Kind::kMemory, jpeg, spec.format, spec.options | VOREL_OPTION_REGION);
+                GuardBuffer out(format_bytes(spec.format, at.width, at.height), kFill);
+                GuardBuffer expected(out.bytes());
+                const int32_t done =
+                    VORELBRIM_DecodeRegion(input.session(), out.data(), 1, 1, at.x, at.y, at.width, at.height, sample);
+                VORELBRIM_SetDecOption(input.session(), spec.options | VOREL_OPTION_FIT_STRETCH);
+                set_window(input.session(), static_cast<uint32_t>(at.x), static_cast<uint32_t>(at.y),
+                           static_cast<uint32_t>(at.width), static_cast<uint32_t>(at.height));
+                const bool turned = spec.options & 4 && pixel_bytes(spec.format) != 0;
+                ASSERT_EQ(VORELBRIM_DecodeJPEG(input.session(), expected.data(), turned ? h : w, turned ? w : h), done);
+                ASSERT_TRUE(out.bytes() == expected.bytes())
+                    << width << "x" << height << " format " << spec.format << " turn " << spec.options << " 1/"
+                    << sample << " at " << at.x << "," << at.y << " " << at.width << "x" << at.height;
+            }
+        }
+    }
+}
+
+// ---- Inputs, threads, what goes wrong
+
+constexpr Rect kMiddle = {201, 77, 133, 150};
+
+TEST(JpegRegion, EveryInputGivesTheSame) {
+    for (const bool progressive : {false, true}) {
+        const Bytes jpeg = turbo_picture(grid_picture(2, progressive, 7));
+        const Bytes expected = Mapped(jpeg, COLOR_RGBA8888).region(kMiddle, 1).pixels;
+        for (const Kind kind : kAllKinds) {
+            Mapped mapped(jpeg, COLOR_RGBA8888, kind);
+            ASSERT_EQ(mapped.result(), 1);
+            for (const auto decoder : {VORELBRIM_DecodeRegion, VORELBRIM_PDecodeRegion, VORELBRIM_P2DecodeRegion}) {
+                const Decoded part = mapped.region(kMiddle, 1, decoder);
+                const bool served = kind != Kind::kStdio;
+                // Bands from a list say nothing.
+                const bool silent = decoder == VORELBRIM_P2DecodeRegion && !progressive && kind != Kind::kStream;
+                EXPECT_EQ(part.result, served && !silent) << static_cast<int>(kind);
+                EXPECT_EQ(part.pixels == expected, served) << static_cast<int>(kind);
+            }
+            if (kind != Kind::kStdio) continue;
+            // A caller's own FILE serves its session alone.
+            set_window(mapped.base(), kMiddle.x, kMiddle.y, kMiddle.width, kMiddle.height);
+            GuardBuffer out(expected.size());
+            EXPECT_EQ(VORELBRIM_DecodeJPEG(mapped.base(), out.data(), 1, 1), 1);
+            EXPECT_TRUE(out.bytes() == expected);
+        }
+    }
+}
+
+TEST(JpegRegion, ThreadsOverOneMapAndTwoThreadsARectangleGiveTheSame) {
+    for (const bool progressive : {false, true}) {
+        const Bytes jpeg = turbo_picture(grid_picture(2, progressive, 0));
+        for (const int32_t format : {COLOR_RGB565, COLOR_YUV420, COLOR_YUV422, COLOR_NV21, COLOR_GRAY}) {
+            Mapped mapped(jpeg, format);
+            const std::vector<Rect> all = {
+                {0, 0, 200, 64}, {37, 100, 301, 130}, kMiddle, {3, 3, 616, 344}, {8, 8, 9, 63}};
+            std::vector<Bytes> expected;
+            for (const Rect &at : all) expected.push_back(mapped.region(at, 1).pixels);
+            std::vector<std::thread> threads;
+            std::atomic<int> wrong = 0;
+            for (int thread = 0; thread < 4; ++thread) {
+                threads.emplace_back([&, thread] {
+                    for (size_t i = 0; i < 3 * all.size(); ++i) {
+                        const size_t at = (i + static_cast<size_t>(thread)) % all.size();
+                        const auto decoder = i < all.size()       ? VORELBRIM_DecodeRegion
+                                             : i < 2 * all.size() ? VORELBRIM_PDecodeRegion
+                                                                  : VORELBRIM_P2DecodeRegion;
+                        const Decoded part = mapped.region(all[at], 1, decoder);
+                        // One without whole bytes a pixel has no two threads.
+                        const bool refused = format == COLOR_GRAY && decoder == VORELBRIM_PDecodeRegion &&
+                                             !progressive && all[at].height >= 64;
+                        if (!refused && part.pixels != expected[at]) ++wrong;
+                        if (refused && part.result != 0) ++wrong;
+                    }
+                });
+            }
+            for (std::thread &thread : threads) thread.join();
+            EXPECT_EQ(wrong, 0) << "format " << format << " progressive " << progressive;
+        }
+    }
+}
+
+TEST(JpegRegion, BandsEndAtMultiplesOfTheirHeight) {
+    const Bytes jpeg = turbo_picture({});
+    Input input(Kind::kMemory, jpeg, COLOR_RGB565);
+    DecInfo *session = input.session();
+    Bytes pixels(2 * 7 * 300);
+    uint8_t *out = pixels.data();
+    const struct {
+        int sample, y, height;
+        std::vector<int> bands;
+    } kCases[] = {{1, 100, 300, {28, 128, 128, 16}}, {1, 128, 128, {}}, {1, 128, 129, {128, 1}}, {2, 0, 100, {64, 36}},
+                  {4, 15, 18, {1, 16, 1}},           {16, 3, 13, {}}};
+    for (const auto &expected : kCases) {
+        session->sampleSize = expected.sample;
+        EXPECT_EQ(BRIMJ_MakeRDJobList(session, out, 5, expected.y, 7, expected.height), !expected.bands.empty());
+        if (!expected.bands.empty())
+            EXPECT_EQ(BRIMJ_MakeRDJobList(session, out, 5, 0, 7, 300), 0) << "one list at a time";
+        int y = expected.y;
+        for (const int rows : expected.bands) {
+            const RegionJob *job = BRIMJ_GetOneJob(session);
+            ASSERT_NE(job, nullptr);
+            EXPECT_EQ(job->y, y);
+            EXPECT_EQ(job->height, rows);
+            EXPECT_EQ(job->output, out + 2 * 7 * (y - expected.y));
+            y += rows;
+        }
+        EXPECT_EQ(BRIMJ_GetOneJob(session), nullptr);
+        EXPECT_EQ(session->jobsExhausted, 1u);
+        VORELBRIM_OsFree(session->regionJobs);
+        session->regionJobs = nullptr;
+    }
+}
+
+struct CancelAt {
+    int row = 0;
+};
+thread_local CancelAt g_cancel;
+int32_t cancel_at_row(DecInfo *session, uint32_t) {
+    if (g_cancel.row-- == 0) store_relaxed(&session->abortFlag, kAbortCancelled);
+    return 1;
+}
+
+// At each row of the pass and of a rectangle; nothing is left behind, and other children go on.
+TEST(JpegRegion, CancelsAtAnyRow) {
+    for (const bool progressive : {false, true}) {
+        const Bytes jpeg = turbo_picture(grid_picture(2, progressive, 0));
+        CountingAllocator allocator;
+        for (int row = 0; row < 26; ++row) {
+            {
+                Input input(Kind::kMemory, jpeg, COLOR_RGBA8888, VOREL_OPTION_REGION);
+                input.session()->checkFn = cancel_at_row;
+                g_cancel.row = row;
+                // The last row has been walked when its cancel could be seen.
+                EXPECT_EQ(VORELBRIM_ScanHuffmanInfo(input.session()), row >= 21) << row;
+                EXPECT_EQ(VORELBRIM_DestroyJpegInfo(input.session()), 1);
+            }
+            EXPECT_EQ(allocator.live_blocks(), 0u);
+        }
+        {
+            Mapped mapped(jpeg, COLOR_RGBA8888);
+            const Bytes expected = mapped.region(kMiddle, 1).pixels;
+            const SessionGuard other(BRIMJ_CreateTemporaryDecInfo(mapped.base(), 201, 77, 133, 150, 1));
+            for (int row = 0; row < 9; ++row) {
+                const SessionGuard child(BRIMJ_CreateTemporaryDecInfo(mapped.base(), 201, 77, 133, 150, 1));
+                child->checkFn = cancel_at_row;
+                g_cancel.row = row;
+                GuardBuffer out(expected.size());
+                EXPECT_EQ(VORELBRIM_DecodeRegionBase(child.get(), out.data(), 1, 1), 0) << row;
+                EXPECT_EQ(VORELBRIM_DecodeJPEG(other.get(), out.data(), 1, 1), 1);
+                EXPECT_TRUE(out.bytes() == expected);
+            }
+            store_relaxed(&mapped.base()->abortFlag, kAbortCancelled);
+            for (const auto decoder : {VORELBRIM_DecodeRegion, VORELBRIM_PDecodeRegion, VORELBRIM_P2DecodeRegion}) {
+                EXPECT_EQ(mapped.region(kMiddle, 1, decoder).result, 0);
+            }
+            other->retainedJpegInfo = nullptr;
+        }
+        EXPECT_EQ(allocator.live_blocks(), 0u);
+    }
+}
+
+TEST(JpegRegion, CutFilesHaveNoMapAndEndedOnesAGrayRest) {
+    const Bytes jpeg = turbo_picture(grid_picture(2, false, 0));
+    EXPECT_EQ(Mapped(head(jpeg, jpeg.size() / 2), COLOR_RGBA8888).result(), 0);
+    for (const size_t size : {jpeg.size() / 2, jpeg.size() - 200}) {
+        const Bytes ended = cat({head(jpeg, size), {0xFF, 0xD9}});
+        Mapped mapped(ended, COLOR_RGBA8888);
+        ASSERT_EQ(mapped.result(), 1);
+        const Bytes whole = decode(ended, {.format = COLOR_RGBA8888}).pixels;
+        for (const Rect &at : {Rect{100, 300, 200, 47}, kMiddle}) {
+            EXPECT_TRUE(mapped.region(at, 1).pixels == cut(COLOR_RGBA8888, whole, kWidth, kHeight, at));
+        }
+    }
+    // Within the last 15 rows a cut is forgiven.
+    const Bytes nearly = head(jpeg, jpeg.size() - 40);
+    Mapped mapped(nearly, COLOR_RGBA8888);
+    ASSERT_EQ(mapped.result(), 1);
+    const Rect bottom = {500, 320, 119, 27};
+    EXPECT_TRUE(mapped.region(bottom, 1).pixels ==
+                cut(COLOR_RGBA8888, decode(nearly, {.format = COLOR_RGBA8888}).pixels, kWidth, kHeight, bottom));
+    // A map that failed is not tried again; scans apart have a map and no rectangles.
+    Input failed(Kind::kMemory, head(jpeg, 2000), COLOR_RGBA8888, VOREL_OPTION_REGION);
+    GuardBuffer out(16);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(VORELBRIM_DecodeRegion(failed.session(), out.data(), 1, 1, 0, 0, 2, 2, 1), 0);
+    EXPECT_EQ(VORELBRIM_ScanHuffmanInfo(failed.session()), 0);
+    EXPECT_EQ(VORELBRIM_DecodeJPEG(failed.session(), out.data(), 2, 2), 0);
+    Mapped apart(turbo_picture({.scans = Scans::kOnePerComponent}), COLOR_RGBA8888);
+    EXPECT_EQ(apart.result(), 1);
+    EXPECT_EQ(apart.region({0, 0, 2, 2}, 1).result, 0);
+    for (const Rect &none : {Rect{0, 0, 0, 4}, {-1, 0, 4, 4}, {0, 0, 4, -4}}) {
+        EXPECT_EQ(VORELBRIM_DecodeRegion(mapped.base(), out.data(), 1, 1, none.x, none.y, none.width, none.height, 1),
+                  0);
+    }
+    Mapped scans(turbo_picture(grid_picture(2, true, 0)), COLOR_RGBA8888);
+    EXPECT_EQ(scans.region({0, 0, 2, 2}, 3).result, 0) << "progressive by 3";
+}
+
+TEST(JpegRegion, WithoutMemoryNothingIsLeftBehind) {
+    for (const bool progressive : {false, true}) {
+        const Bytes jpeg = turbo_picture({.width = 100, .height = 90, .progressive = progressive});
+        const Bytes expected = Mapped(jpeg, COLOR_RGB565).region({16, 8, 40, 64}, 1).pixels;
+        const size_t allocations = with_each_allocation_failing([&](CountingAllocator &allocator) {
+            {
+                SessionGuard base(VORELBRIM_CreateDecInfo(1, const_cast<uint8_t *>(jpeg.data()),
+                                                          static_cast<int32_t>(jpeg.size()), COLOR_RGB565,
+                                                          VOREL_OPTION_REGION));
+                GuardBuffer out(expected.size());
+                const bool done = base && VORELBRIM_ScanHuffmanInfo(base.get()) == 1 &&
+                                  VORELBRIM_PDecodeRegion(base.get(), out.data(), 1, 1, 16, 8, 40, 64, 1) == 1;
+                if (done) EXPECT_TRUE(out.bytes() == expected || allocator.failed());
+                EXPECT_TRUE(done || allocator.failed());
+                if (base) VORELBRIM_DestroyJpegInfo(base.get());
+            }
+            EXPECT_EQ(allocator.live_blocks(), 0u);
+        });
+        EXPECT_GT(allocations, size_t{20});
+    }
+}
+
+// Pictures that claim 50000 x 50000 pixels in a few bytes, an MCU between two restarts.
+TEST(JpegRegion, MapsOfHugePicturesStayInBounds) {
+    for (const bool progressive : {false, true}) {
+        const Bytes small = turbo_picture({.h = 1, .v = 1, .restart_interval = 1, .progressive = progressive});
+        const Bytes side = {50000 >> 8, 50000 & 255};
+        const Bytes jpeg = changed(small, find_marker(small, progressive ? 0xC2 : 0xC0) + 5, cat({side, side}));
+        CountingAllocator allocator;
+        {
+            Mapped mapped(jpeg, COLOR_RGBA8888);
+            EXPECT_EQ(mapped.result(), 1);
+            EXPECT_LT(allocator.live_bytes(), size_t{70} << 20);
+            EXPECT_LT(allocator.peak_bytes(), size_t{100} << 20);
+        }
+        EXPECT_EQ(allocator.live_blocks(), 0u);
+    }
 }
 
 }  // namespace

@@ -290,7 +290,7 @@ TEST(JpegThreads, BandsOfAWalkOfOnesOwn) {
                 session->dualTargetWidth = 100;
                 session->dualTargetHeight = 350;
                 vorel_threadpool *pool = vorel_threadpool_init(2);
-                BandTask tasks[] = {{session, 100, 350, 0, nullptr}, {session, 100, 350, 1, nullptr}};
+                BandTask tasks[] = {{session, 100, 350, 0, 0, nullptr}, {session, 100, 350, 1, 0, nullptr}};
                 if (checkpoints) {
                     // Checkpoints at a third and at two thirds, above the bands that begin by them.
                     session->midpointCount = 2;

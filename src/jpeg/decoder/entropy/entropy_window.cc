@@ -60,7 +60,8 @@ bool open_window(ScanReader *scan) {
     const uint8_t *end;
     if (is_memory(scan->io)) {
         end = memory_end(scan->io);
-        if (stream->available == 0) return false;
+        // Behind a seek there is no block yet.
+        if (stream->available == 0 && BRIMJ_CheckBuffer(stream, 1) == 0) return false;
     } else {
         // Every raw byte may be half of a stuffed pair.
         BRIMJ_CheckBuffer(stream, 2 * mcu_bytes_ahead(scan->blocksInMcu));

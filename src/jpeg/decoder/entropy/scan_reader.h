@@ -121,9 +121,7 @@ bool complete_tables(ScanReader *scan);
 // Sets the reader up for the scan of another one, whose derived tables it uses: they have to be complete and to outlive
 // it. Nothing of them changes, so that many threads may share them. The position is nowhere yet. False when out of
 // memory.
-bool share_scan(ScanReader *scan, const ScanReader &from);
-// How far McuMode::kDc lets a DC value go.
-void set_most_dc(ScanReader *scan, int32_t most);
+bool share_scan(ScanReader *scan, const ScanReader &from, int32_t most_dc = kMaxScaledDc);
 // Leaves the scan to the plain path, whose tables may then be changed.
 void drop_fast_path(ScanReader *scan);
 

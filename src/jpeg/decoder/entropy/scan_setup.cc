@@ -158,11 +158,6 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     return false;
 }
 
-void set_most_dc(ScanReader *scan, int32_t most) {
-    scan->most_dc = most;
-    if (scan->plan) scan->plan->most_dc = most;
-}
-
 void set_block_keep(ScanReader *scan, const uint8_t *keep) {
     std::memcpy(scan->entropy.block_keep, keep, static_cast<size_t>(scan->blocksInMcu));
     if (!scan->plan) return;
@@ -178,7 +173,6 @@ void copy_shape(const ScanReader &from, ScanReader *to) {
     to->ends_as_marker = from.ends_as_marker;
     to->sos = from.sos;
     to->map_table = from.map_table;
-    to->most_dc = from.most_dc;
     std::copy(std::begin(from.mcuMembership), std::end(from.mcuMembership), to->mcuMembership);
     std::copy(std::begin(from.components), std::end(from.components), to->components);
 }
@@ -193,8 +187,9 @@ bool complete_tables(ScanReader *scan) {
     return true;
 }
 
-bool share_scan(ScanReader *scan, const ScanReader &from) {
+bool share_scan(ScanReader *scan, const ScanReader &from, int32_t most_dc) {
     copy_shape(from, scan);
+    scan->most_dc = most_dc;
     EntropyDecoder &entropy = scan->entropy;
     std::copy(std::begin(from.entropy.blockDc), std::end(from.entropy.blockDc), entropy.blockDc);
     std::copy(std::begin(from.entropy.blockAc), std::end(from.entropy.blockAc), entropy.blockAc);

@@ -5,6 +5,7 @@
 #include "jpeg/decoder/driver.h"
 #include "jpeg/decoder/iterative/iteration.h"
 #include "jpeg/decoder/iterative/midpoint.h"
+#include "jpeg/decoder/region/scan_pass.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel {
@@ -20,6 +21,69 @@ void copy_rows(const JpegInfo *info, uint8_t *output, int32_t from, int32_t to) 
         const size_t offset = plane.offset + row(from) * plane.row_bytes;
         std::memcpy(output + offset, at->turned + offset, (row(to) - row(from)) * plane.row_bytes);
     }
+}
+
+// Guards what the threads of different checkpoints share.
+class JobLock {
+  public:
+    explicit JobLock(DecInfo *session) : mutex_(&session->jobMutex) { pthread_mutex_lock(mutex_); }
+    ~JobLock() { pthread_mutex_unlock(mutex_); }
+    JobLock(const JobLock &) = delete;
+    JobLock &operator=(const JobLock &) = delete;
+
+  private:
+    pthread_mutex_t *mutex_;
+};
+
+// A session keeps the map that it has. Without memory, and for scales that leave no positions, there will be none.
+void begin_map(const DecInfo *session, JpegInfo *info) {
+    const bool untouched = !info->iteration->called && !info->iteration->turned && !info->pump.buffered;
+    if (untouched && info->mapScanning == 0 && !session->retainedJpegInfo) start_map(info);
+}
+
+// The record with the session's whole map: the last of the decoders, with the rows of the others. Null while one of
+// them is at work, and where one has left none.
+JpegInfo *collect_map(DecInfo *session, int32_t number) {
+    const JobLock lock(session);
+    decoder_of(session, number)->iteration->kept_for_map = true;
+    JpegInfo *last = nullptr;
+    for (int32_t n = 1; n <= kMaxMidpoints; ++n) {
+        JpegInfo *info = decoder_of(session, n);
+        if (info && !info->iteration->kept_for_map) return nullptr;
+        if (info) last = info;
+    }
+    for (int32_t n = 1; n <= kMaxMidpoints; ++n) {
+        JpegInfo *info = decoder_of(session, n);
+        if (!info) continue;
+        if (info != last) take_rows(&last->own_map, &info->own_map);
+        if (n > 1) session->midpointDecoders[n - 2] = nullptr;
+        if (info != last) delete_record(info);
+    }
+    session->codecState = nullptr;
+    return last;
+}
+
+// At a decoder's end: true when the record lives on, for the session's map.
+bool keep_map(DecInfo *session, int32_t number, uint32_t flags) {
+    JpegInfo *info = decoder_of(session, number);
+    if (!(flags & VOREL_ITERATE_MAP) || info->mapScanning == 0) return false;
+    if (number == kWholePicture) {
+        session->codecState = nullptr;
+        VORELBRIM_AbortJPEGIter(session);
+    } else {
+        info = collect_map(session, number);
+        if (!info) return true;
+    }
+    const bool whole = finish_map(info) && (!is_baseline(info) || has_all_rows(info)) && publish_map(session, info);
+    if (!whole) {
+        delete_record(info);
+        return true;
+    }
+    release_iteration(info->iteration);
+    info->iteration = nullptr;
+    session->decOption |= VOREL_OPTION_REGION;
+    session->codecState = info;
+    return true;
 }
 
 int32_t produce_into_frame(JpegInfo *info, void *output, int32_t end) {
@@ -50,7 +114,9 @@ FramePlanes planes_of_frame(int32_t format, int32_t width, int32_t height) {
 }
 
 JpegInfo *decoder_of(const DecInfo *session, int32_t number) {
-    if (number <= 1) return static_cast<JpegInfo *>(session->codecState);
+    // A record that has become the region map decodes nothing more.
+    JpegInfo *main = static_cast<JpegInfo *>(session->codecState);
+    if (number <= 1) return main == session->retainedJpegInfo ? nullptr : main;
     return number <= kMaxMidpoints ? session->midpointDecoders[number - 2] : nullptr;
 }
 
@@ -81,17 +147,28 @@ int32_t produce_rows(JpegInfo *info, int32_t end) {
     return step == kStepEnd || next_row(info) >= rows_end(info) ? 1 : kIterMore;
 }
 
-bool may_go_on(const DecInfo *session, const JpegInfo *info, const void *output, int32_t width, int32_t height,
-               uint32_t flags, int32_t rows) {
-    const Iteration *at = info->iteration;
-    const bool sized = at && width == at->width && height == at->height;
-    return (flags & VOREL_ITERATE) && output && rows >= 0 && sized && load_relaxed(&session->abortFlag) == 0;
+bool begin_call(const DecInfo *session, JpegInfo *info, const void *output, int32_t width, int32_t height,
+                uint32_t flags, int32_t rows) {
+    Iteration *at = info->iteration;
+    const bool sized = at && width == at->width && height == at->height && !at->kept_for_map;
+    if (!(flags & VOREL_ITERATE) || !output || rows < 0 || !sized || load_relaxed(&session->abortFlag) != 0)
+        return false;
+    if (!at->called && (flags & VOREL_ITERATE_MAP)) begin_map(session, info);
+    at->called = true;
+    return true;
 }
 
 int32_t end_call(DecInfo *session, int32_t number, uint32_t flags, int32_t result) {
     if (result == kIterMore) return result;
     const bool cancelled = (flags & VOREL_ITERATE) && load_relaxed(&session->abortFlag) != 0;
-    close_decoder_of(session, number);
+    if (result != 1 || !keep_map(session, number, flags)) {
+        if (number == kWholePicture) {
+            VORELBRIM_AbortJPEGIter(session);
+        } else {
+            const JobLock lock(session);
+            close_decoder_of(session, number);
+        }
+    }
     return result == 0 && cancelled ? kIterCancelled : result;
 }
 
@@ -103,27 +180,26 @@ extern "C" {
 
 int32_t VORELBRIM_DecodeJPEGIter(DecInfo *session, void *output, int32_t width, int32_t height, uint32_t flags,
                                  int32_t rows) {
-    JpegInfo *info = session ? decoder_of(session, 1) : nullptr;
+    JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
     if (!info) return 0;
     int32_t result = 0;
-    if (may_go_on(session, info, output, width, height, flags, rows)) {
+    if (begin_call(session, info, output, width, height, flags, rows)) {
         const int64_t end = std::min<int64_t>(int64_t{next_row(info)} + rows, rows_end(info));
         result = produce_into_frame(info, output, static_cast<int32_t>(end));
     }
-    result = end_call(session, 1, flags, result);
-    if (result != kIterMore && result != 1) VORELBRIM_AbortJPEGIter(session);
-    return result;
+    return end_call(session, kWholePicture, flags, result);
 }
 
 int32_t VORELBRIM_GetCurOutputRow(DecInfo *session) {
-    const JpegInfo *info = session ? decoder_of(session, 1) : nullptr;
+    const JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
     return info ? static_cast<int32_t>(info->out.outputRow) : 0;
 }
 
 int32_t VORELBRIM_GetJPEGMidPoint(DecInfo *session, int32_t divisor, int32_t index) {
-    const JpegInfo *info = session ? decoder_of(session, 1) : nullptr;
+    JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
     const int32_t number = index == 0 ? 1 : index;
     if (!info || divisor <= 0 || number < 1 || number > session->midpointCount || number > kMaxMidpoints) return 0;
+    if (is_baseline(info)) begin_map(session, info);
     const Midpoint *midpoint = session->midpoints[number - 1];
     if (!midpoint || !is_midpoint_of(info, *midpoint)) return 0;
     return static_cast<int32_t>(midpoint->iMcuRow * info->frame->mcuHeight) / divisor;

@@ -36,6 +36,8 @@ struct Iteration {
     int32_t width, height;
     uint16_t prepareStep;
     int32_t first_row, end_row;  // output rows of a checkpoint's strips
+    bool called;                 // rows were asked for
+    bool kept_for_map;           // it is at its end, and the map waits for the decoders of other checkpoints
     StripState strip;
     uint8_t *turned;      // a thumbnail that was decoded as a whole, width x height
     int32_t turned_rows;  // of it that are delivered
@@ -55,13 +57,15 @@ FramePlanes planes_of_frame(int32_t format, int32_t width, int32_t height);
 // Decodes to row `end` of the output. 4 for more to come, 1 at the end, 0 failed or cancelled.
 int32_t produce_rows(JpegInfo *info, int32_t end);
 
-// True for what a call may go on with.
-bool may_go_on(const DecInfo *session, const JpegInfo *info, const void *output, int32_t width, int32_t height,
-               uint32_t flags, int32_t rows);
+// True for what a call may go on with. The first one begins the region map, if it is to be filled in.
+bool begin_call(const DecInfo *session, JpegInfo *info, const void *output, int32_t width, int32_t height,
+                uint32_t flags, int32_t rows);
 
-// Behind a call: a decoder that is at its end, or whose decode failed or was cancelled, is freed; one that was to fill
-// in the region map leaves it to the session. Returns what the call does. Decoders of other numbers may be at work.
+// Behind a call: a decoder that is at its end, or whose decode failed or was cancelled, is freed, and all others with
+// it unless it is of a checkpoint's number, which go on by themselves. A map that is filled in becomes the session's
+// when the last number is at its end. Returns what the call does.
 int32_t end_call(DecInfo *session, int32_t number, uint32_t flags, int32_t result);
+constexpr int32_t kWholePicture = 0;  // for a number
 
 // Makes the decoders of the session's checkpoints. False without memory.
 bool open_midpoint_decoders(DecInfo *session);

@@ -260,7 +260,8 @@ int32_t VORELBRIM_InitJPEGIter(DecInfo *session, JpegInfo **decoderSlot, int32_t
 
 int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int32_t height) {
     if (!session) return 0;
-    if (!session->codecState) {
+    JpegInfo *info = decoder_of(session, kWholePicture);
+    if (!info) {
         if ((session->decOption & kPictureMask) == 0) session->decOption |= 1;
         JpegInfo *opened = nullptr;
         if (!VORELBRIM_InitJPEGIter(session, &opened, width, height)) return 0;
@@ -275,7 +276,6 @@ int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int32_t heigh
         }
         return is_baseline(opened) || opened->progressive.scans_found ? 1 : kIterMore;
     }
-    JpegInfo *info = static_cast<JpegInfo *>(session->codecState);
     if (is_baseline(info)) return 1;
     ++info->iteration->prepareStep;
     const int32_t result = search_scans(info, next_pause(session, info->further_scan_count + 1));
@@ -288,10 +288,9 @@ int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int32_t heigh
 int32_t VORELBRIM_AbortJPEGIter(DecInfo *session) {
     if (!session) return 3;
     for (JpegInfo *&decoder : session->midpointDecoders) close_decoder(&decoder);
-    JpegInfo *info = static_cast<JpegInfo *>(session->codecState);
-    session->codecState = nullptr;
     // A map that came of the decode stays.
-    if (info != session->retainedJpegInfo) delete_record(info);
+    delete_record(decoder_of(session, kWholePicture));
+    session->codecState = nullptr;
     return 1;
 }
 

@@ -186,23 +186,21 @@ extern "C" {
 
 int32_t VORELBRIM_DecodeJPEGIter4LTN(DecInfo *session, void *output, int32_t width, int32_t height, uint32_t flags,
                                      int32_t rows) {
-    JpegInfo *info = session ? decoder_of(session, 1) : nullptr;
+    JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
     if (!info) return 0;
-    const bool allowed = may_go_on(session, info, output, width, height, flags, rows);
-    const int32_t result =
-        end_call(session, 1, flags, allowed ? strip_of(info, output, width, rows, rows_end(info)) : 0);
-    if (result != kIterMore && result != 1) VORELBRIM_AbortJPEGIter(session);
-    return result;
+    const bool good = begin_call(session, info, output, width, height, flags, rows);
+    return end_call(session, kWholePicture, flags, good ? strip_of(info, output, width, rows, rows_end(info)) : 0);
 }
 
 int32_t VORELBRIM_DecodeJPEGMidpIter4LTN(DecInfo *session, void *output, int32_t width, int32_t height, uint32_t flags,
                                          int32_t midpointNumber, int32_t rows) {
-    JpegInfo *info = session ? decoder_of(session, midpointNumber) : nullptr;
-    if (!info) return 0;
+    const int32_t number = midpointNumber < 1 ? 1 : midpointNumber;
+    JpegInfo *info = session ? decoder_of(session, number) : nullptr;
+    if (!info || !info->iteration || info->iteration->kept_for_map) return 0;
     store_relaxed(&session->sampleSize, sample_of(info));
-    const bool allowed = may_go_on(session, info, output, width, height, flags, rows);
-    const int32_t end = info->iteration && !info->iteration->turned ? info->iteration->end_row : rows_end(info);
-    return end_call(session, midpointNumber, flags, allowed ? strip_of(info, output, width, rows, end) : 0);
+    const bool good = begin_call(session, info, output, width, height, flags, rows);
+    const int32_t end = info->iteration->turned ? rows_end(info) : info->iteration->end_row;
+    return end_call(session, number, flags, good ? strip_of(info, output, width, rows, end) : 0);
 }
 
 }  // extern "C"

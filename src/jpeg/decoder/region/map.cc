@@ -1,6 +1,7 @@
 #include "jpeg/decoder/region/map.h"
 
 #include <numeric>
+#include <utility>
 
 #include "jpeg/decoder/entropy/stored_position.h"
 #include "jpeg/decoder/rows/imcu.h"
@@ -133,6 +134,25 @@ void release_map(RegionMap *map) {
         os_release(table->rows);
     }
     *map = {};
+}
+
+void take_rows(RegionMap *map, RegionMap *from) {
+    for (int32_t i = 0; i < map->table_count && i < from->table_count; ++i) {
+        const MapTable &to = map->tables[i], &with = from->tables[i];
+        for (uint32_t row = 0; row < to.row_count && row < with.row_count && to.columns == with.columns; ++row) {
+            if (!to.rows[row]) std::swap(to.rows[row], with.rows[row]);
+        }
+    }
+    map->ended = map->ended || from->ended;
+}
+
+bool has_all_rows(const JpegInfo *info) {
+    const ScanReader *scan = &info->scan;
+    for (uint32_t row = 0; row < scan->mcuRows && !info->own_map.ended; ++row) {
+        const Spot spot = spot_of(info, info->own_map, scan, uint64_t{row} * scan->mcusPerRow);
+        if (!spot.table || !spot.table->rows[spot.row]) return false;
+    }
+    return true;
 }
 
 bool note_position(JpegInfo *info, ScanReader *scan, int32_t *mcus, EntropyState **record) {

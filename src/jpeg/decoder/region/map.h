@@ -14,6 +14,10 @@ uint32_t map_interval(uint32_t restart_interval, uint32_t mcus_per_row);
 // than a map has.
 bool start_map(JpegInfo *info);
 void release_map(RegionMap *map);
+// Moves the rows that a map of another decode of the same frame has, and this one has not.
+void take_rows(RegionMap *map, RegionMap *from);
+// Every row of a baseline frame's map has its records.
+bool has_all_rows(const JpegInfo *info);
 
 // Called before MCUs of a scan are decoded while info->mapScanning: notes the position before the first of them where
 // the map wants one, and lowers *mcus to those before the next place where it does. *record is what was noted, null for

@@ -87,6 +87,15 @@ int32_t scan_rows(JpegInfo *info, uint32_t *rows_done, const char *name) {
     return kStepFailed;
 }
 
+// Output rows that the walked iMCU rows would have given.
+void count_rows(JpegInfo *info) {
+    const OutputPlan &plan = info->plan;
+    if (plan.scaledHeight == 0) return;
+    const int64_t scaled = int64_t{info->pump.imcu_row} * plan.imcu_output_rows;
+    const int64_t rows = (scaled < plan.scaledHeight ? scaled : plan.scaledHeight) * plan.outHeight / plan.scaledHeight;
+    if (rows > info->out.outputRow) info->out.outputRow = static_cast<uint32_t>(rows);
+}
+
 }  // namespace
 
 int32_t walk_imcu(JpegInfo *info) {
@@ -104,8 +113,7 @@ int32_t walk_imcu(JpegInfo *info) {
     } else {
         step = walk_progressive_imcu(info);
     }
-    const int64_t rows = int64_t{info->pump.imcu_row} * info->plan.outHeight / info->frame->imcu_rows;
-    if (rows > info->out.outputRow) info->out.outputRow = static_cast<uint32_t>(rows);
+    count_rows(info);
     return step;
 }
 

@@ -177,9 +177,8 @@ bool decode_tolerantly(JpegInfo *info, ScanReader *scan, McuMode mode, int32_t c
         int32_t offset = offset_of(scan, mode, done), mcus = count - done;
         EntropyState *record = nullptr;
         if (info->mapScanning && !note_position(info, scan, &mcus, &record)) return false;
-        const int32_t decoded = info->source
-                                    ? info->source->decode(scan, mode, mcus, blocks + offset, last + offset)
-                                    : decode_mcus(scan, mode, mcus, blocks + offset, last + offset);
+        const int32_t decoded = info->source ? info->source->decode(scan, mode, mcus, blocks + offset, last + offset)
+                                             : decode_mcus(scan, mode, mcus, blocks + offset, last + offset);
         if (record && decoded > 0) record->flags |= kMapValid;
         done += decoded;
         if (decoded == mcus) continue;

@@ -55,17 +55,18 @@ void free_task(BandTask *task) {
 }
 
 // The rectangle of a band, from its checkpoint on where there is one, to its place in the whole output.
-int32_t decode_row_band(DecInfo *session, const BandRow &row, Midpoint **midpoint, int32_t width, int32_t height) {
+int32_t decode_row_band(const BandTask &task, const BandRow &row, Midpoint **midpoint) {
+    DecInfo *session = task.session;
     DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, row.x, row.y, row.width, row.height, session->sampleSize);
     if (!child) return 0;
-    // A rectangle of the output, whatever the size was chosen by; the turn is settled.
-    child->decOption &= ~uint32_t{VOREL_OPTION_EXIF_ORIENTATION};
+    // As it stood when the band was handed out: the session's own word comes back when its decode is over.
+    child->decOption = task.options & ~uint32_t{VOREL_OPTION_EXIF_ORIENTATION};
     child->partialToBuffer = 1;
     child->noMidpointTaking = 1;
     child->checkFn = nullptr;
     std::swap(child->midpointState, *midpoint);
     child->threadBandStart = child->midpointState != nullptr;
-    const int32_t result = VORELBRIM_DecodeJPEG(child, row.output, width, height);
+    const int32_t result = VORELBRIM_DecodeJPEG(child, row.output, task.width, task.height);
     VORELBRIM_DestroyDecInfo(child);
     return result;
 }
@@ -102,7 +103,7 @@ int32_t partialDecodeOnThread(DecInfo *session, int32_t width, int32_t bandIndex
         return 0;
     auto *task = os_allocate_array<BandTask>(1);
     if (!task) return 0;
-    *task = {session, width, height_of(session), bandIndex, nullptr};
+    *task = {session, width, height_of(session), bandIndex, session->decOption, nullptr};
     if (bandIndex > 0) std::swap(task->midpoint, session->midpointState);
     if (vorel_threadpool_add_task(session->threadPool, decodeSubTP, task, 0) == 1) return 1;
     free_task(task);
@@ -115,7 +116,7 @@ void *decodeSubTP(void *bandTask) {
     DecInfo *session = task->session;
     if (session && session->bandTable && !is_cancelled(session)) {
         const BandRow &row = session->bandTable[task->bandIndex];
-        if (!decode_row_band(session, row, &task->midpoint, task->width, task->height)) VOREL_TRACE(kTagJpegStat);
+        if (!decode_row_band(*task, row, &task->midpoint)) VOREL_TRACE(kTagJpegStat);
     }
     free_task(task);
     return nullptr;
@@ -140,9 +141,7 @@ void *decodeSub(void *bandTask) {
             midpoint = os_allocate_array<Midpoint>(1);
             if (midpoint) *midpoint = *load_acquire(slot);
         }
-        const int32_t done = is_cancelled(session) ? 0
-                                                   : decode_row_band(session, session->bandTable[i], &midpoint,
-                                                                     task->width, task->height);
+        const int32_t done = is_cancelled(session) ? 0 : decode_row_band(*task, session->bandTable[i], &midpoint);
         os_release(midpoint);
         if (!done) return nullptr;
     }

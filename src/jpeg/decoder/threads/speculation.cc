@@ -59,11 +59,10 @@ ChunkReader *open_chunk_reader(const ScanReader *scan, const IoInfo *source) {
     reader->scan.streamBuffer = reader->cursor.stream();
     reader->scan.io = io;
     reader->scan.readBuffer = reader->cursor.block();
-    if (!reader->cursor.ready() || !share_scan(&reader->scan, *scan)) {
+    if (!reader->cursor.ready() || !share_scan(&reader->scan, *scan, kMostChunkDc)) {
         close_chunk_reader(reader);
         return nullptr;
     }
-    set_most_dc(&reader->scan, kMostChunkDc);
     // The values of a row of blocks side by side.
     for_blocks(scan, [&](int32_t first_block, int32_t width) {
         int16_t *row = reader->dc + first_block * kPlaceMcus;

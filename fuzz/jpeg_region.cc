@@ -1,0 +1,97 @@
+// Maps of JPEG streams and rectangles out of them: nothing outside the buffer, the same from memory, from a stream and
+// by two threads, and where the whole picture decodes too, its cut.
+#include <vorel/vorel.h>
+
+#include <algorithm>
+
+#include "harness.h"
+
+using namespace vorel_fuzz;
+
+namespace {
+
+constexpr uint64_t kMostPixels = 512 * 512;
+
+struct Request {
+    int32_t format, x, y, width, height, sample;
+};
+
+struct Part {
+    int32_t map = -1, result = -1;
+    Bytes output;
+    bool operator==(const Part &) const = default;
+};
+
+using Decoder = decltype(VORELBRIM_DecodeRegion);
+
+Part decode(Session &&session, const Request &at, Decoder *decoder) {
+    Part out;
+    out.output.assign(format_bytes(at.format, at.width, at.height), kFill);
+    DecInfo *base = session.get();
+    if (!base) return out;
+    out.map = VORELBRIM_ScanHuffmanInfo(base);
+    out.result = decoder(base, out.output.data(), 1, 1, at.x, at.y, at.width, at.height, at.sample);
+    VORELBRIM_DestroyJpegInfo(base);
+    return out;
+}
+
+int32_t reduced(uint32_t side, int32_t sample) {
+    const auto by = static_cast<uint32_t>(sample);
+    return static_cast<int32_t>(std::max(1u, (2 * side + by) / (2 * by)));
+}
+
+Request choose(Case &input) {
+    constexpr int32_t kFormats[] = {COLOR_RGBA8888, COLOR_RGBA8888, COLOR_RGB565, COLOR_YUV420, COLOR_NV21,
+                                    COLOR_YUV422,   COLOR_YUYV,     COLOR_GRAY,   COLOR_RGB888};
+    constexpr int32_t kSamples[] = {1, 1, 1, 2, 4, 8, 16, 3};
+    Request out;
+    out.format = input.one_of(kFormats);
+    out.sample = input.one_of(kSamples);
+    out.x = static_cast<int32_t>(input.option() + input.option());
+    out.y = static_cast<int32_t>(input.option() + input.option());
+    out.width = input.side();
+    out.height = input.side();
+    return out;
+}
+
+// Reduced progressive pictures are left out: the whole reads fewer headers, and tables may be defined again in the
+// rest.
+void compare_with_whole(const Bytes &picture, const ImageInfo &info, const Request &at, const Part &part) {
+    if (part.result != 1 || at.format != COLOR_RGBA8888 || (info.progressive && at.sample != 1)) return;
+    const int32_t width = reduced(info.width, at.sample), height = reduced(info.height, at.sample);
+    Session session(picture, Kind::kMemory, at.format, VOREL_OPTION_FIT_STRETCH);
+    Bytes whole(format_bytes(at.format, width, height), kFill);
+    if (!session.get() || VORELBRIM_DecodeJPEG(session.get(), whole.data(), width, height) != 1) return;
+    for (int32_t row = 0; row < at.height; ++row) {
+        for (int32_t column = 0; column < at.width; ++column) {
+            const auto *pixel = &part.output[4 * static_cast<size_t>(row * at.width + column)];
+            const bool inside = at.x + column < width && at.y + row < height;
+            const auto from = inside ? 4 * static_cast<size_t>((at.y + row) * width + at.x + column) : 0;
+            require(inside ? std::equal(pixel, pixel + 4, &whole[from]) : pixel[0] == kFill && pixel[3] == kFill,
+                    "a rectangle is the cut of the whole, and nothing beside it is written");
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    Case input(data, size, 8);
+    ImageInfo info;
+    {
+        Session session(input.picture(), Kind::kMemory, COLOR_RGBA8888, 0);
+        if (!session.get() || VORELBRIM_Parser(session.get(), &info) != VOREL_IMAGE_JPEG) return 0;
+        if (static_cast<uint64_t>(info.width) * info.height > kMostPixels) return 0;
+    }
+    const Request request = choose(input);
+    const auto by = [&](Kind kind, Decoder *decoder) {
+        return decode({input.picture(), kind, request.format, VOREL_OPTION_REGION}, request, decoder);
+    };
+    const Part memory = by(Kind::kMemory, VORELBRIM_DecodeRegion);
+    compare_with_whole(input.picture(), info, request, memory);
+    require(by(Kind::kStream, VORELBRIM_DecodeRegion) == memory, "the same from memory and from a stream");
+    const Part halves = by(Kind::kMemory, VORELBRIM_PDecodeRegion);
+    if (halves.result == 1 && memory.result == 1) require(halves.output == memory.output, "the same by two threads");
+    by(Kind::kMemory, VORELBRIM_P2DecodeRegion);
+    return 0;
+}
