@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <latch>
 #include <random>
 #include <thread>
 
@@ -26,7 +27,9 @@ void run_shuffled(vorel_threadpool *pool) {
     while (vorel_threadpool_task *task = vorel_threadpool_queue_dequeue(&pool->waiting)) tasks.push_back(*task);
     std::shuffle(tasks.begin(), tasks.end(), g_order);
     std::atomic<size_t> next{0};
+    std::latch all_there(std::max(g_threads, 1));
     const auto work = [&] {
+        all_there.arrive_and_wait();
         for (size_t i; (i = next++) < tasks.size();) tasks[i].routine(tasks[i].argument);
     };
     std::vector<std::thread> threads;
@@ -248,21 +251,23 @@ TEST(JpegThreads, MissingMemory) {
         DecodeSpec spec;
         int32_t chunk;
     };
-    const DecodeSpec full{.format = COLOR_RGBA8888, .width = 80, .height = 100, .entry = by_two};
-    const DecodeSpec eighth{.format = COLOR_RGBA8888, .width = 10, .height = 13};
-    const Bytes jpeg = turbo_picture({.width = 80, .height = 100, .quality = 95});
-    for (const Case &c : {Case{full, 0}, Case{eighth, 200}}) {
+    const DecodeSpec full{.format = COLOR_RGBA8888, .width = 320, .height = 1600, .entry = by_two};
+    const DecodeSpec eighth{.format = COLOR_RGBA8888, .width = 40, .height = 200};
+    const Bytes jpeg = turbo_picture({.width = 320, .height = 1600, .quality = 90});
+    for (const Case &c : {Case{full, 0}, Case{eighth, 9000}}) {
         const Decoded expected = plainly(jpeg, c.spec);
-        const Threads threads(2, c.chunk);
-        with_each_allocation_failing([&](const CountingAllocator &allocator) {
-            const Decoded out = decode(jpeg, c.spec);
-            if (out.result) {
-                EXPECT_TRUE(same(out, expected));
-            } else {
-                EXPECT_TRUE(allocator.failed());
-            }
-            EXPECT_EQ(allocator.live_blocks(), 0u);
-        });
+        for (const int runners : {0, 2}) {
+            const Threads threads(runners, c.chunk);
+            with_each_allocation_failing([&](const CountingAllocator &allocator) {
+                const Decoded out = decode(jpeg, c.spec);
+                if (out.result) {
+                    EXPECT_TRUE(same(out, expected));
+                } else {
+                    EXPECT_TRUE(allocator.failed());
+                }
+                EXPECT_EQ(allocator.live_blocks(), 0u);
+            });
+        }
     }
 }
 
