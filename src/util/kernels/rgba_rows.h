@@ -29,11 +29,18 @@ inline RgbaRows rows_from(const RgbaRows &rows, int32_t x, bool planar) {
     return rest;
 }
 
+// The first row again where the second one is missing: results are the same, and loops need not ask.
+inline RgbaRows with_second_row(const RgbaRows &rows) {
+    RgbaRows both = rows;
+    if (!rows.rgba[1]) both.rgba[1] = rows.rgba[0], both.y[1] = rows.y[0];
+    return both;
+}
+
 // What both rows hold a few steps further on; behind their end that is the next rows' beginning.
 inline void prefetch_rows(const RgbaRows &rows, int32_t x, size_t pixels) {
     constexpr ptrdiff_t kAhead = 1024;
     prefetch_ahead<3>(rows.rgba[0] + ptrdiff_t{x} * 4, kAhead, 4 * pixels);
-    if (rows.rgba[1]) prefetch_ahead<3>(rows.rgba[1] + ptrdiff_t{x} * 4, kAhead, 4 * pixels);
+    prefetch_ahead<3>(rows.rgba[1] + ptrdiff_t{x} * 4, kAhead, 4 * pixels);
 }
 
 }  // namespace vorel

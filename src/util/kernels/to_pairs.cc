@@ -174,7 +174,6 @@ struct ToPairs {
         const Pixels<D8> top(d, rows.rgba[0] + ptrdiff_t{x} * 4);
         hn::StoreU(top.luma(), d, rows.y[0] + x);
         hn::StoreU(top.template pairs<kLayout>(), d, rows.first + x);
-        if (!rows.rgba[1]) return;
         const Pixels<D8> bottom(d, rows.rgba[1] + ptrdiff_t{x} * 4);
         hn::StoreU(bottom.luma(), d, rows.y[1] + x);
     }
@@ -187,7 +186,8 @@ struct ToPairs {
 
 template <Chroma kLayout>
 void to_pairs(const RgbaRows &rows) {
-    sweep(ToPairs<kLayout>{rows}, rows.width);
+    const RgbaRows both = with_second_row(rows);
+    sweep(ToPairs<kLayout>{both}, rows.width);
 }
 
 void add_to_pairs(UtilKernels *table) {

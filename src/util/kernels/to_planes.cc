@@ -64,6 +64,10 @@ static_assert(kFullU.r + kFullU.g + kFullU.b == 0 && kFullV.r + kFullV.g + kFull
 static_assert(kFullU.b == 32768 && kFullV.r == 32768);
 constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
 
+// Whether a step of a row begins the next one. The widest vectors gain nothing by it.
+template <class D8>
+constexpr bool kBeginsAhead = HWY_ARCH_X86 &&hn::MaxLanes(D8()) < 64;
+
 #if HWY_ARCH_X86
 // Compilers would rather load again, as an instruction's operand, than keep a vector; loads across cache lines cost
 // two.
@@ -200,24 +204,23 @@ struct FullRangePair {
 };
 
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours. `start` is the
-// row's, and after it that of `next`, which may be null:
-// products are begun before the last ones are used, for they are what a step waits for.
+// row's, and after it that of `next`, the other row or the next step: products are begun before the last ones are used,
+// for they are what a step waits for.
 template <bool kStreamed, class D8>
 struct FullRangeRow {
     hn::Vec<D8> vu;  // in each block two 32-bit lanes of the first pair, two of the second
 
     FullRangeRow(D8 d, FullRangeStart<D8> &start, const uint8_t *rgba, const uint8_t *next, uint8_t *y) {
         const hn::Repartition<int16_t, D8> d16;
-        constexpr bool kAhead = hn::MaxLanes(D8()) < 64;  // the widest vectors gain nothing
-        if constexpr (!kAhead) start = FullRangeStart<D8>(d, rgba);
+        if constexpr (!kBeginsAhead<D8>) start = FullRangeStart<D8>(d, rgba);
         const FullRangePair<D8> a(start);
-        const auto left = a.vu(d);
         start = FullRangeStart<D8>(d, rgba + 2 * hn::MaxLanes(D8()));
+        const auto left = a.vu(d);
         const FullRangePair<D8> b(start);
         const auto right = b.vu(d);
         const auto even = upper_halves(d16, a.first, b.first), odd = upper_halves(d16, a.second, b.second);
         const auto green = hn::BitCast(d, hn::OddEven(hn::BitCast(d16, b.green), hn::BitCast(d16, a.green)));
-        if (kAhead && next) start = FullRangeStart<D8>(d, next);
+        if constexpr (kBeginsAhead<D8>) start = FullRangeStart<D8>(d, next);
         const auto luma = hn::AverageRound(green, plus_bytes(d, green, even, odd));
         alignas(16) static constexpr uint8_t kFours[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
         const auto bytes = in_order(d, hn::TableLookupBytes(luma, hn::LoadDup128(d, kFours)));
@@ -297,12 +300,15 @@ struct ToPlanes {
 
     template <class D8>
     void vector(D8 d, int32_t x) const {
+        FullRangeStart<D8> start(d, rows.rgba[0] + ptrdiff_t{x} * 4);
+        step(d, x, x, start);
+    }
+    template <class D8>
+    void step(D8 d, int32_t x, int32_t next, FullRangeStart<D8> &start) const {
         prefetch_rows(rows, x, hn::MaxLanes(d));
-        const uint8_t *top = rows.rgba[0] + ptrdiff_t{x} * 4;
-        const uint8_t *bottom = rows.rgba[1] ? rows.rgba[1] + ptrdiff_t{x} * 4 : nullptr;
-        FullRangeStart<D8> start(d, top);
+        const uint8_t *top = rows.rgba[0] + ptrdiff_t{x} * 4, *bottom = rows.rgba[1] + ptrdiff_t{x} * 4;
         FullRangeRow<kStreamed, D8> chroma(d, start, top, bottom, rows.y[0] + x);
-        if (bottom) chroma.average({d, start, bottom, nullptr, rows.y[1] + x});
+        chroma.average({d, start, bottom, rows.rgba[0] + ptrdiff_t{next} * 4, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
     void scalar(int32_t x, int32_t count) const {
@@ -312,8 +318,24 @@ struct ToPlanes {
     }
 };
 
+// As sweep(), but each step begins the next one.
+template <bool kStreamed>
+void sweep_ahead(const ToPlanes<kStreamed> &row) {
+    using D8 = hn::ScalableTag<uint8_t>;
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+    const int32_t width = row.rows.width, odd = width % row.kUnit, last = width - odd - kStep;
+    if (!kBeginsAhead<D8> || last < 0) return sweep(row, width);
+    FullRangeStart<D8> start(D8(), row.rows.rgba[0]);
+    for (int32_t x = 0, next;; x = next) {
+        next = x + kStep < last ? x + kStep : last;
+        row.step(D8(), x, next, start);
+        if (x == last) break;
+    }
+    if (odd) row.scalar(width - 1, 1);
+}
 void to_planes(const RgbaRows &rows) {
-    rows.streamed ? sweep(ToPlanes<true>{rows}, rows.width) : sweep(ToPlanes<false>{rows}, rows.width);
+    const RgbaRows both = with_second_row(rows);
+    rows.streamed ? sweep_ahead(ToPlanes<true>{both}) : sweep_ahead(ToPlanes<false>{both});
 }
 
 void add_to_planes(UtilKernels *table) { table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = to_planes; }
