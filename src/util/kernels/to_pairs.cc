@@ -163,19 +163,27 @@ struct Pixels {
 };
 #endif
 
-template <Chroma kLayout>
+template <Chroma kLayout, bool kStreamed>
 struct ToPairs {
     static constexpr int32_t kUnit = 2;
-    const RgbaRows &rows;
+    const RgbaRows rows;  // not a reference: bytes are stored, and those could be its own
 
     template <class D8>
     void vector(D8 d, int32_t x) const {
         prefetch_rows(rows, x, hn::MaxLanes(d));
         const Pixels<D8> top(d, rows.rgba[0] + ptrdiff_t{x} * 4);
-        hn::StoreU(top.luma(), d, rows.y[0] + x);
+        store_luma(d, top.luma(), rows.y[0] + x);
         hn::StoreU(top.template pairs<kLayout>(), d, rows.first + x);
         const Pixels<D8> bottom(d, rows.rgba[1] + ptrdiff_t{x} * 4);
-        hn::StoreU(bottom.luma(), d, rows.y[1] + x);
+        store_luma(d, bottom.luma(), rows.y[1] + x);
+    }
+    template <class D8>
+    static void store_luma(D8 d, hn::Vec<D8> luma, uint8_t *y) {
+        if constexpr (kStreamed) {
+            stream_blocks(d, luma, y);
+        } else {
+            hn::StoreU(luma, d, y);
+        }
     }
     void scalar(int32_t x, int32_t count) const {
         RgbaRows part = rows_from(rows, x, false);
@@ -187,7 +195,7 @@ struct ToPairs {
 template <Chroma kLayout>
 void to_pairs(const RgbaRows &rows) {
     const RgbaRows both = with_second_row(rows);
-    sweep(ToPairs<kLayout>{both}, rows.width);
+    rows.streamed ? sweep(ToPairs<kLayout, true>{both}, rows.width) : sweep(ToPairs<kLayout, false>{both}, rows.width);
 }
 
 void add_to_pairs(UtilKernels *table) {
