@@ -107,8 +107,9 @@ int32_t run_decode(DecInfo *session, void *output, int32_t width, int32_t height
     clear_abort(session);
     session->midpointPhase = 1;
     session->midpointIndex = 0;
-    session->decodeResult = decode_session(session, output, width, height, split);
-    return session->decodeResult;
+    const int32_t result = decode_session(session, output, width, height, split);
+    store_relaxed(&session->decodeResult, result);
+    return result;
 }
 
 constexpr int32_t kPairThreads = 2;

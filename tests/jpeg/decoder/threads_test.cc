@@ -7,11 +7,12 @@
 #include <thread>
 
 #include "jpeg/decoder/coded_stream.h"
-#include "jpeg/decoder/decode_support.h"
+#include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 #include "jpeg/decoder/threads/speculation.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
+#include "support/log_capture.h"
 
 namespace vorel::test {
 namespace {
@@ -255,6 +256,96 @@ TEST(JpegThreads, MissingMemory) {
             }
             EXPECT_EQ(allocator.live_blocks(), 0u);
         });
+    }
+}
+
+struct {
+    vorel_threadpool *pool;
+    BandTask *tasks;
+} g_walk;
+int32_t start_waiting_threads(DecInfo *, uint32_t) {
+    for (int i = 0; g_walk.tasks && i < 2; ++i) vorel_threadpool_add_task(g_walk.pool, decodeSub, &g_walk.tasks[i], 0);
+    g_walk.tasks = nullptr;
+    return 1;
+}
+
+// A walk of the caller's at 1/8 hands out bands to a pool of the caller's; and threads that wait for its checkpoints.
+TEST(JpegThreads, BandsOfAWalkOfOnesOwn) {
+    for (const unsigned restarts : {0u, 7u}) {
+        for (const int32_t format : {COLOR_RGBA8888, COLOR_NV12}) {
+            const Bytes jpeg = turbo_picture({.width = 200, .height = 700, .restart_interval = restarts});
+            const DecodeSpec spec{.format = format, .width = 100, .height = 350};
+            const Decoded expected = plainly(jpeg, spec);
+            for (const bool checkpoints : {false, true}) {
+                Input input(Kind::kMemory, jpeg, format);
+                DecInfo *session = input.session();
+                GuardBuffer out(expected.pixels.size()), small(format_bytes(format, 25, 88));
+                // No start is that of an iMCU row.
+                BandRow rows[] = {{0, 0, 100, 90, nullptr}, {0, 90, 100, 70, nullptr}, {0, 160, 100, 190, nullptr}};
+                for (BandRow &row : rows) row.output = out.data() + (pixel_bytes(format) ? row.y * 400 : 0);
+                session->bandTable = rows;
+                session->bandCount = 3;
+                session->bandThreads = 2;
+                session->sampleSize = 2;
+                session->dualTargetWidth = 100;
+                session->dualTargetHeight = 350;
+                vorel_threadpool *pool = vorel_threadpool_init(2);
+                BandTask tasks[] = {{session, 100, 350, 0, 0, nullptr}, {session, 100, 350, 1, 0, nullptr}};
+                if (checkpoints) {
+                    // Checkpoints at a third and at two thirds, above the bands that begin by them.
+                    session->midpointCount = 2;
+                    g_walk = {pool, tasks};
+                    session->checkFn = start_waiting_threads;
+                    rows[0].height = 120;
+                    rows[1] = {0, 120, 100, 120, out.data() + (pixel_bytes(format) ? 120 * 400 : 0)};
+                    rows[2] = {0, 240, 100, 110, out.data() + (pixel_bytes(format) ? 240 * 400 : 0)};
+                } else {
+                    session->threadPool = pool;
+                    session->threadBandStart = 1;
+                }
+                EXPECT_EQ(VORELBRIM_DecodeJPEG(session, small.data(), 25, 88), 1);
+                vorel_threadpool_free(pool, 1);
+                EXPECT_TRUE(out.bytes() == expected.pixels) << restarts << " " << format << " " << checkpoints;
+                EXPECT_EQ(session->threadBandStart, 0u);
+            }
+        }
+    }
+}
+
+// Bodies of threads and loops of one's own give what the decodes give, and refuse what is not whole.
+TEST(JpegThreads, BodiesAndLoops) {
+    const Bytes jpeg = turbo_picture({.width = 640, .height = 480, .quality = 95});
+    for (const int share : {1, 8}) {
+        const DecodeSpec spec{.format = COLOR_RGBA8888, .width = 640 / share, .height = 480 / share};
+        const Decoded expected = plainly(jpeg, spec);
+        for (void *(*body)(void *) : {decode_jpeg, decode_jpeg2, dualdecode_jpeg, scan_jpeg_mid_point}) {
+            Input input(Kind::kMemory, jpeg, spec.format);
+            GuardBuffer out(expected.pixels.size());
+            DecodeJobParam block;
+            set_parameter(&block, input.session(), out.data(), 0, 0, spec.width, spec.height, share, 0);
+            EXPECT_EQ(body(&block), nullptr);
+            EXPECT_TRUE(out.bytes() == expected.pixels);
+            LogCapture log;
+            block.output = nullptr;
+            body(&block);
+            body(nullptr);
+            EXPECT_EQ(log.take().size(), 2u);
+        }
+        for (const int loop : {0, 1, 2, 3, 4}) {
+            if (loop < 2 ? share == 1 : loop == 2 && share == 8) continue;
+            const Threads threads(2, 700);
+            OpenRecord record(jpeg, spec.format, spec.width, spec.height);
+            JpegInfo *info = record.get();
+            const uint32_t scale = share == 1 ? 0 : 3;
+            const int32_t result =
+                loop == 0   ? BRIMJ_Decode_Dualcore_8to1(record.session(), nullptr, info, nullptr)
+                : loop == 1 ? BRIMJ_Decode_Dualcore_8to1_NoWait(record.session(), nullptr, info, nullptr)
+                : loop == 2 ? BRIMJ_Decode_Dualcore_1to1(record.session(), nullptr, info, nullptr)
+                : loop == 3 ? BRIMJ_Decode_Dualcore_Nto1(record.session(), nullptr, info, nullptr, scale)
+                            : BRIMJ_Decode_Dualcore_Nowait(record.session(), nullptr, info, nullptr, scale);
+            EXPECT_EQ(result, 200);
+            EXPECT_TRUE(record.pixels() == expected.pixels) << loop;
+        }
     }
 }
 

@@ -17,7 +17,6 @@ namespace vorel {
 // What the plain path's reservoir holds.
 constexpr uint32_t kReservoirBits = 32;
 
-class StreamCursor;
 struct EntropyWindow;
 struct RunPlan;
 

@@ -2,6 +2,8 @@
 // MCU row only the MCUs that the window shows are kept and transformed; those beside it move the entropy decoder alone.
 #include "jpeg/decoder/rows/imcu.h"
 
+#include <vorel/jpeg_threads.h>
+
 #include "jpeg/decoder/iterative/midpoint.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/transform.h"
@@ -240,10 +242,12 @@ extern "C" {
 void BRIMJ_SetupiMcu(JpegInfo *) {}
 
 int32_t BRIMJ_DecodeSingleiMcu(JpegInfo *info, uint8_t ***sampleRows) {
+    if (info->decInfo->threadBandStart) processMidPoint(info);
     take_due_midpoint(info);
     return decode_imcu(info, McuMode::kFull, sampleRows);
 }
 int32_t BRIMJ_DecodeSingleiMcu_resize(JpegInfo *info, uint8_t ***sampleRows) {
+    if (info->decInfo->threadBandStart) processMidPoint(info);
     take_due_midpoint(info);
     return decode_planned_imcu(info, sampleRows);
 }

@@ -75,7 +75,7 @@ struct BandRun {
     uint32_t output_rows;
     BandReader *readers;
 
-    bool stopped() const { return load_relaxed(&stop) || load_relaxed(&session->abortFlag); }
+    bool stopped() const { return load_relaxed(&stop) || is_cancelled(session); }
 };
 
 // A session that decodes the same picture to the same place.
@@ -294,7 +294,7 @@ int32_t decode_in_bands(DecInfo *session, StreamBuffer *stream, void *output, in
     const FrameRequest asked = request;
     JpegInfo *info = open_decode(session, stream, &request);
     int32_t result = 0;
-    if (info && !is_baseline(info)) {
+    if (info && (info->isRegion || !is_baseline(info))) {
         result = decode_all(info) != kStepFailed;
     } else if (info) {
         const bool splits = info->further_scan_count == 0 && info->plan.imcu_output_rows > 0 &&

@@ -1,6 +1,8 @@
 // Chunks of entropy-coded data read ahead of the decoder: when it pays, who reads which, and the reading itself.
 #include "jpeg/decoder/threads/speculation.h"
 
+#include <vorel/jpeg_threads.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -79,14 +81,14 @@ void close_chunk_reader(ChunkReader *reader) {
     close_again(io);
 }
 
-void read_chunk(ChunkReader *reader, int32_t start, int32_t end, const StopWords &stop, ChunkRecords *records) {
+void read_chunk(ChunkReader *reader, int32_t start, int32_t end, const Stop &stop, ChunkRecords *records) {
     ScanReader *scan = &reader->scan;
     if (reader->cursor.start_at(start) != start) return;
     discard(scan);
     McuPlace at = place_of(tell(scan));
     begin_records(records, at);
     while (at.next < end && records->mcus + kPlaceMcus <= records->most_mcus) {
-        if (load_relaxed(stop[0]) || load_relaxed(stop[1])) return;
+        if (stop.is_set()) return;
         const uint64_t before = scan->mcus_done;
         const int32_t done = decode_mcus(scan, McuMode::kDc, kPlaceMcus, reader->dc_blocks, reader->last);
         const EntropyPosition position = tell(scan);
@@ -123,7 +125,7 @@ int32_t speculation_interval(uint64_t pixels, int64_t input_bytes) {
 void set_speculation_chunk(int32_t bytes) { store_relaxed(&chunk_bytes_of_tests, bytes); }
 
 Speculation::Speculation(JpegInfo *info, int32_t chunk_bytes, int32_t threads)
-    : pattern_(info->scan), abort_(&info->decInfo->abortFlag), chunk_bytes_(chunk_bytes), threads_(threads) {
+    : pattern_(info->scan), session_(info->decInfo), chunk_bytes_(chunk_bytes), threads_(threads) {
     const uint64_t half = uint64_t{pattern_.mcusPerRow} * pattern_.mcuRows / 2;
     const int32_t most = static_cast<int32_t>(std::min<uint64_t>(half, kMostChunkMcus));
     most_mcus_ = std::max(most / kPlaceMcus, 1) * kPlaceMcus;
@@ -171,13 +173,13 @@ bool Speculation::start(int32_t position) {
     }
     if (tests_run_pools()) return true;
     pool_ = start_pool(threads_);
-    for (int32_t i = 0; pool_ && i < threads_; ++i) vorel_threadpool_add_task(pool_, run_thread, this, 0);
+    for (int32_t i = 0; pool_ && i < threads_; ++i) vorel_threadpool_add_task(pool_, scan_n_merge_jpeg, this, 0);
     // Without threads the decoder reads everything itself.
     if (!pool_) chunk_count_ = 0;
     return true;
 }
 
-bool Speculation::stopped() const { return load_relaxed(&stop_) || load_relaxed(abort_); }
+bool Speculation::stopped() const { return Stop{&stop_, session_}.is_set(); }
 
 // Both lists are taken from and given back to under the lock; what is not there yet is made outside it.
 ChunkReader *Speculation::take_reader() {
@@ -218,7 +220,7 @@ Chunk *Speculation::claim() {
 void Speculation::work_on(Chunk *chunk) {
     ChunkReader *reader = take_reader();
     ChunkRecords *records = reader ? take_records() : nullptr;
-    if (records) read_chunk(reader, chunk->start, chunk->end, {&stop_, abort_}, records);
+    if (records) read_chunk(reader, chunk->start, chunk->end, {&stop_, session_}, records);
     pthread_mutex_lock(&lock_);
     if (reader) {
         reader->next_free = readers_;
@@ -230,21 +232,19 @@ void Speculation::work_on(Chunk *chunk) {
     pthread_mutex_unlock(&lock_);
 }
 
-void *Speculation::run_thread(void *argument) {
-    auto *self = static_cast<Speculation *>(argument);
-    pthread_mutex_lock(&self->lock_);
-    while (!self->stopped() && self->next_claim_ < self->chunk_count_) {
-        Chunk *chunk = self->claim();
+void Speculation::run_thread() {
+    pthread_mutex_lock(&lock_);
+    while (!stopped() && next_claim_ < chunk_count_) {
+        Chunk *chunk = claim();
         if (!chunk) {
-            pthread_cond_wait(&self->changed_, &self->lock_);
+            pthread_cond_wait(&changed_, &lock_);
             continue;
         }
-        pthread_mutex_unlock(&self->lock_);
-        self->work_on(chunk);
-        pthread_mutex_lock(&self->lock_);
+        pthread_mutex_unlock(&lock_);
+        work_on(chunk);
+        pthread_mutex_lock(&lock_);
     }
-    pthread_mutex_unlock(&self->lock_);
-    return nullptr;
+    pthread_mutex_unlock(&lock_);
 }
 
 namespace {
@@ -320,8 +320,10 @@ Speculated begin_speculation(JpegInfo *info) {
     if (!is_baseline(info) || info->further_scan_count > 0 || info->scan.restartInterval != 0) return Speculated::kNone;
     if (plan.scaleIndex < 3 || plan.scaleIndex > 5 || plan.scaleMultiplier == 3 || plan.jointChroma)
         return Speculated::kNone;
-    if (info->isRegion || session->partialDecode || session->midpointCount != 0 || !can_share(info->scan.io))
-        return Speculated::kNone;
+    // Small pictures do without the look-ups that readers share.
+    if (!info->scan.window || info->isRegion || info->mapScanning || session->partialDecode) return Speculated::kNone;
+    // Positions are asked for between rows.
+    if (session->midpointCount != 0 || session->threadBandStart || !can_share(info->scan.io)) return Speculated::kNone;
     const int32_t size = info->scan.io->size;
     const int32_t interval = speculation_interval(uint64_t{info->frame->imageWidth} * info->frame->imageHeight, size);
     vjpeg_set_multiscan_interval(session, static_cast<uint32_t>(interval));
@@ -333,7 +335,7 @@ Speculated begin_speculation(JpegInfo *info) {
     }
     const int32_t threads = std::min(session->dualMode ? 2 : 3, usable_processors() - 1);
     if (threads < 1 && !tests_run_pools()) return Speculated::kNone;
-    void *memory = os_allocate(sizeof(Speculation));
+    void *memory = complete_tables(&info->scan) ? os_allocate(sizeof(Speculation)) : nullptr;
     auto *speculation = memory ? new (memory) Speculation(info, chunk_bytes, threads) : nullptr;
     info->source = speculation;
     if (speculation && speculation->start(tell(&info->scan).next)) return Speculated::kStarted;
@@ -352,3 +354,8 @@ void end_speculation(JpegInfo *info) {
 }
 
 }  // namespace vorel
+
+extern "C" void *scan_n_merge_jpeg(void *task) {
+    if (task) static_cast<vorel::Speculation *>(task)->run_thread();
+    return nullptr;
+}

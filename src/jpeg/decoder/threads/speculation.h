@@ -12,6 +12,7 @@
 
 #include <pthread.h>
 
+#include "core/session.h"
 #include "jpeg/decoder/jpeg_info.h"
 #include "util/util.h"
 
@@ -64,10 +65,15 @@ struct ChunkReader {
 };
 ChunkReader *open_chunk_reader(const ScanReader *scan, const IoInfo *io);
 void close_chunk_reader(ChunkReader *reader);
-// Words that end the reading of a chunk when they are not 0.
-using StopWords = const uint32_t *[2];
+// What ends the reading of a chunk before its time.
+struct Stop {
+    const uint32_t *word;
+    const DecInfo *session;
+
+    bool is_set() const { return load_relaxed(word) || is_cancelled(session); }
+};
 // Reads from `start` until a place at or behind `end`, the end of the data, or until the records are full.
-void read_chunk(ChunkReader *reader, int32_t start, int32_t end, const StopWords &stop, ChunkRecords *records);
+void read_chunk(ChunkReader *reader, int32_t start, int32_t end, const Stop &stop, ChunkRecords *records);
 
 // The master's side, for the length of one decode.
 class Speculation final : public McuSource {
@@ -80,10 +86,11 @@ class Speculation final : public McuSource {
 
     // From the decoder's position in the input on. False without memory.
     bool start(int32_t position);
+    // What a thread does: chunk after chunk.
+    void run_thread();
     int32_t decode(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) override;
 
   private:
-    static void *run_thread(void *self);
     static void *run_chunk(void *task);
     bool stopped() const;
     Chunk *claim();
@@ -100,7 +107,7 @@ class Speculation final : public McuSource {
     ChunkRecords *take_records();
 
     const ScanReader pattern_;  // the decoder's as it stood at first
-    const uint32_t *abort_;
+    const DecInfo *session_;
     int32_t chunk_bytes_, threads_, most_mcus_;
     Chunk *chunks_ = nullptr;
     int32_t chunk_count_ = 0;
