@@ -62,8 +62,11 @@ const QuantTable *find_quant_table(HeaderState *header, const JpegComponent *com
 }  // namespace
 
 bool plan_multipliers(JpegInfo *info, const JpegComponent *component) {
-    const QuantTable *table = find_quant_table(&info->header, component);
+    // Behind the last scan's header tables may still be defined again, which is not for a region of it.
+    const QuantTable *table =
+        info->lender ? &info->lender->tables_used[component->index] : find_quant_table(&info->header, component);
     if (!table) return false;
+    info->tables_used[component->index] = *table;
     ComponentPlan *plan = &info->plan.components[component->index];
     if (info->plan.highQualityClamp) {
         clamp_component(component, table->q, plan);

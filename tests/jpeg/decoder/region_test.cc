@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <thread>
@@ -10,6 +11,7 @@
 
 #include "core/core.h"
 #include "jpeg/decoder/decode_support.h"
+#include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
@@ -412,6 +414,57 @@ TEST(JpegRegion, WithoutMemoryNothingIsLeftBehind) {
         });
         EXPECT_GT(allocations, size_t{20});
     }
+}
+
+// Loops of one's own: MCUs that leave positions, MCUs that take them, row steps.
+TEST(JpegRegion, SingleSteps) {
+    const Bytes jpeg = turbo_picture(grid_picture(2, false, 7));
+    Mapped mapped(jpeg, COLOR_RGBA8888);
+    const SessionGuard child(BRIMJ_CreateTemporaryDecInfo(mapped.base(), 201, 77, 133, 150, 1));
+    StreamCursor cursor(child->ioInfo);
+    GuardBuffer out(size_t{133} * 150 * 4);
+    FrameRequest request = {0, 0, out.data(), 1, 1};
+    using McuFn = decltype(BRIMJ_DecodeMcu);
+    constexpr std::pair<McuFn *, McuFn *> kPairs[] = {{BRIMJ_DecodeMcu, BRIMJ_DecodeMcuRegion},
+                                                      {BRIMJ_DecodeMcu_2to1, BRIMJ_DecodeMcu_2to1Region},
+                                                      {BRIMJ_DecodeMcu_4to1, BRIMJ_DecodeMcu_4to1Region},
+                                                      {BRIMJ_DecodeMcu_8to1, BRIMJ_DecodeMcu_8to1Region}};
+    for (const auto &[plain, twin] : kPairs) {
+        OpenRecord whole(jpeg, COLOR_RGBA8888, kWidth, kHeight), walk(jpeg, COLOR_RGBA8888, kWidth, kHeight);
+        cursor.start_at(0);
+        JpegInfo *region = BRIMJ_GetJpegRegionInfo(child.get(), cursor.stream(), &request);
+        ASSERT_NE(region, nullptr);
+        for (McuBatch *batch : {whole.batch(), region->pump.batch})
+            std::fill_n(batch->coefficients[0], 6 * 64, int16_t{0});
+        EXPECT_EQ(twin(whole.get(), whole.batch()->blocks), 0) << "no map";
+        for (int mcu = 0; mcu < 100; ++mcu) {
+            // A stream that is somewhere else: the position brings it back.
+            if (mcu % 39 % 7 == 0) discard(&region->scan);
+            ASSERT_EQ(plain(whole.get(), whole.batch()->blocks), 1);
+            ASSERT_EQ(twin(region, region->pump.batch->blocks), 1);
+            ASSERT_EQ(BRIMJ_DecodeMcuScan(walk.get(), nullptr), 1);
+            for (int b = 0; b < 6; ++b) {
+                ASSERT_TRUE(
+                    std::equal(whole.batch()->blocks[b], whole.batch()->blocks[b] + 64, region->pump.batch->blocks[b]))
+                    << mcu;
+            }
+        }
+        const auto &made = walk.get()->own_map.tables[0].rows, &known = region->map->tables[0].rows;
+        for (const auto &[row, column] : {std::pair{0, 5}, {4, 3}}) {
+            EXPECT_EQ(std::memcmp(&made[row][column], &known[row][column], sizeof(EntropyState)), 0);
+        }
+        BRIMJ_RegionDeleteDecoderInfo(region);
+    }
+    cursor.start_at(0);
+    JpegInfo *region = BRIMJ_RegionInitialize(child.get(), cursor.stream(), &request);
+    uint8_t **rows[3];
+    for (int c = 0; c < 3; ++c) rows[c] = region->pump.components[c].rows;
+    uint32_t done = region->out.outputRow;
+    EXPECT_EQ(done, 64u) << "the rows above are behind";
+    while (done < 227 && BRIMJ_ProcessDataRegion(region, reinterpret_cast<uint8_t **>(rows), &done, 227) == 100) {
+    }
+    BRIMJ_RegionDeleteDecoderInfo(region);
+    EXPECT_TRUE(out.bytes() == mapped.region(kMiddle, 1).pixels);
 }
 
 // Pictures that claim 50000 x 50000 pixels in a few bytes, an MCU between two restarts.

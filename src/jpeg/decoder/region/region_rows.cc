@@ -13,12 +13,15 @@ using McuFn = int32_t (*)(JpegInfo *info, int16_t **blocks);
 // The map that a loop of a caller's own goes by: a region's, or the one that the record makes itself.
 const RegionMap &map_of(const JpegInfo *info) { return info->map ? *info->map : info->own_map; }
 
+// The scans are all there, and none of their MCUs is behind.
+bool may_start_map(const JpegInfo *info) {
+    return info->scan.mcus_done == 0 && (is_baseline(info) || info->progressive.memory);
+}
+
 // One MCU of a map pass. Loops of a caller's own get their map with their first MCU.
 int32_t note_and_decode(JpegInfo *info, int16_t **blocks, McuFn decode) {
-    if (!info->mapScanning && info->own_map.table_count == 0) {
-        if (!is_baseline(info) && !info->progressive.memory && open_further_scans(info) != kStepOk) return 0;
-        if (!start_map(info)) return 0;
-    }
+    if (info->mapScanning == 0 && may_start_map(info) && !start_map(info)) return 0;
+    if (info->mapScanning == 0) return decode(info, blocks);
     int32_t mcus = 1;
     EntropyState *record = nullptr;
     if (!note_position(info, &info->scan, &mcus, &record)) {
