@@ -15,6 +15,9 @@ namespace {
 // Bands for each thread: few enough to be worth their starts, many enough that nobody waits long for the last.
 constexpr uint32_t kBandsPerThread = 10;
 constexpr uint32_t kMostBands = 128;
+// A reduction to a quarter takes little longer than the walk: below so many pixels of the source the start of a thread
+// (some 0.1 ms in all) eats up what is gained.
+constexpr uint64_t kLeastQuarteredPixels = 700000;
 
 // A decode that can be placed at one band after another.
 struct BandReader {
@@ -215,6 +218,12 @@ bool keeps_rest(BandRun *run, uint32_t first_imcu) {
     return uint64_t{run->end_imcu - at} * run->threads <= outstanding;
 }
 
+bool pays(const JpegInfo *info) {
+    const uint64_t pixels = uint64_t{info->frame->imageWidth} * info->frame->imageHeight;
+    return info->scan.restartInterval != 0 || info->plan.scaleIndex < 2 || pixels >= kLeastQuarteredPixels ||
+           tests_run_pools();
+}
+
 // Hands out bands until the rest is the caller's. False when the walk failed.
 bool hand_out(BandRun *run, vorel_threadpool *pool) {
     JpegInfo *info = run->caller.info;
@@ -301,7 +310,7 @@ int32_t decode_in_bands(DecInfo *session, StreamBuffer *stream, void *output, in
         result = decode_all(info) != kStepFailed;
     } else if (info) {
         const bool splits = info->further_scan_count == 0 && info->plan.imcu_output_rows > 0 &&
-                            session->midpointCount == 0 && can_share(session->ioInfo);
+                            session->midpointCount == 0 && can_share(session->ioInfo) && pays(info);
         const int32_t threads = splits ? threads_to_start(split.threads - 1) : 0;
         OsBlock bands(threads > 0 ? os_allocate_array<Band>(kMostBands) : nullptr);
         vorel_threadpool *pool = bands ? start_pool(threads) : nullptr;
