@@ -4,6 +4,7 @@
 
 #include <vorel/jpeg_threads.h>
 
+#include "core/session.h"
 #include "jpeg/decoder/iterative/midpoint.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/transform.h"
@@ -136,6 +137,8 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
     if (!pass_mcus(info, scan, shown.first - reached)) return false;
     for (int32_t first = shown.first; first < shown.end; first += step) {
         const int32_t mcus = shown.end - first < step ? shown.end - first : step;
+        // What works for another session ends inside a row, so that who waits for it does not wait long.
+        if (is_cancelled(info->decInfo->parent)) return false;
         if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last))
             return false;
         for_block_rows(info, scan, rows, mcu_row, first, [&](const BlockRowTarget &to) {

@@ -100,6 +100,8 @@ DecInfo *open_session(const BandRun *run) {
     session->partialHeight = from.partialHeight;
     session->partialToBuffer = from.partialToBuffer;
     session->noMidpointTaking = 1;
+    // For the cancel word alone: the parent does not know of it.
+    session->parent = run->session;
     session->ioInfo = open_again(from.ioInfo);
     if (session->ioInfo) return session;
     close_session(session);
