@@ -62,14 +62,20 @@ typedef void (*BrimIdctFunc)(const uint8_t *rangeLimit, const int32_t *multiplie
 
 /* Decodes the session's picture into output: width x height pixels (nonzero) of the session's colour format, the
  * picture fitted into them by the option word and the rest left as it is. The buffer has to hold the whole target;
- * planes of odd sides round up (see the formats in vorel/frame.h). Chooses a method by size and reduction; they give
- * the same pixels, and for now all of them run on the calling thread. Parses the size first if the session has none.
+ * planes of odd sides round up (see the formats in vorel/frame.h). Chooses a method by size and reduction: baseline
+ * pictures of 512 pixels a side and more, reduced to a quarter at most where they have no restart markers, are decoded
+ * in bands by several threads (vorel/jpeg_threads.h), the others as by VORELBRIM_DecodeJPEG. All give the same pixels,
+ * with any number of processors. The calling thread alone asks checkFn. Parses the size first if the session has none.
  * sampleSize is the reduction that led to the target, 1 for none. Cancelled by DecInfo.abortFlag and by a 0 from
  * DecInfo.checkFn, at most one row of MCUs late; rows written so far stay. Returns 1, or 0 for null arguments, a
- * session whose type is not JPEG, a refused stream (docs/tolerance.md), a cancel. */
+ * session whose type is not JPEG, a refused stream (docs/tolerance.md), a cancel, a thread that could not be started.
+ * Where the bands are not those of an exact reduction of a picture with three components, 1 is also the result of a
+ * stream that broke off: the rows behind that stay as they were. */
 VOREL_API int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height,
                                         int32_t sampleSize);
-/* The same on the calling thread, whatever the size. The session's decode mode and picture size are taken afresh. */
+/* The same in one piece, whatever the size, and 0 for every stream that breaks off. At 1/8 and below, large baseline
+ * pictures without restart markers have their DC values read ahead by other threads. The session's decode mode and
+ * picture size are taken afresh. */
 VOREL_API int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height);
 /* One frame from a stream buffer that stands at (or before) its SOI. Keeps the session's decode mode. 1 or 0. */
 VOREL_API int32_t BRIMJ_DecodeFrame(DecInfo *session, StreamBuffer *streamBuffer, void *output, int32_t width,
@@ -102,7 +108,8 @@ VOREL_API int32_t checkOneToOne(int32_t w, int32_t h, int32_t targetW, int32_t t
 VOREL_API int32_t GCD(int32_t a, int32_t b);
 VOREL_API int32_t BRIMJ_GetGCD(int32_t a, int32_t b);
 VOREL_API int32_t LCM(int32_t a, int32_t b);
-/* A word of the session that threaded decoding uses, in units of 16 KiB; null sessions read 0. */
+/* What the chunks of data that threads read ahead are reckoned from, in units of 16 KiB: decodes at 1/8 and below store
+ * what they take, and a value of one's own has no effect on them. Null sessions read 0. */
 VOREL_API void vjpeg_set_multiscan_interval(DecInfo *session, uint32_t value);
 VOREL_API uint32_t vjpeg_get_multiscan_interval(DecInfo *session);
 

@@ -8,6 +8,7 @@
 #include <vorel/jpeg_decoder.h>
 #include <vorel/jpeg_iterative.h>
 #include <vorel/jpeg_region.h>
+#include <vorel/jpeg_threads.h>
 #include <vorel/png.h>
 #include <vorel/raster.h>
 #include <vorel/util.h>

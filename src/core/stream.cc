@@ -184,13 +184,13 @@ int32_t StreamCursor::start_at(int32_t position) {
 
 namespace {
 
-// A FILE and callbacks serve several readers: each read puts the position back where the others left it.
+// A file and callbacks serve several readers of one thread: each read puts the position back where the others left it.
 struct SharedSource {
     IoInfo *base;
     int32_t position;
 };
 
-int32_t position_of(const IoInfo *io) { return io->kind == kIoStdio ? VORELBRIM_OsFtell(io->file) : io->position; }
+int32_t position_of(const IoInfo *io) { return is_file(io) ? VORELBRIM_OsFtell(io->file) : io->position; }
 
 int32_t read_shared(void *context, void *destination, int32_t count) {
     SharedSource *source = static_cast<SharedSource *>(context);
@@ -218,26 +218,19 @@ int32_t rewind_shared(void *context, int32_t, int32_t) {
 }  // namespace
 
 IoInfo *open_again(const IoInfo *io) {
-    switch (io->kind) {
-        case kIoFile:
-            return VORELBRIM_Open_IO(kIoFile, io->path, io->size);
-        case kIoMemory:
-        case kIoOwnedMemory:
-            return VORELBRIM_Open_IO(kIoMemory, io->source, io->size);
-        case kIoStream:
-            if (!io->rewindFn) return nullptr;
-            [[fallthrough]];
-        case kIoStdio: {
-            SharedSource *source = os_allocate_array<SharedSource>(1);
-            if (!source) return nullptr;
-            source->base = const_cast<IoInfo *>(io);
-            IoInfo *shared = VORELBRIM_Open_Stream(source, read_shared, skip_shared, rewind_shared, io->size);
-            if (!shared) os_release(source);
-            return shared;
-        }
-        default:
-            return nullptr;
-    }
+    if (is_memory(io)) return VORELBRIM_Open_IO(kIoMemory, io->source, io->size);
+    return io->kind == kIoFile ? VORELBRIM_Open_IO(kIoFile, io->path, io->size) : nullptr;
+}
+
+IoInfo *share_input(const IoInfo *io) {
+    if (is_memory(io)) return open_again(io);
+    if (io->kind == kIoStream && !io->rewindFn) return nullptr;
+    SharedSource *source = os_allocate_array<SharedSource>(1);
+    if (!source) return nullptr;
+    source->base = const_cast<IoInfo *>(io);
+    IoInfo *shared = VORELBRIM_Open_Stream(source, read_shared, skip_shared, rewind_shared, io->size);
+    if (!shared) os_release(source);
+    return shared;
 }
 
 void close_again(IoInfo *io) {

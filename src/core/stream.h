@@ -80,9 +80,12 @@ class StreamCursor {
     StreamBuffer stream_;
 };
 
-// A second reader of an input, which leaves the first one where it is; null where the input can be read only once, and
-// without memory.
+// A second reader of a path or of memory, for any thread; null for other inputs, and without memory.
 IoInfo *open_again(const IoInfo *io);
+// A second reader of any input, which leaves the first one where it is; for the first one's thread. Takes no further
+// descriptor. Null where the input can be read only once, and without memory.
+IoInfo *share_input(const IoInfo *io);
+// Either of them.
 void close_again(IoInfo *io);
 
 }  // namespace vorel

@@ -92,7 +92,7 @@ uint64_t moved_bytes(const Conversion &conversion, const Frame &frame) {
 
 bool streams_luma(const Conversion &conversion, const Frame &frame) {
     constexpr uintptr_t kBlock = 16;
-    return conversion.to_yuv && conversion.chroma == Chroma::kPlanar && moved_bytes(conversion, frame) > kCachedBytes &&
+    return conversion.to_yuv && moved_bytes(conversion, frame) > kCachedBytes &&
            static_cast<uint32_t>(frame.width) % kBlock == 0 &&
            reinterpret_cast<uintptr_t>(frame.planes.y) % kBlock == 0;
 }

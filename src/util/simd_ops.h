@@ -109,6 +109,15 @@ inline hn::Vec<D8> reorder_lanes(D8 d, hn::Vec<D8> v) {
     }
 }
 
+// Packing four vectors leaves, in each block, four bytes of each of them: this puts block after block of each.
+struct BlockAfterBlock {
+    static constexpr int32_t from(int lane, int blocks) { return 4 * (lane % blocks) + lane / blocks; }
+};
+template <class D8>
+inline hn::Vec<D8> in_order(D8 d, hn::Vec<D8> packed) {
+    return reorder_lanes<BlockAfterBlock>(d, packed);
+}
+
 // Of each block of a two 32-bit lanes, then those of b: 0 and 2 for kOdd 0, 1 and 3 for kOdd 1.
 #if HWY_ARCH_X86
 constexpr int kEvenFloats = 0x88, kOddFloats = 0xDD;
@@ -135,6 +144,27 @@ inline hn::Vec512<int32_t> every_other(hn::Vec512<int32_t> a, hn::Vec512<int32_t
 template <int kOdd, class V>
 inline V every_other(V a, V b) {
     return kOdd ? hn::ConcatOdd(hn::DFromV<V>(), b, a) : hn::ConcatEven(hn::DFromV<V>(), b, a);
+}
+#endif
+
+#if HWY_ARCH_X86
+// The upper halves of 32-bit lanes, those of `even` in the even 16-bit lanes.
+template <class D16, class V>
+inline hn::Vec<D16> upper_halves(D16 d, V even, V odd) {
+#if HWY_TARGET == HWY_AVX3
+    if constexpr (hn::MaxLanes(D16()) == 32) {
+        struct Table {
+            alignas(64) int16_t index[32];
+        };
+        static constexpr Table kTable = [] {
+            Table table = {};
+            for (int i = 0; i < 32; ++i) table.index[i] = static_cast<int16_t>((i | 1) + (i % 2 ? 32 : 0));
+            return table;
+        }();
+        return hn::Vec<D16>{_mm512_permutex2var_epi16(even.raw, hn::Load(d, kTable.index).raw, odd.raw)};
+    }
+#endif
+    return hn::OddEven(hn::BitCast(d, odd), hn::BitCast(d, hn::ShiftRight<16>(even)));
 }
 #endif
 

@@ -16,16 +16,17 @@ constexpr uint64_t kBytesWorthThreads = uint64_t{16} << 20;
 
 PoolRunner runner_of_tests;
 
+}  // namespace
+
 int32_t usable_processors() {
     cpu_set_t set;
     return sched_getaffinity(0, sizeof set, &set) == 0 ? CPU_COUNT(&set) : 2;
 }
 
-}  // namespace
-
 void set_pool_runner(PoolRunner runner) { store_relaxed(&runner_of_tests, runner); }
+bool tests_run_pools() { return load_relaxed(&runner_of_tests) != nullptr; }
 
-bool pays_for_threads(uint64_t bytes) { return bytes >= kBytesWorthThreads || load_relaxed(&runner_of_tests); }
+bool pays_for_threads(uint64_t bytes) { return bytes >= kBytesWorthThreads || tests_run_pools(); }
 
 vorel_threadpool *start_pool(int32_t threads) {
     return vorel_threadpool_init(load_relaxed(&runner_of_tests) ? 0 : threads);

@@ -18,6 +18,10 @@ void run_waiting_tasks(vorel_threadpool *pool);
 // order and threads it likes.
 using PoolRunner = void (*)(vorel_threadpool *pool);
 void set_pool_runner(PoolRunner runner);
+bool tests_run_pools();
+
+// Processors that this process may use.
+int32_t usable_processors();
 
 // Threads for work on raw frames.
 constexpr int32_t kFrameThreads = 4;

@@ -219,7 +219,6 @@ TEST(Convert, LargeFramesAreTheSumOfTheirParts) {
                 pixels = noise(area(kWidth, kHeight) * 4, 6);
     Bytes pairs(planes.size()), full(planes.size());
     _yuv420_to_nv12_sg(kWidth, kHeight, planes.data(), pairs.data());
-    _rgba8888_to_yuv420_sg(kWidth, kHeight, pixels.data(), full.data());
     EXPECT_TRUE(std::equal(planes.begin(), planes.begin() + kWidth * kHeight, pairs.begin()));
     const size_t luma = area(kWidth, kHeight), chroma = luma / 4, part_luma = area(kWidth, kPart);
     for (size_t i = 0; i < chroma; ++i) {
@@ -227,16 +226,22 @@ TEST(Convert, LargeFramesAreTheSumOfTheirParts) {
         ASSERT_EQ(pairs[luma + 2 * i + 1], planes[luma + chroma + i]) << i;
     }
     Bytes part(format_bytes(COLOR_YUV420, kWidth, kPart));
-    for (size_t top = 0; top < luma; top += part_luma) {
-        _rgba8888_to_yuv420_sg(kWidth, kPart, pixels.data() + top * 4, part.data());
-        const auto same = [&](size_t from, size_t count, size_t at) {
-            return std::equal(part.begin() + static_cast<ptrdiff_t>(from),
-                              part.begin() + static_cast<ptrdiff_t>(from + count),
-                              full.begin() + static_cast<ptrdiff_t>(at));
-        };
-        ASSERT_TRUE(same(0, part_luma, top) && same(part_luma, part_luma / 4, luma + top / 4) &&
-                    same(part_luma * 5 / 4, part_luma / 4, luma + chroma + top / 4))
-            << top;
+    for (const Convert convert : {_rgba8888_to_yuv420_sg, _rgba8888_to_nv12_sg}) {
+        const size_t parts = convert == _rgba8888_to_nv12_sg ? 1 : 2;  // of chroma
+        convert(kWidth, kHeight, pixels.data(), full.data());
+        for (size_t top = 0; top < luma; top += part_luma) {
+            convert(kWidth, kPart, pixels.data() + top * 4, part.data());
+            const auto same = [&](size_t from, size_t count, size_t at) {
+                return std::equal(part.begin() + static_cast<ptrdiff_t>(from),
+                                  part.begin() + static_cast<ptrdiff_t>(from + count),
+                                  full.begin() + static_cast<ptrdiff_t>(at));
+            };
+            ASSERT_TRUE(same(0, part_luma, top)) << top;
+            for (size_t i = 0; i < parts; ++i) {
+                const size_t count = part_luma / 2 / parts;
+                ASSERT_TRUE(same(part_luma + i * count, count, luma + (i * luma + top) / 2 / parts)) << top;
+            }
+        }
     }
 }
 

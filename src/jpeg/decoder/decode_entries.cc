@@ -1,12 +1,14 @@
 // The decoder's entries for sessions.
 #include <vorel/jpeg_region.h>
+#include <vorel/jpeg_threads.h>
 
 #include <utility>
 
-#include "jpeg/decoder/method.h"
 #include "jpeg/decoder/orientation.h"
 #include "jpeg/decoder/session_run.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/threads/bands.h"
+#include "jpeg/decoder/threads/method.h"
 
 namespace vorel {
 namespace {
@@ -31,7 +33,8 @@ void take_whole_picture(DecInfo *session, int32_t width, int32_t height) {
     session->partialHeight = static_cast<uint32_t>(height);
 }
 
-int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height) {
+// split: in bands; null: in one piece.
+int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height, const DecodeSplit *split) {
     constexpr const char *kName = "VORELBRIM_DecodeJPEG";
     if ((session->decOption & VOREL_OPTION_REGION) && !has_region_map(session, output, width, height)) {
         VOREL_TRACE_AS(kTagJpeg, kName);
@@ -57,8 +60,11 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
     session->decMode = 0;
     session->imageWidth = session->imageHeight = 0;
     const SessionRun run(session);
-    if (session->decOption & VOREL_OPTION_REGION) take_whole_picture(session, width, height);
-    if (BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height) != 1) return 0;
+    const bool region = session->decOption & VOREL_OPTION_REGION;
+    if (region) take_whole_picture(session, width, height);
+    const int32_t result = split && !region ? decode_in_bands(session, cursor.stream(), output, width, height, *split)
+                                            : BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height);
+    if (result != 1) return 0;
     turn_size(session);
     return 1;
 }
@@ -93,6 +99,30 @@ void clear_abort(DecInfo *session) {
     if (!session->parent && !stays) store_relaxed(&session->abortFlag, 0u);
 }
 
+namespace {
+
+int32_t run_decode(DecInfo *session, void *output, int32_t width, int32_t height, const DecodeSplit *split) {
+    if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
+    set_error(kErrorNone);
+    clear_abort(session);
+    session->midpointPhase = 1;
+    session->midpointIndex = 0;
+    const int32_t result = decode_session(session, output, width, height, split);
+    store_relaxed(&session->decodeResult, result);
+    return result;
+}
+
+constexpr int32_t kPairThreads = 2;
+// Below these heights there is nothing to divide.
+constexpr int32_t kLeastRestartHeight = 4, kLeastPairHeight = 27;
+
+int32_t run_split(DecInfo *session, void *output, int32_t width, int32_t height, DecodeMethod method, int32_t threads,
+                  int32_t least_height) {
+    const DecodeSplit split = {method, 1, 0, 0, threads, false};
+    return run_decode(session, output, width, height, height < least_height ? nullptr : &split);
+}
+
+}  // namespace
 }  // namespace vorel
 
 using namespace vorel;
@@ -100,13 +130,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t VORELBRIM_DecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height) {
-    if (!session || !session->ioInfo || !output || width <= 0 || height <= 0) return 0;
-    set_error(kErrorNone);
-    clear_abort(session);
-    session->midpointPhase = 1;
-    session->midpointIndex = 0;
-    session->decodeResult = decode_session(session, output, width, height);
-    return session->decodeResult;
+    return run_decode(session, output, width, height, nullptr);
 }
 
 int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height, int32_t sampleSize) {
@@ -116,15 +140,16 @@ int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int
         if (!VORELBRIM_JpgParser(session, &image)) return 0;
     }
     if (session->imageType != VOREL_IMAGE_JPEG) return 0;
-    switch (choose_method(request_of(session, width, height, sampleSize)).method) {
-        case DecodeMethod::kPool:
-        case DecodeMethod::kRestart:
-        case DecodeMethod::kTwoSessions:
-            // These give the same pixels on more threads; until they are there the plain path serves them.
-        case DecodeMethod::kPlain:
-            break;
-    }
-    return VORELBRIM_DecodeJPEG(session, output, width, height);
+    const DecodeSplit split = choose_method(request_of(session, width, height, sampleSize));
+    return run_decode(session, output, width, height, split.method == DecodeMethod::kPlain ? nullptr : &split);
+}
+
+int32_t VORELBRIM_PDecodeJPEG_RST(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
+    return run_split(session, output, width, height, DecodeMethod::kRestart, kMostBandThreads, kLeastRestartHeight);
+}
+
+int32_t VORELBRIM_PDecodeJPEG_No_RST(DecInfo *session, void *output, int32_t width, int32_t height, int32_t) {
+    return run_split(session, output, width, height, DecodeMethod::kTwoSessions, kPairThreads, kLeastPairHeight);
 }
 
 }  // extern "C"

@@ -7,6 +7,7 @@
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/threads/speculation.h"
 
 namespace vorel {
 namespace {
@@ -95,9 +96,7 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row) {
     return step == kStepMoreRows && done >= last_row(info) ? kStepEnd : step;
 }
 
-bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position) {
-    if (!is_baseline(info) || !info->planned || info->further_scan_count != 0) return false;
-    if (imcu_row >= info->frame->imcu_rows || info->plan.imcu_output_rows == 0) return false;
+void aim_at_row(JpegInfo *info, uint32_t imcu_row) {
     const OutputWindow &window = info->plan.window;
     OutputState &out = info->out;
     out.outputRow = out.outputRowCounter = 0;
@@ -109,12 +108,26 @@ bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position) {
     if (next > window.y) out.outputRowCounter = static_cast<uint32_t>(next - window.y);
     info->pump.imcu_row = imcu_row;
     info->pump.buffered = false;
+}
+
+bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position) {
+    if (!is_baseline(info) || !info->planned || info->further_scan_count != 0) return false;
+    if (imcu_row >= info->frame->imcu_rows || info->plan.imcu_output_rows == 0) return false;
+    aim_at_row(info, imcu_row);
     position.mcus_done = mcus_above(&info->scan, imcu_row);
     return restore(&info->scan, position);
 }
 
 uint32_t last_row(const JpegInfo *info) {
     return static_cast<uint32_t>(info->plan.window.y + info->plan.window.height);
+}
+
+int32_t decode_all(JpegInfo *info) {
+    int32_t step = begin_speculation(info) == Speculated::kFailed ? kStepFailed : kStepMoreRows;
+    const uint32_t end = last_row(info);
+    while (step == kStepMoreRows && info->out.outputRow < end) step = step_decode(info, end);
+    end_speculation(info);
+    return step;
 }
 
 void close_decode(JpegInfo *info) { delete_record(info); }
@@ -152,9 +165,7 @@ int32_t BRIMJ_ProcessDataSkipRow(JpegInfo *info, uint8_t ***rowArray, uint32_t *
 int32_t BRIMJ_DecodeImage(DecInfo *session, StreamBuffer *streamBuffer, FrameRequest *frameRequest) {
     JpegInfo *info = open_decode(session, streamBuffer, frameRequest);
     if (!info) return kStepFailed;
-    int32_t step = kStepMoreRows;
-    const uint32_t end = last_row(info);
-    while (step == kStepMoreRows && info->out.outputRow < end) step = step_decode(info, end);
+    const int32_t step = decode_all(info);
     close_decode(info);
     return step == kStepFailed ? kStepFailed : kStepOk;
 }

@@ -22,8 +22,14 @@ int32_t step_decode(JpegInfo *info, uint32_t end_row);
 // passed over. False where the frame, the scale or the input does not let it.
 bool start_at_row(JpegInfo *info, uint32_t imcu_row, EntropyPosition position);
 
+// Its half for what is not the reader's: counters and rows.
+void aim_at_row(JpegInfo *info, uint32_t imcu_row);
+
 // Output rows of the whole decode, for step_decode.
 uint32_t last_row(const JpegInfo *info);
+
+// All rows, by whichever method the scale has: 100, 101 or 201.
+int32_t decode_all(JpegInfo *info);
 
 void close_decode(JpegInfo *info);
 

@@ -98,6 +98,16 @@ struct CoefficientRows {
     uint32_t across, down;  // blocks
 };
 
+// Who decodes the MCUs of the first scan in the reader's place: the contract is that of decode_mcus, and so are
+// results.
+class McuSource {
+  public:
+    virtual int32_t decode(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) = 0;
+
+  protected:
+    ~McuSource() = default;
+};
+
 struct ProgressiveState {
     CoefficientRows rows[kMaxComponents];
     uint8_t *memory;           // of all of them
@@ -133,6 +143,7 @@ struct JpegInfo {
     // A region's: the map that its rows begin by, and the record that it has its frame and its tables from.
     const vorel::RegionMap *map;
     const JpegInfo *lender;
+    vorel::McuSource *source;  // null: the scan's reader itself
 
     DecInfo *decInfo;
     VorelCheckFn checkFn;

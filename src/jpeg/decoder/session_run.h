@@ -10,7 +10,10 @@ namespace vorel {
 class OrientedOption {
   public:
     explicit OrientedOption(DecInfo *session);
-    ~OrientedOption() { session_->decOption = kept_; }
+    ~OrientedOption() {
+        // Bands of the decode may still look at it.
+        if (session_->decOption != kept_) session_->decOption = kept_;
+    }
     OrientedOption(const OrientedOption &) = delete;
     OrientedOption &operator=(const OrientedOption &) = delete;
 
@@ -25,7 +28,7 @@ class SessionRun {
   public:
     explicit SessionRun(DecInfo *session)
         : session_(session), width_(session->partialWidth), height_(session->partialHeight) {
-        session->decodeResult = -1;
+        store_relaxed(&session->decodeResult, -1);
     }
     SessionRun(const SessionRun &) = delete;
     SessionRun &operator=(const SessionRun &) = delete;

@@ -9,12 +9,14 @@ namespace {
 
 void fill(SimdTarget target, UtilKernels *table) {
     add_scalar_from_yuv(table);
-    add_scalar_to_yuv(table);
+    add_scalar_to_pairs(table);
+    add_scalar_to_planes(table);
     add_scalar_pairs(table);
     add_scalar_resize(table);
     add_scalar_turns(table);
     add_vector_from_yuv(target, table);
-    add_vector_to_yuv(target, table);
+    add_vector_to_pairs(target, table);
+    add_vector_to_planes(target, table);
     add_vector_pairs(target, table);
     add_vector_resize(target, table);
     add_vector_turns(target, table);

@@ -28,8 +28,8 @@ struct RgbaRows {
     int32_t width;
     uint8_t *y[2];
     uint8_t *first, *second;
-    // Luma past the caches where the processor can (planar only): its rows and the width are multiples of 16 bytes, and
-    // end_stream() follows.
+    // Luma past the caches where the processor can: its rows and the width are multiples of 16 bytes, and end_stream()
+    // follows.
     bool streamed = false;
 };
 

@@ -51,7 +51,8 @@ Decoded decode(const Bytes &jpeg, const DecodeSpec &spec) {
     size_t bytes;
     if (!prepare(session, spec, &width, &height, &bytes)) return out;
     GuardBuffer buffer(bytes, spec.fill);
-    out.result = spec.mode < 0 ? VORELBRIM_DecodeJPEG(session, buffer.data(), width, height)
+    session->checkFn = spec.check;
+    out.result = spec.mode < 0 ? spec.entry(session, buffer.data(), width, height)
                                : decode_with_mode(session, spec.mode, buffer.data(), width, height);
     out.error = gVORELBRIM_Error;
     out.pixels = buffer.bytes();

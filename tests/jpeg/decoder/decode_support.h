@@ -25,6 +25,8 @@ struct DecodeSpec {
     uint32_t window_x = 0, window_y = 0, window_width = 0, window_height = 0;
     bool window_in_place = false;
     int32_t mode = -1;  // not -1: by BRIMJ_DecodeFrame, which keeps the decode mode
+    int32_t (*entry)(DecInfo *session, void *output, int32_t width, int32_t height) = VORELBRIM_DecodeJPEG;
+    VorelCheckFn check = VORELBRIM_CheckFn;
 };
 Decoded decode(const Bytes &jpeg, const DecodeSpec &spec);
 constexpr int32_t kAllFormats[] = {COLOR_RGB565,   COLOR_RGB888,  COLOR_YUV420,   COLOR_YUV422,   COLOR_GRAY,

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "jpeg/decoder/method.h"
+#include "jpeg/decoder/threads/method.h"
 #include "jpeg/decoder/setup.h"
 
 namespace vorel::test {

@@ -1,4 +1,6 @@
 // MCU decoding: the plain path, the hand-over between it and the fast path, and the exported functions.
+#include <vorel/jpeg_threads.h>
+
 #include <cstring>
 
 #include "jpeg/decoder/entropy/bit_reader.h"
@@ -88,7 +90,7 @@ Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, u
             int32_t &dc = last_dc[scan_component(scan, b)];
             dc = static_cast<int32_t>(static_cast<uint32_t>(dc) + static_cast<uint32_t>(difference));
             block[0] = static_cast<int16_t>(dc);
-            if (mode == McuMode::kDc && (dc < -kMaxScaledDc || dc > kMaxScaledDc)) in_range = false;
+            if (mode == McuMode::kDc && (dc < -scan->most_dc || dc > scan->most_dc)) in_range = false;
             result = read_ac(reader, entropy.blockAc[b], kept_coefficients(entropy, mode, b), block, &reached);
         }
         if (mode != McuMode::kSkip) last[b] = reached;
@@ -238,7 +240,8 @@ int32_t decode_one(JpegInfo *info, McuMode mode, int32_t keep, int16_t **blocks)
     if (mode == McuMode::kScaled) set_block_keep(scan, wanted);
     // The loops clear no more of a block than its kernel looks at.
     clear_mcu(scan, mode, blocks, last);
-    const int32_t done = decode_mcus(scan, mode, 1, blocks, last);
+    const int32_t done =
+        info->source ? info->source->decode(scan, mode, 1, blocks, last) : decode_mcus(scan, mode, 1, blocks, last);
     close_window(scan);
     set_block_keep(scan, kept);
     return done;
@@ -264,5 +267,11 @@ int32_t BRIMJ_DecodeMcu_4to1(JpegInfo *info, int16_t **blocks) {
 int32_t BRIMJ_DecodeMcu_8to1(JpegInfo *info, int16_t **blocks) { return decode_one(info, McuMode::kDc, 0, blocks); }
 
 int32_t BRIMJ_SkipMcu(JpegInfo *info, int16_t **blocks) { return decode_one(info, McuMode::kSkip, 0, blocks); }
+
+int32_t BRIMJ_DecodeMcu_1to1_dual(JpegInfo *info, int16_t **blocks) { return BRIMJ_DecodeMcu(info, blocks); }
+int32_t BRIMJ_DecodeMcu_8to1_dual(JpegInfo *info, int16_t **blocks) { return BRIMJ_DecodeMcu_8to1(info, blocks); }
+int32_t BRIMJ_DecodeMcuDualDecodeDC(JpegInfo *info, int16_t **blocks) { return BRIMJ_DecodeMcu_8to1(info, blocks); }
+int32_t BRIMJ_DecodeMcu_skip_dual(JpegInfo *info, int16_t **blocks) { return BRIMJ_SkipMcu(info, blocks); }
+int32_t BRIMJ_SkipMcuDual(JpegInfo *info, int16_t **blocks) { return BRIMJ_SkipMcu(info, blocks); }
 
 }  // extern "C"

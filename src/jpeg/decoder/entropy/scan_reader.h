@@ -91,6 +91,7 @@ struct ScanReader {
     uint64_t mcus_to_pass;  // below this number whole restart intervals are passed over by their markers alone
     int32_t map_table;      // 1 and the number of its first table in a region map; 0 for none
     uint32_t discardedBytes;
+    int32_t most_dc;  // McuMode::kDc refuses a DC value beyond this
 
     // The fast path: null where only the plain one runs.
     EntropyWindow *window;
@@ -101,11 +102,11 @@ struct ScanReader {
 enum class McuMode : uint8_t {
     kFull,    // all
     kScaled,  // the first EntropyDecoder.block_keep of each block; the rest is walked over
-    kDc,      // DC alone, the only value that is touched; a DC result beyond 12 bits fails the MCU
+    kDc,      // DC alone, the only value that is touched; one beyond ScanReader.most_dc fails the MCU
     kSkip,    // nothing is stored; only the predictors move
 };
 
-// McuMode::kDc refuses a DC value beyond this.
+// Of 12 bits: what ScanReader.most_dc is.
 constexpr int32_t kMaxScaledDc = 2047;
 
 // Sets the reader up for a scan: MCU shape, derived tables, a position at its first bit. The stream stands behind SOS.
@@ -120,7 +121,7 @@ bool complete_tables(ScanReader *scan);
 // Sets the reader up for the scan of another one, whose derived tables it uses: they have to be complete and to outlive
 // it. Nothing of them changes, so that many threads may share them. The position is nowhere yet. False when out of
 // memory.
-bool share_scan(ScanReader *scan, const ScanReader &from);
+bool share_scan(ScanReader *scan, const ScanReader &from, int32_t most_dc = kMaxScaledDc);
 // Leaves the scan to the plain path, whose tables may then be changed.
 void drop_fast_path(ScanReader *scan);
 

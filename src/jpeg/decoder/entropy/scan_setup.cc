@@ -76,6 +76,7 @@ bool prepare_fast_path(ScanReader *scan) {
     scan->window->open = false;
     EntropyDecoder &entropy = scan->entropy;
     scan->plan->block_count = scan->blocksInMcu;
+    scan->plan->most_dc = scan->most_dc;
     scan->plan->walks = false;
     for (int b = 0; b < scan->blocksInMcu; ++b) {
         RunPlan::Block &at = scan->plan->blocks[b];
@@ -140,6 +141,7 @@ bool start_scan(ScanReader *scan, const FrameLayout *frame, const HeaderState *h
     }
     discard(scan);
     scan->mcus_done = 0;
+    scan->most_dc = kMaxScaledDc;
     scan->ends_as_marker = frame->progressive;
     if (!derive_tables(scan, frame, header)) {
         // The look-ups of a table that was derived again are gone.
@@ -185,8 +187,9 @@ bool complete_tables(ScanReader *scan) {
     return true;
 }
 
-bool share_scan(ScanReader *scan, const ScanReader &from) {
+bool share_scan(ScanReader *scan, const ScanReader &from, int32_t most_dc) {
     copy_shape(from, scan);
+    scan->most_dc = most_dc;
     EntropyDecoder &entropy = scan->entropy;
     std::copy(std::begin(from.entropy.blockDc), std::end(from.entropy.blockDc), entropy.blockDc);
     std::copy(std::begin(from.entropy.blockAc), std::end(from.entropy.blockAc), entropy.blockAc);

@@ -32,9 +32,11 @@ uint32_t output_rows_before(const JpegInfo *info, uint32_t imcu_row) {
 Midpoint *new_midpoint() { return static_cast<Midpoint *>(os_allocate_zeroed(sizeof(Midpoint))); }
 
 void replace(Midpoint **slot, const Midpoint *record) {
+    Midpoint *copy = record ? new_midpoint() : nullptr;
+    if (copy) *copy = *record;
     os_release(*slot);
-    *slot = record ? new_midpoint() : nullptr;
-    if (*slot) **slot = *record;
+    // Threads may wait for it to be whole.
+    store_release(slot, copy);
 }
 
 void put_16(uint8_t *out, uint32_t value) {

@@ -163,9 +163,7 @@ bool open_midpoint_decoders(DecInfo *session) {
         const Midpoint *midpoint = session->midpoints[number - 1];
         JpegInfo *&slot = session->midpointDecoders[number - 2];
         if (!midpoint || !is_midpoint_of(main, *midpoint)) continue;
-        // Readers of callbacks or of one FILE would disturb each other on their threads.
-        const bool apart = is_memory(session->ioInfo) || session->ioInfo->kind == kIoFile;
-        IoInfo *io = apart ? open_again(session->ioInfo) : nullptr;
+        IoInfo *io = open_again(session->ioInfo);
         if (!io) continue;
         const int32_t start = static_cast<int32_t>(session->streamOffset);
         slot = open_decoder(session, io, start, main->iteration->width, main->iteration->height);

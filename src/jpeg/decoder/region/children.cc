@@ -9,10 +9,10 @@
 namespace vorel {
 namespace {
 
-// The base's input a second time. The callbacks of a stream serve one reader at a time; a FILE is the caller's.
+// The base's input a second time. The callbacks of a stream serve one reader at a time; a FILE has no second one.
 IoInfo *open_for_child(const IoInfo *io) {
     if (io->kind == kIoStream) return VORELBRIM_Open_Stream(io->source, io->readFn, io->skipFn, io->rewindFn, io->size);
-    return io->kind == kIoStdio ? nullptr : open_again(io);
+    return open_again(io);
 }
 
 void copy_settings(const DecInfo *base, DecInfo *child) {

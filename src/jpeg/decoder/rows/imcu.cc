@@ -2,6 +2,8 @@
 // MCU row only the MCUs that the window shows are kept and transformed; those beside it move the entropy decoder alone.
 #include "jpeg/decoder/rows/imcu.h"
 
+#include <vorel/jpeg_threads.h>
+
 #include "jpeg/decoder/iterative/midpoint.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/transform.h"
@@ -175,7 +177,8 @@ bool decode_tolerantly(JpegInfo *info, ScanReader *scan, McuMode mode, int32_t c
         int32_t offset = offset_of(scan, mode, done), mcus = count - done;
         EntropyState *record = nullptr;
         if (info->mapScanning && !note_position(info, scan, &mcus, &record)) return false;
-        const int32_t decoded = decode_mcus(scan, mode, mcus, blocks + offset, last + offset);
+        const int32_t decoded = info->source ? info->source->decode(scan, mode, mcus, blocks + offset, last + offset)
+                                             : decode_mcus(scan, mode, mcus, blocks + offset, last + offset);
         if (record && decoded > 0) record->flags |= kMapValid;
         done += decoded;
         if (decoded == mcus) continue;
@@ -239,10 +242,12 @@ extern "C" {
 void BRIMJ_SetupiMcu(JpegInfo *) {}
 
 int32_t BRIMJ_DecodeSingleiMcu(JpegInfo *info, uint8_t ***sampleRows) {
+    if (info->decInfo->threadBandStart) processMidPoint(info);
     take_due_midpoint(info);
     return decode_imcu(info, McuMode::kFull, sampleRows);
 }
 int32_t BRIMJ_DecodeSingleiMcu_resize(JpegInfo *info, uint8_t ***sampleRows) {
+    if (info->decInfo->threadBandStart) processMidPoint(info);
     take_due_midpoint(info);
     return decode_planned_imcu(info, sampleRows);
 }

@@ -26,7 +26,7 @@ void close_scan(FurtherScan *further) {
 }
 
 FurtherScan *open_scan(const IoInfo *source) {
-    IoInfo *io = open_again(source);
+    IoInfo *io = share_input(source);
     void *memory = io ? os_allocate_zeroed(sizeof(FurtherScan)) : nullptr;
     if (!memory) {
         close_again(io);

@@ -1,5 +1,5 @@
 // The choice of a decode method by size, reduction and restart interval.
-#include "jpeg/decoder/method.h"
+#include "jpeg/decoder/threads/method.h"
 
 #include <vorel/jpeg_decoder.h>
 

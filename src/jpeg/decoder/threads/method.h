@@ -26,6 +26,9 @@ struct DecodeRequest {
     bool has_window;  // a window's height is set already
 };
 
+// The caller's among them.
+constexpr int32_t kMostBandThreads = 6;
+
 // What the methods need to know besides.
 struct DecodeSplit {
     DecodeMethod method;

@@ -1,51 +1,13 @@
-// RGBA to YUV 4:2:0 in 16-bit fixed point: video range with chroma of one pixel in four, full range with mean chroma.
-#ifndef VOREL_TO_YUV_SCALAR
-#define VOREL_TO_YUV_SCALAR
+// RGBA to planes of YUV 4:2:0: full range with mean chroma.
+#ifndef VOREL_TO_PLANES_SCALAR
+#define VOREL_TO_PLANES_SCALAR
 
-#include "util/kernels/internal.h"
-#include "util/kernels/prefetch.h"
+#include "util/kernels/rgba_rows.h"
 
 namespace vorel {
 namespace {
 
-struct Weights {
-    int32_t r, g, b;
-};
-constexpr int32_t kLumaRound = 32768, kChromaRound = 32767 + (128 << 16);
-constexpr Weights kVideoY = {16828, 33038, 6416}, kVideoU = {-9713, -19070, 28784}, kVideoV = {28784, -24103, -4680};
 constexpr Weights kFullY = {19595, 38470, 7471}, kFullU = {-11059, -21709, 32768}, kFullV = {32768, -27439, -5329};
-constexpr int32_t kBlack = 16;  // what video range adds to Y
-
-// Results need no clamp: they are convex, and the corners of the cube lie in 0..255.
-int32_t weigh(const Weights &weights, const uint8_t *rgba, int32_t round) {
-    return (weights.r * rgba[0] + weights.g * rgba[1] + weights.b * rgba[2] + round) >> 16;
-}
-
-[[maybe_unused]] RgbaRows rows_from(const RgbaRows &rows, int32_t x, bool planar) {
-    RgbaRows rest = rows;
-    for (int row = 0; row < 2; ++row) {
-        rest.rgba[row] = rows.rgba[row] ? rows.rgba[row] + ptrdiff_t{x} * 4 : nullptr;
-        rest.y[row] = rows.y[row] ? rows.y[row] + x : nullptr;
-    }
-    rest.first += planar ? x / 2 : x;
-    if (planar) rest.second += x / 2;
-    rest.width -= x;
-    return rest;
-}
-
-template <Chroma kLayout>
-void scalar_to_pairs(const RgbaRows &rows) {
-    for (int32_t x = 0; x < rows.width; ++x) {
-        const uint8_t *pixel = rows.rgba[0] + ptrdiff_t{x} * 4;
-        for (int row = 0; row < 2 && rows.rgba[row]; ++row) {
-            rows.y[row][x] =
-                static_cast<uint8_t>(weigh(kVideoY, rows.rgba[row] + ptrdiff_t{x} * 4, kLumaRound) + kBlack);
-        }
-        if (x & 1) continue;
-        rows.first[x + (kLayout == Chroma::kVu)] = static_cast<uint8_t>(weigh(kVideoU, pixel, kChromaRound));
-        rows.first[x + (kLayout == Chroma::kUv)] = static_cast<uint8_t>(weigh(kVideoV, pixel, kChromaRound));
-    }
-}
 
 int32_t mean(int32_t a, int32_t b) { return (a + b + 1) >> 1; }
 
@@ -73,17 +35,15 @@ void scalar_to_planes(const RgbaRows &rows) {
 
 }  // namespace
 
-void add_scalar_to_yuv(UtilKernels *table) {
-    table->rgba_to_yuv[static_cast<int>(Chroma::kUv)] = scalar_to_pairs<Chroma::kUv>;
-    table->rgba_to_yuv[static_cast<int>(Chroma::kVu)] = scalar_to_pairs<Chroma::kVu>;
+void add_scalar_to_planes(UtilKernels *table) {
     table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = scalar_to_planes;
 }
 
 }  // namespace vorel
 
-#endif  // VOREL_TO_YUV_SCALAR
+#endif  // VOREL_TO_PLANES_SCALAR
 
-#define VOREL_SIMD_FILE "util/kernels/to_yuv.cc"
+#define VOREL_SIMD_FILE "util/kernels/to_planes.cc"
 #include "util/simd_targets.h"
 //
 #include "util/simd_ops.h"
@@ -92,121 +52,7 @@ VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR
 namespace {
 
-// The sums kR * R + kG * G + kB * B + round of pixels in 32-bit lanes. x86 multiplies 16-bit neighbours and adds them:
-// R with B, G with A, whose weight is 0. A weight of 32768 is -32768 and the sample 16 bits up; a larger one is halved
-// and counts twice.
-template <int kR, int kG, int kB, class D32>
-inline hn::Vec<D32> weighted(D32 d, hn::Vec<D32> pixels, int32_t round) {
-#if HWY_ARCH_X86
-    const hn::Repartition<int16_t, D32> d16;
-    const auto red_blue = hn::And(pixels, hn::Set(d, 0x00FF00FF));
-    const auto green = hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(hn::Repartition<uint16_t, D32>(), pixels)));
-    constexpr int kGreenOnce = kG > 32767 ? kG / 2 : kG;
-    constexpr int kRed16 = kR == 32768 ? -32768 : kR, kBlue16 = kB == 32768 ? -32768 : kB;
-    static_assert(kG <= 32767 || kG % 2 == 0);
-    auto unused = hn::Zero(d);
-    auto sum = hn::Set(d, round);
-    if constexpr (kR == 32768) sum = hn::Add(sum, hn::ShiftLeft<16>(red_blue));
-    if constexpr (kB == 32768) sum = hn::Add(sum, hn::And(red_blue, hn::Set(d, 0x00FF0000)));
-    sum = hn::ReorderWidenMulAccumulate(d, hn::BitCast(d16, red_blue),
-                                        hn::BitCast(d16, hn::Set(d, kBlue16 * 65536 + (kRed16 & 0xFFFF))), sum, unused);
-    const auto green_weight = hn::BitCast(d16, hn::Set(d, kGreenOnce & 0xFFFF));
-    const auto product = hn::ReorderWidenMulAccumulate(d, green, green_weight, hn::Zero(d), unused);
-    sum = hn::Add(sum, product);
-    if constexpr (kGreenOnce != kG) sum = hn::Add(sum, product);
-    return sum;
-#else
-    const auto byte = hn::Set(d, 0xFF);
-    const auto r = hn::And(pixels, byte), g = hn::And(hn::ShiftRight<8>(pixels), byte),
-               b = hn::And(hn::ShiftRight<16>(pixels), byte);
-    return hn::Add(hn::Add(hn::Mul(r, hn::Set(d, kR)), hn::Mul(g, hn::Set(d, kG))),
-                   hn::Add(hn::Mul(b, hn::Set(d, kB)), hn::Set(d, round)));
-#endif
-}
-
-// Packing four vectors leaves, in each block, four bytes of each of them: this puts block after block of each.
-struct BlockAfterBlock {
-    static constexpr int32_t from(int lane, int blocks) { return 4 * (lane % blocks) + lane / blocks; }
-};
-template <class D8>
-inline hn::Vec<D8> in_order(D8 d, hn::Vec<D8> packed) {
-    return reorder_lanes<BlockAfterBlock>(d, packed);
-}
-
-// The pixels of a step, as many as D8 has lanes.
-template <class D8>
-struct Pixels {
-    using D32 = hn::Repartition<int32_t, D8>;
-    using D16 = hn::Repartition<int16_t, D8>;
-    hn::Vec<D32> a, b, c, d;  // no array: compilers keep those in memory
-
-    Pixels(D8, const uint8_t *rgba) : a(load(rgba, 0)), b(load(rgba, 1)), c(load(rgba, 2)), d(load(rgba, 3)) {}
-    static hn::Vec<D32> load(const uint8_t *rgba, size_t quarter) {
-        return hn::BitCast(D32(), hn::LoadU(D8(), rgba + quarter * hn::MaxLanes(D8())));
-    }
-    template <int kR, int kG, int kB>
-    static hn::Vec<D32> shifted(hn::Vec<D32> pixels, int32_t round) {
-        return hn::ShiftRight<16>(weighted<kR, kG, kB>(D32(), pixels, round));
-    }
-    // Weighed, in 16 bits and the order of packing.
-    template <int kR, int kG, int kB>
-    void weigh(int32_t round, hn::Vec<D16> *low, hn::Vec<D16> *high) const {
-        *low = hold_words(D16(), shifted<kR, kG, kB>(a, round), shifted<kR, kG, kB>(b, round));
-        *high = hold_words(D16(), shifted<kR, kG, kB>(c, round), shifted<kR, kG, kB>(d, round));
-    }
-    template <int kR, int kG, int kB>
-    hn::Vec<D8> bytes(int32_t round) const {
-        hn::Vec<D16> low, high;
-        weigh<kR, kG, kB>(round, &low, &high);
-        return in_order(D8(), pack_bytes(low, high));
-    }
-    // The weights of one chroma sample for the even pixels.
-    template <int kR, int kG, int kB>
-    hn::Vec<D16> weigh_even() const {
-        return hold_words(D16(), shifted<kR, kG, kB>(every_other<0>(a, b), kChromaRound),
-                          shifted<kR, kG, kB>(every_other<0>(c, d), kChromaRound));
-    }
-    template <Chroma kLayout>
-    hn::Vec<D8> pairs() const {
-        const auto u = weigh_even<kVideoU.r, kVideoU.g, kVideoU.b>();
-        const auto v = weigh_even<kVideoV.r, kVideoV.g, kVideoV.b>();
-        const auto words = kLayout == Chroma::kUv ? hn::Or(u, hn::ShiftLeft<8>(v)) : hn::Or(v, hn::ShiftLeft<8>(u));
-        return in_order(D8(), hn::BitCast(D8(), words));
-    }
-};
-
-// What both rows hold a few steps further on; behind their end that is the next rows' beginning.
-template <class D8>
-inline void prefetch_rows(D8, const RgbaRows &rows, int32_t x) {
-    constexpr ptrdiff_t kAhead = 1024;
-    prefetch_ahead<3>(rows.rgba[0] + ptrdiff_t{x} * 4, kAhead, 4 * hn::MaxLanes(D8()));
-    if (rows.rgba[1]) prefetch_ahead<3>(rows.rgba[1] + ptrdiff_t{x} * 4, kAhead, 4 * hn::MaxLanes(D8()));
-}
-
-template <Chroma kLayout>
-struct ToPairs {
-    static constexpr int32_t kUnit = 2;
-    const RgbaRows &rows;
-
-    template <class D8>
-    void vector(D8 d, int32_t x) const {
-        constexpr int32_t kRound = kLumaRound + (kBlack << 16);
-        prefetch_rows(d, rows, x);
-        const Pixels<D8> top(d, rows.rgba[0] + ptrdiff_t{x} * 4);
-        hn::StoreU(top.template bytes<kVideoY.r, kVideoY.g, kVideoY.b>(kRound), d, rows.y[0] + x);
-        hn::StoreU(top.template pairs<kLayout>(), d, rows.first + x);
-        if (!rows.rgba[1]) return;
-        const Pixels<D8> bottom(d, rows.rgba[1] + ptrdiff_t{x} * 4);
-        hn::StoreU(bottom.template bytes<kVideoY.r, kVideoY.g, kVideoY.b>(kRound), d, rows.y[1] + x);
-    }
-    void scalar(int32_t x, int32_t count) const {
-        RgbaRows part = rows_from(rows, x, false);
-        part.width = count;
-        scalar_to_pairs<kLayout>(part);
-    }
-};
-
-// Full range. With c = R - G and a = B - G
+// With c = R - G and a = B - G
 //     Y = (G + G + t + 1) >> 1       t = (2 * (19595 c + 7471 a)) >> 16
 //     U = (B + 255 - f + 1) >> 1     f = G + (22118 c >> 16)
 //     V = (R + 255 - h + 1) >> 1     h = G + (10658 a >> 16)
@@ -217,6 +63,10 @@ static_assert(kFullY.r + kFullY.g + kFullY.b == 65536);
 static_assert(kFullU.r + kFullU.g + kFullU.b == 0 && kFullV.r + kFullV.g + kFullV.b == 0);
 static_assert(kFullU.b == 32768 && kFullV.r == 32768);
 constexpr int16_t kRedInU = -2 * kFullU.r, kBlueInV = -2 * kFullV.b;
+
+// Whether a step of a row begins the next one. The widest vectors gain nothing by it.
+template <class D8>
+constexpr bool kBeginsAhead = HWY_ARCH_X86 &&hn::MaxLanes(D8()) < 64;
 
 #if HWY_ARCH_X86
 // Compilers would rather load again, as an instruction's operand, than keep a vector; loads across cache lines cost
@@ -257,24 +107,6 @@ inline hn::Vec<D8> less_bytes(D8 d, hn::Vec<D8> from, V even, V odd) {
         const hn::Repartition<int16_t, D8> d16;
         return hn::BitCast(d, hn::Sub(hn::Sub(hn::BitCast(d16, from), even), hn::ShiftLeft<8>(odd)));
     }
-}
-// The upper halves of 32-bit lanes, those of `even` in the even 16-bit lanes.
-template <class D16, class V>
-inline hn::Vec<D16> upper_halves(D16 d, V even, V odd) {
-#if HWY_TARGET == HWY_AVX3
-    if constexpr (hn::MaxLanes(D16()) == 32) {
-        struct Table {
-            alignas(64) int16_t index[32];
-        };
-        static constexpr Table kTable = [] {
-            Table table = {};
-            for (int i = 0; i < 32; ++i) table.index[i] = static_cast<int16_t>((i | 1) + (i % 2 ? 32 : 0));
-            return table;
-        }();
-        return hn::Vec<D16>{_mm512_permutex2var_epi16(even.raw, hn::Load(d, kTable.index).raw, odd.raw)};
-    }
-#endif
-    return hn::OddEven(hn::BitCast(d, odd), hn::BitCast(d, hn::ShiftRight<16>(even)));
 }
 // The even bytes of `even` and the odd ones of `odd`. `signs` is negative in the odd bytes only: a constant that is
 // there anyway, where a mask would take another register.
@@ -372,24 +204,23 @@ struct FullRangePair {
 };
 
 // A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours. `start` is the
-// row's, and after it that of `next`, which may be null:
-// products are begun before the last ones are used, for they are what a step waits for.
+// row's, and after it that of `next`, the other row or the next step: products are begun before the last ones are used,
+// for they are what a step waits for.
 template <bool kStreamed, class D8>
 struct FullRangeRow {
     hn::Vec<D8> vu;  // in each block two 32-bit lanes of the first pair, two of the second
 
     FullRangeRow(D8 d, FullRangeStart<D8> &start, const uint8_t *rgba, const uint8_t *next, uint8_t *y) {
         const hn::Repartition<int16_t, D8> d16;
-        constexpr bool kAhead = hn::MaxLanes(D8()) < 64;  // the widest vectors gain nothing
-        if constexpr (!kAhead) start = FullRangeStart<D8>(d, rgba);
+        if constexpr (!kBeginsAhead<D8>) start = FullRangeStart<D8>(d, rgba);
         const FullRangePair<D8> a(start);
-        const auto left = a.vu(d);
         start = FullRangeStart<D8>(d, rgba + 2 * hn::MaxLanes(D8()));
+        const auto left = a.vu(d);
         const FullRangePair<D8> b(start);
         const auto right = b.vu(d);
         const auto even = upper_halves(d16, a.first, b.first), odd = upper_halves(d16, a.second, b.second);
         const auto green = hn::BitCast(d, hn::OddEven(hn::BitCast(d16, b.green), hn::BitCast(d16, a.green)));
-        if (kAhead && next) start = FullRangeStart<D8>(d, next);
+        if constexpr (kBeginsAhead<D8>) start = FullRangeStart<D8>(d, next);
         const auto luma = hn::AverageRound(green, plus_bytes(d, green, even, odd));
         alignas(16) static constexpr uint8_t kFours[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
         const auto bytes = in_order(d, hn::TableLookupBytes(luma, hn::LoadDup128(d, kFours)));
@@ -469,12 +300,15 @@ struct ToPlanes {
 
     template <class D8>
     void vector(D8 d, int32_t x) const {
-        prefetch_rows(d, rows, x);
-        const uint8_t *top = rows.rgba[0] + ptrdiff_t{x} * 4;
-        const uint8_t *bottom = rows.rgba[1] ? rows.rgba[1] + ptrdiff_t{x} * 4 : nullptr;
-        FullRangeStart<D8> start(d, top);
+        FullRangeStart<D8> start(d, rows.rgba[0] + ptrdiff_t{x} * 4);
+        step(d, x, x, start);
+    }
+    template <class D8>
+    void step(D8 d, int32_t x, int32_t next, FullRangeStart<D8> &start) const {
+        prefetch_rows(rows, x, hn::MaxLanes(d));
+        const uint8_t *top = rows.rgba[0] + ptrdiff_t{x} * 4, *bottom = rows.rgba[1] + ptrdiff_t{x} * 4;
         FullRangeRow<kStreamed, D8> chroma(d, start, top, bottom, rows.y[0] + x);
-        if (bottom) chroma.average({d, start, bottom, nullptr, rows.y[1] + x});
+        chroma.average({d, start, bottom, rows.rgba[0] + ptrdiff_t{next} * 4, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
     void scalar(int32_t x, int32_t count) const {
@@ -484,19 +318,27 @@ struct ToPlanes {
     }
 };
 
-template <Chroma kLayout>
-void to_pairs(const RgbaRows &rows) {
-    sweep(ToPairs<kLayout>{rows}, rows.width);
+// As sweep(), but each step begins the next one.
+template <bool kStreamed>
+void sweep_ahead(const ToPlanes<kStreamed> &row) {
+    using D8 = hn::ScalableTag<uint8_t>;
+    constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
+    const int32_t width = row.rows.width, odd = width % row.kUnit, last = width - odd - kStep;
+    if (!kBeginsAhead<D8> || last < 0) return sweep(row, width);
+    FullRangeStart<D8> start(D8(), row.rows.rgba[0]);
+    for (int32_t x = 0, next;; x = next) {
+        next = x + kStep < last ? x + kStep : last;
+        row.step(D8(), x, next, start);
+        if (x == last) break;
+    }
+    if (odd) row.scalar(width - 1, 1);
 }
 void to_planes(const RgbaRows &rows) {
-    rows.streamed ? sweep(ToPlanes<true>{rows}, rows.width) : sweep(ToPlanes<false>{rows}, rows.width);
+    const RgbaRows both = with_second_row(rows);
+    rows.streamed ? sweep_ahead(ToPlanes<true>{both}) : sweep_ahead(ToPlanes<false>{both});
 }
 
-void add_to_yuv(UtilKernels *table) {
-    table->rgba_to_yuv[static_cast<int>(Chroma::kUv)] = to_pairs<Chroma::kUv>;
-    table->rgba_to_yuv[static_cast<int>(Chroma::kVu)] = to_pairs<Chroma::kVu>;
-    table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = to_planes;
-}
+void add_to_planes(UtilKernels *table) { table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = to_planes; }
 
 }  // namespace
 #endif  // VOREL_SIMD_VECTOR
@@ -505,8 +347,8 @@ VOREL_SIMD_END
 #if VOREL_SIMD_ONCE
 namespace vorel {
 
-void add_vector_to_yuv(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
-    VOREL_SIMD_CALL(target, add_to_yuv(table));
+void add_vector_to_planes(SimdTarget target, [[maybe_unused]] UtilKernels *table) {
+    VOREL_SIMD_CALL(target, add_to_planes(table));
 }
 
 }  // namespace vorel
