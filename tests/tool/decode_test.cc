@@ -75,6 +75,8 @@ TEST_F(DecodeTool, PiecesAreThePicture) {
         }
     }
     folder.put("wrong.points", {9, 0, 0, 0});
+    const Bytes large = make_jpeg(800, 900, 3);  // worth several threads, one of which fails
+    folder.put("cut.jpg", vorel::test::head(large, large.size() / 2));
     const struct {
         const char *line;
         int status;
@@ -87,6 +89,8 @@ TEST_F(DecodeTool, PiecesAreThePicture) {
         {"decode tall.jpg new.png --strips 8 --size 10x10", 2, "--size"},
         {"decode tall.jpg new.png --checkpoints tall.points --sample 3", 2, "--sample"},
         {"decode bits.wbmp new.png --strips 8", 1, "only JPEG"},
+        {"decode cut.jpg new.png", 1, "cannot be decoded"},
+        {"decode cut.jpg new.png --strips 64", 1, "cannot be decoded"},
         {"checkpoints bits.wbmp --out new.points", 1, "only JPEG"},
     };
     for (const auto &row : refused) expect_refused(row.line, row.status, row.says);

@@ -189,7 +189,9 @@ bool run_decoder(Session &session, const ImageInfo &info, const DecodeOptions &o
             picture = decode_png_of(session, info, options, picture);
             return true;
         default:
-            return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, options.sample) == 1;
+            // Threads whose part of the picture failed show in the error word alone.
+            return VORELBRIM_PDecodeJPEG(session.get(), output, picture.width, picture.height, options.sample) == 1 &&
+                   gVORELBRIM_Error == 0;
     }
 }
 

@@ -269,6 +269,9 @@ int32_t run_bands(JpegInfo *info, const FrameRequest &request, DecodeMethod meth
         if (reader != &run.caller) close_reader(static_cast<OwnReader *>(reader));
     }
     pthread_mutex_destroy(&run.lock);
+    const bool failed = !own || std::any_of(bands, bands + run.band_count,
+                                            [](const Band &band) { return band.state == BandState::kFailed; });
+    if (failed) set_error(kErrorJpegDecoder);
     // Required: bands that fail on the threads of the pool, or of the other two methods, are no failure.
     return run.stopped() ? 0 : method != DecodeMethod::kPool || own;
 }
