@@ -1,6 +1,8 @@
 // Where and when numbers were measured.
 #include "machine.h"
 
+#include <sched.h>
+
 #include <unistd.h>
 
 #include <ctime>
@@ -30,6 +32,13 @@ std::string now() {
 
 std::string machine_line() {
     return processor() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " cores; GCC " __VERSION__ "; " + now();
+}
+
+void stay_on_one_processor() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(static_cast<size_t>(sched_getcpu()), &set);
+    sched_setaffinity(0, sizeof set, &set);
 }
 
 }  // namespace vorel_bench

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "machine.h"
 #include "measure.h"
 #include "report.h"
 #include "util/simd_targets.h"
@@ -131,6 +132,7 @@ int run(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     Arguments arguments;
     if (!read_arguments(argc, argv, &arguments)) return 2;
+    stay_on_one_processor();
     const Effort effort = arguments.quick ? Effort{0.2, 3, 5} : Effort{};
     const std::regex filter(arguments.filter);
     for (const Row &row : all_rows()) {

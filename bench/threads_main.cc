@@ -40,6 +40,8 @@ constexpr Case kCases[] = {
     {"two-sessions", two_sessions, 40, 1, false, false},
     {"two-sessions", two_sessions, 40, 1, false, true},
     {"pool", choose, 1, 1, false, false},
+    {"pool", choose, 1, 2, false, false},
+    {"pool", choose, 1, 4, false, false},
     {"pool", choose, 12, 1, false, false},
     {"pool", choose, 40, 1, false, false},
     {"pool", choose, 12, 2, false, false},

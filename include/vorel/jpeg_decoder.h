@@ -70,7 +70,7 @@ typedef void (*BrimIdctFunc)(const uint8_t *rangeLimit, const int32_t *multiplie
  * DecInfo.checkFn, at most one row of MCUs late; rows written so far stay. Returns 1, or 0 for null arguments, a
  * session whose type is not JPEG, a refused stream (docs/tolerance.md), a cancel, a thread that could not be started.
  * Where the bands are not those of an exact reduction of a picture with three components, 1 is also the result of a
- * stream that broke off: the rows behind that stay as they were. */
+ * stream that broke off: the rows behind that stay as they were, and the error word is 2. */
 VOREL_API int32_t VORELBRIM_PDecodeJPEG(DecInfo *session, void *output, int32_t width, int32_t height,
                                         int32_t sampleSize);
 /* The same in one piece, whatever the size, and 0 for every stream that breaks off. At 1/8 and below, large baseline

@@ -19,8 +19,8 @@ VOREL_BEGIN_DECLS
  * several threads (a FILE, callbacks), a session that takes checkpoints, a height too small to divide, and a process
  * with one processor are decoded in one piece. sampleSize is ignored. RST is for pictures with restart markers, whose
  * bands are found by these; No_RST reaches them by walking the Huffman codes. 1, also where a band failed: its rows
- * stay as they were from there on. 0 where nothing could be opened, a thread could not be started, or the decode was
- * cancelled. */
+ * stay as they were from there on, and the error word is 2. 0 where nothing could be opened, a thread could not be
+ * started, or the decode was cancelled. */
 VOREL_API int32_t VORELBRIM_PDecodeJPEG_RST(DecInfo *session, void *output, int32_t width, int32_t height,
                                             int32_t sampleSize);
 VOREL_API int32_t VORELBRIM_PDecodeJPEG_No_RST(DecInfo *session, void *output, int32_t width, int32_t height,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <latch>
 #include <random>
 #include <thread>
 
@@ -26,7 +27,9 @@ void run_shuffled(vorel_threadpool *pool) {
     while (vorel_threadpool_task *task = vorel_threadpool_queue_dequeue(&pool->waiting)) tasks.push_back(*task);
     std::shuffle(tasks.begin(), tasks.end(), g_order);
     std::atomic<size_t> next{0};
+    std::latch all_there(std::max(g_threads, 1));
     const auto work = [&] {
+        all_there.arrive_and_wait();
         for (size_t i; (i = next++) < tasks.size();) tasks[i].routine(tasks[i].argument);
     };
     std::vector<std::thread> threads;
@@ -94,10 +97,10 @@ DecodeSpec random_spec(std::mt19937 &random, int width, int height) {
     const int share = 1 << random() % 4;
     const bool exact = random() % 2;
     DecodeSpec spec{.format = kAllFormats[random() % std::size(kAllFormats)], .fill = 0xA5};
-    spec.width = exact ? std::max(1, (width + share / 2) / share) : 1 + static_cast<int>(random()) % width;
-    spec.height = exact ? std::max(1, (height + share / 2) / share) : 1 + static_cast<int>(random()) % height;
-    spec.width = std::abs(spec.width);
-    spec.height = std::abs(spec.height);
+    spec.width = exact ? std::max(1, (width + share / 2) / share)
+                       : 1 + static_cast<int>(random() % static_cast<uint32_t>(width));
+    spec.height = exact ? std::max(1, (height + share / 2) / share)
+                        : 1 + static_cast<int>(random() % static_cast<uint32_t>(height));
     spec.options = kFits[random() % 6] | (random() % 3 == 0 ? random() % 4 * 4 : 0);
     spec.kind = random() % 3 ? Kind::kMemory : kAllKinds[random() % 5];
     if (random() % 4 == 0) {
@@ -105,6 +108,7 @@ DecodeSpec random_spec(std::mt19937 &random, int width, int height) {
         spec.window_y = random() % static_cast<uint32_t>(spec.height);
         spec.window_width = 1 + random() % static_cast<uint32_t>(spec.width);
         spec.window_height = 1 + random() % static_cast<uint32_t>(spec.height);
+        spec.window_in_place = random() % 2;
     }
     return spec;
 }
@@ -232,6 +236,12 @@ TEST(JpegThreads, CancelsAtEveryRow) {
                 ASSERT_EQ(allocator.live_blocks(), 0u);
             }
         }
+        // Nobody cancels: each row is asked about once, and those of bands that are left to the caller once more.
+        const Threads running(1, c.chunk);
+        g_cancel_at = 1000;
+        g_checks = 0;
+        EXPECT_EQ(decode(jpeg, c.spec).result, 1);
+        EXPECT_LE(g_checks, c.chunk ? 19 : c.restarts ? 35 : 29);
     }
 }
 
@@ -241,21 +251,23 @@ TEST(JpegThreads, MissingMemory) {
         DecodeSpec spec;
         int32_t chunk;
     };
-    const DecodeSpec full{.format = COLOR_RGBA8888, .width = 80, .height = 100, .entry = by_two};
-    const DecodeSpec eighth{.format = COLOR_RGBA8888, .width = 10, .height = 13};
-    const Bytes jpeg = turbo_picture({.width = 80, .height = 100, .quality = 95});
-    for (const Case &c : {Case{full, 0}, Case{eighth, 200}}) {
+    const DecodeSpec full{.format = COLOR_RGBA8888, .width = 320, .height = 1600, .entry = by_two};
+    const DecodeSpec eighth{.format = COLOR_RGBA8888, .width = 40, .height = 200};
+    const Bytes jpeg = turbo_picture({.width = 320, .height = 1600, .quality = 90});
+    for (const Case &c : {Case{full, 0}, Case{eighth, 9000}}) {
         const Decoded expected = plainly(jpeg, c.spec);
-        const Threads threads(1, c.chunk);
-        with_each_allocation_failing([&](const CountingAllocator &allocator) {
-            const Decoded out = decode(jpeg, c.spec);
-            if (out.result) {
-                EXPECT_TRUE(same(out, expected));
-            } else {
-                EXPECT_TRUE(allocator.failed());
-            }
-            EXPECT_EQ(allocator.live_blocks(), 0u);
-        });
+        for (const int runners : {0, 2}) {
+            const Threads threads(runners, c.chunk);
+            with_each_allocation_failing([&](const CountingAllocator &allocator) {
+                const Decoded out = decode(jpeg, c.spec);
+                if (out.result) {
+                    EXPECT_TRUE(same(out, expected));
+                } else {
+                    EXPECT_TRUE(allocator.failed());
+                }
+                EXPECT_EQ(allocator.live_blocks(), 0u);
+            });
+        }
     }
 }
 

@@ -114,10 +114,11 @@ FramePlanes planes_of_frame(int32_t format, int32_t width, int32_t height) {
 }
 
 JpegInfo *decoder_of(const DecInfo *session, int32_t number) {
+    // Threads of different numbers look at nothing but their own.
+    if (number > 1) return number <= kMaxMidpoints ? session->midpointDecoders[number - 2] : nullptr;
     // A record that has become the region map decodes nothing more.
     JpegInfo *main = static_cast<JpegInfo *>(session->codecState);
-    if (number <= 1) return main == session->retainedJpegInfo ? nullptr : main;
-    return number <= kMaxMidpoints ? session->midpointDecoders[number - 2] : nullptr;
+    return main == session->retainedJpegInfo ? nullptr : main;
 }
 
 void close_decoder_of(DecInfo *session, int32_t number) {
