@@ -130,10 +130,11 @@ bool has_foreign_state(const DecInfo *session) {
 
 JpegInfo *decoder_of(const DecInfo *session, int32_t number) {
     if (has_foreign_state(session)) return nullptr;
+    // Threads of other numbers look at their own slots alone.
+    if (number > 1) return number <= kMaxMidpoints ? session->midpointDecoders[number - 2] : nullptr;
     // A record that has become the region map decodes nothing more.
     JpegInfo *main = static_cast<JpegInfo *>(session->codecState);
-    if (number <= 1) return main == session->retainedJpegInfo ? nullptr : main;
-    return number <= kMaxMidpoints ? session->midpointDecoders[number - 2] : nullptr;
+    return main == session->retainedJpegInfo ? nullptr : main;
 }
 
 void close_decoder_of(DecInfo *session, int32_t number) {
