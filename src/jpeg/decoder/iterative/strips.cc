@@ -167,6 +167,8 @@ int32_t strip_of(JpegInfo *info, void *output, int32_t width, int32_t rows, int3
     const StripBuffer strip = strip_buffer(info->plan.outColorFormat, output, width, rows);
     if (info->plan.window.width > width || !begin_strips(info, strip)) return 0;
     StripState &state = info->iteration->strip;
+    // Calls that go through the whole picture may have gone beyond the rows of a number.
+    end = std::max(end, state.next);
     store_relaxed(&info->decInfo->stripStartRow, static_cast<uint32_t>(state.next));
     if (strip.guard != 0) return decode_strip(info, strip, rows, end);
     state.next = static_cast<int32_t>(std::min<int64_t>(int64_t{state.next} + rows, end));
