@@ -18,6 +18,7 @@ struct Request {
 
 struct Part {
     int32_t map = -1, result = -1;
+    uint32_t picture_width = 0, picture_height = 0;
     Bytes output;
     bool operator==(const Part &) const = default;
 };
@@ -30,6 +31,8 @@ Part decode(Session &&session, const Request &at, Decoder *decoder) {
     DecInfo *base = session.get();
     if (!base) return out;
     out.map = VORELBRIM_ScanHuffmanInfo(base);
+    out.picture_width = base->imageWidth;
+    out.picture_height = base->imageHeight;
     out.result = decoder(base, out.output.data(), 1, 1, at.x, at.y, at.width, at.height, at.sample);
     VORELBRIM_DestroyJpegInfo(base);
     return out;
@@ -58,11 +61,17 @@ Request choose(Case &input) {
 // rest.
 void compare_with_whole(const Bytes &picture, const ImageInfo &info, const Request &at, const Part &part) {
     if (part.result != 1 || at.format != COLOR_RGBA8888 || (info.progressive && at.sample != 1)) return;
+    // Of several frame headers detection and the decoder may take different ones.
+    if (part.picture_width != info.width || part.picture_height != info.height) return;
     const int32_t width = reduced(info.width, at.sample), height = reduced(info.height, at.sample);
     Session session(picture, Kind::kMemory, at.format, VOREL_OPTION_FIT_STRETCH);
     Bytes whole(format_bytes(at.format, width, height), kFill);
     if (!session.get() || VORELBRIM_DecodeJPEG(session.get(), whole.data(), width, height) != 1) return;
+    // At 1/8 an MCU fails whose DC is out of range. Predictors of a map have 16 bits, so of data that runs away some
+    // MCUs come out that the whole leaves gray, in its last rows, where failures are forgiven.
+    const int32_t strict = at.sample >= 8 ? height - 32 : height;
     for (int32_t row = 0; row < at.height; ++row) {
+        if (at.y + row < height && at.y + row >= strict) continue;
         for (int32_t column = 0; column < at.width; ++column) {
             const auto *pixel = &part.output[4 * static_cast<size_t>(row * at.width + column)];
             const bool inside = at.x + column < width && at.y + row < height;

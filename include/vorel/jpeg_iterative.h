@@ -1,6 +1,8 @@
 /* JPEG decodes in pieces: checkpoints that applications keep as bytes, rows a few at a time, strips with guard rows,
  * bands. An iterative decode is VORELBRIM_PrepareJPEGIter until it stops returning 4, then one of the DecodeJPEG...Iter
- * functions until it stops returning 4. A session serves one such decode at a time. Sizes are pixels. */
+ * functions until it stops returning 4. A session serves one such decode at a time: other functions that read its
+ * input have to wait for its end, and so do changes to its window. One that is left early ends by
+ * VORELBRIM_AbortJPEGIter, before its session is destroyed. Sizes are pixels. */
 #ifndef VOREL_JPEG_ITERATIVE_H
 #define VOREL_JPEG_ITERATIVE_H
 
@@ -48,7 +50,7 @@ VOREL_API void SAVE_MID_POINT(JpegInfo *jpegInfo);
 VOREL_API void LOAD_MID_POINT(JpegInfo *jpegInfo);
 VOREL_API void SetMidPoint(void);
 /* The first picture row of checkpoint `index` (1 to midpointCount; 0 counts as 1), divided by divisor; 0 where there is
- * none, and without an iterative decode. */
+ * none, or from the second on no decoder for it, and without an iterative decode. */
 VOREL_API int32_t VORELBRIM_GetJPEGMidPoint(DecInfo *session, int32_t divisor, int32_t index);
 /* The session's checkpoints as bytes: a count, then 68 bytes each, zeros for those that are not there. Returns how many
  * bytes that takes; nothing is written when `size` is less. */
@@ -67,15 +69,16 @@ VOREL_API int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int
 /* Its first step: 1, with the decoder in *decoderSlot and as the session's codecState, or 0. */
 VOREL_API int32_t VORELBRIM_InitJPEGIter(DecInfo *session, JpegInfo **decoderSlot, int32_t width, int32_t height);
 /* The next `rows` output rows, to where they belong in output, which holds the whole width x height pixels and may be
- * another one at each call. 4 more to come, 1 finished, 0 failed (rows written so far stay), 6 cancelled by abortFlag.
- * Everything but 4 frees the decoder. */
+ * another one at each call. A decode that has begun in strips does not go on here. 4 more to come, 1 finished, 0 failed
+ * (rows written so far stay), 6 cancelled by abortFlag. Everything but 4 frees the decoder. */
 VOREL_API int32_t VORELBRIM_DecodeJPEGIter(DecInfo *session, void *output, int32_t width, int32_t height,
                                            uint32_t flags, int32_t rows);
 /* The next strip: output holds rows + 2 rows of width pixels, for YUV420, NV21 and NV12 rows + 4 of luma and half as
  * many of chroma behind them (rows has to be even for these). Between guard rows, one or two above and below, which are
  * the neighbouring rows of the picture and repeat its first and last row at its ends, stand the rows themselves. The
  * last strip may have fewer; the rest of its buffer is cleared. Rows are not turned. Other formats than RGB565, RGB888,
- * the ones with four bytes and those three are passed over without a row. Results as above. */
+ * the ones with four bytes and those three are passed over without a row. 0 rows in front of the first strip leave the
+ * buffer as it is. Results as above. */
 VOREL_API int32_t VORELBRIM_DecodeJPEGIter4LTN(DecInfo *session, void *output, int32_t width, int32_t height,
                                                uint32_t flags, int32_t rows);
 /* The strips between two checkpoints: number 1 begins at the top of the picture, number n from 2 on at checkpoint n,

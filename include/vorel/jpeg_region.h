@@ -99,7 +99,7 @@ VOREL_API void _deleteEntropyStateForProg(JpegInfo *decoder);
  * where no child can be made, where there is no map, for broken data, when cancelled. */
 VOREL_API int32_t VORELBRIM_DecodeRegion(DecInfo *baseSession, void *output, int32_t width, int32_t height, int32_t x,
                                          int32_t y, int32_t partialWidth, int32_t partialHeight, int32_t sampleSize);
-/* The same by two threads, a half each; baseline files, 64 rows or more. */
+/* The same by two threads, a half each; baseline files, 64 rows or more, 131072 pixels of the picture or more. */
 VOREL_API int32_t VORELBRIM_PDecodeRegion(DecInfo *baseSession, void *output, int32_t width, int32_t height, int32_t x,
                                           int32_t y, int32_t partialWidth, int32_t partialHeight, int32_t sampleSize);
 /* The same by two threads that take bands of 128, 64 or 16 rows from a list. Where it does so the result is 0 whatever

@@ -20,7 +20,6 @@ namespace vorel {
 namespace {
 
 constexpr int32_t kMaxDecMode = 4;
-constexpr int32_t kMaxMidpoints = 4;
 
 // Guards the links between sessions: a canceller walks children[] while workers take their sessions down.
 pthread_mutex_t g_links = PTHREAD_MUTEX_INITIALIZER;
@@ -169,7 +168,8 @@ int32_t VORELBRIM_DestroyDecInfo(DecInfo *session) {
     close_input(session);
     os_release(session->regionMap);
     unlink_session(session);
-    for (int32_t i = 0; i < session->midpointCount && i < kMaxMidpoints; ++i) os_release(session->midpoints[i]);
+    // All of them, whatever the count says now.
+    for (Midpoint *midpoint : session->midpoints) os_release(midpoint);
     os_release(session->midpointState);
     os_release(session->regionJobs);
     pthread_mutex_destroy(&session->jobMutex);

@@ -4,6 +4,7 @@
 #include <vorel/jpeg_region.h>
 #include <vorel/png.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -80,7 +81,8 @@ Picture PngRegions::decode(const Rect &rect, int32_t sample) {
     return picture;
 }
 
-// The session with its map; each rectangle has a child of its own.
+// The session with its map; each rectangle has a child of its own. A picture that has no map, or whose components come
+// in scans of their own, is decoded down to the rectangle instead.
 class JpegRegions : public RegionSource {
   public:
     explicit JpegRegions(const std::string &path)
@@ -89,9 +91,11 @@ class JpegRegions : public RegionSource {
         DecodeWatch watch(session_.get(), path + ": map");
         const bool mapped = VORELBRIM_ScanHuffmanInfo(session_.get()) == 1;
         watch.end();
-        if (mapped) return;
-        VORELBRIM_DestroyJpegInfo(session_.get());
-        throw Failure(path + (cancelled() ? ": cancelled" : ": cannot be decoded in parts"));
+        if (cancelled()) {
+            VORELBRIM_DestroyJpegInfo(session_.get());
+            throw Failure(path + ": cancelled");
+        }
+        if (!mapped || session_.get()->multiScan) VORELBRIM_SetDecOption(session_.get(), VOREL_OPTION_FIT_STRETCH);
     }
     ~JpegRegions() override { VORELBRIM_DestroyJpegInfo(session_.get()); }
 
@@ -101,14 +105,18 @@ class JpegRegions : public RegionSource {
 
     Picture decode(const Rect &rect, int32_t sample) override {
         Picture picture = make_region(path_, rect.width / sample, rect.height / sample);
-        const int32_t done =
-            VORELBRIM_DecodeRegion(session_.get(), picture.bytes.data(), width(), height(), rect.x / sample,
-                                   rect.y / sample, picture.width, picture.height, sample);
-        if (done != 1) throw Failure(path_ + ": cannot be decoded in parts at 1/" + std::to_string(sample));
+        const int32_t done = VORELBRIM_DecodeRegion(session_.get(), picture.bytes.data(), reduced(width(), sample),
+                                                    reduced(height(), sample), rect.x / sample, rect.y / sample,
+                                                    picture.width, picture.height, sample);
+        if (done != 1) throw Failure(path_ + ": cannot be decoded at 1/" + std::to_string(sample));
         return picture;
     }
 
   private:
+    static int32_t reduced(int32_t side, int32_t sample) {
+        return static_cast<int32_t>(std::max<int64_t>(1, (2 * int64_t{side} + sample) / (2 * sample)));
+    }
+
     std::string path_;
     Session session_;
 };

@@ -186,7 +186,11 @@ int32_t BRIMJ_DestroyJpegInfo(DecInfo *session) {
     if (!session) return 0;
     // What a child has belongs to its base.
     const bool own = session->retainedJpegInfo && session->retainedJpegInfo->decInfo == session;
-    if (own) delete_record(session->retainedJpegInfo);
+    if (own) {
+        // One that came of a decode in pieces stands in two places.
+        if (session->codecState == session->retainedJpegInfo) session->codecState = nullptr;
+        delete_record(session->retainedJpegInfo);
+    }
     session->retainedJpegInfo = nullptr;
     return 1;
 }

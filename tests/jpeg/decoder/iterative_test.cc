@@ -134,7 +134,8 @@ TEST(JpegIterative, StripsAndTheirGuardRowsAreThoseOfTheWhole) {
                 Input input(kAllKinds[random() % 5], jpeg, format);
                 ASSERT_EQ(prepare(input.session(), size), 1) << what;
                 const auto rows = static_cast<int>(2 * (random() % 40));
-                int32_t result = 4;
+                int32_t result = VORELBRIM_DecodeJPEGIter4LTN(input.session(), &result, size.width, size.height, 1, 0);
+                EXPECT_EQ(result, 4);
                 for (int start = 0; result == 4;) {
                     // An empty strip is one of guard rows.
                     const int here = start == 0 ? std::max(rows, 2) : random() % 8 == 0 ? 0 : std::max(rows, 2);
@@ -166,7 +167,9 @@ TEST(JpegIterative, StripsFromCheckpointsAreThoseOfTheWhole) {
                 Input input(count % 2 ? Kind::kPath : Kind::kMemory, jpeg, format);
                 DecInfo *session = input.session();
                 ASSERT_EQ(vorel_read_midpoints(session, blob.data(), static_cast<int32_t>(blob.size())), 1);
+                session->midpointPhase = 1;  // as a decode of too few rows leaves it
                 ASSERT_EQ(prepare(session, size), 1);
+                EXPECT_EQ(session->partialWidth, 0u);
                 std::vector<int> stops(static_cast<size_t>(count)), starts(stops);
                 for (int n = 1; n <= count; ++n) {
                     const JpegInfo *info = decoder_of(session, n);
@@ -248,8 +251,9 @@ TEST(JpegIterative, TheMapIsThereBehindTheLastRow) {
             }
             Bytes out(4 * kWidth * kHeight);
             EXPECT_EQ(VORELBRIM_DecodeJPEGIter(session, out.data(), size.width, size.height, 1, 9), 0);
-            EXPECT_EQ(VORELBRIM_AbortJPEGIter(session), 1);
+            if (form % 2) EXPECT_EQ(VORELBRIM_AbortJPEGIter(session), 1);
             EXPECT_EQ(VORELBRIM_DestroyJpegInfo(session), 1);
+            EXPECT_EQ(VORELBRIM_AbortJPEGIter(session), 1);
         }
     }
 }
@@ -338,8 +342,7 @@ TEST(JpegMidpoint, DamagedRecordsCountAsMissing) {
         ASSERT_EQ(prepare(session, kTargets[0]), 1);
         GuardBuffer strip(strip_bytes(COLOR_RGBA8888, kWidth, 300));
         EXPECT_EQ(VORELBRIM_DecodeJPEGMidpIter4LTN(session, strip.data(), kWidth, kHeight, 1, 3, 300), 0) << damage.at;
-        if (damage.at != 52 || damage.value[0] != 1)
-            EXPECT_EQ(VORELBRIM_GetJPEGMidPoint(session, 1, 3), 0) << damage.at;
+        EXPECT_EQ(VORELBRIM_GetJPEGMidPoint(session, 1, 3), 0) << damage.at;
         EXPECT_EQ(decoder_of(session, 2)->iteration->end_row, decoder_of(session, 4)->iteration->first_row);
         for (const int number : {1, 2, 4, 5})
             EXPECT_EQ(VORELBRIM_DecodeJPEGMidpIter4LTN(session, strip.data(), kWidth, kHeight, 1, number, 300),
@@ -359,7 +362,7 @@ TEST(JpegIterative, EndsEarlyWithoutALeak) {
         const Bytes jpeg = turbo_picture(picture.spec);
         const Bytes blob = blob_of(jpeg, picture.spec.progressive ? 0 : 3);
         const size_t before = memory.live_blocks();
-        for (int end = 0; end < 6; ++end) {
+        for (int end = 0; end < 10; ++end) {
             for (int calls = 0; calls < 4; ++calls) {
                 const std::string what =
                     std::string(picture.name) + " end " + std::to_string(end) + " after " + std::to_string(calls);
@@ -384,6 +387,22 @@ TEST(JpegIterative, EndsEarlyWithoutALeak) {
                     EXPECT_EQ(step(1), 6) << what;
                 } else if (end < 4) {
                     EXPECT_EQ(end == 2 ? step(0) : step(1, kWidth + 1), 0) << what;
+                } else if (end == 6) {
+                    // The window is not the one that was prepared for.
+                    session->partialDecode = 1;
+                    EXPECT_EQ(step(1), 0) << what;
+                } else if (end == 7 && calls) {
+                    EXPECT_EQ(VORELBRIM_DecodeJPEGIter(session, out.data(), kWidth, kHeight, 1, 300), 0) << what;
+                } else if (end == 9 && calls < 2 && !picture.spec.progressive) {
+                    // Beyond where the strips of number 1 end.
+                    EXPECT_EQ(VORELBRIM_DecodeJPEGIter4LTN(session, out.data(), kWidth, kHeight, 1, 200), 4);
+                    EXPECT_EQ(VORELBRIM_DecodeJPEGMidpIter4LTN(session, out.data(), kWidth, kHeight, 1, 1, 30), 1);
+                    VORELBRIM_AbortJPEGIter(session);
+                } else if (end == 8) {
+                    session->midpointCount = 0;
+                    JpegInfo *again = nullptr;
+                    EXPECT_EQ(VORELBRIM_InitJPEGIter(session, &again, kWidth, kHeight), 1);
+                    EXPECT_EQ(step(2), 0);
                 } else {
                     EXPECT_EQ(VORELBRIM_AbortJPEGIter(session), 1);
                 }
@@ -441,8 +460,10 @@ TEST(JpegIterative, TheThumbnailInItsPlace) {
                 ASSERT_EQ(prepare(input.session(), size), 1);
                 GuardBuffer out(expected.size());
                 int32_t result = 4;
-                while (result == 4)
+                for (int rows = 7; result == 4; rows += 7) {
                     result = VORELBRIM_DecodeJPEGIter(input.session(), out.data(), size.width, size.height, 1, 7);
+                    if (result == 4 && option > 1) EXPECT_EQ(VORELBRIM_GetCurOutputRow(input.session()), rows);
+                }
                 EXPECT_EQ(result, 1);
                 EXPECT_TRUE(out.bytes() == expected) << option << " format " << format << " tall " << is_tall;
                 // The picture itself does not fill the rectangle.

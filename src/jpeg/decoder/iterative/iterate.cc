@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/session.h"
 #include "jpeg/decoder/driver.h"
 #include "jpeg/decoder/iterative/iteration.h"
 #include "jpeg/decoder/iterative/midpoint.h"
@@ -86,6 +87,11 @@ bool keep_map(DecInfo *session, int32_t number, uint32_t flags) {
     return true;
 }
 
+bool same_window(const OutputWindow &a, const OutputWindow &b) {
+    return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
+}
+
+// What a decode keeps between calls is made for one window: it fails where the session's fields now say another.
 int32_t produce_into_frame(JpegInfo *info, void *output, int32_t end) {
     Iteration *at = info->iteration;
     if (at->turned) {
@@ -94,7 +100,12 @@ int32_t produce_into_frame(JpegInfo *info, void *output, int32_t end) {
         return end < at->height ? kIterMore : 1;
     }
     const FrameRequest request = {0, 0, output, at->width, at->height};
+    const OutputWindow planned = info->plan.window;
     place_output(info, &request);
+    if (!same_window(info->plan.window, planned)) {
+        info->plan.window = planned;
+        return 0;
+    }
     return produce_rows(info, end);
 }
 
@@ -113,8 +124,13 @@ FramePlanes planes_of_frame(int32_t format, int32_t width, int32_t height) {
     return out;
 }
 
+bool has_foreign_state(const DecInfo *session) {
+    return session->imageType == VOREL_IMAGE_GIF || session->imageType == VOREL_IMAGE_ANIMATED_GIF;
+}
+
 JpegInfo *decoder_of(const DecInfo *session, int32_t number) {
-    // Threads of different numbers look at nothing but their own.
+    if (has_foreign_state(session)) return nullptr;
+    // Threads of other numbers look at their own slots alone.
     if (number > 1) return number <= kMaxMidpoints ? session->midpointDecoders[number - 2] : nullptr;
     // A record that has become the region map decodes nothing more.
     JpegInfo *main = static_cast<JpegInfo *>(session->codecState);
@@ -152,8 +168,7 @@ bool begin_call(const DecInfo *session, JpegInfo *info, const void *output, int3
                 uint32_t flags, int32_t rows) {
     Iteration *at = info->iteration;
     const bool sized = at && width == at->width && height == at->height && !at->kept_for_map;
-    if (!(flags & VOREL_ITERATE) || !output || rows < 0 || !sized || load_relaxed(&session->abortFlag) != 0)
-        return false;
+    if (!(flags & VOREL_ITERATE) || !output || rows < 0 || !sized || is_cancelled(session)) return false;
     if (!at->called && (flags & VOREL_ITERATE_MAP)) begin_map(session, info);
     at->called = true;
     return true;
@@ -161,7 +176,7 @@ bool begin_call(const DecInfo *session, JpegInfo *info, const void *output, int3
 
 int32_t end_call(DecInfo *session, int32_t number, uint32_t flags, int32_t result) {
     if (result == kIterMore) return result;
-    const bool cancelled = (flags & VOREL_ITERATE) && load_relaxed(&session->abortFlag) != 0;
+    const bool cancelled = (flags & VOREL_ITERATE) && is_cancelled(session);
     if (result != 1 || !keep_map(session, number, flags)) {
         if (number == kWholePicture) {
             VORELBRIM_AbortJPEGIter(session);
@@ -181,10 +196,13 @@ extern "C" {
 
 int32_t VORELBRIM_DecodeJPEGIter(DecInfo *session, void *output, int32_t width, int32_t height, uint32_t flags,
                                  int32_t rows) {
+    set_error(kErrorNone);
     JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
     if (!info) return 0;
     int32_t result = 0;
-    if (begin_call(session, info, output, width, height, flags, rows)) {
+    // Strips count rows from their own top.
+    const bool in_strips = info->iteration && info->iteration->strip.begun;
+    if (!in_strips && begin_call(session, info, output, width, height, flags, rows)) {
         const int64_t end = std::min<int64_t>(int64_t{next_row(info)} + rows, rows_end(info));
         result = produce_into_frame(info, output, static_cast<int32_t>(end));
     }
@@ -193,7 +211,9 @@ int32_t VORELBRIM_DecodeJPEGIter(DecInfo *session, void *output, int32_t width, 
 
 int32_t VORELBRIM_GetCurOutputRow(DecInfo *session) {
     const JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
-    return info ? static_cast<int32_t>(info->out.outputRow) : 0;
+    if (!info) return 0;
+    const Iteration *at = info->iteration;
+    return at && at->turned ? at->turned_rows : static_cast<int32_t>(info->out.outputRow);
 }
 
 int32_t VORELBRIM_GetJPEGMidPoint(DecInfo *session, int32_t divisor, int32_t index) {
@@ -201,8 +221,9 @@ int32_t VORELBRIM_GetJPEGMidPoint(DecInfo *session, int32_t divisor, int32_t ind
     const int32_t number = index == 0 ? 1 : index;
     if (!info || divisor <= 0 || number < 1 || number > session->midpointCount || number > kMaxMidpoints) return 0;
     if (is_baseline(info)) begin_map(session, info);
+    const bool has_decoder = number == 1 || (info->iteration->numbers >> number & 1);
     const Midpoint *midpoint = session->midpoints[number - 1];
-    if (!midpoint || !is_midpoint_of(info, *midpoint)) return 0;
+    if (!has_decoder || !midpoint || !is_midpoint_of(info, *midpoint)) return 0;
     return static_cast<int32_t>(midpoint->iMcuRow * info->frame->mcuHeight) / divisor;
 }
 

@@ -36,6 +36,7 @@ struct Iteration {
     int32_t width, height;
     uint16_t prepareStep;
     int32_t first_row, end_row;  // output rows of a checkpoint's strips
+    uint32_t numbers;            // of the picture's decoder: the checkpoints that have one, a bit for each number
     bool called;                 // rows were asked for
     bool kept_for_map;           // it is at its end, and the map waits for the decoders of other checkpoints
     StripState strip;
@@ -45,6 +46,8 @@ struct Iteration {
 
 // The decoder of a checkpoint's number; the first is the one from the top. Null where there is none.
 JpegInfo *decoder_of(const DecInfo *session, int32_t number);
+// The session's codecState belongs to another format's decoder.
+bool has_foreign_state(const DecInfo *session);
 void close_decoder_of(DecInfo *session, int32_t number);
 
 // Output row to be produced next, at least the window's first, and the row behind the last one.

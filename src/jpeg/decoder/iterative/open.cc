@@ -140,6 +140,22 @@ int32_t next_pause(const DecInfo *session, int32_t scans) {
     return size > 0xa00000 ? behind(kLarge) : size <= 0x400000 ? behind(kSmall) : behind(kMiddle);
 }
 
+// For the length of a scope the session's turn is that of the picture's decoder, so that decoders of its checkpoints
+// get the same plan: the Exif orientation cannot be looked for again while that one reads the input.
+class PlannedTurn {
+  public:
+    PlannedTurn(DecInfo *session, const JpegInfo *picture) : session_(session), kept_(session->decOption) {
+        session->decOption = (kept_ & ~kRotationMask) | picture->plan.rotation;
+    }
+    ~PlannedTurn() { session_->decOption = kept_; }
+    PlannedTurn(const PlannedTurn &) = delete;
+    PlannedTurn &operator=(const PlannedTurn &) = delete;
+
+  private:
+    DecInfo *session_;
+    uint32_t kept_;
+};
+
 bool supports_pieces(const JpegInfo *info) { return info->frame->maxH <= 3 && info->frame->maxV <= 3; }
 
 }  // namespace
@@ -157,6 +173,8 @@ void release_iteration(Iteration *iteration) {
 // before it.
 bool open_midpoint_decoders(DecInfo *session) {
     JpegInfo *main = static_cast<JpegInfo *>(session->codecState);
+    const SessionRun run(session);
+    const PlannedTurn turn(session, main);
     JpegInfo *before = main;
     const int32_t count = std::min(session->midpointCount, kMaxMidpoints);
     for (int32_t number = 2; number <= count; ++number) {
@@ -180,6 +198,9 @@ bool open_midpoint_decoders(DecInfo *session) {
             continue;
         }
         before->iteration->end_row = at->first_row;
+        main->iteration->numbers |= 1u << number;
+        // Decoders on several threads take none.
+        session->midpointPhase = 2;
         before = slot;
     }
     return true;
@@ -192,6 +213,8 @@ using namespace vorel;
 extern "C" {
 
 int32_t BRIMJ_DecodeImageIterInit(DecInfo *session, StreamBuffer *streamBuffer, FrameRequest *frameRequest) {
+    if (has_foreign_state(session)) return kStepFailed;
+    VORELBRIM_AbortJPEGIter(session);
     JpegInfo *info = begin_decode(session, streamBuffer, frameRequest);
     Iteration *iteration = info ? static_cast<Iteration *>(os_allocate_zeroed(sizeof(Iteration))) : nullptr;
     if (!iteration) {
@@ -233,7 +256,9 @@ int32_t BRIMJ_SetupScanForMidPoint(JpegInfo *info) {
 
 int32_t VORELBRIM_InitJPEGIter(DecInfo *session, JpegInfo **decoderSlot, int32_t width, int32_t height) {
     set_error(kErrorNone);
-    if (!session || !session->ioInfo || !decoderSlot) return 0;
+    if (!session || !session->ioInfo || !decoderSlot || has_foreign_state(session)) return 0;
+    // The decoders of one that was not brought to its end.
+    VORELBRIM_AbortJPEGIter(session);
     *decoderSlot = nullptr;
     if (width <= 0 || height <= 0) {
         VOREL_LOG(kTagJpeg, "VORELBRIM_DecodeJPEG : Invalid Size");
@@ -257,6 +282,7 @@ int32_t VORELBRIM_InitJPEGIter(DecInfo *session, JpegInfo **decoderSlot, int32_t
 }
 
 int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int32_t height) {
+    set_error(kErrorNone);
     if (!session) return 0;
     JpegInfo *info = decoder_of(session, kWholePicture);
     if (!info) {
@@ -285,6 +311,7 @@ int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int32_t heigh
 
 int32_t VORELBRIM_AbortJPEGIter(DecInfo *session) {
     if (!session) return 3;
+    if (has_foreign_state(session)) return 1;
     for (JpegInfo *&decoder : session->midpointDecoders) close_decoder(&decoder);
     // A map that came of the decode stays.
     delete_record(decoder_of(session, kWholePicture));

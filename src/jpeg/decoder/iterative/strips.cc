@@ -144,6 +144,7 @@ void carry(const StripBuffer &strip, StripState *state, int32_t first, bool to_s
 int32_t decode_strip(JpegInfo *info, const StripBuffer &strip, int32_t rows, int32_t end) {
     StripState &state = info->iteration->strip;
     const int32_t guard = strip.guard, start = state.next, top = start - guard;
+    if (rows == 0 && state.firstStrip && start < end) return kIterMore;
     const int32_t stop = static_cast<int32_t>(std::min<int64_t>(int64_t{start} + rows, end));
     const int32_t ahead = std::min(stop + guard, rows_end(info));
     if (stop - start < rows) clear(strip);
@@ -162,9 +163,12 @@ int32_t decode_strip(JpegInfo *info, const StripBuffer &strip, int32_t rows, int
 }
 
 int32_t strip_of(JpegInfo *info, void *output, int32_t width, int32_t rows, int32_t end) {
+    if (rows > INT32_MAX - 2 * kPlaneGuard) return 0;
     const StripBuffer strip = strip_buffer(info->plan.outColorFormat, output, width, rows);
     if (info->plan.window.width > width || !begin_strips(info, strip)) return 0;
     StripState &state = info->iteration->strip;
+    // Calls that go through the whole picture may have gone beyond the rows of a number.
+    end = std::max(end, state.next);
     store_relaxed(&info->decInfo->stripStartRow, static_cast<uint32_t>(state.next));
     if (strip.guard != 0) return decode_strip(info, strip, rows, end);
     state.next = static_cast<int32_t>(std::min<int64_t>(int64_t{state.next} + rows, end));
@@ -186,6 +190,7 @@ extern "C" {
 
 int32_t VORELBRIM_DecodeJPEGIter4LTN(DecInfo *session, void *output, int32_t width, int32_t height, uint32_t flags,
                                      int32_t rows) {
+    set_error(kErrorNone);
     JpegInfo *info = session ? decoder_of(session, kWholePicture) : nullptr;
     if (!info) return 0;
     const bool good = begin_call(session, info, output, width, height, flags, rows);
@@ -194,6 +199,7 @@ int32_t VORELBRIM_DecodeJPEGIter4LTN(DecInfo *session, void *output, int32_t wid
 
 int32_t VORELBRIM_DecodeJPEGMidpIter4LTN(DecInfo *session, void *output, int32_t width, int32_t height, uint32_t flags,
                                          int32_t midpointNumber, int32_t rows) {
+    set_error(kErrorNone);
     const int32_t number = midpointNumber < 1 ? 1 : midpointNumber;
     JpegInfo *info = session ? decoder_of(session, number) : nullptr;
     if (!info || !info->iteration || info->iteration->kept_for_map) return 0;

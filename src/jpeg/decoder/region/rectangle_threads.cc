@@ -8,6 +8,8 @@ namespace vorel {
 namespace {
 
 constexpr int32_t kRowsForThreads = 64;
+// Pixels of the picture below which a second thread costs more than it gains: a quarter of a millisecond's work.
+constexpr int64_t kPixelsForThreads = 1 << 17;
 
 // Bytes between two rows of a rectangle are width times this, 0 for formats that have no such number. The formats with
 // chroma planes have one by tradition, though no part of theirs may be written on its own.
@@ -49,6 +51,11 @@ bool opens_again(const DecInfo *session) {
 uint8_t *band_output(const DecInfo *session, void *output, int32_t width, int32_t rows) {
     const int64_t row = int64_t{bytes_per_pixel(session->outColorFormat)} * width;
     return static_cast<uint8_t *>(output) + row * rows;
+}
+
+bool pays(const DecInfo *child) {
+    const int64_t sample = child->sampleSize > 1 ? child->sampleSize : 1, least = kPixelsForThreads / sample / sample;
+    return int64_t{child->partialWidth} * child->partialHeight >= least;
 }
 
 void *decode_lower(void *argument) {
@@ -178,7 +185,7 @@ int32_t VORELBRIM_PDecodeRegionBase(DecInfo *child, void *output, int32_t width,
     const bool progressive = record && !is_baseline(record);
     if (!progressive && bytes_per_pixel(child->outColorFormat) == 0) return 0;
     int32_t result = 0;
-    if (progressive || !is_made_of_rows(child) || !opens_again(child) ||
+    if (progressive || !is_made_of_rows(child) || !opens_again(child) || !pays(child) ||
         !decode_halves(child, whole, output, width, height, &result) || result != 1) {
         return VORELBRIM_DecodeRegionBase(child, output, width, height);
     }

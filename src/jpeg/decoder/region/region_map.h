@@ -7,6 +7,8 @@
 
 namespace vorel {
 
+static_assert(sizeof(EntropyState) == 40);
+
 constexpr int32_t kMostMapTables = 30;
 
 // Bits of EntropyState.flags.
