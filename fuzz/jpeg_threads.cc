@@ -1,4 +1,5 @@
-// JPEG on several threads against one: bands of rows where the picture decodes, DC values read ahead for whatever comes.
+// JPEG on several threads against one: bands of rows where the picture decodes, DC values read ahead for whatever
+// comes.
 #include <vorel/vorel.h>
 
 #include <thread>
