@@ -17,7 +17,7 @@ constexpr uint32_t kBandsPerThread = 10;
 constexpr uint32_t kMostBands = 128;
 // A reduction to a quarter takes little longer than the walk: below so many pixels of the source the start of a thread
 // (some 0.1 ms in all) eats up what is gained.
-constexpr uint64_t kLeastQuarteredPixels = 700000;
+constexpr uint64_t kLeastQuarteredPixels = 3000000;
 
 // A decode that can be placed at one band after another.
 struct BandReader {
