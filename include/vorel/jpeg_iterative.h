@@ -1,8 +1,8 @@
 /* JPEG decodes in pieces: checkpoints that applications keep as bytes, rows a few at a time, strips with guard rows,
  * bands. An iterative decode is VORELBRIM_PrepareJPEGIter until it stops returning 4, then one of the DecodeJPEG...Iter
- * functions until it stops returning 4. A session serves one such decode at a time: other functions that read its
- * input have to wait for its end, and so do changes to its window. One that is left early ends by
- * VORELBRIM_AbortJPEGIter, before its session is destroyed. Sizes are pixels. */
+ * functions until it stops returning 4. A session serves one such decode at a time: changes to its window have to wait
+ * for its end, and so have, over a FILE or callbacks, other functions that read its input. One that is left early ends
+ * by VORELBRIM_AbortJPEGIter, before its session is destroyed. Sizes are pixels. */
 #ifndef VOREL_JPEG_ITERATIVE_H
 #define VOREL_JPEG_ITERATIVE_H
 

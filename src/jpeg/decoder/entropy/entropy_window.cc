@@ -45,6 +45,11 @@ void move_stream(ScanReader *scan, const uint8_t *raw) {
         bytes -= stream->available;
         stream->offset = 0;
         stream->available = VORELBRIM_Read_IO2(scan->io, &stream->buffer, kBlockBytes);
+        if (stream->available <= 0) {
+            // Somebody else has moved the input on.
+            stream->available = 0;
+            return;
+        }
         stream->totalRead += stream->available;
     }
     consume(stream, static_cast<int32_t>(bytes));

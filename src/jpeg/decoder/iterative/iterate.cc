@@ -75,7 +75,9 @@ bool keep_map(DecInfo *session, int32_t number, uint32_t flags) {
         info = collect_map(session, number);
         if (!info) return true;
     }
-    const bool whole = finish_map(info) && (!is_baseline(info) || has_all_rows(info)) && publish_map(session, info);
+    // The session may have got a map in the meantime: regions begin by it.
+    const bool whole = !session->retainedJpegInfo && finish_map(info) && (!is_baseline(info) || has_all_rows(info)) &&
+                       publish_map(session, info);
     if (!whole) {
         delete_record(info);
         return true;

@@ -31,7 +31,7 @@ struct StripState {
 };
 
 struct Iteration {
-    IoInfo *io;            // of a checkpoint's decoder, its own; else null
+    IoInfo *io;            // its own opening of the input; null where that does not open again
     StreamCursor *cursor;  // null where the stream buffer is the caller's
     int32_t width, height;
     uint16_t prepareStep;

@@ -46,7 +46,8 @@ StreamCursor *open_cursor(IoInfo *io, int32_t position) {
     return cursor;
 }
 
-// A decoder of its own for the session's picture at a position of the input; the input, if one is given, becomes its.
+// A decoder of its own for the session's picture at a position of the input. own_io becomes its; null where the input
+// does not open again: then nobody else may read it meanwhile.
 JpegInfo *open_decoder(DecInfo *session, IoInfo *own_io, int32_t position, int32_t width, int32_t height) {
     Iteration *iteration = static_cast<Iteration *>(os_allocate_zeroed(sizeof(Iteration)));
     StreamCursor *cursor = iteration ? open_cursor(own_io ? own_io : session->ioInfo, position) : nullptr;
@@ -112,7 +113,7 @@ JpegInfo *open_thumbnail(DecInfo *session, int32_t width, int32_t height) {
     if (position == 0) return nullptr;
     const bool turned = is_tall && (session->decOption & kPictureMask) == kThumbnailUpright;
     session->decMode = kThumbnailMode;
-    JpegInfo *info = open_decoder(session, nullptr, position, width, height);
+    JpegInfo *info = open_decoder(session, open_again(session->ioInfo), position, width, height);
     if (info && turned && !turn_thumbnail(session, info, position)) close_decoder(&info);
     session->decMode = 0;
     return info;
@@ -122,7 +123,8 @@ JpegInfo *open_picture(DecInfo *session, int32_t width, int32_t height) {
     const uint32_t option = session->decOption;
     session->decOption |= VOREL_OPTION_SKIP_TABLES;
     session->imageWidth = session->imageHeight = 0;
-    JpegInfo *info = open_decoder(session, nullptr, static_cast<int32_t>(session->streamOffset), width, height);
+    JpegInfo *info =
+        open_decoder(session, open_again(session->ioInfo), static_cast<int32_t>(session->streamOffset), width, height);
     session->decOption = option;
     return info;
 }
