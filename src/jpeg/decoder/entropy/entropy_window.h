@@ -50,7 +50,7 @@ struct RunPlan {
     Block blocks[kMaxBlocksInMcu];
     int32_t block_count;
     int32_t most_dc;  // of the reader
-    bool walks;  // the skip entries are there
+    bool walks;       // the skip entries are there
 };
 
 enum class RunStop : uint8_t {
