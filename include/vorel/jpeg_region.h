@@ -63,8 +63,9 @@ typedef struct RegionJob {
  * belongs to DecInfo.retainedJpegInfo and goes with VORELBRIM_DestroyJpegInfo, which has to come after the last child
  * and before VORELBRIM_DestroyDecInfo. A cancel of a session with VOREL_OPTION_REGION is never taken back. */
 VOREL_API int32_t VORELBRIM_ScanHuffmanInfo(DecInfo *session);
-/* Its steps. CreateRegionMap tries again after a failure; output, width and height are not used. ScanJPEG4Region and
- * ScanImage (200 or 201, from a stream buffer that stands at the SOI) make the record alone. */
+/* Its steps. CreateRegionMap tries again after a failure and leaves a map that is there alone; output, width and height
+ * are not used. ScanJPEG4Region and ScanImage (200 or 201, from a stream buffer that stands at the SOI) make the record
+ * alone, in the place of one that the session has. */
 VOREL_API int32_t BRIMJ_CreateRegionMap(DecInfo *session, void *output, int32_t width, int32_t height);
 VOREL_API int32_t BRIMJ_ScanJPEG4Region(DecInfo *session, void *output, int32_t width, int32_t height);
 VOREL_API int32_t BRIMJ_ScanImage(DecInfo *session, StreamBuffer *streamBuffer, FrameRequest *frameRequest);
@@ -110,7 +111,8 @@ VOREL_API int32_t VORELBRIM_P2DecodeRegion(DecInfo *baseSession, void *output, i
 VOREL_API int32_t VORELBRIM_DecodeRegionBase(DecInfo *childSession, void *output, int32_t width, int32_t height);
 VOREL_API int32_t VORELBRIM_PDecodeRegionBase(DecInfo *childSession, void *output, int32_t width, int32_t height);
 /* The list of bands of a rectangle, on the session: 1, or 0 where one band would do, for formats without whole bytes a
- * pixel, while the session has a list, and without memory. And the next band that nobody has taken, null at the end. */
+ * pixel, for rows below 65535, while the session has a list, and without memory. And the next band that nobody has
+ * taken, null at the end. */
 VOREL_API int32_t BRIMJ_MakeRDJobList(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width,
                                       int32_t height);
 VOREL_API RegionJob *BRIMJ_GetOneJob(DecInfo *session);

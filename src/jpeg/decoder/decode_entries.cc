@@ -25,10 +25,14 @@ bool has_region_map(DecInfo *session, void *output, int32_t width, int32_t heigh
     return *session->regionMap != 0 && session->retainedJpegInfo;
 }
 
-// A base session whose rectangle nobody has set gives what its target has room for. A child has a rectangle.
+// A base session has a rectangle when somebody set one, a child unless it was made without.
+bool has_rectangle(const DecInfo *session) {
+    if (session->parent) return session->partialDecode;
+    return session->partialWidth != 0 || session->partialHeight != 0;
+}
+
+// A session without a rectangle gives what its target has room for.
 void take_whole_picture(DecInfo *session, int32_t width, int32_t height) {
-    session->partialDecode = 1;
-    if (session->parent || session->partialWidth != 0 || session->partialHeight != 0) return;
     session->partialWidth = static_cast<uint32_t>(width);
     session->partialHeight = static_cast<uint32_t>(height);
 }
@@ -36,6 +40,8 @@ void take_whole_picture(DecInfo *session, int32_t width, int32_t height) {
 // split: in bands; null: in one piece.
 int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t height, const DecodeSplit *split) {
     constexpr const char *kName = "VORELBRIM_DecodeJPEG";
+    // Making a map changes the word that says so.
+    const bool windowed = has_rectangle(session);
     if ((session->decOption & VOREL_OPTION_REGION) && !has_region_map(session, output, width, height)) {
         VOREL_TRACE_AS(kTagJpeg, kName);
         return 0;
@@ -61,9 +67,13 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
     session->imageWidth = session->imageHeight = 0;
     const SessionRun run(session);
     const bool region = session->decOption & VOREL_OPTION_REGION;
-    if (region) take_whole_picture(session, width, height);
+    if (region) {
+        session->partialDecode = 1;
+        if (!windowed) take_whole_picture(session, width, height);
+    }
     const int32_t result = split && !region ? decode_in_bands(session, cursor.stream(), output, width, height, *split)
                                             : BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height);
+    if (session->parent && !windowed) session->partialDecode = 0;
     if (result != 1) return 0;
     turn_size(session);
     return 1;

@@ -29,6 +29,9 @@ class SessionRun {
     explicit SessionRun(DecInfo *session)
         : session_(session), width_(session->partialWidth), height_(session->partialHeight) {
         store_relaxed(&session->decodeResult, -1);
+        // The word that a map leaves behind stands for no rectangle of a caller's.
+        const bool by_map = !session->parent && session->retainedJpegInfo && width_ == 0 && height_ == 0;
+        if (by_map) session->partialDecode = 0;
     }
     SessionRun(const SessionRun &) = delete;
     SessionRun &operator=(const SessionRun &) = delete;

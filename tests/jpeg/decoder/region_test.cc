@@ -228,6 +228,29 @@ TEST(JpegRegion, EveryInputGivesTheSame) {
     }
 }
 
+TEST(JpegRegion, WithoutARectangleTheWholeIsDecoded) {
+    const Bytes jpeg = turbo_picture(grid_picture(2, false, 0));
+    TempFile file(jpeg);
+    Mapped mapped(jpeg, COLOR_RGBA8888);
+    const Bytes expected = mapped.region({0, 0, kWidth, kHeight}, 1).pixels;
+    const SessionGuard child(BRIMJ_CreateTemporaryDecInfoWithIIO(mapped.base(), 0, file.path()));
+    EXPECT_EQ(BRIMJ_CreateRegionMap(mapped.base(), nullptr, 0, 0), 1) << "the map of the child stays";
+    for (DecInfo *session : {child.get(), mapped.base()}) {
+        for (const uint32_t options : {uint32_t{VOREL_OPTION_REGION}, uint32_t{VOREL_OPTION_REGION}, 0u}) {
+            VORELBRIM_SetDecOption(session, options);
+            GuardBuffer out(expected.size());
+            EXPECT_EQ(VORELBRIM_DecodeJPEG(session, out.data(), kWidth, kHeight), 1);
+            EXPECT_TRUE(out.bytes() == expected) << "base " << (session == mapped.base()) << " options " << options;
+        }
+    }
+    VORELBRIM_SetDecOption(mapped.base(), VOREL_OPTION_REGION);
+    for (const auto decoder : {VORELBRIM_DecodeRegion, VORELBRIM_PDecodeRegion, VORELBRIM_P2DecodeRegion}) {
+        const Decoded below = mapped.region({0, INT32_MAX - 10, 2000, 100}, 1, decoder);
+        EXPECT_EQ(below.result, 1);
+        EXPECT_EQ(below.pixels, Bytes(below.pixels.size(), kFill));
+    }
+}
+
 TEST(JpegRegion, ThreadsOverOneMapAndTwoThreadsARectangleGiveTheSame) {
     for (const bool progressive : {false, true}) {
         const Bytes jpeg = turbo_picture(grid_picture(2, progressive, 0));
@@ -271,7 +294,7 @@ TEST(JpegRegion, BandsEndAtMultiplesOfTheirHeight) {
         int sample, y, height;
         std::vector<int> bands;
     } kCases[] = {{1, 100, 300, {28, 128, 128, 16}}, {1, 128, 128, {}}, {1, 128, 129, {128, 1}}, {2, 0, 100, {64, 36}},
-                  {4, 15, 18, {1, 16, 1}},           {16, 3, 13, {}}};
+                  {4, 15, 18, {1, 16, 1}},           {16, 3, 13, {}},   {0, 0, 20, {16, 4}},     {1, 65400, 300, {}}};
     for (const auto &expected : kCases) {
         session->sampleSize = expected.sample;
         EXPECT_EQ(BRIMJ_MakeRDJobList(session, out, 5, expected.y, 7, expected.height), !expected.bands.empty());

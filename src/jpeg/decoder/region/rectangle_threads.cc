@@ -10,6 +10,7 @@ namespace {
 constexpr int32_t kRowsForThreads = 64;
 // Pixels of the picture below which a second thread costs more than it gains: a quarter of a millisecond's work.
 constexpr int64_t kPixelsForThreads = 1 << 17;
+constexpr int32_t kMostRows = 65535;  // of a JPEG
 
 // Bytes between two rows of a rectangle are width times this, 0 for formats that have no such number. The formats with
 // chroma planes have one by tradition, though no part of theirs may be written on its own.
@@ -53,6 +54,9 @@ uint8_t *band_output(const DecInfo *session, void *output, int32_t width, int32_
     return static_cast<uint8_t *>(output) + row * rows;
 }
 
+// Rows further down are in no picture: not worth threads, nor a list that may be of any length.
+bool may_be_in_a_picture(const Rectangle &at) { return int64_t{at.y} + at.height <= kMostRows; }
+
 bool pays(const DecInfo *child) {
     const int64_t sample = child->sampleSize > 1 ? child->sampleSize : 1, least = kPixelsForThreads / sample / sample;
     return int64_t{child->partialWidth} * child->partialHeight >= least;
@@ -94,7 +98,7 @@ bool decode_halves(DecInfo *child, const Rectangle &whole, void *output, int32_t
 
 // ---- The list of bands
 
-int32_t band_rows(int32_t sample) { return sample <= 1 ? 128 : sample == 2 ? 64 : 16; }
+int32_t band_rows(int32_t sample) { return sample == 1 ? 128 : sample == 2 ? 64 : 16; }
 
 class JobLock {
   public:
@@ -109,9 +113,11 @@ class JobLock {
 
 // Bands end at multiples of their height.
 bool make_jobs(DecInfo *session, void *output, const Rectangle &whole, int32_t sample) {
+    if (bytes_per_pixel(session->outColorFormat) == 0 || !is_rectangle(whole) || !may_be_in_a_picture(whole))
+        return false;
     const int64_t band = band_rows(sample), end = int64_t{whole.y} + whole.height;
     const int64_t first_end = (whole.y / band + 1) * band;
-    if (bytes_per_pixel(session->outColorFormat) == 0 || !is_rectangle(whole) || first_end >= end) return false;
+    if (first_end >= end) return false;
     const int64_t count = 1 + (end - first_end + band - 1) / band;
     const JobLock lock(session);
     // One list at a time.
@@ -185,7 +191,7 @@ int32_t VORELBRIM_PDecodeRegionBase(DecInfo *child, void *output, int32_t width,
     const bool progressive = record && !is_baseline(record);
     if (!progressive && bytes_per_pixel(child->outColorFormat) == 0) return 0;
     int32_t result = 0;
-    if (progressive || !is_made_of_rows(child) || !opens_again(child) || !pays(child) ||
+    if (progressive || !is_made_of_rows(child) || !opens_again(child) || !pays(child) || !may_be_in_a_picture(whole) ||
         !decode_halves(child, whole, output, width, height, &result) || result != 1) {
         return VORELBRIM_DecodeRegionBase(child, output, width, height);
     }

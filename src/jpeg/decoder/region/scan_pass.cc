@@ -214,6 +214,8 @@ int32_t BRIMJ_CreateRegionMap(DecInfo *session, void *output, int32_t width, int
         VOREL_TRACE(kTagJpeg);
         return 0;
     }
+    // Children hang on a map that is there.
+    if (*session->regionMap != 0 && session->retainedJpegInfo) return 1;
     *session->regionMap = 0;
     session->partialDecode = 0;
     if (BRIMJ_ScanJPEG4Region(session, output, width, height) != 1) return 0;
