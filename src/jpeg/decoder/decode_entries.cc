@@ -13,6 +13,9 @@
 namespace vorel {
 namespace {
 
+// The rotation bits of an option word.
+constexpr uint32_t kTurns = 12;
+
 // The size as it stands in the caller's buffer: while the decode runs it is that of the upright picture.
 void turn_size(DecInfo *session) {
     const bool turned = (session->decOption & VOREL_OPTION_ROTATE_90) && is_pixel_format(session->outColorFormat);
@@ -71,7 +74,10 @@ int32_t decode_session(DecInfo *session, void *output, int32_t width, int32_t he
         session->partialDecode = 1;
         if (!windowed) take_whole_picture(session, width, height);
     }
-    const int32_t result = split && !region ? decode_in_bands(session, cursor.stream(), output, width, height, *split)
+    DecodeSplit parts = split ? *split : DecodeSplit{};
+    // Required: a picture that is turned fails wherever its plain decode does.
+    if (session->decOption & kTurns) parts.method = DecodeMethod::kPlain;
+    const int32_t result = split && !region ? decode_in_bands(session, cursor.stream(), output, width, height, parts)
                                             : BRIMJ_DecodeFrame(session, cursor.stream(), output, width, height);
     if (session->parent && !windowed) session->partialDecode = 0;
     if (result != 1) return 0;
@@ -92,7 +98,7 @@ DecodeRequest request_of(const DecInfo *session, int32_t width, int32_t height, 
             session->ioInfo->size,
             session->jpegProgressive != 0,
             session->dualMode != 0,
-            session->partialDecode != 0};
+            session->partialHeight != 0};
 }
 
 }  // namespace
@@ -101,7 +107,7 @@ OrientedOption::OrientedOption(DecInfo *session) : session_(session), kept_(sess
     if (!(kept_ & VOREL_OPTION_EXIF_ORIENTATION)) return;
     const int32_t orientation = exif_orientation(session);
     const uint32_t turn = orientation == 6 ? 4 : orientation == 8 ? 12 : orientation == 3 ? 8 : 0;
-    session->decOption = (kept_ & ~12u) | ((kept_ + turn) & 12);
+    session->decOption = (kept_ & ~kTurns) | ((kept_ + turn) & kTurns);
 }
 
 void clear_abort(DecInfo *session) {
@@ -129,7 +135,9 @@ constexpr int32_t kLeastRestartHeight = 4, kLeastPairHeight = 27;
 int32_t run_split(DecInfo *session, void *output, int32_t width, int32_t height, DecodeMethod method, int32_t threads,
                   int32_t least_height) {
     const DecodeSplit split = {method, 1, 0, 0, threads, false};
-    return run_decode(session, output, width, height, height < least_height ? nullptr : &split);
+    const bool window = method == DecodeMethod::kRestart && session && session->partialHeight != 0;
+    const int64_t rows = window ? session->partialHeight : height;
+    return run_decode(session, output, width, height, rows < least_height ? nullptr : &split);
 }
 
 }  // namespace

@@ -205,6 +205,24 @@ TEST(JpegThreads, ValuesReadAheadAreThoseOfOneThread) {
     EXPECT_TRUE(same(decode(large, file), expected));
 }
 
+// Rows of bands that fail are left out without a word, but not those of a picture that is turned.
+TEST(JpegThreads, BrokenPictures) {
+    const Bytes whole = turbo_picture({.width = 80, .height = 300, .quality = 100});
+    int failed = 0;
+    for (unsigned seed = 0; seed < 150; ++seed) {
+        const Bytes jpeg = with_inserted(whole, scan_data(whole) + 40 * seed, noise(600, seed));
+        for (const uint32_t turn : {0u, 8u}) {
+            DecodeSpec spec{.format = COLOR_RGBA8888, .width = 10, .height = 38, .options = turn};
+            const int32_t expected = plainly(jpeg, spec).result;
+            failed += expected == 0;
+            const Threads threads(3, 0);
+            spec.entry = kEntries[1 + seed % 2];
+            EXPECT_EQ(decode(jpeg, spec).result, turn ? expected : 1);
+        }
+    }
+    EXPECT_GT(failed, 2);
+}
+
 int g_checks, g_cancel_at;
 int32_t cancel_in_time(DecInfo *session, uint32_t row) {
     EXPECT_LE(row, session->outHeight);

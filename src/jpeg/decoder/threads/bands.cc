@@ -282,6 +282,7 @@ int32_t run_bands(JpegInfo *info, const FrameRequest &request, DecodeMethod meth
     pthread_mutex_destroy(&run.lock);
     const bool failed = !own || std::any_of(bands, bands + run.band_count,
                                             [](const Band &band) { return band.state == BandState::kFailed; });
+    if (method == DecodeMethod::kPlain) return !failed && !run.stopped();
     if (failed) set_error(kErrorJpegDecoder);
     // Required: bands that fail on the threads of the pool, or of the other two methods, are no failure.
     return run.stopped() ? 0 : method != DecodeMethod::kPool || own;
@@ -312,12 +313,17 @@ int32_t decode_in_bands(DecInfo *session, StreamBuffer *stream, void *output, in
         result = decode_all(info) != kStepFailed;
     } else if (info) {
         const bool splits = info->further_scan_count == 0 && info->plan.imcu_output_rows > 0 &&
-                            session->midpointCount == 0 && can_share(session->ioInfo) && pays(info);
+                            session->midpointCount == 0 && !session->threadBandStart && can_share(session->ioInfo) &&
+                            pays(info);
         const int32_t threads = splits ? threads_to_start(split.threads - 1) : 0;
         OsBlock bands(threads > 0 ? os_allocate_array<Band>(kMostBands) : nullptr);
         vorel_threadpool *pool = bands ? start_pool(threads) : nullptr;
-        result = bands && !pool ? give_up(info, split.method)
-                                : run_bands(info, asked, split.method, pool, bands.as<Band>(), threads);
+        session->dualBusy = split.method == DecodeMethod::kPool;
+        const bool needs_threads = split.method == DecodeMethod::kRestart || split.method == DecodeMethod::kTwoSessions;
+        result = bands && !pool && needs_threads
+                     ? give_up(info, split.method)
+                     : run_bands(info, asked, split.method, pool, bands.as<Band>(), threads);
+        session->dualBusy = 0;
     }
     close_decode(info);
     if (!result) VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeFrame");

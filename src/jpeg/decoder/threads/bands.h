@@ -15,9 +15,9 @@
 namespace vorel {
 
 // In place of BRIMJ_DecodeFrame, with the same pixels. What cannot be split is decoded in one piece: progressive frames
-// and those of several scans, inputs that only one thread can read, sessions that take checkpoints, a single processor.
-// 1, or 0 when nothing could be opened, when it was cancelled, and with DecodeMethod::kPool where the caller's own part
-// failed.
+// and those of several scans, inputs that only one thread can read, sessions that take checkpoints or hand out bands of
+// their own, a single processor. 1, or 0 when nothing could be opened, when it was cancelled, with DecodeMethod::kPool
+// where the caller's own part failed, and with kPlain where any part did.
 int32_t decode_in_bands(DecInfo *session, StreamBuffer *stream, void *output, int32_t width, int32_t height,
                         const DecodeSplit &split);
 

@@ -114,7 +114,9 @@ void *decodeSubTP(void *bandTask) {
     auto *task = static_cast<BandTask *>(bandTask);
     if (!task) return nullptr;
     DecInfo *session = task->session;
-    if (session && session->bandTable && !is_cancelled(session)) {
+    const bool in_table = session && session->bandTable && task->bandIndex >= 0 &&
+                          static_cast<uint32_t>(task->bandIndex) < session->bandCount;
+    if (in_table && !is_cancelled(session)) {
         const BandRow &row = session->bandTable[task->bandIndex];
         if (!decode_row_band(*task, row, &task->midpoint)) VOREL_TRACE(kTagJpegStat);
     }

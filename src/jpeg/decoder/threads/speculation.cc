@@ -317,16 +317,17 @@ void Speculation::finish_chunk() {
 Speculated begin_speculation(JpegInfo *info) {
     const OutputPlan &plan = info->plan;
     DecInfo *session = info->decInfo;
-    if (!is_baseline(info) || info->further_scan_count > 0 || info->scan.restartInterval != 0) return Speculated::kNone;
-    if (plan.scaleIndex < 3 || plan.scaleIndex > 5 || plan.scaleMultiplier == 3 || plan.jointChroma)
-        return Speculated::kNone;
-    // Small pictures do without the look-ups that readers share.
-    if (!info->scan.window || info->isRegion || info->mapScanning || session->partialDecode) return Speculated::kNone;
-    // Positions are asked for between rows.
-    if (session->midpointCount != 0 || session->threadBandStart || !can_share(info->scan.io)) return Speculated::kNone;
+    if (!is_baseline(info) || info->isRegion || info->scan.restartInterval != 0) return Speculated::kNone;
+    if (plan.scaleIndex < 3 || plan.scaleIndex > 5 || plan.scaleMultiplier == 3) return Speculated::kNone;
     const int32_t size = info->scan.io->size;
     const int32_t interval = speculation_interval(uint64_t{info->frame->imageWidth} * info->frame->imageHeight, size);
+    // Required: known behind every decode that is reduced so far, also where nothing is read ahead.
     vjpeg_set_multiscan_interval(session, static_cast<uint32_t>(interval));
+    if (info->further_scan_count > 0 || plan.jointChroma) return Speculated::kNone;
+    // Small pictures do without the look-ups that readers share.
+    if (!info->scan.window || info->mapScanning || session->partialDecode) return Speculated::kNone;
+    // Positions are asked for between rows.
+    if (session->midpointCount != 0 || session->threadBandStart || !can_share(info->scan.io)) return Speculated::kNone;
     int32_t chunk_bytes = load_relaxed(&chunk_bytes_of_tests);
     if (chunk_bytes < 0) return Speculated::kNone;
     if (chunk_bytes == 0) {
