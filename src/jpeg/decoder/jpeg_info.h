@@ -132,7 +132,7 @@ struct JpegInfo {
     ScanInfo *scan_infos;  // that callers have made
     vorel::OutputPlan plan;
     vorel::QuantTable tables_used[vorel::kMaxComponents];  // that the plan's multipliers are made of
-    bool planned;  // the plan and the sample rows are those of the header
+    bool planned;                                          // the plan and the sample rows are those of the header
     vorel::OutputState out;
     vorel::RowPump pump;
     vorel::Iteration *iteration;  // of a decode that is done in pieces
