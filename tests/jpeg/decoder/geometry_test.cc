@@ -3,8 +3,8 @@
 
 #include <array>
 
-#include "jpeg/decoder/threads/method.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/threads/method.h"
 
 namespace vorel::test {
 namespace {
