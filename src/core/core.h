@@ -7,6 +7,7 @@
 #include "core/codes.h"
 #include "core/endian.h"
 #include "core/log.h"
+#include "core/mutex_lock.h"
 #include "core/os.h"
 #include "core/pixel_layout.h"
 #include "core/stream.h"

@@ -24,14 +24,6 @@ constexpr int32_t kMaxDecMode = 4;
 // Guards the links between sessions: a canceller walks children[] while workers take their sessions down.
 pthread_mutex_t g_links = PTHREAD_MUTEX_INITIALIZER;
 
-class LinksLock {
-  public:
-    LinksLock() { pthread_mutex_lock(&g_links); }
-    ~LinksLock() { pthread_mutex_unlock(&g_links); }
-    LinksLock(const LinksLock &) = delete;
-    LinksLock &operator=(const LinksLock &) = delete;
-};
-
 // Progress checks of all sessions together. The callback is due when it stands at kChecksPerCall.
 uint32_t g_checks = 0;
 constexpr uint32_t kChecksPerCall = 3;
@@ -77,7 +69,7 @@ void close_input(DecInfo *session) {
 
 // Required: the parent's childCount is not lowered.
 void unlink_session(DecInfo *session) {
-    LinksLock lock;
+    const MutexLock lock(&g_links);
     for (DecInfo *&child : session->children) {
         if (child && child->parent == session) child->parent = nullptr;
         child = nullptr;
@@ -109,7 +101,7 @@ DecInfo *new_session() {
 }
 
 bool adopt_child(DecInfo *parent, DecInfo *child) {
-    LinksLock lock;
+    const MutexLock lock(&g_links);
     for (int32_t slot = 0; slot < kMaxChildren; ++slot) {
         if (parent->children[slot]) continue;
         parent->children[slot] = child;
@@ -122,7 +114,7 @@ bool adopt_child(DecInfo *parent, DecInfo *child) {
 }
 
 void cancel_with_children(DecInfo *session) {
-    LinksLock lock;
+    const MutexLock lock(&g_links);
     store_relaxed(&session->abortFlag, kAbortCancelled);
     for (DecInfo *child : session->children) {
         if (child) store_relaxed(&child->abortFlag, kAbortCancelled);

@@ -24,18 +24,6 @@ void copy_rows(const JpegInfo *info, uint8_t *output, int32_t from, int32_t to) 
     }
 }
 
-// Guards what the threads of different checkpoints share.
-class JobLock {
-  public:
-    explicit JobLock(DecInfo *session) : mutex_(&session->jobMutex) { pthread_mutex_lock(mutex_); }
-    ~JobLock() { pthread_mutex_unlock(mutex_); }
-    JobLock(const JobLock &) = delete;
-    JobLock &operator=(const JobLock &) = delete;
-
-  private:
-    pthread_mutex_t *mutex_;
-};
-
 // A session keeps the map that it has. Without memory, and for scales that leave no positions, there will be none.
 void begin_map(const DecInfo *session, JpegInfo *info) {
     const bool untouched = !info->iteration->called && !info->iteration->turned && !info->pump.buffered;
@@ -45,7 +33,7 @@ void begin_map(const DecInfo *session, JpegInfo *info) {
 // The record with the session's whole map: the last of the decoders, with the rows of the others. Null while one of
 // them is at work, and where one has left none.
 JpegInfo *collect_map(DecInfo *session, int32_t number) {
-    const JobLock lock(session);
+    const MutexLock lock(&session->jobMutex);
     decoder_of(session, number)->iteration->kept_for_map = true;
     JpegInfo *last = nullptr;
     for (int32_t n = 1; n <= kMaxMidpoints; ++n) {
@@ -183,7 +171,7 @@ int32_t end_call(DecInfo *session, int32_t number, uint32_t flags, int32_t resul
         if (number == kWholePicture) {
             VORELBRIM_AbortJPEGIter(session);
         } else {
-            const JobLock lock(session);
+            const MutexLock lock(&session->jobMutex);
             close_decoder_of(session, number);
         }
     }

@@ -34,7 +34,6 @@ struct Iteration {
     IoInfo *io;            // its own opening of the input; null where that does not open again
     StreamCursor *cursor;  // null where the stream buffer is the caller's
     int32_t width, height;
-    uint16_t prepareStep;
     int32_t first_row, end_row;  // output rows of a checkpoint's strips
     uint32_t numbers;            // of the picture's decoder: the checkpoints that have one, a bit for each number
     bool called;                 // rows were asked for

@@ -303,7 +303,6 @@ int32_t VORELBRIM_PrepareJPEGIter(DecInfo *session, int32_t width, int32_t heigh
         return is_baseline(opened) || opened->progressive.scans_found ? 1 : kIterMore;
     }
     if (is_baseline(info)) return 1;
-    ++info->iteration->prepareStep;
     const int32_t result = search_scans(info, next_pause(session, info->further_scan_count + 1));
     if (result == kStepMoreRows) return kIterMore;
     if (result == kStepOk) return 1;

@@ -100,17 +100,6 @@ bool decode_halves(DecInfo *child, const Rectangle &whole, void *output, int32_t
 
 int32_t band_rows(int32_t sample) { return sample == 1 ? 128 : sample == 2 ? 64 : 16; }
 
-class JobLock {
-  public:
-    explicit JobLock(DecInfo *session) : mutex_(&session->jobMutex) { pthread_mutex_lock(mutex_); }
-    ~JobLock() { pthread_mutex_unlock(mutex_); }
-    JobLock(const JobLock &) = delete;
-    JobLock &operator=(const JobLock &) = delete;
-
-  private:
-    pthread_mutex_t *mutex_;
-};
-
 // Bands end at multiples of their height.
 bool make_jobs(DecInfo *session, void *output, const Rectangle &whole, int32_t sample) {
     if (bytes_per_pixel(session->outColorFormat) == 0 || !is_rectangle(whole) || !may_be_in_a_picture(whole))
@@ -119,7 +108,7 @@ bool make_jobs(DecInfo *session, void *output, const Rectangle &whole, int32_t s
     const int64_t first_end = (whole.y / band + 1) * band;
     if (first_end >= end) return false;
     const int64_t count = 1 + (end - first_end + band - 1) / band;
-    const JobLock lock(session);
+    const MutexLock lock(&session->jobMutex);
     // One list at a time.
     if (session->regionJobs) return false;
     RegionJob *jobs = os_allocate_array<RegionJob>(static_cast<uint64_t>(count));
@@ -147,14 +136,14 @@ bool make_jobs(DecInfo *session, void *output, const Rectangle &whole, int32_t s
 }
 
 void drop_jobs(DecInfo *session) {
-    const JobLock lock(session);
+    const MutexLock lock(&session->jobMutex);
     os_release(session->regionJobs);
     session->regionJobs = nullptr;
     session->regionJobCount = 0;
 }
 
 void stop_jobs(DecInfo *session) {
-    const JobLock lock(session);
+    const MutexLock lock(&session->jobMutex);
     session->jobsExhausted = 1;
 }
 
@@ -214,7 +203,7 @@ int32_t BRIMJ_MakeRDJobList(DecInfo *session, void *output, int32_t x, int32_t y
 
 RegionJob *BRIMJ_GetOneJob(DecInfo *session) {
     if (!session) return nullptr;
-    const JobLock lock(session);
+    const MutexLock lock(&session->jobMutex);
     if (session->jobsExhausted || !session->regionJobs || session->regionNextJob >= session->regionJobCount) {
         session->jobsExhausted = 1;
         return nullptr;

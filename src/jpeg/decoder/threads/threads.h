@@ -15,15 +15,4 @@ inline int32_t threads_to_start(int32_t wanted) {
     return spare < wanted ? spare : wanted;
 }
 
-class MutexLock {
-  public:
-    explicit MutexLock(pthread_mutex_t *mutex) : mutex_(mutex) { pthread_mutex_lock(mutex); }
-    ~MutexLock() { pthread_mutex_unlock(mutex_); }
-    MutexLock(const MutexLock &) = delete;
-    MutexLock &operator=(const MutexLock &) = delete;
-
-  private:
-    pthread_mutex_t *mutex_;
-};
-
 }  // namespace vorel
