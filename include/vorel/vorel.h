@@ -3,9 +3,15 @@
 #define VOREL_VOREL_H
 
 #include <vorel/exif.h>
+#include <vorel/exif_writer.h>
 #include <vorel/export.h>
 #include <vorel/frame.h>
 #include <vorel/jpeg_decoder.h>
+#include <vorel/jpeg_encoder.h>
+#include <vorel/jpeg_encoder_input.h>
+#include <vorel/jpeg_encoder_parallel.h>
+#include <vorel/jpeg_encoder_progressive.h>
+#include <vorel/jpeg_encoder_session.h>
 #include <vorel/jpeg_iterative.h>
 #include <vorel/jpeg_region.h>
 #include <vorel/jpeg_threads.h>
