@@ -7,15 +7,21 @@
 #include "jpeg/encoder/kernels/kernels.h"
 #include "jpeg/jpeg.h"
 
+namespace vorel {
+struct CodeTable;
+}
+
 struct JEWork {
     const vorel::EncoderKernels *kernels;
-    uint64_t allocated;  // bytes that sink->buffer really has
-    bool failed;         // no room or no memory: what is written from here on is thrown away, and the entry gives 0
-    bool owns_buffer;    // sink->buffer is the session's and not yet handed out
+    uint64_t allocated;       // bytes that sink->buffer really has
+    bool fixed;               // memory of a caller that is not replaced
+    bool failed;              // no room, no memory or no code: what follows is lost, and the entry gives 0
+    const uint8_t *pairsEnd;  // of NV21 and NV12: behind the last chroma pair of the whole picture
     // A stretch of an MCU row on its way to the entropy coder: of each component its block rows, one after another.
-    int16_t *stretch;          // zigzag order, 64-byte aligned
-    uint64_t *stretch_bits;    // ForwardRun.nonzero
-    struct CodeTables *codes;  // of the entropy coder, see entropy/block_coder.h
+    int16_t *stretch;              // zigzag order, 64-byte aligned
+    uint64_t *nonzero;             // of each block, as in ForwardRun
+    vorel::CodeTable *dcCodes[2];  // by table number
+    vorel::CodeTable *acCodes[2];
 };
 
 namespace vorel {
@@ -25,6 +31,11 @@ constexpr int32_t kEncoderNoMemory = 3, kEncoderBadFormat = 6, kEncoderBadSampli
 // debug_BrimCodecError for a bad argument.
 constexpr uint32_t kBadArgument = 15;
 constexpr int32_t kMostSide = 49999;
+
+// The plane and pixel cursors of a record, of the strip's first row in strip mode.
+void place_input(JEInfo *session, const RawInfo *raw);
+// A session with all that hangs on it, the record too; null is no session.
+void destroy_session(JEInfo *session);
 
 // A failure line of the encoder: the function it speaks of and its line.
 #define VOREL_ENC_LOG(text) VOREL_LOG(kTagJpegStat, text, __func__, __LINE__)

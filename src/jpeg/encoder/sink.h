@@ -23,6 +23,9 @@ void hand_over(JEInfo *session);
 // The same with bytes that stand elsewhere, behind what is in the buffer.
 void hand_over(JEInfo *session, const uint8_t *bytes, uint32_t count);
 
+// File and callback: hands over what is in the buffer. Memory: the capacity grows by `step`. False: no memory.
+bool step_on(JEInfo *session, uint32_t step);
+
 // Behind make_room.
 inline void put_byte(JEInfo *session, uint32_t byte) {
     RimEncSink *sink = session->sink;

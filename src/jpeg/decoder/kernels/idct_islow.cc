@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/kernels/internal.h"
+#include "jpeg/islow.h"
 
 namespace vorel {
 namespace {
@@ -16,17 +17,6 @@ namespace {
 int32_t hold16(int64_t value) {
     return static_cast<int32_t>(value < INT16_MIN ? INT16_MIN : value > INT16_MAX ? INT16_MAX : value);
 }
-
-// Constants of the flow graph, round(8192 x), multiplied out to what each input adds to each output.
-constexpr int32_t k0_298 = 2446, k0_390 = 3196, k0_541 = 4433, k0_765 = 6270, k0_899 = 7373, k1_175 = 9633,
-                  k1_501 = 12299, k1_847 = 15137, k1_961 = 16069, k2_053 = 16819, k2_562 = 20995, k3_072 = 25172;
-constexpr int32_t kEven2 = k0_541 + k0_765, kEven6 = k0_541 - k1_847;  // input 2 to 0, input 6 to 1
-constexpr int32_t kOdd[4][4] = {
-    // Output 0 and 7, 1 and 6, 2 and 5, 3 and 4 from inputs 1, 3, 5, 7.
-    {k1_501 - k0_899 - k0_390 + k1_175, k1_175, k1_175 - k0_390, k1_175 - k0_899},
-    {k1_175, k3_072 - k2_562 - k1_961 + k1_175, k1_175 - k2_562, k1_175 - k1_961},
-    {k1_175 - k0_390, k1_175 - k2_562, k2_053 - k2_562 - k0_390 + k1_175, k1_175},
-    {k1_175 - k0_899, k1_175 - k1_961, k1_175, k0_298 - k0_899 - k1_961 + k1_175}};
 
 constexpr int kFirstShift = 11;   // 13 bits of the constants, 2 of them kept as fraction
 constexpr int kSecondShift = 18;  // 13, the 2 kept, and 3 for the transform's factor 8

@@ -1,0 +1,174 @@
+// Entropy coding of baseline MCUs (T.81 F.1.2), restart markers and padding.
+#include <bit>
+
+#include "jpeg/encoder/entropy/block_coder.h"
+#include "jpeg/encoder/sink.h"
+
+namespace vorel {
+namespace {
+
+constexpr uint32_t kNothingYet = 0xFFFFFFFF;
+// What a chunk of output leaves free for a block. Not a bound: see kMostMcuBytes for that.
+constexpr uint32_t kUsualBlockBytes = 128;
+
+// A value that has no look-up of its own. `codes` are those of its run.
+inline bool put_by_size(BitWriter &writer, const PackedCode *codes, int32_t value, uint32_t most) {
+    const uint32_t size = size_of(value);
+    if (size > most || !codes[size]) return false;
+    writer.put(codes[size]);
+    writer.put(static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((uint64_t{1} << size) - 1), size);
+    return true;
+}
+
+inline bool put_value(BitWriter &writer, const CodeTable &codes, uint32_t run, int32_t value, uint32_t most) {
+    const uint32_t index = static_cast<uint32_t>(value + kDirect);
+    if (index >= 2 * kDirect) [[unlikely]]
+        return put_by_size(writer, codes.of_size[run], value, most);
+    const PackedCode code = codes.direct[run][index];
+    writer.put(code);
+    return code != 0;
+}
+
+inline bool encode_block(BitWriter &writer, const CodeTable &dc, const CodeTable &ac, const int16_t *zigzag,
+                         uint64_t nonzero, int32_t difference) {
+    if (!put_value(writer, dc, 0, difference, kMostSize)) return false;
+    int last = 0;
+    for (uint64_t rest = nonzero & ~uint64_t{1}; rest != 0; rest &= rest - 1) {
+        const int at = std::countr_zero(rest);
+        int run = at - last - 1;
+        last = at;
+        for (; run >= kZeroRun; run -= kZeroRun) {
+            if (!ac.zero_run) return false;
+            writer.put(ac.zero_run);
+        }
+        if (!put_value(writer, ac, static_cast<uint32_t>(run), zigzag[at], kMostAcSize)) return false;
+    }
+    if (last != 63) {
+        if (!ac.end_of_block) return false;
+        writer.put(ac.end_of_block);
+    }
+    return true;
+}
+
+// What waits in the record, to `at`.
+BitWriter writer_at(const JEInfo *session, uint8_t *at) {
+    const JEEntropy *entropy = session->entropy;
+    return {entropy->bitBuffer, entropy->bitCount, at};
+}
+// Back to the record; where the bytes end.
+uint8_t *put_back(JEInfo *session, BitWriter &writer) {
+    writer.drain();
+    session->entropy->bitBuffer = writer.waiting();
+    session->entropy->bitCount = writer.waiting_count();
+    return writer.at();
+}
+
+bool encode_blocks(JEInfo *session, const CodingBlock *blocks, uint8_t **at) {
+    const JEWork *work = session->work;
+    BitWriter writer = writer_at(session, *at);
+    bool good = true;
+    for (uint32_t i = 0; i < session->blocksInMcu && good; ++i) {
+        const uint32_t member = session->mcuMembership[i];
+        const JEComponent *component = session->scanComponents[member];
+        int32_t &last = session->entropy->lastDc[member];
+        good = encode_block(writer, *work->dcCodes[component->dcTable], *work->acCodes[component->acTable],
+                            blocks[i].zigzag, blocks[i].nonzero, blocks[i].dc - last);
+        last = blocks[i].dc;
+    }
+    *at = put_back(session, writer);
+    return good;
+}
+
+// Into memory that may be too small for the longest MCU: by way of memory that is not.
+bool encode_in_passing(JEInfo *session, const CodingBlock *blocks) {
+    RimEncSink *sink = session->sink;
+    uint8_t bytes[kMostMcuBytes], *end = bytes;
+    if (!encode_blocks(session, blocks, &end)) return false;
+    const uint32_t count = static_cast<uint32_t>(end - bytes);
+    if (count > session->work->allocated - sink->position) return false;
+    put_bytes(session, bytes, count);
+    return true;
+}
+
+}  // namespace
+
+bool next_mcu_room(JEInfo *session) {
+    const RimEncSink *sink = session->sink;
+    if (uint64_t{sink->position} + kUsualBlockBytes * session->blocksInMcu < sink->capacity) return true;
+    return step_on(session, kGrowth);
+}
+
+bool encode_mcu(JEInfo *session, const CodingBlock *blocks) {
+    RimEncSink *sink = session->sink;
+    JEWork *work = session->work;
+    if (work->failed || !next_mcu_room(session)) return false;
+    bool good;
+    if (work->allocated - sink->position >= kMostMcuBytes) [[likely]] {
+        __rim_jpeg_write_restart_marker(session);
+        uint8_t *at = sink->buffer + sink->position;
+        good = encode_blocks(session, blocks, &at);
+        sink->position = static_cast<uint32_t>(at - sink->buffer);
+    } else if (sink->mode == kSinkMemory && !work->fixed) {
+        return make_room(session, kMostMcuBytes) && encode_mcu(session, blocks);
+    } else {
+        __rim_jpeg_write_restart_marker(session);
+        good = !work->failed && encode_in_passing(session, blocks);
+    }
+    if (!good) work->failed = true;
+    return good;
+}
+
+}  // namespace vorel
+
+using namespace vorel;
+
+extern "C" {
+
+// Before each MCU. The first one has none in front of it.
+void __rim_jpeg_write_restart_marker(JEInfo *session) {
+    if (session->restartInterval < 1) return;
+    if (session->restartCounter == kNothingYet) {
+        session->restartCounter = 1;
+        return;
+    }
+    if (session->restartCounter % session->restartInterval == 0) {
+        JEEntropy *entropy = session->entropy;
+        const bool writes = !session->gathering || session->progressiveMode;
+        if (entropy->bitCount > 0 && writes) __rim_jpeg_enc_finish_compression(session);
+        entropy->bitBuffer = entropy->bitCount = 0;
+        if (!session->gathering && make_room(session, 2)) {
+            put_marker(session, kRst0 + static_cast<int32_t>(session->restartNumber & 7));
+        }
+        for (uint32_t i = 0; i < session->componentsInScan; ++i) entropy->lastDc[i] = 0;
+        ++session->restartNumber;
+    }
+    ++session->restartCounter;
+}
+
+int32_t __rim_jpeg_enc_encode_1mcu_blk(JEInfo *session, int16_t **blocks) {
+    alignas(64) int16_t zigzag[kMaxBlocksInMcu][kBlockCoefficients];
+    CodingBlock coding[kMaxBlocksInMcu];
+    for (uint32_t i = 0; i < session->blocksInMcu; ++i) {
+        coding[i] = {zigzag[i], session->work->kernels->zigzag(blocks[i], zigzag[i]), blocks[i][0]};
+    }
+    return encode_mcu(session, coding);
+}
+
+// `size` bits of at most 25, the upper ones of `code` not looked at.
+void __rim_jpeg_enc_write_bits(JEInfo *session, uint32_t code, uint32_t size) {
+    if (size > 25 || !make_room(session, 8)) return;
+    JEEntropy *entropy = session->entropy;
+    uint32_t bits = entropy->bitBuffer << size | (code & ((1u << size) - 1)), count = entropy->bitCount + size;
+    for (; count >= 8; count -= 8) {
+        const uint32_t byte = bits >> (count - 8) & 0xFF;
+        put_byte(session, byte);
+        if (byte == 0xFF) put_byte(session, 0);
+    }
+    entropy->bitBuffer = bits & ((1u << count) - 1);
+    entropy->bitCount = count;
+}
+
+// Pads with ones to the end of a byte; bits that make no whole byte stay.
+void __rim_jpeg_enc_finish_compression(JEInfo *session) { __rim_jpeg_enc_write_bits(session, 0x7F, 7); }
+
+}  // extern "C"
