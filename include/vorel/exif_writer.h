@@ -11,7 +11,11 @@
 
 VOREL_BEGIN_DECLS
 
-/* The TIFF structure of a record, without its thumbnail, whose place is right behind. Returns its length. */
+/* The TIFF structure of a record, without its thumbnail, whose place is right behind. Returns its length. destination
+ * has 640 bytes and those of make, model and the GPS processing method with their NULs. Strings, GPS record and numbers
+ * of the record that are null or 0 are left out, but for whiteBalance; the date is that of the call. Required: without
+ * a thumbnail the 0th directory's link to the next one is not written, four zeros stand 8 bytes behind the last
+ * directory's table, and short strings are stored a second time. */
 VOREL_API uint32_t __rim_CreateExif(uint8_t *destination, ExifInfo *exif);
 
 /* Values, little-endian. */
@@ -41,7 +45,8 @@ VOREL_API uint32_t __rim_WriteBYTESTag(uint8_t *base, uint32_t entryPosition, ui
 VOREL_API uint32_t __rim_WriteUNDEFINEDTag(uint8_t *base, uint32_t entryPosition, uint32_t *cursor, uint16_t tag,
                                            const uint8_t *data, uint32_t count);
 
-/* Segments of a session's header: APP1 with the session's Exif record; COM and APP14, which no header has; nothing. */
+/* Segments of a session's header: APP1 with the session's Exif record; COM and APP14, which no header has; nothing. A
+ * thumbnail without data or too long for the segment is left out, and so is a record; the log says so. */
 VOREL_API int32_t __rim_jpeg_enc_write_app1_marker(JEInfo *session);
 VOREL_API int32_t __rim_jpeg_enc_write_com_marker(JEInfo *session);
 VOREL_API int32_t __rim_jpeg_enc_write_app14_marker(JEInfo *session);
