@@ -34,11 +34,12 @@ uint64_t least_bits(Counts counts) {
 
 TEST(JpegOptimalTables, ShortestCodes) {
     std::mt19937 random(3);
+    const auto draw = [&](uint32_t end) { return static_cast<uint32_t>(random() % end); };
     for (int round = 0; round < 60; ++round) {
         Counts counts(257);
         for (int i = 0; i < 256; ++i) {
-            const uint32_t kinds[] = {random() % 7, random() % 1000 * (random() % 4 == 0), 5, i == round ? 9u : 0u,
-                                      random() % 3 ? 0 : 0xFFFFFFFF - random() % 9};
+            const uint32_t kinds[] = {draw(7), draw(4) ? 0 : draw(1000), 5, i == round ? 9u : 0u,
+                                      draw(3) ? 0 : 0xFFFFFFFF - draw(9)};
             counts[static_cast<size_t>(i)] = kinds[round % 5];
         }
         // Counts of which each is the sum of those before it: codes get as long as there are symbols.
@@ -46,7 +47,7 @@ TEST(JpegOptimalTables, ShortestCodes) {
         if (deep) {
             counts.assign(257, 0);
             for (size_t i = 0; i < static_cast<size_t>(round - 20); ++i)
-                counts[200 - i] = i < 2 ? 1 : std::min<uint64_t>(uint64_t{counts[201 - i]} + counts[202 - i], 900000000);
+                counts[200 - i] = i < 2 ? 1 : std::min(counts[201 - i] + counts[202 - i], 900000000u);
         }
         RimEncHuffTable table = {};
         table.sent = 1;
