@@ -98,8 +98,8 @@ TEST(JpegProgressiveEncoder, BlocksOfTheBaselineStream) {
             for (const int quality : {1, 40, 85, 100}) {
                 const std::string what =
                     testing::PrintToString(std::vector{format, size[0], size[1], static_cast<int>(quality)});
-                const RawPicture picture = quality == 100 ? raw_noise(format, size[0], size[1])
-                                                          : raw_picture(format, size[0], size[1]);
+                const RawPicture picture =
+                    quality == 100 ? raw_noise(format, size[0], size[1]) : raw_picture(format, size[0], size[1]);
                 expect_same_blocks(encode(picture, {.quality = quality, .progressive = true}),
                                    encode(picture, {.quality = quality}), what);
             }
@@ -108,12 +108,17 @@ TEST(JpegProgressiveEncoder, BlocksOfTheBaselineStream) {
 }
 
 TEST(JpegProgressiveEncoder, ScansInTheirOrder) {
-    const std::vector<Bytes> colour = {
-        {3, 1, 0x00, 2, 0x10, 3, 0x10, 0, 0, 0x01}, {1, 1, 0x00, 1, 5, 0x02},  {1, 3, 0x01, 1, 63, 0x01},
-        {1, 2, 0x01, 1, 63, 0x01},                  {1, 1, 0x00, 6, 63, 0x02}, {1, 1, 0x00, 1, 63, 0x21},
-        {3, 1, 0x00, 2, 0x00, 3, 0x00, 0, 0, 0x10}, {1, 3, 0x01, 1, 63, 0x10}, {1, 2, 0x01, 1, 63, 0x10},
-        {1, 1, 0x00, 1, 63, 0x10}};
-    const std::vector<Bytes> gray = {{1, 1, 0, 0, 0, 0x01},     {1, 1, 0, 1, 5, 0x02}, {1, 1, 0, 6, 63, 0x02},
+    const std::vector<Bytes> colour = {{3, 1, 0x00, 2, 0x10, 3, 0x10, 0, 0, 0x01},
+                                       {1, 1, 0x00, 1, 5, 0x02},
+                                       {1, 3, 0x01, 1, 63, 0x01},
+                                       {1, 2, 0x01, 1, 63, 0x01},
+                                       {1, 1, 0x00, 6, 63, 0x02},
+                                       {1, 1, 0x00, 1, 63, 0x21},
+                                       {3, 1, 0x00, 2, 0x00, 3, 0x00, 0, 0, 0x10},
+                                       {1, 3, 0x01, 1, 63, 0x10},
+                                       {1, 2, 0x01, 1, 63, 0x10},
+                                       {1, 1, 0x00, 1, 63, 0x10}};
+    const std::vector<Bytes> gray = {{1, 1, 0, 0, 0, 0x01},  {1, 1, 0, 1, 5, 0x02}, {1, 1, 0, 6, 63, 0x02},
                                      {1, 1, 0, 1, 63, 0x21}, {1, 1, 0, 0, 0, 0x10}, {1, 1, 0, 1, 63, 0x10}};
     for (const int32_t format : {COLOR_YUV420, COLOR_GRAY}) {
         std::vector<Bytes> scans;
@@ -129,8 +134,8 @@ TEST(JpegProgressiveEncoder, ScansInTheirOrder) {
             pending = 0;
         }
         EXPECT_EQ(scans, format == COLOR_GRAY ? gray : colour);
-        EXPECT_EQ(tables, format == COLOR_GRAY ? (std::vector{1, 1, 1, 1, 0, 1})
-                                               : (std::vector{2, 1, 1, 1, 1, 1, 0, 1, 1, 1}));
+        EXPECT_EQ(tables,
+                  format == COLOR_GRAY ? (std::vector{1, 1, 1, 1, 0, 1}) : (std::vector{2, 1, 1, 1, 1, 1, 0, 1, 1, 1}));
     }
 }
 
@@ -168,9 +173,19 @@ TEST(JpegProgressiveEncoder, RestartIntervalOfTheCaller) {
     }
 }
 
+TEST(JpegProgressiveEncoder, FilesAreWhatMemoryIs) {
+    const RawPicture picture = raw_noise(COLOR_YUV444, 300, 200);
+    RawInfo raw = picture.record();
+    raw.progressive = 1;
+    const TempFile file;
+    ASSERT_EQ(rim_enc_jpeg_to_file(&raw, file.path(), 100), 1);
+    EXPECT_TRUE(read_file(file.path()) == encode(picture, {.quality = 100, .progressive = true}));
+}
+
 TEST(JpegProgressiveEncoder, FailingAllocations) {
     const RawPicture picture = raw_picture(COLOR_RGBA8888, 70, 50);
     const Bytes whole = encode(picture, {.progressive = true});
+    ASSERT_FALSE(whole.empty());
     with_each_allocation_failing([&](const CountingAllocator &allocator) {
         const Bytes stream = encode(picture, {.progressive = true});
         EXPECT_TRUE(allocator.failed() ? stream.empty() || stream == whole : stream == whole);
