@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <random>
+#include <set>
 
 #include "jpeg/encoder/encode_support.h"
 #include "jpeg/encoder/kernels/scan_masks.h"
@@ -40,12 +41,6 @@ void expect_same_blocks(const Bytes &stream, const Bytes &baseline, const std::s
         EXPECT_EQ(blocks[c].across, wanted[c].across) << what;
         EXPECT_TRUE(blocks[c].coefficients == wanted[c].coefficients) << what << " component " << c;
     }
-}
-
-RawPicture flat(int32_t format, int32_t width, int32_t height) {
-    RawPicture picture = raw_noise(format, width, height);
-    std::fill(picture.pixels.begin(), picture.pixels.end(), uint8_t{90});
-    return picture;
 }
 
 // A progressive session step by step. With an interval of more MCUs than there are, MCU goes by MCU and no marker is
@@ -139,25 +134,54 @@ TEST(JpegProgressiveEncoder, ScansInTheirOrder) {
     }
 }
 
-// Runs of 32767 blocks without a coefficient, and refinement bits that fill their buffer.
+// 67 x 490 blocks without a coefficient: a run of 32767 and one of 63, each with the size of its length as its symbol.
 TEST(JpegProgressiveEncoder, LongRuns) {
-    for (const int32_t format : {COLOR_GRAY, COLOR_YUV420}) {
-        const RawPicture picture = flat(format, 2056, 1024);
+    for (const int32_t format : {COLOR_GRAY, COLOR_YUV444}) {
+        RawPicture picture = raw_noise(format, 536, 3920);
+        std::fill(picture.pixels.begin(), picture.pixels.end(), uint8_t{90});
         const Bytes stream = encode(picture, {.progressive = true});
         expect_same_blocks(stream, encode(picture), "flat");
-        int longest = 0;
-        for (const Segment &segment : segments(stream))
-            if (segment.code == 0xC4 && segment.body[0] == 0x10)
-                longest += std::count(segment.body.begin() + 17, segment.body.end(), 0xE0);
-        EXPECT_EQ(longest, 4);  // each of luma's scans of AC coefficients
         EXPECT_TRUE(stream == by_steps(picture, 85, kNever));
+        for (const Segment &segment : segments(stream)) {
+            if (segment.code != 0xC4 || segment.body[0] < 0x10) continue;
+            const std::set<uint8_t> symbols(segment.body.begin() + 17, segment.body.end());
+            EXPECT_EQ(symbols, (std::set<uint8_t>{0x50, 0xE0}));
+        }
+    }
+}
+
+// A run ends behind the block that brings the bits that refine it above 937.
+TEST(JpegProgressiveEncoder, RefinementBitsBehindARun) {
+    const struct {
+        int bits, blocks;  // of each block; in a run
+    } rows[] = {{63, 15}, {62, 16}, {31, 31}, {1, 938}};
+    for (const auto &row : rows) {
+        RawInfo raw = raw_picture(COLOR_GRAY, 8, 8).record();
+        raw.pixels = nullptr;
+        raw.progressive = 1;
+        RimEncSink sink = {};
+        JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, nullptr, nullptr);
+        session->ss = 1, session->se = 63, session->ah = 1, session->al = 0;
+        ASSERT_EQ(vjpeg_start_pass_phuff(session, 1), 1);
+        int16_t block[64] = {}, *blocks[] = {block};
+        std::fill(block + 64 - row.bits, block + 64, int16_t{-3});
+        int coded = 0;
+        for (const JEPhuff *phuff = session->phuff; coded == 0 || phuff->eobRun; ++coded) {
+            EXPECT_EQ(phuff->bufferedBits, static_cast<uint32_t>(coded * row.bits));
+            ASSERT_EQ(session->phuff->encodeMcu(session, blocks), 1);
+        }
+        EXPECT_EQ(coded, row.blocks) << row.bits;
+        __rim_jpeg_enc_release_mem(session);
+        VORELBRIM_OsFree(session);
     }
 }
 
 TEST(JpegProgressiveEncoder, RowsAndSingleMcusGiveTheSameBytes) {
     for (const int32_t format : {COLOR_GRAY, COLOR_YUV420, COLOR_YUV422, COLOR_RGBA8888, COLOR_YUV444}) {
-        for (const int quality : {10, 75, 95, 100}) {
-            for (const auto &picture : {raw_picture(format, 333, 181, 4), raw_noise(format, 270, 145)}) {
+        RawPicture harsh = raw_noise(format, 270, 145);
+        for (auto &byte : harsh.pixels) byte = byte & 1 ? 255 : 0;
+        for (const auto &picture : {harsh, raw_noise(format, 270, 145), raw_picture(format, 333, 181, 4)}) {
+            for (const int quality : {10, 75, 95, 100}) {
                 EXPECT_TRUE(encode(picture, {.quality = quality, .progressive = true}) ==
                             by_steps(picture, quality, kNever))
                     << format << " quality " << quality;
