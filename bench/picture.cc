@@ -219,6 +219,11 @@ class Folder {
 
 }  // namespace
 
+Samples samples_for(int megapixels) {
+    const Size size = size_of(megapixels);
+    return {size.width, size.height, samples_of(megapixels)};
+}
+
 const Jpeg &jpeg_for(const Row &row) {
     static const Folder folder;
     static std::map<std::string, Jpeg> kept;

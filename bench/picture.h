@@ -17,6 +17,13 @@ struct Jpeg {
     std::string path;  // the same bytes in a file
 };
 
+// The picture before it is compressed: Y, Cb, Cr interleaved. Only the last one is kept.
+struct Samples {
+    int width, height;
+    const Bytes &bytes;
+};
+Samples samples_for(int megapixels);
+
 // The compressed picture of a row, made on first use and kept. The files stand in a folder that goes with the process.
 const Jpeg &jpeg_for(const Row &row);
 

@@ -1,4 +1,4 @@
-// Constant tables of T.81 that decoder and encoder share.
+// Constant tables of T.81 that decoder and encoder share, and the version of both.
 #include <vorel/jpeg_decoder.h>
 
 #include "jpeg/jpeg.h"
@@ -17,5 +17,7 @@ extern const uint8_t BRIMJ_NATURAL_ORDER[80] __attribute__((alias("vorel_natural
 // Values of n raw bits below entry n are negative (T.81 F.2.2.1, EXTEND).
 extern const int32_t BRIMJ_HUFF_EXTEND_TEST[16] = {0,      0x0001, 0x0002, 0x0004, 0x0008, 0x0010, 0x0020, 0x0040,
                                                    0x0080, 0x0100, 0x0200, 0x0400, 0x0800, 0x1000, 0x2000, 0x4000};
+
+const char *BRIMJ_GetVersion(void) { return "3.72.24.26799"; }
 
 }  // extern "C"

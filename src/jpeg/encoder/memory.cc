@@ -61,9 +61,4 @@ JEBlock **__rim_jpeg_enc_alloc_block_arry(JEInfo *session, uint32_t blocksPerRow
     return rows_over_block<JEBlock>(session, blocksPerRow, rows, outAlignment);
 }
 
-void __rim_jpeg_enc_release_mem(JEInfo *session) {
-    for (uint32_t i = 0; i < session->blockCount; ++i) os_release(session->rawBlocks[i]);
-    session->blockCount = 0;
-}
-
 }  // extern "C"

@@ -1,11 +1,12 @@
 // A session from the caller's record: its components, tables, sample rows and where its stream goes.
 #include "jpeg/encoder/session.h"
 
-#include <vorel/jpeg_encoder_input.h>
+#include <vorel/jpeg_encoder_progressive.h>
 
 #include <cstring>
 
 #include "jpeg/encoder/memory.h"
+#include "jpeg/encoder/parallel/columns.h"
 #include "jpeg/encoder/progressive/progressive.h"
 #include "jpeg/encoder/rows.h"
 #include "jpeg/encoder/sink.h"
@@ -331,6 +332,13 @@ void __rim_jpeg_enc_setup_imcu(JEInfo *session) {
         }
     }
     state->mcuColumn = state->vertOffset = 0;
+}
+
+void __rim_jpeg_enc_release_mem(JEInfo *session) {
+    if (session->work) release_columns(session);
+    for (uint32_t i = 0; i < session->blockCount; ++i) os_release(session->rawBlocks[i]);
+    session->blockCount = 0;
+    session->work = nullptr;
 }
 
 }  // extern "C"

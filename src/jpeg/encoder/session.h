@@ -20,6 +20,7 @@ struct JEWork {
     // A stretch of an MCU row on its way to the entropy coder: of each component its block rows, one after another.
     int16_t *stretch;              // zigzag order, 64-byte aligned
     uint64_t *nonzero;             // of each block, as in ForwardRun
+    uint64_t *columnAllocated;     // of each of JEInfo.columns, what `allocated` is of the sink
     vorel::CodeTable *dcCodes[2];  // by table number
     vorel::CodeTable *acCodes[2];
 };

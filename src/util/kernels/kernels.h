@@ -84,6 +84,9 @@ struct UtilKernels {
     void (*yuv_to_rgb[kChromaLayouts][kRgbFormats])(const YuvRows &rows);
     // Pairs: BT.601 video range, chroma of the even pixels of the first row. Planar: full range, mean chroma.
     void (*rgba_to_yuv[kChromaLayouts])(const RgbaRows &rows);
+    // The same for RGBA and for BGRA pixels, chroma being (sum of four pixels' + bias) / 4, bias 1, 2, 1, 2, ...
+    void (*rgba_to_sampled)(const RgbaRows &rows);
+    void (*bgra_to_sampled)(const RgbaRows &rows);
     // count pairs; dst may be src.
     void (*swap_pairs)(const uint8_t *src, int32_t count, uint8_t *dst);
     void (*interleave)(const uint8_t *first, const uint8_t *second, int32_t count, uint8_t *dst);

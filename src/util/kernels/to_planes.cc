@@ -11,32 +11,50 @@ constexpr Weights kFullY = {19595, 38470, 7471}, kFullU = {-11059, -21709, 32768
 
 int32_t mean(int32_t a, int32_t b) { return (a + b + 1) >> 1; }
 
-// Of two neighbours in each row and of the rows, as far as there are two.
-int32_t mean_chroma(const Weights &weights, const RgbaRows &rows, int32_t x) {
-    const ptrdiff_t partner = x + 1 < rows.width ? 4 : 0;
-    int32_t of_row[2] = {};
-    for (int row = 0; row < 2; ++row) {
-        const uint8_t *pixel = rows.rgba[rows.rgba[row] ? row : 0] + ptrdiff_t{x} * 4;
-        of_row[row] = mean(weigh(weights, pixel, kChromaRound), weigh(weights, pixel + partner, kChromaRound));
-    }
-    return mean(of_row[0], of_row[1]);
+// How four pixels' chroma becomes one: the mean of two rounded means, or their sum plus 1 and 2 in turn, divided by 4.
+enum class Reduction : uint8_t { kMeans, kSum };
+// Which bytes red and blue are.
+enum class Order : uint8_t { kRgba, kBgra };
+
+constexpr Weights swapped(const Weights &weights) { return {weights.b, weights.g, weights.r}; }
+template <Order kOrder>
+constexpr Weights ordered(const Weights &weights) {
+    return kOrder == Order::kRgba ? weights : swapped(weights);
 }
 
+// Of two neighbours in each row and of the rows, as far as there are two.
+template <Reduction kReduction>
+int32_t reduced_chroma(const Weights &weights, const RgbaRows &rows, int32_t x) {
+    const ptrdiff_t partner = x + 1 < rows.width ? 4 : 0;
+    int32_t mean_of[2] = {}, sum = 0;
+    for (int row = 0; row < 2; ++row) {
+        const uint8_t *pixel = rows.rgba[rows.rgba[row] ? row : 0] + ptrdiff_t{x} * 4;
+        const int32_t a = weigh(weights, pixel, kChromaRound), b = weigh(weights, pixel + partner, kChromaRound);
+        mean_of[row] = mean(a, b);
+        sum += a + b;
+    }
+    return kReduction == Reduction::kMeans ? mean(mean_of[0], mean_of[1]) : (sum + 1 + x / 2 % 2) >> 2;
+}
+
+template <Reduction kReduction, Order kOrder>
 void scalar_to_planes(const RgbaRows &rows) {
+    constexpr Weights kY = ordered<kOrder>(kFullY), kU = ordered<kOrder>(kFullU), kV = ordered<kOrder>(kFullV);
     for (int32_t x = 0; x < rows.width; ++x) {
         for (int row = 0; row < 2 && rows.rgba[row]; ++row) {
-            rows.y[row][x] = static_cast<uint8_t>(weigh(kFullY, rows.rgba[row] + ptrdiff_t{x} * 4, kLumaRound));
+            rows.y[row][x] = static_cast<uint8_t>(weigh(kY, rows.rgba[row] + ptrdiff_t{x} * 4, kLumaRound));
         }
         if (x & 1) continue;
-        rows.first[x / 2] = static_cast<uint8_t>(mean_chroma(kFullU, rows, x));
-        rows.second[x / 2] = static_cast<uint8_t>(mean_chroma(kFullV, rows, x));
+        rows.first[x / 2] = static_cast<uint8_t>(reduced_chroma<kReduction>(kU, rows, x));
+        rows.second[x / 2] = static_cast<uint8_t>(reduced_chroma<kReduction>(kV, rows, x));
     }
 }
 
 }  // namespace
 
 void add_scalar_to_planes(UtilKernels *table) {
-    table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = scalar_to_planes;
+    table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = scalar_to_planes<Reduction::kMeans, Order::kRgba>;
+    table->rgba_to_sampled = scalar_to_planes<Reduction::kSum, Order::kRgba>;
+    table->bgra_to_sampled = scalar_to_planes<Reduction::kSum, Order::kBgra>;
 }
 
 }  // namespace vorel
@@ -314,7 +332,7 @@ struct ToPlanes {
     void scalar(int32_t x, int32_t count) const {
         RgbaRows part = rows_from(rows, x, true);
         part.width = count;
-        scalar_to_planes(part);
+        scalar_to_planes<Reduction::kMeans, Order::kRgba>(part);
     }
 };
 

@@ -132,6 +132,4 @@ int32_t BRIMJ_GetEOIOffset(IoInfo *io, ImageInfo *imageInfo) {
     return BRIMJ_EOIParser(cursor.stream(), 8, imageInfo);
 }
 
-const char *BRIMJ_GetVersion(void) { return "3.72.24.26799"; }
-
 }  // extern "C"

@@ -6,9 +6,12 @@
 
 namespace vorel {
 
+// Fill their members with the plainest code.
 void add_scalar_forward(EncoderKernels *table);
-// Replaces the members that have a vector twin for the target.
+void add_scalar_input(EncoderKernels *table);
+// Replace the members that have a vector twin for the target.
 void add_vector_forward(SimdTarget target, EncoderKernels *table);
+void add_vector_input(SimdTarget target, EncoderKernels *table);
 
 // Eight points of the forward DCT, times sqrt(8); kShift as in islow.h. The sums and differences that both passes share
 // are exact in Sum: 32 bits for samples, 64 for any 16-bit values.

@@ -9,7 +9,9 @@ namespace {
 
 void fill(SimdTarget target, EncoderKernels *table) {
     add_scalar_forward(table);
+    add_scalar_input(table);
     add_vector_forward(target, table);
+    add_vector_input(target, table);
 }
 using Registry = KernelRegistry<EncoderKernels, fill>;
 

@@ -1,0 +1,273 @@
+// Strips of one stream, each encoded by a session of its own and then joined: they meet at restart markers.
+#include <vorel/jpeg_encoder_parallel.h>
+#include <vorel/jpeg_encoder_progressive.h>
+
+#include <cstring>
+
+#include "jpeg/encoder/arguments.h"
+#include "jpeg/encoder/quantisation.h"
+#include "jpeg/encoder/session.h"
+#include "util/util.h"
+
+namespace vorel {
+namespace {
+
+constexpr int32_t kLeastHeight = 512;  // below that one session is as good
+constexpr int32_t kBufferStrips = 6, kFileThreads = 6, kFileStripRows = 64;
+constexpr int32_t kStripUnit = 16;  // rows of the highest MCU
+constexpr uint64_t kLeastCapacity = 4096;
+// What the header of the first strip may leave unwritten reads as zero.
+constexpr uint64_t kHeaderBytes = 1 << 16;
+
+// Bytes a pixel of formats whose strips begin at other pixels; 0 where the session finds its planes itself; -1 for
+// formats that have no strips.
+int32_t pixel_bytes(uint32_t format) {
+    switch (format) {
+        case COLOR_RGB565:
+            return 2;
+        case COLOR_RGB888:
+        case COLOR_BGR565A:
+            return 3;
+        case COLOR_GRAY:
+            return 1;
+        case COLOR_ARGB8888:
+        case COLOR_RGBA8888:
+        case COLOR_BGRA8888:
+            return 4;
+        case COLOR_YUV420:
+        case COLOR_YUV422:
+        case COLOR_YUV440:
+        case COLOR_YUV444:
+        case COLOR_YUYV:
+        case COLOR_NV21:
+        case COLOR_NV12:
+            return 0;
+        default:
+            return -1;
+    }
+}
+
+bool is_size(const RawInfo &raw) {
+    return raw.width >= 1 && raw.width <= kMostSide && raw.height >= 1 && raw.height <= kMostSide;
+}
+
+// Strips of a picture, their jobs and what these share.
+class Strips {
+  public:
+    ~Strips() {
+        for (int32_t i = 0; i < count_; ++i) os_release(job(i).outBuffer);
+    }
+
+    bool prepare(const RawInfo &raw, int32_t rows, HuffmanSpec *spec) {
+        count_ = (raw.height + rows - 1) / rows;
+        rows_ = rows;
+        block_.reset(os_allocate_array<StripJob>(static_cast<uint64_t>(count_)));
+        if (!block_) count_ = 0;
+        for (int32_t i = 0; i < count_; ++i) fill(raw, i, spec);
+        return count_ > 0;
+    }
+    // Memory for one strip's stream, a byte a pixel to begin with.
+    bool allocate(int32_t i) {
+        StripJob &strip = job(i);
+        const uint64_t pixels = uint64_t{strip.raw.width} * static_cast<uint32_t>(strip.raw.height);
+        const uint64_t bytes = pixels < kLeastCapacity ? kLeastCapacity : pixels;
+        strip.outBuffer = static_cast<uint8_t *>(os_allocate(static_cast<size_t>(bytes)));
+        if (!strip.outBuffer) return false;
+        strip.outSize = static_cast<uint32_t>(bytes);
+        // The rest is not touched before it is written.
+        if (i == 0) std::memset(strip.outBuffer, 0, static_cast<size_t>(bytes < kHeaderBytes ? bytes : kHeaderBytes));
+        return true;
+    }
+    void drop(int32_t i) {
+        os_release(job(i).outBuffer);
+        job(i).outBuffer = nullptr;
+    }
+    StripJob &job(int32_t i) { return block_.as<StripJob>()[i]; }
+    int32_t count() const { return count_; }
+
+  private:
+    void fill(const RawInfo &raw, int32_t i, HuffmanSpec *spec) {
+        StripJob &strip = job(i);
+        const int32_t top = i * rows_;
+        strip.raw.width = raw.width;
+        strip.raw.height = i + 1 < count_ ? rows_ : raw.height - top;
+        const auto offset = static_cast<uint64_t>(pixel_bytes(raw.format)) * raw.width * static_cast<uint32_t>(top);
+        strip.raw.pixels = raw.pixels ? raw.pixels + offset : nullptr;
+        strip.raw.stripMode = 1;
+        strip.raw.notFirstStrip = i > 0;
+        strip.raw.notLastStrip = i + 1 < count_;
+        strip.raw.fullHeight = static_cast<uint32_t>(raw.height);
+        strip.raw.stripStartRow = static_cast<uint32_t>(top);
+        strip.raw.format = raw.format;
+        strip.raw.formatTag = raw.formatTag;
+        strip.raw.exif = raw.exif;
+        strip.raw.planeY = raw.planeY;
+        strip.raw.planeU = raw.planeU;
+        strip.raw.planeV = raw.planeV;
+        strip.huffmanSpec = spec;
+        strip.quality = spec->quality;
+    }
+
+    OsBlock block_;
+    int32_t count_ = 0, rows_ = 0;
+};
+
+// Tables are measured before any strip begins, since they share the spec.
+void fill_spec(RawInfo *raw, int32_t quality, HuffmanSpec *spec) {
+    *spec = {};
+    spec->quality = static_cast<uint32_t>(clamp_quality(quality));
+    if (raw->optimizeHuffman && rim_multi_scanning_huffman(raw, clamp_quality(quality), spec)) spec->valid = 1;
+}
+
+// Threads of the strips that have one.
+class StripThreads {
+  public:
+    // Runs the strip here where no thread can be had.
+    void start(Strips *strips, int32_t i) {
+        running_[i] = VORELBRIM_OsThreadCreate(_rim_tencode_jpeg_to_file, &strips->job(i), &threads_[i]) == 1;
+        if (!running_[i]) _rim_tencode_jpeg_to_file(&strips->job(i));
+    }
+    void wait(int32_t i) {
+        if (running_[i]) VORELBRIM_OsThreadWait(threads_[i], nullptr);
+        running_[i] = false;
+    }
+    ~StripThreads() {
+        for (int32_t i = 0; i < kBufferStrips; ++i) wait(i);
+    }
+
+  private:
+    pthread_t threads_[kBufferStrips] = {};
+    bool running_[kBufferStrips] = {};
+};
+
+// The caller's memory, which takes the strips one behind another.
+struct Joined {
+    uint8_t **buffer;
+    uint64_t capacity;
+    uint64_t length = 0;
+    bool good = true;
+
+    void add(const StripJob &strip, const char *entry) {
+        const uint64_t end = length + strip.outSize;
+        if (strip.result != 1) {
+            if (good) VOREL_TRACE_AS(kTagJpegStat, entry);
+            good = false;
+        } else if (good && has_room(end, entry)) {
+            std::memcpy(*buffer + length, strip.outBuffer, strip.outSize);
+        }
+        length = end;
+    }
+    bool has_room(uint64_t end, const char *entry) {
+        if (end <= capacity) return true;
+        uint64_t larger = 2 * end;
+        if (larger > INT32_MAX) larger = INT32_MAX;
+        void *moved = end <= larger ? os_reallocate(*buffer, static_cast<size_t>(larger)) : nullptr;
+        if (!moved) {
+            VOREL_TRACE_AS(kTagJpegStat, entry);
+            good = false;
+            return false;
+        }
+        *buffer = static_cast<uint8_t *>(moved);
+        capacity = larger;
+        return true;
+    }
+};
+
+bool refuse_format(const char *entry) {
+    VOREL_TRACE_AS(kTagJpegStat, entry);
+    return false;
+}
+
+}  // namespace
+}  // namespace vorel
+
+using namespace vorel;
+
+extern "C" {
+
+void *_rim_tencode_jpeg_to_file(void *stripJob) {
+    auto *job = static_cast<StripJob *>(stripJob);
+    if (job->huffmanSpec->quality != job->quality) job->huffmanSpec->quality = job->quality;
+    job->result =
+        static_cast<uint32_t>(rim_enc_jpeg_to_buffer_ex(&job->raw, &job->outBuffer, &job->outSize, job->huffmanSpec));
+    store_release(&job->finished, uint32_t{1});
+    return nullptr;
+}
+
+int32_t VORELBRIM_PEncodeJpegToBuffer(RawInfo *raw, uint8_t **buffer, int32_t *size, int32_t quality) {
+    if (!is_complete(raw, __func__)) return 0;
+    if (!buffer || !*buffer || !size) return refuse(__func__);
+    if (!is_size(*raw) || *size < 0) return 0;
+    int32_t rows = (raw->height / kBufferStrips + kStripUnit - 1) / kStripUnit * kStripUnit;
+    if (kBufferStrips * rows < raw->height) rows += kStripUnit;
+    if (raw->height < kLeastHeight || raw->height < rows || raw->progressive) {
+        raw->stripMode = 0;
+        return rim_enc_jpeg_to_buffer(raw, buffer, size, quality);
+    }
+    if (pixel_bytes(raw->format) < 0) return refuse_format(__func__);
+    HuffmanSpec spec;
+    fill_spec(raw, quality, &spec);
+    Strips strips;
+    if (!strips.prepare(*raw, rows, &spec)) {
+        VOREL_TRACE(kTagJpegStat);
+        return 0;
+    }
+    StripThreads threads;
+    for (int32_t i = 0; i < strips.count(); ++i) {
+        if (!strips.allocate(i)) {
+            VOREL_TRACE(kTagJpegStat);
+            return 0;
+        }
+        threads.start(&strips, i);
+    }
+    Joined joined{buffer, static_cast<uint32_t>(*size)};
+    for (int32_t i = 0; i < strips.count(); ++i) {
+        threads.wait(i);
+        joined.add(strips.job(i), __func__);
+        strips.drop(i);
+    }
+    *size = joined.length <= INT32_MAX ? static_cast<int32_t>(joined.length) : INT32_MAX;
+    return joined.good;
+}
+
+int32_t DBG_VORELBRIM_PEncodeJpegToFile(RawInfo *raw, const char *path, int32_t quality) {
+    if (!is_complete(raw, __func__)) return 0;
+    if (!path) return refuse(__func__);
+    if (!is_size(*raw)) return 0;
+    if (raw->height < kLeastHeight || raw->progressive) {
+        raw->stripMode = 0;
+        return rim_enc_jpeg_to_file(raw, path, quality);
+    }
+    if (pixel_bytes(raw->format) < 0) return refuse_format(__func__);
+    HuffmanSpec spec;
+    fill_spec(raw, quality, &spec);
+    Strips strips;
+    if (!strips.prepare(*raw, kFileStripRows, &spec)) {
+        VOREL_TRACE(kTagJpegStat);
+        return 0;
+    }
+    vorel_threadpool *pool = start_pool(kFileThreads);
+    bool allocated = true;
+    for (int32_t i = 0; i < strips.count() && allocated; ++i) {
+        allocated = strips.allocate(i);
+        if (allocated && vorel_threadpool_add_task(pool, _rim_tencode_jpeg_to_file, &strips.job(i), 0) != 1) {
+            _rim_tencode_jpeg_to_file(&strips.job(i));
+        }
+    }
+    finish_pool(pool);
+    if (!allocated) {
+        VOREL_TRACE(kTagJpegStat);
+        return 0;
+    }
+    // Required: neither a file that does not open nor a strip that failed changes the result.
+    FILE *file = std::fopen(path, "wb");
+    if (!file) return 1;
+    for (int32_t i = 0; i < strips.count(); ++i) {
+        const StripJob &strip = strips.job(i);
+        if (strip.outBuffer) (void)!std::fwrite(strip.outBuffer, 1, strip.outSize, file);
+    }
+    std::fclose(file);
+    return 1;
+}
+
+}  // extern "C"
