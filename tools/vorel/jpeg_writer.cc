@@ -3,12 +3,14 @@
 
 #include <vorel/jpeg_encoder.h>
 #include <vorel/jpeg_encoder_progressive.h>
+#include <vorel/util.h>
 
 #include <algorithm>
 #include <atomic>
 #include <memory>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "commands.h"
 #include "progress.h"
@@ -34,10 +36,18 @@ struct Stream {
     uint32_t size;
 };
 
-uint32_t first_capacity(const RawInfo &raw) { return 4096 + raw.width * static_cast<uint32_t>(raw.height) / 4; }
+uint32_t first_capacity(const RawInfo &raw) { return 4096 + raw.width * static_cast<uint32_t>(raw.height) / 8; }
 
 bool is_read(int32_t format) {
     return format != COLOR_ARGB8888 && format != COLOR_BGR565A && format != COLOR_RGB565_ALT;
+}
+
+// The encoder takes each Cb of NV12 from the pair behind, so such a frame goes in as NV21.
+Picture to_nv21(const Picture &picture) {
+    Picture out = picture;
+    out.format = find_format("nv21");
+    yuv_nv_reverse(picture.width, picture.height, picture.bytes.data(), out.bytes.data());
+    return out;
 }
 
 RawInfo record_of(const Picture &picture) {
@@ -171,6 +181,7 @@ void add_jpeg_options(CLI::App *command, JpegOptions *options) {
 
 std::vector<uint8_t> encode_jpeg(const Picture &picture, const JpegOptions &options, const std::string &path) {
     if (!is_read(picture.format->code)) return encode_jpeg(to_rgb888(picture), options, path);
+    if (picture.format->code == COLOR_NV12) return encode_jpeg(to_nv21(picture), options, path);
     if (picture.width > kMostSide || picture.height > kMostSide)
         throw Failure(path + ": a JPEG has no more than 49999 pixels either way");
     HuffmanSpec spec = {};
