@@ -257,10 +257,10 @@ TEST(EncoderInput, CameraPicturesAreHalvedAndConverted) {
     const Model model{source};
     for (int i = 0; i < static_cast<int>(kLuma); ++i) {
         const int x = i % 18, row = i / 18, chroma = row / 2 * 9 + x / 2;
-        const auto mean = [&](int c, int column, int line) {
+        const auto mean = [&](int c, int column, int down) {
             const int left = c ? column : 2 * column, right = c ? column : 2 * column + 1;
-            return (model.sample(c, left, 2 * line) + model.sample(c, right, 2 * line) +
-                    model.sample(c, left, 2 * line + 1) + model.sample(c, right, 2 * line + 1)) /
+            return (model.sample(c, left, 2 * down) + model.sample(c, right, 2 * down) +
+                    model.sample(c, left, 2 * down + 1) + model.sample(c, right, 2 * down + 1)) /
                    4;
         };
         const int y = mean(0, x, row), u = mean(1, x & ~1, row & ~1), v = mean(2, x & ~1, row & ~1);

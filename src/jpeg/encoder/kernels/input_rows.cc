@@ -156,7 +156,7 @@ inline hn::Vec<D16> red_differences(D16 d, const Pixels<D16> &c) {
 }
 // As many bytes as 16-bit lanes: their lower bytes.
 template <class D16>
-inline void store_lower_bytes(D16 d, hn::Vec<D16> v, uint8_t *to) {
+inline void store_lower_bytes(D16, hn::Vec<D16> v, uint8_t *to) {
     const hn::Rebind<uint8_t, D16> bytes;
     hn::StoreU(hn::TruncateTo(bytes, hn::BitCast(hn::RebindToUnsigned<D16>(), v)), bytes, to);
 }
