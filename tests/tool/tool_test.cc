@@ -20,7 +20,7 @@ TEST_F(Tool, BadUsageIsStatusTwoAndOneLine) {
         std::vector<std::string> ends;
     } rows[] = {
         {"", {"", "unknown", "info", "info --wrong color.jpg", "frames moving.gif"}},
-        {"decode color.jpg ", {"", "out.jpeg", ".png"}},
+        {"decode color.jpg ", {"", "out.jpx", ".png", "out.png --strip", "out.pgm"}},
         {"decode color.jpg out.png --size ", {"10", "10x", "0x10", "10x-1", "99999x1", "31x17x"}},
         {"decode color.jpg out.png --", {"sample 0", "sample two", "fit somehow", "format rgb999", "from air"}},
         {"decode color.jpg out.png --rotate ", {"45", "90 --format nv12"}},
@@ -33,6 +33,9 @@ TEST_F(Tool, BadUsageIsStatusTwoAndOneLine) {
         {"region picture.png old.png --rect ", {"0,0,10", "0,0,10,10,10", "a,b,c,d", "0,0,0,10", "0,0,10,-3"}},
         {"region picture.png old.png --rect ", {"-1,0,10,10", "0,0,10,10x", "0,0,99999999999,1"}},
         {"tiles picture.png", {"", " new --tile 0"}},
+        {"encode picture.ppm ", {"", "out.png", "out.jpg --quality 0", "out.jpg --quality 101", "out.jpg --raw nv21"}},
+        {"encode picture.ppm out.jpg --", {"raw nv99 9x9", "raw nv21 9by9", "size 9"}},
+        {"", {"encode color.jpg out.jpg", "resize color.jpg out.png --size 9x9"}},
     };
     for (const auto &row : rows)
         for (const std::string &end : row.ends) expect_refused(row.start + end, 2);
@@ -54,6 +57,7 @@ TEST_F(Tool, FailuresAreStatusOneAndLeaveTheFilesAlone) {
     folder.put("cut.ppm", cat({text("P6\n31 17 255\n"), Bytes(31 * 17 * 3 - 1)}));
     folder.put("huge.ppm", text("P6\n60000 60000 255\n"));
     folder.put("wide.ppm", text("P6\n70000 1 255\nxxx"));
+    folder.put("tiny.ppm", text("P6\n1 1 255\nxxx"));
     folder.put("text.ppm", text("P3\n2 1 255\n1 2 3 4 5 6"));
     const Bytes moving = vorel::test::gif_animation();
     folder.put("moving.gif", moving);
@@ -97,6 +101,9 @@ TEST_F(Tool, FailuresAreStatusOneAndLeaveTheFilesAlone) {
         {"too many", "resize wide.ppm old.raw --size 4x4", {""}},
         {"not a binary PPM", "resize text.ppm old.raw --size 4x4", {""}},
         {"", "resize ", {"noise.png old.raw --size 4x4", "missing.png old.raw --size 4x4"}},
+        {"no Exif data", "encode gray.raw new.jpg --raw gray 9x9 --exif-from ", {"color.jpg"}},
+        {"", "encode ", {"missing.ppm new.jpg", "gray.raw new.jpg --raw nv21 9x9", "text.ppm new.jpg"}},
+        {"49999", "resize tiny.ppm new.jpg --size 50000x1", {""}},
         {"cannot be decoded", "frames broken.gif ", {"old", "new"}},
         {"is no GIF", "frames color.jpg old", {""}},
         {"", "frames ", {"missing old", "moving.gif noise", "moving.gif nowhere/new"}},
@@ -180,9 +187,11 @@ TEST_F(Tool, LogShowsTheDiagnosticsOfAFailure) {
 TEST_F(Tool, ABarIsShownAndAnInterruptCancels) {
     folder.put("large.jpg", make_jpeg(8000, 6000, 3));
     folder.put("large.png", make_png({.width = 900, .height = 1200}));  // 5600 tiles
+    folder.put("gray.pgm", cat({text("P5 10000 8000 255\n"), Bytes(80000000, 99)}));
     folder.put("old.raw", {1, 2, 3});
     const auto before = folder.snapshot();
-    for (const char *line : {"decode large.jpg old.raw", "tiles large.png new --tile 16"}) {
+    for (const char *line : {"decode large.jpg old.raw", "tiles large.png new --tile 16", "encode gray.pgm new.jpg",
+                             "encode gray.pgm new.jpg --progressive"}) {
         const ToolRun run = folder.run_until(line, " %");
         if (!run.has_terminal) GTEST_SKIP() << "the machine has no pseudo-terminals, so no progress bar to interrupt";
         EXPECT_EQ(run.status, 1);

@@ -28,6 +28,7 @@ using Action = std::function<int()>;
 void register_info(CLI::App &app, Action &action);
 void register_exif(CLI::App &app, Action &action);
 void register_decode(CLI::App &app, Action &action);
+void register_encode(CLI::App &app, Action &action);
 void register_checkpoints(CLI::App &app, Action &action);
 void register_convert(CLI::App &app, Action &action);
 void register_resize(CLI::App &app, Action &action);

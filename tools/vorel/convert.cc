@@ -39,8 +39,7 @@ int convert(const ConvertOptions &options) {
                                     [&](const Conversion &row) { return row.from == from.code && row.to == to.code; });
     if (found == std::end(kConversions))
         throw BadUsage("--to: there is no way from " + options.from + " to " + options.to);
-    if (kind_of_file(options.out) == FileKind::kUnknown)
-        throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
+    check_output_name(options.out);
     const Size size = parse_size("--size", options.size);
     const Picture in = read_raw(options.in, from, size);
     if (picture_bytes(to, size.width, size.height) > INT32_MAX)
@@ -59,7 +58,7 @@ void register_convert(CLI::App &app, Action &action) {
     auto options = std::make_shared<ConvertOptions>();
     CLI::App *command = app.add_subcommand("convert", "Converts a raw frame to another pixel layout");
     command->add_option("IN", options->in, "The frame: rows without padding, planes behind one another")->required();
-    command->add_option("OUT", options->out, "Where to: .raw, .png or .ppm")->required();
+    command->add_option("OUT", options->out, "Where to: .raw, .png, .ppm or .jpg")->required();
     command->add_option("--from", options->from, "Pixel layout of IN")
         ->required()
         ->check(CLI::IsMember(format_names()));

@@ -1,4 +1,4 @@
-// vorel decode: one picture to a raw buffer, a PNG or a PPM.
+// vorel decode: one picture to a raw buffer, a PNG, a PPM or a JPEG.
 #include <vorel/jpeg_decoder.h>
 #include <vorel/raster.h>
 #include <vorel/util.h>
@@ -10,6 +10,7 @@
 #include <string>
 
 #include "commands.h"
+#include "exif_copy.h"
 #include "jpeg_coding.h"
 #include "pixels.h"
 #include "png_picture.h"
@@ -33,6 +34,8 @@ struct DecodeOptions {
     std::string from = "memory";
     StripOptions strips;
     bool log = false;
+    JpegOptions jpeg;
+    bool strip = false;
 };
 
 struct NamedBits {
@@ -88,8 +91,9 @@ DecodeOptions upright(Session &session, const DecodeOptions &options) {
 
 // What the command line alone gives away.
 void check_usage(const DecodeOptions &options, const PixelFormat &format) {
-    if (kind_of_file(options.out) == FileKind::kUnknown)
-        throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
+    check_output_name(options.out);
+    if (options.strip && kind_of_file(options.out) != FileKind::kJpeg)
+        throw BadUsage("--strip: only a .jpg has camera data");
     if (options.rotate != 0 && !format.rotates)
         throw BadUsage("--rotate: pictures in " + options.format + " cannot be turned");
     if (options.orient && !format.rotates)
@@ -254,6 +258,19 @@ void set_size_from(Session &session, const DecodeOptions &options, Picture *pict
     set_size(picture, size.width, size.height);
 }
 
+// The camera data of a JPEG for one with these pixels. `wanted` is what the command line says, `done` what was done.
+std::vector<uint8_t> kept_exif(Session &session, const DecodeOptions &wanted, const DecodeOptions &done,
+                               const Picture &picture) {
+    std::vector<uint8_t> exif = exif_block_of(session);
+    if (exif.empty()) return exif;
+    const bool upright = wants_orientation(wanted, *picture.format);
+    const bool whole = wanted.fit == "center" || wanted.fit == "packed";
+    make_true(&exif,
+              {picture.width, picture.height, orientation_behind(exif_orientation(session), upright, wanted.rotate),
+               done.rotate == 0 && whole});
+    return exif;
+}
+
 int decode(const DecodeOptions &wanted) {
     DecodeOptions options = wanted;
     const PixelFormat &asked = *find_format(options.format);
@@ -288,7 +305,9 @@ int decode(const DecodeOptions &wanted) {
         throw Failure(options.in + ": cannot be decoded: " + why_nothing(session, &picture));
     if (packed) set_size_from(session, options, &picture);
     picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
-    write_picture(picture, options.out, cancelled);
+    if (kind_of_file(options.out) == FileKind::kJpeg && session.type() == VOREL_IMAGE_JPEG && !options.strip)
+        options.jpeg.exif = kept_exif(session, wanted, options, picture);
+    write_picture(picture, options.out, cancelled, options.jpeg);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
     return kExitOk;
 }
@@ -297,10 +316,11 @@ int decode(const DecodeOptions &wanted) {
 
 void register_decode(CLI::App &app, Action &action) {
     auto options = std::make_shared<DecodeOptions>();
-    CLI::App *command = app.add_subcommand("decode", "Decodes a picture to .raw, .png or .ppm");
+    CLI::App *command = app.add_subcommand("decode", "Decodes a picture to .raw, .png, .ppm or .jpg");
     command->add_option("IN", options->in, "The picture")->required();
     command
-        ->add_option("OUT", options->out, "Where to: .raw holds the bytes of the chosen format, .png and .ppm hold RGB")
+        ->add_option("OUT", options->out,
+                     "Where to: .raw holds the bytes of the chosen format, .png and .ppm hold RGB; or .jpg")
         ->required();
     command->add_option("--sample", options->sample, "Decode at 1/N of the size")->check(CLI::Range(1, 65535));
     command->add_option("--size", options->size, "Decode into a rectangle of WIDTHxHEIGHT pixels");
@@ -321,6 +341,8 @@ void register_decode(CLI::App &app, Action &action) {
         ->check(CLI::Range(1, 65535));
     command->add_option("--checkpoints", options->strips.checkpoints,
                         "Decode from the places of a file that vorel checkpoints made, on a thread each");
+    add_jpeg_options(command, &options->jpeg);
+    command->add_flag("--strip", options->strip, "A .jpg without the camera data of the picture");
     command->add_flag("--log", options->log, "The library's diagnostics on standard error");
     command->callback([options, &action] { action = [options] { return decode(*options); }; });
 }

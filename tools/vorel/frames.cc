@@ -10,8 +10,8 @@
 namespace vorel_tool {
 
 void add_frame_options(CLI::App *command, FrameOptions *options) {
-    command->add_option("IN", options->in, "The picture: .raw, .png or .ppm")->required();
-    command->add_option("OUT", options->out, "Where to: .raw, .png or .ppm")->required();
+    command->add_option("IN", options->in, "The picture: .raw, .png, .ppm or .pgm")->required();
+    command->add_option("OUT", options->out, "Where to: .raw, .png, .ppm or .jpg")->required();
     command->add_option("--format", options->format, "Pixel layout of a .raw input")
         ->check(CLI::IsMember(format_names()))
         ->capture_default_str();
@@ -19,10 +19,11 @@ void add_frame_options(CLI::App *command, FrameOptions *options) {
 }
 
 void check_frame_options(const FrameOptions &options) {
-    for (const std::string &path : {options.in, options.out})
-        if (kind_of_file(path) == FileKind::kUnknown)
-            throw BadUsage(path + ": the name has to end in .raw, .png or .ppm");
-    if ((kind_of_file(options.in) == FileKind::kRaw) == options.from_size.empty())
+    check_output_name(options.out);
+    const FileKind kind = kind_of_file(options.in);
+    if (kind == FileKind::kUnknown || kind == FileKind::kJpeg)
+        throw BadUsage(options.in + ": the input's name has to end in .raw, .png, .ppm or .pgm");
+    if ((kind == FileKind::kRaw) == options.from_size.empty())
         throw BadUsage("--from-size: a .raw input needs it, another has a size of its own");
     if (!options.from_size.empty()) parse_size("--from-size", options.from_size);
 }
@@ -32,7 +33,8 @@ Picture read_frame(const FrameOptions &options) {
         case FileKind::kPng:
             return read_png(options.in);
         case FileKind::kPpm:
-            return read_ppm(options.in);
+        case FileKind::kPgm:
+            return read_pnm(options.in);
         default:
             return read_raw(options.in, *find_format(options.format), parse_size("--from-size", options.from_size));
     }

@@ -26,13 +26,14 @@ std::string help_command(const CLI::App &app) {
 }
 
 int run(int argc, char **argv) {
-    CLI::App app{"Looks into pictures, decodes and works on them, through libvorel.", "vorel"};
+    CLI::App app{"Looks into pictures, decodes, encodes and works on them, through libvorel.", "vorel"};
     app.set_version_flag("--version", std::string("vorel " VOREL_TOOL_VERSION ", libvorel ") + BRIMJ_GetVersion());
     app.require_subcommand(1);
     Action action;
     register_info(app, action);
     register_exif(app, action);
     register_decode(app, action);
+    register_encode(app, action);
     register_checkpoints(app, action);
     register_convert(app, action);
     register_resize(app, action);

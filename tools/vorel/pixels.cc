@@ -190,4 +190,11 @@ void rgb_row(const Picture &picture, int32_t y, uint8_t *out) {
     }
 }
 
+Picture to_rgb888(const Picture &picture) {
+    Picture out = make_picture(*find_format("rgb888"), picture.width, picture.height);
+    const size_t row_bytes = static_cast<size_t>(picture.width) * 3;
+    for (int32_t y = 0; y < picture.height; ++y) rgb_row(picture, y, &out.bytes[static_cast<size_t>(y) * row_bytes]);
+    return out;
+}
+
 }  // namespace vorel_tool

@@ -59,5 +59,6 @@ bool is_gray(const Picture &picture);
 // Row y as width bytes of gray, for a picture that is gray, or as width times R, G, B.
 void gray_row(const Picture &picture, int32_t y, uint8_t *out);
 void rgb_row(const Picture &picture, int32_t y, uint8_t *out);
+Picture to_rgb888(const Picture &picture);
 
 }  // namespace vorel_tool

@@ -1,4 +1,4 @@
-// Pictures from files: raw frames, PNG and PPM.
+// Pictures from files: raw frames, PNG, PPM and PGM.
 #include "readers.h"
 
 #include <png.h>
@@ -22,11 +22,10 @@ std::ifstream open_file(const std::string &path) {
     return file;
 }
 
-Picture rgb_picture(const std::string &path, uint64_t width, uint64_t height) {
+Picture new_picture(const std::string &path, const PixelFormat &format, uint64_t width, uint64_t height) {
     if (width < 1 || height < 1 || width > kMostSide || height > kMostSide)
         throw Failure(path + ": " + std::to_string(width) + " x " + std::to_string(height) +
                       " pixels are none or too many");
-    const PixelFormat &format = *find_format("rgb888");
     const int32_t w = static_cast<int32_t>(width), h = static_cast<int32_t>(height);
     if (picture_bytes(format, w, h) > INT32_MAX) throw Failure(path + ": the picture is larger than 2 GiB");
     return make_picture(format, w, h);
@@ -39,8 +38,8 @@ void fill(const std::string &path, std::istream &file, Picture *picture) {
                       std::to_string(file.gcount()));
 }
 
-// The next number of a PPM header, behind blanks and comments; -1 where there is none.
-int ppm_number(std::istream &file) {
+// The next number of a PPM or PGM header, behind blanks and comments; -1 where there is none.
+int pnm_number(std::istream &file) {
     for (;;) {
         file >> std::ws;
         if (file.peek() != '#') break;
@@ -70,7 +69,7 @@ Picture read_png(const std::string &path) {
     if (!png_image_begin_read_from_file(&image, path.c_str())) throw Failure(path + ": " + image.message);
     try {
         image.format = PNG_FORMAT_RGB;
-        Picture picture = rgb_picture(path, image.width, image.height);
+        Picture picture = new_picture(path, *find_format("rgb888"), image.width, image.height);
         const png_color black = {};
         if (!png_image_finish_read(&image, &black, picture.bytes.data(), 0, nullptr))
             throw Failure(path + ": " + image.message);
@@ -81,14 +80,17 @@ Picture read_png(const std::string &path) {
     }
 }
 
-Picture read_ppm(const std::string &path) {
+Picture read_pnm(const std::string &path) {
     std::ifstream file = open_file(path);
     char magic[2] = {};
     file.read(magic, 2);
-    const int width = ppm_number(file), height = ppm_number(file), most = ppm_number(file);
-    if (magic[0] != 'P' || magic[1] != '6' || width < 1 || height < 1 || most != 255 || !std::isspace(file.get()))
-        throw Failure(path + ": not a binary PPM with 8 bits a sample");
-    Picture picture = rgb_picture(path, static_cast<uint64_t>(width), static_cast<uint64_t>(height));
+    const int width = pnm_number(file), height = pnm_number(file), most = pnm_number(file);
+    const bool gray = magic[1] == '5';
+    if (magic[0] != 'P' || (magic[1] != '6' && !gray) || width < 1 || height < 1 || most != 255 ||
+        !std::isspace(file.get()))
+        throw Failure(path + ": not a binary PPM or PGM with 8 bits a sample");
+    Picture picture = new_picture(path, *find_format(gray ? "gray" : "rgb888"), static_cast<uint64_t>(width),
+                                  static_cast<uint64_t>(height));
     fill(path, file, &picture);
     return picture;
 }

@@ -1,4 +1,4 @@
-// Pictures from files without the library: raw frames, PNG and PPM.
+// Pictures from files without the library: raw frames, PNG, PPM and PGM.
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@ namespace vorel_tool {
 
 // A raw frame holds the bytes of `format` at `size`, no more and no less. Throws Failure.
 Picture read_raw(const std::string &path, const PixelFormat &format, Size size);
-// As RGB888; PPM is binary with 8 bits a sample.
+// As RGB888, a PGM as gray; the two are binary with 8 bits a sample.
 Picture read_png(const std::string &path);
-Picture read_ppm(const std::string &path);
+Picture read_pnm(const std::string &path);
 
 }  // namespace vorel_tool

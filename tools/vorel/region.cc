@@ -1,4 +1,4 @@
-// vorel region: a rectangle of a picture to a raw buffer, a PNG or a PPM.
+// vorel region: a rectangle of a picture to a raw buffer, a PNG, a PPM or a JPEG.
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -32,8 +32,7 @@ double ms_since(std::chrono::steady_clock::time_point start) {
 }
 
 int region(const RegionOptions &options) {
-    if (kind_of_file(options.out) == FileKind::kUnknown)
-        throw BadUsage(options.out + ": the output's name has to end in .raw, .png or .ppm");
+    check_output_name(options.out);
     const Rect rect = parse_rect(options.rect);
     catch_signals();
     const auto opened = std::chrono::steady_clock::now();
@@ -63,9 +62,10 @@ int region(const RegionOptions &options) {
 
 void register_region(CLI::App &app, Action &action) {
     auto options = std::make_shared<RegionOptions>();
-    CLI::App *command = app.add_subcommand("region", "Decodes a rectangle of a JPEG or PNG to .raw, .png or .ppm");
+    CLI::App *command =
+        app.add_subcommand("region", "Decodes a rectangle of a JPEG or PNG to .raw, .png, .ppm or .jpg");
     command->add_option("IN", options->in, "The picture")->required();
-    command->add_option("OUT", options->out, "Where to: .raw holds RGBA, .png and .ppm hold RGB")->required();
+    command->add_option("OUT", options->out, "Where to: .raw holds RGBA, .png and .ppm hold RGB; or .jpg")->required();
     command->add_option("--rect", options->rect, "X,Y,WIDTH,HEIGHT in pixels of the picture")->required();
     command
         ->add_option("--sample", options->sample,

@@ -1,4 +1,4 @@
-// Pictures to files: raw, PNG and PPM.
+// Pictures to files: raw, PNG, PPM and JPEG.
 #include "writers.h"
 
 #include <png.h>
@@ -76,12 +76,25 @@ FileKind kind_of_file(const std::string &path) {
     if (ends_with(path, ".raw")) return FileKind::kRaw;
     if (ends_with(path, ".png")) return FileKind::kPng;
     if (ends_with(path, ".ppm")) return FileKind::kPpm;
+    if (ends_with(path, ".pgm")) return FileKind::kPgm;
+    if (ends_with(path, ".jpg") || ends_with(path, ".jpeg")) return FileKind::kJpeg;
     return FileKind::kUnknown;
 }
 
-void write_picture(const Picture &picture, const std::string &path, bool (*cancelled)()) {
+void check_output_name(const std::string &path) {
+    const FileKind kind = kind_of_file(path);
+    if (kind == FileKind::kUnknown || kind == FileKind::kPgm)
+        throw BadUsage(path + ": the output's name has to end in .raw, .png, .ppm or .jpg");
+}
+
+void write_picture(const Picture &picture, const std::string &path, bool (*cancelled)(), const JpegOptions &jpeg) {
     OutputFile file(path);
     switch (kind_of_file(path)) {
+        case FileKind::kJpeg: {
+            const std::vector<uint8_t> stream = encode_jpeg(picture, jpeg, path);
+            file.write(stream.data(), stream.size());
+            break;
+        }
         case FileKind::kPng:
             write_png(picture, path, file);
             break;
