@@ -84,6 +84,18 @@ TEST(JpegOptimalTables, ShortestCodes) {
     }
 }
 
+// Of equal counts the last symbol is joined first, so that the reserved one, which is behind all, gets the longest
+// code.
+TEST(JpegOptimalTables, EqualCounts) {
+    Counts counts(257);
+    counts[7] = 2;
+    counts[8] = counts[9] = counts[10] = 1;
+    RimEncHuffTable table = {};
+    vjpeg_gen_optimal_table(nullptr, &table, counts.data());
+    EXPECT_EQ(Bytes(table.counts, table.counts + 5), (Bytes{0, 1, 0, 3, 0}));
+    EXPECT_EQ(Bytes(table.values, table.values + 4), (Bytes{7, 8, 9, 10}));
+}
+
 TEST(JpegOptimalTables, SameBlocksInNoMoreBytes) {
     for (const int32_t format : kReadFormats) {
         for (const int quality : {20, 90, 100}) {
@@ -142,6 +154,7 @@ TEST(JpegOptimalTables, CoefficientsWithoutACode) {
             EXPECT_EQ(std::accumulate(dc.begin(), dc.end(), 0u), 1u);
             // Natural position 5 is zigzag position 15.
             EXPECT_EQ(ac[row.position == 63 ? 0xEA : row.position ? 0xEA : 0], 1u);
+            EXPECT_EQ(ac[0], row.position != 63);
             EXPECT_EQ(ac[0xF0], row.position == 63 ? 3u : 0u);
         }
         __rim_jpeg_enc_release_mem(session);

@@ -43,6 +43,23 @@ void expect_same_blocks(const Bytes &stream, const Bytes &baseline, const std::s
     }
 }
 
+// Blocks beside and below the picture have nothing but the DC value of their neighbour.
+void expect_filled_mcus(const JEInfo *session) {
+    for (uint32_t c = 0; c < session->componentCount; ++c) {
+        const JEComponent &component = session->components[c];
+        JEBlock **rows = session->coefState->wholeImage[c];
+        for (uint32_t y = 0; y < session->mcuRowTotal * component.vSamp; ++y) {
+            const bool below = y >= component.heightInBlocks;
+            for (uint32_t x = below ? 0 : component.widthInBlocks; x % component.hSamp || x < component.widthInBlocks;
+                 ++x) {
+                const int16_t *block = rows[y][x];
+                EXPECT_EQ(block[0], below ? rows[y - 1][x][0] : rows[y][x - 1][0]);
+                EXPECT_EQ(std::count(block + 1, block + 64, 0), 63);
+            }
+        }
+    }
+}
+
 // A progressive session step by step. With an interval of more MCUs than there are, MCU goes by MCU and no marker is
 // written.
 constexpr uint32_t kNever = 1 << 30;
@@ -68,15 +85,19 @@ Bytes by_steps(const RawPicture &picture, int32_t quality, uint32_t interval) {
         while (session->nextRow < session->height) __rim_jpeg_enc_process_image_data(session);
     });
     vjpeg_init_c_master_control(session);
+    expect_filled_mcus(session);
     bool good = true;
+    uint32_t passes = 0;
     for (vjpeg_finish_pass_master(session); good && !session->master->isLastPass; vjpeg_finish_pass_master(session)) {
         good = vjpeg_prepare_for_pass(session) == 1;
+        ++passes;
         with_interval([&] {
             for (uint32_t row = 0; row < session->mcuRowTotal; ++row)
                 good = good && __rim_jpeg_enc_compress_output(session) == 1;
         });
     }
     EXPECT_TRUE(good);
+    EXPECT_EQ(passes, 2 * session->scanCount - 2);  // less the first, and that of DC refinement that there is not
     EXPECT_EQ(__rim_jpeg_enc_make_end_mark(session), 1);
     const Bytes stream(session->sink->buffer, session->sink->buffer + session->sink->total);
     vjpeg_enc_release_prog_info(session);
@@ -150,14 +171,14 @@ TEST(JpegProgressiveEncoder, LongRuns) {
     }
 }
 
-// A run ends behind the block that brings the bits that refine it above 937.
+// A run ends behind the block that brings the bits that refine it above 937, for single MCUs and for rows.
 TEST(JpegProgressiveEncoder, RefinementBitsBehindARun) {
     const struct {
         int bits, blocks;  // of each block; in a run
     } rows[] = {{63, 15}, {62, 16}, {31, 31}, {1, 938}};
     for (const auto &row : rows) {
-        RawInfo raw = raw_picture(COLOR_GRAY, 8, 8).record();
-        raw.pixels = nullptr;
+        const RawPicture picture = raw_picture(COLOR_GRAY, 8 * 960, 8);
+        RawInfo raw = picture.record();
         raw.progressive = 1;
         RimEncSink sink = {};
         JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, nullptr, nullptr);
@@ -171,6 +192,10 @@ TEST(JpegProgressiveEncoder, RefinementBitsBehindARun) {
             ASSERT_EQ(session->phuff->encodeMcu(session, blocks), 1);
         }
         EXPECT_EQ(coded, row.blocks) << row.bits;
+        ASSERT_EQ(vjpeg_start_pass_phuff(session, 1), 1);
+        for (int i = 0; i < 960; ++i) std::copy_n(block, 64, session->coefState->wholeImage[0][0][i]);
+        EXPECT_EQ(__rim_jpeg_enc_compress_output(session), 1);
+        EXPECT_EQ(session->phuff->eobRun, static_cast<uint32_t>(960 % row.blocks));
         __rim_jpeg_enc_release_mem(session);
         VORELBRIM_OsFree(session);
     }

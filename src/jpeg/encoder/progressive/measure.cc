@@ -190,7 +190,6 @@ int32_t rim_get_scanning_huffman_with_ptr(RawInfo *raw, int32_t quality, uint32_
     if (raw->stripMode) {
         session->nextRow = static_cast<uint16_t>(raw->stripStartRow);
         session->height += static_cast<int32_t>(raw->stripStartRow);
-        if (raw->notFirstStrip) session->restartCounter = 0;
     }
     uint32_t *const dc[2] = {dcCounts0, dcCounts1}, *const ac[2] = {acCounts0, acCounts1};
     const bool good = count_rows(session, dc, ac, __func__);
