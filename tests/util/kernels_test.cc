@@ -38,9 +38,15 @@ TEST(UtilKernels, ColourTwinsAgree) {
 
         GuardBuffer top(kernel_row(pixels * 4, seed)), bottom(kernel_row(pixels * 4, seed + 1));
         expect_twins(runnable_util_kernels, "to " + what, [&](const UtilKernels &kernels) {
-            return whole_outputs({pixels, below, pairs, planar ? chroma : 0}, [&](uint8_t *const *out) {
+            std::vector<size_t> sizes = {pixels, below, pairs, planar ? chroma : 0};
+            if (planar) sizes.insert(sizes.end(), {pixels, below, chroma, chroma});
+            return whole_outputs(sizes, [&](uint8_t *const *out) {
                 kernels.rgba_to_yuv[layout](
                     {{top.data(), row(bottom.data())}, width, {out[0], row(out[1])}, out[2], out[3], width % 16 == 0});
+                if (!planar) return;
+                const bool swapped = width % 3 == 0;
+                (swapped ? kernels.bgra_to_sampled : kernels.rgba_to_sampled)(
+                    {{top.data(), row(bottom.data())}, width, {out[4], row(out[5])}, out[6], out[7]});
             });
         });
     }

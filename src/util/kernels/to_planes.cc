@@ -2,6 +2,9 @@
 #ifndef VOREL_TO_PLANES_SCALAR
 #define VOREL_TO_PLANES_SCALAR
 
+#include <type_traits>
+#include <utility>
+
 #include "util/kernels/rgba_rows.h"
 
 namespace vorel {
@@ -193,8 +196,8 @@ struct FullRangeStart {
         rrbb = alternate(d, pixels, next, plus_minus);
     }
 };
-// The other products.
-template <class D8>
+// The other products. Of BGRA, blue stands for red, and U for V.
+template <Order kOrder, class D8>
 struct FullRangePair {
     using D16 = hn::Repartition<int16_t, D8>;
     using D32 = hn::Repartition<int32_t, D8>;
@@ -206,10 +209,11 @@ struct FullRangePair {
         return hn::BitCast(D16(), hn::Set(D32(), high * 65536 + (low & 0xFFFF)));
     }
     explicit FullRangePair(const FullRangeStart<D8> &start) : green(start.green), rrbb(start.rrbb) {
-        const auto weights = words(kBlueInV / 2, kRedInU / 2);
+        constexpr bool kRgb = kOrder == Order::kRgba;
+        const auto weights = kRgb ? words(kBlueInV / 2, kRedInU / 2) : words(kRedInU / 2, kBlueInV / 2);
         first_chroma = hn::MulHigh(start.first, weights);
         second_chroma = hn::MulHigh(start.second, weights);
-        const auto luma = words(kFullY.b, kFullY.r);
+        const auto luma = kRgb ? words(kFullY.b, kFullY.r) : words(kFullY.r, kFullY.b);
         auto unused = hn::Zero(D32());
         first = hn::ReorderWidenMulAccumulate(D32(), start.first, luma, hn::Zero(D32()), unused);
         second = hn::ReorderWidenMulAccumulate(D32(), start.second, luma, hn::Zero(D32()), unused);
@@ -221,20 +225,21 @@ struct FullRangePair {
     }
 };
 
-// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours. `start` is the
-// row's, and after it that of `next`, the other row or the next step: products are begun before the last ones are used,
-// for they are what a step waits for.
-template <bool kStreamed, class D8>
+// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours, rounded up, and
+// whether it was. `start` is the row's, and after it that of `next`, the other row or the next step: products are begun
+// before the last ones are used, for they are what a step waits for.
+template <bool kStreamed, Reduction kReduction, Order kOrder, class D8>
 struct FullRangeRow {
-    hn::Vec<D8> vu;  // in each block two 32-bit lanes of the first pair, two of the second
+    hn::Vec<D8> vu;       // in each block two 32-bit lanes of the first pair, two of the second
+    hn::Vec<D8> unequal;  // bit 0
 
     FullRangeRow(D8 d, FullRangeStart<D8> &start, const uint8_t *rgba, const uint8_t *next, uint8_t *y) {
         const hn::Repartition<int16_t, D8> d16;
         if constexpr (!kBeginsAhead<D8>) start = FullRangeStart<D8>(d, rgba);
-        const FullRangePair<D8> a(start);
+        const FullRangePair<kOrder, D8> a(start);
         start = FullRangeStart<D8>(d, rgba + 2 * hn::MaxLanes(D8()));
         const auto left = a.vu(d);
-        const FullRangePair<D8> b(start);
+        const FullRangePair<kOrder, D8> b(start);
         const auto right = b.vu(d);
         const auto even = upper_halves(d16, a.first, b.first), odd = upper_halves(d16, a.second, b.second);
         const auto green = hn::BitCast(d, hn::OddEven(hn::BitCast(d16, b.green), hn::BitCast(d16, a.green)));
@@ -247,13 +252,31 @@ struct FullRangeRow {
         } else {
             hn::StoreU(bytes, d, y);
         }
-        vu = hn::AverageRound(hn::BitCast(d, every_other<0>(left, right)), hn::BitCast(d, every_other<1>(left, right)));
+        const auto evens = hn::BitCast(d, every_other<0>(left, right)),
+                   odds = hn::BitCast(d, every_other<1>(left, right));
+        vu = hn::AverageRound(evens, odds);
+        unequal = hn::Xor(evens, odds);
     }
-    void average(const FullRangeRow &other) { vu = hn::AverageRound(vu, other.vu); }
+    // With the other row.
+    void reduce(D8 d, const FullRangeRow &other) {
+        const auto mean = hn::AverageRound(vu, other.vu);
+        if constexpr (kReduction == Reduction::kSum) {
+            // What the three roundings made too much: by one where the last one rounded and, for the bias of 1, which
+            // even samples have, where both others did; for that of 2 only if one of them did.
+            const hn::Repartition<uint32_t, D8> d32;
+            const auto last = hn::Xor(vu, other.vu);
+            const auto even = hn::BitCast(d32, hn::Or(last, hn::And(unequal, other.unequal)));
+            const auto odd = hn::BitCast(d32, hn::And(last, hn::Or(unequal, other.unequal)));
+            vu = hn::Sub(mean, hn::And(hn::BitCast(d, hn::OddEven(odd, even)), hn::Set(d, 1)));
+        } else {
+            vu = mean;
+        }
+    }
     void store(D8 d, uint8_t *u, uint8_t *v) const {
         // Each block's V, then its U: of four vectors of pixels two each. Then the first vector's of all blocks, ...
         alignas(16) static constexpr uint8_t kApart[16] = {0, 4, 1, 5, 8, 12, 9, 13, 2, 6, 3, 7, 10, 14, 11, 15};
-        store_unit_by_unit(d, hn::TableLookupBytes(vu, hn::LoadDup128(d, kApart)), v, u);
+        constexpr bool kRgb = kOrder == Order::kRgba;
+        store_unit_by_unit(d, hn::TableLookupBytes(vu, hn::LoadDup128(d, kApart)), kRgb ? v : u, kRgb ? u : v);
     }
 };
 #else
@@ -282,38 +305,55 @@ struct FullRangeStart {
     FullRangeStart(D8, const uint8_t *) {}
 };
 
-// A step of one row. Luma is stored; what stays is chroma, each sample the mean of two neighbours.
-template <bool kStreamed, class D8>
+// A step of one row. Luma is stored; what stays is chroma, each sample the mean or the sum of two neighbours.
+template <bool kStreamed, Reduction kReduction, Order kOrder, class D8>
 struct FullRangeRow {
-    uint8x8_t u, v;
+    static constexpr bool kSum = kReduction == Reduction::kSum;
+    std::conditional_t<kSum, uint16x8_t, uint8x8_t> u, v;
 
     FullRangeRow(D8 d, const FullRangeStart<D8> &, const uint8_t *rgba, const uint8_t *, uint8_t *y) {
         hn::Vec<D8> r, g, b, alpha;
         hn::LoadInterleaved4(d, rgba, r, g, b, alpha);
+        if constexpr (kOrder == Order::kBgra) std::swap(r, b);
         const FullRangeEight low(vget_low_u8(r.raw), vget_low_u8(g.raw), vget_low_u8(b.raw));
         const FullRangeEight high(vget_high_u8(r.raw), vget_high_u8(g.raw), vget_high_u8(b.raw));
         vst1q_u8(y, vcombine_u8(low.y, high.y));
         u = neighbours(low.u, high.u);
         v = neighbours(low.v, high.v);
     }
-    static uint8x8_t neighbours(int8x8_t low, int8x8_t high) {
-        const uint8x16_t bytes = veorq_u8(vreinterpretq_u8_s8(vcombine_s8(low, high)), vdupq_n_u8(128));
-        return vrshrn_n_u16(vpaddlq_u8(bytes), 1);
+    static auto neighbours(int8x8_t low, int8x8_t high) {
+        const uint16x8_t sums = vpaddlq_u8(veorq_u8(vreinterpretq_u8_s8(vcombine_s8(low, high)), vdupq_n_u8(128)));
+        if constexpr (kSum) {
+            return sums;
+        } else {
+            return vrshrn_n_u16(sums, 1);
+        }
     }
-    void average(const FullRangeRow &other) {
-        u = vrhadd_u8(u, other.u);
-        v = vrhadd_u8(v, other.v);
+    void reduce(D8, const FullRangeRow &other) {
+        if constexpr (kSum) {
+            const uint16x8_t bias = vreinterpretq_u16_u32(vdupq_n_u32(2 << 16 | 1));
+            u = vaddq_u16(vaddq_u16(u, other.u), bias);
+            v = vaddq_u16(vaddq_u16(v, other.v), bias);
+        } else {
+            u = vrhadd_u8(u, other.u);
+            v = vrhadd_u8(v, other.v);
+        }
     }
     void store(D8, uint8_t *u_out, uint8_t *v_out) const {
-        vst1_u8(u_out, u);
-        vst1_u8(v_out, v);
+        if constexpr (kSum) {
+            vst1_u8(u_out, vshrn_n_u16(u, 2));
+            vst1_u8(v_out, vshrn_n_u16(v, 2));
+        } else {
+            vst1_u8(u_out, u);
+            vst1_u8(v_out, v);
+        }
     }
 };
 #endif
 
-template <bool kStreamed>
+template <bool kStreamed, Reduction kReduction, Order kOrder>
 struct ToPlanes {
-    static constexpr int32_t kUnit = 2;
+    static constexpr int32_t kUnit = kReduction == Reduction::kSum ? 4 : 2;  // biases come in pairs
     const RgbaRows rows;  // not a reference: bytes are stored, and those could be its own
 
     template <class D8>
@@ -325,23 +365,23 @@ struct ToPlanes {
     void step(D8 d, int32_t x, int32_t next, FullRangeStart<D8> &start) const {
         prefetch_rows(rows, x, hn::MaxLanes(d));
         const uint8_t *top = rows.rgba[0] + ptrdiff_t{x} * 4, *bottom = rows.rgba[1] + ptrdiff_t{x} * 4;
-        FullRangeRow<kStreamed, D8> chroma(d, start, top, bottom, rows.y[0] + x);
-        chroma.average({d, start, bottom, rows.rgba[0] + ptrdiff_t{next} * 4, rows.y[1] + x});
+        FullRangeRow<kStreamed, kReduction, kOrder, D8> chroma(d, start, top, bottom, rows.y[0] + x);
+        chroma.reduce(d, {d, start, bottom, rows.rgba[0] + ptrdiff_t{next} * 4, rows.y[1] + x});
         chroma.store(d, rows.first + x / 2, rows.second + x / 2);
     }
     void scalar(int32_t x, int32_t count) const {
         RgbaRows part = rows_from(rows, x, true);
         part.width = count;
-        scalar_to_planes<Reduction::kMeans, Order::kRgba>(part);
+        scalar_to_planes<kReduction, kOrder>(part);
     }
 };
 
 // As sweep(), but each step begins the next one.
-template <bool kStreamed>
-void sweep_ahead(const ToPlanes<kStreamed> &row) {
+template <class Row>
+void sweep_ahead(const Row &row) {
     using D8 = hn::ScalableTag<uint8_t>;
     constexpr int32_t kStep = static_cast<int32_t>(hn::MaxLanes(D8()));
-    const int32_t width = row.rows.width, odd = width % row.kUnit, last = width - odd - kStep;
+    const int32_t width = row.rows.width, rest = width % row.kUnit, last = width - rest - kStep;
     if (!kBeginsAhead<D8> || last < 0) return sweep(row, width);
     FullRangeStart<D8> start(D8(), row.rows.rgba[0]);
     for (int32_t x = 0, next;; x = next) {
@@ -349,14 +389,20 @@ void sweep_ahead(const ToPlanes<kStreamed> &row) {
         row.step(D8(), x, next, start);
         if (x == last) break;
     }
-    if (odd) row.scalar(width - 1, 1);
+    if (rest) row.scalar(width - rest, rest);
 }
+template <Reduction kReduction, Order kOrder>
 void to_planes(const RgbaRows &rows) {
     const RgbaRows both = with_second_row(rows);
-    rows.streamed ? sweep_ahead(ToPlanes<true>{both}) : sweep_ahead(ToPlanes<false>{both});
+    rows.streamed ? sweep_ahead(ToPlanes<true, kReduction, kOrder>{both})
+                  : sweep_ahead(ToPlanes<false, kReduction, kOrder>{both});
 }
 
-void add_to_planes(UtilKernels *table) { table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = to_planes; }
+void add_to_planes(UtilKernels *table) {
+    table->rgba_to_yuv[static_cast<int>(Chroma::kPlanar)] = to_planes<Reduction::kMeans, Order::kRgba>;
+    table->rgba_to_sampled = to_planes<Reduction::kSum, Order::kRgba>;
+    table->bgra_to_sampled = to_planes<Reduction::kSum, Order::kBgra>;
+}
 
 }  // namespace
 #endif  // VOREL_SIMD_VECTOR

@@ -18,7 +18,8 @@ namespace {
 Bytes segment(const Bytes &jpeg, uint8_t marker) {
     for (size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
         const size_t length = static_cast<size_t>(jpeg[at + 2]) << 8 | jpeg[at + 3];
-        if (jpeg[at + 1] == marker) return Bytes(jpeg.begin() + static_cast<long>(at) + 4, jpeg.begin() + static_cast<long>(at + 2 + length));
+        if (jpeg[at + 1] == marker)
+            return Bytes(jpeg.begin() + static_cast<long>(at) + 4, jpeg.begin() + static_cast<long>(at + 2 + length));
         if (jpeg[at + 1] == 0xDA) break;
         at += 2 + length;
     }
@@ -55,9 +56,11 @@ void expect_readable(const Bytes &jpeg, int width, int height) {
 
 TEST(JpegEncoderStream, EverySizeAndFormatIsReadByBothDecoders) {
     for (const int32_t format : kReadFormats) {
-        for (const auto [width, height] : {std::pair{1, 1}, {2, 9}, {7, 17}, {16, 16}, {17, 8}, {33, 31}, {64, 40}, {131, 35}}) {
+        for (const auto &[width, height] :
+             {std::pair{1, 1}, {2, 9}, {7, 17}, {16, 16}, {17, 8}, {33, 31}, {64, 40}, {131, 35}}) {
             for (const int quality : {1, 50, 92, 100}) {
-                SCOPED_TRACE(testing::Message() << "format " << format << ' ' << width << 'x' << height << " q" << quality);
+                SCOPED_TRACE(testing::Message()
+                             << "format " << format << ' ' << width << 'x' << height << " q" << quality);
                 const RawPicture picture = raw_picture(format, width, height);
                 expect_readable(encode(picture, {.quality = quality}), width, height);
             }
@@ -78,7 +81,8 @@ TEST(JpegEncoderStream, ScanHeaderEndsWithThreeZeros) {
 
 TEST(JpegEncoderStream, HeadersSayWhatIsInside) {
     const Bytes jpeg = encode(raw_picture(COLOR_YUYV, 37, 21), {.quality = 50});
-    EXPECT_EQ(head(jpeg, 20), (Bytes{0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 1, 2, 0, 0x3B, 0, 0x3B, 0, 0}));
+    EXPECT_EQ(head(jpeg, 20),
+              (Bytes{0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 1, 2, 0, 0x3B, 0, 0x3B, 0, 0}));
     EXPECT_EQ(segment(jpeg, 0xC0), (Bytes{8, 0, 21, 0, 37, 3, 1, 0x21, 0, 2, 0x11, 1, 3, 0x11, 1}));
     // Quality 50 is annex K itself; zigzag order.
     EXPECT_EQ(head(segment(jpeg, 0xDB), 8), (Bytes{0, 16, 11, 12, 14, 12, 10, 16}));
@@ -105,7 +109,7 @@ TEST(JpegEncoderStream, QualityIsClamped) {
 
 TEST(JpegEncoderStream, RestartsComeAtTheIntervalFromNumberZero) {
     // MCUs a row, interval: the row's, but 4 where that divides it.
-    for (const auto [mcus, interval] : {std::pair{1, 1}, {3, 3}, {4, 4}, {5, 5}, {8, 4}, {12, 4}}) {
+    for (const auto &[mcus, interval] : {std::pair{1, 1}, {3, 3}, {4, 4}, {5, 5}, {8, 4}, {12, 4}}) {
         const Bytes jpeg = encode(raw_picture(COLOR_YUV420, 16 * mcus, 16 * 5));
         EXPECT_EQ(segment(jpeg, 0xDD), (Bytes{0, static_cast<uint8_t>(interval)}));
         const std::vector<int> numbers = restarts(jpeg);
@@ -142,13 +146,13 @@ TEST(JpegEncoderStream, EveryWayOutGivesTheSameBytes) {
         };
         EXPECT_EQ(rim_enc_jpeg_to_stream(&raw, callback, 97, &called), 1);
         EXPECT_EQ(called, memory);
-        const TemporaryFile file;
-        EXPECT_EQ(VORELBRIM_EncodeJpegToFile(&raw, file.path().c_str(), 97), 1);
-        EXPECT_EQ(file.contents(), memory);
+        const TempFile file;
+        EXPECT_EQ(VORELBRIM_EncodeJpegToFile(&raw, file.path(), 97), 1);
+        EXPECT_EQ(read_file(file.path()), memory);
         RimEncSink record = {};
-        record.file = std::fopen(file.path().c_str(), "wb");
+        record.file = std::fopen(file.path(), "wb");
         EXPECT_EQ(rim_enc_jpeg_to_file_full_buffer(&raw, &record, 97), 1);
-        EXPECT_EQ(file.contents(), memory);
+        EXPECT_EQ(read_file(file.path()), memory);
     }
 }
 
@@ -187,7 +191,7 @@ TEST(JpegEncoderStream, CoefficientsWithoutACodeFail) {
 
 TEST(JpegEncoderStream, SizesAreRefused) {
     uint8_t pixel[4] = {};
-    for (const auto [width, height] : {std::pair{0, 1}, {1, 0}, {1, -1}, {50000, 1}, {1, 50000}}) {
+    for (const auto &[width, height] : {std::pair{0, 1}, {1, 0}, {1, -1}, {50000, 1}, {1, 50000}}) {
         auto *buffer = static_cast<uint8_t *>(VORELBRIM_OsMalloc(4096));
         int32_t size = 4096;
         EXPECT_EQ(VjpgEncodeToBuffer(&buffer, &size, pixel, width, height, COLOR_GRAY, 80), 0);
@@ -206,7 +210,7 @@ TEST(JpegEncoderStream, MissingMemoryFailsCleanly) {
     const Bytes whole = encode(picture, {.quality = 100, .capacity = 100});
     with_each_allocation_failing([&](CountingAllocator &allocator) {
         const Bytes jpeg = encode(picture, {.quality = 100, .capacity = 100});
-        EXPECT_TRUE(allocator.failed() ? jpeg.empty() : jpeg == whole);
+        EXPECT_TRUE(jpeg == whole || (allocator.failed() && jpeg.empty()));
         EXPECT_EQ(allocator.live_blocks(), 0u);
     });
 }

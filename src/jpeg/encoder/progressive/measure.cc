@@ -17,7 +17,9 @@ constexpr uint32_t kZeroRunSymbol = 0xF0, kEndOfBlock = 0;
 constexpr uint32_t kMostDcBits = 11, kMostAcBits = 10;  // T.81 tables F.1 and F.2, 8-bit samples
 constexpr int32_t kStrips = 4, kStripUnit = 16, kLeastHeight = 512;
 
-uint32_t bit_size(int32_t value) { return static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(value)))); }
+uint32_t bit_size(int32_t value) {
+    return static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(value))));
+}
 
 // By table number.
 struct Counts {
@@ -232,9 +234,8 @@ int32_t rim_multi_scanning_huffman(RawInfo *raw, int32_t quality, HuffmanSpec *s
 
 void *_rim_thread_scan_huffman(void *scanJob) {
     auto *job = static_cast<ScanJob *>(scanJob);
-    job->result = static_cast<uint32_t>(rim_get_scanning_huffman_with_ptr(&job->raw, static_cast<int32_t>(job->quality),
-                                                                          job->dc0, job->dc1, job->ac0, job->ac1,
-                                                                          job->huffmanSpec));
+    job->result = static_cast<uint32_t>(rim_get_scanning_huffman_with_ptr(
+        &job->raw, static_cast<int32_t>(job->quality), job->dc0, job->dc1, job->ac0, job->ac1, job->huffmanSpec));
     store_release(&job->finished, 1u);
     return nullptr;
 }

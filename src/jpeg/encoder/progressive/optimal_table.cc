@@ -13,8 +13,8 @@ constexpr int kLongestCode = 16;
 constexpr uint64_t kMostCount = 1000000000;
 
 struct CodeLengths {
-    int size[kSymbols];   // of each symbol's code; 0: none
-    int bits[kSymbols];   // codes of each length; at most 256 bits long
+    int size[kSymbols];  // of each symbol's code; 0: none
+    int bits[kSymbols];  // codes of each length; at most 256 bits long
 };
 
 // T.81 figure K.1. The search takes the rarest symbol, of equals the last one.

@@ -137,15 +137,22 @@ void fill_codes(const JEInfo *session, ScanCoder *coder) {
 
 void start_tokens(JEInfo *session, bool gather) {
     ScanCoder *coder = coder_of(session);
+    const JEScan scan = {session->componentsInScan,
+                         {session->scanComponents[0]->index},
+                         session->ss,
+                         session->se,
+                         session->ah,
+                         session->al};
     if (gather) {
         coder->kept_size = 0;
+        coder->kept_scan = scan;
         coder->keeping = true;
         coder->following = false;
         std::memset(coder->seen, 0, sizeof(coder->seen));
         coder->behind_kept = {};
     } else {
         // A refinement of DC values has no pass before this one.
-        if (session->ss == 0 && session->ah) coder->kept_size = 0;
+        if (std::memcmp(&scan, &coder->kept_scan, sizeof(scan)) != 0) coder->kept_size = 0;
         coder->kept_at = 0;
         coder->following = coder->kept_size > 0;
         fill_codes(session, coder);

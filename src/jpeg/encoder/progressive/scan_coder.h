@@ -48,11 +48,12 @@ struct TokenState {
 struct ScanCoder {
     JEPhuff record;
     const ScanKernels *kernels;
-    uint32_t last_interval;          // that the stream states by a DRI segment
-    uint32_t codes[kTokenSymbols];   // of tokens: code, and its size from bit 16; kAbsentCode
-    uint32_t seen[2][kTokenSymbols]; // neighbouring tokens count in different ones: most are the same few symbols
-    // Kept tokens, each chunk's behind their number. Valid for the scan that gathered them.
+    uint32_t last_interval;           // that the stream states by a DRI segment
+    uint32_t codes[kTokenSymbols];    // of tokens: code, and its size from bit 16; kAbsentCode
+    uint32_t seen[2][kTokenSymbols];  // neighbouring tokens count in different ones: most are the same few symbols
+    // Kept tokens, each chunk's behind their number.
     Token *kept;
+    JEScan kept_scan;  // that they are of, of its components the first
     uint32_t kept_capacity, kept_size;
     uint32_t kept_at;        // where the output pass reads
     bool keeping;            // gather: there was room so far

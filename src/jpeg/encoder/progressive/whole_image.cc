@@ -13,7 +13,7 @@ namespace {
 constexpr uintptr_t kBlockAlignment = 64;  // that the forward kernel wants
 constexpr uint32_t kRunBlocks = 64;        // transformed at once
 // Tokens that are kept between the passes of a scan, for each luma block.
-constexpr uint64_t kTokensPerBlock = 6, kLeastTokens = 2 * kChunkTokens, kMostTokens = 1 << 26;
+constexpr uint64_t kTokensPerBlock = 12, kLeastTokens = 2 * kChunkTokens, kMostTokens = 1 << 26;
 
 // The blocks that a row of the array has of the picture, and behind them those that fill the last MCU: they repeat the
 // last DC value.
@@ -161,7 +161,8 @@ JEBlock **request_virt_barray(JEInfo *session, uint32_t blocksPerRow, uint32_t b
     auto *memory = allocate<uint8_t>(session, table + kBlockAlignment + blocks);
     if (!memory) return nullptr;
     auto **rows = reinterpret_cast<JEBlock **>(memory);
-    const uintptr_t first = (reinterpret_cast<uintptr_t>(rows + blockRows) + kBlockAlignment - 1) & ~(kBlockAlignment - 1);
+    const uintptr_t first =
+        (reinterpret_cast<uintptr_t>(rows + blockRows) + kBlockAlignment - 1) & ~(kBlockAlignment - 1);
     for (uint32_t y = 0; y < blockRows; ++y)
         rows[y] = reinterpret_cast<JEBlock *>(first) + static_cast<size_t>(y) * blocksPerRow;
     return rows;
@@ -169,9 +170,7 @@ JEBlock **request_virt_barray(JEInfo *session, uint32_t blocksPerRow, uint32_t b
 
 int32_t brim_jround_up(int32_t a, int32_t b) { return vjpeg_round_up(a, b); }
 
-int32_t vjpeg_round_up(int32_t a, int32_t b) {
-    return b > 0 ? static_cast<int32_t>((int64_t{a} + b - 1) / b * b) : a;
-}
+int32_t vjpeg_round_up(int32_t a, int32_t b) { return b > 0 ? static_cast<int32_t>((int64_t{a} + b - 1) / b * b) : a; }
 
 uint32_t vjpeg_round_up_pow2(uint32_t value, uint32_t power) { return (value + power - 1) & ~(power - 1); }
 

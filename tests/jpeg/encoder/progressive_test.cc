@@ -1,0 +1,238 @@
+// Progressive streams: what libjpeg-turbo reads of them, and fast rows beside single MCUs.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+#include <set>
+
+#include "jpeg/encoder/encode_support.h"
+#include "jpeg/encoder/kernels/scan_masks.h"
+#include "oracle/turbo.h"
+#include "support/counting_allocator.h"
+#include "support/twins.h"
+
+namespace vorel::test {
+namespace {
+
+// Segments of a stream, from their length on; entropy-coded data is passed over.
+struct Segment {
+    int code;
+    Bytes body;
+};
+std::vector<Segment> segments(const Bytes &stream) {
+    std::vector<Segment> out;
+    for (size_t at = 2; at + 3 < stream.size(); ++at) {
+        if (stream[at] != 0xFF || stream[at + 1] < 0xC0 || (stream[at + 1] & 0xF8) == 0xD0) continue;
+        const size_t length = static_cast<size_t>(stream[at + 2] << 8 | stream[at + 3]);
+        const auto from = stream.begin() + static_cast<ptrdiff_t>(at);
+        out.push_back({stream[at + 1], Bytes(from + 4, from + 2 + static_cast<ptrdiff_t>(length))});
+        at += 1 + length;
+    }
+    return out;
+}
+
+void expect_same_blocks(const Bytes &stream, const Bytes &baseline, const std::string &what) {
+    const auto planes = turbo_planes(stream);
+    ASSERT_TRUE(planes) << what;
+    EXPECT_EQ(planes->warnings, 0) << what;
+    const auto blocks = turbo_coefficients(stream), wanted = turbo_coefficients(baseline);
+    ASSERT_EQ(blocks.size(), wanted.size()) << what;
+    for (size_t c = 0; c < wanted.size(); ++c) {
+        EXPECT_EQ(blocks[c].across, wanted[c].across) << what;
+        EXPECT_TRUE(blocks[c].coefficients == wanted[c].coefficients) << what << " component " << c;
+    }
+}
+
+// A progressive session step by step. With an interval of more MCUs than there are, MCU goes by MCU and no marker is
+// written.
+constexpr uint32_t kNever = 1 << 30;
+Bytes by_steps(const RawPicture &picture, int32_t quality, uint32_t interval) {
+    RawInfo raw = picture.record();
+    raw.progressive = 1;
+    HuffmanSpec spec = {};
+    spec.quality = static_cast<uint32_t>(quality);
+    RimEncSink sink = {};
+    sink.mode = 1;
+    sink.capacity = 1 << 16;
+    sink.buffer = static_cast<uint8_t *>(VORELBRIM_OsMalloc(1 << 16));
+    JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
+    session->sink->buffer[0] = 0xFF, session->sink->buffer[1] = 0xD8;
+    session->sink->position = 2;
+    __rim_jpeg_enc_write_app0_marker(session);
+    const auto with_interval = [&](const std::function<void()> &run) {
+        session->restartInterval = interval;
+        run();
+        if (interval == kNever) session->restartInterval = 0;
+    };
+    with_interval([&] {
+        while (session->nextRow < session->height) __rim_jpeg_enc_process_image_data(session);
+    });
+    vjpeg_init_c_master_control(session);
+    bool good = true;
+    for (vjpeg_finish_pass_master(session); good && !session->master->isLastPass; vjpeg_finish_pass_master(session)) {
+        good = vjpeg_prepare_for_pass(session) == 1;
+        with_interval([&] {
+            for (uint32_t row = 0; row < session->mcuRowTotal; ++row)
+                good = good && __rim_jpeg_enc_compress_output(session) == 1;
+        });
+    }
+    EXPECT_TRUE(good);
+    EXPECT_EQ(__rim_jpeg_enc_make_end_mark(session), 1);
+    const Bytes stream(session->sink->buffer, session->sink->buffer + session->sink->total);
+    vjpeg_enc_release_prog_info(session);
+    VORELBRIM_OsFree(session->sink->buffer);
+    __rim_jpeg_enc_release_mem(session);
+    VORELBRIM_OsFree(session);
+    return stream;
+}
+
+TEST(JpegProgressiveEncoder, BlocksOfTheBaselineStream) {
+    const int sizes[][2] = {{1, 1}, {8, 8}, {16, 16}, {17, 9}, {33, 31}, {100, 75}};
+    for (const int32_t format : kReadFormats) {
+        for (const auto &size : sizes) {
+            for (const int quality : {1, 40, 85, 100}) {
+                const std::string what =
+                    testing::PrintToString(std::vector{format, size[0], size[1], static_cast<int>(quality)});
+                const RawPicture picture =
+                    quality == 100 ? raw_noise(format, size[0], size[1]) : raw_picture(format, size[0], size[1]);
+                expect_same_blocks(encode(picture, {.quality = quality, .progressive = true}),
+                                   encode(picture, {.quality = quality}), what);
+            }
+        }
+    }
+}
+
+TEST(JpegProgressiveEncoder, ScansInTheirOrder) {
+    const std::vector<Bytes> colour = {{3, 1, 0x00, 2, 0x10, 3, 0x10, 0, 0, 0x01},
+                                       {1, 1, 0x00, 1, 5, 0x02},
+                                       {1, 3, 0x01, 1, 63, 0x01},
+                                       {1, 2, 0x01, 1, 63, 0x01},
+                                       {1, 1, 0x00, 6, 63, 0x02},
+                                       {1, 1, 0x00, 1, 63, 0x21},
+                                       {3, 1, 0x00, 2, 0x00, 3, 0x00, 0, 0, 0x10},
+                                       {1, 3, 0x01, 1, 63, 0x10},
+                                       {1, 2, 0x01, 1, 63, 0x10},
+                                       {1, 1, 0x00, 1, 63, 0x10}};
+    const std::vector<Bytes> gray = {{1, 1, 0, 0, 0, 0x01},  {1, 1, 0, 1, 5, 0x02}, {1, 1, 0, 6, 63, 0x02},
+                                     {1, 1, 0, 1, 63, 0x21}, {1, 1, 0, 0, 0, 0x10}, {1, 1, 0, 1, 63, 0x10}};
+    for (const int32_t format : {COLOR_YUV420, COLOR_GRAY}) {
+        std::vector<Bytes> scans;
+        std::vector<int> tables;  // in front of each scan
+        int pending = 0;
+        for (const Segment &segment : segments(encode(raw_picture(format, 200, 120), {.progressive = true}))) {
+            EXPECT_NE(segment.code, 0xDD);
+            EXPECT_NE(segment.code, 0xC0);
+            pending += segment.code == 0xC4;
+            if (segment.code != 0xDA) continue;
+            scans.push_back(segment.body);
+            tables.push_back(pending);
+            pending = 0;
+        }
+        EXPECT_EQ(scans, format == COLOR_GRAY ? gray : colour);
+        EXPECT_EQ(tables,
+                  format == COLOR_GRAY ? (std::vector{1, 1, 1, 1, 0, 1}) : (std::vector{2, 1, 1, 1, 1, 1, 0, 1, 1, 1}));
+    }
+}
+
+// 67 x 490 blocks without a coefficient: a run of 32767 and one of 63, each with the size of its length as its symbol.
+TEST(JpegProgressiveEncoder, LongRuns) {
+    for (const int32_t format : {COLOR_GRAY, COLOR_YUV444}) {
+        RawPicture picture = raw_noise(format, 536, 3920);
+        std::fill(picture.pixels.begin(), picture.pixels.end(), uint8_t{90});
+        const Bytes stream = encode(picture, {.progressive = true});
+        expect_same_blocks(stream, encode(picture), "flat");
+        EXPECT_TRUE(stream == by_steps(picture, 85, kNever));
+        for (const Segment &segment : segments(stream)) {
+            if (segment.code != 0xC4 || segment.body[0] < 0x10) continue;
+            const std::set<uint8_t> symbols(segment.body.begin() + 17, segment.body.end());
+            EXPECT_EQ(symbols, (std::set<uint8_t>{0x50, 0xE0}));
+        }
+    }
+}
+
+// A run ends behind the block that brings the bits that refine it above 937.
+TEST(JpegProgressiveEncoder, RefinementBitsBehindARun) {
+    const struct {
+        int bits, blocks;  // of each block; in a run
+    } rows[] = {{63, 15}, {62, 16}, {31, 31}, {1, 938}};
+    for (const auto &row : rows) {
+        RawInfo raw = raw_picture(COLOR_GRAY, 8, 8).record();
+        raw.pixels = nullptr;
+        raw.progressive = 1;
+        RimEncSink sink = {};
+        JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, nullptr, nullptr);
+        session->ss = 1, session->se = 63, session->ah = 1, session->al = 0;
+        ASSERT_EQ(vjpeg_start_pass_phuff(session, 1), 1);
+        int16_t block[64] = {}, *blocks[] = {block};
+        std::fill(block + 64 - row.bits, block + 64, int16_t{-3});
+        int coded = 0;
+        for (const JEPhuff *phuff = session->phuff; coded == 0 || phuff->eobRun; ++coded) {
+            EXPECT_EQ(phuff->bufferedBits, static_cast<uint32_t>(coded * row.bits));
+            ASSERT_EQ(session->phuff->encodeMcu(session, blocks), 1);
+        }
+        EXPECT_EQ(coded, row.blocks) << row.bits;
+        __rim_jpeg_enc_release_mem(session);
+        VORELBRIM_OsFree(session);
+    }
+}
+
+TEST(JpegProgressiveEncoder, RowsAndSingleMcusGiveTheSameBytes) {
+    for (const int32_t format : {COLOR_GRAY, COLOR_YUV420, COLOR_YUV422, COLOR_RGBA8888, COLOR_YUV444}) {
+        RawPicture harsh = raw_noise(format, 270, 145);
+        for (auto &byte : harsh.pixels) byte = byte & 1 ? 255 : 0;
+        for (const auto &picture : {harsh, raw_noise(format, 270, 145), raw_picture(format, 333, 181, 4)}) {
+            for (const int quality : {10, 75, 95, 100}) {
+                EXPECT_TRUE(encode(picture, {.quality = quality, .progressive = true}) ==
+                            by_steps(picture, quality, kNever))
+                    << format << " quality " << quality;
+            }
+        }
+    }
+}
+
+TEST(JpegProgressiveEncoder, RestartIntervalOfTheCaller) {
+    for (const int32_t format : {COLOR_GRAY, COLOR_YUV420}) {
+        const RawPicture picture = raw_picture(format, 181, 75);
+        expect_same_blocks(by_steps(picture, 90, 7), encode(picture, {.quality = 90}), "interval");
+    }
+}
+
+TEST(JpegProgressiveEncoder, FilesAreWhatMemoryIs) {
+    const RawPicture picture = raw_noise(COLOR_YUV444, 300, 200);
+    RawInfo raw = picture.record();
+    raw.progressive = 1;
+    const TempFile file;
+    ASSERT_EQ(rim_enc_jpeg_to_file(&raw, file.path(), 100), 1);
+    EXPECT_TRUE(read_file(file.path()) == encode(picture, {.quality = 100, .progressive = true}));
+}
+
+TEST(JpegProgressiveEncoder, FailingAllocations) {
+    const RawPicture picture = raw_picture(COLOR_RGBA8888, 70, 50);
+    const Bytes whole = encode(picture, {.progressive = true});
+    ASSERT_FALSE(whole.empty());
+    with_each_allocation_failing([&](const CountingAllocator &allocator) {
+        const Bytes stream = encode(picture, {.progressive = true});
+        EXPECT_TRUE(allocator.failed() ? stream.empty() || stream == whole : stream == whole);
+    });
+}
+
+TEST(JpegProgressiveEncoder, ScanMaskTwins) {
+    std::minstd_rand random(7);
+    std::vector<int16_t> blocks(64 * 40);
+    for (auto &value : blocks) value = static_cast<int16_t>(random() % 5 ? random() % 9 - 4 : random());
+    const int16_t ends[] = {-32768, 32767, -1, 1, -2, 2, -256, 255, 0};
+    std::copy(std::begin(ends), std::end(ends), blocks.begin());
+    for (const uint32_t al : {0u, 1u, 2u, 13u}) {
+        expect_twins<ScanKernels>(runnable_scan_kernels, std::to_string(al), [&](const ScanKernels &kernels) {
+            std::vector<uint64_t> masks(40 * 5);
+            kernels.first(blocks.data(), 40, 63, al, masks.data());
+            kernels.first(blocks.data(), 40, 5, al, masks.data() + 40);
+            kernels.refine(blocks.data(), 40, al, reinterpret_cast<RefineMasks *>(masks.data() + 80));
+            const auto *bytes = reinterpret_cast<const uint8_t *>(masks.data());
+            return Bytes(bytes, bytes + 8 * masks.size());
+        });
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
