@@ -175,6 +175,55 @@ std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
     return out;
 }
 
+Bytes turbo_encode(const CodedPicture &picture, int quality) {
+    jpeg_compress_struct info;
+    jpeg_error_mgr error;
+    info.err = jpeg_std_error(&error);
+    jpeg_create_compress(&info);
+    unsigned char *memory = nullptr;
+    unsigned long bytes = 0;
+    jpeg_mem_dest(&info, &memory, &bytes);
+    info.image_width = static_cast<unsigned>(picture.width);
+    info.image_height = static_cast<unsigned>(picture.height);
+    info.input_components = static_cast<int>(picture.components.size());
+    info.in_color_space = info.input_components == 1 ? JCS_GRAYSCALE : JCS_YCbCr;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, quality, TRUE);
+    info.raw_data_in = TRUE;
+    info.dct_method = JDCT_ISLOW;
+    int high = 1;
+    for (int c = 0; c < info.num_components; ++c) {
+        const CodedPicture::Component &component = picture.components[static_cast<size_t>(c)];
+        info.comp_info[c].h_samp_factor = component.h;
+        info.comp_info[c].v_samp_factor = component.v;
+        high = std::max(high, component.v);
+    }
+    jpeg_start_compress(&info, TRUE);
+    for (int top = 0; top < picture.height; top += 8 * high) {
+        std::vector<std::vector<Bytes>> samples;
+        std::vector<std::vector<JSAMPROW>> rows;
+        std::vector<JSAMPARRAY> arrays;
+        for (const CodedPicture::Component &component : picture.components) {
+            const int width = picture.width + 32, first = top / high * component.v;
+            auto &deep = samples.emplace_back();
+            auto &pointers = rows.emplace_back();
+            for (int y = 0; y < 8 * component.v; ++y) {
+                Bytes row(static_cast<size_t>(width));
+                for (int x = 0; x < width; ++x) row[static_cast<size_t>(x)] = component.plane.at(x, first + y);
+                deep.push_back(std::move(row));
+            }
+            for (Bytes &row : deep) pointers.push_back(row.data());
+        }
+        for (auto &pointers : rows) arrays.push_back(pointers.data());
+        jpeg_write_raw_data(&info, arrays.data(), static_cast<unsigned>(8 * high));
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    Bytes out(memory, memory + bytes);
+    free(memory);
+    return out;
+}
+
 Bytes turbo_picture(const PictureSpec &spec) {
     jpeg_compress_struct info;
     jpeg_error_mgr error;

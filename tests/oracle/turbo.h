@@ -49,6 +49,8 @@ struct CodedBlocks {
     uint16_t quant[64] = {};
 };
 std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg);
+// The other way: planes as they are coded, their last samples repeated, by the accurate transform.
+Bytes turbo_encode(const CodedPicture &picture, int quality);
 
 struct PictureSpec {
     int width = 64, height = 48;

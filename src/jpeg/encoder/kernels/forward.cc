@@ -365,12 +365,116 @@ void forward(const ForwardRun &run) {
     }
     transform_groups(hn::ScalableTag<uint8_t>(), run, divisors);
 }
+#else
+// One block, in vectors of eight values.
+using D16 = hn::Full128<int16_t>;
+using V16 = hn::Vec<D16>;
+struct Eight {
+    V16 v[8];
+};
+
+// Interleaving vector i with vector i + 4 moves every index bit up by one place, the highest to the lowest: three times
+// of that exchange rows and columns.
+inline Eight rotate(const Eight &in) {
+    const D16 d;
+    Eight out;
+    for (int i = 0; i < 4; ++i) {
+        out.v[2 * i] = hn::InterleaveLower(d, in.v[i], in.v[i + 4]);
+        out.v[2 * i + 1] = hn::InterleaveUpper(d, in.v[i], in.v[i + 4]);
+    }
+    return out;
+}
+
+// Eight values to their sums with those at the other end and their differences.
+struct Folded {
+    V16 sum[4], difference[4];
+};
+// The columns of a block; samples are not made signed, which only moves the first coefficient of each row.
+inline Folded fold_columns(const uint8_t *const *rows, size_t column) {
+    const hn::Full64<uint8_t> d8;
+    const hn::Full128<uint8_t> d16;
+    hn::Vec<decltype(d16)> a[4], b[4], columns[4];
+    const auto row = [&](int y) { return hn::ZeroExtendVector(d16, hn::LoadU(d8, rows[y] + column)); };
+    for (int i = 0; i < 4; ++i) a[i] = hn::InterleaveLower(d16, row(i), row(i + 4));
+    for (int i = 0; i < 2; ++i) {
+        b[i] = hn::InterleaveLower(d16, a[i], a[i + 2]);
+        b[i + 2] = hn::InterleaveUpper(d16, a[i], a[i + 2]);
+    }
+    for (int i = 0; i < 2; ++i) {
+        columns[2 * i] = hn::InterleaveLower(d16, b[2 * i], b[2 * i + 1]);
+        columns[2 * i + 1] = hn::InterleaveUpper(d16, b[2 * i], b[2 * i + 1]);
+    }
+    Folded out;
+    for (int i = 0; i < 4; ++i) {
+        const uint8x16_t left = columns[i / 2].raw, right = columns[3 - i / 2].raw;
+        const uint8x8_t near = i % 2 ? vget_high_u8(left) : vget_low_u8(left);
+        const uint8x8_t far = i % 2 ? vget_low_u8(right) : vget_high_u8(right);
+        out.sum[i] = V16{vreinterpretq_s16_u16(vaddl_u8(near, far))};
+        out.difference[i] = V16{vreinterpretq_s16_u16(vsubl_u8(near, far))};
+    }
+    return out;
+}
+inline Folded fold(const Eight &in) {
+    Folded out;
+    for (int i = 0; i < 4; ++i) {
+        out.sum[i] = hn::Add(in.v[i], in.v[7 - i]);
+        out.difference[i] = hn::Sub(in.v[i], in.v[7 - i]);
+    }
+    return out;
+}
+
+template <int kShift, int kOut>
+inline V16 odd_point(Operands<D16> first, Operands<D16> last) {
+    constexpr int j = kOut / 2;
+    const D16 d;
+    const auto sum = multiply_add<kOdd[0][j], kOdd[1][j]>(d, first, set_wide(d, 1 << (kShift - 1)));
+    return shift_and_hold<kShift>(d, multiply_add<kOdd[2][j], kOdd[3][j]>(d, last, sum));
+}
+template <int kShift>
+inline Eight points(const Folded &in) {
+    const D16 d;
+    const V16 outer = hn::Add(in.sum[0], in.sum[3]), inner = hn::Add(in.sum[1], in.sum[2]);
+    const auto flat = [&](V16 value) {
+        if constexpr (kShift == kForwardFirst) return hn::ShiftLeft<kKeptBits>(value);
+        return hn::ShiftRight<kKeptBits>(hn::Add(value, hn::Set(d, 1 << (kKeptBits - 1))));
+    };
+    const auto round = set_wide(d, 1 << (kShift - 1));
+    const auto rest = operands(d, hn::Sub(in.sum[0], in.sum[3]), hn::Sub(in.sum[1], in.sum[2]));
+    const auto first = operands(d, in.difference[0], in.difference[1]);
+    const auto last = operands(d, in.difference[2], in.difference[3]);
+    return {{flat(hn::Add(outer, inner)), odd_point<kShift, 1>(first, last),
+             shift_and_hold<kShift>(d, multiply_add<kEven2, k0_541>(d, rest, round)), odd_point<kShift, 3>(first, last),
+             flat(hn::Sub(outer, inner)), odd_point<kShift, 5>(first, last),
+             shift_and_hold<kShift>(d, multiply_add<k0_541, kEven6>(d, rest, round)),
+             odd_point<kShift, 7>(first, last)}};
+}
+
+inline V16 quantised(V16 value, const uint16_t *divisors) {
+    const D16 d;
+    const hn::RebindToUnsigned<D16> u16;
+    const auto magnitude = hn::Add(hn::BitCast(u16, hn::Abs(value)), hn::LoadU(u16, divisors + 64));
+    const auto product = hn::MulHigh(magnitude, hn::LoadU(u16, divisors));
+    const auto quotient = hn::BitCast(d, hn::MulHigh(product, hn::LoadU(u16, divisors + 128)));
+    const auto sign = hn::BroadcastSignBit(value);
+    return hn::Sub(hn::Xor(quotient, sign), sign);
+}
+
+void forward(const ForwardRun &run) {
+    const D16 d;
+    constexpr int kMiddle = 8 * 128 << kKeptBits;
+    alignas(16) int16_t natural[64];
+    for (ptrdiff_t i = 0; i < run.count; ++i) {
+        Eight block = points<kForwardFirst>(fold_columns(run.rows, run.column + 8 * static_cast<size_t>(i)));
+        block.v[0] = hn::Sub(block.v[0], hn::Set(d, kMiddle));
+        block = points<kForwardSecond>(fold(rotate(rotate(rotate(block)))));
+        for (int v = 0; v < 8; ++v) hn::Store(quantised(block.v[v], run.divisors + 8 * v), d, natural + 8 * v);
+        run.nonzero[i] = zigzag(natural, run.out + 64 * i);
+    }
+}
 #endif
 
 void add_forward(EncoderKernels *table) {
-#if HWY_ARCH_X86
     table->forward = forward;
-#endif
     table->zigzag = zigzag;
 }
 

@@ -1,0 +1,314 @@
+// What the readers make of pixels, by a slow model of each format's rules; and the coefficients that come of it, by an
+// independent encoder.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "jpeg/encoder/encode_support.h"
+#include "oracle/turbo.h"
+#include "support/samples.h"
+
+namespace vorel::test {
+namespace {
+
+// The samples that a session's coder is handed: whole MCU rows, one below another.
+std::vector<Plane> captured;
+int32_t capture(JEInfo *session, uint8_t ***rows) {
+    captured.resize(session->componentCount);
+    for (size_t c = 0; c < captured.size(); ++c) {
+        const JEComponent &component = session->components[c];
+        captured[c].width = static_cast<int>(component.paddedWidth);
+        captured[c].height += static_cast<int>(component.rowsPerMcu);
+        for (uint32_t y = 0; y < component.rowsPerMcu; ++y) {
+            captured[c].samples.insert(captured[c].samples.end(), rows[c][y], rows[c][y] + component.paddedWidth);
+        }
+    }
+    ++session->coefState->mcuRow;
+    __rim_jpeg_enc_setup_imcu(session);
+    return 1;
+}
+void read_on(RawInfo raw) {
+    auto *memory = static_cast<uint8_t *>(VORELBRIM_OsMalloc(4096));
+    RimEncSink sink = {};
+    sink.mode = 1, sink.capacity = 4096, sink.buffer = memory;
+    HuffmanSpec spec = {};
+    spec.quality = 90;
+    JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
+    ASSERT_NE(session, nullptr);
+    session->compressRow = capture;
+    while (session->nextRow < session->height) ASSERT_EQ(__rim_jpeg_enc_process_image_data(session), 1);
+    EXPECT_EQ(session->sampling->rowCounter, session->mcuRowTotal);
+    __rim_jpeg_enc_release_mem(session);
+    VORELBRIM_OsFree(session);
+    VORELBRIM_OsFree(memory);
+}
+std::vector<Plane> read_all(const RawInfo &raw) {
+    captured.clear();
+    read_on(raw);
+    return captured;
+}
+// From a buffer that ends where the picture does.
+std::vector<Plane> read_guarded(const RawPicture &picture) {
+    GuardBuffer pixels(picture.pixels);
+    RawInfo raw = picture.record();
+    raw.pixels = pixels.data();
+    return read_all(raw);
+}
+
+// What a reader has to give at any place, the padding among it.
+struct Model {
+    const RawPicture &picture;
+    int w = picture.width, h = picture.height, format = picture.format;
+
+    struct Rgb {
+        int r, g, b;
+    };
+    int byte(size_t at) const { return picture.pixels.at(at); }
+    Rgb pixel(int x, int y) const {
+        const size_t at =
+            static_cast<size_t>(std::min(y, h - 1)) * static_cast<size_t>(w) + static_cast<size_t>(std::min(x, w - 1));
+        switch (format) {
+            case COLOR_RGB565: {
+                const int word = byte(2 * at) + 256 * byte(2 * at + 1);
+                return {(word >> 11) * 8 + 4, (word >> 5 & 63) * 4 + 2, (word & 31) * 8 + 4};
+            }
+            case COLOR_RGB888:
+                return {byte(3 * at), byte(3 * at + 1), byte(3 * at + 2)};
+            case COLOR_RGBA8888:
+                return {byte(4 * at), byte(4 * at + 1), byte(4 * at + 2)};
+            default:
+                return {byte(4 * at + 2), byte(4 * at + 1), byte(4 * at)};
+        }
+    }
+    int weighed(int c, Rgb p) const {
+        if (format >= COLOR_RGBA8888) {
+            if (c == 0) return (19595 * p.r + 38470 * p.g + 7471 * p.b + 32768) >> 16;
+            const int sum = c == 1 ? -11059 * p.r - 21709 * p.g + 32768 * p.b : 32768 * p.r - 27439 * p.g - 5329 * p.b;
+            return (sum + 32767 + (128 << 16)) >> 16;
+        }
+        if (c == 0) return ((format == COLOR_RGB565 ? 1245 : 1225) * p.r + 2404 * p.g + 467 * p.b) >> 12;
+        const int sum = c == 1 ? -691 * p.r + 2048 * p.b - 1357 * p.g : 2048 * p.r - 1715 * p.g - 333 * p.b;
+        return ((sum >> 12) + 128) & 255;
+    }
+    int of_pixels(int c, int x, int y) const {
+        const int step = c ? 2 : 1, high = 16 / step;
+        if (format == COLOR_RGB888) {
+            // Nothing is padded: the fill, and below the picture the MCU row before.
+            if (x * step >= w) return 128;
+            if (y * step >= h) return y < high ? 128 : of_pixels(c, x, y - high);
+            return weighed(c, pixel(x * step, y * step));
+        }
+        if (format == COLOR_RGB565) {
+            const int columns = w & ~1;
+            if (columns == 0) return 128;
+            x = std::min(x, columns / step - 1);
+        }
+        y = std::min(y, (h + step - 1) / step - 1);
+        if (c == 0) return weighed(0, pixel(x, y));
+        Rgb sum = {0, 2, 0};
+        int chroma = 1 + x % 2;
+        for (int i = 0; i < 4; ++i) {
+            const Rgb p = pixel(2 * x + i % 2, 2 * y + i / 2);
+            sum = {sum.r + p.r, sum.g + p.g, sum.b + p.b};
+            chroma += weighed(c, p);
+        }
+        return format == COLOR_RGB565 ? weighed(c, {sum.r >> 2, sum.g >> 2, sum.b >> 2}) : chroma >> 2;
+    }
+    int sample(int c, int x, int y) const {
+        if (format <= COLOR_RGB888 || format == COLOR_RGBA8888 || format == COLOR_BGRA8888) return of_pixels(c, x, y);
+        const bool wide = format == COLOR_YUV440 || format == COLOR_YUV444 || c == 0;
+        const bool tall = format == COLOR_YUV422 || format == COLOR_YUV444 || format == COLOR_YUYV || c == 0;
+        const int columns = wide ? w : (w + 1) / 2, rows = tall ? h : (h + 1) / 2;
+        // Packed chroma is padded to half the width of luma's blocks.
+        if (format == COLOR_YUYV && c > 0 && x >= (w + 7) / 8 * 4) return 128;
+        x = std::min(x, columns - 1), y = std::min(y, rows - 1);
+        if (format == COLOR_YUYV) {
+            const int in_row = c == 0 ? 2 * x : 4 * x + 2 * c - 1;
+            return byte(static_cast<size_t>(y * (2 * w + (2 * w & 3)) + in_row));
+        }
+        if (c == 0) return byte(static_cast<size_t>(y * w + x));
+        const int at = y * columns + x, last = columns * rows - 1;
+        if (format == COLOR_NV21) return byte(static_cast<size_t>(w * h + 2 * at + (c == 1)));
+        // Cb of the pair behind, but for the last one.
+        if (format == COLOR_NV12)
+            return byte(static_cast<size_t>(w * h + 2 * (c == 1 ? std::min(at + 1, last) : at) + c / 2));
+        return byte(static_cast<size_t>(w * h + (c - 1) * columns * rows + at));
+    }
+    void expect(const std::vector<Plane> &planes) const {
+        ASSERT_EQ(planes.size(), format == COLOR_GRAY ? 1u : 3u);
+        for (int c = 0; c < static_cast<int>(planes.size()); ++c) {
+            const Plane &plane = planes[static_cast<size_t>(c)];
+            for (int y = 0; y < plane.height; ++y) {
+                for (int x = 0; x < plane.width; ++x) {
+                    ASSERT_EQ(plane.at(x, y), sample(c, x, y))
+                        << "format " << format << " " << w << "x" << h << " component " << c << " " << x << "," << y;
+                }
+            }
+        }
+    }
+};
+
+TEST(EncoderInput, ReadersFollowTheirRules) {
+    for (const auto &[w, h] : {std::pair{1, 1}, {2, 3}, {5, 5}, {17, 9}, {16, 16}, {33, 35}, {130, 18}, {71, 64}}) {
+        for (const int32_t format : kReadFormats) {
+            for (const RawPicture &picture : {raw_noise(format, w, h), raw_picture(format, w, h)}) {
+                Model{picture}.expect(read_guarded(picture));
+            }
+        }
+    }
+}
+
+TEST(EncoderInput, ReadersKnowEveryColour) {
+    // Each RGB565 value once, neighbours far apart; the cube in steps of five.
+    RawPicture all = raw_noise(COLOR_RGB565, 256, 256);
+    for (uint32_t i = 0; i < 65536; ++i) {
+        const uint32_t word = i * 40503 & 0xFFFF;
+        all.pixels[2 * i] = static_cast<uint8_t>(word), all.pixels[2 * i + 1] = static_cast<uint8_t>(word >> 8);
+    }
+    Model{all}.expect(read_guarded(all));
+    for (const int32_t format : {COLOR_RGB888, COLOR_RGBA8888, COLOR_BGRA8888}) {
+        RawPicture cube = raw_noise(format, 376, 374);
+        const size_t step = format == COLOR_RGB888 ? 3 : 4;
+        for (size_t i = 0; i < size_t{52} * 52 * 52; ++i) {
+            uint8_t *pixel = &cube.pixels[i * step];
+            pixel[0] = static_cast<uint8_t>(i % 52 * 5), pixel[1] = static_cast<uint8_t>(i / 52 % 52 * 5);
+            pixel[2] = static_cast<uint8_t>(i / 52 / 52 * 5);
+        }
+        Model{cube}.expect(read_guarded(cube));
+    }
+}
+
+// The strips of a picture are read as the picture is; of NV12 the last Cb of each is in the next one.
+TEST(EncoderInput, StripsAreReadAsTheWhole) {
+    for (const int32_t format : {COLOR_NV12, COLOR_NV21, COLOR_YUV420, COLOR_YUYV}) {
+        const RawPicture picture = raw_noise(format, 37, 43);
+        const std::vector<Plane> whole = read_guarded(picture);
+        RawInfo raw = picture.record();
+        raw.stripMode = 1, raw.fullHeight = 43;
+        captured.clear();
+        for (raw.stripStartRow = 0; raw.stripStartRow < 43; raw.stripStartRow += 16) {
+            raw.height = std::min(16, 43 - static_cast<int32_t>(raw.stripStartRow));
+            read_on(raw);
+        }
+        for (size_t c = 0; c < 3; ++c) EXPECT_TRUE(captured[c].samples == whole[c].samples) << format << " " << c;
+    }
+}
+
+TEST(EncoderInput, CoefficientsAreThoseOfAnIndependentEncoder) {
+    for (const int32_t format : {COLOR_YUV420, COLOR_YUV422, COLOR_YUV440, COLOR_YUV444, COLOR_GRAY}) {
+        for (const int quality : {1, 20, 50, 75, 92, 100}) {
+            for (const auto &[w, h] : {std::pair{8, 8}, {31, 17}, {123, 57}}) {
+                const RawPicture picture = quality % 2 ? raw_noise(format, w, h) : raw_picture(format, w, h);
+                const Model model{picture};
+                CodedPicture coded = {.width = w, .height = h, .components = {}, .colour = Colour::kYcc};
+                for (int c = 0; c < (format == COLOR_GRAY ? 1 : 3); ++c) {
+                    CodedPicture::Component component;
+                    const bool halved = format == COLOR_YUV420 || format == COLOR_YUV422;
+                    component.h = c == 0 && halved ? 2 : 1;
+                    component.v = c == 0 && (format == COLOR_YUV420 || format == COLOR_YUV440) ? 2 : 1;
+                    component.plane = {w, h, Bytes(static_cast<size_t>(w * h))};
+                    for (int i = 0; i < w * h; ++i) {
+                        component.plane.samples[static_cast<size_t>(i)] =
+                            static_cast<uint8_t>(model.sample(c, i % w, i / w));
+                    }
+                    coded.components.push_back(component);
+                }
+                const auto expected = turbo_coefficients(turbo_encode(coded, quality));
+                const auto got = turbo_coefficients(encode(picture, {.quality = quality}));
+                ASSERT_EQ(got.size(), expected.size());
+                for (size_t c = 0; c < got.size(); ++c) {
+                    ASSERT_TRUE(std::equal(got[c].quant, got[c].quant + 64, expected[c].quant));
+                    ASSERT_TRUE(got[c].coefficients == expected[c].coefficients)
+                        << "format " << format << " quality " << quality << " " << w << "x" << h << " " << c;
+                }
+            }
+        }
+    }
+}
+
+TEST(EncoderInput, RecordsOwnTheirPixels) {
+    for (const int32_t format : kReadFormats) {
+        RawInfo *raw = VORELBRIM_CreateRawInfo(5, 5, format);
+        ASSERT_NE(raw, nullptr);
+        EXPECT_EQ(raw->format, static_cast<uint32_t>(format));
+        EXPECT_EQ(raw->formatTag, 2u);
+        // What is read of it is there, and zero.
+        EXPECT_EQ(read_all(*raw)[0].samples.at(0), format == COLOR_RGB565 ? (4 * 4116 - 2 * 2404) >> 12 : 0);
+        EXPECT_EQ(VORELBRIM_DestroyRawInfo(raw), 1);
+    }
+    EXPECT_EQ(VORELBRIM_DestroyRawInfo(nullptr), 1);
+    struct Case {
+        int32_t width, height, format;
+        bool made;
+        uint32_t error;
+    };
+    for (const Case &c : {Case{0, 4, 7, false, 12},
+                          {4, -1, 7, false, 12},
+                          {50000, 1, 7, false, 0},
+                          {1, 50000, 4, false, 0},
+                          {4, 4, 99, true, 7},
+                          {4, 4, -1, true, 7},
+                          {3, 3, 6, true, 0}}) {
+        debug_BrimCodecError = 0;
+        RawInfo *raw = VORELBRIM_CreateRawInfo(c.width, c.height, c.format);
+        EXPECT_EQ(raw != nullptr, c.made) << c.format;
+        if (raw && c.error) EXPECT_EQ(raw->format, 0u);
+        EXPECT_EQ(debug_BrimCodecError, c.error) << c.width << " " << c.format;
+        VORELBRIM_DestroyRawInfo(raw);
+    }
+}
+
+TEST(EncoderInput, CameraPicturesAreHalved) {
+    const RawPicture source = raw_noise(COLOR_YUYV, 36, 20);
+    GuardBuffer pixels(source.pixels), y(18 * 10), u(9 * 5), v(9 * 5);
+    uint8_t *planes[3] = {y.data(), u.data(), v.data()};
+    __rim_jpeg_enc_down_scale_yuv422(pixels.data(), 36, 20, 0, planes, 18, 10);
+    const Model model{source};
+    for (int i = 0; i < 18 * 10; ++i) {
+        const int x = i % 18, row = i / 18;
+        const auto mean = [&](int c) {
+            const int left = c ? x : 2 * x, right = c ? x : 2 * x + 1;
+            return (model.sample(c, left, 2 * row) + model.sample(c, right, 2 * row) +
+                    model.sample(c, left, 2 * row + 1) + model.sample(c, right, 2 * row + 1)) >>
+                   2;
+        };
+        ASSERT_EQ(y.data()[i], mean(0)) << i;
+        if (x % 2 || row % 2) continue;
+        ASSERT_EQ(u.data()[row / 2 * 9 + x / 2], mean(1)) << i;
+        ASSERT_EQ(v.data()[row / 2 * 9 + x / 2], mean(2)) << i;
+    }
+}
+
+TEST(EncoderInput, PreviewsAreConverted) {
+    EXPECT_EQ(rim_EnCbbTab[127 + 125], 222);
+    EXPECT_EQ(rim_EnCbbTab[2], -222);
+    EXPECT_EQ(rim_EnRangeTalbe[511], 0);
+    EXPECT_EQ(rim_EnRangeTalbe[512 + 200], 200);
+    EXPECT_EQ(rim_EnRangeTalbe[1023], 255);
+    const RawPicture planar = raw_noise(COLOR_YUV420, 33, 19);
+    RawPicture pairs = planar;
+    for (size_t i = 0; i < 17 * 10; ++i) {
+        pairs.pixels[33 * 19 + 2 * i] = planar.pixels[33 * 19 + i];
+        pairs.pixels[33 * 19 + 2 * i + 1] = planar.pixels[33 * 19 + 17 * 10 + i];
+    }
+    GuardBuffer from_planes(planar.pixels), from_pairs(pairs.pixels), a(2 * 33 * 19), b(2 * 33 * 19);
+    rim_EyeYUV420toRGB565(from_planes.data(), 33, 19, reinterpret_cast<uint16_t *>(a.data()));
+    rim_EyePYV0420toRGB565(from_pairs.data(), 33, 19, reinterpret_cast<uint16_t *>(b.data()));
+    EXPECT_TRUE(a.bytes() == b.bytes());
+    const Model model{planar};
+    for (int i = 0; i < 33 * 19; ++i) {
+        const int x = i % 33, row = i / 33, light = model.sample(0, x, row);
+        const int cb = model.sample(1, x / 2, row / 2) - 127, cr = model.sample(2, x / 2, row / 2) - 127;
+        const auto field = [&](double value, int bits) {
+            return std::clamp(static_cast<int>(std::lround(value)), 0, 255) >> (8 - bits);
+        };
+        const int green = std::clamp(light + ((32768 - 22554 * cb - 46802 * cr) >> 16), 0, 255) >> 2;
+        const int expected =
+            field(light + std::round(1.402 * cr), 5) << 11 | green << 5 | field(light + std::round(1.772 * cb), 5);
+        ASSERT_EQ(a.data()[2 * i] | a.data()[2 * i + 1] << 8, expected) << i;
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
