@@ -3,14 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <random>
 #include <set>
 
 #include "jpeg/encoder/encode_support.h"
-#include "jpeg/encoder/kernels/scan_masks.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
-#include "support/twins.h"
 
 namespace vorel::test {
 namespace {
@@ -244,24 +241,6 @@ TEST(JpegProgressiveEncoder, FailingAllocations) {
         const Bytes stream = encode(picture, {.progressive = true});
         EXPECT_TRUE(allocator.failed() ? stream.empty() || stream == whole : stream == whole);
     });
-}
-
-TEST(JpegProgressiveEncoder, ScanMaskTwins) {
-    std::minstd_rand random(7);
-    std::vector<int16_t> blocks(64 * 40);
-    for (auto &value : blocks) value = static_cast<int16_t>(random() % 5 ? random() % 9 - 4 : random());
-    const int16_t ends[] = {-32768, 32767, -1, 1, -2, 2, -256, 255, 0};
-    std::copy(std::begin(ends), std::end(ends), blocks.begin());
-    for (const uint32_t al : {0u, 1u, 2u, 13u}) {
-        expect_twins<ScanKernels>(runnable_scan_kernels, std::to_string(al), [&](const ScanKernels &kernels) {
-            std::vector<uint64_t> masks(40 * 5);
-            kernels.first(blocks.data(), 40, 63, al, masks.data());
-            kernels.first(blocks.data(), 40, 5, al, masks.data() + 40);
-            kernels.refine(blocks.data(), 40, al, reinterpret_cast<RefineMasks *>(masks.data() + 80));
-            const auto *bytes = reinterpret_cast<const uint8_t *>(masks.data());
-            return Bytes(bytes, bytes + 8 * masks.size());
-        });
-    }
 }
 
 }  // namespace
