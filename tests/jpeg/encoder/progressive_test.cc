@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 
+#include "jpeg/decoder/decode_support.h"
 #include "jpeg/encoder/encode_support.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
@@ -107,7 +108,11 @@ TEST(JpegProgressiveEncoder, BlocksOfTheStandardStream) {
                 const RawPicture picture =
                     quality == 100 ? raw_noise(format, size[0], size[1]) : raw_picture(format, size[0], size[1]);
                 const Bytes standard = encode(picture, {.quality = quality});
-                expect_same_blocks(encode(picture, {.quality = quality, .progressive = true}), standard, what);
+                const Bytes progressive = encode(picture, {.quality = quality, .progressive = true});
+                expect_same_blocks(progressive, standard, what);
+                const Decoded ours = decode(progressive, {});
+                EXPECT_EQ(ours.result, 1) << what;
+                EXPECT_TRUE(ours.pixels == decode(standard, {}).pixels) << what;
                 const Bytes optimal = encode(picture, {.quality = quality, .optimize = true});
                 // One for the spectral selection of baseline scans.
                 expect_same_blocks(optimal, standard, what + " with measured tables", 1);
