@@ -162,6 +162,68 @@ void encode_with_any_tables(const Bytes &pattern, RawInfo raw) {
     rim_enc_jpeg_to_buffer_ex(&raw, &memory.data, &size, &spec);
 }
 
+// Sessions whose caller transforms, by rows or by columns, with blocks, tables and factors of any kind: a stream or a
+// failure.
+void encode_blocks(const Bytes &pattern, RawInfo raw, bool columns) {
+    PresetHeader preset = {};
+    for (size_t i = 0; i < sizeof preset && i < pattern.size(); ++i)
+        reinterpret_cast<uint8_t *>(&preset)[i] = pattern[i];
+    if (pattern[0] & 1) preset.componentCount = 3;
+    if (pattern[0] & 2) preset.quantTableCount = 2;
+    for (auto &component : preset.component)
+        if (pattern[0] & 4) component = {static_cast<uint8_t>(component.quantTable & 1), 1, 1};
+    HuffmanSpec spec = {};
+    spec.quality = pattern[0];
+    auto *buffer = static_cast<uint8_t *>(VORELBRIM_OsMalloc(4096));
+    RimEncSink sink = {};
+    sink.mode = 1;
+    sink.capacity = 4096;
+    sink.buffer = buffer;
+    JEInfo *session = rim_jpeg_enc_mcu_init(&raw, &sink, &spec, &preset);
+    if (!session) {
+        VORELBRIM_OsFree(buffer);
+        return;
+    }
+    const uint32_t mcus = columns ? session->mcuRowTotal : session->mcusPerRow;
+    std::vector<int16_t> block(64 * 16);
+    std::vector<int16_t *> pointers(size_t{mcus} * 10);
+    for (size_t i = 0; i < block.size(); ++i)
+        block[i] = static_cast<int16_t>((pattern[i % pattern.size()] * 257 + static_cast<int>(i)) >> pattern[0] % 16);
+    for (size_t i = 0; i < pointers.size(); ++i) pointers[i] = &block[64 * (i % 16)];
+    uint32_t next = 0;
+    if (!columns) {
+        while (__rim_jpeg_enc_entroy_encoder(session, pointers.data(), &next)) continue;
+    } else if (__rim_jpeg_enc_col_encoder_init(session)) {
+        while (__rim_jpeg_enc_col_entroy_encoder(session, pointers.data(), &next)) continue;
+        __rim_jpeg_enc_col_encoder_finish(session);
+    }
+    uint32_t size = 0;
+    rim_jpeg_enc_mcu_finish(session, &buffer, &size);
+    VORELBRIM_OsFree(buffer);
+}
+
+// What applications call, without camera data.
+void require_same_of_applications(const Frame &frame, int32_t quality) {
+    RawInfo raw = record_of(frame, nullptr);
+    Memory plain(0), one(0), other(0);
+    const Bytes stream = plain.taken(rim_enc_jpeg_to_buffer(&raw, &plain.data, &plain.size, quality));
+    auto *pixels = const_cast<uint8_t *>(frame.bytes.data());
+    const int32_t w = frame.width, h = frame.height, format = frame.format;
+    require(one.taken(VjpgEncodeToBuffer(&one.data, &one.size, pixels, w, h, format, quality)) == stream,
+            "an application gets the same stream");
+    const Bytes taken = other.taken(encodeJPEGToBuffer(pixels, w, h, format, &other.data, &other.size, quality));
+    require(taken.empty() || taken == stream, "an application gets the same stream, or is refused");
+    const vorel::test::TempFile file;
+    if (encodeJPEGToFile(pixels, w, h, format, file.path(), quality) == 1)
+        require(vorel::test::read_file(file.path()) == stream, "a file has the same stream");
+    require(rim_enc_jpeg_to_file(&raw, file.path(), quality) == 1 && vorel::test::read_file(file.path()) == stream,
+            "a file of one session has the same stream");
+    Memory scaled(0);
+    const int32_t width = 1 + h % 200, height = 1 + w;
+    if (encodeScaledJPEGToBuffer(pixels, w, h, width, height, format, &scaled.data, &scaled.size, quality) == 1)
+        decoded(scaled.taken(1), COLOR_YUV444, {format, width, height, {}});
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -177,6 +239,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Camera camera(&input);
     RawInfo raw = record_of(frame, how & 8 ? &camera.exif : nullptr);
     if (how & 16) encode_with_any_tables(input.picture(), raw);
+    if (how & 32) encode_blocks(input.picture(), raw, how & 1);
+    if (how & 64) require_same_of_applications(frame, quality);
 
     Memory whole(static_cast<int32_t>(input.option() * input.option()));
     const Bytes stream = whole.taken(rim_enc_jpeg_to_buffer(&raw, &whole.data, &whole.size, quality));
