@@ -36,6 +36,7 @@ void register_rotate(CLI::App &app, Action &action);
 void register_frames(CLI::App &app, Action &action);
 void register_region(CLI::App &app, Action &action);
 void register_tiles(CLI::App &app, Action &action);
+void register_demo(CLI::App &app, Action &action);
 
 // "vorel: message" as one line on standard error, whatever line breaks the message has.
 void complain(const std::string &message);

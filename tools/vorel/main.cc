@@ -41,6 +41,7 @@ int run(int argc, char **argv) {
     register_frames(app, action);
     register_region(app, action);
     register_tiles(app, action);
+    register_demo(app, action);
     try {
         app.parse(argc, argv);
         return action();

@@ -117,7 +117,10 @@ int32_t rim_enc_jpeg_to_buffer(RawInfo *raw, uint8_t **buffer, int32_t *size, in
     if (*size < kLeastBuffer) {
         void *larger = os_reallocate(*buffer, kLeastBuffer);
         if (!larger) return 0;
+        // Some of a header's bytes stay what the memory held.
+        const int32_t held = *buffer ? *size : 0;
         *buffer = static_cast<uint8_t *>(larger);
+        std::memset(*buffer + held, 0, static_cast<size_t>(kLeastBuffer - held));
         *size = kLeastBuffer;
     }
     HuffmanSpec spec = spec_of(quality);

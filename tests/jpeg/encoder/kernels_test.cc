@@ -9,6 +9,7 @@
 #include <random>
 
 #include "jpeg/encoder/kernels/kernels.h"
+#include "jpeg/encoder/kernels/scan_masks.h"
 #include "support/samples.h"
 #include "support/twins.h"
 
@@ -120,6 +121,25 @@ TEST(EncoderKernels, StepsMakeTheKernel) {
         scalar_encoder_kernels().zigzag(quotients, expected);
         scalar_encoder_kernels().forward({samples.rows, 0, 1, divisors, zigzag, &bits});
         ASSERT_TRUE(std::equal(expected, expected + 64, zigzag));
+    }
+}
+
+// Coefficients about the point where a scan begins to see them, and the ends of their range.
+TEST(EncoderKernels, ScanMaskTwinsAgree) {
+    std::minstd_rand random(7);
+    std::vector<int16_t> blocks(64 * 40);
+    for (auto &value : blocks) value = static_cast<int16_t>(random() % 5 ? random() % 9 - 4 : random());
+    const int16_t ends[] = {-32768, 32767, -1, 1, -2, 2, -256, 255, 0};
+    std::copy(std::begin(ends), std::end(ends), blocks.begin());
+    for (const uint32_t al : {0u, 1u, 2u, 13u}) {
+        expect_twins<ScanKernels>(runnable_scan_kernels, std::to_string(al), [&](const ScanKernels &kernels) {
+            std::vector<uint64_t> masks(40 * 5);
+            kernels.first(blocks.data(), 40, 63, al, masks.data());
+            kernels.first(blocks.data(), 40, 5, al, masks.data() + 40);
+            kernels.refine(blocks.data(), 40, al, reinterpret_cast<RefineMasks *>(masks.data() + 80));
+            const auto *bytes = reinterpret_cast<const uint8_t *>(masks.data());
+            return Bytes(bytes, bytes + 8 * masks.size());
+        });
     }
 }
 
