@@ -43,20 +43,16 @@ void expect_forward_twins(const BlockRows &samples, uint32_t column, int32_t cou
 }
 
 TEST(EncoderKernels, ForwardTwinsAgree) {
-    std::minstd_rand random(1);
     uint16_t divisors[256];
     for (unsigned i = 0; i < 240; ++i) {
         // All divisors that a table can have, one after another, and those of the best quality.
         for (unsigned k = 0; k < 64; ++k) {
-            const unsigned step = i % 4 ? (64 * i + k) % 255 + 1 : 1;
-            ASSERT_EQ(compute_reciprocal(static_cast<uint16_t>(8 * step), divisors + k), 1);
+            compute_reciprocal(static_cast<uint16_t>(8 * (i % 4 ? (64 * i + k) % 255 + 1 : 1)), divisors + k);
         }
-        const int32_t count = static_cast<int32_t>(1 + i % 40);
-        const uint32_t column = i % 3 * 5;
-        const size_t width = column + 8 * static_cast<size_t>(count);
-        std::vector<Bytes> rows;
-        for (unsigned y = 0; y < 8; ++y) rows.push_back(kernel_row(width, 8 * i + y));
-        expect_forward_twins(BlockRows(width, [&](size_t x, size_t y) { return rows[y][x]; }), column, count, divisors);
+        const uint32_t column = i % 3 * 5, count = 1 + i % 40, width = column + 8 * count;
+        const Bytes noise = kernel_row(8 * width, i);
+        const BlockRows samples(width, [&](size_t x, size_t y) { return noise[y * width + x]; });
+        expect_forward_twins(samples, column, static_cast<int32_t>(count), divisors);
     }
     // The blocks in which each coefficient is as large as it gets, of both signs, undivided as far as that goes.
     for (unsigned k = 0; k < 64; ++k) compute_reciprocal(8, divisors + k);
