@@ -7,6 +7,7 @@
 #include <random>
 
 #include "jpeg/encoder/encode_support.h"
+#include "support/counting_allocator.h"
 
 namespace vorel::test {
 namespace {
@@ -113,6 +114,22 @@ TEST(JpegOptimalTables, FourThreadsMeasureWhatOneDoes) {
             EXPECT_EQ(result, !nv || height < 512);
             EXPECT_EQ(slots_of(one) == slots_of(four), result == 1) << format << " " << height;
         }
+    }
+}
+
+TEST(JpegOptimalTables, FailingAllocations) {
+    const RawPicture picture = raw_picture(COLOR_YUV420, 20, 520);
+    RawInfo raw = picture.record();
+    for (const auto measure : {rim_get_scanning_huffman, rim_multi_scanning_huffman}) {
+        HuffmanSpec whole = {};
+        ASSERT_EQ(measure(&raw, 80, &whole), 1);
+        with_each_allocation_failing([&](const CountingAllocator &allocator) {
+            HuffmanSpec spec = {};
+            // Required: without memory for the strips' jobs there are empty tables, and 1.
+            const int32_t result = measure(&raw, 80, &spec);
+            EXPECT_TRUE(allocator.failed() || result == 1);
+            EXPECT_TRUE(slots_of(spec) == slots_of(result == 1 && spec.dcSlots[0].mark ? whole : HuffmanSpec{}));
+        });
     }
 }
 
