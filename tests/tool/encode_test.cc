@@ -67,6 +67,11 @@ TEST_F(EncodeTool, StreamsAreThoseOfTheLibrary) {
     expect_ok("rotate half.png whole.ppm --angle 180");
     expect_ok("encode whole.ppm out.jpg --quality 75");
     EXPECT_TRUE(folder.get("out.jpg") == by_library(random, COLOR_RGB888, false, false));
+    expect_ok("decode gray.jpg gray.png --format gray");
+    for (const char *line : {"decode gray.jpg out.jpg --rotate 90", "encode gray.png out.jpg"}) {
+        expect_ok(line);
+        EXPECT_NE(expect_ok("info out.jpg").find("1 component,"), std::string::npos) << line;
+    }
     for (const char *line :
          {"encode half.png small.jpg", "encode picture.pgm small.jpg", "resize half.png small.jpg"}) {
         expect_ok(line + std::string(" --size 33x20"));
