@@ -175,56 +175,11 @@ std::vector<CodedBlocks> turbo_coefficients(const Bytes &jpeg) {
     return out;
 }
 
-Bytes turbo_encode(const CodedPicture &picture, int quality) {
-    jpeg_compress_struct info;
-    jpeg_error_mgr error;
-    info.err = jpeg_std_error(&error);
-    jpeg_create_compress(&info);
-    unsigned char *memory = nullptr;
-    unsigned long bytes = 0;
-    jpeg_mem_dest(&info, &memory, &bytes);
-    info.image_width = static_cast<unsigned>(picture.width);
-    info.image_height = static_cast<unsigned>(picture.height);
-    info.input_components = static_cast<int>(picture.components.size());
-    info.in_color_space = info.input_components == 1 ? JCS_GRAYSCALE : JCS_YCbCr;
-    jpeg_set_defaults(&info);
-    jpeg_set_quality(&info, quality, TRUE);
-    info.raw_data_in = TRUE;
-    info.dct_method = JDCT_ISLOW;
-    int high = 1;
-    for (int c = 0; c < info.num_components; ++c) {
-        const CodedPicture::Component &component = picture.components[static_cast<size_t>(c)];
-        info.comp_info[c].h_samp_factor = component.h;
-        info.comp_info[c].v_samp_factor = component.v;
-        high = std::max(high, component.v);
-    }
-    jpeg_start_compress(&info, TRUE);
-    for (int top = 0; top < picture.height; top += 8 * high) {
-        std::vector<std::vector<Bytes>> samples;
-        std::vector<std::vector<JSAMPROW>> rows;
-        std::vector<JSAMPARRAY> arrays;
-        for (const CodedPicture::Component &component : picture.components) {
-            const int width = picture.width + 32, first = top / high * component.v;
-            auto &deep = samples.emplace_back();
-            auto &pointers = rows.emplace_back();
-            for (int y = 0; y < 8 * component.v; ++y) {
-                Bytes row(static_cast<size_t>(width));
-                for (int x = 0; x < width; ++x) row[static_cast<size_t>(x)] = component.plane.at(x, first + y);
-                deep.push_back(std::move(row));
-            }
-            for (Bytes &row : deep) pointers.push_back(row.data());
-        }
-        for (auto &pointers : rows) arrays.push_back(pointers.data());
-        jpeg_write_raw_data(&info, arrays.data(), static_cast<unsigned>(8 * high));
-    }
-    jpeg_finish_compress(&info);
-    jpeg_destroy_compress(&info);
-    Bytes out(memory, memory + bytes);
-    free(memory);
-    return out;
-}
+namespace {
 
-Bytes turbo_picture(const PictureSpec &spec) {
+// A compressor on memory: set up by one function, fed by the other.
+template <typename SetUp, typename Feed>
+Bytes compressed(int width, int height, Colour colour, int quality, const SetUp &set_up, const Feed &feed) {
     jpeg_compress_struct info;
     jpeg_error_mgr error;
     info.err = jpeg_std_error(&error);
@@ -232,52 +187,92 @@ Bytes turbo_picture(const PictureSpec &spec) {
     unsigned char *memory = nullptr;
     unsigned long bytes = 0;
     jpeg_mem_dest(&info, &memory, &bytes);
-    info.image_width = static_cast<unsigned>(spec.width);
-    info.image_height = static_cast<unsigned>(spec.height);
-    set_colour(&info, spec.colour);
-    jpeg_set_quality(&info, spec.quality, TRUE);
+    info.image_width = static_cast<unsigned>(width);
+    info.image_height = static_cast<unsigned>(height);
+    set_colour(&info, colour);
+    jpeg_set_quality(&info, quality, TRUE);
     info.dct_method = JDCT_ISLOW;
-    info.optimize_coding = spec.optimize;
-    info.restart_interval = spec.restart_interval;
-    for (int c = 0; c < info.num_components; ++c) {
-        const bool first = c == 0 || c == 3;
-        info.comp_info[c].h_samp_factor = first ? spec.h : 1;
-        info.comp_info[c].v_samp_factor = first ? spec.v : 1;
-    }
-    std::vector<jpeg_scan_info> scans;
-    set_scans(&info, spec.scans, &scans);
-    if (spec.progressive) {
-        jpeg_simple_progression(&info);
-        separate_dc(&info, spec.scans, &scans);
-    }
+    set_up(&info);
     jpeg_start_compress(&info, TRUE);
-    std::mt19937 random(spec.seed);
-    const int components = info.input_components;
-    Bytes row(static_cast<size_t>(spec.width) * static_cast<size_t>(components));
-    for (int y = 0; y < spec.height; ++y) {
-        for (int x = 0; x < spec.width; ++x) {
-            for (int c = 0; c < components; ++c) {
-                int value = 40 + (x * (3 + c) + y * (5 - c)) / 4 % 160;
-                if (x * 3 > spec.width * 2 && y * 2 > spec.height) value = 250 - 60 * c;
-                if (spec.smooth) {
-                    const int ramps[] = {x * 170 / spec.width, y * 170 / spec.height,
-                                         160 - 120 * (x + y) / (spec.width + spec.height), 0};
-                    value = 40 + ramps[c];
-                } else if (spec.noise)
-                    value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
-                row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(value < 0     ? 0
-                                                                                    : value > 255 ? 255
-                                                                                                  : value);
-            }
-        }
-        JSAMPROW pointer = row.data();
-        jpeg_write_scanlines(&info, &pointer, 1);
-    }
+    feed(&info);
     jpeg_finish_compress(&info);
     Bytes out(memory, memory + bytes);
     std::free(memory);
     jpeg_destroy_compress(&info);
     return out;
+}
+
+}  // namespace
+
+Bytes turbo_encode(const CodedPicture &picture, int quality) {
+    const auto set_up = [&](jpeg_compress_struct *info) {
+        info->raw_data_in = TRUE;
+        for (size_t c = 0; c < picture.components.size(); ++c) {
+            info->comp_info[c].h_samp_factor = picture.components[c].h;
+            info->comp_info[c].v_samp_factor = picture.components[c].v;
+        }
+    };
+    const auto feed = [&](jpeg_compress_struct *info) {
+        const size_t width = static_cast<size_t>(picture.width) + 32;
+        for (int mcu_row = 0; info->next_scanline < info->image_height; ++mcu_row) {
+            Bytes samples(3 * 16 * width);
+            JSAMPROW rows[3][16];
+            JSAMPARRAY arrays[3] = {rows[0], rows[1], rows[2]};
+            for (size_t i = 0; i < samples.size(); ++i) {
+                const size_t c = i / width / 16, y = i / width % 16, x = i % width;
+                if (c >= picture.components.size()) break;
+                const CodedPicture::Component &component = picture.components[c];
+                const int row = 8 * component.v * mcu_row + static_cast<int>(y);
+                samples[i] = component.plane.at(static_cast<int>(x), row);
+                if (x == 0) rows[c][y] = &samples[i];
+            }
+            jpeg_write_raw_data(info, arrays, static_cast<unsigned>(8 * picture.max_v));
+        }
+    };
+    return compressed(picture.width, picture.height, picture.colour, quality, set_up, feed);
+}
+
+Bytes turbo_picture(const PictureSpec &spec) {
+    std::vector<jpeg_scan_info> scans;
+    const auto set_up = [&](jpeg_compress_struct *info) {
+        info->optimize_coding = spec.optimize;
+        info->restart_interval = spec.restart_interval;
+        for (int c = 0; c < info->num_components; ++c) {
+            const bool first = c == 0 || c == 3;
+            info->comp_info[c].h_samp_factor = first ? spec.h : 1;
+            info->comp_info[c].v_samp_factor = first ? spec.v : 1;
+        }
+        set_scans(info, spec.scans, &scans);
+        if (spec.progressive) {
+            jpeg_simple_progression(info);
+            separate_dc(info, spec.scans, &scans);
+        }
+    };
+    const auto feed = [&](jpeg_compress_struct *info) {
+        std::mt19937 random(spec.seed);
+        const int components = info->input_components;
+        Bytes row(static_cast<size_t>(spec.width) * static_cast<size_t>(components));
+        for (int y = 0; y < spec.height; ++y) {
+            for (int x = 0; x < spec.width; ++x) {
+                for (int c = 0; c < components; ++c) {
+                    int value = 40 + (x * (3 + c) + y * (5 - c)) / 4 % 160;
+                    if (x * 3 > spec.width * 2 && y * 2 > spec.height) value = 250 - 60 * c;
+                    if (spec.smooth) {
+                        const int ramps[] = {x * 170 / spec.width, y * 170 / spec.height,
+                                             160 - 120 * (x + y) / (spec.width + spec.height), 0};
+                        value = 40 + ramps[c];
+                    } else if (spec.noise)
+                        value += static_cast<int>(random() % static_cast<unsigned>(spec.noise)) - spec.noise / 2;
+                    row[static_cast<size_t>(x * components + c)] = static_cast<uint8_t>(value < 0     ? 0
+                                                                                        : value > 255 ? 255
+                                                                                                      : value);
+                }
+            }
+            JSAMPROW pointer = row.data();
+            jpeg_write_scanlines(info, &pointer, 1);
+        }
+    };
+    return compressed(spec.width, spec.height, spec.colour, spec.quality, set_up, feed);
 }
 
 }  // namespace vorel::test

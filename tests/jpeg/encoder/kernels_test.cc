@@ -9,6 +9,7 @@
 #include <random>
 
 #include "jpeg/encoder/kernels/kernels.h"
+#include "jpeg/encoder/kernels/scan_masks.h"
 #include "support/samples.h"
 #include "support/twins.h"
 
@@ -91,46 +92,54 @@ TEST(EncoderKernels, ZigzagAndInputTwinsAgree) {
     }
 }
 
-// One step after another, the exported transform gives what the kernel does.
+// One step after another, the exported transform gives what the kernel does, and its division is exact.
 TEST(EncoderKernels, StepsMakeTheKernel) {
-    uint16_t divisors[256];
-    for (uint32_t divisor = 1; divisor < 65536; ++divisor) {
-        ASSERT_EQ(flss(static_cast<uint16_t>(divisor)), static_cast<int32_t>(std::log2(divisor)) + 1);
-    }
     EXPECT_EQ(flss(0), 0);
     for (unsigned i = 0; i < 256; ++i) {
-        int16_t values[64], quotients[64];
-        for (unsigned k = 0; k < 64; ++k) {
-            const int divisor = static_cast<int>(8 * (1 + (i + k) % 255));
-            compute_reciprocal(static_cast<uint16_t>(divisor), divisors + k);
-            values[k] = static_cast<int16_t>(static_cast<int>(i * 128 + k * 2) - 16384);
-        }
-        quantize(quotients, divisors, values);
-        for (unsigned k = 0; k < 64; ++k) {
-            const int divisor = static_cast<int>(8 * (1 + (i + k) % 255)), magnitude = std::abs(values[k]);
-            const int expected = (magnitude + divisor / 2) / divisor;
-            ASSERT_EQ(quotients[k], values[k] < 0 ? -expected : expected) << values[k] << " / " << divisor;
-        }
-        std::vector<Bytes> rows;
-        for (unsigned y = 0; y < 8; ++y) rows.push_back(kernel_row(8, 8 * i + y));
-        uint8_t *samples[8];
-        for (unsigned y = 0; y < 8; ++y) samples[y] = rows[y].data();
-        alignas(64) int16_t expected[64], zigzag[64];
-        uint64_t bits;
-        convsamp(samples, 0, values);
-        int16_t scaled[64];
+        EXPECT_EQ(flss(static_cast<uint16_t>(256 * i + 1)), i ? static_cast<int>(std::log2(i)) + 9 : 1);
+        const BlockRows samples(8,
+                                [&](size_t x, size_t y) { return kernel_row(8, 8 * i + static_cast<unsigned>(y))[x]; });
+        int16_t values[64], scaled[64], quotients[64];
+        convsamp(const_cast<uint8_t **>(samples.rows), 0, values);
         std::memcpy(scaled, values, sizeof scaled);
         vjpeg_fdct_islow(values);
-        // The other transform by the factors that it leaves in is the same but for its coarser steps.
         vjpeg_fdct_ifast(scaled);
+        uint16_t divisors[256];
         for (unsigned k = 0; k < 64; ++k) {
+            compute_reciprocal(static_cast<uint16_t>(8 * (1 + (i + k) % 255)), divisors + k);
+            // The coarser transform, by the factors that it leaves in.
             const auto factor = [](unsigned u) { return u ? std::cos(u * M_PI / 16) * std::sqrt(2) : 1.0; };
             ASSERT_NEAR(scaled[k] / factor(k / 8) / factor(k % 8), values[k], 90) << k;
         }
         quantize(quotients, divisors, values);
+        for (int k = 0; k < 64; ++k) {
+            const int divisor = 8 * (1 + (static_cast<int>(i) + k) % 255);
+            ASSERT_EQ(std::abs(quotients[k]), (std::abs(values[k]) + divisor / 2) / divisor) << values[k];
+        }
+        alignas(64) int16_t expected[64], zigzag[64];
+        uint64_t bits;
         scalar_encoder_kernels().zigzag(quotients, expected);
-        scalar_encoder_kernels().forward({samples, 0, 1, divisors, zigzag, &bits});
+        scalar_encoder_kernels().forward({samples.rows, 0, 1, divisors, zigzag, &bits});
         ASSERT_TRUE(std::equal(expected, expected + 64, zigzag));
+    }
+}
+
+// Coefficients about the point where a scan begins to see them, and the ends of their range.
+TEST(EncoderKernels, ScanMaskTwinsAgree) {
+    std::minstd_rand random(7);
+    std::vector<int16_t> blocks(64 * 40);
+    for (auto &value : blocks) value = static_cast<int16_t>(random() % 5 ? random() % 9 - 4 : random());
+    const int16_t ends[] = {-32768, 32767, -1, 1, -2, 2, -256, 255, 0};
+    std::copy(std::begin(ends), std::end(ends), blocks.begin());
+    for (const uint32_t al : {0u, 1u, 2u, 13u}) {
+        expect_twins<ScanKernels>(runnable_scan_kernels, std::to_string(al), [&](const ScanKernels &kernels) {
+            std::vector<uint64_t> masks(40 * 5);
+            kernels.first(blocks.data(), 40, 63, al, masks.data());
+            kernels.first(blocks.data(), 40, 5, al, masks.data() + 40);
+            kernels.refine(blocks.data(), 40, al, reinterpret_cast<RefineMasks *>(masks.data() + 80));
+            const auto *bytes = reinterpret_cast<const uint8_t *>(masks.data());
+            return Bytes(bytes, bytes + 8 * masks.size());
+        });
     }
 }
 

@@ -7,7 +7,6 @@
 #include <random>
 
 #include "jpeg/encoder/encode_support.h"
-#include "oracle/turbo.h"
 
 namespace vorel::test {
 namespace {
@@ -94,21 +93,6 @@ TEST(JpegOptimalTables, EqualCounts) {
     vjpeg_gen_optimal_table(nullptr, &table, counts.data());
     EXPECT_EQ(Bytes(table.counts, table.counts + 5), (Bytes{0, 1, 0, 3, 0}));
     EXPECT_EQ(Bytes(table.values, table.values + 4), (Bytes{7, 8, 9, 10}));
-}
-
-TEST(JpegOptimalTables, SameBlocksInNoMoreBytes) {
-    for (const int32_t format : kReadFormats) {
-        for (const int quality : {20, 90, 100}) {
-            const RawPicture picture = quality == 100 ? raw_noise(format, 61, 47) : raw_picture(format, 150, 130);
-            const Bytes standard = encode(picture, {.quality = quality});
-            const Bytes optimal = encode(picture, {.quality = quality, .optimize = true});
-            EXPECT_LE(optimal.size(), standard.size()) << format;
-            const auto blocks = turbo_coefficients(optimal), wanted = turbo_coefficients(standard);
-            ASSERT_EQ(blocks.size(), wanted.size());
-            for (size_t c = 0; c < blocks.size(); ++c)
-                EXPECT_TRUE(blocks[c].coefficients == wanted[c].coefficients) << format;
-        }
-    }
 }
 
 Bytes slots_of(const HuffmanSpec &spec) {

@@ -1,15 +1,15 @@
-// Progressive streams: what libjpeg-turbo reads of them, and fast rows beside single MCUs.
+// Progressive streams and streams with measured tables: what libjpeg-turbo reads of them, and fast rows beside single
+// MCUs.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <random>
+#include <algorithm>
 #include <set>
 
+#include "jpeg/decoder/decode_support.h"
 #include "jpeg/encoder/encode_support.h"
-#include "jpeg/encoder/kernels/scan_masks.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
-#include "support/twins.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -31,10 +31,10 @@ std::vector<Segment> segments(const Bytes &stream) {
     return out;
 }
 
-void expect_same_blocks(const Bytes &stream, const Bytes &baseline, const std::string &what) {
+void expect_same_blocks(const Bytes &stream, const Bytes &baseline, const std::string &what, int warnings = 0) {
     const auto planes = turbo_planes(stream);
     ASSERT_TRUE(planes) << what;
-    EXPECT_EQ(planes->warnings, 0) << what;
+    EXPECT_EQ(planes->warnings, warnings) << what;
     const auto blocks = turbo_coefficients(stream), wanted = turbo_coefficients(baseline);
     ASSERT_EQ(blocks.size(), wanted.size()) << what;
     for (size_t c = 0; c < wanted.size(); ++c) {
@@ -60,8 +60,8 @@ void expect_filled_mcus(const JEInfo *session) {
     }
 }
 
-// A progressive session step by step. With an interval of more MCUs than there are, MCU goes by MCU and no marker is
-// written.
+// A progressive session step by step. An interval makes MCU go by MCU; of one with more MCUs than there are nothing but
+// its segment is in the stream, and is taken out.
 constexpr uint32_t kNever = 1 << 30;
 Bytes by_steps(const RawPicture &picture, int32_t quality, uint32_t interval) {
     RawInfo raw = picture.record();
@@ -70,36 +70,27 @@ Bytes by_steps(const RawPicture &picture, int32_t quality, uint32_t interval) {
     spec.quality = static_cast<uint32_t>(quality);
     RimEncSink sink = {};
     sink.mode = 1;
-    sink.capacity = 1 << 16;
-    sink.buffer = static_cast<uint8_t *>(VORELBRIM_OsMalloc(1 << 16));
     JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
-    session->sink->buffer[0] = 0xFF, session->sink->buffer[1] = 0xD8;
-    session->sink->position = 2;
-    __rim_jpeg_enc_write_app0_marker(session);
-    const auto with_interval = [&](const std::function<void()> &run) {
-        session->restartInterval = interval;
-        run();
-        if (interval == kNever) session->restartInterval = 0;
-    };
-    with_interval([&] {
-        while (session->nextRow < session->height) __rim_jpeg_enc_process_image_data(session);
-    });
+    session->restartInterval = interval;
+    while (session->nextRow < session->height) __rim_jpeg_enc_process_image_data(session);
     vjpeg_init_c_master_control(session);
     expect_filled_mcus(session);
     bool good = true;
     uint32_t passes = 0;
     for (vjpeg_finish_pass_master(session); good && !session->master->isLastPass; vjpeg_finish_pass_master(session)) {
         good = vjpeg_prepare_for_pass(session) == 1;
+        for (uint32_t row = 0; row < session->mcuRowTotal; ++row)
+            good = good && __rim_jpeg_enc_compress_output(session) == 1;
         ++passes;
-        with_interval([&] {
-            for (uint32_t row = 0; row < session->mcuRowTotal; ++row)
-                good = good && __rim_jpeg_enc_compress_output(session) == 1;
-        });
     }
     EXPECT_TRUE(good);
     EXPECT_EQ(passes, 2 * session->scanCount - 2);  // less the first, and that of DC refinement that there is not
     EXPECT_EQ(__rim_jpeg_enc_make_end_mark(session), 1);
-    const Bytes stream(session->sink->buffer, session->sink->buffer + session->sink->total);
+    const Bytes first = head(encode(picture), 20);  // SOI and APP0
+    Bytes stream = cat({first, Bytes(session->sink->buffer, session->sink->buffer + session->sink->total)});
+    const Bytes segment = {0xFF, 0xDD, 0, 4, 0, 0};
+    const auto at = std::search(stream.begin(), stream.end(), segment.begin(), segment.end());
+    if (interval == kNever && at < stream.end()) stream.erase(at, at + 6);
     vjpeg_enc_release_prog_info(session);
     VORELBRIM_OsFree(session->sink->buffer);
     __rim_jpeg_enc_release_mem(session);
@@ -107,7 +98,7 @@ Bytes by_steps(const RawPicture &picture, int32_t quality, uint32_t interval) {
     return stream;
 }
 
-TEST(JpegProgressiveEncoder, BlocksOfTheBaselineStream) {
+TEST(JpegProgressiveEncoder, BlocksOfTheStandardStream) {
     const int sizes[][2] = {{1, 1}, {8, 8}, {16, 16}, {17, 9}, {33, 31}, {100, 75}};
     for (const int32_t format : kReadFormats) {
         for (const auto &size : sizes) {
@@ -116,42 +107,39 @@ TEST(JpegProgressiveEncoder, BlocksOfTheBaselineStream) {
                     testing::PrintToString(std::vector{format, size[0], size[1], static_cast<int>(quality)});
                 const RawPicture picture =
                     quality == 100 ? raw_noise(format, size[0], size[1]) : raw_picture(format, size[0], size[1]);
-                expect_same_blocks(encode(picture, {.quality = quality, .progressive = true}),
-                                   encode(picture, {.quality = quality}), what);
+                const Bytes standard = encode(picture, {.quality = quality});
+                const Bytes progressive = encode(picture, {.quality = quality, .progressive = true});
+                expect_same_blocks(progressive, standard, what);
+                const Decoded ours = decode(progressive, {});
+                EXPECT_EQ(ours.result, 1) << what;
+                EXPECT_TRUE(ours.pixels == decode(standard, {}).pixels) << what;
+                const Bytes optimal = encode(picture, {.quality = quality, .optimize = true});
+                // One for the spectral selection of baseline scans.
+                expect_same_blocks(optimal, standard, what + " with measured tables", 1);
+                EXPECT_LE(optimal.size(), standard.size()) << what;
             }
         }
     }
 }
 
 TEST(JpegProgressiveEncoder, ScansInTheirOrder) {
-    const std::vector<Bytes> colour = {{3, 1, 0x00, 2, 0x10, 3, 0x10, 0, 0, 0x01},
-                                       {1, 1, 0x00, 1, 5, 0x02},
-                                       {1, 3, 0x01, 1, 63, 0x01},
-                                       {1, 2, 0x01, 1, 63, 0x01},
-                                       {1, 1, 0x00, 6, 63, 0x02},
-                                       {1, 1, 0x00, 1, 63, 0x21},
-                                       {3, 1, 0x00, 2, 0x00, 3, 0x00, 0, 0, 0x10},
-                                       {1, 3, 0x01, 1, 63, 0x10},
-                                       {1, 2, 0x01, 1, 63, 0x10},
-                                       {1, 1, 0x00, 1, 63, 0x10}};
-    const std::vector<Bytes> gray = {{1, 1, 0, 0, 0, 0x01},  {1, 1, 0, 1, 5, 0x02}, {1, 1, 0, 6, 63, 0x02},
-                                     {1, 1, 0, 1, 63, 0x21}, {1, 1, 0, 0, 0, 0x10}, {1, 1, 0, 1, 63, 0x10}};
+    const Bytes colour = {3, 1, 0, 2,  0x10, 3,    0x10, 0, 0, 0x01, 1,    1, 0, 1, 5, 0x02, 1,
+                          3, 1, 1, 63, 0x01, 1,    2,    1, 1, 63,   0x01, 1, 1, 0, 6, 63,   0x02,
+                          1, 1, 0, 1,  63,   0x21, 3,    1, 0, 2,    0,    3, 0, 0, 0, 0x10, 1,
+                          3, 1, 1, 63, 0x10, 1,    2,    1, 1, 63,   0x10, 1, 1, 0, 1, 63,   0x10};
+    const Bytes gray = {1, 1, 0, 0, 0,  0x01, 1, 1, 0, 1, 5, 0x02, 1, 1, 0, 6, 63, 0x02,
+                        1, 1, 0, 1, 63, 0x21, 1, 1, 0, 0, 0, 0x10, 1, 1, 0, 1, 63, 0x10};
     for (const int32_t format : {COLOR_YUV420, COLOR_GRAY}) {
-        std::vector<Bytes> scans;
-        std::vector<int> tables;  // in front of each scan
-        int pending = 0;
+        Bytes scans, order;
         for (const Segment &segment : segments(encode(raw_picture(format, 200, 120), {.progressive = true}))) {
-            EXPECT_NE(segment.code, 0xDD);
-            EXPECT_NE(segment.code, 0xC0);
-            pending += segment.code == 0xC4;
-            if (segment.code != 0xDA) continue;
-            scans.push_back(segment.body);
-            tables.push_back(pending);
-            pending = 0;
+            order.push_back(static_cast<uint8_t>(segment.code));
+            if (segment.code == 0xDA) scans = cat({scans, segment.body});
         }
         EXPECT_EQ(scans, format == COLOR_GRAY ? gray : colour);
-        EXPECT_EQ(tables,
-                  format == COLOR_GRAY ? (std::vector{1, 1, 1, 1, 0, 1}) : (std::vector{2, 1, 1, 1, 1, 1, 0, 1, 1, 1}));
+        const Bytes one = {0xC4, 0xDA}, three = cat({one, one, one});
+        // A refinement of DC values has no table.
+        EXPECT_EQ(order, format == COLOR_GRAY ? cat({{0xE0, 0xDB, 0xC2}, one, three, {0xDA}, one})
+                                              : cat({{0xE0, 0xDB, 0xDB, 0xC2, 0xC4}, three, three, {0xDA}, three}));
     }
 }
 
@@ -222,41 +210,18 @@ TEST(JpegProgressiveEncoder, RestartIntervalOfTheCaller) {
     }
 }
 
-TEST(JpegProgressiveEncoder, FilesAreWhatMemoryIs) {
-    const RawPicture picture = raw_noise(COLOR_YUV444, 300, 200);
+TEST(JpegProgressiveEncoder, FilesAndFailingAllocations) {
+    const RawPicture picture = raw_picture(COLOR_RGBA8888, 70, 50);
     RawInfo raw = picture.record();
     raw.progressive = 1;
     const TempFile file;
-    ASSERT_EQ(rim_enc_jpeg_to_file(&raw, file.path(), 100), 1);
-    EXPECT_TRUE(read_file(file.path()) == encode(picture, {.quality = 100, .progressive = true}));
-}
-
-TEST(JpegProgressiveEncoder, FailingAllocations) {
-    const RawPicture picture = raw_picture(COLOR_RGBA8888, 70, 50);
     const Bytes whole = encode(picture, {.progressive = true});
-    ASSERT_FALSE(whole.empty());
+    ASSERT_EQ(rim_enc_jpeg_to_file(&raw, file.path(), 85), 1);
+    EXPECT_TRUE(read_file(file.path()) == whole);
     with_each_allocation_failing([&](const CountingAllocator &allocator) {
         const Bytes stream = encode(picture, {.progressive = true});
         EXPECT_TRUE(allocator.failed() ? stream.empty() || stream == whole : stream == whole);
     });
-}
-
-TEST(JpegProgressiveEncoder, ScanMaskTwins) {
-    std::minstd_rand random(7);
-    std::vector<int16_t> blocks(64 * 40);
-    for (auto &value : blocks) value = static_cast<int16_t>(random() % 5 ? random() % 9 - 4 : random());
-    const int16_t ends[] = {-32768, 32767, -1, 1, -2, 2, -256, 255, 0};
-    std::copy(std::begin(ends), std::end(ends), blocks.begin());
-    for (const uint32_t al : {0u, 1u, 2u, 13u}) {
-        expect_twins<ScanKernels>(runnable_scan_kernels, std::to_string(al), [&](const ScanKernels &kernels) {
-            std::vector<uint64_t> masks(40 * 5);
-            kernels.first(blocks.data(), 40, 63, al, masks.data());
-            kernels.first(blocks.data(), 40, 5, al, masks.data() + 40);
-            kernels.refine(blocks.data(), 40, al, reinterpret_cast<RefineMasks *>(masks.data() + 80));
-            const auto *bytes = reinterpret_cast<const uint8_t *>(masks.data());
-            return Bytes(bytes, bytes + 8 * masks.size());
-        });
-    }
 }
 
 }  // namespace

@@ -61,7 +61,30 @@ VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR
 namespace {
 
-// For each eight coefficients in zigzag order and each row of the block: the bytes that it gives them.
+// T.81 figure A.6, where the compiler sees it.
+struct ZigzagOrder {
+    uint8_t natural[64];
+};
+constexpr ZigzagOrder kZigzag = [] {
+    ZigzagOrder order = {};
+    int u = 0, v = 0;
+    for (uint8_t &natural : order.natural) {
+        natural = static_cast<uint8_t>(8 * v + u);
+        // Along the diagonals, in turn upwards and downwards.
+        const bool up = (u + v) % 2 == 0;
+        if (up && u < 7) {
+            ++u, v -= v > 0;
+        } else if (up) {
+            ++v;
+        } else if (v < 7) {
+            ++v, u -= u > 0;
+        } else {
+            ++u;
+        }
+    }
+    return order;
+}();
+// For each eight coefficients in that order and each row of the block: the bytes that it gives them.
 struct ZigzagBytes {
     alignas(16) uint8_t from[8][8][16];
     bool used[8][8];
@@ -69,24 +92,16 @@ struct ZigzagBytes {
 constexpr ZigzagBytes kZigzagBytes = [] {
     constexpr uint8_t kNone = 0x80;
     ZigzagBytes table = {};
-    int up = 1, u = 0, v = 0;
     for (auto &eight : table.from) {
         for (auto &row : eight) {
             for (uint8_t &byte : row) byte = kNone;
         }
     }
     for (int k = 0; k < 64; ++k) {
-        table.used[k / 8][v] = true;
+        const int row = kZigzag.natural[k] / 8, column = kZigzag.natural[k] % 8;
+        table.used[k / 8][row] = true;
         for (int byte = 0; byte < 2; ++byte) {
-            table.from[k / 8][v][2 * (k % 8) + byte] = static_cast<uint8_t>(2 * u + byte);
-        }
-        // T.81 figure A.6: along the diagonals, in turn upwards and downwards.
-        if (up ? u == 7 : v == 7) {
-            up ? ++v : ++u, up = !up;
-        } else if (up ? v == 0 : u == 0) {
-            up ? ++u : ++v, up = !up;
-        } else {
-            u += up ? 1 : -1, v += up ? -1 : 1;
+            table.from[k / 8][row][2 * (k % 8) + byte] = static_cast<uint8_t>(2 * column + byte);
         }
     }
     return table;
@@ -266,51 +281,65 @@ struct Group {
         return hn::BitCast(D16(), hn::Set(D32(), pair));
     }
     // Coefficients 2 k and 2 k + 1 in zigzag order.
-    static V16 quantised(const int32_t *coefficients, const uint16_t *divisors, int k) {
+    template <int k>
+    static V32 quantised(const int32_t *coefficients, const uint16_t *divisors) {
         const D32 d32;
         const D16 d16;
         const hn::RebindToUnsigned<D16> unsigned16;
-        const V16 value =
-            upper_halves(d16, hn::Load(d32, coefficients + ptrdiff_t{vorel_natural_order[2 * k]} * kLongs),
-                         hn::Load(d32, coefficients + ptrdiff_t{vorel_natural_order[2 * k + 1]} * kLongs));
+        const V16 value = upper_halves(d16, hn::Load(d32, coefficients + kZigzag.natural[2 * k] * kLongs),
+                                       hn::Load(d32, coefficients + kZigzag.natural[2 * k + 1] * kLongs));
         const auto magnitude = hn::BitCast(unsigned16, hn::Add(hn::Abs(value), pair_of(divisors + 64, k)));
         const auto product = hn::MulHigh(magnitude, hn::BitCast(unsigned16, pair_of(divisors, k)));
         const auto quotient = hn::MulHigh(product, hn::BitCast(unsigned16, pair_of(divisors + 128, k)));
-        return with_sign(hn::BitCast(d16, quotient), value);
+        return hn::BitCast(d32, with_sign(hn::BitCast(d16, quotient), value));
     }
 
-    // Four pairs of all blocks to eight coefficients of each: block kAt of every part.
+    // Eight coefficients of each block: the first of every part, the second, ...
     struct Eight {
-        V16 v[4];
+        V16 a, b, c, d;
     };
-    static Eight eight(const int32_t *coefficients, const uint16_t *divisors, int first) {
+    template <int kFirst>
+    static Eight eight(const int32_t *coefficients, const uint16_t *divisors) {
         const D32 d32;
         const D16 d16;
         const hn::Repartition<int64_t, D8> d64;
-        const auto pair = [&](int k) { return hn::BitCast(d32, quantised(coefficients, divisors, first + k)); };
-        const V32 a = pair(0), b = pair(1), c = pair(2), d = pair(3);
-        const auto ab01 = hn::BitCast(d64, hn::InterleaveLower(d32, a, b));
-        const auto ab23 = hn::BitCast(d64, hn::InterleaveUpper(d32, a, b));
-        const auto cd01 = hn::BitCast(d64, hn::InterleaveLower(d32, c, d));
-        const auto cd23 = hn::BitCast(d64, hn::InterleaveUpper(d32, c, d));
-        return {{hn::BitCast(d16, hn::InterleaveLower(d64, ab01, cd01)),
-                 hn::BitCast(d16, hn::InterleaveUpper(d64, ab01, cd01)),
-                 hn::BitCast(d16, hn::InterleaveLower(d64, ab23, cd23)),
-                 hn::BitCast(d16, hn::InterleaveUpper(d64, ab23, cd23))}};
+        const V32 a = quantised<kFirst / 2>(coefficients, divisors),
+                  b = quantised<kFirst / 2 + 1>(coefficients, divisors);
+        const V32 c = quantised<kFirst / 2 + 2>(coefficients, divisors),
+                  d = quantised<kFirst / 2 + 3>(coefficients, divisors);
+        const auto ab_low = hn::BitCast(d64, hn::InterleaveLower(d32, a, b));
+        const auto ab_high = hn::BitCast(d64, hn::InterleaveUpper(d32, a, b));
+        const auto cd_low = hn::BitCast(d64, hn::InterleaveLower(d32, c, d));
+        const auto cd_high = hn::BitCast(d64, hn::InterleaveUpper(d32, c, d));
+        return {hn::BitCast(d16, hn::InterleaveLower(d64, ab_low, cd_low)),
+                hn::BitCast(d16, hn::InterleaveUpper(d64, ab_low, cd_low)),
+                hn::BitCast(d16, hn::InterleaveLower(d64, ab_high, cd_high)),
+                hn::BitCast(d16, hn::InterleaveUpper(d64, ab_high, cd_high))};
     }
     // Parts hold neighbouring blocks of the first half of the group, then of the second.
     static constexpr int block_of(int at, int part) { return (at / 2) * 2 * kParts + 2 * part + at % 2; }
 
-    static void store_sixteen(const Eight &low, const Eight &high, int first, int16_t *out, uint64_t *nonzero) {
-        for (int at = 0; at < 4; ++at) {
-            const uint64_t bits = nonzero_bits(pack_signed_bytes(low.v[at], high.v[at]));
-            store_parts(low.v[at], out + first + 64 * block_of(at, 0));
-            store_parts(high.v[at], out + first + 8 + 64 * block_of(at, 0));
-            for (int part = 0; part < kParts; ++part) {
-                const uint16_t sixteen = static_cast<uint16_t>(bits >> 16 * part);
-                std::memcpy(reinterpret_cast<uint8_t *>(nonzero + block_of(at, part)) + first / 8, &sixteen, 2);
-            }
+    template <int kPart, int kAt, int kFirst>
+    static void store_bits(uint64_t bits, uint64_t *nonzero) {
+        if constexpr (kPart < kParts) {
+            const uint16_t sixteen = static_cast<uint16_t>(bits >> 16 * kPart);
+            std::memcpy(reinterpret_cast<uint8_t *>(nonzero + block_of(kAt, kPart)) + kFirst / 8, &sixteen, 2);
+            store_bits<kPart + 1, kAt, kFirst>(bits, nonzero);
         }
+    }
+    template <int kAt, int kFirst>
+    static void store_blocks(V16 low, V16 high, int16_t *out, uint64_t *nonzero) {
+        store_parts(low, out + kFirst + 64 * block_of(kAt, 0));
+        store_parts(high, out + kFirst + 8 + 64 * block_of(kAt, 0));
+        store_bits<0, kAt, kFirst>(nonzero_bits(pack_signed_bytes(low, high)), nonzero);
+    }
+    template <int kFirst>
+    static void store_sixteen(const int32_t *coefficients, const uint16_t *divisors, int16_t *out, uint64_t *nonzero) {
+        const Eight low = eight<kFirst>(coefficients, divisors), high = eight<kFirst + 8>(coefficients, divisors);
+        store_blocks<0, kFirst>(low.a, high.a, out, nonzero);
+        store_blocks<1, kFirst>(low.b, high.b, out, nonzero);
+        store_blocks<2, kFirst>(low.c, high.c, out, nonzero);
+        store_blocks<3, kFirst>(low.d, high.d, out, nonzero);
     }
 
     static void transform(const ForwardRun &run, const uint16_t *divisors, int32_t first) {
@@ -323,10 +352,10 @@ struct Group {
         }
         for (int u = 0; u < 8; ++u) second_pass(rows + u * kWords, coefficients + u * kLongs);
         int16_t *out = run.out + 64 * static_cast<ptrdiff_t>(first);
-        for (int k = 0; k < 64; k += 16) {
-            const Eight low = eight(coefficients, divisors, k / 2), high = eight(coefficients, divisors, k / 2 + 4);
-            store_sixteen(low, high, k, out, run.nonzero + first);
-        }
+        uint64_t *nonzero = run.nonzero + first;
+        store_sixteen<0>(coefficients, divisors, out, nonzero), store_sixteen<16>(coefficients, divisors, out, nonzero);
+        store_sixteen<32>(coefficients, divisors, out, nonzero),
+            store_sixteen<48>(coefficients, divisors, out, nonzero);
     }
 };
 

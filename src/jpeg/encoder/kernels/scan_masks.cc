@@ -3,7 +3,6 @@
 
 #include "jpeg/encoder/kernels/scan_masks.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "util/kernel_registry.h"
@@ -13,11 +12,13 @@ namespace {
 
 constexpr uint32_t kBlock = 64;
 
+int magnitude(int value) { return value < 0 ? -value : value; }
+
 void scalar_first(const int16_t *blocks, uint32_t count, uint32_t last, uint32_t al, uint64_t *now) {
     for (uint32_t i = 0; i < count; ++i, blocks += kBlock) {
         uint64_t mask = 0;
         for (uint32_t k = 0; k < (last < 32 ? 32 : kBlock); ++k)
-            if (std::abs(static_cast<int>(blocks[k])) >> al) mask |= uint64_t{1} << k;
+            if (magnitude(blocks[k]) >> al) mask |= uint64_t{1} << k;
         now[i] = mask;
     }
 }
@@ -27,7 +28,7 @@ void scalar_refine(const int16_t *blocks, uint32_t count, uint32_t al, RefineMas
         RefineMasks mask = {};
         for (uint32_t k = 0; k < kBlock; ++k) {
             const uint64_t bit = uint64_t{1} << k;
-            const int value = std::abs(static_cast<int>(blocks[k])) >> al;
+            const int value = magnitude(blocks[k]) >> al;
             if (value) mask.now |= bit;
             if (value >> 1) mask.before |= bit;
             if (value & 1) mask.plane |= bit;

@@ -19,34 +19,6 @@ constexpr uint64_t kLeastCapacity = 4096;
 // What the header of the first strip may leave unwritten reads as zero.
 constexpr uint64_t kHeaderBytes = 1 << 16;
 
-// Bytes a pixel of formats whose strips begin at other pixels; 0 where the session finds its planes itself; -1 for
-// formats that have no strips.
-int32_t pixel_bytes(uint32_t format) {
-    switch (format) {
-        case COLOR_RGB565:
-            return 2;
-        case COLOR_RGB888:
-        case COLOR_BGR565A:
-            return 3;
-        case COLOR_GRAY:
-            return 1;
-        case COLOR_ARGB8888:
-        case COLOR_RGBA8888:
-        case COLOR_BGRA8888:
-            return 4;
-        case COLOR_YUV420:
-        case COLOR_YUV422:
-        case COLOR_YUV440:
-        case COLOR_YUV444:
-        case COLOR_YUYV:
-        case COLOR_NV21:
-        case COLOR_NV12:
-            return 0;
-        default:
-            return -1;
-    }
-}
-
 bool is_size(const RawInfo &raw) {
     return raw.width >= 1 && raw.width <= kMostSide && raw.height >= 1 && raw.height <= kMostSide;
 }
@@ -91,7 +63,8 @@ class Strips {
         const int32_t top = i * rows_;
         strip.raw.width = raw.width;
         strip.raw.height = i + 1 < count_ ? rows_ : raw.height - top;
-        const auto offset = static_cast<uint64_t>(pixel_bytes(raw.format)) * raw.width * static_cast<uint32_t>(top);
+        const auto offset =
+            static_cast<uint64_t>(strip_pixel_bytes(raw.format)) * raw.width * static_cast<uint32_t>(top);
         strip.raw.pixels = raw.pixels ? raw.pixels + offset : nullptr;
         strip.raw.stripMode = 1;
         strip.raw.notFirstStrip = i > 0;
@@ -204,7 +177,7 @@ int32_t VORELBRIM_PEncodeJpegToBuffer(RawInfo *raw, uint8_t **buffer, int32_t *s
         raw->stripMode = 0;
         return rim_enc_jpeg_to_buffer(raw, buffer, size, quality);
     }
-    if (pixel_bytes(raw->format) < 0) return refuse_format(__func__);
+    if (strip_pixel_bytes(raw->format) < 0) return refuse_format(__func__);
     HuffmanSpec spec;
     fill_spec(raw, quality, &spec);
     Strips strips;
@@ -238,7 +211,7 @@ int32_t DBG_VORELBRIM_PEncodeJpegToFile(RawInfo *raw, const char *path, int32_t 
         raw->stripMode = 0;
         return rim_enc_jpeg_to_file(raw, path, quality);
     }
-    if (pixel_bytes(raw->format) < 0) return refuse_format(__func__);
+    if (strip_pixel_bytes(raw->format) < 0) return refuse_format(__func__);
     HuffmanSpec spec;
     fill_spec(raw, quality, &spec);
     Strips strips;

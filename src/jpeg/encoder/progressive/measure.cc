@@ -3,7 +3,6 @@
 
 #include <bit>
 #include <cstdlib>
-#include <cstring>
 
 #include "jpeg/encoder/progressive/progressive.h"
 #include "jpeg/encoder/sink.h"
@@ -12,22 +11,18 @@
 namespace vorel {
 namespace {
 
-constexpr uint32_t kSymbols = 257;
 constexpr uint32_t kZeroRunSymbol = 0xF0, kEndOfBlock = 0;
-constexpr uint32_t kMostDcBits = 11, kMostAcBits = 10;  // T.81 tables F.1 and F.2, 8-bit samples
 constexpr int32_t kStrips = 4, kStripUnit = 16, kLeastHeight = 512;
 
-uint32_t bit_size(int32_t value) {
-    return static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(value))));
-}
+uint32_t size_of_value(int32_t value) { return bit_size(static_cast<uint32_t>(std::abs(value))); }
 
 // By table number.
 struct Counts {
-    uint32_t dc[2][kSymbols], ac[2][kSymbols];
+    uint32_t dc[2][kSymbolCounts], ac[2][kSymbolCounts];
 };
 
 bool count_block(uint32_t *dc, uint32_t *ac, const CodingBlock &block, int32_t difference) {
-    const uint32_t dc_size = bit_size(difference);
+    const uint32_t dc_size = size_of_value(difference);
     if (dc_size > kMostDcBits) return false;
     ++dc[dc_size];
     int last = 0;
@@ -35,7 +30,7 @@ bool count_block(uint32_t *dc, uint32_t *ac, const CodingBlock &block, int32_t d
         const int at = std::countr_zero(rest);
         uint32_t run = static_cast<uint32_t>(at - last - 1);
         for (; run > 15; run -= 16) ++ac[kZeroRunSymbol];
-        const uint32_t size = bit_size(block.zigzag[at]);
+        const uint32_t size = size_of_value(block.zigzag[at]);
         if (size > kMostAcBits) return false;
         ++ac[run << 4 | size];
         last = at;
@@ -78,31 +73,10 @@ void make_tables(JEInfo *session, Counts *counts, HuffmanSpec *spec) {
     }
 }
 
-// Bytes a pixel of formats whose strips begin at other pixels; 0 where the session finds its planes itself; -1: no
-// strips are measured.
-int32_t pixel_bytes(uint32_t format) {
-    switch (format) {
-        case COLOR_RGB565:
-            return 2;
-        case COLOR_RGB888:
-        case COLOR_BGR565A:
-            return 3;
-        case COLOR_GRAY:
-            return 1;
-        case COLOR_ARGB8888:
-        case COLOR_RGBA8888:
-        case COLOR_BGRA8888:
-            return 4;
-        case COLOR_YUV420:
-        case COLOR_YUV422:
-        case COLOR_YUV440:
-        case COLOR_YUV444:
-        case 16:
-        case COLOR_YUYV:
-            return 0;
-        default:
-            return -1;
-    }
+// Required: NV21 and NV12 are not measured in strips, and 16, which has no reader, is.
+int32_t measured_pixel_bytes(uint32_t format) {
+    if (format == COLOR_NV21 || format == COLOR_NV12) return -1;
+    return format == 16 ? 0 : strip_pixel_bytes(format);
 }
 
 // The jobs of a picture, each on a thread of its own, or here where none can be had. False where one failed.
@@ -121,7 +95,7 @@ bool run_jobs(ScanJob *jobs, int32_t count) {
 }
 
 void fill_jobs(const RawInfo &raw, int32_t rows, int32_t quality, HuffmanSpec *spec, ScanJob *jobs, int32_t count) {
-    const auto row_bytes = static_cast<uint64_t>(pixel_bytes(raw.format)) * raw.width;
+    const auto row_bytes = static_cast<uint64_t>(measured_pixel_bytes(raw.format)) * raw.width;
     for (int32_t i = 0; i < count; ++i) {
         ScanJob &job = jobs[i];
         const int32_t top = i * rows;
@@ -139,7 +113,7 @@ void fill_jobs(const RawInfo &raw, int32_t rows, int32_t quality, HuffmanSpec *s
 }
 
 void add_counts(const ScanJob &job, Counts *sum) {
-    for (uint32_t i = 0; i < kSymbols; ++i) {
+    for (uint32_t i = 0; i < kSymbolCounts; ++i) {
         sum->dc[0][i] += job.dc0[i];
         sum->dc[1][i] += job.dc1[i];
         sum->ac[0][i] += job.ac0[i];
@@ -214,7 +188,7 @@ int32_t rim_multi_scanning_huffman(RawInfo *raw, int32_t quality, HuffmanSpec *s
     int32_t rows = (raw->height / kStrips + kStripUnit - 1) / kStripUnit * kStripUnit;
     if (kStrips * rows < raw->height) rows += kStripUnit;
     if (raw->height < kLeastHeight || raw->height < rows) return rim_get_scanning_huffman(raw, quality, spec);
-    if (pixel_bytes(raw->format) < 0) return 0;
+    if (raw->width > kMostSide || raw->height > kMostSide || measured_pixel_bytes(raw->format) < 0) return 0;
     OsBlock block(os_allocate_array<ScanJob>(kStrips));
     // Required: tables without a symbol are said to be ready. The encode that uses them fails.
     if (!block) return 1;

@@ -11,11 +11,8 @@
 namespace vorel {
 namespace {
 
-// Of the value's magnitude; 0 for 0.
-int bit_size(uint32_t magnitude) { return magnitude ? 32 - __builtin_clz(magnitude) : 0; }
-
-void write_signed_bits(JEPhuff *phuff, int value, uint32_t magnitude, int size) {
-    __rim_jpeg_enc_phuff_write_bits(phuff, value < 0 ? ~magnitude : magnitude, size);
+void write_signed_bits(JEPhuff *phuff, int value, uint32_t magnitude, uint32_t size) {
+    __rim_jpeg_enc_phuff_write_bits(phuff, value < 0 ? ~magnitude : magnitude, static_cast<int32_t>(size));
 }
 
 int32_t ac_table(const JEInfo *session) { return session->scanComponents[0]->acTable; }
@@ -53,7 +50,7 @@ bool start_tables(JEInfo *session, bool gather) {
         const JEComponent *component = session->scanComponents[i];
         const uint32_t table = dc ? component->dcTable : component->acTable;
         if (gather) {
-            std::memset(phuff->counts[table], 0, kTokenSymbols * sizeof(uint32_t));
+            std::memset(phuff->counts[table], 0, kSymbolCounts * sizeof(uint32_t));
         } else if (!(dc ? __rim_jpeg_enc_prepare_derived_tblDC : __rim_jpeg_enc_prepare_derived_tbl)(
                        session, table, &phuff->derived[table])) {
             return false;
@@ -94,9 +91,9 @@ int32_t vjpeg_encode_mcu_DC_first(JEInfo *session, int16_t **blocks) {
         const int value = blocks[i][0] >> session->al, difference = value - phuff->lastDc[c];
         const uint32_t magnitude = static_cast<uint32_t>(std::abs(difference));
         phuff->lastDc[c] = value;
-        const int size = bit_size(magnitude);
+        const uint32_t size = bit_size(magnitude);
         if (size > kMostDcBits) return 0;
-        vjpeg_emit_symbol(phuff, session->scanComponents[c]->dcTable, size);
+        vjpeg_emit_symbol(phuff, session->scanComponents[c]->dcTable, static_cast<int32_t>(size));
         if (size) write_signed_bits(phuff, difference, magnitude, size);
     }
     return mcu_result(session);
@@ -115,9 +112,9 @@ int32_t vjpeg_encode_mcu_AC_first(JEInfo *session, int16_t **blocks) {
         }
         vjpeg_emit_eobrun(phuff);
         for (; run > 15; run -= 16) vjpeg_emit_symbol(phuff, ac_table(session), 0xF0);
-        const int size = bit_size(magnitude);
+        const uint32_t size = bit_size(magnitude);
         if (size > kMostAcBits) return 0;
-        vjpeg_emit_symbol(phuff, ac_table(session), static_cast<int32_t>(run << 4) + size);
+        vjpeg_emit_symbol(phuff, ac_table(session), static_cast<int32_t>(run << 4 | size));
         write_signed_bits(phuff, block[k], magnitude, size);
         run = 0;
     }
@@ -188,7 +185,7 @@ void vjpeg_emit_buffered_bits(JEPhuff *phuff, const uint8_t *bits, uint32_t coun
 
 void vjpeg_emit_eobrun(JEPhuff *phuff) {
     if (!phuff->eobRun) return;
-    const int size = bit_size(phuff->eobRun) - 1;
+    const int32_t size = static_cast<int32_t>(bit_size(phuff->eobRun)) - 1;
     vjpeg_emit_symbol(phuff, ac_table(phuff->session), size << 4);
     if (size) __rim_jpeg_enc_phuff_write_bits(phuff, phuff->eobRun, size);
     phuff->eobRun = 0;

@@ -10,8 +10,8 @@ namespace {
 
 // Tokens that are written at once: 32 bits at most, twice that where all are stuffed, and what the writer stores beyond
 // its end.
-constexpr uint32_t kBatch = 512;
-constexpr uint32_t kBatchBytes = kBatch * 8 + 16;
+constexpr ptrdiff_t kBatch = 512;
+constexpr uint32_t kBatchBytes = static_cast<uint32_t>(kBatch) * 8 + 16;
 static_assert(kBatchBytes <= kMostMcuBytes);
 
 // The record keeps one correction bit a byte.

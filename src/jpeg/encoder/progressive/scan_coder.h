@@ -6,7 +6,7 @@
 #pragma once
 
 #include "jpeg/encoder/kernels/scan_masks.h"
-#include "jpeg/encoder/session.h"
+#include "jpeg/encoder/progressive/progressive.h"
 
 namespace vorel {
 
@@ -14,13 +14,11 @@ constexpr uint32_t kMostEobRun = 0x7FFF;    // T.81 G.1.2.2
 constexpr uint32_t kCorrectionBits = 1000;  // buffered behind an EOB run
 // More than these leave no room for a further block's 63.
 constexpr uint32_t kFullCorrectionBits = kCorrectionBits - 63;
-constexpr int kMostDcBits = 11, kMostAcBits = 10;  // T.81 tables F.1 and F.2, 8-bit samples
 
 // Bits 0 to 8: symbol, in DC scans with 16 * table number on top, or kRawToken; 9 to 13: how many bits follow it, at
 // most 16; 16 to 31: those bits.
 using Token = uint32_t;
-constexpr uint32_t kTokenSymbols = 257;
-constexpr uint32_t kRawToken = 256;  // bits alone
+constexpr uint32_t kRawToken = kSymbolCounts - 1;  // bits alone
 constexpr uint32_t kTokenIndexMask = 511;
 constexpr uint32_t kTokenBits = 16;
 constexpr Token make_token(uint32_t index, uint32_t bits, uint32_t size) { return index | size << 9 | bits << 16; }
@@ -49,8 +47,8 @@ struct ScanCoder {
     JEPhuff record;
     const ScanKernels *kernels;
     uint32_t last_interval;           // that the stream states by a DRI segment
-    uint32_t codes[kTokenSymbols];    // of tokens: code, and its size from bit 16; kAbsentCode
-    uint32_t seen[2][kTokenSymbols];  // neighbouring tokens count in different ones: most are the same few symbols
+    uint32_t codes[kSymbolCounts];    // of tokens: code, and its size from bit 16; kAbsentCode
+    uint32_t seen[2][kSymbolCounts];  // neighbouring tokens count in different ones: most are the same few symbols
     // Kept tokens, each chunk's behind their number.
     Token *kept;
     JEScan kept_scan;  // that they are of, of its components the first

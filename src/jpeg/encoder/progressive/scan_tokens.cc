@@ -7,7 +7,6 @@
 namespace vorel {
 namespace {
 
-uint32_t bit_size(uint32_t magnitude) { return magnitude ? 32 - static_cast<uint32_t>(__builtin_clz(magnitude)) : 0; }
 uint32_t lowest_bit(uint64_t mask) { return static_cast<uint32_t>(__builtin_ctzll(mask)); }
 
 // Bits of a plane at the places of a mask, lowest place first.
@@ -97,7 +96,7 @@ ChunkTokens dc_first(const JEInfo *session, TokenState *state, const Chunk &chun
                     const int32_t value = block[x][0] >> al, difference = value - last;
                     last = value;
                     const uint32_t size = bit_size(static_cast<uint32_t>(std::abs(difference)));
-                    if (size > static_cast<uint32_t>(kMostDcBits)) return {out, mcu};
+                    if (size > kMostDcBits) return {out, mcu};
                     const uint32_t bits = static_cast<uint32_t>(difference - (difference < 0)) & ((1u << size) - 1);
                     *out++ = make_token(table | size, bits, size);
                 }
@@ -149,7 +148,7 @@ ChunkTokens ac_first(const JEInfo *session, TokenState *state, const Chunk &chun
                 const int32_t value = (*block)[k], sign = value >> 31;
                 const uint32_t magnitude = static_cast<uint32_t>((value ^ sign) - sign) >> al;
                 const uint32_t size = bit_size(magnitude);
-                if (size > static_cast<uint32_t>(kMostAcBits)) return {out, i};
+                if (size > kMostAcBits) return {out, i};
                 const uint32_t bits = (magnitude ^ static_cast<uint32_t>(sign)) & ((1u << size) - 1);
                 *out++ = make_token(run << 4 | size, bits, size);
                 previous = k;

@@ -76,7 +76,7 @@ bool allocate_coder(JEInfo *session) {
     phuff->correctionBits = allocate<uint8_t>(session, kCorrectionBits);
     if (!phuff->correctionBits) return false;
     for (int i = 0; i < 2; ++i) {
-        phuff->counts[i] = allocate<uint32_t>(session, kTokenSymbols);
+        phuff->counts[i] = allocate<uint32_t>(session, kSymbolCounts);
         phuff->derived[i] = allocate<RimEncDerived>(session);
         if (!phuff->counts[i] || !phuff->derived[i]) return false;
     }
