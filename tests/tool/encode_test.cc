@@ -67,6 +67,11 @@ TEST_F(EncodeTool, StreamsAreThoseOfTheLibrary) {
     expect_ok("rotate half.png whole.ppm --angle 180");
     expect_ok("encode whole.ppm out.jpg --quality 75");
     EXPECT_TRUE(folder.get("out.jpg") == by_library(random, COLOR_RGB888, false, false));
+    expect_ok("decode gray.jpg gray.png --format gray");
+    for (const char *line : {"decode gray.jpg out.jpg --rotate 90", "encode gray.png out.jpg"}) {
+        expect_ok(line);
+        EXPECT_NE(expect_ok("info out.jpg").find("1 component,"), std::string::npos) << line;
+    }
     for (const char *line :
          {"encode half.png small.jpg", "encode picture.pgm small.jpg", "resize half.png small.jpg"}) {
         expect_ok(line + std::string(" --size 33x20"));
@@ -82,41 +87,23 @@ TEST_F(EncodeTool, CameraDataSayWhatIsTrueOfThePixels) {
     const auto one_long = [&](int tag, int value) { return entry(tag, 4, big_32(value)); };
     for (const int orientation : {1, 2, 5, 6}) {
         // 0th, Exif and 1st directory, and the thumbnail at the end.
-        const Bytes block = cat({text("MM"),
-                                 {0, 42, 0, 0, 0, 8},
-                                 big_16(3),
-                                 one_long(256, 37),
-                                 one_short(274, orientation),
-                                 one_long(34665, 50),
-                                 big_32(80),
-                                 big_16(2),
-                                 one_short(40962, 37),
-                                 one_long(40963, 21),
-                                 big_32(0),
-                                 big_16(2),
-                                 one_long(513, 110),
-                                 one_long(514, 4),
-                                 big_32(0),
-                                 {1, 2, 3, 4}});
-        folder.put("photo.jpg", cat({{0xFF, 0xD8, 0xFF, 0xE1},
-                                     big_16(8 + static_cast<uint32_t>(block.size())),
-                                     text("Exif"),
-                                     {0, 0},
-                                     block,
-                                     tail(folder.get("color.jpg"), folder.get("color.jpg").size() - 2)}));
+        const Bytes zeroth = cat({big_16(3), one_long(256, 37), one_short(274, orientation), one_long(34665, 50)});
+        const Bytes camera = cat({big_32(80), big_16(2), one_short(40962, 37), one_long(40963, 21), big_32(0)});
+        const Bytes first = cat({big_16(2), one_long(513, 110), one_long(514, 4), big_32(0), {1, 2, 3, 4}});
+        const Bytes start = cat({{0xFF, 0xD8, 0xFF, 0xE1, 0, 122}, text("Exif"), {0, 0}, text("MM")});
+        const Bytes plain = folder.get("color.jpg");
+        folder.put("photo.jpg",
+                   cat({start, {0, 42, 0, 0, 0, 8}, zeroth, camera, first, tail(plain, plain.size() - 2)}));
+        const bool lies = orientation == 6;
+        const int turned = orientation == 2 ? 4 : orientation == 5 ? 7 : orientation;
         const struct {
             const char *line;
             int width, height, orientation;
             bool thumbnail;
         } rows[] = {
             {"decode photo.jpg out.jpg --no-orient", 37, 21, orientation, true},
-            {"decode photo.jpg out.jpg", orientation == 6 ? 21 : 37, orientation == 6 ? 37 : 21,
-             orientation == 6 ? 1 : orientation, orientation != 6},
-            {"decode photo.jpg out.jpg --no-orient --rotate 90", 21, 37,
-             orientation == 2   ? 4
-             : orientation == 5 ? 7
-                                : orientation,
-             false},
+            {"decode photo.jpg out.jpg", lies ? 21 : 37, lies ? 37 : 21, lies ? 1 : orientation, !lies},
+            {"decode photo.jpg out.jpg --no-orient --rotate 90", 21, 37, turned, false},
             {"decode photo.jpg out.jpg --no-orient --rotate 180 --size 60x40", 60, 40, orientation, false},
             {"encode picture.ppm out.jpg --exif-from photo.jpg", 3, 1, 1, false},
             {"encode picture.ppm out.jpg --exif-from photo.jpg --raw gray 1x22", 1, 22, orientation, false},
@@ -126,13 +113,13 @@ TEST_F(EncodeTool, CameraDataSayWhatIsTrueOfThePixels) {
             SCOPED_TRACE(row.line + std::to_string(orientation));
             expect_ok(row.line);
             auto fields = exif_of("out.jpg");
+            const std::string width = std::to_string(row.width), height = std::to_string(row.height);
             EXPECT_EQ(fields["Exif.Image.Orientation"], std::to_string(row.orientation));
-            EXPECT_EQ(fields["Exif.Photo.PixelXDimension"], std::to_string(row.width));
-            EXPECT_EQ(fields["Exif.Photo.PixelYDimension"], std::to_string(row.height));
-            EXPECT_EQ(fields["Exif.Image.ImageWidth"], std::to_string(row.width));
+            EXPECT_EQ(fields["Exif.Photo.PixelXDimension"], width);
+            EXPECT_EQ(fields["Exif.Photo.PixelYDimension"], height);
+            EXPECT_EQ(fields["Exif.Image.ImageWidth"], width);
             EXPECT_EQ(fields.count("Exif.Thumbnail.JPEGInterchangeFormat"), row.thumbnail);
-            EXPECT_NE(expect_ok("info out.jpg").find(std::to_string(row.width) + " x " + std::to_string(row.height)),
-                      std::string::npos);
+            EXPECT_NE(expect_ok("info out.jpg").find(width + " x " + height), std::string::npos);
         }
         expect_ok("decode photo.jpg out.jpg --strip");
         EXPECT_TRUE(exif_of("out.jpg").empty());

@@ -305,8 +305,11 @@ int decode(const DecodeOptions &wanted) {
         throw Failure(options.in + ": cannot be decoded: " + why_nothing(session, &picture));
     if (packed) set_size_from(session, options, &picture);
     picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
-    if (kind_of_file(options.out) == FileKind::kJpeg && session.type() == VOREL_IMAGE_JPEG && !options.strip)
-        options.jpeg.exif = kept_exif(session, wanted, options, picture);
+    if (kind_of_file(options.out) == FileKind::kJpeg) {
+        if (session.type() == VOREL_IMAGE_JPEG && !options.strip)
+            options.jpeg.exif = kept_exif(session, wanted, options, picture);
+        if (kind_of(session, info).bit == kGrayJpeg) picture = to_gray(picture);
+    }
     write_picture(picture, options.out, cancelled, options.jpeg);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
     return kExitOk;

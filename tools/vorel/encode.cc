@@ -29,7 +29,7 @@ Picture read_input(const EncodeOptions &options) {
         if (!format) throw BadUsage("--raw: there is no pixel layout " + options.raw.first);
         return read_raw(options.in, *format, parse_size("--raw", options.raw.second));
     }
-    return kind_of_file(options.in) == FileKind::kPng ? read_png(options.in) : read_pnm(options.in);
+    return kind_of_file(options.in) == FileKind::kPng ? read_png(options.in, true) : read_pnm(options.in);
 }
 
 // PNG and PPM stand as they are seen; how a raw frame lies the camera's data say. Whether the thumbnail shows the same

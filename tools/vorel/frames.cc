@@ -34,7 +34,7 @@ Picture read_frame(const FrameOptions &options) {
             return read_png(options.in);
         case FileKind::kPpm:
         case FileKind::kPgm:
-            return read_pnm(options.in);
+            return to_rgb888(read_pnm(options.in));
         default:
             return read_raw(options.in, *find_format(options.format), parse_size("--from-size", options.from_size));
     }

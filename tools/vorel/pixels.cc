@@ -197,4 +197,12 @@ Picture to_rgb888(const Picture &picture) {
     return out;
 }
 
+Picture to_gray(const Picture &picture) {
+    Picture out = to_rgb888(picture);
+    for (size_t i = 0; 3 * i < out.bytes.size(); ++i) out.bytes[i] = out.bytes[3 * i];
+    out.format = find_format("gray");
+    set_size(&out, picture.width, picture.height);
+    return out;
+}
+
 }  // namespace vorel_tool

@@ -60,5 +60,7 @@ bool is_gray(const Picture &picture);
 void gray_row(const Picture &picture, int32_t y, uint8_t *out);
 void rgb_row(const Picture &picture, int32_t y, uint8_t *out);
 Picture to_rgb888(const Picture &picture);
+// Of one whose pixels are all gray.
+Picture to_gray(const Picture &picture);
 
 }  // namespace vorel_tool

@@ -63,13 +63,14 @@ Picture read_raw(const std::string &path, const PixelFormat &format, Size size) 
     return picture;
 }
 
-Picture read_png(const std::string &path) {
+Picture read_png(const std::string &path, bool keep_gray) {
     png_image image = {};
     image.version = PNG_IMAGE_VERSION;
     if (!png_image_begin_read_from_file(&image, path.c_str())) throw Failure(path + ": " + image.message);
     try {
-        image.format = PNG_FORMAT_RGB;
-        Picture picture = new_picture(path, *find_format("rgb888"), image.width, image.height);
+        const bool gray = keep_gray && !(image.format & PNG_FORMAT_FLAG_COLOR);
+        image.format = gray ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
+        Picture picture = new_picture(path, *find_format(gray ? "gray" : "rgb888"), image.width, image.height);
         const png_color black = {};
         if (!png_image_finish_read(&image, &black, picture.bytes.data(), 0, nullptr))
             throw Failure(path + ": " + image.message);
