@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/kernels/internal.h"
-#include "jpeg/islow.h"
+#include "jpeg/kernels/islow.h"
 
 namespace vorel {
 namespace {

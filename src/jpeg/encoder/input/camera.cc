@@ -1,8 +1,7 @@
 // Packed 4:2:2 of a camera, made smaller: four samples to one, packed three to a word on the way.
 #include <vorel/jpeg_encoder_input.h>
 
-#include "core/os.h"
-#include "core/taps.h"
+#include "core/core.h"
 #include "jpeg/encoder/input/sample_rows.h"
 
 namespace vorel {

@@ -1,5 +1,5 @@
 // The caller's record with pixels.
-#include "core/pixel_layout.h"
+#include "core/core.h"
 #include "jpeg/encoder/session.h"
 #include "util/atomics.h"
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "jpeg/encoder/kernels/kernels.h"
-#include "jpeg/islow.h"
+#include "jpeg/kernels/islow.h"
 
 namespace vorel {
 
