@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "jpeg/encoder/kernels/internal.h"
-#include "jpeg/jpeg.h"
+#include "jpeg/kernels/zigzag.h"
 
 namespace vorel {
 namespace {
@@ -14,7 +14,7 @@ namespace {
 uint64_t scalar_zigzag(const int16_t *natural, int16_t *zigzag) {
     uint64_t nonzero = 0;
     for (int k = 0; k < 64; ++k) {
-        zigzag[k] = natural[vorel_natural_order[k]];
+        zigzag[k] = natural[kZigzag.natural[k]];
         nonzero |= uint64_t{zigzag[k] != 0} << k;
     }
     return nonzero;

@@ -5,31 +5,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "jpeg/kernels/zigzag.h"
+
 namespace vorel {
 
-// T.81 figure A.6, where the compiler sees it.
-struct ZigzagOrder {
-    uint8_t natural[64];
-};
-constexpr ZigzagOrder kZigzag = [] {
-    ZigzagOrder order = {};
-    int u = 0, v = 0;
-    for (uint8_t &natural : order.natural) {
-        natural = static_cast<uint8_t>(8 * v + u);
-        // Along the diagonals, in turn upwards and downwards.
-        const bool up = (u + v) % 2 == 0;
-        if (up && u < 7) {
-            ++u, v -= v > 0;
-        } else if (up) {
-            ++v;
-        } else if (v < 7) {
-            ++v, u -= u > 0;
-        } else {
-            ++u;
-        }
-    }
-    return order;
-}();
 // For each eight coefficients in that order and each row of the block: the bytes that it gives them.
 struct ZigzagBytes {
     alignas(16) uint8_t from[8][8][16];
