@@ -41,7 +41,7 @@ typedef struct JEComponent {
 typedef struct JESampling {
     uint32_t rowCounter; /* MCU rows read */
     uint32_t rowFill;
-    uint8_t **wideRows[3]; /* COLOR_RGBA8888, BGRA8888: for full-width Cb and Cr; the library reduces them on the way */
+    uint8_t **wideRows[3]; /* null: full-width chroma is reduced before it is stored */
     uint8_t **rows[3];     /* 16 rows each */
     uint32_t alignment[3];
 } JESampling;

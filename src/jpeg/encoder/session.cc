@@ -126,8 +126,6 @@ bool lay_out(JEInfo *session) {
         component.rowsPerMcu = component.rowsThisMcu = 8 * component.vSamp;
         const uint32_t row = component.paddedWidth * max_h / component.hSamp;
         if (!allocate_rows(session, &session->sampling->rows[i], row, &session->sampling->alignment[i])) return false;
-        const bool reduced = session->inputFormat == COLOR_RGBA8888 || session->inputFormat == COLOR_BGRA8888;
-        if (reduced && i > 0 && !allocate_rows(session, &session->sampling->wideRows[i], row, nullptr)) return false;
     }
     session->mcuRowTotal = up(height, 8 * max_v);
     return true;
