@@ -33,7 +33,7 @@ typedef struct RawInfo {
     uint32_t fullHeight, stripStartRow;    /* of the whole picture; the strip's first row in it */
     uint32_t format, formatTag;            /* COLOR_; the tag is carried along */
     ExifInfo *exif;                        /* for the APP1 segment of a baseline stream, or null */
-    uint8_t *planeY, *planeU, *planeV;     /* of NV21 and NV12 planeU has the pairs */
+    uint8_t *planeY, *planeU, *planeV;     /* of NV21 and NV12 planeU has the pairs; of GRAY it may not be null */
     uint32_t progressive, optimizeHuffman; /* for the functions that say that they look at them */
 } RawInfo;
 

@@ -19,9 +19,8 @@ bool is_complete(const RawInfo *raw, const char *entry) {
             return (raw->planeY && raw->planeU && raw->planeV) || refuse(entry);
         case COLOR_NV21:
         case COLOR_NV12:
+        case COLOR_GRAY:  // Required: the second plane is asked for, though it is not read
             return (raw->planeY && raw->planeU) || refuse(entry);
-        case COLOR_GRAY:
-            return raw->planeY || refuse(entry);
         default:
             return refuse(entry);  // interleaved pixels have no planes
     }

@@ -147,14 +147,14 @@ int32_t encodeJPEGToFileOpt(void *pixels, int32_t width, int32_t height, int32_t
                             int32_t quality) {
     VOREL_LOG(kTagImageUtil, "VJPEG encodeJPEGToFileOpt - %s", BRIMJ_GetVersion());
     return encode_or_refuse(pixels, width, height, type, to_file(path), quality,
-                            "VJPEG encodeJPEGToFileOpt not support type : %d\n");
+                            "VJPEG encodeJPEGToFileOpt not support type : %d");
 }
 
 int32_t encodeJPEGToBuffer(void *pixels, int32_t width, int32_t height, int32_t type, uint8_t **buffer, int32_t *size,
                            int32_t quality) {
     VOREL_LOG(kTagImageUtil, "VJPEG encodeJPEGToBuffer - %s", BRIMJ_GetVersion());
     return encode_or_refuse(pixels, width, height, type, to_buffer(buffer, size), quality,
-                            "VJPEG encodeJPEGToBuffer not support type : %d\n");
+                            "VJPEG encodeJPEGToBuffer not support type : %d");
 }
 
 int32_t encodeJPEGToBufferOpt(void *pixels, int32_t width, int32_t height, int32_t type, uint8_t **buffer,
@@ -162,7 +162,7 @@ int32_t encodeJPEGToBufferOpt(void *pixels, int32_t width, int32_t height, int32
     VOREL_LOG(kTagImageUtil, "VJPEG encodeJPEGToBufferOpt - ver : %s, wdt : %d, hgt : %d, type : %d, quality : %d",
               BRIMJ_GetVersion(), width, height, type, quality);
     return encode_or_refuse(pixels, width, height, type, to_buffer(buffer, size), quality,
-                            "VJPEG encodeJPEGToBufferOpt not support type : %d\n");
+                            "VJPEG encodeJPEGToBufferOpt not support type : %d");
 }
 
 int32_t encodeScaledJPEGToFile(void *pixels, int32_t sourceWidth, int32_t sourceHeight, int32_t width, int32_t height,

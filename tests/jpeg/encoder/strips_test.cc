@@ -92,6 +92,9 @@ TEST(JpegEncoderStrips, ArgumentsAreChecked) {
     EXPECT_TRUE(refused(raw, &buffer, &size));
     raw.format = COLOR_RGBA8888;
     EXPECT_TRUE(refused(raw, &buffer, &size));
+    raw.planeU = nullptr;
+    raw.format = COLOR_GRAY;
+    EXPECT_TRUE(refused(raw, &buffer, &size));
     // Sizes are those of the whole picture; a format without a reader has no strips.
     raw = picture.record();
     raw.height = 60000;
@@ -132,9 +135,18 @@ TEST(JpegEncoderEntries, FamiliesGiveTheSameStreams) {
                            type == COLOR_YUYV || type == COLOR_NV21 || type == COLOR_NV12;
         int32_t size = 10;
         const auto same = [&](int32_t result) { return result == 1 && Bytes(buffer, buffer + size) == whole; };
+        LogCapture log;
         EXPECT_EQ(same(encodeJPEGToBuffer(pixels, width, height, type, &buffer, &size, 77)), taken) << type;
         EXPECT_EQ(same(encodeJPEGToBufferOpt(pixels, width, height, type, &buffer, &size, 77)), taken) << type;
         EXPECT_EQ(encodeJPEGToFile(pixels, width, height, type, file.path(), 77), taken) << type;
+        if (!taken) {
+            const auto lines = log.take();
+            const std::string end = " not support type : " + std::to_string(type);
+            ASSERT_EQ(lines.size(), 6u);
+            EXPECT_EQ(lines[1].text + lines[3].text + lines[5].text, "VJPEG encodeJPEGToBuffer" + end +
+                                                                         "VJPEG encodeJPEGToBufferOpt" + end +
+                                                                         "VJPEG encodeJPEGToFile" + end + "\n");
+        }
         EXPECT_EQ(read_file(file.path()), taken ? whole : Bytes()) << type;
         EXPECT_TRUE(same(VjpgEncodeToBuffer(&buffer, &size, pixels, width, height, type, 77))) << type;
         EXPECT_EQ(VjpgEncodeToFile(file.path(), pixels, width, height, type, 77), 1);
