@@ -19,12 +19,12 @@ void derive(const RimEncHuffTable &table, RimEncDerived *derived) {
     }
 }
 
-PackedCode packed(const RimEncDerived &derived, uint32_t symbol) {
+PackedBits packed(const RimEncDerived &derived, uint32_t symbol) {
     return derived.size[symbol] ? derived.code[symbol] << 8 | derived.size[symbol] : 0;
 }
 
 // A code and the bits of a value behind it, T.81 F.1.2.1: negative values by the complement.
-PackedCode with_value(PackedCode code, int32_t value, uint32_t size) {
+PackedBits with_value(PackedBits code, int32_t value, uint32_t size) {
     if (!code) return 0;
     const uint32_t bits = static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((1u << size) - 1);
     return ((code >> 8) << size | bits) << 8 | (length_of(code) + size);

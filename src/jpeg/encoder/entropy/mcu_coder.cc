@@ -11,71 +11,100 @@ constexpr uint32_t kNothingYet = 0xFFFFFFFF;
 // What a chunk of output leaves free for a block. Not a bound: see kMostMcuBytes for that.
 constexpr uint32_t kUsualBlockBytes = 128;
 
+// A block is 209 bytes at most, see kMostMcuBytes.
+constexpr uint32_t kMostPlainBytes = 210 * kMaxBlocksInMcu + 16;
+
+// The rare ways take the writer and give it back, so that nothing points to it and it stays in registers.
+struct Written {
+    BitWriter writer;
+    bool good;
+};
+
 // A value that has no look-up of its own. `codes` are those of its run.
-inline bool put_by_size(BitWriter &writer, const PackedCode *codes, int32_t value, uint32_t most) {
+[[gnu::noinline]] Written put_by_size(BitWriter writer, const PackedBits *codes, int32_t value, uint32_t most) {
     const uint32_t size = size_of(value);
-    if (size > most || !codes[size]) return false;
+    if (size > most || !codes[size]) return {writer, false};
+    writer.flush();
     writer.put(codes[size]);
     writer.put(static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((uint64_t{1} << size) - 1), size);
-    return true;
+    writer.flush();
+    return {writer, true};
 }
 
 inline bool put_value(BitWriter &writer, const CodeTable &codes, uint32_t run, int32_t value, uint32_t most) {
     const uint32_t index = static_cast<uint32_t>(value + kDirect);
-    if (index >= 2 * kDirect) [[unlikely]]
-        return put_by_size(writer, codes.of_size[run], value, most);
-    const PackedCode code = codes.direct[run][index];
+    if (index >= 2 * kDirect) [[unlikely]] {
+        const Written written = put_by_size(writer, codes.of_size[run], value, most);
+        writer = written.writer;
+        return written.good;
+    }
+    const PackedBits code = codes.direct[run][index];
     writer.put(code);
     return code != 0;
 }
 
+[[gnu::noinline]] Written put_zero_runs(BitWriter writer, const CodeTable &ac, int count) {
+    for (; count > 0; --count) {
+        writer.flush();
+        writer.put(ac.zero_run);
+    }
+    writer.flush();
+    return {writer, ac.zero_run != 0};
+}
+
+// The coefficient at the lowest bit of `rest`, behind the one at *last.
+inline bool put_coefficient(BitWriter &writer, const CodeTable &ac, const int16_t *zigzag, uint64_t rest, int *last) {
+    const int at = std::countr_zero(rest);
+    int run = at - *last - 1;
+    *last = at;
+    if (run >= kZeroRun) [[unlikely]] {
+        const Written written = put_zero_runs(writer, ac, run / kZeroRun);
+        writer = written.writer;
+        if (!written.good) return false;
+        run %= kZeroRun;
+    }
+    return put_value(writer, ac, static_cast<uint32_t>(run), zigzag[at], kMostAcSize);
+}
+
+// No code with its value is longer than 22 bits where it comes by a look-up, so two of them and 7 bits that wait go
+// between two flushes; the others bring flushes of their own.
 inline bool encode_block(BitWriter &writer, const CodeTable &dc, const CodeTable &ac, const int16_t *zigzag,
                          uint64_t nonzero, int32_t difference) {
     if (!put_value(writer, dc, 0, difference, kMostSize)) return false;
+    writer.flush();
     int last = 0;
     for (uint64_t rest = nonzero & ~uint64_t{1}; rest != 0; rest &= rest - 1) {
-        const int at = std::countr_zero(rest);
-        int run = at - last - 1;
-        last = at;
-        for (; run >= kZeroRun; run -= kZeroRun) {
-            if (!ac.zero_run) return false;
-            writer.put(ac.zero_run);
-        }
-        if (!put_value(writer, ac, static_cast<uint32_t>(run), zigzag[at], kMostAcSize)) return false;
+        if (!put_coefficient(writer, ac, zigzag, rest, &last)) return false;
+        rest &= rest - 1;
+        if (rest == 0) break;
+        if (!put_coefficient(writer, ac, zigzag, rest, &last)) return false;
+        writer.flush();
     }
     if (last != 63) {
         if (!ac.end_of_block) return false;
         writer.put(ac.end_of_block);
     }
+    writer.flush();
     return true;
-}
-
-// What waits in the record, to `at`.
-BitWriter writer_at(const JEInfo *session, uint8_t *at) {
-    const JEEntropy *entropy = session->entropy;
-    return {entropy->bitBuffer, entropy->bitCount, at};
-}
-// Back to the record; where the bytes end.
-uint8_t *put_back(JEInfo *session, BitWriter &writer) {
-    writer.drain();
-    session->entropy->bitBuffer = writer.waiting();
-    session->entropy->bitCount = writer.waiting_count();
-    return writer.at();
 }
 
 bool encode_blocks(JEInfo *session, const CodingBlock *blocks, uint8_t **at) {
     const JEWork *work = session->work;
-    BitWriter writer = writer_at(session, *at);
+    JEEntropy *entropy = session->entropy;
+    uint8_t plain[kMostPlainBytes];
+    BitWriter writer(entropy->bitBuffer, entropy->bitCount, plain);
     bool good = true;
     for (uint32_t i = 0; i < session->blocksInMcu && good; ++i) {
         const uint32_t member = session->mcuMembership[i];
         const JEComponent *component = session->scanComponents[member];
-        int32_t &last = session->entropy->lastDc[member];
+        int32_t &last = entropy->lastDc[member];
         good = encode_block(writer, *work->dcCodes[component->dcTable], *work->acCodes[component->acTable],
                             blocks[i].zigzag, blocks[i].nonzero, blocks[i].dc - last);
         last = blocks[i].dc;
     }
-    *at = put_back(session, writer);
+    entropy->bitBuffer = writer.waiting();
+    entropy->bitCount = writer.waiting_count();
+    *at = copy_stuffed(plain, writer.at(), *at);
     return good;
 }
 

@@ -2,6 +2,7 @@
 #include <vorel/jpeg_encoder_parallel.h>
 #include <vorel/jpeg_encoder_progressive.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "jpeg/encoder/arguments.h"
@@ -38,21 +39,17 @@ class Strips {
         for (int32_t i = 0; i < count_; ++i) fill(raw, i, spec);
         return count_ > 0;
     }
-    // Memory for one strip's stream, a byte a pixel to begin with.
-    bool allocate(int32_t i) {
+    // Memory for one strip's stream: another strip's that is done with it, or a byte a pixel to begin with.
+    bool give_memory(int32_t i, uint8_t *spare = nullptr) {
         StripJob &strip = job(i);
-        const uint64_t pixels = uint64_t{strip.raw.width} * static_cast<uint32_t>(strip.raw.height);
+        const uint64_t pixels = uint64_t{strip.raw.width} * static_cast<uint32_t>(rows_);
         const uint64_t bytes = pixels < kLeastCapacity ? kLeastCapacity : pixels;
-        strip.outBuffer = static_cast<uint8_t *>(os_allocate(static_cast<size_t>(bytes)));
+        strip.outBuffer = spare ? spare : static_cast<uint8_t *>(os_allocate(static_cast<size_t>(bytes)));
         if (!strip.outBuffer) return false;
         strip.outSize = static_cast<uint32_t>(bytes);
         // The rest is not touched before it is written.
         if (i == 0) std::memset(strip.outBuffer, 0, static_cast<size_t>(bytes < kHeaderBytes ? bytes : kHeaderBytes));
         return true;
-    }
-    void drop(int32_t i) {
-        os_release(job(i).outBuffer);
-        job(i).outBuffer = nullptr;
     }
     StripJob &job(int32_t i) { return block_.as<StripJob>()[i]; }
     int32_t count() const { return count_; }
@@ -92,25 +89,85 @@ void fill_spec(RawInfo *raw, int32_t quality, HuffmanSpec *spec) {
     if (raw->optimizeHuffman && rim_multi_scanning_huffman(raw, clamp_quality(quality), spec)) spec->valid = 1;
 }
 
-// Threads of the strips that have one.
-class StripThreads {
+// Takes strips one after another, by as many threads as there are processors; the calling thread is one of them. A
+// strip's memory serves a later one when it has been joined, so little of it is touched.
+class StripCrew {
   public:
-    // Runs the strip here where no thread can be had.
-    void start(Strips *strips, int32_t i) {
-        running_[i] = VORELBRIM_OsThreadCreate(_rim_tencode_jpeg_to_file, &strips->job(i), &threads_[i]) == 1;
-        if (!running_[i]) _rim_tencode_jpeg_to_file(&strips->job(i));
+    explicit StripCrew(Strips *strips) : strips_(strips) {
+        pthread_mutex_init(&lock_, nullptr);
+        pthread_cond_init(&done_, nullptr);
+        const int32_t wanted = std::min(usable_processors(), strips->count()) - 1;
+        // Where no thread can be had its strips are left for this one.
+        while (threads_count_ < wanted && VORELBRIM_OsThreadCreate(work, this, &threads_[threads_count_]) == 1) {
+            ++threads_count_;
+        }
     }
-    void wait(int32_t i) {
-        if (running_[i]) VORELBRIM_OsThreadWait(threads_[i], nullptr);
-        running_[i] = false;
+    ~StripCrew() {
+        {
+            const MutexLock lock(&lock_);
+            next_ = strips_->count();
+        }
+        for (int32_t i = 0; i < threads_count_; ++i) VORELBRIM_OsThreadWait(threads_[i], nullptr);
+        while (spares_ > 0) os_release(spare_[--spares_]);
+        pthread_cond_destroy(&done_);
+        pthread_mutex_destroy(&lock_);
     }
-    ~StripThreads() {
-        for (int32_t i = 0; i < kBufferStrips; ++i) wait(i);
+    StripCrew(const StripCrew &) = delete;
+    StripCrew &operator=(const StripCrew &) = delete;
+
+    // Works until strip i is done. False: there was no memory for a strip.
+    bool finish(int32_t i) {
+        while (!is_done(i) && take_one()) continue;
+        const MutexLock lock(&lock_);
+        while (!done(i) && !out_of_memory_) pthread_cond_wait(&done_, &lock_);
+        return done(i);
+    }
+    // Its stream is no longer wanted.
+    void recycle(int32_t i) {
+        const MutexLock lock(&lock_);
+        if (strips_->job(i).outBuffer) spare_[spares_++] = strips_->job(i).outBuffer;
+        strips_->job(i).outBuffer = nullptr;
     }
 
   private:
+    static void *work(void *crew) {
+        while (static_cast<StripCrew *>(crew)->take_one()) continue;
+        return nullptr;
+    }
+    bool take_one() {
+        int32_t i;
+        uint8_t *spare = nullptr;
+        {
+            const MutexLock lock(&lock_);
+            if (next_ >= strips_->count()) return false;
+            i = next_++;
+            if (spares_ > 0) spare = spare_[--spares_];
+        }
+        const bool has_memory = strips_->give_memory(i, spare);
+        if (has_memory) _rim_tencode_jpeg_to_file(&strips_->job(i));
+        const MutexLock lock(&lock_);
+        if (!has_memory) {
+            out_of_memory_ = true;
+            next_ = strips_->count();
+        }
+        pthread_cond_broadcast(&done_);
+        return has_memory;
+    }
+    bool done(int32_t i) const { return load_acquire(&strips_->job(i).finished) != 0; }
+    bool is_done(int32_t i) {
+        const MutexLock lock(&lock_);
+        return done(i) || out_of_memory_;
+    }
+
+    Strips *strips_;
+    pthread_mutex_t lock_;
+    pthread_cond_t done_;
     pthread_t threads_[kBufferStrips] = {};
-    bool running_[kBufferStrips] = {};
+    int32_t threads_count_ = 0;
+    int32_t next_ = 0;
+    uint8_t *spare_[kBufferStrips] = {};
+    int32_t spares_ = 0;
+    bool out_of_memory_ = false;
 };
 
 // The caller's memory, which takes the strips one behind another.
@@ -185,19 +242,15 @@ int32_t VORELBRIM_PEncodeJpegToBuffer(RawInfo *raw, uint8_t **buffer, int32_t *s
         VOREL_TRACE(kTagJpegStat);
         return 0;
     }
-    StripThreads threads;
+    Joined joined{buffer, static_cast<uint32_t>(*size)};
+    StripCrew crew(&strips);
     for (int32_t i = 0; i < strips.count(); ++i) {
-        if (!strips.allocate(i)) {
+        if (!crew.finish(i)) {
             VOREL_TRACE(kTagJpegStat);
             return 0;
         }
-        threads.start(&strips, i);
-    }
-    Joined joined{buffer, static_cast<uint32_t>(*size)};
-    for (int32_t i = 0; i < strips.count(); ++i) {
-        threads.wait(i);
         joined.add(strips.job(i), __func__);
-        strips.drop(i);
+        crew.recycle(i);
     }
     *size = joined.length <= INT32_MAX ? static_cast<int32_t>(joined.length) : INT32_MAX;
     return joined.good;
@@ -222,7 +275,7 @@ int32_t DBG_VORELBRIM_PEncodeJpegToFile(RawInfo *raw, const char *path, int32_t 
     vorel_threadpool *pool = start_pool(kFileThreads);
     bool allocated = true;
     for (int32_t i = 0; i < strips.count() && allocated; ++i) {
-        allocated = strips.allocate(i);
+        allocated = strips.give_memory(i);
         if (allocated && vorel_threadpool_add_task(pool, _rim_tencode_jpeg_to_file, &strips.job(i), 0) != 1) {
             _rim_tencode_jpeg_to_file(&strips.job(i));
         }

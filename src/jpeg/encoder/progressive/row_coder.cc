@@ -61,19 +61,22 @@ bool write_batch(JEInfo *session, const uint32_t *codes, const Token *tokens, co
     if (!make_room(session, kBatchBytes)) return false;
     JEPhuff *phuff = session->phuff;
     RimEncSink *sink = session->sink;
+    // A token is 32 bits at most.
+    uint8_t plain[4 * kBatch + 16];
     // The record's bits stand at the top of 24.
-    BitWriter writer(phuff->bitBuffer >> (24 - phuff->bitCount), phuff->bitCount, sink->buffer + sink->position);
+    BitWriter writer(phuff->bitBuffer >> (24 - phuff->bitCount), phuff->bitCount, plain);
     uint32_t absent = 0;
     for (; tokens < end; ++tokens) {
         const Token token = *tokens;
         const uint32_t code = codes[token & kTokenIndexMask], size = token >> 9 & 31;
         absent |= code;
         writer.put((code & 0xFFFF) << size | token >> 16, (code >> 16 & 31) + size);
+        writer.flush();
     }
-    writer.drain();
     phuff->bitCount = writer.waiting_count();
     phuff->bitBuffer = writer.waiting() << (24 - phuff->bitCount);
-    sink->position = static_cast<uint32_t>(writer.at() - sink->buffer);
+    sink->position =
+        static_cast<uint32_t>(copy_stuffed(plain, writer.at(), sink->buffer + sink->position) - sink->buffer);
     return !(absent & kAbsentCode);
 }
 
