@@ -51,9 +51,12 @@ Reader reader_of(const JEInfo *session) {
 extern "C" int32_t __rim_jpeg_enc_process_image_data(JEInfo *session) {
     JESampling *sampling = session->sampling;
     if (sampling->rowCounter >= session->mcuRowTotal) return 1;  // nothing is left to read
-    if (const Reader read = reader_of(session)) read(session);
     session->nextRow = static_cast<uint16_t>(session->nextRow + kBlockSide * session->maxVSamp);
-    session->compressRow(session, sampling->rows);
+    // The rows of a coder that has stopped are not read: it does not say any more which of them is the last.
+    if (!session->work->failed) {
+        if (const Reader read = reader_of(session)) read(session);
+        session->compressRow(session, sampling->rows);
+    }
     ++sampling->rowCounter;
     sampling->rowFill = 0;
     return 1;
