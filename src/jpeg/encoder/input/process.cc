@@ -17,22 +17,11 @@ Reader reader_of(const JEInfo *session) {
         case COLOR_YUV440:
         case COLOR_YUV444:
             return __rim_jpeg_enc_get_raw_data;
-        default:
-            break;
-    }
-    // The others make three components, which a preset header may have made one.
-    if (session->componentCount != 3) return nullptr;
-    switch (session->inputFormat) {
         case COLOR_YUYV:
             return __rim_jpeg_enc_get_raw_yuyv_data;
         case COLOR_NV21:
         case COLOR_NV12:
             return __rim_jpeg_enc_get_raw_yuv420_nv21_data;
-        default:
-            break;
-    }
-    if (!session->inputBase) return nullptr;
-    switch (session->inputFormat) {
         case COLOR_RGB565:
             return __rim_jpeg_enc_get_raw_rgb565_data;
         case COLOR_RGB888:

@@ -129,10 +129,8 @@ bool count_mcu(JEInfo *session, const CodingBlock *blocks) {
     for (uint32_t i = 0; i < session->blocksInMcu; ++i) {
         const uint32_t member = session->mcuMembership[i];
         const JEComponent *component = session->scanComponents[member];
-        if (!count_block(session->dcCounts[component->dcTable], session->acCounts[component->acTable], blocks[i],
-                         blocks[i].dc - last_dc[member])) {
-            return false;
-        }
+        uint32_t *dc = session->dcCounts[component->dcTable], *ac = session->acCounts[component->acTable];
+        if (!dc || !ac || !count_block(dc, ac, blocks[i], blocks[i].dc - last_dc[member])) return false;
         last_dc[member] = blocks[i].dc;
     }
     return true;
