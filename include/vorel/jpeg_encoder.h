@@ -88,7 +88,8 @@ VOREL_API int32_t rim_enc_jpeg_to_file_ex(RawInfo *raw, const char *path, Huffma
 VOREL_API int32_t rim_enc_jpeg_to_stream(RawInfo *raw, RimEncCallback callback, int32_t quality, void *callbackArg);
 VOREL_API int32_t rim_enc_jpeg_to_stream_ex(RawInfo *raw, RimEncCallback callback, HuffmanSpec *spec,
                                             void *callbackArg);
-/* Into record->buffer of record->capacity bytes, which may be replaced; record->total is the length. Baseline. */
+/* Into record->buffer of record->capacity bytes, which stays where it is: 0 where the stream is longer. record->total
+ * is the length. Baseline. */
 VOREL_API int32_t rim_enc_jpeg_to_buffer_full_buffer(RawInfo *raw, RimEncSink *record, int32_t quality);
 VOREL_API int32_t rim_enc_jpeg_to_buffer_ex_full_buffer(RawInfo *raw, RimEncSink *record, HuffmanSpec *spec);
 /* To record->file, which is closed. Baseline. */

@@ -94,7 +94,7 @@ typedef struct PresetHeader {
     uint32_t restart;           /* markers after each MCU row */
     uint32_t byteSizeHint;      /* of the stream, for the column encoder */
     struct {
-        uint8_t quantTable, h, v;
+        uint8_t quantTable, h, v; /* factors 1 or 2; of a single component they do not matter */
     } component[3];
 } PresetHeader;
 
@@ -161,7 +161,8 @@ typedef struct JEInfo {
 /* ---- Making a session ------------------------------------------------------------------------------------------ */
 
 /* output says where the stream goes; its buffer is the session's until the end. spec and preset may be null. Null for
- * sides outside of 1 to 49,999 and without memory. */
+ * sides outside of 1 to 49,999, strips that are not in their picture, presets whose numbers or factors are out of range
+ * or ask for more samples than the picture's planes have, and without memory. */
 VOREL_API JEInfo *__rim_jpeg_enc_initiaize(RawInfo *raw, RimEncSink *output, HuffmanSpec *spec, PresetHeader *preset);
 VOREL_API int32_t __rim_jpeg_enc_initail_setup(JEInfo *session);
 VOREL_API int32_t __rim_jpeg_enc_set_quality(JEInfo *session, uint32_t quality);

@@ -9,7 +9,7 @@ namespace vorel {
 void *allocate_bytes(JEInfo *session, uint64_t bytes);
 template <typename Record>
 Record *allocate(JEInfo *session, uint64_t count = 1) {
-    return static_cast<Record *>(allocate_bytes(session, count * sizeof(Record)));
+    return count > INT32_MAX ? nullptr : static_cast<Record *>(allocate_bytes(session, count * sizeof(Record)));
 }
 // `count` records at *slot, which may be there already.
 template <typename Record>

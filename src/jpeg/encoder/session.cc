@@ -58,7 +58,16 @@ bool is_sound(const PresetHeader &preset) {
     if (preset.componentCount < 1 || preset.componentCount > 3 || preset.quantTableCount > 4) return false;
     for (int i = 0; i < preset.componentCount; ++i) {
         const auto &component = preset.component[i];
-        if (component.quantTable >= preset.quantTableCount || component.h < 1 || component.v < 1) return false;
+        if (component.quantTable >= preset.quantTableCount) return false;
+    }
+    return true;
+}
+
+// Factors from 1 to 2; of one component they do not matter.
+bool has_known_sampling(const JEInfo *session) {
+    for (uint32_t i = 0; session->componentCount > 1 && i < session->componentCount; ++i) {
+        const JEComponent &component = session->components[i];
+        if (component.hSamp < 1 || component.hSamp > 2 || component.vSamp < 1 || component.vSamp > 2) return false;
     }
     return true;
 }
@@ -209,7 +218,12 @@ JEInfo *__rim_jpeg_enc_initiaize(RawInfo *raw, RimEncSink *output, HuffmanSpec *
         destroy_session(session);
         return nullptr;
     }
-    place_input(session, raw);
+    if (!place_input(session, raw)) {
+        rim_SetError(kEncoderBadSize);
+        VOREL_ENC_LOG("[%s : invalid Image size!!(%d)]\n");
+        destroy_session(session);
+        return nullptr;
+    }
     if (!attach_sink(session, output)) {
         rim_SetError(kEncoderNoMemory);
         VOREL_ENC_LOG("[%s : memalloc Fail!!(%d)]\n");
@@ -238,7 +252,7 @@ int32_t __rim_jpeg_enc_initail_setup(JEInfo *session) {
         VOREL_ENC_LOG("[%s : memalloc Fail!!(%d)]\n");
         return 0;
     }
-    if (session->componentCount > 1 && (session->maxHSamp > 2 || session->maxVSamp > 2)) {
+    if (!has_known_sampling(session)) {
         rim_SetError(kEncoderBadSampling);
         VOREL_ENC_LOG("[%s : big sampling factor!!(%d)]\n");
         return 0;
@@ -261,7 +275,7 @@ int32_t __rim_jpeg_enc_initail_setup(JEInfo *session) {
 
 int32_t __rim_jpeg_enc_set_component_info(JEInfo *session, uint32_t index, uint8_t id, uint8_t hSamp, uint8_t vSamp,
                                           uint8_t quantTable, uint8_t dcTable, uint8_t acTable) {
-    if (index >= session->componentCount) return 0;
+    if (index >= session->componentCount || quantTable >= 4 || dcTable >= 2 || acTable >= 2) return 0;
     JEComponent &component = session->components[index];
     component.id = id;
     component.index = static_cast<uint8_t>(index);

@@ -33,8 +33,9 @@ constexpr int32_t kEncoderNoMemory = 3, kEncoderBadFormat = 6, kEncoderBadSampli
 constexpr uint32_t kBadArgument = 15;
 constexpr int32_t kMostSide = 49999;
 
-// The plane and pixel cursors of a record, of the strip's first row in strip mode.
-void place_input(JEInfo *session, const RawInfo *raw);
+// The plane and pixel cursors of a record, of the strip's first row in strip mode. False for a strip that is not inside
+// of its picture, and where a preset header asks for more samples than the picture's planes have.
+bool place_input(JEInfo *session, const RawInfo *raw);
 // Bytes a pixel of formats whose strips begin at other pixels; 0 where the session finds its planes itself; -1 for
 // formats that have no strips.
 int32_t strip_pixel_bytes(uint32_t format);

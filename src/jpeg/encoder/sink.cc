@@ -72,6 +72,11 @@ bool make_room(JEInfo *session, uint32_t bytes) {
     return true;
 }
 
+bool reserve(JEInfo *session, uint32_t bytes) {
+    const uint64_t needed = uint64_t{session->sink->position} + bytes;
+    return needed <= session->work->allocated || grow(session, needed);
+}
+
 bool step_on(JEInfo *session, uint32_t step) {
     RimEncSink *sink = session->sink;
     if (moves_on(sink)) {
@@ -91,7 +96,7 @@ extern "C" {
 int32_t __rim_jpeg_enc_flush_buffer(JEInfo *session) { return step_on(session, kGrowth); }
 
 uint8_t *rim_jpeg_enc_realloc(uint8_t *oldBuffer, uint32_t oldSize, uint32_t step) {
-    auto *larger = static_cast<uint8_t *>(os_allocate_zeroed(size_t{oldSize} + step));
+    auto *larger = os_allocate_array<uint8_t>(uint64_t{oldSize} + step);
     if (!larger) {
         rim_SetError(kEncoderNoMemory);
     } else if (oldBuffer) {

@@ -11,13 +11,16 @@ namespace vorel {
 constexpr uint32_t kSinkFile = 0, kSinkMemory = 1, kSinkCallback = 4;
 constexpr uint32_t kStagingBytes = 4096;
 constexpr uint32_t kGrowth = 4096;
-// No MCU is longer: a block costs at most 27 bits of DC and 63 times 26 of AC, 1665 bits or 209 bytes, twice that where
-// every byte is stuffed; ten of them, and a restart marker behind the padding of the one before.
-constexpr uint32_t kMostMcuBytes = 4352;
+// No MCU is longer. A caller's codes are up to 16 bits long and go up to sizes of 17 bits for DC and 15 for AC, so a
+// block costs at most 33 + 63 * 31 bits, and twice that where every byte is stuffed: 4965 bytes for ten of them. A
+// restart marker behind the padding of the MCU before, and what the writer stores beyond its end.
+constexpr uint32_t kMostMcuBytes = 4992;
 
 // Room for `bytes` at sink->position, of at most kMostMcuBytes in file and callback mode, where what is in the buffer
 // moves on if need be. False: there is none, and the session has failed.
 bool make_room(JEInfo *session, uint32_t bytes);
+// Memory: the same without a word about it in sink->capacity, which grows by steps.
+bool reserve(JEInfo *session, uint32_t bytes);
 // File and callback: hands over what is in the buffer, which is empty then.
 void hand_over(JEInfo *session);
 // The same with bytes that stand elsewhere, behind what is in the buffer.
@@ -41,6 +44,7 @@ inline void put_marker(JEInfo *session, int32_t marker) {
 }
 inline void put_bytes(JEInfo *session, const void *bytes, uint32_t count) {
     RimEncSink *sink = session->sink;
+    if (count == 0) return;  // there may be no memory at all
     std::memcpy(sink->buffer + sink->position, bytes, count);
     sink->position += count;
 }

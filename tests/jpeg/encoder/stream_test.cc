@@ -123,13 +123,14 @@ TEST(JpegEncoderStream, MemoryThatDoesNotGrowIsNotOverrun) {
     const RawPicture picture = raw_noise(COLOR_YUV444, 70, 50);
     const Bytes whole = encode(picture, {.quality = 100});
     RawInfo raw = picture.record();
-    for (size_t capacity = 0; capacity < whole.size() + 40; capacity += 1 + capacity / 16) {
+    for (size_t capacity = 0; capacity < whole.size() + 3;
+         capacity += 1 + (capacity + 16 < whole.size() ? capacity / 512 : 0)) {
         Bytes memory(capacity + 16, 0xA5);
         RimEncSink record = {};
         record.buffer = memory.data();
         record.capacity = static_cast<uint32_t>(capacity);
         const int32_t result = rim_enc_jpeg_to_buffer_full_buffer(&raw, &record, 100);
-        EXPECT_EQ(result, capacity >= whole.size() + 8) << capacity;
+        EXPECT_EQ(result, capacity >= whole.size()) << capacity;
         EXPECT_EQ(record.buffer, memory.data());
         if (result) EXPECT_EQ(Bytes(memory.begin(), memory.begin() + record.total), whole);
         for (size_t i = capacity; i < memory.size(); ++i) ASSERT_EQ(memory[i], 0xA5) << capacity;
@@ -153,6 +154,33 @@ TEST(JpegEncoderStream, EveryWayOutGivesTheSameBytes) {
         record.file = std::fopen(file.path(), "wb");
         EXPECT_EQ(rim_enc_jpeg_to_file_full_buffer(&raw, &record, 97), 1);
         EXPECT_EQ(read_file(file.path()), memory);
+    }
+}
+
+// Ten blocks an MCU, of 31-bit codes without a zero bit, to memory that grows from any size.
+TEST(JpegEncoderStream, LongestBlocksFit) {
+    HuffmanSpec spec = {};
+    spec.valid = 1;
+    for (int i = 0; i < 4; ++i) {
+        HuffmanSlot &slot = (i < 2 ? spec.dcSlots : spec.acSlots)[i % 2];
+        for (uint8_t length = 1; length <= 16; ++length) slot.counts[length] = 1, slot.values[length - 1] = length - 1;
+        slot.counts[16] = 2;
+        slot.values[16] = i < 2 ? 16 : 15;
+    }
+    PresetHeader preset = {3, {}, 1, {}, 0, 0, {{0, 2, 2}, {0, 2, 2}, {0, 1, 2}}};
+    int16_t blocks[2][64], *pointers[10];
+    std::fill_n(&blocks[0][0], 128, int16_t{32767});
+    blocks[1][0] = -32768;
+    for (int i = 0; i < 10; ++i) pointers[i] = blocks[i % 2];
+    RawInfo raw = {};
+    raw.width = raw.height = 16;
+    for (uint32_t capacity = 1; capacity < 7000; capacity += 97) {
+        RimEncSink sink = {1, capacity, 0, 0, nullptr, static_cast<uint8_t *>(VORELBRIM_OsMalloc(capacity)), {}, {}};
+        JEInfo *session = rim_jpeg_enc_mcu_init(&raw, &sink, &spec, &preset);
+        EXPECT_EQ(__rim_jpeg_enc_entroy_encoder(session, pointers, nullptr), 1);
+        EXPECT_EQ(rim_jpeg_enc_mcu_finish(session, &sink.buffer, &sink.total), 1);
+        EXPECT_GT(sink.total, 4900u);
+        VORELBRIM_OsFree(sink.buffer);
     }
 }
 
@@ -202,6 +230,15 @@ TEST(JpegEncoderStream, SizesAreRefused) {
         raw.format = COLOR_GRAY;
         EXPECT_EQ(rim_enc_jpeg_to_buffer(&raw, &buffer, &size, 80), 0);
         VORELBRIM_OsFree(buffer);
+    }
+    // Strips that are not in their picture, and a header that asks for more chroma than it has.
+    const RawPicture picture = raw_picture(COLOR_NV21, 16, 16);
+    PresetHeader full_chroma = {3, {}, 1, {}, 0, 0, {{0, 1, 1}, {0, 1, 1}, {0, 1, 1}}};
+    for (const uint32_t start : {0u, 1u, 16u, 0xFFFFFFF0u}) {
+        RawInfo strip = picture.record();
+        strip.stripMode = 1, strip.stripStartRow = start, strip.fullHeight = 16;
+        RimEncSink sink = {};
+        EXPECT_EQ(__rim_jpeg_enc_initiaize(&strip, &sink, nullptr, start ? nullptr : &full_chroma), nullptr) << start;
     }
 }
 

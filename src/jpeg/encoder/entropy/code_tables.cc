@@ -92,15 +92,22 @@ int32_t __rim_jpeg_enc_set_huffman_spec_tbl(JEInfo *session) {
     return 1;
 }
 
+// The session's own tables are what its blocks are coded by: the form that the coder wants follows them.
 int32_t __rim_jpeg_enc_prepare_derived_tblDC(JEInfo *session, uint32_t tableNumber, RimEncDerived **slot) {
     if (tableNumber >= 4 || !session->dcSpecs[tableNumber] || !ensure_block(session, slot, 1)) return 0;
     derive(*session->dcSpecs[tableNumber], *slot);
+    if (tableNumber >= 2 || !session->entropy || slot != &session->entropy->dcDerived[tableNumber]) return 1;
+    if (!ensure_block(session, &session->work->dcCodes[tableNumber], 1)) return 0;
+    make_dc_codes(**slot, session->work->dcCodes[tableNumber]);
     return 1;
 }
 
 int32_t __rim_jpeg_enc_prepare_derived_tbl(JEInfo *session, uint32_t tableNumber, RimEncDerived **slot) {
     if (tableNumber >= 4 || !session->acSpecs[tableNumber] || !ensure_block(session, slot, 1)) return 0;
     derive(*session->acSpecs[tableNumber], *slot);
+    if (tableNumber >= 2 || !session->entropy || slot != &session->entropy->acDerived[tableNumber]) return 1;
+    if (!ensure_block(session, &session->work->acCodes[tableNumber], 1)) return 0;
+    make_ac_codes(**slot, session->work->acCodes[tableNumber]);
     return 1;
 }
 
@@ -113,14 +120,10 @@ int32_t __rim_jpeg_enc_prepare_huffman_code(JEInfo *session) {
     JEEntropy *entropy = session->entropy;
     for (uint32_t i = 0; i < 2; ++i) {
         if (!__rim_jpeg_enc_prepare_derived_tblDC(session, i, &entropy->dcDerived[i]) ||
-            !__rim_jpeg_enc_prepare_derived_tbl(session, i, &entropy->acDerived[i]) ||
-            !ensure_block(session, &session->work->dcCodes[i], 1) ||
-            !ensure_block(session, &session->work->acCodes[i], 1)) {
+            !__rim_jpeg_enc_prepare_derived_tbl(session, i, &entropy->acDerived[i])) {
             VOREL_ENC_LOG("[%s : memalloc Fail!!(%d)]\n");
             return 0;
         }
-        make_dc_codes(*entropy->dcDerived[i], session->work->dcCodes[i]);
-        make_ac_codes(*entropy->acDerived[i], session->work->acCodes[i]);
     }
     return 1;
 }

@@ -138,7 +138,7 @@ bool encode_mcu(JEInfo *session, const CodingBlock *blocks) {
         good = encode_blocks(session, blocks, &at);
         sink->position = static_cast<uint32_t>(at - sink->buffer);
     } else if (sink->mode == kSinkMemory && !work->fixed) {
-        return make_room(session, kMostMcuBytes) && encode_mcu(session, blocks);
+        return reserve(session, kMostMcuBytes) && encode_mcu(session, blocks);
     } else {
         __rim_jpeg_write_restart_marker(session);
         good = !work->failed && encode_in_passing(session, blocks);
@@ -185,8 +185,9 @@ int32_t __rim_jpeg_enc_encode_1mcu_blk(JEInfo *session, int16_t **blocks) {
 
 // `size` bits of at most 25, the upper ones of `code` not looked at.
 void __rim_jpeg_enc_write_bits(JEInfo *session, uint32_t code, uint32_t size) {
-    if (size > 25 || !make_room(session, 8)) return;
     JEEntropy *entropy = session->entropy;
+    // Each byte may be stuffed.
+    if (size > 25 || !make_room(session, 2 * ((entropy->bitCount + size) / 8))) return;
     uint32_t bits = entropy->bitBuffer << size | (code & ((1u << size) - 1)), count = entropy->bitCount + size;
     for (; count >= 8; count -= 8) {
         const uint32_t byte = bits >> (count - 8) & 0xFF;

@@ -111,7 +111,9 @@ int32_t __rim_jpeg_enc_make_header(JEInfo *session) {
         write_dht(session, i, false);
         write_dht(session, i, true);
     }
-    if (session->restartInterval) write_dri(session, session->restartInterval);
+    // The column encoder, which sets no markers inside of its rows, has an interval for the whole stream all the same.
+    const uint32_t interval = !preset ? session->restartInterval : preset->restart ? session->mcusPerRow : 0;
+    if (interval) write_dri(session, interval);
     __rim_jpeg_enc_write_sos_marker(session);
     return !session->work->failed;
 }

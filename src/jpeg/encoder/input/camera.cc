@@ -42,6 +42,7 @@ void __rim_jpeg_enc_down_scale_yuv422(const uint8_t *src, int32_t srcWidth, int3
     const OsBlock block(os_allocate_array<uint32_t>(static_cast<uint64_t>(dstWidth)));
     auto *accumulator = block.as<uint32_t>();
     if (!accumulator) {
+        rim_SetError(kEncoderNoMemory);
         VOREL_ENC_LOG("[%s : memalloc Fail!!(%d)]\n");
         return;
     }

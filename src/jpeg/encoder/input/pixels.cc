@@ -42,6 +42,7 @@ struct ChromaPadding {
 };
 
 int32_t read_four_byte_pixels(JEInfo *session, void (*convert)(const RgbaRows &rows)) {
+    if (!takes_samples(session, session->inputBase)) return 1;
     const PixelRowsOut out(session);
     const uint32_t padded = session->components[0].paddedWidth, chroma_padded = session->components[1].paddedWidth;
     const size_t row_bytes = size_t{4} * out.width;
@@ -69,6 +70,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t __rim_jpeg_enc_get_raw_rgb565_data(JEInfo *session) {
+    if (!takes_samples(session, session->inputBase)) return 1;
     const PixelRowsOut out(session);
     const uint32_t even = out.width & ~1u;
     const size_t row_bytes = size_t{2} * out.width;
@@ -89,6 +91,7 @@ int32_t __rim_jpeg_enc_get_raw_rgb565_data(JEInfo *session) {
 
 // Nothing is padded: beyond the picture stands what the rows were filled with or, below it, the MCU row before.
 int32_t __rim_jpeg_enc_get_raw_rgb888_data(JEInfo *session) {
+    if (!takes_samples(session, session->inputBase)) return 1;
     const PixelRowsOut out(session);
     for (uint32_t y = 0; y < out.rows; ++y) {
         const bool first = y % 2 == 0;

@@ -48,6 +48,13 @@ const uint8_t *read_packed(JEInfo *session, const PackedRows &packed) {
     return src;
 }
 
+int32_t read_camera(JEInfo *session, bool halved) {
+    if (!takes_samples(session, session->inputBase)) return 1;
+    session->inputBase =
+        const_cast<uint8_t *>(read_packed(session, {session->inputBase, halved, session->components[1].paddedWidth}));
+    return 1;
+}
+
 }  // namespace
 }  // namespace vorel
 
@@ -65,7 +72,7 @@ int32_t __rim_jpeg_enc_get_raw_data(JEInfo *session) {
 int32_t __rim_jpeg_enc_get_raw_yuv420_nv21_data(JEInfo *session) {
     read_plane(session, 0);
     uint8_t *&cursor = session->planeCursor[2];
-    if (!cursor) return 1;
+    if (!takes_samples(session, cursor)) return 1;
     const JEComponent &component = session->components[1];
     const uint32_t width = component.sampledWidth;
     uint8_t **cb = session->sampling->rows[1], **cr = session->sampling->rows[2];
@@ -86,20 +93,12 @@ int32_t __rim_jpeg_enc_get_raw_yuyv_data(JEInfo *session) {
     // Chroma is padded to half of what luma is; where that has an odd number of blocks, the rest of the last chroma
     // block stays at the middle.
     const PackedRows packed = {session->planeCursor[0], false, session->components[0].paddedWidth / 2};
-    if (packed.src) session->planeCursor[0] = const_cast<uint8_t *>(read_packed(session, packed));
+    if (takes_samples(session, packed.src))
+        session->planeCursor[0] = const_cast<uint8_t *>(read_packed(session, packed));
     return 1;
 }
 
-int32_t __rim_jpeg_enc_get_raw_magiceye422_data(JEInfo *session) {
-    const PackedRows packed = {session->inputBase, true, session->components[1].paddedWidth};
-    if (packed.src) session->inputBase = const_cast<uint8_t *>(read_packed(session, packed));
-    return 1;
-}
-
-int32_t __rim_jpeg_enc_get_raw_magiceye422_data_for_yuv422(JEInfo *session) {
-    const PackedRows packed = {session->inputBase, false, session->components[1].paddedWidth};
-    if (packed.src) session->inputBase = const_cast<uint8_t *>(read_packed(session, packed));
-    return 1;
-}
+int32_t __rim_jpeg_enc_get_raw_magiceye422_data(JEInfo *session) { return read_camera(session, true); }
+int32_t __rim_jpeg_enc_get_raw_magiceye422_data_for_yuv422(JEInfo *session) { return read_camera(session, false); }
 
 }  // extern "C"

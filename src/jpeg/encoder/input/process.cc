@@ -17,22 +17,11 @@ Reader reader_of(const JEInfo *session) {
         case COLOR_YUV440:
         case COLOR_YUV444:
             return __rim_jpeg_enc_get_raw_data;
-        default:
-            break;
-    }
-    // The others make three components, which a preset header may have made one.
-    if (session->componentCount != 3) return nullptr;
-    switch (session->inputFormat) {
         case COLOR_YUYV:
             return __rim_jpeg_enc_get_raw_yuyv_data;
         case COLOR_NV21:
         case COLOR_NV12:
             return __rim_jpeg_enc_get_raw_yuv420_nv21_data;
-        default:
-            break;
-    }
-    if (!session->inputBase) return nullptr;
-    switch (session->inputFormat) {
         case COLOR_RGB565:
             return __rim_jpeg_enc_get_raw_rgb565_data;
         case COLOR_RGB888:
@@ -51,9 +40,12 @@ Reader reader_of(const JEInfo *session) {
 extern "C" int32_t __rim_jpeg_enc_process_image_data(JEInfo *session) {
     JESampling *sampling = session->sampling;
     if (sampling->rowCounter >= session->mcuRowTotal) return 1;  // nothing is left to read
-    if (const Reader read = reader_of(session)) read(session);
     session->nextRow = static_cast<uint16_t>(session->nextRow + kBlockSide * session->maxVSamp);
-    session->compressRow(session, sampling->rows);
+    // The rows of a coder that has stopped are not read: it does not say any more which of them is the last.
+    if (!session->work->failed) {
+        if (const Reader read = reader_of(session)) read(session);
+        session->compressRow(session, sampling->rows);
+    }
     ++sampling->rowCounter;
     sampling->rowFill = 0;
     return 1;

@@ -7,6 +7,11 @@
 
 namespace vorel {
 
+// Interleaved samples are of three components; a preset header or the format may have made it fewer.
+inline bool takes_samples(const JEInfo *session, const uint8_t *samples) {
+    return samples && session->componentCount == 3;
+}
+
 // From sample `width` on the last one before it again, as far as `padded`.
 inline void pad_row(uint8_t *row, uint32_t width, uint32_t padded) {
     if (width > 0 && padded > width) std::memset(row + width, row[width - 1], padded - width);

@@ -10,8 +10,10 @@ namespace {
 constexpr uint32_t kBlocksPerMcu = kMaxBlocksInMcu;  // in arrays of a caller's
 
 bool takes_slices(const JEInfo *session) {
+    const JEComponent *components = session->components;
+    const auto is_chroma = [](const JEComponent &component) { return component.hSamp == 1 && component.vSamp == 1; };
     return session->inputFormat == COLOR_YUV420 && session->componentCount == 3 && session->maxHSamp == 2 &&
-           session->maxVSamp == 2 && session->components[1].hSamp == 1 && session->components[1].vSamp == 1;
+           session->maxVSamp == 2 && is_chroma(components[1]) && is_chroma(components[2]);
 }
 
 int32_t process_slice(JEInfo *session, uint8_t *slice, uint32_t *outNextRow) {

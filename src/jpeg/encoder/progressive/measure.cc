@@ -129,10 +129,8 @@ bool count_mcu(JEInfo *session, const CodingBlock *blocks) {
     for (uint32_t i = 0; i < session->blocksInMcu; ++i) {
         const uint32_t member = session->mcuMembership[i];
         const JEComponent *component = session->scanComponents[member];
-        if (!count_block(session->dcCounts[component->dcTable], session->acCounts[component->acTable], blocks[i],
-                         blocks[i].dc - last_dc[member])) {
-            return false;
-        }
+        uint32_t *dc = session->dcCounts[component->dcTable], *ac = session->acCounts[component->acTable];
+        if (!dc || !ac || !count_block(dc, ac, blocks[i], blocks[i].dc - last_dc[member])) return false;
         last_dc[member] = blocks[i].dc;
     }
     return true;
@@ -158,7 +156,8 @@ int32_t encode_mcu_gather(JEInfo *session, int16_t **blocks) {
 
 int32_t rim_get_scanning_huffman_with_ptr(RawInfo *raw, int32_t quality, uint32_t *dcCounts0, uint32_t *dcCounts1,
                                           uint32_t *acCounts0, uint32_t *acCounts1, HuffmanSpec *) {
-    if (!raw) return 0;
+    // Rows are counted from the picture's first one, and nextRow has 16 bits.
+    if (!raw || (raw->stripMode && int64_t{raw->stripStartRow} + raw->height > kMostSide)) return 0;
     JEInfo *session = counting_session(*raw, quality);
     if (!session) return 0;
     if (raw->stripMode) {
