@@ -72,9 +72,9 @@ bool run_session(JEInfo *session, const RawInfo *raw, const char *entry) {
 }
 
 void measure(RawInfo *raw, HuffmanSpec *spec) {
-    if (raw->optimizeHuffman && rim_get_scanning_huffman(raw, static_cast<int32_t>(spec->quality), spec)) {
-        spec->valid = 1;
-    }
+    // The session takes the word as it is: what reads as negative is above 100.
+    const auto quality = static_cast<int32_t>(spec->quality > 100 ? 100 : spec->quality);
+    if (raw->optimizeHuffman && rim_get_scanning_huffman(raw, quality, spec)) spec->valid = 1;
 }
 
 // A fresh session to its end. On return output describes what there is: also the memory, which may have been replaced,
