@@ -72,8 +72,8 @@ bool run_session(JEInfo *session, const RawInfo *raw, const char *entry) {
 }
 
 void measure(RawInfo *raw, HuffmanSpec *spec) {
-    // The session takes the word as it is: what reads as negative is above 100.
-    const auto quality = static_cast<int32_t>(spec->quality > 100 ? 100 : spec->quality);
+    // A session takes the word without a sign.
+    const int32_t quality = spec->quality > 100 ? 100 : static_cast<int32_t>(spec->quality);
     if (raw->optimizeHuffman && rim_get_scanning_huffman(raw, quality, spec)) spec->valid = 1;
 }
 

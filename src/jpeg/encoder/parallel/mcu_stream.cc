@@ -2,7 +2,7 @@
 #include <vorel/jpeg_encoder_parallel.h>
 
 #include "jpeg/encoder/entropy/block_coder.h"
-#include "jpeg/encoder/session.h"
+#include "jpeg/encoder/sink.h"
 
 namespace vorel {
 namespace {
@@ -56,6 +56,14 @@ JEInfo *rim_jpeg_enc_mcu_init(RawInfo *raw, RimEncSink *output, HuffmanSpec *spe
     if (!session) return nullptr;
     session->exif = raw->exif;
     if (__rim_jpeg_enc_make_header(session)) return session;
+    // The header may have moved the caller's memory.
+    if (output->mode == kSinkMemory) {
+        if (output->buffer) {
+            output->buffer = session->sink->buffer;
+        } else {
+            os_release(session->sink->buffer);
+        }
+    }
     destroy_session(session);
     return nullptr;
 }

@@ -169,7 +169,7 @@ int32_t encode_mcu_gather(JEInfo *session, int16_t **blocks) {
 
 int32_t rim_get_scanning_huffman_with_ptr(RawInfo *raw, int32_t quality, uint32_t *dcCounts0, uint32_t *dcCounts1,
                                           uint32_t *acCounts0, uint32_t *acCounts1, HuffmanSpec *) {
-    // Rows are counted by those of the whole picture.
+    // Rows are counted from the picture's first one, and nextRow has 16 bits.
     if (!raw || (raw->stripMode && int64_t{raw->stripStartRow} + raw->height > kMostSide)) return 0;
     JEInfo *session = counting_session(*raw, quality);
     if (!session) return 0;
