@@ -79,7 +79,7 @@ typedef struct RimEncSink {
 /* To memory. A size below 0 fails; a smaller buffer than 2048 bytes becomes one of 2048. */
 VOREL_API int32_t rim_enc_jpeg_to_buffer(RawInfo *raw, uint8_t **buffer, int32_t *size, int32_t quality);
 /* The same with tables; heeds stripMode, progressive and optimizeHuffman, which measures tables into spec. When it
- * fails the buffer is freed, and pointer and size are 0. */
+ * fails the buffer is freed, and pointer and size are 0; a record that is refused leaves them. */
 VOREL_API int32_t rim_enc_jpeg_to_buffer_ex(RawInfo *raw, uint8_t **buffer, uint32_t *size, HuffmanSpec *spec);
 /* To a new file; _ex heeds progressive and optimizeHuffman. */
 VOREL_API int32_t rim_enc_jpeg_to_file(RawInfo *raw, const char *path, int32_t quality);

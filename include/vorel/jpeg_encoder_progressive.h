@@ -18,7 +18,8 @@ VOREL_BEGIN_DECLS
  *     for (vjpeg_finish_pass_master(session); !session->master->isLastPass; vjpeg_finish_pass_master(session)) {
  *         vjpeg_prepare_for_pass(session);
  *         mcuRowTotal times __rim_jpeg_enc_compress_output(session);
- *     } */
+ *     }
+ * Of other sessions, and of rows below the last one, the steps do nothing and return 0. */
 
 /* Fills the session's script: ten scans for three components, 2 + 4 n for n. */
 VOREL_API int32_t vjpeg_simple_progression(JEInfo *session);

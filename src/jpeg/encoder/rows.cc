@@ -112,6 +112,7 @@ void __rim_jpeg_enc_do_forward_dct(JEInfo *session, JEComponent *component, uint
 }
 
 int32_t __rim_jpeg_enc_compress_data(JEInfo *session, uint8_t ***rows) {
+    if (session->progressiveMode) return 0;
     JECoefState *state = session->coefState;
     Stretch stretches[3];
     CodingBlock blocks[kMaxBlocksInMcu];

@@ -179,7 +179,8 @@ void fill_session(JEInfo *session, const RawInfo *raw, HuffmanSpec *spec, Preset
     }
     session->width = raw->width;
     session->height = raw->height;
-    session->inputFormat = static_cast<uint8_t>(raw->format);
+    // Numbers beyond a byte have no reader, as 255 has none.
+    session->inputFormat = static_cast<uint8_t>(raw->format < 255 ? raw->format : 255);
     session->quality = spec ? spec->quality : 0;
     if (spec && spec->userPair) std::memcpy(session->userPair, spec->userPair, sizeof session->userPair);
     session->colourMode = is_yuv_or_gray(session->inputFormat) ? session->inputFormat : 0;

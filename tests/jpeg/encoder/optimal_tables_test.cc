@@ -133,6 +133,18 @@ TEST(JpegOptimalTables, FailingAllocations) {
     }
 }
 
+TEST(JpegOptimalTables, WordsOutOfRange) {
+    const RawPicture picture = raw_picture(COLOR_GRAY, 40, 40);
+    RawInfo raw = picture.record();
+    raw.optimizeHuffman = 1;
+    HuffmanSpec spec = {};
+    spec.quality = 0xFFFFFFFF;  // 100, as everything above it
+    EXPECT_EQ(rim_enc_jpeg_to_file_ex(&raw, "/dev/null", &spec), 1);
+    raw.stripMode = 1, raw.stripStartRow = 65500;  // no picture has these rows
+    Counts counts(257);
+    EXPECT_EQ(rim_get_scanning_huffman_with_ptr(&raw, 80, &counts[0], nullptr, &counts[0], nullptr, nullptr), 0);
+}
+
 // Sizes of coefficients beyond those that a table has.
 TEST(JpegOptimalTables, CoefficientsWithoutACode) {
     const struct {

@@ -84,6 +84,8 @@ Bytes by_steps(const RawPicture &picture, int32_t quality, uint32_t interval) {
         ++passes;
     }
     EXPECT_TRUE(good);
+    EXPECT_EQ(__rim_jpeg_enc_compress_output(session), 0) << "no row is left";
+    EXPECT_EQ(__rim_jpeg_enc_compress_first_pass(session, session->sampling->rows), 0);
     EXPECT_EQ(passes, 2 * session->scanCount - 2);  // less the first, and that of DC refinement that there is not
     EXPECT_EQ(__rim_jpeg_enc_make_end_mark(session), 1);
     const Bytes first = head(encode(picture), 20);  // SOI and APP0

@@ -58,8 +58,14 @@ JEInfo *rim_jpeg_enc_mcu_init(RawInfo *raw, RimEncSink *output, HuffmanSpec *spe
     if (!session) return nullptr;
     session->exif = raw->exif;
     if (__rim_jpeg_enc_make_header(session)) return session;
-    // It may have been replaced, and stays the caller's.
-    if (output->mode == kSinkMemory) output->buffer = session->sink->buffer;
+    // The header may have moved the caller's memory.
+    if (output->mode == kSinkMemory) {
+        if (output->buffer) {
+            output->buffer = session->sink->buffer;
+        } else {
+            os_release(session->sink->buffer);
+        }
+    }
     destroy_session(session);
     return nullptr;
 }

@@ -180,7 +180,7 @@ struct Joined {
     void add(const StripJob &strip, const char *entry) {
         const uint64_t end = length + strip.outSize;
         if (strip.result != 1) {
-            if (good) VOREL_TRACE_AS(kTagJpegStat, entry);
+            VOREL_TRACE_AS(kTagJpegStat, entry);
             good = false;
         } else if (good && has_room(end, entry)) {
             std::memcpy(*buffer + length, strip.outBuffer, strip.outSize);
@@ -220,6 +220,8 @@ void *_rim_tencode_jpeg_to_file(void *stripJob) {
     if (job->huffmanSpec->quality != job->quality) job->huffmanSpec->quality = job->quality;
     job->result =
         static_cast<uint32_t>(rim_enc_jpeg_to_buffer_ex(&job->raw, &job->outBuffer, &job->outSize, job->huffmanSpec));
+    // Of a session that could not begin the buffer is there as it came in.
+    if (job->result != 1) job->outSize = 0;
     store_release(&job->finished, uint32_t{1});
     return nullptr;
 }

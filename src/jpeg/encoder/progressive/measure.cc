@@ -50,12 +50,22 @@ JEInfo *counting_session(const RawInfo &raw, int32_t quality) {
     return __rim_jpeg_enc_initiaize(&input, &nowhere, &spec, nullptr);
 }
 
+// Counts of the tables that the scan uses.
+bool has_counts(const JEInfo *session) {
+    for (uint32_t i = 0; i < session->componentsInScan; ++i) {
+        const JEComponent *component = session->scanComponents[i];
+        if (!session->dcCounts[component->dcTable] || !session->acCounts[component->acTable]) return false;
+    }
+    return true;
+}
+
 bool count_rows(JEInfo *session, uint32_t *const *dc, uint32_t *const *ac, const char *entry) {
     session->gathering = 1;
     for (int i = 0; i < 2; ++i) {
         session->dcCounts[i] = dc[i];
         session->acCounts[i] = ac[i];
     }
+    if (!has_counts(session)) return false;
     while (session->nextRow < session->height && !session->work->failed) __rim_jpeg_enc_process_image_data(session);
     if (!session->work->failed) return true;
     VOREL_LOG(kTagJpegStat, "[%s : __rim_jpeg_enc_process_image_data fail!!(%d)]\n", entry, __LINE__);
@@ -143,6 +153,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t __rim_jpeg_enc_encode_htest_one_block(JEInfo *session, int16_t **blocks, void *) {
+    if (!has_counts(session)) return 0;
     alignas(64) int16_t zigzag[kMaxBlocksInMcu][kBlockCoefficients];
     CodingBlock counted[kMaxBlocksInMcu];
     for (uint32_t i = 0; i < session->blocksInMcu; ++i)
@@ -183,14 +194,21 @@ int32_t rim_get_scanning_huffman(RawInfo *raw, int32_t quality, HuffmanSpec *spe
 }
 
 int32_t rim_multi_scanning_huffman(RawInfo *raw, int32_t quality, HuffmanSpec *spec) {
-    if (!raw || !spec || raw->height < 1) return 0;
+    if (!raw || !spec || raw->height < 1 || raw->height > kMostSide) return 0;
     int32_t rows = (raw->height / kStrips + kStripUnit - 1) / kStripUnit * kStripUnit;
     if (kStrips * rows < raw->height) rows += kStripUnit;
     if (raw->height < kLeastHeight || raw->height < rows) return rim_get_scanning_huffman(raw, quality, spec);
-    if (raw->width > kMostSide || raw->height > kMostSide || measured_pixel_bytes(raw->format) < 0) return 0;
+    if (raw->width > kMostSide) return 0;
+    if (measured_pixel_bytes(raw->format) < 0) {
+        VOREL_TRACE(kTagJpegStat);
+        return 0;
+    }
     OsBlock block(os_allocate_array<ScanJob>(kStrips));
-    // Required: tables without a symbol are said to be ready. The encode that uses them fails.
-    if (!block) return 1;
+    if (!block) {
+        VOREL_TRACE(kTagJpegStat);
+        // Required: tables without a symbol are said to be ready. The encode that uses them fails.
+        return 1;
+    }
     auto *jobs = block.as<ScanJob>();
     const int32_t count = (raw->height + rows - 1) / rows;
     fill_jobs(*raw, rows, quality, spec, jobs, count);

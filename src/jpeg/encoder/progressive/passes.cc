@@ -77,6 +77,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t vjpeg_init_c_master_control(JEInfo *session) {
+    if (!has_scans(session)) return 0;
     *session->master = {};
     session->master->passType = kMainPass;
     session->master->totalPasses = session->gathering ? 2 * session->scanCount : session->scanCount;
@@ -84,6 +85,7 @@ int32_t vjpeg_init_c_master_control(JEInfo *session) {
 }
 
 int32_t vjpeg_prepare_for_pass(JEInfo *session) {
+    if (!has_scans(session)) return 0;
     JEMaster *master = session->master;
     if (master->passType == kGatherPass) {
         if (!select_scan(session)) return 0;
@@ -105,6 +107,7 @@ int32_t vjpeg_prepare_for_pass(JEInfo *session) {
 }
 
 void vjpeg_finish_pass_master(JEInfo *session) {
+    if (!has_scans(session)) return;
     JEMaster *master = session->master;
     session->phuff->finishPass(session);
     if (master->passType == kMainPass) {
@@ -125,6 +128,7 @@ void vjpeg_write_frame_header(JEInfo *session) {
 }
 
 void vjpeg_wirte_scan_header(JEInfo *session) {
+    if (!has_scans(session)) return;
     for (uint32_t i = 0; i < session->componentsInScan; ++i) {
         const JEComponent *component = session->scanComponents[i];
         if (is_dc_first(session)) write_dht(session, component->dcTable, false);

@@ -67,6 +67,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t vjpeg_start_pass_phuff(JEInfo *session, uint32_t gather) {
+    if (!has_scans(session)) return 0;
     JEPhuff *phuff = session->phuff;
     const bool dc = session->ss == 0, first = session->ah == 0;
     phuff->encodeMcu = first ? dc ? vjpeg_encode_mcu_DC_first : vjpeg_encode_mcu_AC_first
@@ -84,6 +85,7 @@ int32_t vjpeg_start_pass_phuff(JEInfo *session, uint32_t gather) {
 }
 
 int32_t vjpeg_encode_mcu_DC_first(JEInfo *session, int16_t **blocks) {
+    if (!has_scans(session)) return 0;
     JEPhuff *phuff = session->phuff;
     restart_if_due(session);
     for (uint32_t i = 0; i < session->blocksInMcu; ++i) {
@@ -100,6 +102,7 @@ int32_t vjpeg_encode_mcu_DC_first(JEInfo *session, int16_t **blocks) {
 }
 
 int32_t vjpeg_encode_mcu_AC_first(JEInfo *session, int16_t **blocks) {
+    if (!has_scans(session)) return 0;
     JEPhuff *phuff = session->phuff;
     restart_if_due(session);
     const int16_t *block = blocks[0];
@@ -123,6 +126,7 @@ int32_t vjpeg_encode_mcu_AC_first(JEInfo *session, int16_t **blocks) {
 }
 
 int32_t vjpeg_encode_mcu_DC_refine(JEInfo *session, int16_t **blocks) {
+    if (!has_scans(session)) return 0;
     restart_if_due(session);
     for (uint32_t i = 0; i < session->blocksInMcu; ++i)
         __rim_jpeg_enc_phuff_write_bits(session->phuff, static_cast<uint32_t>(blocks[i][0] >> session->al), 1);
@@ -130,6 +134,7 @@ int32_t vjpeg_encode_mcu_DC_refine(JEInfo *session, int16_t **blocks) {
 }
 
 int32_t vjpeg_encode_mcu_AC_refine(JEInfo *session, int16_t **blocks) {
+    if (!has_scans(session)) return 0;
     JEPhuff *phuff = session->phuff;
     restart_if_due(session);
     const int16_t *block = blocks[0];
@@ -194,6 +199,7 @@ void vjpeg_emit_eobrun(JEPhuff *phuff) {
 }
 
 void vjpeg_finish_pass_phuff(JEInfo *session) {
+    if (!has_scans(session)) return;
     JEPhuff *phuff = session->phuff;
     vjpeg_emit_eobrun(phuff);
     __rim_jpeg_enc_phuff_write_bits(phuff, 0x7F, 7);
@@ -202,6 +208,7 @@ void vjpeg_finish_pass_phuff(JEInfo *session) {
 
 // Optimal tables take the place of those that the scan's components have.
 void vjpeg_finish_pass_gather_phuff(JEInfo *session) {
+    if (!has_scans(session)) return;
     JEPhuff *phuff = session->phuff;
     vjpeg_emit_eobrun(phuff);
     const bool dc = session->ss == 0;
@@ -233,7 +240,7 @@ void __rim_prog_jpeg_write_restart_marker(JEPhuff *phuff, int32_t restartNumber)
 
 // bitBuffer has at most seven bits between calls, from bit 23 down.
 void __rim_jpeg_enc_phuff_write_bits(JEPhuff *phuff, uint32_t code, int32_t size) {
-    if (phuff->gatherStatistics || size <= 0) return;
+    if (phuff->gatherStatistics || size <= 0 || size > 16) return;
     uint32_t count = phuff->bitCount + static_cast<uint32_t>(size);
     uint32_t buffer = phuff->bitBuffer | (code & ((1u << size) - 1)) << (24 - count);
     if (!make_room(phuff->session, 4)) return;

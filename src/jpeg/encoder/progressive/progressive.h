@@ -14,6 +14,9 @@ constexpr uint32_t kMostDcBits = 11, kMostAcBits = 10;
 constexpr uint32_t bit_size(uint32_t magnitude) { return static_cast<uint32_t>(std::bit_width(magnitude)); }
 constexpr uint32_t kSymbolCounts = 257;  // of a table; the last one is kept free for the reserved symbol of T.81 K.2
 
+// The steps are called from outside too, for any session.
+inline bool has_scans(const JEInfo *session) { return session->phuff != nullptr; }
+
 // Block arrays of the whole picture, the script and its first scan, ready to gather that scan's statistics. All memory
 // of the progressive path comes from here.
 bool set_up_progressive(JEInfo *session);

@@ -83,6 +83,9 @@ bool allocate_coder(JEInfo *session) {
     return true;
 }
 
+// There is a row of the picture left.
+bool has_row(const JEInfo *session) { return has_scans(session) && session->coefState->mcuRow < session->mcuRowTotal; }
+
 // A row of the scan by the exported steps, MCU by MCU.
 bool code_row_by_mcus(JEInfo *session) {
     JECoefState *state = session->coefState;
@@ -129,6 +132,7 @@ using namespace vorel;
 extern "C" {
 
 int32_t __rim_jpeg_enc_compress_first_pass(JEInfo *session, uint8_t ***rows) {
+    if (!has_row(session)) return 0;
     const JECoefState *state = session->coefState;
     const bool last = state->mcuRow + 1 >= session->mcuRowTotal;
     for (uint32_t i = 0; i < session->componentCount; ++i) {
@@ -143,6 +147,7 @@ int32_t __rim_jpeg_enc_compress_first_pass(JEInfo *session, uint8_t ***rows) {
 }
 
 int32_t __rim_jpeg_enc_compress_output(JEInfo *session) {
+    if (!has_row(session)) return 0;
     // Restart markers, which are for callers who set an interval, are known to the exported steps alone.
     if (session->restartInterval ? !code_row_by_mcus(session) : !code_row(session)) {
         session->work->failed = true;
@@ -158,6 +163,7 @@ JEBlock **request_virt_barray(JEInfo *session, uint32_t blocksPerRow, uint32_t b
     // One block of memory, which starts with the row pointers and is freed by them.
     const uint64_t table = uint64_t{blockRows} * sizeof(JEBlock *);
     const uint64_t blocks = uint64_t{blocksPerRow} * blockRows * sizeof(JEBlock);
+    if (blocksPerRow > INT32_MAX / sizeof(JEBlock)) return nullptr;
     auto *memory = allocate<uint8_t>(session, table + kBlockAlignment + blocks);
     if (!memory) return nullptr;
     auto **rows = reinterpret_cast<JEBlock **>(memory);
@@ -189,6 +195,7 @@ void vjpeg_enc_release_prog_info(JEInfo *session) {
     session->phuff = nullptr;
     session->scanStore = session->scanList = nullptr;
     session->scanStoreSize = 0;
+    session->scanCount = 0;
     session->master = nullptr;
     if (!session->coefState) return;
     for (JEBlock **&rows : session->coefState->wholeImage) {
