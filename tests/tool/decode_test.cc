@@ -123,6 +123,14 @@ TEST_F(DecodeTool, PicturesForPeopleStandUpright) {
     EXPECT_NE(folder.run("exif --json lying.jpg").out.find("\"Orientation\": 6"), std::string::npos);
     EXPECT_EQ(folder.run("exif color.jpg").err, "vorel: color.jpg: no Exif data\n");
     expect_refused("decode lying.jpg new.raw --format nv21 --orient", 2, "cannot be turned");
+    // 4: top and bottom change places; after half a turn, left and right.
+    jpeg[31] = 4;
+    folder.put("mirrored.jpg", jpeg);
+    expect_ok("decode mirrored.jpg mirrored.raw --orient --rotate 180");
+    const Bytes stored = folder.get("stored.raw"), mirrored = folder.get("mirrored.raw");
+    ASSERT_EQ(mirrored.size(), stored.size());
+    for (size_t at = 0, row = 37 * 4; at < stored.size(); at += 4)
+        ASSERT_TRUE(std::equal(&stored[at], &stored[at] + 4, &mirrored[at / row * row + row - 4 - at % row])) << at;
     // A TIFF structure of a byte.
     folder.put("short.jpg", vorel::test::cat({vorel::test::head(jpeg, 2),
                                               {0xFF, 0xE1, 0, 9, 'E', 'x', 'i', 'f', 0, 0, 'I'},

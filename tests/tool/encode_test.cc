@@ -94,7 +94,7 @@ TEST_F(EncodeTool, CameraDataSayWhatIsTrueOfThePixels) {
         const Bytes plain = folder.get("color.jpg");
         folder.put("photo.jpg",
                    cat({start, {0, 42, 0, 0, 0, 8}, zeroth, camera, first, tail(plain, plain.size() - 2)}));
-        const bool lies = orientation == 6;
+        const bool lies = orientation > 4;
         const int turned = orientation == 2 ? 4 : orientation == 5 ? 7 : orientation;
         const struct {
             const char *line;
@@ -102,7 +102,7 @@ TEST_F(EncodeTool, CameraDataSayWhatIsTrueOfThePixels) {
             bool thumbnail;
         } rows[] = {
             {"decode photo.jpg out.jpg --no-orient", 37, 21, orientation, true},
-            {"decode photo.jpg out.jpg", lies ? 21 : 37, lies ? 37 : 21, lies ? 1 : orientation, !lies},
+            {"decode photo.jpg out.jpg", lies ? 21 : 37, lies ? 37 : 21, 1, orientation == 1},
             {"decode photo.jpg out.jpg --no-orient --rotate 90", 21, 37, turned, false},
             {"decode photo.jpg out.jpg --no-orient --rotate 180 --size 60x40", 60, 40, orientation, false},
             {"encode picture.ppm out.jpg --exif-from photo.jpg", 3, 1, 1, false},

@@ -31,6 +31,7 @@ struct DecodeOptions {
     std::string format = "rgba8888";
     int rotate = 0;
     bool orient = false, no_orient = false;
+    bool mirror = false;  // behind the turn
     std::string from = "memory";
     StripOptions strips;
     bool log = false;
@@ -80,13 +81,30 @@ bool wants_orientation(const DecodeOptions &options, const PixelFormat &format) 
     return !options.no_orient && (options.orient || for_people);
 }
 
-// The options with the turn that makes a picture upright added to the one asked for (Exif 2.3, tag 274).
+// The options with what makes a picture upright added to the turn asked for (Exif 2.3, tag 274): a turn and, for 2, 4,
+// 5 and 7, a reflection behind it, so that the turn asked for counts backwards.
 DecodeOptions upright(Session &session, const DecodeOptions &options) {
+    constexpr int kTurns[9] = {0, 0, 0, 180, 180, 90, 90, 270, 270};
     DecodeOptions out = options;
     const int32_t orientation = exif_orientation(session);
-    const int turn = orientation == 6 ? 90 : orientation == 3 ? 180 : orientation == 8 ? 270 : 0;
-    out.rotate = (options.rotate + turn) % 360;
+    const int turn = orientation >= 1 && orientation <= 8 ? kTurns[orientation] : 0;
+    out.mirror = is_mirrored(orientation);
+    out.rotate = (turn + (out.mirror ? 360 - options.rotate : options.rotate)) % 360;
     return out;
+}
+
+// Left and right change places, in a rectangle's corner those of the columns that the picture has there.
+void mirror(Picture *picture, Session &session, const DecodeOptions &options) {
+    const auto width = static_cast<uint32_t>(picture->width);
+    const size_t columns = options.fit == "topleft" ? std::min(width, session.get()->outWidth) : width;
+    const size_t bytes = picture->format->pixel_bytes, row_bytes = width * bytes;
+    for (size_t row = 0; row < picture->bytes.size(); row += row_bytes) {
+        uint8_t *left = &picture->bytes[row], *right = left + columns * bytes;
+        for (; right - left > static_cast<ptrdiff_t>(bytes); left += bytes) {
+            right -= bytes;
+            std::swap_ranges(left, left + bytes, right);
+        }
+    }
 }
 
 // What the command line alone gives away.
@@ -265,9 +283,9 @@ std::vector<uint8_t> kept_exif(Session &session, const DecodeOptions &wanted, co
     if (exif.empty()) return exif;
     const bool upright = wants_orientation(wanted, *picture.format);
     const bool whole = wanted.fit == "center" || wanted.fit == "packed";
-    make_true(&exif,
-              {picture.width, picture.height, orientation_behind(exif_orientation(session), upright, wanted.rotate),
-               done.rotate == 0 && whole});
+    make_true(&exif, {picture.width, picture.height,
+                      upright ? 1 : orientation_behind(exif_orientation(session), wanted.rotate),
+                      done.rotate == 0 && !done.mirror && whole});
     return exif;
 }
 
@@ -304,6 +322,7 @@ int decode(const DecodeOptions &wanted) {
         nothing_was_stored(session, info, options, picture))
         throw Failure(options.in + ": cannot be decoded: " + why_nothing(session, &picture));
     if (packed) set_size_from(session, options, &picture);
+    if (options.mirror) mirror(&picture, session, options);
     picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
     if (kind_of_file(options.out) == FileKind::kJpeg) {
         if (session.type() == VOREL_IMAGE_JPEG && !options.strip)

@@ -28,10 +28,10 @@ class Tiff {
         if (!holds(at, count)) return;
         for (int i = 0; i < count; ++i) bytes_[at + i] = static_cast<uint8_t>(value >> shift(i, count));
     }
-    // Where the entry of a tag with one SHORT or LONG begins; 0 without one.
-    size_t find(size_t directory, uint32_t tag) const {
+    // Where the first entry of a tag with one SHORT or LONG begins, from one of the entries on; 0 without one.
+    size_t find(size_t directory, uint32_t tag, uint32_t from = 0) const {
         const uint32_t count = directory ? number(directory, 2) : 0;
-        for (uint32_t i = 0; i < count; ++i) {
+        for (uint32_t i = from; i < count; ++i) {
             const size_t at = directory + 2 + i * kEntryBytes;
             const uint32_t type = number(at + 2, 2);
             if (number(at, 2) == tag && (type == kShort || type == kLong) && number(at + 4, 4) == 1) return at;
@@ -39,8 +39,12 @@ class Tiff {
         return 0;
     }
     uint32_t value(size_t entry) const { return entry ? number(entry + 8, bytes_of(entry)) : 0; }
-    void set_value(size_t entry, int32_t value) {
-        if (entry) set(entry + 8, bytes_of(entry), static_cast<uint32_t>(value));
+    // In all entries of the tag: readers differ in which of two they believe.
+    void set_values(size_t directory, uint32_t tag, int32_t value) {
+        for (size_t at = find(directory, tag); at;) {
+            set(at + 8, bytes_of(at), static_cast<uint32_t>(value));
+            at = find(directory, tag, static_cast<uint32_t>((at - directory - 2) / kEntryBytes + 1));
+        }
     }
     // Where a directory's link to the next one stands.
     size_t link_of(size_t directory) const { return directory + 2 + number(directory, 2) * kEntryBytes; }
@@ -75,11 +79,13 @@ std::vector<uint8_t> exif_block_of(Session &session) {
     return bytes;
 }
 
-int32_t orientation_behind(int32_t orientation, bool upright, int degrees) {
-    const bool mirrored = orientation == 2 || orientation == 4 || orientation == 5 || orientation == 7;
-    if (!mirrored) return upright ? 1 : orientation;
+bool is_mirrored(int32_t orientation) {
+    return orientation == 2 || orientation == 4 || orientation == 5 || orientation == 7;
+}
+
+int32_t orientation_behind(int32_t orientation, int degrees) {
     // A quarter turn of a picture that is still to be mirrored counts twice: 2 and 4, 5 and 7 change places.
-    if (degrees % 180 == 0) return orientation;
+    if (!is_mirrored(orientation) || degrees % 180 == 0) return orientation;
     return orientation == 2 || orientation == 4 ? 6 - orientation : 12 - orientation;
 }
 
@@ -87,11 +93,11 @@ void make_true(std::vector<uint8_t> *exif, const TrueFor &pixels) {
     Tiff tiff(exif);
     const size_t zeroth = tiff.number(4, 4);
     const size_t camera = tiff.value(tiff.find(zeroth, kExifDirectory));
-    if (pixels.orientation) tiff.set_value(tiff.find(zeroth, kOrientation), pixels.orientation);
+    if (pixels.orientation) tiff.set_values(zeroth, kOrientation, pixels.orientation);
     for (const auto &[directory, across, down] :
          {std::tuple(zeroth, kImageWidth, kImageLength), {camera, kPixelXDimension, kPixelYDimension}}) {
-        tiff.set_value(tiff.find(directory, across), pixels.width);
-        tiff.set_value(tiff.find(directory, down), pixels.height);
+        tiff.set_values(directory, across, pixels.width);
+        tiff.set_values(directory, down, pixels.height);
     }
     if (!pixels.keep_thumbnail && zeroth) drop_thumbnail(exif, &tiff, zeroth);
 }

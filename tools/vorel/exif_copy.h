@@ -11,9 +11,11 @@ namespace vorel_tool {
 // The TIFF structure in a JPEG's Exif segment; empty where there is none.
 std::vector<uint8_t> exif_block_of(Session &session);
 
-// Tag 274 behind what was done to the pixels: they were stood upright as far as turns alone can do that, and then
-// turned clockwise by so many degrees more.
-int32_t orientation_behind(int32_t orientation, bool upright, int degrees);
+// Tag 274 of pictures that are seen mirrored (Exif 2.3, 4.6.4 A): 2, 4, 5 and 7.
+bool is_mirrored(int32_t orientation);
+
+// Tag 274 of pixels that were turned clockwise by so many degrees as they are stored.
+int32_t orientation_behind(int32_t orientation, int degrees);
 
 // Makes sizes and orientation those of the pixels in a file. A thumbnail stays while it shows the same picture.
 struct TrueFor {
