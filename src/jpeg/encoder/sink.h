@@ -11,9 +11,11 @@ namespace vorel {
 constexpr uint32_t kSinkFile = 0, kSinkMemory = 1, kSinkCallback = 4;
 constexpr uint32_t kStagingBytes = 4096;
 constexpr uint32_t kGrowth = 4096;
-// No MCU is longer. A caller's codes are up to 16 bits long and go up to sizes of 17 bits for DC and 15 for AC, so a
-// block costs at most 33 + 63 * 31 bits, and twice that where every byte is stuffed: 4965 bytes for ten of them. A
-// restart marker behind the padding of the MCU before, and what the writer stores beyond its end.
+// No MCU is longer. A caller's codes are up to 16 bits long and go up to sizes of 17 bits for DC and 15 for AC; there
+// are ten blocks at most.
+constexpr uint32_t kMostMcuBits = kMaxBlocksInMcu * (33 + 63 * 31);
+// Twice that where every byte is stuffed: 4966 bytes. A restart marker behind the padding of the MCU before, and what
+// the writer stores beyond its end.
 constexpr uint32_t kMostMcuBytes = 4992;
 
 // Room for `bytes` at sink->position, of at most kMostMcuBytes in file and callback mode, where what is in the buffer

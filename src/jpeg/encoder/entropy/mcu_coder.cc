@@ -11,8 +11,8 @@ constexpr uint32_t kNothingYet = 0xFFFFFFFF;
 // What a chunk of output leaves free for a block. Not a bound: see kMostMcuBytes for that.
 constexpr uint32_t kUsualBlockBytes = 128;
 
-// A block is 209 bytes at most, see kMostMcuBytes.
-constexpr uint32_t kMostPlainBytes = 210 * kMaxBlocksInMcu + 16;
+// Before zeros are stuffed, with the bits that wait and what the writer stores beyond its end.
+constexpr uint32_t kMostPlainBytes = kMostMcuBits / 8 + 16;
 
 // The rare ways take the writer and give it back, so that nothing points to it and it stays in registers.
 struct Written {
