@@ -26,7 +26,7 @@ bool is_raw(const EncodeOptions &options) { return !options.raw.first.empty(); }
 Picture read_input(const EncodeOptions &options) {
     if (is_raw(options)) {
         const PixelFormat *format = find_format(options.raw.first);
-        if (!format) throw BadUsage("--raw: there is no pixel layout " + options.raw.first);
+        if (!format) throw BadUsage("--raw: no pixel layout of decode --format is called " + options.raw.first);
         return read_raw(options.in, *format, parse_size("--raw", options.raw.second));
     }
     return kind_of_file(options.in) == FileKind::kPng ? read_png(options.in, true) : read_pnm(options.in);
@@ -68,7 +68,8 @@ void register_encode(CLI::App &app, Action &action) {
     add_jpeg_options(command, &options->jpeg);
     command->add_option("--exif-from", options->exif_from, "A JPEG whose camera data the new one gets too");
     command->add_option("--size", options->size, "Resize it first, to WIDTHxHEIGHT pixels");
-    command->add_option("--raw", options->raw, "IN is a frame of bytes: its pixel layout and its WIDTHxHEIGHT");
+    command->add_option("--raw", options->raw, "IN is a frame of bytes: its pixel layout and its size in pixels")
+        ->type_name("FORMAT WIDTHxHEIGHT");
     command->callback([options, &action] { action = [options] { return encode(*options); }; });
 }
 

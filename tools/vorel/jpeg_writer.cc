@@ -186,7 +186,6 @@ std::vector<uint8_t> encode_jpeg(const Picture &picture, const JpegOptions &opti
         throw Failure(path + ": a JPEG has no more than 49999 pixels either way");
     HuffmanSpec spec = {};
     spec.quality = static_cast<uint32_t>(options.quality);
-    catch_signals();
     std::vector<uint8_t> out = options.progressive ? encode_progressive(picture, spec, path)
                                                    : encode_baseline(picture, spec, options.optimize, path);
     if (cancelled()) throw Failure(path + ": cancelled, not written");

@@ -89,7 +89,7 @@ Picture read_pnm(const std::string &path) {
     const bool gray = magic[1] == '5';
     if (magic[0] != 'P' || (magic[1] != '6' && !gray) || width < 1 || height < 1 || most != 255 ||
         !std::isspace(file.get()))
-        throw Failure(path + ": not a binary PPM or PGM with 8 bits a sample");
+        throw Failure(path + ": not a binary PPM or PGM (P6, P5) with 255 as its largest value");
     Picture picture = new_picture(path, *find_format(gray ? "gray" : "rgb888"), static_cast<uint64_t>(width),
                                   static_cast<uint64_t>(height));
     fill(path, file, &picture);

@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "output_file.h"
+#include "progress.h"
 
 namespace vorel_tool {
 namespace {
@@ -88,6 +89,7 @@ void check_output_name(const std::string &path) {
 }
 
 void write_picture(const Picture &picture, const std::string &path, bool (*cancelled)(), const JpegOptions &jpeg) {
+    catch_signals();  // before there is a file that a signal would leave behind
     OutputFile file(path);
     switch (kind_of_file(path)) {
         case FileKind::kJpeg: {
