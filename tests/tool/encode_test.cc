@@ -1,6 +1,8 @@
 // `encode`, and JPEG output of the others: the streams of the library, and camera data that stay true.
 #include <vorel/jpeg_encoder.h>
 
+#include <algorithm>
+
 #include "fixture.h"
 #include "oracle/exiv2.h"
 
@@ -104,7 +106,8 @@ TEST_F(EncodeTool, CameraDataSayWhatIsTrueOfThePixels) {
             {"decode photo.jpg out.jpg --no-orient", 37, 21, orientation, true},
             {"decode photo.jpg out.jpg", lies ? 21 : 37, lies ? 37 : 21, 1, orientation == 1},
             {"decode photo.jpg out.jpg --no-orient --rotate 90", 21, 37, turned, false},
-            {"decode photo.jpg out.jpg --no-orient --rotate 180 --size 60x40", 60, 40, orientation, false},
+            {"decode photo.jpg out.jpg --no-orient --rotate 180 --size 60x40", 37, 21, orientation, false},
+            {"decode photo.jpg out.jpg --no-orient --fit center --size 60x40", 60, 40, orientation, true},
             {"encode picture.ppm out.jpg --exif-from photo.jpg", 3, 1, 1, false},
             {"encode picture.ppm out.jpg --exif-from photo.jpg --raw gray 1x22", 1, 22, orientation, false},
         };
@@ -123,6 +126,25 @@ TEST_F(EncodeTool, CameraDataSayWhatIsTrueOfThePixels) {
         }
         expect_ok("decode photo.jpg out.jpg --strip");
         EXPECT_TRUE(exif_of("out.jpg").empty());
+    }
+}
+
+TEST_F(EncodeTool, ColourProfilesGoAlongWhereTheyFit) {
+    const auto part = [](int number, const Bytes &data) {
+        const Bytes body = cat({text("ICC_PROFILE"), {0, static_cast<uint8_t>(number), 2}, data});
+        return cat({{0xFF, 0xE2}, big_16(static_cast<uint32_t>(body.size() + 2)), body});
+    };
+    const Bytes plain = folder.get("color.jpg");
+    for (const char *colours : {"RGB ", "CMYK", "GRAY"}) {
+        const Bytes profile = cat({part(1, cat({Bytes(16), text(colours), noise(70, 3)})), part(2, noise(50, 4))});
+        folder.put("photo.jpg", cat({{0xFF, 0xD8}, profile, tail(plain, plain.size() - 2)}));
+        for (const auto &[line, kept] : {std::pair("decode photo.jpg out.jpg --sample 2", colours[0] == 'R'),
+                                         {"decode photo.jpg out.jpg --strip", false}}) {
+            expect_ok(line);
+            const Bytes out = folder.get("out.jpg");
+            const auto at = std::search(out.begin(), out.end(), profile.begin(), profile.end());
+            EXPECT_EQ(at != out.end(), kept) << line << colours;
+        }
     }
 }
 

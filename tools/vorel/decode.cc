@@ -27,7 +27,7 @@ struct DecodeOptions {
     std::string in, out;
     int32_t sample = 1;
     std::string size;
-    std::string fit = "center";
+    std::string fit;
     std::string format = "rgba8888";
     int rotate = 0;
     bool orient = false, no_orient = false;
@@ -289,7 +289,10 @@ std::vector<uint8_t> kept_exif(Session &session, const DecodeOptions &wanted, co
     return exif;
 }
 
-int decode(const DecodeOptions &wanted) {
+int decode(const DecodeOptions &asked_for) {
+    DecodeOptions wanted = asked_for;
+    // A JPEG has no bars around it that nobody asked for.
+    if (wanted.fit.empty()) wanted.fit = kind_of_file(wanted.out) == FileKind::kJpeg ? "packed" : "center";
     DecodeOptions options = wanted;
     const PixelFormat &asked = *find_format(options.format);
     check_usage(options, asked);
@@ -325,9 +328,12 @@ int decode(const DecodeOptions &wanted) {
     if (options.mirror) mirror(&picture, session, options);
     picture.alpha = session.get()->gifFlag && format.code == COLOR_RGBA8888;
     if (kind_of_file(options.out) == FileKind::kJpeg) {
-        if (session.type() == VOREL_IMAGE_JPEG && !options.strip)
+        const bool gray = kind_of(session, info).bit == kGrayJpeg;
+        if (session.type() == VOREL_IMAGE_JPEG && !options.strip) {
             options.jpeg.exif = kept_exif(session, wanted, options, picture);
-        if (kind_of(session, info).bit == kGrayJpeg) picture = to_gray(picture);
+            options.jpeg.profile = colour_profile(options.in, gray);
+        }
+        if (gray) picture = to_gray(picture);
     }
     write_picture(picture, options.out, cancelled, options.jpeg);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
@@ -348,7 +354,7 @@ void register_decode(CLI::App &app, Action &action) {
     command->add_option("--size", options->size, "Decode into a rectangle of WIDTHxHEIGHT pixels");
     command->add_option("--fit", options->fit, "How the picture is laid into the rectangle")
         ->check(CLI::IsMember(names_of(kFits)))
-        ->capture_default_str();
+        ->default_str("center, packed for .jpg");
     command->add_option("--format", options->format, "Pixel layout that is decoded to")
         ->check(CLI::IsMember(format_names()))
         ->capture_default_str();

@@ -190,6 +190,7 @@ std::vector<uint8_t> encode_jpeg(const Picture &picture, const JpegOptions &opti
                                                    : encode_baseline(picture, spec, options.optimize, path);
     if (cancelled()) throw Failure(path + ": cancelled, not written");
     if (out.empty()) throw Failure(path + ": cannot be encoded");
+    out.insert(out.begin() + kPrefixBytes, options.profile.begin(), options.profile.end());
     if (options.exif.empty()) return out;
     const size_t length = 8 + options.exif.size();
     if (length > kMostSegment) throw Failure(path + ": the Exif data are too long for a JPEG");

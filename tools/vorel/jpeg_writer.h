@@ -13,7 +13,8 @@ namespace vorel_tool {
 struct JpegOptions {
     int quality = 90;
     bool progressive = false, optimize = false;
-    std::vector<uint8_t> exif;  // a TIFF structure for the Exif segment; none where it is empty
+    std::vector<uint8_t> exif;     // a TIFF structure for the Exif segment; none where it is empty
+    std::vector<uint8_t> profile;  // whole segments that go behind it
 };
 
 void add_jpeg_options(CLI::App *command, JpegOptions *options);

@@ -1,4 +1,6 @@
 // Huffman tables: as DHT has them, by symbol, and as the block coder wants them.
+#include <algorithm>
+
 #include "jpeg/encoder/base_tables.h"
 #include "jpeg/encoder/entropy/block_coder.h"
 #include "jpeg/encoder/memory.h"
@@ -23,12 +25,21 @@ PackedBits packed(const RimEncDerived &derived, uint32_t symbol) {
     return derived.size[symbol] ? derived.code[symbol] << 8 | derived.size[symbol] : 0;
 }
 
-// A code and the bits of a value behind it, T.81 F.1.2.1: negative values by the complement.
-PackedBits with_value(PackedBits code, int32_t value, uint32_t size) {
-    if (!code) return 0;
-    const uint32_t bits = static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((1u << size) - 1);
-    return ((code >> 8) << size | bits) << 8 | (length_of(code) + size);
+// A code with the bits of each value of a size behind it, T.81 F.1.2.1: negative values by the complement.
+void put_values(PackedBits code, uint32_t size, PackedBits *direct) {
+    const int32_t first = size ? 1 << (size - 1) : 0, last = std::min((1 << size) - 1, kDirect - 1);
+    const PackedBits base = (code >> 8) << size << 8 | (length_of(code) + size);
+    for (int32_t value = first; code && value <= last; ++value) {
+        direct[kDirect + value] = base | static_cast<uint32_t>(value) << 8;
+    }
+    const int32_t lowest = std::min((1 << size) - 1, kDirect), all_ones = (1 << size) - 1;
+    for (int32_t value = first; code && size && value <= lowest; ++value) {
+        direct[kDirect - value] = base | static_cast<uint32_t>(all_ones - value) << 8;
+    }
 }
+// Sizes that values with a look-up have.
+constexpr uint32_t kDirectSizes = 6;
+static_assert(1 << kDirectSizes == 2 * kDirect);
 
 }  // namespace
 
@@ -38,21 +49,19 @@ uint32_t size_of(int32_t value) {
 }
 
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes) {
+    *codes = {};
     for (uint32_t size = 0; size <= kMostSize; ++size) codes->of_size[0][size] = packed(derived, size);
-    for (int32_t value = -kDirect; value < kDirect; ++value) {
-        const uint32_t size = size_of(value);
-        codes->direct[0][value + kDirect] = with_value(codes->of_size[0][size], value, size);
-    }
+    for (uint32_t size = 0; size <= kDirectSizes; ++size) put_values(codes->of_size[0][size], size, codes->direct[0]);
 }
 
 void make_ac_codes(const RimEncDerived &derived, CodeTable *codes) {
+    *codes = {};
     for (uint32_t run = 0; run < kZeroRun; ++run) {
         for (uint32_t size = 1; size <= kMostAcSize; ++size) {
             codes->of_size[run][size] = packed(derived, run << 4 | size);
         }
-        for (int32_t value = -kDirect; value < kDirect; ++value) {
-            const uint32_t size = size_of(value);
-            codes->direct[run][value + kDirect] = size ? with_value(codes->of_size[run][size], value, size) : 0;
+        for (uint32_t size = 1; size <= kDirectSizes; ++size) {
+            put_values(codes->of_size[run][size], size, codes->direct[run]);
         }
     }
     codes->zero_run = packed(derived, 0xF0);
