@@ -34,21 +34,22 @@ class Strips {
     bool prepare(const RawInfo &raw, int32_t rows, HuffmanSpec *spec) {
         count_ = (raw.height + rows - 1) / rows;
         rows_ = rows;
+        capacity_ = std::max(uint64_t{raw.width} * static_cast<uint32_t>(rows), kLeastCapacity);
         block_.reset(os_allocate_array<StripJob>(static_cast<uint64_t>(count_)));
         if (!block_) count_ = 0;
         for (int32_t i = 0; i < count_; ++i) fill(raw, i, spec);
         return count_ > 0;
     }
-    // Memory for one strip's stream: another strip's that is done with it, or a byte a pixel to begin with.
+    // Memory for one strip's stream, a byte a pixel to begin with.
+    uint8_t *new_memory() const { return static_cast<uint8_t *>(os_allocate(static_cast<size_t>(capacity_))); }
+    // Gives it to a strip, another strip's that is done with it if there is any.
     bool give_memory(int32_t i, uint8_t *spare = nullptr) {
         StripJob &strip = job(i);
-        const uint64_t pixels = uint64_t{strip.raw.width} * static_cast<uint32_t>(rows_);
-        const uint64_t bytes = pixels < kLeastCapacity ? kLeastCapacity : pixels;
-        strip.outBuffer = spare ? spare : static_cast<uint8_t *>(os_allocate(static_cast<size_t>(bytes)));
+        strip.outBuffer = spare ? spare : new_memory();
         if (!strip.outBuffer) return false;
-        strip.outSize = static_cast<uint32_t>(bytes);
+        strip.outSize = static_cast<uint32_t>(capacity_);
         // The rest is not touched before it is written.
-        if (i == 0) std::memset(strip.outBuffer, 0, static_cast<size_t>(bytes < kHeaderBytes ? bytes : kHeaderBytes));
+        if (i == 0) std::memset(strip.outBuffer, 0, static_cast<size_t>(std::min(capacity_, kHeaderBytes)));
         return true;
     }
     StripJob &job(int32_t i) { return block_.as<StripJob>()[i]; }
@@ -80,6 +81,7 @@ class Strips {
 
     OsBlock block_;
     int32_t count_ = 0, rows_ = 0;
+    uint64_t capacity_ = 0;
 };
 
 // Tables are measured before any strip begins, since they share the spec.
@@ -97,6 +99,8 @@ class StripCrew {
         pthread_mutex_init(&lock_, nullptr);
         pthread_cond_init(&done_, nullptr);
         const int32_t wanted = std::min(usable_processors(), strips->count()) - 1;
+        // Memory of the calling thread's: what a thread's own allocator gives is new to the process each time.
+        while (spares_ <= wanted && (spare_[spares_] = strips->new_memory()) != nullptr) ++spares_;
         // Where no thread can be had its strips are left for this one.
         while (threads_count_ < wanted && VORELBRIM_OsThreadCreate(work, this, &threads_[threads_count_]) == 1) {
             ++threads_count_;
