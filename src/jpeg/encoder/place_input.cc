@@ -1,5 +1,5 @@
 // Where a session's pixels begin: planes behind one another or apart, of the whole picture or of a strip.
-#include "jpeg/encoder/session.h"
+#include "jpeg/encoder/strip_layout.h"
 
 namespace vorel {
 namespace {
@@ -36,32 +36,6 @@ bool is_inside(const RawInfo &raw, uint32_t format) {
 }
 
 }  // namespace
-
-int32_t strip_pixel_bytes(uint32_t format) {
-    switch (format) {
-        case COLOR_RGB565:
-            return 2;
-        case COLOR_RGB888:
-        case COLOR_BGR565A:
-            return 3;
-        case COLOR_GRAY:
-            return 1;
-        case COLOR_ARGB8888:
-        case COLOR_RGBA8888:
-        case COLOR_BGRA8888:
-            return 4;
-        case COLOR_YUV420:
-        case COLOR_YUV422:
-        case COLOR_YUV440:
-        case COLOR_YUV444:
-        case COLOR_YUYV:
-        case COLOR_NV21:
-        case COLOR_NV12:
-            return 0;
-        default:
-            return -1;
-    }
-}
 
 bool place_input(JEInfo *session, const RawInfo *raw) {
     const uint64_t width = raw->width, top = raw->stripMode ? raw->stripStartRow : 0;

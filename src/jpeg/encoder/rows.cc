@@ -124,7 +124,7 @@ int32_t __rim_jpeg_enc_compress_data(JEInfo *session, uint8_t ***rows) {
             if (session->gathering ? count_mcu(session, blocks) : encode_mcu(session, blocks)) continue;
             state->mcuColumn = first + m;
             session->work->failed = true;
-            VOREL_LOG(kTagJpegStat, "[%s : __rim_jpeg_enc_encode_1mcu_blk Fail!!(%d)]\n", __func__, __LINE__);
+            VOREL_ENC_LOG("[%s : __rim_jpeg_enc_encode_1mcu_blk Fail!!(%d)]\n");
             return 0;
         }
     }

@@ -215,7 +215,7 @@ JEInfo *__rim_jpeg_enc_initiaize(RawInfo *raw, RimEncSink *output, HuffmanSpec *
     fill_session(session, raw, spec, preset);
     session->work = allocate<JEWork>(session);
     if (!session->work || !__rim_jpeg_enc_initail_setup(session)) {
-        VOREL_LOG(kTagJpegStat, "[%s : __rim_jpeg_enc_initail_setup fail!!(%d)]\n", __func__, __LINE__);
+        VOREL_ENC_LOG("[%s : __rim_jpeg_enc_initail_setup fail!!(%d)]\n");
         destroy_session(session);
         return nullptr;
     }

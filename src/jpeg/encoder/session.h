@@ -36,9 +36,6 @@ constexpr int32_t kMostSide = 49999;
 // The plane and pixel cursors of a record, of the strip's first row in strip mode. False for a strip that is not inside
 // of its picture, and where a preset header asks for more samples than the picture's planes have.
 bool place_input(JEInfo *session, const RawInfo *raw);
-// Bytes a pixel of formats whose strips begin at other pixels; 0 where the session finds its planes itself; -1 for
-// formats that have no strips.
-int32_t strip_pixel_bytes(uint32_t format);
 // A session with all that hangs on it, the record too; null is no session.
 void destroy_session(JEInfo *session);
 

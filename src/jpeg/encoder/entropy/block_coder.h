@@ -19,7 +19,10 @@ struct CodeTable {
     PackedBits zero_run, end_of_block;
 };
 // The bits that a value's magnitude takes.
-uint32_t size_of(int32_t value);
+constexpr uint32_t size_of(int32_t value) {
+    const uint32_t magnitude = value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
+    return static_cast<uint32_t>(std::bit_width(magnitude));
+}
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes);
 void make_ac_codes(const RimEncDerived &derived, CodeTable *codes);
 

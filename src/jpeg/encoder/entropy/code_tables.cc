@@ -43,11 +43,6 @@ static_assert(1 << kDirectSizes == 2 * kDirect);
 
 }  // namespace
 
-uint32_t size_of(int32_t value) {
-    const uint32_t magnitude = value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
-    return static_cast<uint32_t>(std::bit_width(magnitude));
-}
-
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes) {
     *codes = {};
     for (uint32_t size = 0; size <= kMostSize; ++size) codes->of_size[0][size] = packed(derived, size);

@@ -7,15 +7,13 @@
 
 #include "jpeg/encoder/arguments.h"
 #include "jpeg/encoder/quantisation.h"
-#include "jpeg/encoder/session.h"
+#include "jpeg/encoder/strip_layout.h"
 #include "util/util.h"
 
 namespace vorel {
 namespace {
 
-constexpr int32_t kLeastHeight = 512;  // below that one session is as good
 constexpr int32_t kBufferStrips = 6, kFileThreads = 6, kFileStripRows = 64;
-constexpr int32_t kStripUnit = 16;  // rows of the highest MCU
 constexpr uint64_t kLeastCapacity = 4096;
 // What the header of the first strip may leave unwritten reads as zero.
 constexpr uint64_t kHeaderBytes = 1 << 16;
@@ -58,23 +56,7 @@ class Strips {
   private:
     void fill(const RawInfo &raw, int32_t i, HuffmanSpec *spec) {
         StripJob &strip = job(i);
-        const int32_t top = i * rows_;
-        strip.raw.width = raw.width;
-        strip.raw.height = i + 1 < count_ ? rows_ : raw.height - top;
-        const auto offset =
-            static_cast<uint64_t>(strip_pixel_bytes(raw.format)) * raw.width * static_cast<uint32_t>(top);
-        strip.raw.pixels = raw.pixels ? raw.pixels + offset : nullptr;
-        strip.raw.stripMode = 1;
-        strip.raw.notFirstStrip = i > 0;
-        strip.raw.notLastStrip = i + 1 < count_;
-        strip.raw.fullHeight = static_cast<uint32_t>(raw.height);
-        strip.raw.stripStartRow = static_cast<uint32_t>(top);
-        strip.raw.format = raw.format;
-        strip.raw.formatTag = raw.formatTag;
-        strip.raw.exif = raw.exif;
-        strip.raw.planeY = raw.planeY;
-        strip.raw.planeU = raw.planeU;
-        strip.raw.planeV = raw.planeV;
+        strip.raw = strip_of(raw, i, rows_, count_);
         strip.huffmanSpec = spec;
         strip.quality = spec->quality;
     }
@@ -84,7 +66,7 @@ class Strips {
     uint64_t capacity_ = 0;
 };
 
-// Tables are measured before any strip begins, since they share the spec.
+// Tables are measured before any strip begins, since all strips read the same HuffmanSpec.
 void fill_spec(RawInfo *raw, int32_t quality, HuffmanSpec *spec) {
     *spec = {};
     spec->quality = static_cast<uint32_t>(clamp_quality(quality));
@@ -234,9 +216,8 @@ int32_t VORELBRIM_PEncodeJpegToBuffer(RawInfo *raw, uint8_t **buffer, int32_t *s
     if (!is_complete(raw, __func__)) return 0;
     if (!buffer || !*buffer || !size) return refuse(__func__);
     if (!is_size(*raw) || *size < 0) return 0;
-    int32_t rows = (raw->height / kBufferStrips + kStripUnit - 1) / kStripUnit * kStripUnit;
-    if (kBufferStrips * rows < raw->height) rows += kStripUnit;
-    if (raw->height < kLeastHeight || raw->height < rows || raw->progressive) {
+    const int32_t rows = strip_height(raw->height, kBufferStrips);
+    if (raw->height < kLeastStripsHeight || raw->height < rows || raw->progressive) {
         raw->stripMode = 0;
         return rim_enc_jpeg_to_buffer(raw, buffer, size, quality);
     }
@@ -266,7 +247,7 @@ int32_t DBG_VORELBRIM_PEncodeJpegToFile(RawInfo *raw, const char *path, int32_t 
     if (!is_complete(raw, __func__)) return 0;
     if (!path) return refuse(__func__);
     if (!is_size(*raw)) return 0;
-    if (raw->height < kLeastHeight || raw->progressive) {
+    if (raw->height < kLeastStripsHeight || raw->progressive) {
         raw->stripMode = 0;
         return rim_enc_jpeg_to_file(raw, path, quality);
     }

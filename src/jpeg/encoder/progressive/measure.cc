@@ -6,15 +6,14 @@
 
 #include "jpeg/encoder/progressive/progressive.h"
 #include "jpeg/encoder/sink.h"
+#include "jpeg/encoder/strip_layout.h"
 #include "util/util.h"
 
 namespace vorel {
 namespace {
 
 constexpr uint32_t kZeroRunSymbol = 0xF0, kEndOfBlock = 0;
-constexpr int32_t kStrips = 4, kStripUnit = 16, kLeastHeight = 512;
-
-uint32_t size_of_value(int32_t value) { return bit_size(static_cast<uint32_t>(std::abs(value))); }
+constexpr int32_t kStrips = 4;
 
 // By table number.
 struct Counts {
@@ -22,7 +21,7 @@ struct Counts {
 };
 
 bool count_block(uint32_t *dc, uint32_t *ac, const CodingBlock &block, int32_t difference) {
-    const uint32_t dc_size = size_of_value(difference);
+    const uint32_t dc_size = size_of(difference);
     if (dc_size > kMostDcBits) return false;
     ++dc[dc_size];
     int last = 0;
@@ -30,7 +29,7 @@ bool count_block(uint32_t *dc, uint32_t *ac, const CodingBlock &block, int32_t d
         const int at = std::countr_zero(rest);
         uint32_t run = static_cast<uint32_t>(at - last - 1);
         for (; run > 15; run -= 16) ++ac[kZeroRunSymbol];
-        const uint32_t size = size_of_value(block.zigzag[at]);
+        const uint32_t size = size_of(block.zigzag[at]);
         if (size > kMostAcBits) return false;
         ++ac[run << 4 | size];
         last = at;
@@ -105,18 +104,9 @@ bool run_jobs(ScanJob *jobs, int32_t count) {
 }
 
 void fill_jobs(const RawInfo &raw, int32_t rows, int32_t quality, HuffmanSpec *spec, ScanJob *jobs, int32_t count) {
-    const auto row_bytes = static_cast<uint64_t>(measured_pixel_bytes(raw.format)) * raw.width;
     for (int32_t i = 0; i < count; ++i) {
         ScanJob &job = jobs[i];
-        const int32_t top = i * rows;
-        job.raw = raw;
-        job.raw.height = i + 1 < count ? rows : raw.height - top;
-        if (raw.pixels) job.raw.pixels = raw.pixels + row_bytes * static_cast<uint32_t>(top);
-        job.raw.stripMode = 1;
-        job.raw.notFirstStrip = i > 0;
-        job.raw.notLastStrip = i + 1 < count;
-        job.raw.fullHeight = static_cast<uint32_t>(raw.height);
-        job.raw.stripStartRow = static_cast<uint32_t>(top);
+        job.raw = strip_of(raw, i, rows, count);
         job.quality = static_cast<uint32_t>(quality);
         job.huffmanSpec = spec;
     }
@@ -195,9 +185,8 @@ int32_t rim_get_scanning_huffman(RawInfo *raw, int32_t quality, HuffmanSpec *spe
 
 int32_t rim_multi_scanning_huffman(RawInfo *raw, int32_t quality, HuffmanSpec *spec) {
     if (!raw || !spec || raw->height < 1 || raw->height > kMostSide) return 0;
-    int32_t rows = (raw->height / kStrips + kStripUnit - 1) / kStripUnit * kStripUnit;
-    if (kStrips * rows < raw->height) rows += kStripUnit;
-    if (raw->height < kLeastHeight || raw->height < rows) return rim_get_scanning_huffman(raw, quality, spec);
+    const int32_t rows = strip_height(raw->height, kStrips);
+    if (raw->height < kLeastStripsHeight || raw->height < rows) return rim_get_scanning_huffman(raw, quality, spec);
     if (raw->width > kMostSide) return 0;
     if (measured_pixel_bytes(raw->format) < 0) {
         VOREL_TRACE(kTagJpegStat);

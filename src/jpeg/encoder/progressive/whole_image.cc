@@ -151,7 +151,7 @@ int32_t __rim_jpeg_enc_compress_output(JEInfo *session) {
     // Restart markers, which are for callers who set an interval, are known to the exported steps alone.
     if (session->restartInterval ? !code_row_by_mcus(session) : !code_row(session)) {
         session->work->failed = true;
-        VOREL_LOG(kTagJpegStat, "[%s : __rim_jpeg_enc_encode_1mcu_blk Fail!!(%d)]\n", __func__, __LINE__);
+        VOREL_ENC_LOG("[%s : __rim_jpeg_enc_encode_1mcu_blk Fail!!(%d)]\n");
         return 0;
     }
     ++session->coefState->mcuRow;
