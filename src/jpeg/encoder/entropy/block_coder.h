@@ -20,8 +20,9 @@ struct CodeTable {
 };
 // The bits that a value's magnitude takes.
 constexpr uint32_t size_of(int32_t value) {
-    const uint32_t magnitude = value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
-    return static_cast<uint32_t>(std::bit_width(magnitude));
+    // No branch: signs cannot be foreseen.
+    const uint32_t sign = static_cast<uint32_t>(value >> 31);
+    return static_cast<uint32_t>(std::bit_width((static_cast<uint32_t>(value) ^ sign) - sign));
 }
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes);
 void make_ac_codes(const RimEncDerived &derived, CodeTable *codes);
