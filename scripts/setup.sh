@@ -4,10 +4,11 @@
 packages_build=(cmake ninja-build g++ libhwy-dev libcli11-dev nlohmann-json3-dev libpng-dev zlib1g-dev)
 # The tests: the framework, and the independent libraries that results are held against.
 packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev libgif-dev libexiv2-dev)
-packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev)
-# The wider checks of .ci/run: sanitizers and fuzzing, the builds for ARM, other CPUs, the installed package.
+packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev libraw-dev)
+# The wider checks of .ci/run: sanitizers and fuzzing, the builds for ARM, other CPUs, the installed package, the raw
+# developers and tag readers that some tests ask where they are installed.
 packages_checks=(clang clang-format llvm libclang-rt-dev g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static googletest
-  pkg-config binutils)
+  pkg-config binutils dcraw libraw-bin libtiff-tools libimage-exiftool-perl)
 
 say() { printf '%s\n' "$*" >&2; }
 die() { say "$(basename "$0"): $*"; exit 1; }
