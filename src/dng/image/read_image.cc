@@ -1,0 +1,305 @@
+#include "dng/image/read_image.h"
+
+#include <bit>
+#include <cstring>
+
+#include <vorel/dng_samples.h>
+#include <vorel/frame.h>
+
+#include "dng/base/limits.h"
+#include "dng/image/inflate_rows.h"
+#include "dng/image/predictor.h"
+#include "dng/image/sample_row.h"
+
+using vorel::DngRect;
+using vorel::StoredSample;
+
+namespace {
+
+enum Compression : uint32_t { kUncompressed = 1, kJpeg = 7, kDeflate = 8, kLossyJpeg = 34892 };
+constexpr uint32_t kFloatFormat = 3;
+
+StoredSample stored_sample(const VorelDngIFD &ifd, bool little_endian) {
+    StoredSample stored;
+    stored.bits = ifd.bitsPerSample[0];
+    stored.is_float = ifd.sampleFormat[0] == kFloatFormat;
+    stored.other_endian = little_endian != (std::endian::native == std::endian::little);
+    return stored;
+}
+
+// The tile of the IFD that an area lies in.
+DngRect tile_of(const VorelDngIFD &ifd, const DngRect &area) {
+    const uint32_t top = static_cast<uint32_t>(area.top) / ifd.tileLength * ifd.tileLength;
+    const uint32_t left = static_cast<uint32_t>(area.left) / ifd.tileWidth * ifd.tileWidth;
+    // Within the limit on sides, so that edges are far below 2^31.
+    return {static_cast<int32_t>(top), static_cast<int32_t>(left), static_cast<int32_t>(top + ifd.tileLength),
+            static_cast<int32_t>(left + ifd.tileWidth)};
+}
+
+// Rows of a tile put into the image: those of area, from samples of `planes` interleaved planes.
+class RowWriter {
+  public:
+    RowWriter(VorelDngImage &image, const DngRect &area, uint32_t plane, uint32_t planes)
+        : image_(image), area_(area), plane_(plane), planes_(planes) {}
+
+    // Whether the image's rows can take the samples as they are.
+    bool direct() const { return planes_ == image_.planes(); }
+    void *place(int32_t row) const {
+        const VorelDngPixelBuffer &buffer = image_.buffer();
+        return static_cast<uint8_t *>(buffer.data) +
+               static_cast<size_t>(image_.at<uint8_t>(row, area_.left, plane_) - static_cast<uint8_t *>(buffer.data)) *
+                   buffer.pixelSize;
+    }
+    // samples: the first one of area.
+    void put(int32_t row, const void *samples) const {
+        switch (image_.buffer().pixelSize) {
+            case 1:
+                return put_as<uint8_t>(row, samples);
+            case 2:
+                return put_as<uint16_t>(row, samples);
+            default:
+                return put_as<uint32_t>(row, samples);
+        }
+    }
+
+  private:
+    template <typename Sample>
+    void put_as(int32_t row, const void *samples) const {
+        const Sample *in = static_cast<const Sample *>(samples);
+        if (direct()) {
+            std::memcpy(place(row), in, uint64_t{area_.width()} * planes_ * sizeof(Sample));
+            return;
+        }
+        for (int32_t column = area_.left; column < area_.right; ++column) {
+            for (uint32_t i = 0; i < planes_; ++i) *image_.at<Sample>(row, column, plane_ + i) = *in++;
+        }
+    }
+
+    VorelDngImage &image_;
+    const DngRect &area_;
+    uint32_t plane_, planes_;
+};
+
+uint64_t value_of(VorelDngStream &stream, uint32_t type, uint64_t offset, uint32_t index) {
+    stream.setPosition(offset + uint64_t{index} * TagTypeSize(type));
+    return stream.getTagValue_QMUINT32(type);
+}
+
+}  // namespace
+
+bool VorelDngIFD::readImage(VorelDngStream &stream, VorelDngImage &image) {
+    return VorelDngReadImage().read(*this, stream, image);
+}
+
+bool VorelDngReadImage::read(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image) {
+    const DngRect whole = {0, 0, static_cast<int32_t>(ifd.height), static_cast<int32_t>(ifd.width)};
+    if (!ifd.hasImage() || image.planes() != ifd.samplesPerPixel || image.getPixelType() != ifd.pixelType())
+        return false;
+    const DngRect wanted = intersection(image.getBounds(), whole);
+    // Sizes beyond what the image needs would only be asked for by who wants work done for nothing.
+    constexpr uint32_t kSlack = 1024;
+    if (wanted.empty() || ifd.tileWidth == 0 || ifd.tileLength == 0 ||
+        ifd.tileWidth > (ifd.width + kSlack - 1) / kSlack * kSlack || ifd.tileLength > vorel::kMaxDngSide) {
+        return true;
+    }
+    const bool separate = ifd.planarConfiguration == 2;
+    const uint32_t planes = separate ? 1 : ifd.samplesPerPixel;
+    const uint64_t across = ifd.tilesAcross, tiles = across * ifd.tilesDown;
+    const uint32_t first_row = static_cast<uint32_t>(wanted.top) / ifd.tileLength;
+    const uint32_t last_row = static_cast<uint32_t>(wanted.bottom - 1) / ifd.tileLength;
+    const uint32_t first_column = static_cast<uint32_t>(wanted.left) / ifd.tileWidth;
+    const uint32_t last_column = static_cast<uint32_t>(wanted.right - 1) / ifd.tileWidth;
+    for (uint32_t plane = 0; plane < ifd.samplesPerPixel; plane += planes) {
+        for (uint32_t row = first_row; row <= last_row; ++row) {
+            for (uint32_t column = first_column; column <= last_column; ++column) {
+                const uint64_t index = plane / planes * tiles + row * across + column;
+                // The arrays are in the file, so that this bounds the loops by its length.
+                if (index >= ifd.offsetsCount) return true;
+                const uint32_t at = static_cast<uint32_t>(index);
+                const int32_t top = static_cast<int32_t>(row * ifd.tileLength);
+                const int32_t left = static_cast<int32_t>(column * ifd.tileWidth);
+                const DngRect tile = {top, left, top + static_cast<int32_t>(ifd.tileLength),
+                                      left + static_cast<int32_t>(ifd.tileWidth)};
+                const uint64_t offset = value_of(stream, ifd.offsetsType, ifd.offsetsOffset, at);
+                const uint32_t bytes =
+                    at < ifd.byteCountsCount
+                        ? static_cast<uint32_t>(value_of(stream, ifd.byteCountsType, ifd.byteCountsOffset, at))
+                        : 0;
+                readTile(ifd, stream, image, intersection(tile, wanted), plane, planes, offset, bytes);
+            }
+        }
+    }
+    return true;
+}
+
+bool VorelDngReadImage::readTile(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const DngRect &area,
+                                 uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount) {
+    if (tileOffset >= stream.length() || area.empty()) return false;
+    const uint64_t left = stream.length() - tileOffset;
+    if (tileByteCount > left) tileByteCount = static_cast<uint32_t>(left);
+    switch (ifd.compression) {
+        case kUncompressed:
+            return readUncompressed(ifd, stream, image, area, plane, planes, tileOffset);
+        case kDeflate:
+            return readDeflated(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount);
+        case kJpeg:
+        case kLossyJpeg:
+            return readJPEG(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount);
+        default:
+            return false;
+    }
+}
+
+// Byte counts are not looked at: the rows say how much there is.
+bool VorelDngReadImage::readUncompressed(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image,
+                                         const DngRect &area, uint32_t plane, uint32_t planes, uint64_t tileOffset) {
+    const StoredSample stored = stored_sample(ifd, stream.isLittleEndian());
+    if (!stored.known()) return false;
+    const DngRect tile = tile_of(ifd, area);
+    const uint64_t row_bytes = stored.row_bytes(uint64_t{ifd.tileWidth} * planes);
+    // Reading begins with a sample that begins with a byte.
+    const uint64_t skip = static_cast<uint64_t>(area.left - tile.left) * planes;
+    const uint64_t lead = skip % StoredSample::kGroup, begin = (skip - lead) / StoredSample::kGroup * stored.bits;
+    const uint64_t count = uint64_t{area.width()} * planes;
+    const uint8_t *end = stream.data() + stream.length();
+    const RowWriter rows(image, area, plane, planes);
+    const uint32_t pixel_size = image.buffer().pixelSize;
+    const bool in_place = lead == 0 && rows.direct();
+    if (!in_place) scratch_.resize((lead + count) * sizeof(uint32_t));
+    for (int32_t row = area.top; row < area.bottom; ++row) {
+        const uint64_t at = tileOffset + static_cast<uint64_t>(row - tile.top) * row_bytes + begin;
+        // Of the row that the file ends in, the whole samples.
+        uint64_t there = lead + count;
+        if (!stream.holds(at, stored.row_bytes(there))) {
+            const uint64_t bytes = at < stream.length() ? stream.length() - at : 0;
+            there = bytes * 8 / stored.bits;
+            if (there <= lead) return false;
+        }
+        void *out = in_place ? rows.place(row) : scratch_.data();
+        if (!in_place) std::memset(scratch_.data(), 0, scratch_.size());
+        vorel::read_sample_row(stored, stream.data() + at, end, there, out);
+        if (!in_place) rows.put(row, scratch_.data() + lead * pixel_size);
+    }
+    return true;
+}
+
+bool VorelDngReadImage::decodePredictor(VorelDngIFD &ifd, VorelDngPixelBuffer &buffer) {
+    if (ifd.predictor == vorel::kPredictorNone || ifd.predictor == 0) return true;
+    const uint64_t distance = uint64_t{vorel::predictor_factor(ifd.predictor)} * buffer.planes;
+    const uint64_t count = uint64_t{buffer.area.width()} * buffer.planes;
+    if (distance == 0) return false;
+    for (int32_t row = buffer.area.top; row < buffer.area.bottom; ++row) {
+        uint8_t *start = static_cast<uint8_t *>(buffer.data) +
+                         static_cast<ptrdiff_t>(row - buffer.area.top) * buffer.rowStep * buffer.pixelSize;
+        if (vorel::is_float_predictor(ifd.predictor)) {
+            scratch_.resize(count * buffer.pixelSize);
+            vorel::regroup_floats(start, scratch_.data(), buffer.pixelSize, count, distance);
+        } else {
+            vorel::add_left(start, buffer.pixelSize, count, distance);
+        }
+    }
+    return true;
+}
+
+void VorelDngReadImage::doByteSwapBuffer(VorelDngPixelBuffer &buffer) {
+    for (int32_t row = buffer.area.top; row < buffer.area.bottom; ++row) {
+        uint8_t *start = static_cast<uint8_t *>(buffer.data) +
+                         static_cast<ptrdiff_t>(row - buffer.area.top) * buffer.rowStep * buffer.pixelSize;
+        const uint32_t count = buffer.area.width() * buffer.planes;
+        if (buffer.pixelSize == 2) doSwapBytes16(reinterpret_cast<uint16_t *>(start), count);
+        if (buffer.pixelSize == 4) doSwapBytes32(reinterpret_cast<uint32_t *>(start), count);
+    }
+}
+
+bool VorelDngReadImage::needsCompressedBuffer(const VorelDngIFD &ifd) const {
+    return ifd.compression == kJpeg || ifd.compression == kLossyJpeg;
+}
+
+// Row by row: whatever a stream says that it holds, one row of it is in memory. Rows behind damage stay 0.
+bool VorelDngReadImage::readDeflated(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image,
+                                     const DngRect &area, uint32_t plane, uint32_t planes, uint64_t tileOffset,
+                                     uint32_t tileByteCount) {
+    StoredSample stored = stored_sample(ifd, stream.isLittleEndian());
+    if (!stored.known()) return false;
+    const DngRect tile = tile_of(ifd, area);
+    const uint64_t tile_count = uint64_t{ifd.tileWidth} * planes;
+    const uint64_t row_bytes = stored.row_bytes(tile_count);
+    const bool floats = vorel::is_float_predictor(ifd.predictor), differences = vorel::is_horizontal(ifd.predictor);
+    const uint32_t sample_bytes = stored.bits / 8;
+    const bool whole_samples = stored.bits % 8 == 0;
+    // Differences are those of whole samples, of floats 2 to 4 bytes and of integers 1, 2 or 4.
+    if (floats && !(stored.is_float && whole_samples)) return false;
+    if (differences && !(whole_samples && sample_bytes != 3)) return false;
+    row_.resize(row_bytes);
+
+    VorelDngPixelBuffer buffer;
+    buffer.area = {0, 0, 1, static_cast<int32_t>(ifd.tileWidth)};
+    buffer.planes = planes, buffer.colStep = static_cast<int32_t>(planes), buffer.planeStep = 1;
+    buffer.rowStep = static_cast<int32_t>(tile_count);
+    buffer.pixelSize = sample_bytes, buffer.data = row_.data();
+
+    const RowWriter rows(image, area, plane, planes);
+    const uint64_t skip = static_cast<uint64_t>(area.left - tile.left) * planes;
+    samples_.resize(tile_count * sizeof(uint32_t) / sizeof(uint16_t));
+    vorel::InflateRows inflate(stream.data() + tileOffset, tileByteCount);
+    for (int32_t row = tile.top; row < area.bottom; ++row) {
+        if (!inflate.next(row_.data(), row_bytes)) return false;
+        if (row < area.top) continue;
+        StoredSample now = stored;
+        if (floats) {
+            // The planes of bytes have one order in files of either.
+            decodePredictor(ifd, buffer);
+            now.other_endian = std::endian::native == std::endian::little;
+        } else if (differences) {
+            if (stored.other_endian) doByteSwapBuffer(buffer);
+            decodePredictor(ifd, buffer);
+            now.other_endian = false;
+        }
+        vorel::read_sample_row(now, row_.data(), row_.data() + row_.size(), tile_count, samples_.data());
+        rows.put(row, reinterpret_cast<const uint8_t *>(samples_.data()) + skip * image.buffer().pixelSize);
+    }
+    return true;
+}
+
+bool VorelDngReadImage::readJPEG(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const DngRect &area,
+                                 uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount) {
+    if (!ifd.isBaselineJPEG()) {
+        return lossless_ && ifd.compression == kJpeg &&
+               readLosslessJPEG(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount);
+    }
+    if (image.getPixelType() != kPixelByte) return false;
+    // The decoder's entries take memory for a path before they look into it: a NUL ends it.
+    compressed_.assign(stream.data() + tileOffset, stream.data() + tileOffset + tileByteCount);
+    compressed_.push_back(0);
+    return decodeLossyJPEG(image, area, plane, planes, compressed_.data(), tileByteCount, tile_of(ifd, area)) ||
+           (lossless_ && ifd.compression == kJpeg &&
+            readLosslessJPEG(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount));
+}
+
+// Of a picture with fewer components than the image has planes R, G and B are equal; alpha is not stored.
+bool VorelDngReadImage::decodeLossyJPEG(VorelDngImage &image, const DngRect &area, uint32_t plane, uint32_t planes,
+                                        const uint8_t *data, uint32_t length, const DngRect &tile) {
+    constexpr int32_t kRgba = 7, kRgbaBytes = 4;
+    constexpr uint32_t kColours = 3;
+    // Writers fill tiles up to whole blocks.
+    constexpr int64_t kSlack = 64;
+    int32_t width = 0, height = 0;
+    if (!VjpgGetImageInfoFromBuffer(data, 0, static_cast<int32_t>(length), &width, &height)) return false;
+    if (width <= 0 || height <= 0 || width > tile.width() + kSlack || height > tile.height() + kSlack) return false;
+    const size_t bytes = static_cast<size_t>(width) * static_cast<size_t>(height) * kRgbaBytes;
+    if (row_.size() < bytes) row_.resize(bytes);
+    std::memset(row_.data(), 0, bytes);
+    if (!VjpgDecodeBufferOpt(data, row_.data(), static_cast<int32_t>(length), kRgba, 1, nullptr)) return false;
+    const int32_t bottom = std::min(area.bottom, tile.top + height), right = std::min(area.right, tile.left + width);
+    for (int32_t row = area.top; row < bottom; ++row) {
+        const uint8_t *pixel = row_.data() + (static_cast<size_t>(row - tile.top) * static_cast<size_t>(width) +
+                                              static_cast<size_t>(area.left - tile.left)) *
+                                                 kRgbaBytes;
+        for (int32_t column = area.left; column < right; ++column, pixel += kRgbaBytes) {
+            for (uint32_t i = 0; i < planes && plane + i < kColours; ++i) {
+                *image.at<uint8_t>(row, column, plane + i) = pixel[planes == 1 ? 0 : i];
+            }
+        }
+    }
+    return true;
+}
