@@ -132,6 +132,22 @@ bool VorelDngReadImage::read(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngI
     return true;
 }
 
+bool VorelDngReadImage::fillsAll(const VorelDngIFD &ifd, VorelDngStream &stream) const {
+    const StoredSample stored = stored_sample(ifd, true);
+    if (ifd.compression != kUncompressed || !stored.known() || ifd.tileWidth == 0 || ifd.tileLength == 0) return false;
+    const bool separate = ifd.planarConfiguration == 2;
+    const uint32_t planes = separate ? 1 : ifd.samplesPerPixel;
+    const uint64_t each = uint64_t{ifd.tilesAcross} * ifd.tilesDown, tiles = each * (separate ? ifd.samplesPerPixel : 1);
+    if (tiles > ifd.offsetsCount) return false;
+    const uint64_t row_bytes = stored.row_bytes(uint64_t{ifd.tileWidth} * planes);
+    for (uint32_t tile = 0; tile < tiles; ++tile) {
+        const uint32_t top = static_cast<uint32_t>(tile % each / ifd.tilesAcross) * ifd.tileLength;
+        const uint64_t rows = std::min(ifd.tileLength, ifd.height - top);
+        if (!stream.holds(value_of(stream, ifd.offsetsType, ifd.offsetsOffset, tile), rows * row_bytes)) return false;
+    }
+    return true;
+}
+
 bool VorelDngReadImage::readTile(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const DngRect &area,
                                  uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount) {
     if (tileOffset >= stream.length() || area.empty()) return false;

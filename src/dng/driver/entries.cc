@@ -1,0 +1,275 @@
+// The entries with a record, and those that decode in one call.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include <vorel/util.h>
+
+#include "dng/driver/decoder.h"
+#include "dng/driver/dng_entry.h"
+#include "dng/driver/entries.h"
+#include "dng/driver/file_bytes.h"
+#include "dng/driver/region.h"
+#include "util/atomics.h"
+
+using vorel::dng_entry;
+using vorel::FileBytes;
+using vorel::MallocBytes;
+
+namespace {
+
+constexpr size_t kRgbaBytes = 4;
+
+bool has_input(const uint8_t *buffer, int32_t length) { return buffer && length > 0; }
+
+// A develop writes width * height pixels: the caller's buffer cannot be as large as that where it does not fit in memory.
+bool has_output(const uint8_t *out, const decInfo *info) {
+    return out && info && uint64_t{info->width} * info->height <= SIZE_MAX / kRgbaBytes;
+}
+
+int32_t preview_size(const uint8_t *buffer, int32_t length, int32_t *widthOut, int32_t *heightOut) {
+    if (!has_input(buffer, length) || !widthOut || !heightOut) return -1;
+    return dng_entry(-1, -1, [&] {
+        VorelDngDecoder(buffer, length).parsePreviewSize(widthOut, heightOut);
+        return *widthOut > 0 && *heightOut > 0 ? 0 : -1;
+    });
+}
+
+int32_t decode_preview(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t width, int32_t height) {
+    if (!out || width < 1 || height < 1) return 0;
+    if (!has_input(buffer, length)) {
+        convertRGB2RGBA(out, width, height, nullptr, 0, 0);
+        return 0;
+    }
+    return dng_entry(0, 0, [&] {
+        VorelDngDecoder(buffer, length).decodePreviewImage(out, width, height);
+        return 0;
+    });
+}
+
+// The record of a running call stands in the first words of its options.
+class SharedRecord {
+  public:
+    SharedRecord(int32_t *options, decInfo *info) : options_(options) { put(info); }
+    ~SharedRecord() { put(nullptr); }
+    SharedRecord(const SharedRecord &) = delete;
+    SharedRecord &operator=(const SharedRecord &) = delete;
+
+  private:
+    // Another thread may read the words to cancel the call.
+    void put(decInfo *info) {
+        static_assert(sizeof info <= 2 * sizeof(int32_t));
+        int32_t words[2] = {};
+        std::memcpy(words, &info, sizeof info);
+        for (int i = 0; i < 2; ++i) vorel::store_relaxed(&options_[VDNG_OPTION_INFO + i], words[i]);
+    }
+
+    int32_t *options_;
+};
+
+int32_t reduced_side(uint32_t side, int32_t factor) {
+    const long reduced = std::lroundf(static_cast<float>(side) / static_cast<float>(factor));
+    return static_cast<int32_t>(std::max(reduced, 1L));
+}
+
+// Decodes into out, or where that is null into new pixels that go to *pixels. 1 or a status.
+int32_t decode_buffer(const uint8_t *buffer, int32_t length, uint8_t *out, uint8_t **pixels, int32_t *options) {
+    if (!has_input(buffer, length)) return VDNG_EMPTY;
+    if (!options) return VDNG_FAILED;
+    return dng_entry<int32_t>(VDNG_NO_MEMORY, VDNG_FAILED, [&]() -> int32_t {
+        decInfo info = {};
+        info.noiseStrength = options[VDNG_OPTION_STRENGTH];
+        const int32_t factor = std::max(options[VDNG_OPTION_FACTOR], 1);
+        if (!VorelDngDecoder(buffer, length).parseSize(&info)) return VDNG_FAILED;
+        if (info.width != 0 && info.height != 0) {
+            if (info.cropWidth >= 0) info.width = static_cast<uint32_t>(info.cropWidth);
+            if (info.cropHeight >= 0) info.height = static_cast<uint32_t>(info.cropHeight);
+        }
+        if (info.width == 0 || info.height == 0) return VDNG_NO_SIZE;
+        const SharedRecord record(options, &info);
+        VorelDngDecoder decoder(buffer, length);
+        const size_t bytes = size_t{info.width} * info.height * kRgbaBytes;
+        // Required: four times as much as is needed. Pages that are not touched cost nothing.
+        MallocBytes whole(factor > 1 || !out ? static_cast<uint8_t *>(std::calloc(bytes, 4)) : nullptr);
+        if (!whole && (factor > 1 || !out)) return VDNG_NO_MEMORY;
+        const int32_t status = decoder.decode(whole ? whole.get() : out, &info) ? 1 : VDNG_FAILED;
+        options[VDNG_OPTION_WIDTH] = static_cast<int32_t>(info.width);
+        options[VDNG_OPTION_HEIGHT] = static_cast<int32_t>(info.height);
+        if (status != 1) return status;
+        if (factor > 1) {
+            const int32_t width = reduced_side(info.width, factor), height = reduced_side(info.height, factor);
+            MallocBytes small;
+            if (!out) {
+                small.reset(static_cast<uint8_t *>(
+                    std::calloc(static_cast<size_t>(width) * static_cast<size_t>(height), kRgbaBytes)));
+                if (!small) return VDNG_NO_MEMORY;
+            }
+            vorel_resize_rgba8888(whole.get(), out ? out : small.get(), static_cast<int32_t>(info.width),
+                                  static_cast<int32_t>(info.height), width, height);
+            whole = std::move(small);
+        }
+        if (!out) *pixels = whole.release();
+        return 1;
+    });
+}
+
+}  // namespace
+
+int32_t parseDNGImageBuffer_for_RD(uint8_t *buffer, int32_t length, decInfo *info, VorelDngDecoder **handleOut) {
+    return dng_entry<int32_t>(VDNG_FAILED, VDNG_FAILED, [&]() -> int32_t {
+        auto decoder = std::make_unique<VorelDngDecoder>(buffer, length);
+        if (!decoder->parseSize_for_RD(info)) return VDNG_FAILED;
+        *handleOut = decoder.release();
+        return 1;
+    });
+}
+
+int32_t decodeDNGImageBuffer_for_RD(const uint8_t *buffer, int32_t length, uint8_t *out, decInfo *info,
+                                    VorelDngDecoder *handle) {
+    info->handle = handle;
+    VorelDngDecoder(buffer, length).decode_for_RD(out, info);
+    return 1;
+}
+
+extern "C" {
+
+int32_t parseDNGImageBuffer(const uint8_t *buffer, int32_t length, decInfo *info) {
+    if (!has_input(buffer, length) || !info) return -1;
+    return dng_entry(-1, -1, [&] { return VorelDngDecoder(buffer, length).parseSize(info) ? 0 : -1; });
+}
+
+int32_t decodeDNGImageBuffer(const uint8_t *buffer, int32_t length, uint8_t *out, decInfo *info) {
+    if (!has_output(out, info)) return 0;
+    return dng_entry(0, 0, [&] {
+        VorelDngDecoder(buffer, length).decode(out, info);
+        return 0;
+    });
+}
+
+int32_t parseDNGImageBuffer_for_RD(const uint8_t *buffer, int32_t length, decInfo *info) {
+    if (!has_input(buffer, length) || !info) return -1;
+    VorelDngDecoder *handle = nullptr;
+    if (parseDNGImageBuffer_for_RD(const_cast<uint8_t *>(buffer), length, info, &handle) != 1) return -1;
+    info->handle = handle;
+    return 0;
+}
+
+int32_t decodeDNGImageBuffer_for_RD(const uint8_t *buffer, int32_t length, uint8_t *out, decInfo *info) {
+    if (!has_output(out, info)) return 0;
+    return dng_entry(0, 0, [&] {
+        VorelDngDecoder(buffer, length).decode_for_RD(out, info);
+        return 0;
+    });
+}
+
+int32_t finalizeHandle(decInfo *info) {
+    if (info) {
+        delete static_cast<VorelDngDecoder *>(info->handle);
+        info->handle = nullptr;
+    }
+    return 0;
+}
+
+int32_t CancleDngDecode(void *handle) {
+    if (handle) static_cast<VorelDngDecoder *>(handle)->cancel();
+    return 0;
+}
+
+int32_t cancelDecoding_for_RD(decInfo *info) { return CancleDngDecode(info ? info->handle : nullptr); }
+
+int32_t VDngCancelDecoding(decInfo *info) {
+    if (!info) return 0;
+    vorel::store_relaxed(&info->cancelFlag, 1);
+    return 1;
+}
+
+int32_t parseDNGPreviewImageBuffer(const uint8_t *buffer, int32_t length, int32_t *widthOut, int32_t *heightOut) {
+    return preview_size(buffer, length, widthOut, heightOut);
+}
+
+int32_t parseDNGPreviewImageBuffer2(const uint8_t *buffer, int32_t length, int32_t *widthOut, int32_t *heightOut) {
+    return preview_size(buffer, length, widthOut, heightOut);
+}
+
+int32_t decodeDNGPreviewImageBuffer(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t width,
+                                    int32_t height) {
+    return decode_preview(buffer, length, out, width, height);
+}
+
+int32_t decodeDNGPreviewImageBuffer2(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t width,
+                                     int32_t height) {
+    return decode_preview(buffer, length, out, width, height);
+}
+
+int32_t vorel_dng_develop_preview(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t width, int32_t height,
+                                  decInfo *info) {
+    if (!has_input(buffer, length) || !out || !info || width < 1 || height < 1) return 0;
+    return dng_entry(0, 0, [&] { return VorelDngDecoder(buffer, length).developPreview(out, width, height, info); });
+}
+
+uint8_t *VDngDecodeBuffer(const uint8_t *buffer, int32_t length, int32_t, int32_t *options) {
+    uint8_t *pixels = nullptr;
+    return decode_buffer(buffer, length, nullptr, &pixels, options) == 1 ? pixels : nullptr;
+}
+
+uint8_t *VDngDecodeFile(const char *path, int32_t unused, int32_t *options) {
+    MallocBytes bytes;
+    int32_t length = 0;
+    if (vorel::read_file(path, &bytes, &length) != FileBytes::kRead) return nullptr;
+    return VDngDecodeBuffer(bytes.get(), length, unused, options);
+}
+
+int32_t VDngDecodeBuffer2Buf(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t, int32_t, int32_t *options) {
+    return out ? decode_buffer(buffer, length, out, nullptr, options) : VDNG_FAILED;
+}
+
+int32_t VDngDecodeFile2Buf(const char *path, uint8_t *out, int32_t unused1, int32_t unused2, int32_t *options) {
+    MallocBytes bytes;
+    int32_t length = 0;
+    switch (vorel::read_file(path, &bytes, &length)) {
+        case FileBytes::kNotOpened:
+            return VDNG_NOT_OPENED;
+        case FileBytes::kEmpty:
+            return VDNG_NO_SIZE;
+        case FileBytes::kNotRead:
+            return VDNG_EMPTY;
+        case FileBytes::kNoMemory:
+            return VDNG_NO_MEMORY;
+        case FileBytes::kRead:
+            break;
+    }
+    // Required: of a failed develop the same as without memory.
+    const int32_t status = VDngDecodeBuffer2Buf(bytes.get(), length, out, unused1, unused2, options);
+    return status == 1 ? 1 : VDNG_NO_MEMORY;
+}
+
+int32_t VDngParseMetaDataBA(const uint8_t *buffer, int32_t length, VDngMetaData *out) {
+    if (!has_input(buffer, length) || !out) return 0;
+    return dng_entry(0, 0, [&] { return VorelDngDecoder(buffer, length).parseSummary(out); });
+}
+
+int32_t VDngParseMetaData(const char *path, VDngMetaData *out) {
+    MallocBytes bytes;
+    int32_t length = 0;
+    if (vorel::read_file(path, &bytes, &length) != FileBytes::kRead) return 0;
+    return VDngParseMetaDataBA(bytes.get(), length, out);
+}
+
+void BgrToBgra(const uint8_t *src, int32_t srcStride, uint8_t *dst, int32_t dstStride, int32_t width, int32_t height) {
+    if (width < 1 || height < 1 || dstStride < 0) return;
+    vorel::expand_rows(src, srcStride, dst, static_cast<uint64_t>(dstStride), static_cast<uint32_t>(width),
+                       static_cast<uint32_t>(height));
+}
+
+void convertRGB2RGBA(uint8_t *out, int32_t width, int32_t height, const uint8_t *pixels, int32_t sourceColumns,
+                     int32_t sourceRows) {
+    if (width < 1 || height < 1) return;
+    const size_t stride = static_cast<size_t>(width) * kRgbaBytes;
+    std::memset(out, 0, stride * static_cast<size_t>(height));
+    const int32_t columns = std::min(width, sourceColumns), rows = std::min(height, sourceRows);
+    if (columns < 1 || rows < 1) return;
+    vorel::expand_rows(pixels, int64_t{sourceColumns} * 3, out, stride, static_cast<uint32_t>(columns),
+                       static_cast<uint32_t>(rows));
+}
+
+}  // extern "C"
