@@ -66,13 +66,7 @@ enum {
 typedef int32_t VDngOptionWords[VDNG_OPTION_WORDS];
 
 /* Statuses of the VDng and Dng entries. */
-enum {
-    VDNG_EMPTY = -7,
-    VDNG_FAILED = -8,
-    VDNG_NO_SIZE = -9,
-    VDNG_NO_MEMORY = -10,
-    VDNG_NOT_OPENED = -11
-};
+enum { VDNG_EMPTY = -7, VDNG_FAILED = -8, VDNG_NO_SIZE = -9, VDNG_NO_MEMORY = -10, VDNG_NOT_OPENED = -11 };
 
 /* ---- With a record -------------------------------------------------------------------------------------------- */
 
@@ -136,8 +130,8 @@ VOREL_API int32_t VDngDecodeFile2Buf(const char *path, uint8_t *out, int32_t unu
 VOREL_API int64_t DngNewInstanceBuffer(uint8_t *buffer, int32_t length, VDngRegionInstance **instanceOut);
 /* The instance owns what is read. Required: VDNG_EMPTY for an empty file, VDNG_NO_SIZE for one that cannot be read. */
 VOREL_API int64_t DngNewInstanceFile(const char *path, VDngRegionInstance **instanceOut);
-/* A rectangle as new pixels that the caller frees with free(). Null on failure. Required: four zeros give a block without
- * pixels. */
+/* A rectangle as new pixels that the caller frees with free(). Null on failure. Required: four zeros give a block
+ * without pixels. */
 VOREL_API uint8_t *DngDecodeRegion(int32_t top, int32_t bottom, int32_t left, int32_t right, int32_t *options,
                                    void *handle, VDngRegionInstance *instance);
 /* The same into out. 1, or -1 for an empty rectangle, no handle or a failure. */

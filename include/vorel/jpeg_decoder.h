@@ -405,6 +405,26 @@ VOREL_API uint32_t BRIMJ_GetCurrentSnapshotNumber(JpegInfo *jpegInfo);
 /* The logarithm to base 2, rounded down; -1 for 0. */
 VOREL_API int32_t BRIMJ_LOGN(uint32_t n);
 
+/* ---- Lossless frames ------------------------------------------------------------------------------------------ */
+
+/* What a lossless Huffman frame (SOF3, T.81 annex H) holds. */
+typedef struct VorelLosslessFrame {
+    int32_t width, height;
+    int32_t components; /* 1 to 4, not subsampled */
+    int32_t precision;  /* bits, 2 to 16 */
+} VorelLosslessFrame;
+
+/* Receives row number `row` of the picture: width * components interleaved samples, which are gone when it returns.
+ * Nonzero ends the decode. */
+typedef int32_t (*VorelLosslessRow)(void *user, int32_t row, const uint16_t *samples);
+
+/* Reads the header of a lossless frame from memory. 1, or 0 for anything else. */
+VOREL_API int32_t vorel_jpeg_lossless_frame(const uint8_t *data, int32_t length, VorelLosslessFrame *frame);
+/* Decodes a lossless frame of one interleaved scan, rows from the top: all predictors, point transforms, and restart
+ * intervals of whole rows. Returns the number of rows that were delivered, those in front of the first damage; 0 for
+ * anything else than such a frame, and without memory. */
+VOREL_API int32_t vorel_jpeg_decode_lossless(const uint8_t *data, int32_t length, VorelLosslessRow receive, void *user);
+
 VOREL_END_DECLS
 
 #endif

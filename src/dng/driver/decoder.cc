@@ -106,7 +106,8 @@ void VorelDngDecoder::useUserBlackWhiteLevel(const decInfo *info) {
     constexpr uint32_t kMostRepeats = 8;
     VorelDngIFD *main = file_->mainIFD();
     const uint32_t rows = info->userBlackRepeatRows, columns = info->userBlackRepeatColumns;
-    if (!main || info->useUserLevels != 1 || rows == 0 || columns == 0 || rows > kMostRepeats || columns > kMostRepeats) {
+    if (!main || info->useUserLevels != 1 || rows == 0 || columns == 0 || rows > kMostRepeats ||
+        columns > kMostRepeats) {
         return;
     }
     main->blackRepeatRows = rows, main->blackRepeatColumns = columns;

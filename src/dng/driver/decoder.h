@@ -20,8 +20,8 @@ namespace vorel {
 // The rectangle that a develop of a part works on: the one that is wanted with a margin for what looks at neighbours.
 struct DevelopRegion {
     bool set = false;
-    DngRect wanted;            // in the active area, as asked for
-    DngRect working;           // inside the active area, with the margin; empty when the two do not meet
+    DngRect wanted;   // in the active area, as asked for
+    DngRect working;  // inside the active area, with the margin; empty when the two do not meet
     int32_t marginV = 0, marginH = 0;
 };
 

@@ -86,8 +86,8 @@ int32_t VorelDngDecoder::decodePreviewImage(uint8_t *out, int32_t width, int32_t
     if (!image || image->getBounds().empty()) return 0;
     const std::unique_ptr<VorelDngImage> rgb = as_rgb(*image);
     const DngRect &bounds = rgb->getBounds();
-    convertRGB2RGBA(out, width, height, rgb->at<uint8_t>(bounds.top, bounds.left),
-                    static_cast<int32_t>(bounds.width()), static_cast<int32_t>(bounds.height()));
+    convertRGB2RGBA(out, width, height, rgb->at<uint8_t>(bounds.top, bounds.left), static_cast<int32_t>(bounds.width()),
+                    static_cast<int32_t>(bounds.height()));
     return 1;
 }
 

@@ -35,14 +35,16 @@ int32_t held(int64_t value, int64_t most) { return static_cast<int32_t>(std::cla
 void VorelDngDecoder::setRDArea(const decInfo *info) {
     VorelDngIFD *main = file_->mainIFD();
     region_ = {};
-    if (!main || !main->hasImage() || info->regionTop >= info->regionBottom || info->regionLeft >= info->regionRight) return;
+    if (!main || !main->hasImage() || info->regionTop >= info->regionBottom || info->regionLeft >= info->regionRight)
+        return;
     statedArea_ = main->activeArea;
     region_.set = true;
     region_.wanted = {info->regionTop, info->regionLeft, info->regionBottom, info->regionRight};
     const int32_t v = region_.marginV = vorel::region_margin(info->regionTop);
     const int32_t h = region_.marginH = vorel::region_margin(info->regionLeft);
     const int64_t height = statedArea_.height(), width = statedArea_.width();
-    const DngRect inside = intersection(region_.wanted, {0, 0, static_cast<int32_t>(height), static_cast<int32_t>(width)});
+    const DngRect inside =
+        intersection(region_.wanted, {0, 0, static_cast<int32_t>(height), static_cast<int32_t>(width)});
     if (!inside.empty()) {
         region_.working = {held(int64_t{info->regionTop} - v, height), held(int64_t{info->regionLeft} - h, width),
                            held(int64_t{info->regionBottom} + v, height), held(int64_t{info->regionRight} + h, width)};

@@ -234,9 +234,10 @@ void VorelDngDecoder::put_picture(uint8_t *out, uint32_t width, uint32_t height,
         if (high > 0 && wide > 0) {
             const uint8_t *source = finalImage_->at<uint8_t>(bounds.top + static_cast<int32_t>(from_row),
                                                              bounds.left + static_cast<int32_t>(from_column));
-            vorel::expand_rows(source, finalImage_->buffer().rowStep, out + static_cast<uint64_t>(to_row) * stride +
-                               static_cast<uint64_t>(to_column) * kRgbaBytes, stride, static_cast<uint32_t>(wide),
-                               static_cast<uint32_t>(high));
+            vorel::expand_rows(
+                source, finalImage_->buffer().rowStep,
+                out + static_cast<uint64_t>(to_row) * stride + static_cast<uint64_t>(to_column) * kRgbaBytes, stride,
+                static_cast<uint32_t>(wide), static_cast<uint32_t>(high));
         }
     }
     if (info->noiseStrength > 0 && rows > 0) {

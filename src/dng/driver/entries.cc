@@ -22,7 +22,8 @@ constexpr size_t kRgbaBytes = 4;
 
 bool has_input(const uint8_t *buffer, int32_t length) { return buffer && length > 0; }
 
-// A develop writes width * height pixels: the caller's buffer cannot be as large as that where it does not fit in memory.
+// A develop writes width * height pixels: the caller's buffer cannot be as large as that where it does not fit in
+// memory.
 bool has_output(const uint8_t *out, const decInfo *info) {
     return out && info && uint64_t{info->width} * info->height <= SIZE_MAX / kRgbaBytes;
 }

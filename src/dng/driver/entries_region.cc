@@ -27,7 +27,8 @@ bool valid_rectangle(int32_t top, int32_t bottom, int32_t left, int32_t right) {
 bool rectangle_size(int32_t top, int32_t bottom, int32_t left, int32_t right, decInfo *info, size_t *bytes) {
     constexpr uint64_t kMost = vorel::kMaxDngPixels, kRgbaBytes = 4;
     const int64_t height = int64_t{bottom} - top, width = int64_t{right} - left;
-    if (height < 0 || width < 0 || (width > 0 && static_cast<uint64_t>(height) > kMost / static_cast<uint64_t>(width))) {
+    if (height < 0 || width < 0 ||
+        (width > 0 && static_cast<uint64_t>(height) > kMost / static_cast<uint64_t>(width))) {
         return false;
     }
     info->height = static_cast<uint32_t>(height), info->width = static_cast<uint32_t>(width);

@@ -29,7 +29,8 @@ void expand_rows(const uint8_t *src, int64_t src_stride, uint8_t *dst, uint64_t 
     for (uint32_t row = 0; row < height; ++row, src += src_stride, dst += dst_stride) {
         const uint8_t *in = src;
         uint8_t *out = dst;
-        for (uint32_t i = 0; i < width; ++i, in += 3, out += 4) out[0] = in[0], out[1] = in[1], out[2] = in[2], out[3] = 255;
+        for (uint32_t i = 0; i < width; ++i, in += 3, out += 4)
+            out[0] = in[0], out[1] = in[1], out[2] = in[2], out[3] = 255;
     }
 }
 

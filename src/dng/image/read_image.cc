@@ -1,10 +1,12 @@
 #include "dng/image/read_image.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
 #include <vorel/dng_samples.h>
 #include <vorel/frame.h>
+#include <vorel/jpeg_decoder.h>
 
 #include "dng/base/limits.h"
 #include "dng/image/inflate_rows.h"
@@ -137,7 +139,8 @@ bool VorelDngReadImage::fillsAll(const VorelDngIFD &ifd, VorelDngStream &stream)
     if (ifd.compression != kUncompressed || !stored.known() || ifd.tileWidth == 0 || ifd.tileLength == 0) return false;
     const bool separate = ifd.planarConfiguration == 2;
     const uint32_t planes = separate ? 1 : ifd.samplesPerPixel;
-    const uint64_t each = uint64_t{ifd.tilesAcross} * ifd.tilesDown, tiles = each * (separate ? ifd.samplesPerPixel : 1);
+    const uint64_t each = uint64_t{ifd.tilesAcross} * ifd.tilesDown,
+                   tiles = each * (separate ? ifd.samplesPerPixel : 1);
     if (tiles > ifd.offsetsCount) return false;
     const uint64_t row_bytes = stored.row_bytes(uint64_t{ifd.tileWidth} * planes);
     for (uint32_t tile = 0; tile < tiles; ++tile) {
@@ -318,4 +321,80 @@ bool VorelDngReadImage::decodeLossyJPEG(VorelDngImage &image, const DngRect &are
         }
     }
     return true;
+}
+
+namespace {
+
+// Rows of a lossless frame on their way into a tile. A frame's rows need not be the tile's: writers split a row into
+// two components, or join two rows; the samples are the same, one after the other.
+struct LosslessTile {
+    const RowWriter &rows;
+    DngRect area;
+    int32_t top;                 // of the tile
+    uint64_t row_samples, skip;  // of the tile's rows, and of those in front of the area
+    uint64_t frame_row_samples;
+    bool bytes;                  // the image's samples
+    std::vector<uint16_t> &row;  // gathered
+    uint64_t gathered = 0;
+    int64_t next = 0;  // row of the tile
+
+    bool put_row(const uint16_t *samples) {
+        const int64_t at = top + next++;
+        if (at < area.top) return false;
+        if (at >= area.bottom) return true;
+        samples += skip;
+        if (!bytes) {
+            rows.put(static_cast<int32_t>(at), samples);
+            return at + 1 == area.bottom;
+        }
+        narrow.resize(row_samples);
+        for (uint64_t i = 0; i + skip < row_samples; ++i)
+            narrow[i] = static_cast<uint8_t>(std::min<uint32_t>(samples[i], 255));
+        rows.put(static_cast<int32_t>(at), narrow.data());
+        return at + 1 == area.bottom;
+    }
+    std::vector<uint8_t> narrow = {};
+
+    static int32_t receive(void *user, int32_t, const uint16_t *samples) {
+        LosslessTile &tile = *static_cast<LosslessTile *>(user);
+        if (tile.frame_row_samples == tile.row_samples) return tile.put_row(samples);
+        for (uint64_t left = tile.frame_row_samples; left != 0;) {
+            const uint64_t some = std::min(left, tile.row_samples - tile.gathered);
+            std::copy(samples, samples + some, tile.row.begin() + static_cast<ptrdiff_t>(tile.gathered));
+            samples += some, left -= some, tile.gathered += some;
+            if (tile.gathered < tile.row_samples) break;
+            tile.gathered = 0;
+            if (tile.put_row(tile.row.data())) return 1;
+        }
+        return 0;
+    }
+};
+
+}  // namespace
+
+bool VorelDngReadImage::readLosslessJPEG(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image,
+                                         const DngRect &area, uint32_t plane, uint32_t planes, uint64_t tileOffset,
+                                         uint32_t tileByteCount) {
+    const uint8_t *data = stream.data() + tileOffset;
+    const int32_t length = static_cast<int32_t>(std::min<uint32_t>(tileByteCount, INT32_MAX));
+    VorelLosslessFrame frame;
+    if (image.getPixelType() != kPixelShort && image.getPixelType() != kPixelByte) return false;
+    if (!vorel_jpeg_lossless_frame(data, length, &frame)) return false;
+    const DngRect tile = tile_of(ifd, area);
+    const RowWriter rows(image, area, plane, planes);
+    LosslessTile target = {rows,
+                           area,
+                           tile.top,
+                           uint64_t{ifd.tileWidth} * planes,
+                           static_cast<uint64_t>(area.left - tile.left) * planes,
+                           static_cast<uint64_t>(frame.width) * static_cast<uint64_t>(frame.components),
+                           image.getPixelType() == kPixelByte,
+                           samples_};
+    // Frames of a height of the tile's may be wider than it; no others belong to it.
+    const uint64_t frame_samples = target.frame_row_samples * static_cast<uint64_t>(frame.height);
+    const uint64_t tile_samples = target.row_samples * ifd.tileLength;
+    if (target.frame_row_samples != target.row_samples && frame_samples % target.row_samples != 0) return false;
+    if (frame_samples > tile_samples && target.frame_row_samples != target.row_samples) return false;
+    samples_.resize(target.row_samples);
+    return vorel_jpeg_decode_lossless(data, length, LosslessTile::receive, &target) > 0;
 }

@@ -4,6 +4,7 @@
 #endif
 
 #include "jpeg/decoder/entropy/entropy_run.inc"
+#include "jpeg/decoder/entropy/lossless_run.inc"
 #include "jpeg/decoder/entropy/progressive_run.inc"
 
 namespace vorel {

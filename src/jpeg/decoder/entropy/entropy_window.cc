@@ -8,7 +8,8 @@ namespace {
 
 const uint8_t *memory_end(const IoInfo *io) { return static_cast<const uint8_t *>(io->source) + io->size; }
 
-// Copies stream bytes from `from` on, without stuffing, until a marker, `limit`, or something odd.
+}  // namespace
+
 void unstuff(EntropyWindow *window, const uint8_t *from, const uint8_t *limit, const uint8_t *readable_end) {
     uint8_t *to = window->data;
     window->end_kind = WindowEnd::kMore;
@@ -35,6 +36,8 @@ void unstuff(EntropyWindow *window, const uint8_t *from, const uint8_t *limit, c
     const size_t padding = window->end_kind == WindowEnd::kMarker ? mcu_bytes_ahead(kMaxBlocksInMcu) : 8;
     std::memset(to, 0, padding);
 }
+
+namespace {
 
 // Moves the stream buffer to `raw`. In memory that may be many blocks ahead: the counters become what steps of 16384
 // bytes would have made them.

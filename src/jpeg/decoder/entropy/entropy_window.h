@@ -67,8 +67,27 @@ using RunFn = int32_t (*)(const RunPlan &plan, EntropyWindow *window, int32_t co
                           uint8_t *last, RunStop *stop);
 // The same for the MCUs of a progressive scan, which never are bad.
 using PassFn = int32_t (*)(ScanReader *scan, const PassTarget &to, int32_t count, RunStop *stop);
+
+// The differences of a lossless frame (T.81 annex H), one of each component in turn.
+constexpr int32_t kMostLosslessComponents = 4;
+struct LosslessPlan {
+    struct Component {
+        const uint32_t *entries;
+        const DerivedTable *table;
+    };
+    Component components[kMostLosslessComponents];
+    int32_t count;
+};
+// Decodes up to `count` groups of differences, modulo 2^16; returns how many were done and says why it stopped. With
+// kOutOfBits the last one is no more than what zeros behind the data decode to.
+using LosslessFn = int32_t (*)(const LosslessPlan &plan, EntropyWindow *window, int32_t count, uint16_t *differences,
+                               RunStop *stop);
+// Most that a group of `components` reads, and what the reservoir loads ahead: 16 bits of code and 15 of value each.
+constexpr int32_t lossless_bytes_ahead(int32_t components) { return 4 * components + 16; }
+
 struct RunTable {
     RunFn full, scaled, dc, skip;
+    LosslessFn lossless;
     PassFn passes[4];  // by Pass
 };
 // The loops for this processor.
@@ -81,6 +100,10 @@ extern const RunTable kBmi2Runs;
 
 // Makes the skip entries of the plan where there are none. False when out of memory.
 bool prepare_walks(ScanReader *scan);
+
+// Fills the window's data from memory in [from, limit): up to a marker, to fill bytes, or to limit. readable_end: of
+// the memory. Behind a marker zeros follow.
+void unstuff(EntropyWindow *window, const uint8_t *from, const uint8_t *limit, const uint8_t *readable_end);
 
 // Opens the window at the reader's position. False when the plain path has to go on.
 bool open_window(ScanReader *scan);

@@ -75,7 +75,7 @@ bool fill_derived(DerivedTable *table, const RawHuffTable *raw, bool is_dc) {
     }
     if (is_dc) {
         for (int32_t i = 0; i < count; ++i) {
-            if (raw->symbols[i] > 15) return false;
+            if (raw->symbols[i] > (table->lossless ? 16 : 15)) return false;
         }
     }
     return true;
@@ -96,13 +96,16 @@ int32_t value_ahead(uint32_t ahead, int32_t look_bits, int32_t code_bits, int32_
 }
 
 void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
-    for (uint32_t ahead = 0; ahead < 1u << kDcLookBits; ++ahead) {
-        const Code code = find_code(table, ahead << (16 - kDcLookBits), kDcLookBits);
+    const int32_t look_bits = table->look_bits;
+    for (uint32_t ahead = 0; ahead < 1u << look_bits; ++ahead) {
+        const Code code = find_code(table, ahead << (16 - look_bits), look_bits);
         const int32_t size = code.symbol;
         if (!code.length) {
             entries[ahead] = pack_special(kEntryLongCode, 0, 0, 0);
-        } else if (code.length + size <= kDcLookBits) {
-            entries[ahead] = pack_value(code.length + size, 0, value_ahead(ahead, kDcLookBits, code.length, size));
+        } else if (size == kLosslessWholeSize) {
+            entries[ahead] = pack_value(code.length, 0, kLosslessWholeValue);
+        } else if (code.length + size <= look_bits) {
+            entries[ahead] = pack_value(code.length + size, 0, value_ahead(ahead, look_bits, code.length, size));
         } else {
             entries[ahead] = pack_special(kEntryLongValue, code.length, 0, static_cast<uint32_t>(size));
         }
@@ -167,7 +170,9 @@ void build_skip_table(const DerivedTable *table, uint16_t *entries) {
 
 }  // namespace
 
-bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTable **out) {
+namespace {
+
+bool derive(const RawHuffTable &raw, bool is_dc, bool lossless, int32_t look_bits, DerivedTable **out) {
     if (!*out) {
         *out = static_cast<DerivedTable *>(BRIM_FakeMalloc(nullptr, sizeof(DerivedTable)));
         if (!*out) {
@@ -177,8 +182,7 @@ bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTa
         std::memset(*out, 0, sizeof **out);
     }
     DerivedTable *table = *out;
-    const int32_t look_bits = is_dc ? kDcLookBits : ac_look_bits(number);
-    const bool same = table->is_dc == is_dc && table->look_bits == look_bits;
+    const bool same = table->is_dc == is_dc && table->lossless == lossless && table->look_bits == look_bits;
     if (table->valid && same && std::memcmp(&table->raw, &raw, sizeof raw) == 0) return true;
     os_release(table->fast);
     os_release(table->skip);
@@ -186,9 +190,20 @@ bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTa
     table->raw = raw;
     table->rawTable = &table->raw;
     table->is_dc = is_dc;
+    table->lossless = lossless;
     table->look_bits = look_bits;
     table->valid = fill_derived(table, &table->raw, is_dc);
     return table->valid;
+}
+
+}  // namespace
+
+bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTable **table) {
+    return derive(raw, is_dc, false, is_dc ? kDcLookBits : ac_look_bits(number), table);
+}
+
+bool derive_lossless_table(const RawHuffTable &raw, DerivedTable **table) {
+    return derive(raw, true, true, kLosslessLookBits, table);
 }
 
 void find_end_of_block(const DerivedTable *table, uint32_t *code, uint32_t *bits) {

@@ -13,6 +13,7 @@ struct DerivedTable {
     // inside
     vorel::RawHuffTable raw;  // what the table was made of: a stream may define its tables again between scans
     bool is_dc;
+    bool lossless;  // DC with the size 16 of lossless frames
     bool valid;
     int32_t look_bits;  // that `fast` looks at; `skip` looks at one more
     uint32_t *fast;     // whole symbols with their values, see below; null until asked for
@@ -38,6 +39,12 @@ constexpr int kKeepDc = 1;
 // An AC entry is a value exactly when its upper half is not 0.
 constexpr int kMostAcLookBits = 11;
 constexpr int kDcLookBits = 9;
+// Differences of whole samples are larger.
+constexpr int kLosslessLookBits = 12;
+// T.81 H.1.2.2: a code of size 16 has no value bits; samples are differences modulo 2^16, so that 32768 is as good as
+// this.
+constexpr int kLosslessWholeSize = 16;
+constexpr int kLosslessWholeValue = -32768;
 
 // Of AC tables, those but the first serve chroma, whose values are small: with half the entries the look-ups of a
 // picture and a batch of its coefficients stay in 32 KiB of first-level cache.
@@ -74,6 +81,8 @@ constexpr int32_t extend(int32_t raw, int32_t size) {
 // for counts that no prefix code has, for a DC symbol above 15, and when out of memory, which sets the error word.
 // `number` is that of the raw table, 0 to 3, by which streams tell luma from chroma.
 bool derive_table(const RawHuffTable &raw, bool is_dc, int32_t number, DerivedTable **table);
+// The same for the differences of a lossless frame (T.81 H.1.2.2), with symbols up to 16.
+bool derive_lossless_table(const RawHuffTable &raw, DerivedTable **table);
 void release_table(DerivedTable *table);
 
 // The code of symbol 0, the end of a block, and its length; length 0 where the table has none.
