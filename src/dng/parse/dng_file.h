@@ -83,12 +83,28 @@ class DngFile {
     uint32_t entriesWalked() const { return entriesWalked_; }
 
   private:
+    // A directory of a maker note that was found inside another.
+    struct MakerDirectory {
+        uint64_t offset, base, minOffset, maxOffset;
+        uint32_t parentCode;
+        bool littleEndian;
+    };
+
     VorelDngIFD *at(int32_t index) const;
+    // Whether a directory may be walked: one more, and not yet for this kind of parent.
     bool visit(uint32_t kind, uint64_t offset);
+    template <typename Entry>
+    bool walkEntries(VorelDngStream &from, uint64_t offset, uint64_t base, const Entry &entry);
+    void followChain(VorelDngStream &from);
+    void followSubIFDs(VorelDngStream &from, VorelDngIFD &root, DngIfds &into);
+    void followExif(VorelDngStream &from);
+    void parseExtraProfiles(VorelDngStream &from);
+    void fillMetadata();
 
     uint32_t magic_ = 0;
     uint32_t ifdsWalked_ = 0, entriesWalked_ = 0, entriesValidated_ = 0;
     std::vector<std::pair<uint32_t, uint64_t>> visited_;  // kind of directory, offset
+    std::vector<MakerDirectory> makerDirectories_;
 };
 
 }  // namespace vorel

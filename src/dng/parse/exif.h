@@ -82,8 +82,9 @@ class VorelDngExif {
                       uint32_t tagCount, uint64_t offset);
     bool parseExifTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType,
                       uint32_t tagCount, uint64_t offset);
-    bool parseGpsTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType, uint32_t tagCount,
-                     uint64_t offset);
-    bool parseInteroperabilityTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType,
-                                  uint32_t tagCount, uint64_t offset);
+    bool parseGpsTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType,
+                     uint32_t tagCount);
+    bool parseInteroperabilityTag(VorelDngStream &stream, uint32_t tagCode, uint32_t tagType, uint32_t tagCount);
+
+    int32_t zoneHours_[2] = {};  // TIFF/EP, of the original date and of the date
 };
