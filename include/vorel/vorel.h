@@ -3,6 +3,7 @@
 #define VOREL_VOREL_H
 
 #include <vorel/dng.h>
+#include <vorel/dng_metadata.h>
 #include <vorel/dng_samples.h>
 #include <vorel/exif.h>
 #include <vorel/exif_writer.h>

@@ -86,7 +86,19 @@ class VorelDngIFD {
     uint32_t previewColorSpace = 0;  // 0 unknown, 1 grey of gamma 2.2, 2 sRGB
     std::string previewApplicationName, previewApplicationVersion, previewSettingsName, previewDateTime;
     uint8_t previewSettingsDigest[16] = {};
+    uint32_t extraSamples = 0, fillOrder = 1;
+    uint32_t subTileBlockRows = 1, subTileBlockColumns = 1, rowInterleaveFactor = 1;
+    double rawToPreviewGain = 1;
+    uint32_t cacheVersion = 0;
     uint32_t subIfdCount = 0, subIfdType = 0;
     uint64_t subIfdOffset = 0;  // of the list
     uint64_t thisIFD = 0, nextIFD = 0;
+
+  private:
+    bool parseLayoutTag(VorelDngStream &stream, uint32_t tagCode, uint32_t tagType, uint32_t tagCount, uint64_t offset);
+    bool parseColorTag(VorelDngStream &stream, uint32_t tagCode, uint32_t tagType, uint32_t tagCount);
+    bool parseRawTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType, uint32_t tagCount,
+                     uint64_t offset);
+    bool parsePreviewTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType,
+                         uint32_t tagCount);
 };

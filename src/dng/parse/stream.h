@@ -51,6 +51,9 @@ class VorelDngStream {
     vorel::DngURational getTagValue_urational(uint32_t type);
     vorel::DngSRational getTagValue_srational(uint32_t type);
 
+    // How many of so many bytes of text may still be copied: limits one text, and all of one parse.
+    uint32_t takeText(uint32_t wanted);
+
   private:
     // The next bytes of the block, or null with failed_ set; the position moves on in either case.
     const uint8_t *take(uint32_t bytes);
@@ -60,6 +63,7 @@ class VorelDngStream {
     uint64_t position_ = 0;
     bool littleEndian_ = true;
     bool failed_ = false;
+    uint32_t textTaken_ = 0;
     FILE *file_ = nullptr;
     uint8_t *owned_ = nullptr;  // the block, where the file was read here
 };

@@ -1,0 +1,286 @@
+#include "dng/support/dng_builder.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <bit>
+#include <map>
+#include <stdexcept>
+
+namespace vorel::test {
+
+namespace {
+
+void append(Bytes &out, uint64_t value, uint32_t bytes, bool little_endian) {
+    for (uint32_t i = 0; i < bytes; ++i) {
+        out.push_back(static_cast<uint8_t>(value >> (8 * (little_endian ? i : bytes - 1 - i))));
+    }
+}
+
+uint32_t bytes_of_number(uint32_t type) {
+    static constexpr uint32_t kBytes[] = {0, 1, 1, 2, 4, 4, 1, 1, 2, 4, 4, 4, 8};
+    return kBytes[type];
+}
+
+Bytes stored(const DngTag &tag, bool little_endian) {
+    Bytes out;
+    for (const double number : tag.numbers) {
+        const uint64_t bits = tag.type == kDngFloat    ? std::bit_cast<uint32_t>(static_cast<float>(number))
+                              : tag.type == kDngDouble ? std::bit_cast<uint64_t>(number)
+                                                       : static_cast<uint64_t>(static_cast<int64_t>(number));
+        append(out, bits, bytes_of_number(tag.type), little_endian);
+    }
+    return out;
+}
+
+uint32_t rounded_up(uint32_t value, uint32_t by) { return (value + by - 1) / by; }
+
+Bytes deflated(const Bytes &data) {
+    uLongf size = compressBound(data.size());
+    Bytes out(size);
+    if (compress(out.data(), &size, data.data(), data.size()) != Z_OK) throw std::runtime_error("compress");
+    out.resize(size);
+    return out;
+}
+
+// The file as it grows. Directories are written behind what they point to.
+class Writer {
+  public:
+    Writer(bool little_endian, std::vector<size_t> *entries) : little_endian_(little_endian), entries_(entries) {}
+
+    Bytes file;
+
+    void number(uint64_t value, uint32_t bytes) { append(file, value, bytes, little_endian_); }
+    void set(size_t at, uint32_t value) {
+        Bytes bytes;
+        append(bytes, value, 4, little_endian_);
+        std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<ptrdiff_t>(at));
+    }
+    uint32_t block(const Bytes &bytes) {
+        if (file.size() % 2) file.push_back(0);
+        const auto at = static_cast<uint32_t>(file.size());
+        file.insert(file.end(), bytes.begin(), bytes.end());
+        return at;
+    }
+
+    // Where the directory begins. link: where the place of its next-IFD offset is put. Offsets count from base.
+    uint32_t directory(const std::vector<DngTag> &tags, size_t *link = nullptr, uint32_t base = 0) {
+        std::map<uint32_t, DngTag> sorted;
+        for (const DngTag &tag : tags) sorted.insert_or_assign(tag.code, tag);
+        std::map<uint32_t, uint32_t> places;
+        for (const auto &[code, tag] : sorted) {
+            const Bytes bytes = stored(tag, little_endian_);
+            if (bytes.size() > 4) places[code] = block(bytes) - base;
+        }
+        const uint32_t at = block({});
+        number(sorted.size(), 2);
+        for (const auto &[code, tag] : sorted) {
+            if (entries_) entries_->push_back(file.size());
+            Bytes bytes = stored(tag, little_endian_);
+            const bool rational = tag.type == kDngRational || tag.type == kDngSRational;
+            number(code, 2);
+            number(tag.type, 2);
+            number(rational ? tag.numbers.size() / 2 : tag.numbers.size(), 4);
+            if (bytes.size() > 4) {
+                number(places[code], 4);
+            } else {
+                bytes.resize(4);
+                file.insert(file.end(), bytes.begin(), bytes.end());
+            }
+        }
+        if (link) *link = file.size();
+        number(0, 4);
+        return at;
+    }
+
+    std::vector<DngTag> image(const DngImage &image) {
+        std::vector<double> offsets, counts;
+        for (uint32_t i = 0; i < image.tileCount(); ++i) {
+            Bytes data = i < image.tiles.size() ? image.tiles[i] : image.tileData(i, little_endian_);
+            if (image.tiles.empty() && image.compression == 8) data = deflated(data);
+            offsets.push_back(block(data));
+            counts.push_back(static_cast<double>(data.size()));
+        }
+        const bool tiled = image.tileWidth != 0;
+        const double rows = image.rowsPerStrip ? image.rowsPerStrip : image.height;
+        std::vector<DngTag> tags = {
+            {254, kDngLong, {static_cast<double>(image.subFileType)}},
+            {256, kDngLong, {static_cast<double>(image.width)}},
+            {257, kDngLong, {static_cast<double>(image.height)}},
+            {258, kDngShort, std::vector<double>(image.planes, image.bits)},
+            {259, kDngShort, {static_cast<double>(image.compression)}},
+            {262, kDngShort, {static_cast<double>(image.photometric)}},
+            {tiled ? 324u : 273u, kDngLong, offsets},
+            {277, kDngShort, {static_cast<double>(image.planes)}},
+            {tiled ? 325u : 279u, kDngLong, counts},
+            {284, kDngShort, {static_cast<double>(image.planarConfiguration)}},
+        };
+        if (tiled) {
+            tags.push_back({322, kDngLong, {static_cast<double>(image.tileWidth)}});
+            tags.push_back({323, kDngLong, {static_cast<double>(image.tileLength)}});
+        } else {
+            tags.push_back({278, kDngLong, {rows}});
+        }
+        if (image.predictor != 1) tags.push_back({317, kDngShort, {static_cast<double>(image.predictor)}});
+        if (image.sampleFormat != 1)
+            tags.push_back({339, kDngShort, std::vector<double>(image.planes, image.sampleFormat)});
+        tags.insert(tags.end(), image.tags.begin(), image.tags.end());
+        return tags;
+    }
+
+  private:
+    bool little_endian_;
+    std::vector<size_t> *entries_;
+};
+
+}  // namespace
+
+DngTag dng_text(uint32_t code, const std::string &text) {
+    DngTag tag = {code, kDngAscii, {text.begin(), text.end()}};
+    tag.numbers.push_back(0);
+    return tag;
+}
+
+DngTag dng_bytes(uint32_t code, uint32_t type, const Bytes &bytes) {
+    return {code, type, {bytes.begin(), bytes.end()}};
+}
+
+DngTag dng_rationals(uint32_t code, const std::vector<double> &values, double denominator, uint32_t type) {
+    DngTag tag = {code, type, {}};
+    for (const double value : values) {
+        tag.numbers.push_back(
+            static_cast<double>(static_cast<int64_t>(value * denominator + (value < 0 ? -0.5 : 0.5))));
+        tag.numbers.push_back(denominator);
+    }
+    return tag;
+}
+
+uint32_t DngImage::tileCount() const {
+    const uint32_t across = tileWidth ? rounded_up(width, tileWidth) : 1;
+    const uint32_t down = rounded_up(height, tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height);
+    return across * down * (planarConfiguration == 2 ? planes : 1);
+}
+
+Bytes DngImage::tileData(uint32_t index, bool littleEndian) const {
+    const bool separate = planarConfiguration == 2;
+    const uint32_t across = tileWidth ? rounded_up(width, tileWidth) : 1;
+    const uint32_t tile_rows = tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height;
+    const uint32_t tile_columns = tileWidth ? tileWidth : width;
+    const uint32_t per_plane = across * rounded_up(height, tile_rows);
+    const uint32_t plane = separate ? index / per_plane : 0, tile = index % per_plane;
+    const uint32_t top = tile / across * tile_rows, left = tile % across * tile_columns;
+    const uint32_t rows = tileWidth ? tile_rows : std::min(tile_rows, height - top);
+
+    Bytes out;
+    for (uint32_t r = 0; r < rows; ++r) {
+        uint64_t pending = 0;
+        uint32_t pending_bits = 0;
+        for (uint32_t c = 0; c < tile_columns; ++c) {
+            for (uint32_t p = plane; p < (separate ? plane + 1 : planes); ++p) {
+                const uint64_t row = std::min(top + r, height - 1), column = std::min(left + c, width - 1);
+                const uint32_t code = samples.empty() ? 0 : samples.at((row * width + column) * planes + p);
+                if (bits == 8 || bits == 16 || bits == 32) {
+                    append(out, code, bits / 8, littleEndian);
+                    continue;
+                }
+                pending = pending << bits | code;
+                for (pending_bits += bits; pending_bits >= 8; pending_bits -= 8) {
+                    out.push_back(static_cast<uint8_t>(pending >> (pending_bits - 8)));
+                }
+            }
+        }
+        if (pending_bits) out.push_back(static_cast<uint8_t>(pending << (8 - pending_bits)));
+    }
+    return out;
+}
+
+DngImage dng_mosaic(uint32_t width, uint32_t height, uint32_t bits, const std::string &pattern) {
+    DngImage image;
+    image.width = width, image.height = height, image.bits = bits;
+    DngTag cfa = {33422, kDngByte, {}};
+    for (const char color : pattern) cfa.numbers.push_back(color - '0');
+    image.tags = {{33421, kDngShort, {2, 2}}, cfa, {50710, kDngByte, {0, 1, 2}}, {50711, kDngShort, {1}}};
+    return image;
+}
+
+DngImage dng_linear(uint32_t width, uint32_t height, uint32_t bits) {
+    DngImage image;
+    image.width = width, image.height = height, image.bits = bits, image.planes = 3, image.photometric = 34892;
+    return image;
+}
+
+DngImage dng_preview(uint32_t width, uint32_t height) {
+    DngImage image = dng_linear(width, height, 8);
+    image.subFileType = 1, image.photometric = 2;
+    return image;
+}
+
+DngImage dng_jpeg_preview(uint32_t width, uint32_t height, const Bytes &jpeg) {
+    DngImage image = dng_preview(width, height);
+    image.photometric = 6, image.compression = 7, image.tiles = {jpeg};
+    image.tags = {{530, kDngShort, {1, 1}}, {531, kDngShort, {1}}, dng_rationals(532, {0, 255, 128, 255, 128, 255}, 1)};
+    return image;
+}
+
+DngImage dng_mask(uint32_t width, uint32_t height) {
+    DngImage image;
+    image.width = width, image.height = height, image.bits = 8, image.subFileType = 4, image.photometric = 4;
+    return image;
+}
+
+std::vector<DngTag> dng_color_tags() {
+    return {dng_rationals(50721, {0.9, -0.25, -0.03, -0.4, 1.22, 0.2, -0.06, 0.15, 0.65}, 10000, kDngSRational),
+            dng_rationals(50722, {0.8, -0.22, -0.08, -0.45, 1.25, 0.22, -0.1, 0.2, 0.55}, 10000, kDngSRational),
+            dng_rationals(50728, {0.48, 1, 0.62}),
+            {50778, kDngShort, {17}},
+            {50779, kDngShort, {21}}};
+}
+
+Bytes DngBuilder::build(std::vector<size_t> *entries) const {
+    Writer writer(littleEndian, entries);
+    writer.file = littleEndian ? Bytes{'I', 'I'} : Bytes{'M', 'M'};
+    writer.number(magic, 2);
+    writer.number(0, 4);
+
+    std::vector<DngTag> top = writer.image(first);
+    if (version) {
+        DngTag parts = {50706, kDngByte, {}};
+        for (uint32_t shift : {24, 16, 8, 0}) parts.numbers.push_back(version >> shift & 255);
+        top.push_back(parts);
+        top.push_back({50707, kDngByte, {1, 1, 0, 0}});
+        top.push_back(dng_text(50708, "Test Camera 1"));
+    }
+    top.push_back(dng_text(271, "Test"));
+    top.push_back(dng_text(272, "Camera 1"));
+    top.push_back({274, kDngShort, {1}});
+
+    DngTag list = {330, kDngLong, {}};
+    for (const DngImage &sub : subs) list.numbers.push_back(writer.directory(writer.image(sub)));
+    if (!subs.empty()) top.push_back(list);
+    std::vector<DngTag> camera = exif;
+    if (!interoperability.empty()) {
+        camera.push_back({40965, kDngLong, {static_cast<double>(writer.directory(interoperability))}});
+    }
+    if (!camera.empty()) top.push_back({34665, kDngLong, {static_cast<double>(writer.directory(camera))}});
+    if (!gps.empty()) top.push_back({34853, kDngLong, {static_cast<double>(writer.directory(gps))}});
+    DngTag profiles = {50933, kDngLong, {}};
+    for (const std::vector<DngTag> &profile : extraProfiles) {
+        const uint32_t base = writer.block(littleEndian ? Bytes{'I', 'I'} : Bytes{'M', 'M'});
+        writer.number(0x4352, 2);
+        writer.number(0, 4);
+        writer.set(base + 4, writer.directory(profile, nullptr, base) - base);
+        profiles.numbers.push_back(base);
+    }
+    if (!extraProfiles.empty()) top.push_back(profiles);
+    top.insert(top.end(), tags.begin(), tags.end());
+
+    size_t link;
+    writer.set(4, writer.directory(top, &link));
+    for (const DngImage &image : chained) {
+        const size_t from = link;
+        writer.set(from, writer.directory(writer.image(image), &link));
+    }
+    return writer.file;
+}
+
+}  // namespace vorel::test

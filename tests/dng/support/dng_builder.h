@@ -1,0 +1,85 @@
+// DNG files made from their parts, with tag numbers and layouts written out as TIFF 6.0 and DNG 1.4.0.0 have them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "support/inputs.h"
+
+namespace vorel::test {
+
+// Field types of TIFF 6.0.
+enum : uint32_t {
+    kDngByte = 1,
+    kDngAscii,
+    kDngShort,
+    kDngLong,
+    kDngRational,
+    kDngSByte,
+    kDngUndefined,
+    kDngSShort,
+    kDngSLong,
+    kDngSRational,
+    kDngFloat,
+    kDngDouble
+};
+
+// numbers: the values; of rationals numerator and denominator in turn.
+struct DngTag {
+    uint32_t code, type;
+    std::vector<double> numbers;
+};
+DngTag dng_text(uint32_t code, const std::string &text);  // with its NUL
+DngTag dng_bytes(uint32_t code, uint32_t type, const Bytes &bytes);
+// Values in units of 1 / denominator.
+DngTag dng_rationals(uint32_t code, const std::vector<double> &values, double denominator = 10000,
+                     uint32_t type = kDngRational);
+
+// One directory with its image. Tags of the same code replace those that follow from the other members.
+struct DngImage {
+    uint32_t subFileType = 0, width = 0, height = 0;
+    uint32_t planes = 1, bits = 16, sampleFormat = 1;
+    uint32_t photometric = 32803, compression = 1, predictor = 1, planarConfiguration = 1;
+    uint32_t rowsPerStrip = 0;               // 0: one strip
+    uint32_t tileWidth = 0, tileLength = 0;  // not 0: tiles
+    // Codes row by row, planes of a pixel side by side; floats by their bits. Empty: all 0.
+    std::vector<uint32_t> samples;
+    // What is stored for each strip or tile, in place of samples.
+    std::vector<Bytes> tiles;
+    std::vector<DngTag> tags;
+
+    uint32_t tileCount() const;
+    // The samples of one strip or tile as they are stored without compression: 8, 16 and 32 bits in the file's byte
+    // order, other sizes most significant bit first. Tiles repeat the image's last row and column.
+    Bytes tileData(uint32_t index, bool littleEndian) const;
+};
+
+// A mosaic of the 2 x 2 pattern, as colours row by row ("0112" is RGGB), with black 0 and the largest code as white.
+DngImage dng_mosaic(uint32_t width, uint32_t height, uint32_t bits, const std::string &pattern = "0112");
+// Linear raw of three planes.
+DngImage dng_linear(uint32_t width, uint32_t height, uint32_t bits);
+// RGB of 8 bits in one strip.
+DngImage dng_preview(uint32_t width, uint32_t height);
+// A baseline JPEG file as compression 7.
+DngImage dng_jpeg_preview(uint32_t width, uint32_t height, const Bytes &jpeg);
+DngImage dng_mask(uint32_t width, uint32_t height);
+
+// Color matrices of illuminants A and D65 and an as-shot neutral of 0.48, 1, 0.62.
+std::vector<DngTag> dng_color_tags();
+
+struct DngBuilder {
+    bool littleEndian = true;
+    uint32_t magic = 42;
+    uint32_t version = 0x01040000;  // 0: no DNG
+    DngImage first;                 // of IFD 0
+    std::vector<DngImage> subs, chained;
+    std::vector<DngTag> tags;  // of the file, in IFD 0
+    std::vector<DngTag> exif, gps, interoperability;
+    std::vector<std::vector<DngTag>> extraProfiles;
+
+    // entries: where each directory entry stands. Compression 8 deflates samples; for other compressions than 1 and 8,
+    // and for predictors, the images have tiles.
+    Bytes build(std::vector<size_t> *entries = nullptr) const;
+};
+
+}  // namespace vorel::test
