@@ -4,6 +4,7 @@
 
 #include "dng/base/quadrants.h"
 #include "dng/mosaic/bilinear_row.h"
+#include "dng/mosaic/kernels/kernels.h"
 
 using vorel::DngPoint;
 using vorel::DngRect;
@@ -115,44 +116,78 @@ uint32_t first_phase(int32_t origin, int32_t scale, uint32_t sites) {
 
 VorelDngBilinearInterpolator::VorelDngBilinearInterpolator(const VorelDngMosaicInfo &mosaic, int32_t rowStep,
                                                            int32_t columnStep)
-    : planes_(mosaic.hasPattern() ? std::min(mosaic.colorPlanes, vorel::kMaxDngPlanes) : 0) {
-    for (uint32_t plane = 0; plane < planes_; ++plane) {
+    : fPlanes(mosaic.hasPattern() ? std::min(mosaic.colorPlanes, vorel::kMaxDngPlanes) : 0) {
+    for (uint32_t plane = 0; plane < fPlanes; ++plane) {
         fPattern[plane].calculate(mosaic, plane, rowStep, columnStep);
     }
+    const uint8_t *const colours = mosaic.planeColor;
+    const bool distinct = colours[0] != colours[1] && colours[1] != colours[2] && colours[0] != colours[2];
+    if (fPlanes != 3 || !distinct || mosaic.cfaRows != 2 || mosaic.cfaColumns != 2) return;
+    if (mosaic.getFullScale() != DngPoint{1, 1}) return;
+    // In either row the place of the other colour, which is across from that of the other row.
+    const auto &cells = mosaic.cfaPattern;
+    fBayer.greenFirst = cells[0][0] == colours[1];
+    const uint8_t green = cells[1][fBayer.greenFirst], first = cells[0][fBayer.greenFirst],
+                  second = cells[1][!fBayer.greenFirst];
+    fBayer.plane = first == colours[0] ? 0 : 2;
+    fBayer.is = cells[0][!fBayer.greenFirst] == colours[1] && green == colours[1] && first == colours[fBayer.plane] &&
+                second == colours[2 - fBayer.plane];
+}
+
+bool VorelDngBilinearInterpolator::isBayer(const VorelDngImage &src, const VorelDngImage &dst) const {
+    const DngPoint size = src.getBounds().size();
+    return fBayer.is && !src.isFloat() && src.planes() == 1 && dst.planes() == 3 && size.v > 1 && size.h > 2;
+}
+
+template <typename Sample>
+void VorelDngBilinearInterpolator::make_row(const VorelDngImage &src, VorelDngImage &dst, uint32_t plane, int32_t row,
+                                            int32_t left, int32_t right) const {
+    if (left >= right) return;
+    const DngRect &from = src.getBounds(), &to = dst.getBounds();
+    for (uint32_t i = 0; i < std::min(fPlanes, dst.planes()); ++i) {
+        const VorelDngBilinearPattern &pattern = fPattern[i];
+        const uint32_t top = first_phase(from.top, pattern.scale.v, pattern.patternRows);
+        PlaneRow<Sample>(pattern, src, plane, row, (top + static_cast<uint32_t>(row)) % pattern.patternRows)
+            .make(left, right, first_phase(from.left, pattern.scale.h, pattern.patternColumns),
+                  dst.at<Sample>(to.top + row, to.left + left, i), dst.planes());
+    }
+}
+
+void VorelDngBilinearInterpolator::make_bayer_row(const VorelDngImage &src, VorelDngImage &dst, uint32_t plane,
+                                                  int32_t row, int32_t left, int32_t right) const {
+    const DngRect &from = src.getBounds(), &to = dst.getBounds();
+    const int32_t rows = from.size().v;
+    const int32_t first = std::max(left, 1), last = std::max(std::min(right, from.size().h - 1), first);
+    const auto sample = [&](int32_t at) { return src.at<uint16_t>(from.top + at, from.left + first); };
+    const bool second_row = first_phase(from.top + row, 1, 2), second_column = first_phase(from.left + first, 1, 2);
+    make_row<uint16_t>(src, dst, plane, row, left, std::min(first, right));
+    if (first < last) {
+        vorel::mosaic_kernels().bayer_row(
+            {sample(row > 0 ? row - 1 : 1), sample(row), sample(row < rows - 1 ? row + 1 : row - 1),
+             static_cast<uint32_t>(last - first), fBayer.greenFirst == (second_row == second_column),
+             second_row ? 2 - fBayer.plane : fBayer.plane, dst.at<uint16_t>(to.top + row, to.left + first)});
+    }
+    make_row<uint16_t>(src, dst, plane, row, std::max(last, left), right);
 }
 
 void VorelDngBilinearInterpolator::interpolate(vorel::DevelopContext &decoder, const VorelDngImage &src,
                                                VorelDngImage &dst, uint32_t plane) {
     InterpolateWork work = {*this, decoder, src, dst, plane, fPattern[0].scale};
-    vorel::run_quadrants(src.getBounds(), interpolateTask, work);
+    if (fPlanes > 0) vorel::run_quadrants(src.getBounds(), interpolateTask, work);
 }
 
 void VorelDngBilinearInterpolator::interpolate(vorel::DevelopContext &decoder, const VorelDngImage &src,
                                                VorelDngImage &dst, const DngRect &area, uint32_t plane) {
     const uint32_t type = src.getPixelType();
     if (type != dst.getPixelType() || (type != kPixelShort && type != kPixelFloat) || plane >= src.planes()) return;
-    const DngRect &from = src.getBounds(), &to = dst.getBounds();
-    const DngPoint scale = fPattern[0].scale;
-    const DngRect rect = vorel::intersection(
-        area, {0, 0, std::min(to.size().v, from.size().v * scale.v), std::min(to.size().h, from.size().h * scale.h)});
-    const uint32_t planes = std::min(planes_, dst.planes());
+    const DngPoint scale = fPattern[0].scale, from = src.getBounds().size(), to = dst.getBounds().size();
+    const DngRect rect =
+        vorel::intersection(area, {0, 0, std::min(to.v, from.v * scale.v), std::min(to.h, from.h * scale.h)});
+    const auto make = isBayer(src, dst)     ? &VorelDngBilinearInterpolator::make_bayer_row
+                      : type == kPixelShort ? &VorelDngBilinearInterpolator::make_row<uint16_t>
+                                            : &VorelDngBilinearInterpolator::make_row<float>;
     for (int32_t row = rect.top; row < rect.bottom; ++row) {
         if (decoder.cancelled()) return;
-        for (uint32_t i = 0; i < planes; ++i) {
-            const VorelDngBilinearPattern &pattern = fPattern[i];
-            const uint32_t pattern_row =
-                (first_phase(from.top, scale.v, pattern.patternRows) + static_cast<uint32_t>(row)) %
-                pattern.patternRows;
-            const uint32_t phase = first_phase(from.left, scale.h, pattern.patternColumns);
-            const auto make = [&](auto *sample) {
-                PlaneRow<std::remove_pointer_t<decltype(sample)>>(pattern, src, plane, row, pattern_row)
-                    .make(rect.left, rect.right, phase, sample, static_cast<uint32_t>(dst.buffer().colStep));
-            };
-            if (type == kPixelShort) {
-                make(dst.at<uint16_t>(to.top + row, to.left + rect.left, i));
-            } else {
-                make(dst.at<float>(to.top + row, to.left + rect.left, i));
-            }
-        }
+        (this->*make)(src, dst, plane, row, rect.left, rect.right);
     }
 }

@@ -56,6 +56,23 @@ class VorelDngBilinearInterpolator {
                      const vorel::DngRect &area, uint32_t plane = 0);
 
   private:
+    // The usual mosaic, for which there are rows without tables.
+    struct Bayer {
+        bool is = false;
+        bool greenFirst = false;  // whether cell 0, 0 has the colour of plane 1
+        uint32_t plane = 0;       // 0 or 2: of the other colour of row 0
+    };
+
+    // Columns [left, right) of one row.
+    template <typename Sample>
+    void make_row(const VorelDngImage &src, VorelDngImage &dst, uint32_t plane, int32_t row, int32_t left,
+                  int32_t right) const;
+    // The same, where isBayer() says so, and from column 1 to the last but one.
+    void make_bayer_row(const VorelDngImage &src, VorelDngImage &dst, uint32_t plane, int32_t row, int32_t left,
+                        int32_t right) const;
+    bool isBayer(const VorelDngImage &src, const VorelDngImage &dst) const;
+
     VorelDngBilinearPattern fPattern[vorel::kMaxDngPlanes];
-    uint32_t planes_;
+    uint32_t fPlanes;
+    Bayer fBayer;
 };

@@ -19,8 +19,13 @@ class VorelDngFastInterpolator {
   private:
     static constexpr uint32_t kNoPlane = vorel::kMaxDngPlanes;
 
+    // Blocks of a whole area, in rows and columns of the two images counted from their first ones.
+    struct Blocks;
     template <typename Sample, typename Sum>
-    void make_rows(const VorelDngImage &src, VorelDngImage &dst, const vorel::DngRect &area) const;
+    void make_rows(const VorelDngImage &src, VorelDngImage &dst, const Blocks &blocks) const;
+    // The same for a pattern of 2 by 2 cells, of which no plane has more than two.
+    void make_rows_of_cells(const VorelDngImage &src, VorelDngImage &dst, const Blocks &blocks) const;
+    bool fitsCells(const VorelDngImage &src, const Blocks &blocks) const;
 
     const VorelDngMosaicInfo &mosaic_;
     uint32_t filterPlane_[VorelDngMosaicInfo::kMostCells][VorelDngMosaicInfo::kMostCells];
