@@ -1,0 +1,239 @@
+// Bilinear interpolation, held against the kernels of a Bayer pattern as a table says them, and against surfaces that
+// it has to reproduce.
+#include "dng/mosaic/bilinear.h"
+
+#include <gtest/gtest.h>
+#include <vorel/dng_samples.h>
+
+#include <cstring>
+#include <memory>
+
+#include "dng/mosaic/kernels/kernels.h"
+#include "dng/mosaic/mosaics.h"
+#include "support/samples.h"
+#include "support/twins.h"
+
+namespace vorel::test {
+namespace {
+
+using Image = std::unique_ptr<VorelDngImage>;
+
+Image image_of(const DngRect &bounds, uint32_t planes, uint32_t type) {
+    return std::make_unique<VorelDngImage>(bounds, planes, type);
+}
+Image interpolated(VorelDngMosaicInfo mosaic, const VorelDngImage &src, const DngPoint &scale = {1, 1}) {
+    PlainContext context;
+    const DngPoint full = mosaic.getFullScale(), size = src.getBounds().size();
+    const DngRect bounds = {0, 0, size.v * full.v / scale.v, size.h * full.h / scale.h};
+    Image dst = image_of(bounds, std::max(mosaic.colorPlanes, 3U), src.getPixelType());
+    mosaic.interpolate(context, src, *dst, scale, 0, nullptr);
+    return dst;
+}
+
+int32_t mirror(int32_t i, int32_t count) {
+    return std::clamp(i < 0 ? -i : i >= count ? 2 * count - 2 - i : i, 0, count - 1);
+}
+
+// (sum of the taps' samples * weight + 128) >> 8, the weights being 256 over the number of taps: the site itself, its
+// neighbours of that colour to both sides, above and below, or on the diagonals.
+uint16_t bayer_model(const VorelDngMosaicInfo &mosaic, const VorelDngImage &src, uint32_t plane, int32_t row,
+                     int32_t column) {
+    const int32_t rows = src.getBounds().bottom, columns = src.getBounds().right;
+    const auto has = [&](int32_t v, int32_t h) { return plane_at(mosaic, row + v + 2, column + h + 2) == plane; };
+    std::vector<DngPoint> taps;
+    for (const DngPoint &tap : {DngPoint{-1, 0}, {1, 0}, {0, -1}, {0, 1}})
+        if (has(tap.v, tap.h)) taps.push_back(tap);
+    if (has(0, 0)) taps = {{0, 0}};
+    if (taps.empty()) taps = {{-1, -1}, {-1, 1}, {1, -1}, {1, 1}};
+    uint32_t sum = 128;
+    for (const DngPoint &tap : taps) {
+        sum += *src.at<uint16_t>(mirror(row + tap.v, rows), mirror(column + tap.h, columns)) * 256 /
+               static_cast<uint32_t>(taps.size());
+    }
+    return static_cast<uint16_t>(sum >> 8);
+}
+
+TEST(DngBilinear, BayerKernelsAndEdges) {
+    for (const char *phase : kPhases) {
+        const VorelDngMosaicInfo mosaic = mosaic_of(phase);
+        // Planes in another order go by the tables, and so do floats.
+        VorelDngMosaicInfo turned = mosaic;
+        std::swap(turned.planeColor[0], turned.planeColor[1]);
+        for (const DngPoint size :
+             {DngPoint{1, 1}, {1, 6}, {5, 1}, {2, 2}, {2, 5}, {3, 3}, {9, 4}, {6, 75}, {21, 44}}) {
+            const Image src = image_of({0, 0, size.v, size.h}, 1, kPixelShort);
+            fill_noise(*src, static_cast<unsigned>(size.v * size.h));
+            const Image floats = image_of({0, 0, size.v, size.h}, 1, kPixelFloat);
+            fill<float>(*floats, [&](int32_t row, int32_t column) { return *src->at<uint16_t>(row, column); });
+            const Image result = interpolated(mosaic, *src), other = interpolated(turned, *src),
+                        real = interpolated(mosaic, *floats);
+            for (int32_t row = 0; row < size.v; ++row) {
+                for (int32_t column = 0; column < size.h; ++column) {
+                    for (uint32_t plane = 0; plane < 3; ++plane) {
+                        const uint16_t expected = bayer_model(mosaic, *src, plane, row, column);
+                        ASSERT_EQ(*result->at<uint16_t>(row, column, plane), expected)
+                            << phase << " " << size.v << "x" << size.h << " " << row << ", " << column << ", " << plane;
+                        ASSERT_EQ(*other->at<uint16_t>(row, column, plane == 2 ? 2 : 1 - plane), expected);
+                        // No rounding: the sum is below 2^24.
+                        ASSERT_EQ(std::floor(*real->at<float>(row, column, plane) + 0.5F), expected);
+                    }
+                }
+            }
+        }
+    }
+}
+
+// A plane that is linear over the output comes out again: every kernel does that, however far it reaches. Planes are
+// far apart, so that a sample of another colour would show.
+TEST(DngBilinear, LinearSurfacesOfAllPatternsAndLayouts) {
+    const struct {
+        const char *pattern;
+        uint32_t layout;
+    } cases[] = {{kQuad, 1},       {kSix, 1},    {"01/12", 2},   {"01/12", 3},
+                 {"01/12", 4},     {"01/12", 5}, {"01/12", 6},   {"01/12", 7},
+                 {"01/12", 8},     {"01/12", 9}, {"012/120", 1}, {"01/23", 1},
+                 {"0011/2233", 1}, {kQuad, 3},   {kQuad, 5},     {"01111111/11211111", 1}};
+    for (const auto &[pattern, layout] : cases) {
+        const VorelDngMosaicInfo mosaic = mosaic_of(pattern, layout);
+        const DngPoint full = mosaic.getFullScale();
+        const auto surface = [](int32_t plane, int32_t row, int32_t column) {
+            return 2000 + 16000 * plane + 40 * row + 24 * column;
+        };
+        // The plane of the sample at a place of the output's grid; -1 where there is none.
+        const auto cell = [&](int32_t row, int32_t column) {
+            const int32_t y = row - (layout == 2 ? column & 1 : layout == 3 ? ~column & 1 : 0);
+            const int32_t x = column - (layout == 4 ? row & 1 : layout == 5 ? ~row & 1 : 0);
+            if (y % full.v || x % full.h) return -1;
+            return static_cast<int32_t>(plane_at(mosaic, y / full.v, x / full.h));
+        };
+        const Image src = image_of({0, 0, 40, 44}, 1, kPixelShort);
+        fill<uint16_t>(*src, [&](int32_t row, int32_t column) {
+            const int32_t y = row * full.v + (layout == 2 ? column & 1 : layout == 3 ? ~column & 1 : 0);
+            const int32_t x = column * full.h + (layout == 4 ? row & 1 : layout == 5 ? ~row & 1 : 0);
+            return surface(cell(y, x), y, x);
+        });
+        const Image dst = interpolated(mosaic, *src);
+        const DngRect &bounds = dst->getBounds();
+        for (int32_t row = 16; row < bounds.bottom - 16; ++row) {
+            for (int32_t column = 16; column < bounds.right - 16; ++column) {
+                for (int32_t plane = 0; plane < static_cast<int32_t>(mosaic.colorPlanes); ++plane) {
+                    int32_t expected = surface(plane, row, column);
+                    // Of a cross whose other samples have the colour, the right one is taken whatever it is.
+                    const int32_t right = cell(row, column + 1);
+                    if (cell(row, column) != plane && cell(row - 1, column) == plane &&
+                        cell(row + 1, column) == plane && cell(row, column - 1) == plane)
+                        expected += (right - plane) * 4000;
+                    // Weights in 1/256 over a few samples' distance.
+                    ASSERT_NEAR(*dst->at<uint16_t>(row, column, static_cast<uint32_t>(plane)), expected, 4)
+                        << pattern << " " << layout << " " << row << ", " << column << ", " << plane;
+                }
+            }
+        }
+    }
+    // A colour that the pattern lacks takes what lies at the site.
+    VorelDngMosaicInfo lacking = mosaic_of("01/12");
+    lacking.planeColor[2] = 99;
+    const Image src = image_of({0, 0, 6, 6}, 1, kPixelShort);
+    fill_noise(*src, 1);
+    EXPECT_EQ(*interpolated(lacking, *src)->at<uint16_t>(3, 2, 2), *src->at<uint16_t>(3, 2));
+}
+
+TEST(DngBilinear, RowFunctionsDoAsTheInterpolator) {
+    constexpr int32_t kRows = 5, kColumns = 23;
+    const auto check = [&](auto zero, uint32_t type, auto row_function, const auto &weights_of) {
+        using Sample = decltype(zero);
+        const struct {
+            const char *pattern;
+            uint32_t layout;
+        } cases[] = {{kPhases[0], 1}, {kPhases[1], 1}, {kPhases[2], 1}, {kPhases[3], 1}, {kPhases[0], 4}};
+        for (const auto &[phase, layout] : cases) {
+            const VorelDngMosaicInfo mosaic = mosaic_of(phase, layout);
+            const Image src = image_of({0, 0, kRows, kColumns}, 1, type);
+            std::mt19937 random(7);
+            fill<Sample>(*src, [&](int32_t, int32_t) { return random() & 0xFFFF; });
+            const Image expected = interpolated(mosaic, *src);
+            const uint32_t shift = layout == 4, outputs = static_cast<uint32_t>(kColumns) << shift;
+            for (uint32_t plane = 0; plane < 3; ++plane) {
+                const auto pattern = std::make_unique<VorelDngBilinearPattern>();
+                pattern->calculate(mosaic, plane, src->buffer().rowStep, 1);
+                for (int32_t row = 0; row < kRows; ++row) {
+                    const size_t cell = static_cast<size_t>(row) % pattern->patternRows;
+                    std::vector<Sample> out(3 * outputs + 3, Sample{77});
+                    row_function(src->at<Sample>(row, 0), out.data(), static_cast<uint32_t>(row), 0, kRows, kColumns,
+                                 outputs, 0, pattern->patternColumns, pattern->counts[cell], pattern->offsets[cell],
+                                 weights_of(*pattern)[cell], shift);
+                    // From a column on, whose kernels begin inside the pattern.
+                    std::vector<Sample> part(3 * outputs, Sample{77});
+                    row_function(src->at<Sample>(row, 3), part.data(), static_cast<uint32_t>(row), 3, kRows, kColumns,
+                                 outputs - (3U << shift), (3U << shift) % pattern->patternColumns,
+                                 pattern->patternColumns, pattern->counts[cell], pattern->offsets[cell],
+                                 weights_of(*pattern)[cell], shift);
+                    for (int32_t x = 0; x < static_cast<int32_t>(outputs); ++x) {
+                        // Kernels that lie to one side only are mirrored in another way by their offsets.
+                        const bool inside =
+                            x > 3 && x < static_cast<int32_t>(outputs) - 4 && row > 0 && row < kRows - 1;
+                        if (shift && !inside) continue;
+                        const size_t at = static_cast<size_t>(x) * 3;
+                        const Sample want = *expected->at<Sample>(row, x, plane);
+                        ASSERT_EQ(out[at], want) << phase << layout << " " << row << ", " << x << ", " << plane;
+                        if (x >= 3 << shift) ASSERT_EQ(part[at - (size_t{9} << shift)], want);
+                        ASSERT_EQ(out[at + 1], Sample{77});
+                    }
+                }
+            }
+        }
+    };
+    check(uint16_t{}, kPixelShort, DoBilinearRow16, [](auto &pattern) { return pattern.weights16; });
+    check(float{}, kPixelFloat, DoBilinearRow32, [](auto &pattern) { return pattern.weights32; });
+
+    // A caller's own kernel without taps.
+    const uint32_t none = 0;
+    const int32_t *const offsets = nullptr;
+    const uint16_t *const weights = nullptr;
+    uint16_t src[3] = {9, 9, 9}, out[9] = {5, 5, 5, 5, 5, 5, 5, 5, 5};
+    DoBilinearRow16(src, out, 1, 0, 3, 3, 3, 0, 1, &none, &offsets, &weights, 0);
+    EXPECT_EQ(out[0] + out[3] + out[6], 0);
+    EXPECT_EQ(out[1], 5);
+}
+
+// A trimmed image keeps the numbers of its rows, and with them its colours.
+TEST(DngBilinear, TrimmedImagesKeepTheirColours) {
+    for (const char *pattern : {"10/21", kQuad}) {
+        const VorelDngMosaicInfo mosaic = mosaic_of(pattern);
+        const Image src = image_of({0, 0, 30, 50}, 1, kPixelShort);
+        fill_noise(*src, 3);
+        const Image whole = interpolated(mosaic, *src), small = interpolated(mosaic, *src, {2, 2});
+        src->doTrim({3, 5, 30, 49});
+        PlainContext context;
+        VorelDngImage dst({0, 0, 27, 44}, 3, kPixelShort);
+        VorelDngMosaicInfo(mosaic).interpolate(context, *src, dst, {1, 1}, 0, nullptr);
+        for (int32_t row = 4; row < 23; ++row)
+            ASSERT_EQ(std::memcmp(dst.at<uint16_t>(row, 4), whole->at<uint16_t>(row + 3, 9), 36 * 6), 0) << row;
+        context.stop = true;
+        VorelDngImage untouched({0, 0, 27, 44}, 3, kPixelShort);
+        VorelDngMosaicInfo(mosaic).interpolate(context, *src, untouched, {1, 1}, 0, nullptr);
+        for (int32_t row = 0; row < 27; ++row) ASSERT_EQ(*untouched.at<uint16_t>(row, 20, 1), 0) << "cancelled";
+    }
+}
+
+TEST(DngMosaicKernels, TwinsAgree) {
+    for (uint32_t count = 0; count <= 150; ++count) {
+        const size_t bytes = (count + 2) * sizeof(uint16_t);
+        GuardBuffer rows[3] = {GuardBuffer(kernel_row(bytes, count)), GuardBuffer(kernel_row(bytes, count + 1)),
+                               GuardBuffer(kernel_row(bytes, count + 3))};
+        const auto row = [&](int i) { return reinterpret_cast<const uint16_t *>(rows[i].data()) + 1; };
+        expect_twins(runnable_mosaic_kernels, std::to_string(count), [&](const MosaicKernels &kernels) {
+            return whole_outputs({count * 6, count * 6, count * 6, count * 6, count * 4}, [&](uint8_t *const *out) {
+                for (uint32_t i = 0; i < 4; ++i)
+                    kernels.bayer_row(
+                        {row(0), row(1), row(2), count, (i & 1) != 0, i & 2, reinterpret_cast<uint16_t *>(out[i])});
+                uint32_t *const sums = reinterpret_cast<uint32_t *>(out[4]);
+                kernels.set_sums(row(0), count, sums);
+                kernels.add_sums(row(1), count, sums);
+            });
+        });
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test
