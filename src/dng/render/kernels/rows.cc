@@ -52,10 +52,11 @@ void add_scalar_render(RenderKernels *table) {
 
 #define VOREL_SIMD_FILE "dng/render/kernels/rows.cc"
 #include "util/simd_targets.h"
+//
+#include "util/simd_ops.h"
 
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR
-namespace hn = hwy::HWY_NAMESPACE;
 namespace {
 
 using DF = hn::ScalableTag<float>;
@@ -88,18 +89,58 @@ struct Pixels {
 struct Entries {
     VF first, second;
 };
+#if HWY_ARCH_X86
+// Gathers are slower than loads one by one where they exist. Two indices of a block come by a move of 64 bits, and both
+// entries of an index by a load of 64: of four indices those of the first two, and those of the last two.
+template <class V>
+struct TwoPairs {
+    V early, late;
+};
+inline hn::Vec128<float> two_pairs(const float *table, uint64_t indices) {
+    const auto at = [&](uint64_t index) { return reinterpret_cast<const double *>(table + index); };
+    const __m128d first = _mm_load_sd(at(indices & 0xFFFFFFFF));
+    return hn::Vec128<float>{_mm_castpd_ps(_mm_loadh_pd(first, at(indices >> 32)))};
+}
+template <class D32>
+inline TwoPairs<hn::Vec<hn::RebindToFloat<D32>>> pairs_at(D32, const float *table, hn::Vec<D32> index) {
+    if constexpr (hn::MaxLanes(D32()) == 4) {
+        const auto wide = hn::BitCast(hn::Repartition<uint64_t, D32>(), index);
+        return {two_pairs(table, hn::GetLane(wide)), two_pairs(table, hn::ExtractLane(wide, 1))};
+    } else {
+        const hn::Half<D32> half;
+        const hn::RebindToFloat<D32> d;
+        const auto low = pairs_at(half, table, hn::LowerHalf(half, index));
+        const auto high = pairs_at(half, table, hn::UpperHalf(half, index));
+        return {hn::Combine(d, high.early, low.early), hn::Combine(d, high.late, low.late)};
+    }
+}
 inline Entries entries_at(const float *table, VI index) {
     const DF d;
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-    // Both by one load of 64 bits.
-    const hn::Repartition<int64_t, DF> d64;
-    const hn::Half<DI> half;
-    const auto *pairs = reinterpret_cast<const int64_t *>(table);
-    const auto low = hn::GatherOffset(d64, pairs, hn::PromoteTo(d64, hn::ShiftLeft<2>(hn::LowerHalf(half, index))));
-    const auto high = hn::GatherOffset(d64, pairs, hn::PromoteTo(d64, hn::ShiftLeft<2>(hn::UpperHalf(half, index))));
-    return {hn::ConcatEven(d, hn::BitCast(d, high), hn::BitCast(d, low)),
-            hn::ConcatOdd(d, hn::BitCast(d, high), hn::BitCast(d, low))};
+    const DI di;
+    const auto pairs = pairs_at(di, table, index);
+    const VI early = hn::BitCast(di, pairs.early), late = hn::BitCast(di, pairs.late);
+    return {hn::BitCast(d, every_other<0>(early, late)), hn::BitCast(d, every_other<1>(early, late))};
+}
+
+template <class D32>
+inline hn::Vec<D32> int_entries_at(D32, const uint32_t *table, hn::Vec<D32> index) {
+    if constexpr (hn::MaxLanes(D32()) == 4) {
+        const auto wide = hn::BitCast(hn::Repartition<uint64_t, D32>(), index);
+        const uint64_t early = hn::GetLane(wide), late = hn::ExtractLane(wide, 1);
+        const auto at = [&](uint64_t i) { return static_cast<int>(table[i]); };
+        __m128i v = _mm_cvtsi32_si128(at(early & 0xFFFFFFFF));
+        v = _mm_insert_epi32(v, at(early >> 32), 1);
+        v = _mm_insert_epi32(v, at(late & 0xFFFFFFFF), 2);
+        return hn::Vec<D32>{_mm_insert_epi32(v, at(late >> 32), 3)};
+    } else {
+        const hn::Half<D32> half;
+        return hn::Combine(D32(), int_entries_at(half, table, hn::UpperHalf(half, index)),
+                           int_entries_at(half, table, hn::LowerHalf(half, index)));
+    }
+}
 #else
+inline Entries entries_at(const float *table, VI index) {
+    const DF d;
     alignas(64) int32_t at[kLanes];
     alignas(64) float first[kLanes], second[kLanes];
     hn::Store(index, DI(), at);
@@ -108,8 +149,15 @@ inline Entries entries_at(const float *table, VI index) {
         second[i] = table[at[i] + 1];
     }
     return {hn::Load(d, first), hn::Load(d, second)};
-#endif
 }
+
+inline VI int_entries_at(DI di, const uint32_t *table, VI index) {
+    alignas(64) int32_t at[kLanes];
+    hn::Store(index, di, at);
+    for (int32_t &v : at) v = static_cast<int32_t>(table[v]);
+    return hn::Load(di, at);
+}
+#endif
 
 inline VF curve(const float *table, VF x) {
     const DF d;
@@ -158,17 +206,6 @@ inline void hue_sat(const HueSatTable &table, Pixels &p) {
     for (int i = 0; i < 3; ++i) p.c[i] = hn::Load(d, planes[i]);
 }
 
-inline VI int_entries_at(const uint32_t *table, VI index) {
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-    return hn::GatherIndex(DI(), reinterpret_cast<const int32_t *>(table), index);
-#else
-    alignas(64) int32_t at[kLanes];
-    hn::Store(index, DI(), at);
-    for (int32_t &v : at) v = static_cast<int32_t>(table[v]);
-    return hn::Load(DI(), at);
-#endif
-}
-
 // The bytes of samples, in the lower eight bits of their lanes; distance becomes the least distance from a threshold.
 inline VI encoded(const RenderSetup &setup, VF x, VI &distance) {
     const DF d;
@@ -177,7 +214,7 @@ inline VI encoded(const RenderSetup &setup, VF x, VI &distance) {
     const VI index = hn::ConvertTo(di, position);
     const VF fraction = hn::Sub(position, hn::ConvertTo(d, index));
     const VI part = hn::ConvertTo(di, hn::Mul(fraction, hn::Set(d, 8388608.0f)));
-    const VI entry = int_entries_at(setup.encode, index);
+    const VI entry = int_entries_at(di, setup.encode, index);
     const auto threshold = hn::BitCast(di, hn::ShiftRight<8>(hn::BitCast(hn::RebindToUnsigned<DI>(), entry)));
     const VI beyond = hn::Sub(part, threshold);
     distance = hn::Min(distance, hn::Abs(beyond));
