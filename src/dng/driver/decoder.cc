@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "dng/driver/region.h"
 #include "dng/driver/rounded.h"
 #include "dng/opcodes/make_opcode.h"
 #include "dng/parse/metadata_entries.h"

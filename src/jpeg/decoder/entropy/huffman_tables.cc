@@ -32,8 +32,8 @@ Code find_code(const DerivedTable *table, uint32_t ahead, int32_t bits) {
 }
 
 // Canonical codes of T.81 C.2. False for counts that no prefix code has, or that would need the code of all ones, which
-// is reserved.
-bool assign_codes(const RawHuffTable *raw, uint16_t *codes, uint8_t *lengths, int32_t *count) {
+// is reserved: writers of lossless frames use it all the same.
+bool assign_codes(const RawHuffTable *raw, bool all_ones, uint16_t *codes, uint8_t *lengths, int32_t *count) {
     int32_t total = 0;
     for (int length = 1; length <= 16; ++length) {
         if (total + raw->counts[length - 1] > 256) return false;
@@ -44,7 +44,7 @@ bool assign_codes(const RawHuffTable *raw, uint16_t *codes, uint8_t *lengths, in
     int32_t length = total ? lengths[0] : 0;
     for (int32_t i = 0; i < total;) {
         for (; i < total && lengths[i] == length; ++i) codes[i] = static_cast<uint16_t>(code++);
-        if (code >= 1u << length) return false;
+        if (code >= (1u << length) + (all_ones ? 1 : 0)) return false;
         if (i < total) {
             code <<= lengths[i] - length;
             length = lengths[i];
@@ -57,7 +57,7 @@ bool fill_derived(DerivedTable *table, const RawHuffTable *raw, bool is_dc) {
     uint16_t codes[256];
     uint8_t lengths[256];
     int32_t count;
-    if (!assign_codes(raw, codes, lengths, &count)) return false;
+    if (!assign_codes(raw, table->lossless, codes, lengths, &count)) return false;
     int32_t next = 0;
     for (int length = 1; length <= 16; ++length) {
         const int32_t here = raw->counts[length - 1];
