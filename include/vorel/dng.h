@@ -31,7 +31,10 @@ typedef struct decInfo {
     double userBlackLevel[8][8][4], userWhiteLevel[4];
     int32_t useUserLevels;  /* 1: develop with the user's levels; repeats of 1 to 8 */
     int32_t acceptLossless; /* 1: lossless JPEG (T.81 annex H), which is refused otherwise, is read as well */
-    int32_t progress;       /* by the develop: percent of its work that is done */
+    int32_t progress;       /* by the develop: percent of its work that is done; 100: it succeeded */
+    uint32_t compression, bitsPerSample, photometric; /* tags 259, 258 and 262 of the raw image, by parsing */
+    uint32_t orientation;                             /* tag 274, 1 to 8; 0: not stated */
+    int32_t readable; /* by parsing: 1 when there is a reader for the compression, with acceptLossless as it is */
 } decInfo;
 
 /* What VDngParseMetaData gives. */

@@ -29,6 +29,7 @@ void register_info(CLI::App &app, Action &action);
 void register_exif(CLI::App &app, Action &action);
 void register_decode(CLI::App &app, Action &action);
 void register_encode(CLI::App &app, Action &action);
+void register_develop(CLI::App &app, Action &action);
 void register_checkpoints(CLI::App &app, Action &action);
 void register_convert(CLI::App &app, Action &action);
 void register_resize(CLI::App &app, Action &action);

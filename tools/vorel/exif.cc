@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "raw_file.h"
 #include "session.h"
 
 namespace vorel_tool {
@@ -169,17 +170,22 @@ std::string text_of(const Json &value) {
     return text;
 }
 
+Json fields_of(const std::string &file) {
+    if (const std::unique_ptr<RawFile> raw = RawFile::open(file)) return raw->exif_record();
+    Session session(file, Source::kFile, COLOR_RGBA8888, 0);
+    session.parse();
+    const ExifBlock block(session);
+    if (!block) throw Failure(file + ": no Exif data");
+    return record_of(block);
+}
+
 int show_exif(const ExifOptions &options) {
     Json records = Json::array();
     int status = kExitOk;
     for (const std::string &file : options.files) {
         Json record = {{"SourceFile", file}};
         try {
-            Session session(file, Source::kFile, COLOR_RGBA8888, 0);
-            session.parse();
-            const ExifBlock block(session);
-            if (!block) throw Failure(file + ": no Exif data");
-            const Json fields = record_of(block);
+            const Json fields = fields_of(file);
             record.update(fields);
             if (!options.json) {
                 for (const auto &[name, value] : fields.items()) {
@@ -205,7 +211,7 @@ int show_exif(const ExifOptions &options) {
 
 void register_exif(CLI::App &app, Action &action) {
     auto options = std::make_shared<ExifOptions>();
-    CLI::App *command = app.add_subcommand("exif", "Print the camera data of JPEG pictures");
+    CLI::App *command = app.add_subcommand("exif", "Print the camera data of JPEG pictures and raw files");
     command->add_option("FILE", options->files, "Pictures")->required();
     command->add_flag("--json", options->json, "Print a JSON array with a record a file");
     command->callback([options, &action] { action = [options] { return show_exif(*options); }; });

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "raw_file.h"
 #include "session.h"
 
 namespace vorel_tool {
@@ -58,6 +59,13 @@ int show_info(const InfoOptions &options) {
     int status = kExitOk;
     for (const std::string &file : options.files) {
         try {
+            if (const std::unique_ptr<RawFile> raw = RawFile::open(file)) {
+                if (options.json)
+                    records.push_back(raw->json_record());
+                else
+                    std::cout << file << ": " << raw->text_line() << "\n";
+                continue;
+            }
             Session session(file, Source::kFile, COLOR_RGBA8888, 0);
             const ImageInfo info = session.parse();
             const int32_t orientation = session.type() == VOREL_IMAGE_JPEG ? exif_orientation(session) : 0;
@@ -82,7 +90,7 @@ int show_info(const InfoOptions &options) {
 
 void register_info(CLI::App &app, Action &action) {
     auto options = std::make_shared<InfoOptions>();
-    CLI::App *command = app.add_subcommand("info", "Type, size and layout of pictures, a line each");
+    CLI::App *command = app.add_subcommand("info", "Type, size and layout of pictures and raw files, a line each");
     command->add_option("FILE", options->files, "The pictures")->required();
     command->add_flag("--json", options->json, "An array of records instead of lines");
     command->add_flag("--log", options->log, "The library's diagnostics on standard error");

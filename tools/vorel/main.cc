@@ -34,6 +34,7 @@ int run(int argc, char **argv) {
     register_exif(app, action);
     register_decode(app, action);
     register_encode(app, action);
+    register_develop(app, action);
     register_checkpoints(app, action);
     register_convert(app, action);
     register_resize(app, action);

@@ -17,16 +17,6 @@ struct RegionOptions {
     int32_t sample = 1, repeat = 1;
 };
 
-Rect parse_rect(const std::string &text) {
-    Rect rect;
-    int end = 0;
-    const int read = std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d%n", &rect.x, &rect.y, &rect.width, &rect.height, &end);
-    if (read != 4 || static_cast<size_t>(end) != text.size() || rect.x < 0 || rect.y < 0 || rect.width < 1 ||
-        rect.height < 1)
-        throw BadUsage("--rect: " + text + " is not X,Y,WIDTH,HEIGHT");
-    return rect;
-}
-
 double ms_since(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }

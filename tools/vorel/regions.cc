@@ -3,6 +3,7 @@
 #include <png.h>
 #include <vorel/jpeg_region.h>
 #include <vorel/png.h>
+#include <cstdio>
 
 #include <algorithm>
 #include <climits>
@@ -134,6 +135,16 @@ std::unique_ptr<RegionSource> open_regions(const std::string &path) {
             throw Failure(path + ": is a " + type_name(session.type()) + "; regions are for JPEG and PNG");
     }
     return std::make_unique<PngRegions>(path, interlaced);
+}
+
+Rect parse_rect(const std::string &text) {
+    Rect rect;
+    int end = 0;
+    const int read = std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d%n", &rect.x, &rect.y, &rect.width, &rect.height, &end);
+    if (read != 4 || static_cast<size_t>(end) != text.size() || rect.x < 0 || rect.y < 0 || rect.width < 1 ||
+        rect.height < 1)
+        throw BadUsage("--rect: " + text + " is not X,Y,WIDTH,HEIGHT");
+    return rect;
 }
 
 }  // namespace vorel_tool

@@ -12,6 +12,8 @@ namespace vorel_tool {
 struct Rect {
     int32_t x, y, width, height;
 };
+// "X,Y,WIDTH,HEIGHT" of --rect, as it stands on the command line; throws BadUsage for anything else.
+Rect parse_rect(const std::string &text);
 
 class RegionSource {
   public:

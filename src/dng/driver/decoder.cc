@@ -7,6 +7,7 @@
 
 #include "dng/driver/region.h"
 #include "dng/driver/rounded.h"
+#include "dng/image/read_image.h"
 #include "dng/opcodes/make_opcode.h"
 #include "dng/parse/metadata_entries.h"
 #include "util/atomics.h"
@@ -189,6 +190,12 @@ void VorelDngDecoder::fill_sizes(decInfo *info) const {
     info->blackRepeatRows = main->blackRepeatRows, info->blackRepeatColumns = main->blackRepeatColumns;
     std::memcpy(info->blackLevel, main->blackLevel, sizeof info->blackLevel);
     std::memcpy(info->whiteLevel, main->whiteLevel, sizeof info->whiteLevel);
+    info->compression = main->compression, info->bitsPerSample = main->bitsPerSample[0];
+    info->photometric = main->photometric;
+    info->orientation = file_->shared.hasBaseOrientation ? file_->shared.baseOrientation : 0;
+    VorelDngReadImage reader;
+    reader.acceptLossless(info->acceptLossless == 1);
+    info->readable = reader.reads(*main);
 }
 
 int32_t VorelDngDecoder::parseSize(decInfo *info) {

@@ -134,6 +134,20 @@ bool VorelDngReadImage::read(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngI
     return true;
 }
 
+bool VorelDngReadImage::reads(const VorelDngIFD &ifd) const {
+    switch (ifd.compression) {
+        case kUncompressed:
+        case kDeflate:
+            return true;
+        case kLossyJpeg:
+            return ifd.isBaselineJPEG();
+        case kJpeg:
+            return ifd.isBaselineJPEG() || lossless_;
+        default:
+            return false;
+    }
+}
+
 bool VorelDngReadImage::fillsAll(const VorelDngIFD &ifd, VorelDngStream &stream) const {
     const StoredSample stored = stored_sample(ifd, true);
     if (ifd.compression != kUncompressed || !stored.known() || ifd.tileWidth == 0 || ifd.tileLength == 0) return false;

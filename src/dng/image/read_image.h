@@ -14,6 +14,8 @@ class VorelDngReadImage {
     // Lossless JPEG (T.81 annex H) in compression 7 is read as well.
     void acceptLossless(bool accept) { lossless_ = accept; }
 
+    // Whether there is a reader for the IFD's compression.
+    bool reads(const VorelDngIFD &ifd) const;
     // Whether every sample of the IFD's image lies in the file, so that read() leaves none as it was.
     bool fillsAll(const VorelDngIFD &ifd, VorelDngStream &stream) const;
     // False when the image cannot hold the samples of the IFD. Throws std::bad_alloc.

@@ -1,0 +1,174 @@
+// vorel develop: a raw file to a picture.
+#include <vorel/dng.h>
+#include <vorel/util.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "commands.h"
+#include "progress.h"
+#include "raw_file.h"
+#include "regions.h"
+#include "writers.h"
+
+namespace vorel_tool {
+namespace {
+
+struct DevelopOptions {
+    std::string in, out, rect;
+    int32_t factor = 1, denoise = 0;
+    bool preview = false, strict = false, no_orient = false;
+    JpegOptions jpeg;
+};
+
+constexpr int32_t kPreviewSide = 1024;  // of files that carry no preview
+constexpr size_t kPixelBytes = 4;
+
+// Runs develop(&info) in a thread of its own, so that this one can show how far it is and stop it.
+template <typename Develop>
+void watched(const RawFile &raw, decInfo *info, const Develop &develop) {
+    catch_signals();
+    ProgressBar bar(raw.path());
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        develop(info);
+        done = true;
+    });
+    while (!done) {
+        if (cancelled()) VDngCancelDecoding(info);
+        bar.draw(__atomic_load_n(&info->progress, __ATOMIC_RELAXED), 100);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    worker.join();
+    bar.clear();
+    if (cancelled()) throw Failure(raw.path() + ": cancelled");
+}
+
+Picture rgba_picture(int32_t width, int32_t height) { return make_picture(*find_format("rgba8888"), width, height); }
+
+// The rectangle, or the whole picture for an empty one.
+Picture develop_picture(const RawFile &raw, const DevelopOptions &options) {
+    decInfo info = {};
+    info.acceptLossless = !options.strict;
+    info.noiseStrength = options.denoise;
+    int32_t width = raw.width(), height = raw.height();
+    if (!options.rect.empty()) {
+        const Rect rect = parse_rect(options.rect);
+        if (rect.width > width - rect.x || rect.height > height - rect.y)
+            throw Failure(raw.path() + ": " + options.rect + " is not inside " + std::to_string(width) + " x " +
+                          std::to_string(height) + " pixels");
+        info.regionLeft = rect.x + raw.info().cropOriginX, info.regionTop = rect.y + raw.info().cropOriginY;
+        info.regionRight = info.regionLeft + rect.width, info.regionBottom = info.regionTop + rect.height;
+        width = rect.width, height = rect.height;
+    }
+    info.width = static_cast<uint32_t>(width), info.height = static_cast<uint32_t>(height);
+    Picture picture = rgba_picture(width, height);
+    watched(raw, &info,
+            [&](decInfo *record) { decodeDNGImageBuffer(raw.data(), raw.length(), picture.bytes.data(), record); });
+    if (info.progress != 100) throw Failure(raw.path() + ": cannot be developed");
+    if (options.factor == 1) return picture;
+    const auto reduced = [&](int32_t side) {
+        return std::max<int32_t>(1, static_cast<int32_t>(std::lround(static_cast<double>(side) / options.factor)));
+    };
+    Picture small = rgba_picture(reduced(width), reduced(height));
+    vorel_resize_rgba8888(picture.bytes.data(), small.bytes.data(), width, height, small.width, small.height);
+    return small;
+}
+
+// The preview that the file carries in JPEG, or the raw image developed at its size.
+Picture develop_preview(const RawFile &raw, const DevelopOptions &options) {
+    int32_t width = 0, height = 0;
+    if (!raw.preview(&width, &height)) {
+        const double scale = std::min(1.0, static_cast<double>(kPreviewSide) / std::max(raw.width(), raw.height()));
+        width = std::max<int32_t>(1, static_cast<int32_t>(std::lround(raw.width() * scale)));
+        height = std::max<int32_t>(1, static_cast<int32_t>(std::lround(raw.height() * scale)));
+    } else {
+        Picture carried = rgba_picture(width, height);
+        decodeDNGPreviewImageBuffer(raw.data(), raw.length(), carried.bytes.data(), width, height);
+        // Alpha is 0 where nothing was decoded.
+        const bool there =
+            std::any_of(carried.bytes.begin(), carried.bytes.end(), [](uint8_t byte) { return byte != 0; });
+        if (there) return carried;
+    }
+    decInfo info = {};
+    info.acceptLossless = !options.strict;
+    Picture picture = rgba_picture(width, height);
+    int32_t result = 0;
+    watched(raw, &info, [&](decInfo *record) {
+        result = vorel_dng_develop_preview(raw.data(), raw.length(), picture.bytes.data(), width, height, record);
+    });
+    if (result != 1) throw Failure(raw.path() + ": cannot be developed");
+    return picture;
+}
+
+// Exif 2.3, tag 274: rows and columns as the camera was held.
+Picture upright(Picture picture, uint32_t orientation) {
+    if (orientation < 2 || orientation > 8) return picture;
+    const bool sideways = orientation >= 5;
+    const int32_t width = picture.width, height = picture.height;
+    Picture turned = rgba_picture(sideways ? height : width, sideways ? width : height);
+    for (int32_t y = 0; y < turned.height; ++y) {
+        for (int32_t x = 0; x < turned.width; ++x) {
+            // Where row 0 and column 0 of the stored picture are in the upright one.
+            int32_t from_x = sideways ? y : x, from_y = sideways ? x : y;
+            if (orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8)
+                from_x = width - 1 - from_x;
+            if (orientation == 3 || orientation == 4 || orientation == 6 || orientation == 7)
+                from_y = height - 1 - from_y;
+            const size_t from =
+                (static_cast<size_t>(from_y) * static_cast<size_t>(width) + static_cast<size_t>(from_x));
+            const size_t to = static_cast<size_t>(y) * static_cast<size_t>(turned.width) + static_cast<size_t>(x);
+            std::memcpy(&turned.bytes[to * kPixelBytes], &picture.bytes[from * kPixelBytes], kPixelBytes);
+        }
+    }
+    return turned;
+}
+
+int develop(const DevelopOptions &options) {
+    check_output_name(options.out);
+    if (options.preview && (!options.rect.empty() || options.factor != 1 || options.denoise))
+        throw BadUsage("--preview: goes without --rect, --factor and --denoise");
+    const std::unique_ptr<RawFile> raw = RawFile::open(options.in);
+    if (!raw) throw Failure(options.in + ": not a raw file");
+    const decInfo &info = raw->info();
+    constexpr uint32_t kJpeg = 7;
+    if (!info.readable)
+        throw Failure(options.in + ": the raw image has compression " + std::to_string(info.compression) +
+                      ", for which there is no reader");
+    if (options.strict && info.compression == kJpeg && info.bitsPerSample != 8)
+        throw Failure(options.in + ": the raw image is lossless JPEG, which --strict refuses");
+    Picture picture = options.preview ? develop_preview(*raw, options) : develop_picture(*raw, options);
+    if (!options.no_orient && options.rect.empty()) picture = upright(std::move(picture), info.orientation);
+    write_picture(picture, options.out, cancelled, options.jpeg);
+    std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, picture.format->name);
+    return kExitOk;
+}
+
+}  // namespace
+
+void register_develop(CLI::App &app, Action &action) {
+    auto options = std::make_shared<DevelopOptions>();
+    CLI::App *command = app.add_subcommand("develop", "Develops a raw file (DNG) to .raw, .png, .ppm or .jpg");
+    command->add_option("IN", options->in, "The raw file")->required();
+    command->add_option("OUT", options->out, "Where to: .raw holds RGBA, .png and .ppm hold RGB; or .jpg")->required();
+    command->add_option("--rect", options->rect,
+                        "X,Y,WIDTH,HEIGHT in pixels of the picture as it is stored; it is not turned upright");
+    command->add_option("--factor", options->factor, "1/N of the width and height")->check(CLI::Range(1, 65535));
+    command->add_option("--denoise", options->denoise, "Removes spikes and smooths colours in N rounds; 0 does nothing")
+        ->check(CLI::Range(0, 1000));
+    command->add_flag("--preview", options->preview,
+                      "The small picture that the file carries, or one as small from the raw image");
+    command->add_flag("--strict", options->strict, "Refuses raw images in lossless JPEG");
+    command->add_flag("--no-orient", options->no_orient, "Leaves the picture as it is stored");
+    add_jpeg_options(command, &options->jpeg);
+    command->callback([options, &action] { action = [options] { return develop(*options); }; });
+}
+
+}  // namespace vorel_tool
