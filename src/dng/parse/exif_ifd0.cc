@@ -12,6 +12,7 @@ constexpr ExifText kTexts[] = {{kTagImageDescription, &VorelDngExif::imageDescri
                                {kTagArtist, &VorelDngExif::artist},
                                {kTagCameraSerialNumber, &VorelDngExif::cameraSerialNumber}};
 constexpr ExifNumber kNumbers[] = {{kTagFocalPlaneResolutionUnitEp, &VorelDngExif::focalPlaneResolutionUnit},
+                                   {kTagImageNumber, &VorelDngExif::imageNumber},
                                    {kTagSensingMethodEp, &VorelDngExif::sensingMethod}};
 constexpr ExifRational kRationals[] = {{kTagFocalPlaneXResolutionEp, &VorelDngExif::focalPlaneXResolution},
                                        {kTagFocalPlaneYResolutionEp, &VorelDngExif::focalPlaneYResolution}};

@@ -80,7 +80,10 @@ bool VorelDngIFD::parseRawTag(VorelDngStream &stream, uint32_t parentCode, uint3
             return true;
         case kTagWhiteLevel:
             if (!raw || !(whole || tagType == kTagRational) || tagCount < 1) return false;
-            return ParseDoubles(stream, tagType, tagCount, whiteLevel, 4);
+            if (!ParseDoubles(stream, tagType, tagCount, whiteLevel, 4)) return false;
+            // One for all planes.
+            if (tagCount == 1) std::fill_n(whiteLevel, std::clamp(samplesPerPixel, 1u, 4u), whiteLevel[0]);
+            return true;
         case kTagDefaultScale:
             if (!main || tagType != kTagRational || tagCount != 2) return false;
             read_pair(stream, tagType, defaultScaleH, defaultScaleV);

@@ -1,0 +1,131 @@
+// Damaged files: nothing outside the block is read, and every parse ends within its limits.
+#include <gtest/gtest.h>
+
+#include "dng/base/limits.h"
+#include "dng/parse/dng_file.h"
+#include "dng/support/dng_builder.h"
+
+namespace vorel::test {
+namespace {
+
+Bytes full_file(bool little, std::vector<size_t> *entries) {
+    DngBuilder builder;
+    builder.littleEndian = little;
+    builder.first = dng_preview(4, 3);
+    builder.subs = {dng_mosaic(6, 4, 12), dng_mask(2, 2)};
+    builder.subs[0].tags.insert(builder.subs[0].tags.end(), {{50713, kDngShort, {2, 2}},
+                                                             {50714, kDngShort, {1, 2, 3, 4}},
+                                                             {50829, kDngShort, {0, 0, 4, 6}},
+                                                             {50830, kDngShort, {0, 0, 1, 1}},
+                                                             {51041, kDngDouble, {1, 2}},
+                                                             {51008, kDngUndefined, {0, 0, 0, 0}}});
+    builder.chained = {dng_preview(2, 2)};
+    builder.tags = dng_color_tags();
+    builder.tags.push_back(dng_text(33432, "one"));
+    builder.tags.push_back(dng_bytes(700, kDngByte, Bytes(9, 'x')));
+    builder.tags.push_back(dng_bytes(
+        50740, kDngByte, {'A', 'd', 'o', 'b', 'e', 0, 'M', 'a', 'k', 'N', 0, 0, 0, 8, 'I', 'I', 0, 0, 0, 0, 1, 0}));
+    builder.exif = {{33434, kDngRational, {1, 60}},
+                    dng_text(36867, "2024:02:28 01:02:03"),
+                    dng_bytes(37500, kDngUndefined, Bytes(32, 1)),
+                    dng_bytes(37510, kDngUndefined, Bytes(12, 'A')),
+                    {41730, kDngUndefined, {2, 0, 2, 0, 0, 1, 1, 2}}};
+    builder.gps = {{2, kDngRational, {1, 1, 2, 1, 3, 1}}};
+    builder.interoperability = {dng_text(1, "R98")};
+    builder.extraProfiles = {dng_color_tags()};
+    return builder.build(entries);
+}
+
+void parse(const uint8_t *data, size_t size) {
+    DngFile file(data, static_cast<uint32_t>(size));
+    if (!file.parse()) return;
+    file.postParse();
+    ASSERT_LE(file.ifdsWalked(), kMaxIfds);
+    ASSERT_LE(file.entriesWalked(), kMaxIfdEntries);
+    CPVorelDngExif record;
+    convertExifClass2Struct(file.exif, &record);
+    for (const VorelDngIFD *ifd : file.allIFDs()) {
+        ASSERT_TRUE(ifd->blackRepeatRows <= 8 && ifd->blackRepeatColumns <= 8 && ifd->cfaRepeatRows <= 8);
+        ASSERT_LE(ifd->activeArea.bottom, static_cast<int64_t>(ifd->height));
+        ASSERT_TRUE(!ifd->opcodeListLength[0] || file.stream.holds(ifd->opcodeListOffset[0], ifd->opcodeListLength[0]));
+    }
+    ASSERT_TRUE(file.stream.holds(file.shared.xmpOffset, file.shared.xmpCount));
+}
+
+TEST(DngHostile, CutAndDamagedFiles) {
+    for (const bool little : {true, false}) {
+        std::vector<size_t> entries;
+        const Bytes bytes = full_file(little, &entries);
+        for (size_t length = 0; length < bytes.size(); ++length) {
+            GuardBuffer cut(Bytes(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(length)));
+            parse(cut.data(), length);
+        }
+        GuardBuffer whole(bytes);
+        for (size_t at = 0; at < bytes.size(); ++at) {
+            for (const uint8_t value : {0, 1, 0x7F, 0xFF}) {
+                whole.data()[at] = value;
+                parse(whole.data(), whole.size());
+            }
+            whole.data()[at] = bytes[at];
+        }
+        for (const size_t entry : entries) {
+            for (const uint32_t count : {0u, 1u, 0xFFFFu, 0xFFFFFFFFu}) {
+                for (uint32_t i = 0; i < 4; ++i) {
+                    whole.data()[entry + 4 + i] = static_cast<uint8_t>(count >> 8 * (little ? i : 3 - i));
+                }
+                parse(whole.data(), whole.size());
+            }
+            std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(entry), 12, whole.data() + entry);
+        }
+    }
+}
+
+// Little-endian directories written by hand.
+struct Raw {
+    Bytes bytes = {'I', 'I', 42, 0, 8, 0, 0, 0};
+    void number(uint64_t value, uint32_t count) {
+        for (uint32_t i = 0; i < count; ++i) bytes.push_back(static_cast<uint8_t>(value >> 8 * i));
+    }
+    void entry(uint32_t code, uint32_t type, uint32_t count, uint32_t value) {
+        number(code, 2), number(type, 2), number(count, 4), number(value, 4);
+    }
+};
+
+TEST(DngHostile, LoopsAndBushesEnd) {
+    // 100 directories, each with a list of ten sub-IFDs anywhere among them, all chained, and all the special ones.
+    Raw bush;
+    const uint32_t directory = 2 + 12 * 4 + 4 + 40, count = 100;
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t at = 8 + i * directory;
+        bush.number(4, 2);
+        bush.entry(330, 4, 10, at + directory - 40);
+        bush.entry(34665, 4, 1, at);
+        bush.entry(34853, 4, 1, at);
+        bush.entry(40965, 4, 1, at);
+        bush.number(at + directory, 4);
+        for (uint32_t k = 0; k < 10; ++k) bush.number(8 + (i * 10 + k * 7) % count * directory, 4);
+    }
+    const DngFile empty(nullptr, 0);
+    DngFile file(bush.bytes.data(), static_cast<uint32_t>(bush.bytes.size()));
+    ASSERT_TRUE(file.parse());
+    EXPECT_EQ(file.ifdsWalked(), kMaxIfds);
+    EXPECT_LE(file.allIFDs().size(), kMaxIfds);
+    EXPECT_EQ(file.chainedIFDs.size(), kMaxChainedIfds);
+
+    // The most entries that a directory can have, four times over, with the longest of texts.
+    Raw texts;
+    for (uint32_t i = 0; i < 4; ++i) {
+        const uint32_t at = 8 + i * (2 + 12 * 65535 + 4);
+        texts.number(65535, 2);
+        for (uint32_t k = 0; k < 65535; ++k) texts.entry(k % 2 ? 305 : 33432, 2, 1 << 20, 0);
+        texts.number(at + 2 + 12 * 65535 + 4, 4);
+    }
+    std::fill(texts.bytes.begin() + 8 + 2 + 12 * 65535, texts.bytes.end(), uint8_t{'t'});
+    DngFile many(texts.bytes.data(), static_cast<uint32_t>(texts.bytes.size()));
+    ASSERT_TRUE(many.parse());
+    EXPECT_LE(many.entriesWalked(), kMaxIfdEntries);
+    EXPECT_LE(many.exif.software.size(), kMaxTagText);
+}
+
+}  // namespace
+}  // namespace vorel::test
