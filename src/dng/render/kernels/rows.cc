@@ -2,6 +2,7 @@
 #ifndef VOREL_RENDER_ROWS_SCALAR
 #define VOREL_RENDER_ROWS_SCALAR
 
+#include <algorithm>
 #include <cstddef>
 
 #include "dng/render/kernels/internal.h"
@@ -66,24 +67,20 @@ using VI = hn::Vec<DI>;
 constexpr size_t kLanes = hn::MaxLanes(DF());
 
 // a < b ? a : b and a > b ? a : b, for all values.
-inline VF lesser(VF a, VF b) {
+HWY_INLINE VF lesser(VF a, VF b) {
 #if HWY_ARCH_X86
     return hn::Min(a, b);  // the instruction does just that
 #else
     return hn::IfThenElse(hn::Lt(a, b), a, b);
 #endif
 }
-inline VF greater(VF a, VF b) {
+HWY_INLINE VF greater(VF a, VF b) {
 #if HWY_ARCH_X86
     return hn::Max(a, b);
 #else
     return hn::IfThenElse(hn::Gt(a, b), a, b);
 #endif
 }
-
-struct Pixels {
-    VF c[3];
-};
 
 // Entries index and index + 1 of a curve.
 struct Entries {
@@ -96,13 +93,13 @@ template <class V>
 struct TwoPairs {
     V early, late;
 };
-inline hn::Vec128<float> two_pairs(const float *table, uint64_t indices) {
+HWY_INLINE hn::Vec128<float> two_pairs(const float *table, uint64_t indices) {
     const auto at = [&](uint64_t index) { return reinterpret_cast<const double *>(table + index); };
     const __m128d first = _mm_load_sd(at(indices & 0xFFFFFFFF));
     return hn::Vec128<float>{_mm_castpd_ps(_mm_loadh_pd(first, at(indices >> 32)))};
 }
 template <class D32>
-inline TwoPairs<hn::Vec<hn::RebindToFloat<D32>>> pairs_at(D32, const float *table, hn::Vec<D32> index) {
+HWY_INLINE TwoPairs<hn::Vec<hn::RebindToFloat<D32>>> pairs_at(D32, const float *table, hn::Vec<D32> index) {
     if constexpr (hn::MaxLanes(D32()) == 4) {
         const auto wide = hn::BitCast(hn::Repartition<uint64_t, D32>(), index);
         return {two_pairs(table, hn::GetLane(wide)), two_pairs(table, hn::ExtractLane(wide, 1))};
@@ -114,7 +111,7 @@ inline TwoPairs<hn::Vec<hn::RebindToFloat<D32>>> pairs_at(D32, const float *tabl
         return {hn::Combine(d, high.early, low.early), hn::Combine(d, high.late, low.late)};
     }
 }
-inline Entries entries_at(const float *table, VI index) {
+HWY_INLINE Entries entries_at(const float *table, VI index) {
     const DF d;
     const DI di;
     const auto pairs = pairs_at(di, table, index);
@@ -123,7 +120,7 @@ inline Entries entries_at(const float *table, VI index) {
 }
 
 template <class D32>
-inline hn::Vec<D32> int_entries_at(D32, const uint32_t *table, hn::Vec<D32> index) {
+HWY_INLINE hn::Vec<D32> int_entries_at(D32, const uint32_t *table, hn::Vec<D32> index) {
     if constexpr (hn::MaxLanes(D32()) == 4) {
         const auto wide = hn::BitCast(hn::Repartition<uint64_t, D32>(), index);
         const uint64_t early = hn::GetLane(wide), late = hn::ExtractLane(wide, 1);
@@ -139,7 +136,7 @@ inline hn::Vec<D32> int_entries_at(D32, const uint32_t *table, hn::Vec<D32> inde
     }
 }
 #else
-inline Entries entries_at(const float *table, VI index) {
+HWY_INLINE Entries entries_at(const float *table, VI index) {
     const DF d;
     alignas(64) int32_t at[kLanes];
     alignas(64) float first[kLanes], second[kLanes];
@@ -151,7 +148,7 @@ inline Entries entries_at(const float *table, VI index) {
     return {hn::Load(d, first), hn::Load(d, second)};
 }
 
-inline VI int_entries_at(DI di, const uint32_t *table, VI index) {
+HWY_INLINE VI int_entries_at(DI di, const uint32_t *table, VI index) {
     alignas(64) int32_t at[kLanes];
     hn::Store(index, di, at);
     for (int32_t &v : at) v = static_cast<int32_t>(table[v]);
@@ -159,7 +156,7 @@ inline VI int_entries_at(DI di, const uint32_t *table, VI index) {
 }
 #endif
 
-inline VF curve(const float *table, VF x) {
+HWY_INLINE VF curve(const float *table, VF x) {
     const DF d;
     const DI di;
     const VF position = hn::Mul(x, hn::Set(d, static_cast<float>(kRenderSteps)));
@@ -169,120 +166,160 @@ inline VF curve(const float *table, VF x) {
     return hn::Add(hn::Mul(entries.first, hn::Sub(hn::Set(d, 1.0f), fraction)), hn::Mul(entries.second, fraction));
 }
 
-inline void matrix(const float *m, Pixels &p) {
+// Results limited to 0 to most.
+HWY_INLINE void matrix(const float *m, float most, VF (&c)[3]) {
     const DF d;
-    const VF one = hn::Set(d, 1.0f), zero = hn::Zero(d);
-    const Pixels in = p;
+    const VF r = c[0], g = c[1], b = c[2];
     for (int i = 0; i < 3; ++i) {
-        const VF sum =
-            hn::Add(hn::Add(hn::Mul(hn::Set(d, m[3 * i]), in.c[0]), hn::Mul(hn::Set(d, m[3 * i + 1]), in.c[1])),
-                    hn::Mul(hn::Set(d, m[3 * i + 2]), in.c[2]));
-        p.c[i] = lesser(greater(sum, zero), one);
+        const VF two = hn::Add(hn::Mul(hn::Set(d, m[3 * i]), r), hn::Mul(hn::Set(d, m[3 * i + 1]), g));
+        const VF sum = hn::Add(two, hn::Mul(hn::Set(d, m[3 * i + 2]), b));
+        c[i] = lesser(greater(sum, hn::Zero(d)), hn::Set(d, most));
     }
 }
 
-inline void tone(const float *table, Pixels &p) {
-    const VF r = p.c[0], g = p.c[1], b = p.c[2];
-    const VF most = greater(greater(r, g), b), least = lesser(lesser(r, g), b);
-    const VF tone_most = curve(table, most), tone_least = curve(table, least);
-    const VF rise = hn::Sub(tone_most, tone_least), range = hn::Sub(most, least);
-    // Of the sample that is neither the largest nor the smallest, of which there is one at most.
-    const VF middle = greater(lesser(r, g), lesser(greater(r, g), b));
-    const VF tone_middle = hn::Add(tone_least, hn::Div(hn::Mul(rise, hn::Sub(middle, least)), range));
-    for (VF &v : p.c) {
-        v = hn::IfThenElse(hn::Eq(v, most), tone_most, hn::IfThenElse(hn::Eq(v, least), tone_least, tone_middle));
-    }
+// Samples in fixed point, 2^30 being 1: 12 bits are the step of the curve and 18 the part of it.
+constexpr float kEncodeScale = 1 << 30;
+constexpr int kPartBits = 18, kCoarser = 23 - kPartBits;
+
+// The bytes of such samples, in the lower eight bits of their lanes; distance becomes the least from a threshold.
+HWY_INLINE VI encoded(const RenderSetup &setup, VF x, VI &distance) {
+    const DI di;
+    const VI fixed = hn::ConvertTo(di, x);
+    const VI part = hn::And(fixed, hn::Set(di, (1 << kPartBits) - 1));
+    const VI entry = int_entries_at(di, setup.encode, hn::ShiftRight<kPartBits>(fixed));
+    const VI threshold = hn::BitCast(di, hn::ShiftRight<8 + kCoarser>(hn::BitCast(hn::RebindToUnsigned<DI>(), entry)));
+    const VI before = hn::Sub(threshold, part);
+    distance = hn::Min(distance, hn::Abs(before));
+    // A lane is -1 where it is beyond.
+    return hn::Sub(entry, hn::ShiftRight<31>(before));
 }
 
-inline void hue_sat(const HueSatTable &table, Pixels &p) {
+// Sixteen bits come as 65536 times their value, which the matrix behind them takes back: that is exact.
+HWY_INLINE void load_pixels(const uint16_t *src, VF (&c)[3]) {
+    const hn::Rebind<uint16_t, DF> d16;
     const DF d;
-    alignas(64) float planes[3][kLanes];
-    for (int i = 0; i < 3; ++i) hn::Store(p.c[i], d, planes[i]);
-    for (size_t x = 0; x < kLanes; ++x) {
-        float rgb[3] = {planes[0][x], planes[1][x], planes[2][x]};
+    hn::Vec<decltype(d16)> s[3];
+    hn::LoadInterleaved3(d16, src, s[0], s[1], s[2]);
+    for (int i = 0; i < 3; ++i) {
+        const VF f = hn::ConvertTo(d, hn::PromoteTo(DI(), s[i]));
+        c[i] = hn::Add(f, hn::Mul(f, hn::Set(d, kShortScale)));
+    }
+}
+HWY_INLINE void load_pixels(const float *src, VF (&c)[3]) { hn::LoadInterleaved3(DF(), src, c[0], c[1], c[2]); }
+constexpr float loaded_scale(uint16_t) { return 1 / kShortScale; }
+constexpr float loaded_scale(float) { return 1; }
+
+// So many pixels go through one step before they go through the next: each step alone has little that waits for what
+// it has just made, so that the processor works on several vectors at a time.
+constexpr size_t kTile = 256;
+using Plane = float[kTile];
+
+// What a row needs of its setup, with the scales of the samples.
+struct RowSetup {
+    template <typename Sample>
+    RowSetup(const RenderSetup &of, Sample sample) : setup(of) {
+        const float scale = loaded_scale(sample);
+        for (int i = 0; i < 3; ++i) white[i] = of.white[i] * scale;
+        for (int i = 0; i < 9; ++i) {
+            camera[i] = of.camera[i] / scale;
+            output[i] = of.output[i] * kEncodeScale;
+        }
+    }
+    const RenderSetup &setup;
+    float white[3], camera[9], output[9];
+};
+
+template <typename Sample>
+void tile_in(const RowSetup &row, const Sample *src, size_t count, Plane *planes) {
+    const DF d;
+    for (size_t x = 0; x < count; x += kLanes) {
+        VF c[3];
+        load_pixels(src + 3 * x, c);
+        for (int i = 0; i < 3; ++i) c[i] = lesser(c[i], hn::Set(d, row.white[i]));
+        matrix(row.camera, 1, c);
+        for (int i = 0; i < 3; ++i) hn::Store(c[i], d, planes[i] + x);
+    }
+}
+
+void tile_hue_sat(const HueSatTable &table, size_t count, Plane *planes) {
+    for (size_t x = 0; x < count; ++x) {
+        float rgb[3];
+        for (int i = 0; i < 3; ++i) rgb[i] = pinned(planes[i][x]);
         hue_sat_pixel(table, rgb);
         for (int i = 0; i < 3; ++i) planes[i][x] = rgb[i];
     }
-    for (int i = 0; i < 3; ++i) p.c[i] = hn::Load(d, planes[i]);
 }
 
-// The bytes of samples, in the lower eight bits of their lanes; distance becomes the least distance from a threshold.
-inline VI encoded(const RenderSetup &setup, VF x, VI &distance) {
+void tile_ramp(const float *table, size_t count, Plane *planes) {
     const DF d;
-    const DI di;
-    const VF position = hn::Mul(x, hn::Set(d, static_cast<float>(kRenderSteps)));
-    const VI index = hn::ConvertTo(di, position);
-    const VF fraction = hn::Sub(position, hn::ConvertTo(d, index));
-    const VI part = hn::ConvertTo(di, hn::Mul(fraction, hn::Set(d, 8388608.0f)));
-    const VI entry = int_entries_at(di, setup.encode, index);
-    const auto threshold = hn::BitCast(di, hn::ShiftRight<8>(hn::BitCast(hn::RebindToUnsigned<DI>(), entry)));
-    const VI beyond = hn::Sub(part, threshold);
-    distance = hn::Min(distance, hn::Abs(beyond));
-    // A lane is -1 where it is beyond.
-    return hn::Sub(entry, hn::VecFromMask(di, hn::Gt(beyond, hn::Zero(di))));
-}
-
-inline void load_pixels(const uint16_t *src, Pixels &p) {
-    const hn::Rebind<uint16_t, DF> d16;
-    const DF d;
-    const DI di;
-    hn::Vec<decltype(d16)> s[3];
-    hn::LoadInterleaved3(d16, src, s[0], s[1], s[2]);
-    const VF scale = hn::Set(d, kShortScale);
-    for (int i = 0; i < 3; ++i) {
-        const VF f = hn::ConvertTo(d, hn::PromoteTo(di, s[i]));
-        p.c[i] = hn::Mul(hn::Add(f, hn::Mul(f, scale)), scale);
+    for (size_t x = 0; x < count; x += kLanes) {
+        for (int i = 0; i < 3; ++i) hn::Store(curve(table, hn::Load(d, planes[i] + x)), d, planes[i] + x);
     }
 }
-inline void load_pixels(const float *src, Pixels &p) { hn::LoadInterleaved3(DF(), src, p.c[0], p.c[1], p.c[2]); }
 
-template <bool kMaps, typename Sample>
-inline void vector_of_pixels(const RenderSetup &setup, const Sample *src, uint8_t *dst) {
+void tile_tone(const float *table, size_t count, Plane *planes) {
     const DF d;
-    const DI di;
-    Pixels p;
-    load_pixels(src, p);
-    for (int i = 0; i < 3; ++i) p.c[i] = lesser(p.c[i], hn::Set(d, setup.white[i]));
-    matrix(setup.camera, p);
-    if (kMaps && setup.hue_sat) hue_sat(*setup.hue_sat, p);
-    for (VF &v : p.c) v = curve(setup.ramp, v);
-    if (kMaps && setup.look) {
-        for (VF &v : p.c) v = lesser(greater(v, hn::Zero(d)), hn::Set(d, 1.0f));
-        hue_sat(*setup.look, p);
-    }
-    tone(setup.tone, p);
-    matrix(setup.output, p);
-
-    VI distance = hn::Set(di, 0x7FFFFFFF), bytes[3];
-    for (int i = 0; i < 3; ++i) bytes[i] = encoded(setup, p.c[i], distance);
-    if (HWY_UNLIKELY(!hn::AllFalse(di, hn::Lt(distance, hn::Set(di, setup.encode_doubt + 1))))) {
-        // Next to a threshold, where the rounding of the two steps decides.
-        alignas(64) float planes[3][kLanes];
-        for (int i = 0; i < 3; ++i) hn::Store(p.c[i], d, planes[i]);
-        for (size_t x = 0; x < kLanes; ++x) {
-            for (int i = 0; i < 3; ++i)
-                dst[3 * x + static_cast<size_t>(i)] = byte_of(curve_value(setup.gamma, planes[i][x]));
+    for (size_t x = 0; x < count; x += kLanes) {
+        const VF r = hn::Load(d, planes[0] + x), g = hn::Load(d, planes[1] + x), b = hn::Load(d, planes[2] + x);
+        const VF upper = greater(r, g), lower = lesser(r, g);
+        const VF most = greater(upper, b), least = lesser(lower, b);
+        const VF tone_most = curve(table, most), tone_least = curve(table, least);
+        // Of the sample that is neither the largest nor the smallest, of which there is one at most.
+        const VF middle = greater(lower, lesser(upper, b));
+        const VF tone_middle = hn::Add(
+            tone_least, hn::Div(hn::Mul(hn::Sub(tone_most, tone_least), hn::Sub(middle, least)), hn::Sub(most, least)));
+        const VF c[3] = {r, g, b};
+        for (int i = 0; i < 3; ++i) {
+            const VF lower_two = hn::IfThenElse(hn::Eq(c[i], least), tone_least, tone_middle);
+            hn::Store(hn::IfThenElse(hn::Eq(c[i], most), tone_most, lower_two), d, planes[i] + x);
         }
-        return;
     }
+}
+
+void tile_out(const RowSetup &row, size_t count, const Plane *planes, uint8_t *dst) {
+    const DF d;
+    const DI di;
     const hn::Rebind<uint8_t, DI> d8;
     const hn::RebindToUnsigned<DI> du;
-    const auto byte = [&](VI v) { return hn::TruncateTo(d8, hn::BitCast(du, v)); };
-    hn::StoreInterleaved3(byte(bytes[0]), byte(bytes[1]), byte(bytes[2]), d8, dst);
-}
-
-template <bool kMaps, typename Sample>
-void render_row(const RenderSetup &setup, const Sample *src, uint32_t count, uint8_t *dst) {
-    if (count < kLanes) return scalar_render(setup, src, count, dst);
-    size_t x = 0;
-    for (; count - x >= kLanes; x += kLanes) vector_of_pixels<kMaps>(setup, src + 3 * x, dst + 3 * x);
-    // The last vector overlaps the one before it.
-    if (x < count) vector_of_pixels<kMaps>(setup, src + 3 * (count - kLanes), dst + 3 * (count - kLanes));
+    const VI doubt = hn::Set(di, (row.setup.encode_doubt >> kCoarser) + 2);
+    for (size_t x = 0; x < count; x += kLanes) {
+        VF c[3] = {hn::Load(d, planes[0] + x), hn::Load(d, planes[1] + x), hn::Load(d, planes[2] + x)};
+        matrix(row.output, kEncodeScale, c);
+        VI distance = hn::Set(di, 0x7FFFFFFF), bytes[3];
+        for (int i = 0; i < 3; ++i) bytes[i] = encoded(row.setup, c[i], distance);
+        uint8_t *to = dst + 3 * x;
+        if (HWY_LIKELY(hn::AllFalse(di, hn::Lt(distance, doubt)))) {
+            const auto byte = [&](VI v) { return hn::TruncateTo(d8, hn::BitCast(du, v)); };
+            hn::StoreInterleaved3(byte(bytes[0]), byte(bytes[1]), byte(bytes[2]), d8, to);
+            continue;
+        }
+        // Next to a threshold, where the rounding of curve and byte decides.
+        alignas(64) float values[3][kLanes];
+        for (int i = 0; i < 3; ++i) hn::Store(hn::Mul(c[i], hn::Set(d, 1 / kEncodeScale)), d, values[i]);
+        for (size_t lane = 0; lane < 3 * kLanes; ++lane) {
+            to[lane] = byte_of(curve_value(row.setup.gamma, values[lane % 3][lane / 3]));
+        }
+    }
 }
 
 template <typename Sample>
 void render(const RenderSetup &setup, const Sample *src, uint32_t count, uint8_t *dst) {
-    setup.hue_sat || setup.look ? render_row<true>(setup, src, count, dst) : render_row<false>(setup, src, count, dst);
+    if (count < kLanes) return scalar_render(setup, src, count, dst);
+    const RowSetup row(setup, Sample());
+    alignas(64) Plane planes[3];
+    for (size_t x = 0; x < count;) {
+        // Whole vectors; what is left behind them is done with pixels before it.
+        const size_t left = count - x;
+        const size_t tile = std::min(std::max(left / kLanes, size_t{1}) * kLanes, kTile);
+        const size_t start = std::min(x, count - tile);
+        tile_in(row, src + 3 * start, tile, planes);
+        if (setup.hue_sat) tile_hue_sat(*setup.hue_sat, tile, planes);
+        tile_ramp(setup.ramp, tile, planes);
+        if (setup.look) tile_hue_sat(*setup.look, tile, planes);
+        tile_tone(setup.tone, tile, planes);
+        tile_out(row, tile, planes, dst + 3 * start);
+        x = start + tile;
+    }
 }
 
 void add_render(RenderKernels *table) {
