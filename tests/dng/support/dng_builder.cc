@@ -1,6 +1,8 @@
 #include "dng/support/dng_builder.h"
 
+#if DNG_DEFLATE
 #include <zlib.h>
+#endif
 
 #include <algorithm>
 #include <bit>
@@ -35,6 +37,7 @@ Bytes stored(const DngTag &tag, bool little_endian) {
 
 uint32_t rounded_up(uint32_t value, uint32_t by) { return (value + by - 1) / by; }
 
+#if DNG_DEFLATE
 Bytes deflated(const Bytes &data) {
     uLongf size = compressBound(data.size());
     Bytes out(size);
@@ -42,6 +45,9 @@ Bytes deflated(const Bytes &data) {
     out.resize(size);
     return out;
 }
+#else
+Bytes deflated(const Bytes &) { throw std::runtime_error("no zlib"); }
+#endif
 
 // The file as it grows. Directories are written behind what they point to.
 class Writer {

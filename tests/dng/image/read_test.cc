@@ -1,0 +1,375 @@
+// Stored samples come back: every size, order, layout, compression and predictor.
+#include <algorithm>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#if DNG_DEFLATE
+#include <zlib.h>
+#endif
+
+#include "dng/image/predictor.h"
+#include "dng/image/read_image.h"
+#include "dng/parse/dng_file.h"
+#include "dng/support/dng_builder.h"
+#include "dng/support/lossless_jpeg.h"
+
+namespace vorel::test {
+namespace {
+
+std::vector<uint32_t> random_samples(const DngImage &image, uint32_t bits) {
+    std::mt19937 random(image.width * 31 + bits);
+    std::vector<uint32_t> samples(size_t{image.width} * image.height * image.planes);
+    for (uint32_t &sample : samples) sample = random() & (bits == 32 ? 0xFFFFFFFF : (1u << bits) - 1);
+    return samples;
+}
+
+struct ReadOptions {
+    bool lossless = false;
+    DngRect part;  // empty: all
+};
+
+// The samples of the main image as they are read; floats by their bits.
+std::vector<uint32_t> samples_of(const Bytes &file, const ReadOptions &options = {}) {
+    DngFile parsed(file.data(), static_cast<uint32_t>(file.size()));
+    if (!parsed.parse()) return {};
+    parsed.postParse();
+    VorelDngIFD *main = parsed.mainIFD();
+    if (!main || !main->hasImage()) return {};
+    const DngRect whole = {0, 0, static_cast<int32_t>(main->height), static_cast<int32_t>(main->width)};
+    const DngRect bounds = options.part.empty() ? whole : options.part;
+    VorelDngImage image(bounds, main->samplesPerPixel, main->pixelType());
+    VorelDngReadImage reader;
+    reader.acceptLossless(options.lossless);
+    if (!reader.read(*main, parsed.stream, image)) return {};
+    std::vector<uint32_t> samples;
+    for (int32_t row = bounds.top; row < bounds.bottom; ++row) {
+        for (int32_t column = bounds.left; column < bounds.right; ++column) {
+            for (uint32_t plane = 0; plane < main->samplesPerPixel; ++plane) {
+                const uint32_t size = image.buffer().pixelSize;
+                samples.push_back(size == 1   ? *image.at<uint8_t>(row, column, plane)
+                                  : size == 2 ? *image.at<uint16_t>(row, column, plane)
+                                              : *image.at<uint32_t>(row, column, plane));
+            }
+        }
+    }
+    return samples;
+}
+
+std::vector<uint32_t> part_of(const DngImage &image, const DngRect &part) {
+    std::vector<uint32_t> samples;
+    for (int32_t row = part.top; row < part.bottom; ++row) {
+        for (uint32_t i = 0; i < part.width() * image.planes; ++i) {
+            samples.push_back(
+                image.samples[(static_cast<uint32_t>(row) * image.width + static_cast<uint32_t>(part.left)) *
+                                  image.planes +
+                              i]);
+        }
+    }
+    return samples;
+}
+
+DngBuilder file_of(const DngImage &image, bool little_endian) {
+    DngBuilder builder;
+    builder.littleEndian = little_endian;
+    builder.first = image;
+    return builder;
+}
+
+// Whole, and a part that begins and ends inside tiles.
+void expect_read(const DngImage &image, bool little_endian, const std::string &what, bool lossless = false) {
+    const Bytes file = file_of(image, little_endian).build();
+    EXPECT_EQ(samples_of(file, {lossless, {}}), image.samples) << what;
+    const DngRect part = {5, 7, 22, 30};
+    EXPECT_EQ(samples_of(file, {lossless, part}), part_of(image, part)) << what;
+}
+
+TEST(DngRead, UncompressedOfEverySize) {
+    for (const bool little_endian : {true, false}) {
+        for (const uint32_t planes : {1u, 3u}) {
+            for (uint32_t bits = 1; bits <= 32; ++bits) {
+                DngImage image = planes == 1 ? dng_mosaic(37, 29, bits) : dng_linear(37, 29, bits);
+                image.samples = random_samples(image, bits);
+                const std::string what = std::to_string(bits) + " bits, " + std::to_string(planes) + " planes";
+                expect_read(image, little_endian, what);
+                image.rowsPerStrip = 6;
+                expect_read(image, little_endian, what + ", strips");
+                image.rowsPerStrip = 0, image.tileWidth = 16, image.tileLength = 10;
+                expect_read(image, little_endian, what + ", tiles");
+                image.planarConfiguration = 2;
+                if (planes == 3) expect_read(image, little_endian, what + ", separate planes");
+            }
+        }
+    }
+}
+
+// What lies behind the end of the file is 0; the rest is as it is.
+TEST(DngRead, TruncatedStrips) {
+    DngImage image = dng_mosaic(32, 20, 16);
+    image.samples = random_samples(image, 16);
+    DngBuilder builder = file_of(image, true);
+    // The strip at the end of the file, so that a cut takes samples and no directory.
+    Bytes file = builder.build();
+    const size_t data = image.samples.size() * 2;
+    const Bytes strip = image.tileData(0, true);
+    const auto found = std::search(file.begin(), file.end(), strip.begin(), strip.end());
+    ASSERT_NE(found, file.end());
+    const uint32_t moved = static_cast<uint32_t>(file.size());
+    builder.first.tags.push_back({273, kDngLong, {static_cast<double>(moved)}});
+    file = builder.build();
+    ASSERT_EQ(file.size(), moved);
+    file.insert(file.end(), strip.begin(), strip.end());
+    for (const size_t cut : {size_t{1}, size_t{2}, size_t{64}, size_t{65}, data - 1, data}) {
+        std::vector<uint32_t> expected = image.samples;
+        std::fill(expected.end() - static_cast<ptrdiff_t>((cut + 1) / 2), expected.end(), 0u);
+        EXPECT_EQ(samples_of(Bytes(file.begin(), file.end() - static_cast<ptrdiff_t>(cut))), expected) << cut;
+    }
+}
+
+#if DNG_DEFLATE
+
+Bytes deflated(const Bytes &data) {
+    uLongf size = compressBound(data.size());
+    Bytes out(size);
+    compress(out.data(), &size, data.data(), data.size());
+    out.resize(size);
+    return out;
+}
+
+// Differences of a tile's rows, as a writer makes them: of words, or of the bytes of floats in planes.
+Bytes differenced(Bytes data, uint32_t columns, uint32_t planes, uint32_t size, uint32_t predictor,
+                  bool little_endian) {
+    const size_t row_bytes = size_t{columns} * planes * size;
+    const size_t distance = predictor_factor(predictor) * planes;
+    for (size_t start = 0; start < data.size(); start += row_bytes) {
+        uint8_t *row = &data[start];
+        const size_t count = row_bytes / size;
+        if (is_float_predictor(predictor)) {
+            const Bytes in(row, row + row_bytes);
+            for (size_t i = 0; i < count; ++i) {
+                for (size_t b = 0; b < size; ++b)
+                    row[b * count + i] = in[i * size + (little_endian ? size - 1 - b : b)];
+            }
+            for (size_t i = row_bytes; i-- > distance;) row[i] = static_cast<uint8_t>(row[i] - row[i - distance]);
+            continue;
+        }
+        const auto value = [&](size_t i) {
+            uint32_t v = 0;
+            for (size_t b = 0; b < size; ++b) v = v << 8 | row[i * size + (little_endian ? size - 1 - b : b)];
+            return v;
+        };
+        for (size_t i = count; i-- > distance;) {
+            const uint32_t v = value(i) - value(i - distance);
+            for (size_t b = 0; b < size; ++b)
+                row[i * size + b] = static_cast<uint8_t>(v >> 8 * (little_endian ? b : size - 1 - b));
+        }
+    }
+    return data;
+}
+
+TEST(DngRead, DeflatedWithEveryPredictor) {
+    const uint32_t predictors[] = {1, 2, 3, 34892, 34893, 34894, 34895};
+    for (const uint32_t predictor : predictors) {
+        for (const bool little_endian : {true, false}) {
+            for (const uint32_t planes : {1u, 3u}) {
+                for (const uint32_t bits : {8u, 16u, 32u}) {
+                    const bool floats = is_float_predictor(predictor);
+                    if (floats && bits != 32) continue;  // shorter floats are read as other values, see below
+                    DngImage image = planes == 1 ? dng_mosaic(37, 29, bits) : dng_linear(37, 29, bits);
+                    image.samples = random_samples(image, bits);
+                    image.compression = 8, image.predictor = predictor, image.sampleFormat = floats ? 3 : 1;
+                    image.tileWidth = 16, image.tileLength = 10;
+                    for (uint32_t tile = 0; tile < image.tileCount(); ++tile) {
+                        image.tiles.push_back(deflated(differenced(image.tileData(tile, little_endian), 16, planes,
+                                                                   bits / 8, predictor, little_endian)));
+                    }
+                    expect_read(image, little_endian,
+                                "predictor " + std::to_string(predictor) + ", " + std::to_string(bits) + " bits, " +
+                                    std::to_string(planes));
+                }
+            }
+        }
+    }
+}
+
+// Halves and floats of 24 bits, from files of both orders.
+TEST(DngRead, ShortFloats) {
+    for (const uint32_t bits : {16u, 24u}) {
+        for (const uint32_t predictor : {1u, 3u, 34894u}) {
+            for (const bool little_endian : {true, false}) {
+                // Required: floats of 24 bits without a predictor stand most significant byte first in either order.
+                if (bits == 24 && predictor == 1 && little_endian) continue;
+                DngImage image = dng_linear(24, 10, bits);
+                const std::vector<uint32_t> codes = image.samples = random_samples(image, bits);
+                image.sampleFormat = 3, image.predictor = predictor, image.compression = 8;
+                image.tileWidth = 24, image.tileLength = 10;
+                Bytes data;
+                for (const uint32_t code : codes) {
+                    for (uint32_t b = 0; b < bits / 8; ++b) {
+                        data.push_back(static_cast<uint8_t>(code >> 8 * (little_endian ? b : bits / 8 - 1 - b)));
+                    }
+                }
+                image.tiles = {
+                    deflated(predictor == 1 ? data : differenced(data, 24, 3, bits / 8, predictor, little_endian))};
+                std::vector<uint32_t> expected;
+                for (const uint32_t code : codes) {
+                    const uint8_t bytes[3] = {static_cast<uint8_t>(code >> 16), static_cast<uint8_t>(code >> 8),
+                                              static_cast<uint8_t>(code)};
+                    expected.push_back(std::bit_cast<uint32_t>(bits == 16 ? DNG_HalfToFloat(static_cast<uint16_t>(code))
+                                                                          : DNG_FP24ToFloat(bytes)));
+                }
+                EXPECT_EQ(samples_of(file_of(image, little_endian).build()), expected) << bits << " " << predictor;
+            }
+        }
+    }
+}
+
+// A tile that is cut off, one that is damaged, one that inflates to more than there is room for, and one beyond the
+// file: rows in front of the damage and other tiles are as they were.
+TEST(DngRead, DamagedTiles) {
+    DngImage image = dng_mosaic(32, 40, 16);
+    image.samples = random_samples(image, 16);
+    image.compression = 8, image.tileWidth = 32, image.tileLength = 10;
+    Bytes more = image.tileData(3, true);
+    more.resize(more.size() + 100000);
+    const Bytes first = deflated(image.tileData(0, true));
+    image.tiles = {Bytes(first.begin(), first.begin() + static_cast<ptrdiff_t>(first.size() * 6 / 10)), Bytes(50, 0xA5),
+                   deflated(image.tileData(2, true)), deflated(more)};
+    const std::vector<uint32_t> read = samples_of(file_of(image, true).build());
+    ASSERT_EQ(read.size(), image.samples.size());
+    size_t good = 0;
+    while (good < read.size() && read[good] == image.samples[good]) ++good;
+    EXPECT_GE(good, 32u * 4);
+    EXPECT_LT(good, 32u * 8);
+    EXPECT_TRUE(std::all_of(read.begin() + static_cast<ptrdiff_t>(good), read.begin() + 640,
+                            [](uint32_t v) { return v == 0; }));
+    EXPECT_TRUE(std::equal(read.begin() + 640, read.end(), image.samples.begin() + 640));
+}
+
+#endif
+
+// ---- Lossless JPEG -------------------------------------------------------------------------------------------------
+
+std::vector<uint16_t> decode_lossless(const Bytes &stream, int32_t *rows) {
+    std::vector<uint16_t> out;
+    VorelLosslessFrame frame = {};
+    GuardBuffer in(stream);
+    const int32_t length = static_cast<int32_t>(stream.size());
+    if (!vorel_jpeg_lossless_frame(in.data(), length, &frame)) return out;
+    struct Receiver {
+        std::vector<uint16_t> *out;
+        int32_t count;
+    } receiver = {&out, frame.width * frame.components};
+    *rows = vorel_jpeg_decode_lossless(
+        in.data(), length,
+        [](void *user, int32_t, const uint16_t *samples) {
+            const Receiver &to = *static_cast<Receiver *>(user);
+            to.out->insert(to.out->end(), samples, samples + to.count);
+            return 0;
+        },
+        &receiver);
+    return out;
+}
+
+LosslessStream random_stream(int components, int precision, unsigned seed) {
+    LosslessStream stream;
+    stream.width = 61, stream.height = 23, stream.components = components, stream.precision = precision;
+    std::mt19937 random(seed);
+    // Mostly neighbours that are near each other, and sometimes the far end of the range.
+    uint32_t value = 0;
+    for (int i = 0; i < 61 * 23 * components; ++i) {
+        value = random() % 7 == 0 ? random() : value + random() % 64 - 31;
+        stream.samples.push_back(static_cast<uint16_t>(value & ((1u << precision) - 1)));
+    }
+    return stream;
+}
+
+TEST(LosslessJpeg, EveryPredictorPrecisionAndLayout) {
+    for (int precision = 2; precision <= 16; ++precision) {
+        for (int predictor = 1; predictor <= 7; ++predictor) {
+            const int components = 1 + (precision + predictor) % 4;
+            LosslessStream stream =
+                random_stream(components, precision, static_cast<unsigned>(precision * 8 + predictor));
+            stream.predictor = predictor;
+            stream.interval_rows = predictor % 3 == 0 ? 1 + precision % 9 : 0;
+            stream.long_codes = precision % 2;
+            stream.transform = precision > 4 ? predictor % 3 : 0;
+            for (uint16_t &sample : stream.samples)
+                sample = static_cast<uint16_t>(sample >> stream.transform << stream.transform);
+            int32_t rows = 0;
+            EXPECT_EQ(decode_lossless(stream.encode(), &rows), stream.samples) << precision << " " << predictor;
+            EXPECT_EQ(rows, 23);
+        }
+    }
+}
+
+// A difference of 32768, and data of more than a window.
+TEST(LosslessJpeg, WholeDifferencesAndLongStreams) {
+    LosslessStream stream = random_stream(1, 16, 5);
+    stream.width = 611, stream.height = 97;
+    stream.samples.assign(611 * 97, 0);
+    std::mt19937 random(3);
+    for (uint16_t &sample : stream.samples)
+        sample = static_cast<uint16_t>(random() % 3 ? random() : random() % 2 * 32768);
+    for (const int interval : {0, 1, 40}) {
+        stream.interval_rows = interval;
+        int32_t rows = 0;
+        EXPECT_EQ(decode_lossless(stream.encode(), &rows), stream.samples) << interval;
+    }
+}
+
+// Rows in front of the damage are delivered, and no others.
+TEST(LosslessJpeg, PrefixesAndOtherFrames) {
+    LosslessStream stream = random_stream(2, 14, 9);
+    stream.interval_rows = 5;
+    const Bytes whole = stream.encode();
+    for (size_t length = 0; length < whole.size(); ++length) {
+        int32_t rows = 0;
+        const std::vector<uint16_t> read =
+            decode_lossless(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)), &rows);
+        ASSERT_EQ(read.size(), static_cast<size_t>(rows) * 122);
+        ASSERT_TRUE(std::equal(read.begin(), read.end(), stream.samples.begin())) << length;
+    }
+    VorelLosslessFrame frame;
+    for (size_t at = 0; at < 60; ++at) {
+        for (const uint8_t value : {0x00, 0x7F, 0x80, 0xFF}) {
+            Bytes other = whole;
+            other[at] = value;
+            int32_t rows = 0;
+            decode_lossless(other, &rows);
+        }
+    }
+    Bytes baseline = whole;
+    baseline[3] = 0xC0;
+    EXPECT_EQ(vorel_jpeg_lossless_frame(baseline.data(), static_cast<int32_t>(baseline.size()), &frame), 0);
+}
+
+// The ways in which writers put a tile into a frame: as it is, a row in two components, two rows in one.
+TEST(DngRead, LosslessTiles) {
+    const struct { int components, width, height; } layouts[] = {{1, 32, 20}, {2, 16, 20}, {1, 64, 10}, {2, 32, 10}};
+    for (const auto &layout : layouts) {
+        DngImage image = dng_mosaic(50, 36, 14);
+        image.samples = random_samples(image, 14);
+        image.compression = 7, image.tileWidth = 32, image.tileLength = 20;
+        for (uint32_t tile = 0; tile < image.tileCount(); ++tile) {
+            LosslessStream stream;
+            stream.width = layout.width, stream.height = layout.height, stream.components = layout.components;
+            stream.precision = 14, stream.predictor = 1 + static_cast<int>(tile);
+            for (int32_t row = 0; row < 20; ++row) {
+                for (int32_t column = 0; column < 32; ++column) {
+                    const uint32_t y = std::min(tile / 2 * 20 + static_cast<uint32_t>(row), 35u);
+                    const uint32_t x = std::min(tile % 2 * 32 + static_cast<uint32_t>(column), 49u);
+                    stream.samples.push_back(static_cast<uint16_t>(image.samples[y * 50 + x]));
+                }
+            }
+            image.tiles.push_back(stream.encode());
+        }
+        expect_read(image, true, "lossless", true);
+        // Required: refused where the caller has not asked for it.
+        const std::vector<uint32_t> refused = samples_of(file_of(image, true).build());
+        EXPECT_TRUE(std::all_of(refused.begin(), refused.end(), [](uint32_t v) { return v == 0; }));
+    }
+}
+
+}  // namespace
+}  // namespace vorel::test

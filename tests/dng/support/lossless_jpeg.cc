@@ -1,0 +1,108 @@
+#include "dng/support/lossless_jpeg.h"
+
+#include <cstdlib>
+
+namespace vorel::test {
+namespace {
+
+// Sizes 0 to 16.
+constexpr int kSizes = 17;
+
+struct BitWriter {
+    Bytes out;
+    uint32_t bits = 0;
+    int count = 0;
+
+    void put(uint32_t value, int size) {
+        for (int i = size - 1; i >= 0; --i) {
+            bits = bits << 1 | (value >> i & 1);
+            if (++count < 8) continue;
+            out.push_back(static_cast<uint8_t>(bits));
+            if (out.back() == 0xFF) out.push_back(0);
+            bits = 0, count = 0;
+        }
+    }
+    void flush() {
+        while (count) put(1, 1);
+    }
+};
+
+}  // namespace
+
+Bytes LosslessStream::encode() const {
+    Bytes out;
+    const auto word = [&](int value) {
+        out.push_back(static_cast<uint8_t>(value >> 8));
+        out.push_back(static_cast<uint8_t>(value));
+    };
+    const auto segment = [&](int marker, const Bytes &payload) {
+        word(0xFF00 | marker);
+        word(static_cast<int>(payload.size()) + 2);
+        out.insert(out.end(), payload.begin(), payload.end());
+    };
+    const auto byte = [](int value) { return static_cast<uint8_t>(value); };
+    word(0xFFD8);
+    Bytes frame = {byte(precision), byte(height >> 8), byte(height), byte(width >> 8), byte(width), byte(components)};
+    Bytes scan = {byte(components)};
+    for (int c = 0; c < components; ++c) {
+        frame.insert(frame.end(), {byte(c + 1), 0x11, 0});
+        scan.insert(scan.end(), {byte(c + 1), byte(c % 2 << 4)});
+    }
+    scan.insert(scan.end(), {byte(predictor), 0, byte(transform)});
+    segment(0xC3, frame);
+    // Tables 0 and 1 have the same codes in another order: the code of a size in table 1 is that of 16 less it.
+    Bytes tables;
+    for (int table = 0; table < 2; ++table) {
+        tables.push_back(byte(table));
+        for (int length = 1; length <= 16; ++length) {
+            tables.push_back(byte(long_codes ? (length < 16 ? 1 : 2) : length == 5 ? kSizes : 0));
+        }
+        for (int size = 0; size < kSizes; ++size) tables.push_back(byte(table ? 16 - size : size));
+    }
+    segment(0xC4, tables);
+    if (interval_rows) segment(0xDD, {byte(interval_rows * width >> 8), byte(interval_rows * width)});
+    segment(0xDA, scan);
+
+    BitWriter bits;
+    const auto at = [&](int row, int column, int c) {
+        return samples[static_cast<size_t>((row * width + column) * components + c)] >> transform;
+    };
+    int restarts = 0;
+    for (int row = 0; row < height; ++row) {
+        const bool first = row == 0 || (interval_rows && row % interval_rows == 0);
+        if (first && row) {
+            bits.flush();
+            bits.out.insert(bits.out.end(), {0xFF, byte(0xD0 + restarts++ % 8)});
+        }
+        for (int column = 0; column < width; ++column) {
+            for (int c = 0; c < components; ++c) {
+                const int a = column ? at(row, column - 1, c) : 0, b = first ? 0 : at(row - 1, column, c);
+                const int corner = column && !first ? at(row - 1, column - 1, c) : 0;
+                const int table_h1[8] = {
+                    0, a, b, corner, a + b - corner, a + ((b - corner) >> 1), b + ((a - corner) >> 1), (a + b) >> 1};
+                const int guess = first    ? (column ? a : 1 << (precision - transform - 1))
+                                  : column ? table_h1[predictor]
+                                           : b;
+                const int difference = static_cast<int16_t>(at(row, column, c) - guess);
+                int size = 0;
+                while (std::abs(difference) >> size) ++size;
+                const int index = c % 2 ? 16 - size : size;
+                if (long_codes) {
+                    // 0, 10, 110, ...; the last two have 16 bits.
+                    bits.put(index == 16 ? 0xFFFF : 0xFFFEu >> (15 - index) & ((1u << (index + 1)) - 1),
+                             index == 16 ? 16 : index + 1);
+                } else {
+                    bits.put(static_cast<uint32_t>(index), 5);
+                }
+                if (size && size < 16)
+                    bits.put(static_cast<uint32_t>(difference < 0 ? difference - 1 : difference), size);
+            }
+        }
+    }
+    bits.flush();
+    out.insert(out.end(), bits.out.begin(), bits.out.end());
+    word(0xFFD9);
+    return out;
+}
+
+}  // namespace vorel::test
