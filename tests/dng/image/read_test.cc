@@ -1,8 +1,11 @@
 // Stored samples come back: every size, order, layout, compression and predictor.
 #include <algorithm>
+#include <bit>
 #include <random>
 
 #include <gtest/gtest.h>
+#include <vorel/dng_samples.h>
+#include <vorel/jpeg_decoder.h>
 
 #if DNG_DEFLATE
 #include <zlib.h>
