@@ -144,6 +144,7 @@ Bytes differenced(Bytes data, uint32_t columns, uint32_t planes, uint32_t size, 
                   bool little_endian) {
     const size_t row_bytes = size_t{columns} * planes * size;
     const size_t distance = predictor_factor(predictor) * planes;
+    if (distance == 0) return data;
     for (size_t start = 0; start < data.size(); start += row_bytes) {
         uint8_t *row = &data[start];
         const size_t count = row_bytes / size;

@@ -89,8 +89,10 @@ Bytes LosslessStream::encode() const {
                 const int index = c % 2 ? 16 - size : size;
                 if (long_codes) {
                     // 0, 10, 110, ...; the last two have 16 bits.
-                    bits.put(index == 16 ? 0xFFFF : 0xFFFEu >> (15 - index) & ((1u << (index + 1)) - 1),
-                             index == 16 ? 16 : index + 1);
+                    if (index == 16)
+                        bits.put(0xFFFF, 16);
+                    else
+                        bits.put((2u << index) - 2, index + 1);
                 } else {
                     bits.put(static_cast<uint32_t>(index), 5);
                 }
