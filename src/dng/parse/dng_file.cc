@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "dng/parse/byte_order.h"
 #include "dng/parse/ifd_walk.h"
 #include "dng/parse/tag_codes.h"
 
@@ -21,23 +22,10 @@ int32_t rounded(const DngURational &value) {
 
 int32_t limited(uint32_t value) { return static_cast<int32_t>(std::min<uint32_t>(value, INT32_MAX)); }
 
-void set_order(VorelDngStream &stream, bool little_endian) {
-    little_endian ? stream.setLittleEndian() : stream.setBigEndian();
-}
-
-// "II" or "MM" at the stream's position sets the byte order.
-bool read_order(VorelDngStream &stream) {
-    const uint8_t first = stream.get_QMUINT8(), second = stream.get_QMUINT8();
-    if (first != second || (first != 'I' && first != 'M')) return false;
-    set_order(stream, first == 'I');
-    return true;
-}
-
 }  // namespace
 
 bool DngFile::parse(VorelDngStream &from) {
-    from.setPosition(0);
-    if (!read_order(from)) return false;
+    if (!read_byte_order(from, 0)) return false;
     magic_ = from.get_QMUINT16();
     if (!validateMagic()) return false;
     const uint64_t offset = from.get_QMUINT32();
@@ -158,14 +146,12 @@ void DngFile::followExif(VorelDngStream &from) {
 
 // Each is a small TIFF file of its own, with offsets from its beginning.
 void DngFile::parseExtraProfiles(VorelDngStream &from) {
-    const bool little_endian = from.isLittleEndian();
     const uint32_t count = std::min(shared.extraProfilesCount, kMaxSubIfds);
     for (uint32_t i = 0; i < count; ++i) {
-        set_order(from, little_endian);
         from.setPosition(shared.extraProfilesOffset + uint64_t{4} * i);
         const uint64_t base = from.get_QMUINT32();
-        from.setPosition(base);
-        if (!visit(kTagExtraCameraProfiles, base) || !read_order(from)) continue;
+        const ByteOrderGuard order(from);
+        if (!visit(kTagExtraCameraProfiles, base) || !read_byte_order(from, base)) continue;
         if (from.get_QMUINT16() != kMagicExtraProfile) continue;
         const uint64_t offset = base + from.get_QMUINT32();
         VorelDngCameraProfileInfo profile;
@@ -174,12 +160,15 @@ void DngFile::parseExtraProfiles(VorelDngStream &from) {
         });
         if (profile.colorPlanes) shared.extraProfiles.push_back(profile);
     }
-    set_order(from, little_endian);
 }
 
 void DngFile::parseTag(VorelDngStream &from, VorelDngExif *toExif, VorelDngShared *toShared, VorelDngIFD *ifd,
                        uint32_t parentCode, uint32_t tagCode, uint32_t tagType, uint32_t tagCount, uint64_t offset,
-                       uint64_t) {
+                       uint64_t base) {
+    if (parentCode > kParentMaker && parentCode < kParentMagic85) {
+        openMakerDirectory(from, parentCode, tagCode, tagType, tagCount, offset, base);
+        return;
+    }
     const bool top = parentCode == kParentIfd0 || (parentCode > kParentChained && parentCode < kParentSub);
     if (magic_ == 85 && top && (tagCode <= 253 || (tagCode >= 280 && tagCode <= 283))) {
         ifd = nullptr;

@@ -21,6 +21,7 @@ enum DngParentCode : uint32_t {
     kParentInteroperability = 40965,
     kParentChained = 0x10000,  // and the number of the directory
     kParentSub = 0x20000,
+    kParentMaker = 0x30000,    // and a number of each maker's own
     kParentMagic85 = 0x40009,  // some tags of IFD 0 in files with magic 85
 };
 
@@ -83,9 +84,9 @@ class DngFile {
     uint32_t entriesWalked() const { return entriesWalked_; }
 
   private:
-    // A directory of a maker note that was found inside another.
+    // A directory inside a maker note that was found in another.
     struct MakerDirectory {
-        uint64_t offset, base, minOffset, maxOffset;
+        uint64_t offset, base, size;
         uint32_t parentCode;
         bool littleEndian;
     };
@@ -99,6 +100,10 @@ class DngFile {
     void followSubIFDs(VorelDngStream &from, VorelDngIFD &root, DngIfds &into);
     void followExif(VorelDngStream &from);
     void parseExtraProfiles(VorelDngStream &from);
+    void openMakerDirectory(VorelDngStream &from, uint32_t parentCode, uint32_t tagCode, uint32_t tagType,
+                            uint32_t tagCount, uint64_t offset, uint64_t base);
+    void parseKeptMakerNote(VorelDngStream &from, uint64_t body, uint32_t length);
+    void parseKeptExif(VorelDngStream &from, uint64_t at, uint64_t end);
     void fillMetadata();
 
     uint32_t magic_ = 0;

@@ -15,22 +15,21 @@ namespace vorel::test {
 namespace {
 
 // Values as exiftool -n prints them: words with blanks between.
-class Words {
-  public:
-    template <typename... Values>
-    explicit Words(const Values &...values) {
-        (add(values), ...);
-    }
-    void add(const std::string &text) { out_ += (out_.empty() ? "" : " ") + text; }
-    void add(const char *text) { add(std::string(text)); }
+struct Words {
+    std::string out;
+
+    void add(const std::string &text) { out += (out.empty() ? "" : " ") + text; }
     void add(double value) {
-        std::ostringstream text;
-        text.precision(12);
-        text << value;
-        add(text.str());
+        char text[32];
+        std::snprintf(text, sizeof text, "%.12g", value);
+        add(std::string(text));
     }
-    void add(const DngURational &value) { value.d ? add(value.value()) : add(value.n ? "inf" : "undef"); }
-    void add(const DngSRational &value) { value.d ? add(value.value()) : add(value.n ? "inf" : "undef"); }
+    template <typename Value>
+    void add_rational(const Value &value) {
+        value.d ? add(value.value()) : add(std::string(value.n ? "inf" : "undef"));
+    }
+    void add(const DngURational &value) { add_rational(value); }
+    void add(const DngSRational &value) { add_rational(value); }
     void add(const DngRect &rect) {
         for (const int32_t edge : {rect.top, rect.left, rect.bottom, rect.right}) add(edge);
     }
@@ -42,219 +41,134 @@ class Words {
             add(matrix[i / matrix.columns()][i % matrix.columns()]);
         }
     }
-    void add(const VorelDngDateTime &date) {
+    void add(const VorelDngDateTime &d) {
         char text[32];
-        std::snprintf(text, sizeof text, "%04u:%02u:%02u %02u:%02u:%02u", date.year, date.month, date.day, date.hour,
-                      date.minute, date.second);
+        std::snprintf(text, sizeof text, "%04u:%02u:%02u %02u:%02u:%02u", d.year, d.month, d.day, d.hour, d.minute,
+                      d.second);
         add(std::string(text));
+    }
+    template <typename First, typename Second>
+    void add(const std::pair<First, Second> &values) {
+        add(values.first), add(values.second);
+    }
+    template <typename Value>
+    void add(const std::vector<Value> &values) {
+        for (const Value &value : values) add(value);
     }
     template <typename Value, size_t kCount>
     void add(const Value (&values)[kCount]) {
-        add(values, kCount);
+        for (const Value &value : values) add(value);
     }
-    template <typename Value>
-    void add(const Value *values, size_t count) {
-        for (size_t i = 0; i < count; ++i) add(values[i]);
-    }
-    // A version of four bytes: apart, or as characters.
-    static std::string version(uint32_t value, bool characters) {
-        std::string text;
-        for (uint32_t shift : {24, 16, 8, 0}) {
-            const uint32_t part = value >> shift & 255;
-            text += characters ? std::string(1, static_cast<char>(part)) : std::to_string(part) + (shift ? " " : "");
-        }
-        return text;
-    }
-    template <size_t kCount>
-    static std::string digest(const uint8_t (&bytes)[kCount]) {
-        std::string text;
-        char hex[3];
-        for (const uint8_t byte : bytes) std::snprintf(hex, sizeof hex, "%02x", byte), text += hex;
-        return text;
-    }
-    operator std::string() const { return out_; }
-
-  private:
-    std::string out_;
 };
 
+template <typename Value>
+std::vector<Value> some(const Value *values, size_t count) {
+    return {values, values + count};
+}
+
+std::vector<uint32_t> parts(uint32_t version) {
+    return {version >> 24, version >> 16 & 255, version >> 8 & 255, version & 255};
+}
+std::string characters(uint32_t version) {
+    std::string text;
+    for (const uint32_t part : parts(version)) text += static_cast<char>(part);
+    return text;
+}
+std::string digest(const uint8_t (&bytes)[16]) {
+    std::string text;
+    char hex[3];
+    for (const uint8_t byte : bytes) std::snprintf(hex, sizeof hex, "%02x", byte), text += hex;
+    return text;
+}
 // exiftool shows the dates of ISO 8601 like those of Exif.
 std::string as_exif_date(std::string date) {
-    for (const auto &[at, character] : {std::pair{4, ':'}, {7, ':'}, {10, ' '}}) {
-        if (date.size() > 10) date[static_cast<size_t>(at)] = character;
-    }
+    if (date.size() > 10) date[4] = date[7] = ':', date[10] = ' ';
     return date;
 }
 
 using Values = std::map<int, std::string>;  // by tag number
 
-Values of_ifd(const VorelDngIFD &i) {
-    const uint32_t planes = std::min(i.samplesPerPixel, 4u);
-    Words bits, format, black, white, cfa, masks, noise;
-    bits.add(i.bitsPerSample, planes);
-    format.add(i.sampleFormat, planes);
-    white.add(i.whiteLevel, planes);
-    masks.add(i.maskedArea, i.maskedAreaCount);
-    noise.add(i.noise, 2 * i.noiseCount);
-    for (uint32_t row = 0; row < i.blackRepeatRows; ++row) {
-        for (uint32_t column = 0; column < i.blackRepeatColumns; ++column) black.add(i.blackLevel[row][column], planes);
-    }
-    for (uint32_t row = 0; row < i.cfaRepeatRows; ++row) cfa.add(i.cfaPattern[row], i.cfaRepeatColumns);
-    Words colors;
-    colors.add(i.cfaPlaneColor, i.cfaPlaneCount);
-    return {{254, Words(i.newSubFileType)},
-            {256, Words(i.width)},
-            {257, Words(i.height)},
-            {258, bits},
-            {259, Words(i.compression)},
-            {262, Words(i.photometric)},
-            {274, Words(i.orientation)},
-            {277, Words(i.samplesPerPixel)},
-            {278, Words(i.rowsPerStrip)},
-            {282, Words(i.xResolution)},
-            {283, Words(i.yResolution)},
-            {284, Words(i.planarConfiguration)},
-            {296, Words(i.xResolutionUnit)},
-            {317, Words(i.predictor)},
-            {322, Words(i.tileWidth)},
-            {323, Words(i.tileLength)},
-            {339, format},
-            {529, Words(i.ycbcrCoefficients)},
-            {530, Words(i.ycbcrSubsamplingH, i.ycbcrSubsamplingV)},
-            {531, Words(i.ycbcrPositioning)},
-            {532, Words(i.referenceBlackWhite)},
-            {33421, Words(i.cfaRepeatRows, i.cfaRepeatColumns)},
-            {33422, cfa},
-            {50710, colors},
-            {50711, Words(i.cfaLayout)},
-            {50713, Words(i.blackRepeatRows, i.blackRepeatColumns)},
-            {50714, black},
-            {50717, white},
-            {50718, Words(i.defaultScaleH, i.defaultScaleV)},
-            {50719, Words(i.defaultCropOriginH, i.defaultCropOriginV)},
-            {50720, Words(i.defaultCropSizeH, i.defaultCropSizeV)},
-            {50733, Words(i.bayerGreenSplit)},
-            {50737, Words(i.chromaBlurRadius)},
-            {50738, Words(i.antiAliasStrength)},
-            {50780, Words(i.bestQualityScale)},
-            {50829, Words(i.activeArea)},
-            {50830, masks},
-            {50966, i.previewApplicationName},
-            {50967, i.previewApplicationVersion},
-            {50968, i.previewSettingsName},
-            {50969, Words::digest(i.previewSettingsDigest)},
-            {50970, Words(i.previewColorSpace)},
-            {50971, as_exif_date(i.previewDateTime)},
-            {51041, noise},
-            {51125, Words(i.defaultUserCrop)}};
+// Tag numbers and values in turn.
+template <typename Value, typename... Rest>
+void put(Values &values, int code, const Value &value, const Rest &...rest) {
+    Words words;
+    words.add(value);
+    values[code] = words.out;
+    if constexpr (sizeof...(rest) != 0) put(values, rest...);
 }
 
-void add_file(const DngFile &file, Values &v) {
+Values of_ifd(const VorelDngIFD &i) {
+    const uint32_t planes = std::min(i.samplesPerPixel, 4u);
+    std::vector<double> black;
+    std::vector<uint32_t> cfa;
+    for (uint32_t site = 0; site < i.blackRepeatRows * i.blackRepeatColumns * planes; ++site) {
+        const uint32_t column = site / planes % i.blackRepeatColumns, row = site / planes / i.blackRepeatColumns;
+        black.push_back(i.blackLevel[row][column][site % planes]);
+    }
+    for (uint32_t site = 0; site < i.cfaRepeatRows * i.cfaRepeatColumns; ++site) {
+        cfa.push_back(i.cfaPattern[site / i.cfaRepeatColumns][site % i.cfaRepeatColumns]);
+    }
+    Values v;
+    put(v, 254, i.newSubFileType, 256, i.width, 257, i.height, 258, some(i.bitsPerSample, planes), 259, i.compression,
+        262, i.photometric, 274, i.orientation, 277, i.samplesPerPixel, 278, i.rowsPerStrip, 282, i.xResolution, 283,
+        i.yResolution, 284, i.planarConfiguration, 296, i.xResolutionUnit, 317, i.predictor, 322, i.tileWidth, 323,
+        i.tileLength, 339, some(i.sampleFormat, planes), 529, i.ycbcrCoefficients, 530,
+        std::pair(i.ycbcrSubsamplingH, i.ycbcrSubsamplingV), 531, i.ycbcrPositioning, 532, i.referenceBlackWhite);
+    put(v, 33421, std::pair(i.cfaRepeatRows, i.cfaRepeatColumns), 33422, cfa, 50710,
+        some(i.cfaPlaneColor, i.cfaPlaneCount), 50711, i.cfaLayout, 50713,
+        std::pair(i.blackRepeatRows, i.blackRepeatColumns), 50714, black, 50717, some(i.whiteLevel, planes), 50718,
+        std::pair(i.defaultScaleH, i.defaultScaleV), 50719, std::pair(i.defaultCropOriginH, i.defaultCropOriginV),
+        50720, std::pair(i.defaultCropSizeH, i.defaultCropSizeV), 50733, i.bayerGreenSplit, 50737, i.chromaBlurRadius,
+        50738, i.antiAliasStrength, 50780, i.bestQualityScale, 50829, i.activeArea, 50830,
+        some(i.maskedArea, i.maskedAreaCount), 50966, i.previewApplicationName, 50967, i.previewApplicationVersion,
+        50968, i.previewSettingsName, 50969, digest(i.previewSettingsDigest), 50970, i.previewColorSpace, 50971,
+        as_exif_date(i.previewDateTime), 51041, some(i.noise, 2 * i.noiseCount), 51125, i.defaultUserCrop);
+    return v;
+}
+
+void put_file(const DngFile &file, Values &v) {
     const VorelDngShared &s = file.shared;
     const VorelDngCameraProfileInfo &p = s.cameraProfile;
     const VorelDngExif &e = file.exif;
-    v.insert({{270, e.imageDescription},
-              {271, e.make},
-              {272, e.model},
-              {305, e.software},
-              {306, Words(e.dateTime)},
-              {315, e.artist},
-              {33432, e.copyright},
-              {37393, Words(e.imageNumber)},
-              {50706, Words::version(s.dngVersion, false)},
-              {50707, Words::version(s.dngBackwardVersion, false)},
-              {50708, s.uniqueCameraModel},
-              {50709, s.localizedCameraModel},
-              {50721, Words(p.colorMatrix1)},
-              {50722, Words(p.colorMatrix2)},
-              {50723, Words(s.cameraCalibration1)},
-              {50724, Words(p.cameraCalibration2)},
-              {50727, Words(s.analogBalance)},
-              {50728, Words(s.asShotNeutral)},
-              {50729, Words(s.asShotWhiteXY.x, s.asShotWhiteXY.y)},
-              {50730, Words(s.baselineExposure)},
-              {50731, Words(s.baselineNoise)},
-              {50732, Words(s.baselineSharpness)},
-              {50734, Words(s.linearResponseLimit)},
-              {50735, e.cameraSerialNumber},
-              {50736, Words(e.lensInfo)},
-              {50739, Words(s.shadowScale)},
-              {50778, Words(p.illuminant1)},
-              {50779, Words(p.illuminant2)},
-              {50781, Words::digest(s.rawDataUniqueID)},
-              {50827, s.originalRawFileName},
-              {50931, s.cameraCalibrationSignature},
-              {50932, p.calibrationSignature},
-              {50934, s.asShotProfileName},
-              {50936, p.name},
-              {50937, Words(p.hueDivisions, p.satDivisions, p.valDivisions)},
-              {50941, Words(p.embedPolicy)},
-              {50942, p.copyright},
-              {50964, Words(p.forwardMatrix1)},
-              {50965, Words(p.forwardMatrix2)},
-              {50981, Words(p.lookHueDivisions, p.lookSatDivisions, p.lookValDivisions)},
-              {51089, Words(s.originalDefaultFinalSize)},
-              {51107, Words(p.hueSatMapEncoding)},
-              {51108, Words(p.lookTableEncoding)},
-              {51109, Words(p.baselineExposureOffset)},
-              {51111, Words::digest(s.newRawImageDigest)}});
+    put(v, 270, e.imageDescription, 271, e.make, 272, e.model, 305, e.software, 306, e.dateTime, 315, e.artist, 33432,
+        e.copyright, 37393, e.imageNumber, 50706, parts(s.dngVersion), 50707, parts(s.dngBackwardVersion), 50708,
+        s.uniqueCameraModel, 50709, s.localizedCameraModel, 50721, p.colorMatrix1, 50722, p.colorMatrix2, 50723,
+        s.cameraCalibration1, 50724, p.cameraCalibration2, 50727, s.analogBalance, 50728, s.asShotNeutral, 50729,
+        std::pair(s.asShotWhiteXY.x, s.asShotWhiteXY.y), 50730, s.baselineExposure, 50731, s.baselineNoise, 50732,
+        s.baselineSharpness, 50734, s.linearResponseLimit, 50735, e.cameraSerialNumber, 50736, e.lensInfo, 50739,
+        s.shadowScale, 50778, p.illuminant1, 50779, p.illuminant2, 50781, digest(s.rawDataUniqueID));
+    put(v, 50827, s.originalRawFileName, 50931, s.cameraCalibrationSignature, 50932, p.calibrationSignature, 50934,
+        s.asShotProfileName, 50936, p.name, 50937, std::vector{p.hueDivisions, p.satDivisions, p.valDivisions}, 50941,
+        p.embedPolicy, 50942, p.copyright, 50964, p.forwardMatrix1, 50965, p.forwardMatrix2, 50981,
+        std::vector{p.lookHueDivisions, p.lookSatDivisions, p.lookValDivisions}, 51089, s.originalDefaultFinalSize,
+        51107, p.hueSatMapEncoding, 51108, p.lookTableEncoding, 51109, p.baselineExposureOffset, 51111,
+        digest(s.newRawImageDigest));
 }
 
 Values of_exif(const VorelDngExif &e) {
-    return {{33434, Words(e.exposureTime)},
-            {33437, Words(e.fNumber)},
-            {34850, Words(e.exposureProgram)},
-            {34855, Words(e.isoSpeedRatings[0])},
-            {34864, Words(e.sensitivityType)},
-            {34866, Words(e.recommendedExposureIndex)},
-            {36864, Words::version(e.exifVersion, true)},
-            {36867, Words(e.dateTimeOriginal)},
-            {36868, Words(e.dateTimeDigitized)},
-            {37377, Words(std::exp2(-e.shutterSpeedValue.value()))},
-            {37378, Words(std::exp2(e.apertureValue.value() / 2))},
-            {37380, Words(e.exposureBiasValue)},
-            {37381, Words(std::exp2(e.maxApertureValue.value() / 2))},
-            {37383, Words(e.meteringMode)},
-            {37384, Words(e.lightSource)},
-            {37385, Words(e.flash)},
-            {37386, Words(e.focalLength)},
-            {37510, e.userComment},
-            {37521, e.subsecTimeOriginal},
-            {37522, e.subsecTimeDigitized},
-            {40961, Words(e.colorSpace)},
-            {41486, Words(e.focalPlaneXResolution)},
-            {41487, Words(e.focalPlaneYResolution)},
-            {41488, Words(e.focalPlaneResolutionUnit)},
-            {41495, Words(e.sensingMethod)},
-            {41728, Words(e.fileSource)},
-            {41729, Words(e.sceneType)},
-            {41985, Words(e.customRendered)},
-            {41986, Words(e.exposureMode)},
-            {41987, Words(e.whiteBalance)},
-            {41988, Words(e.digitalZoomRatio)},
-            {41989, Words(e.focalLengthIn35mmFilm)},
-            {41990, Words(e.sceneCaptureType)},
-            {41991, Words(e.gainControl)},
-            {41992, Words(e.contrast)},
-            {41993, Words(e.saturation)},
-            {41994, Words(e.sharpness)},
-            {42034, Words(e.lensInfo)},
-            {42036, e.lensName},
-            {42037, e.lensSerialNumber}};
+    Values v;
+    put(v, 33434, e.exposureTime, 33437, e.fNumber, 34850, e.exposureProgram, 34855, e.isoSpeedRatings[0], 34864,
+        e.sensitivityType, 34866, e.recommendedExposureIndex, 36864, characters(e.exifVersion), 36867,
+        e.dateTimeOriginal, 36868, e.dateTimeDigitized, 37377, std::exp2(-e.shutterSpeedValue.value()), 37378,
+        std::exp2(e.apertureValue.value() / 2), 37380, e.exposureBiasValue, 37381,
+        std::exp2(e.maxApertureValue.value() / 2), 37383, e.meteringMode, 37384, e.lightSource, 37385, e.flash, 37386,
+        e.focalLength, 37510, e.userComment, 37521, e.subsecTimeOriginal, 37522, e.subsecTimeDigitized, 40961,
+        e.colorSpace, 41486, e.focalPlaneXResolution, 41487, e.focalPlaneYResolution, 41488, e.focalPlaneResolutionUnit,
+        41495, e.sensingMethod, 41728, e.fileSource, 41729, e.sceneType, 41985, e.customRendered, 41986, e.exposureMode,
+        41987, e.whiteBalance, 41988, e.digitalZoomRatio, 41989, e.focalLengthIn35mmFilm, 41990, e.sceneCaptureType,
+        41991, e.gainControl, 41992, e.contrast, 41993, e.saturation, 41994, e.sharpness, 42034, e.lensInfo, 42036,
+        e.lensName, 42037, e.lensSerialNumber);
+    return v;
 }
 
 Values of_gps(const VorelDngExif &e) {
     const auto degrees = [](const DngURational(&v)[3]) {
         return v[0].value() + v[1].value() / 60 + v[2].value() / 3600;
     };
-    return {{0, Words::version(e.gpsVersionID, false)},
-            {1, e.gpsLatitudeRef},
-            {2, Words(degrees(e.gpsLatitude))},
-            {3, e.gpsLongitudeRef},
-            {4, Words(degrees(e.gpsLongitude))},
-            {5, Words(e.gpsAltitudeRef)},
-            {6, Words(e.gpsAltitude)},
-            {29, e.gpsDateStamp}};
+    Values v;
+    put(v, 0, parts(e.gpsVersionID), 1, e.gpsLatitudeRef, 2, degrees(e.gpsLatitude), 3, e.gpsLongitudeRef, 4,
+        degrees(e.gpsLongitude), 5, e.gpsAltitudeRef, 6, e.gpsAltitude, 29, e.gpsDateStamp);
+    return v;
 }
 
 // Word by word; numbers to the digits that are printed. begin_only: theirs may end sooner.
@@ -282,7 +196,7 @@ TEST(DngParse, ValuesOfTheCorpusAreThoseOfExiftool) {
         std::map<std::string, Values> groups = {{"ExifIFD", of_exif(file.exif)}, {"GPS", of_gps(file.exif)}};
         for (size_t i = 0; i < file.ifds.size(); ++i) {
             Values values = of_ifd(*file.ifds[i]);
-            if (i == 0) add_file(file, values);
+            if (i == 0) put_file(file, values);
             groups[i == 0 ? "IFD0" : i == 1 ? "SubIFD" : "SubIFD" + std::to_string(i - 1)] = values;
         }
         for (size_t i = 0; i < file.chainedIFDs.size(); ++i) {

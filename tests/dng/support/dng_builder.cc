@@ -108,28 +108,19 @@ class Writer {
             counts.push_back(static_cast<double>(data.size()));
         }
         const bool tiled = image.tileWidth != 0;
-        const double rows = image.rowsPerStrip ? image.rowsPerStrip : image.height;
-        std::vector<DngTag> tags = {
-            {254, kDngLong, {static_cast<double>(image.subFileType)}},
-            {256, kDngLong, {static_cast<double>(image.width)}},
-            {257, kDngLong, {static_cast<double>(image.height)}},
-            {258, kDngShort, std::vector<double>(image.planes, image.bits)},
-            {259, kDngShort, {static_cast<double>(image.compression)}},
-            {262, kDngShort, {static_cast<double>(image.photometric)}},
-            {tiled ? 324u : 273u, kDngLong, offsets},
-            {277, kDngShort, {static_cast<double>(image.planes)}},
-            {tiled ? 325u : 279u, kDngLong, counts},
-            {284, kDngShort, {static_cast<double>(image.planarConfiguration)}},
+        std::vector<DngTag> tags = {{tiled ? 324u : 273u, kDngLong, offsets}, {tiled ? 325u : 279u, kDngLong, counts}};
+        const auto add = [&](uint32_t code, uint32_t value, uint32_t count = 1, uint32_t type = kDngShort) {
+            tags.push_back({code, type, std::vector<double>(count, value)});
         };
-        if (tiled) {
-            tags.push_back({322, kDngLong, {static_cast<double>(image.tileWidth)}});
-            tags.push_back({323, kDngLong, {static_cast<double>(image.tileLength)}});
-        } else {
-            tags.push_back({278, kDngLong, {rows}});
+        for (const auto &[code, value] : {std::pair{254, image.subFileType}, {256, image.width}, {257, image.height}}) {
+            add(static_cast<uint32_t>(code), value, 1, kDngLong);
         }
-        if (image.predictor != 1) tags.push_back({317, kDngShort, {static_cast<double>(image.predictor)}});
-        if (image.sampleFormat != 1)
-            tags.push_back({339, kDngShort, std::vector<double>(image.planes, image.sampleFormat)});
+        add(258, image.bits, image.planes), add(259, image.compression), add(262, image.photometric);
+        add(277, image.planes), add(284, image.planarConfiguration);
+        if (tiled) add(322, image.tileWidth), add(323, image.tileLength);
+        if (!tiled) add(278, image.rowsPerStrip ? image.rowsPerStrip : image.height);
+        if (image.predictor != 1) add(317, image.predictor);
+        if (image.sampleFormat != 1) add(339, image.sampleFormat, image.planes);
         tags.insert(tags.end(), image.tags.begin(), image.tags.end());
         return tags;
     }
