@@ -93,7 +93,9 @@ TEST(DngBilinear, LinearSurfacesOfAllPatternsAndLayouts) {
                  {"01/12", 4},     {"01/12", 5}, {"01/12", 6},   {"01/12", 7},
                  {"01/12", 8},     {"01/12", 9}, {"012/120", 1}, {"01/23", 1},
                  {"0011/2233", 1}, {kQuad, 3},   {kQuad, 5},     {"01111111/11211111", 1}};
-    for (const auto &[pattern, layout] : cases) {
+    for (const auto &row_of_cases : cases) {
+        const char *const pattern = row_of_cases.pattern;
+        const uint32_t layout = row_of_cases.layout;
         const VorelDngMosaicInfo mosaic = mosaic_of(pattern, layout);
         const DngPoint full = mosaic.getFullScale();
         const auto surface = [](int32_t plane, int32_t row, int32_t column) {
@@ -140,51 +142,38 @@ TEST(DngBilinear, LinearSurfacesOfAllPatternsAndLayouts) {
 
 TEST(DngBilinear, RowFunctionsDoAsTheInterpolator) {
     constexpr int32_t kRows = 5, kColumns = 23;
-    const auto check = [&](auto zero, uint32_t type, auto row_function, const auto &weights_of) {
+    const auto check = [&](auto zero, uint32_t type, auto row_function, auto weights) {
         using Sample = decltype(zero);
-        const struct {
-            const char *pattern;
-            uint32_t layout;
-        } cases[] = {{kPhases[0], 1}, {kPhases[1], 1}, {kPhases[2], 1}, {kPhases[3], 1}, {kPhases[0], 4}};
-        for (const auto &[phase, layout] : cases) {
-            const VorelDngMosaicInfo mosaic = mosaic_of(phase, layout);
+        for (const char *phase : {kPhases[0], kPhases[1], kPhases[2], kPhases[3], "01/12 staggered"}) {
+            // Two outputs a site; these kernels reach farther than offsets can be mirrored.
+            const uint32_t shift = std::strlen(phase) > 5;
+            const VorelDngMosaicInfo mosaic = mosaic_of(std::string(phase, 5), shift ? 4 : 1);
             const Image src = image_of({0, 0, kRows, kColumns}, 1, type);
             std::mt19937 random(7);
             fill<Sample>(*src, [&](int32_t, int32_t) { return random() & 0xFFFF; });
             const Image expected = interpolated(mosaic, *src);
-            const uint32_t shift = layout == 4, outputs = static_cast<uint32_t>(kColumns) << shift;
-            for (uint32_t plane = 0; plane < 3; ++plane) {
-                const auto pattern = std::make_unique<VorelDngBilinearPattern>();
+            const auto pattern = std::make_unique<VorelDngBilinearPattern>();
+            for (uint32_t i = 0; i < 2 * 3 * kRows; ++i) {
+                const uint32_t plane = i % 3, row = i / 6, first = i / 3 % 2 * 3;
+                if (shift && (first == 0 || row != 2)) continue;
                 pattern->calculate(mosaic, plane, src->buffer().rowStep, 1);
-                for (int32_t row = 0; row < kRows; ++row) {
-                    const size_t cell = static_cast<size_t>(row) % pattern->patternRows;
-                    std::vector<Sample> out(3 * outputs + 3, Sample{77});
-                    row_function(src->at<Sample>(row, 0), out.data(), static_cast<uint32_t>(row), 0, kRows, kColumns,
-                                 outputs, 0, pattern->patternColumns, pattern->counts[cell], pattern->offsets[cell],
-                                 weights_of(*pattern)[cell], shift);
-                    // From a column on, whose kernels begin inside the pattern.
-                    std::vector<Sample> part(3 * outputs, Sample{77});
-                    row_function(src->at<Sample>(row, 3), part.data(), static_cast<uint32_t>(row), 3, kRows, kColumns,
-                                 outputs - (3U << shift), (3U << shift) % pattern->patternColumns,
-                                 pattern->patternColumns, pattern->counts[cell], pattern->offsets[cell],
-                                 weights_of(*pattern)[cell], shift);
-                    for (int32_t x = 0; x < static_cast<int32_t>(outputs); ++x) {
-                        // Kernels that lie to one side only are mirrored in another way by their offsets.
-                        const bool inside =
-                            x > 3 && x < static_cast<int32_t>(outputs) - 4 && row > 0 && row < kRows - 1;
-                        if (shift && !inside) continue;
-                        const size_t at = static_cast<size_t>(x) * 3;
-                        const Sample want = *expected->at<Sample>(row, x, plane);
-                        ASSERT_EQ(out[at], want) << phase << layout << " " << row << ", " << x << ", " << plane;
-                        if (x >= 3 << shift) ASSERT_EQ(part[at - (size_t{9} << shift)], want);
-                        ASSERT_EQ(out[at + 1], Sample{77});
-                    }
+                const size_t cell = row % pattern->patternRows;
+                const uint32_t outputs = (kColumns - first - (shift ? 3 : 0)) << shift;
+                std::vector<Sample> out(3 * outputs, Sample{77});
+                const int32_t y = static_cast<int32_t>(row), x = static_cast<int32_t>(first);
+                row_function(src->at<Sample>(y, x), out.data(), row, first, kRows, kColumns, outputs,
+                             (first << shift) % pattern->patternColumns, pattern->patternColumns, pattern->counts[cell],
+                             pattern->offsets[cell], (pattern.get()->*weights)[cell], shift);
+                for (uint32_t j = 0; j < outputs; ++j) {
+                    ASSERT_EQ(out[j * 3], *expected->at<Sample>(y, static_cast<int32_t>(j + (first << shift)), plane))
+                        << phase << " " << row << ", " << j << ", " << plane;
+                    ASSERT_EQ(out[j * 3 + 1], Sample{77});
                 }
             }
         }
     };
-    check(uint16_t{}, kPixelShort, DoBilinearRow16, [](auto &pattern) { return pattern.weights16; });
-    check(float{}, kPixelFloat, DoBilinearRow32, [](auto &pattern) { return pattern.weights32; });
+    check(uint16_t{}, kPixelShort, DoBilinearRow16, &VorelDngBilinearPattern::weights16);
+    check(float{}, kPixelFloat, DoBilinearRow32, &VorelDngBilinearPattern::weights32);
 
     // A caller's own kernel without taps.
     const uint32_t none = 0;
