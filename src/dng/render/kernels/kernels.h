@@ -47,7 +47,7 @@ int runnable_render_kernels(const RenderKernels **out);
 // table, one that rises by more than a byte in a step or falls.
 bool make_encode_table(const float *gamma, uint32_t *encode, int32_t *doubt);
 
-// One pixel through a map, in place: R, G, B of 0 to 1, and so the result.
+// One pixel through a map, in place: R, G, B of 0 to 1, and so the result. Vectors of pixels go through the same steps.
 void hue_sat_pixel(const HueSatTable &table, float *rgb);
 
 }  // namespace vorel

@@ -55,116 +55,12 @@ void add_scalar_render(RenderKernels *table) {
 #include "util/simd_targets.h"
 //
 #include "util/simd_ops.h"
+//
+#include "dng/render/kernels/vector_steps.h"
 
 VOREL_SIMD_BEGIN
 #if VOREL_SIMD_VECTOR
 namespace {
-
-using DF = hn::ScalableTag<float>;
-using DI = hn::ScalableTag<int32_t>;
-using VF = hn::Vec<DF>;
-using VI = hn::Vec<DI>;
-constexpr size_t kLanes = hn::MaxLanes(DF());
-
-// a < b ? a : b and a > b ? a : b, for all values.
-HWY_INLINE VF lesser(VF a, VF b) {
-#if HWY_ARCH_X86
-    return hn::Min(a, b);  // the instruction does just that
-#else
-    return hn::IfThenElse(hn::Lt(a, b), a, b);
-#endif
-}
-HWY_INLINE VF greater(VF a, VF b) {
-#if HWY_ARCH_X86
-    return hn::Max(a, b);
-#else
-    return hn::IfThenElse(hn::Gt(a, b), a, b);
-#endif
-}
-
-// Entries index and index + 1 of a curve.
-struct Entries {
-    VF first, second;
-};
-#if HWY_ARCH_X86
-// Gathers are slower than loads one by one where they exist. Two indices of a block come by a move of 64 bits, and both
-// entries of an index by a load of 64: of four indices those of the first two, and those of the last two.
-template <class V>
-struct TwoPairs {
-    V early, late;
-};
-HWY_INLINE hn::Vec128<float> two_pairs(const float *table, uint64_t indices) {
-    const auto at = [&](uint64_t index) { return reinterpret_cast<const double *>(table + index); };
-    const __m128d first = _mm_load_sd(at(indices & 0xFFFFFFFF));
-    return hn::Vec128<float>{_mm_castpd_ps(_mm_loadh_pd(first, at(indices >> 32)))};
-}
-template <class D32>
-HWY_INLINE TwoPairs<hn::Vec<hn::RebindToFloat<D32>>> pairs_at(D32, const float *table, hn::Vec<D32> index) {
-    if constexpr (hn::MaxLanes(D32()) == 4) {
-        const auto wide = hn::BitCast(hn::Repartition<uint64_t, D32>(), index);
-        return {two_pairs(table, hn::GetLane(wide)), two_pairs(table, hn::ExtractLane(wide, 1))};
-    } else {
-        const hn::Half<D32> half;
-        const hn::RebindToFloat<D32> d;
-        const auto low = pairs_at(half, table, hn::LowerHalf(half, index));
-        const auto high = pairs_at(half, table, hn::UpperHalf(half, index));
-        return {hn::Combine(d, high.early, low.early), hn::Combine(d, high.late, low.late)};
-    }
-}
-HWY_INLINE Entries entries_at(const float *table, VI index) {
-    const DF d;
-    const DI di;
-    const auto pairs = pairs_at(di, table, index);
-    const VI early = hn::BitCast(di, pairs.early), late = hn::BitCast(di, pairs.late);
-    return {hn::BitCast(d, every_other<0>(early, late)), hn::BitCast(d, every_other<1>(early, late))};
-}
-
-template <class D32>
-HWY_INLINE hn::Vec<D32> int_entries_at(D32, const uint32_t *table, hn::Vec<D32> index) {
-    if constexpr (hn::MaxLanes(D32()) == 4) {
-        const auto wide = hn::BitCast(hn::Repartition<uint64_t, D32>(), index);
-        const uint64_t early = hn::GetLane(wide), late = hn::ExtractLane(wide, 1);
-        const auto at = [&](uint64_t i) { return static_cast<int>(table[i]); };
-        __m128i v = _mm_cvtsi32_si128(at(early & 0xFFFFFFFF));
-        v = _mm_insert_epi32(v, at(early >> 32), 1);
-        v = _mm_insert_epi32(v, at(late & 0xFFFFFFFF), 2);
-        return hn::Vec<D32>{_mm_insert_epi32(v, at(late >> 32), 3)};
-    } else {
-        const hn::Half<D32> half;
-        return hn::Combine(D32(), int_entries_at(half, table, hn::UpperHalf(half, index)),
-                           int_entries_at(half, table, hn::LowerHalf(half, index)));
-    }
-}
-#else
-HWY_INLINE Entries entries_at(const float *table, VI index) {
-    const DF d;
-    alignas(64) int32_t at[kLanes];
-    alignas(64) float first[kLanes], second[kLanes];
-    hn::Store(index, DI(), at);
-    for (size_t i = 0; i < kLanes; ++i) {
-        first[i] = table[at[i]];
-        second[i] = table[at[i] + 1];
-    }
-    return {hn::Load(d, first), hn::Load(d, second)};
-}
-
-HWY_INLINE VI int_entries_at(DI di, const uint32_t *table, VI index) {
-    alignas(64) int32_t at[kLanes];
-    hn::Store(index, di, at);
-    for (int32_t &v : at) v = static_cast<int32_t>(table[v]);
-    return hn::Load(di, at);
-}
-#endif
-
-HWY_INLINE VF curve(const float *table, VF x) {
-    const DF d;
-    const DI di;
-    const VF position = hn::Mul(x, hn::Set(d, static_cast<float>(kRenderSteps)));
-    const VI index = hn::ConvertTo(di, position);
-    const VF fraction = hn::Sub(position, hn::ConvertTo(d, index));
-    const Entries entries = entries_at(table, index);
-    return hn::Add(hn::Mul(entries.first, hn::Sub(hn::Set(d, 1.0f), fraction)), hn::Mul(entries.second, fraction));
-}
 
 // Results limited to 0 to most.
 HWY_INLINE void matrix(const float *m, float most, VF (&c)[3]) {
@@ -241,15 +137,6 @@ void tile_in(const RowSetup &row, const Sample *src, size_t count, Plane *planes
     }
 }
 
-void tile_hue_sat(const HueSatTable &table, size_t count, Plane *planes) {
-    for (size_t x = 0; x < count; ++x) {
-        float rgb[3];
-        for (int i = 0; i < 3; ++i) rgb[i] = pinned(planes[i][x]);
-        hue_sat_pixel(table, rgb);
-        for (int i = 0; i < 3; ++i) planes[i][x] = rgb[i];
-    }
-}
-
 void tile_ramp(const float *table, size_t count, Plane *planes) {
     const DF d;
     for (size_t x = 0; x < count; x += kLanes) {
@@ -307,15 +194,16 @@ void render(const RenderSetup &setup, const Sample *src, uint32_t count, uint8_t
     if (count < kLanes) return scalar_render(setup, src, count, dst);
     const RowSetup row(setup, Sample());
     alignas(64) Plane planes[3];
+    float *const all[3] = {planes[0], planes[1], planes[2]};
     for (size_t x = 0; x < count;) {
         // Whole vectors; what is left behind them is done with pixels before it.
         const size_t left = count - x;
         const size_t tile = std::min(std::max(left / kLanes, size_t{1}) * kLanes, kTile);
         const size_t start = std::min(x, count - tile);
         tile_in(row, src + 3 * start, tile, planes);
-        if (setup.hue_sat) tile_hue_sat(*setup.hue_sat, tile, planes);
+        if (setup.hue_sat) hue_sat_planes(*setup.hue_sat, tile, all);
         tile_ramp(setup.ramp, tile, planes);
-        if (setup.look) tile_hue_sat(*setup.look, tile, planes);
+        if (setup.look) hue_sat_planes(*setup.look, tile, all);
         tile_tone(setup.tone, tile, planes);
         tile_out(row, tile, planes, dst + 3 * start);
         x = start + tile;
