@@ -40,8 +40,12 @@ void VorelDngDecoder::setRDArea(const decInfo *info) {
     statedArea_ = main->activeArea;
     region_.set = true;
     region_.wanted = {info->regionTop, info->regionLeft, info->regionBottom, info->regionRight};
-    const int32_t v = region_.marginV = vorel::region_margin(info->regionTop);
-    const int32_t h = region_.marginH = vorel::region_margin(info->regionLeft);
+    // Patterns of more than two rows or columns are interpolated over up to 7, and bad pixels are mended over up to 4
+    // before that.
+    const bool wide = main->cfaRepeatRows > 2 || main->cfaRepeatColumns > 2 || main->opcodeListLength[0] != 0 ||
+                      main->opcodeListLength[1] != 0 || main->opcodeListLength[2] != 0;
+    const int32_t v = region_.marginV = vorel::region_margin(info->regionTop, wide);
+    const int32_t h = region_.marginH = vorel::region_margin(info->regionLeft, wide);
     const int64_t height = statedArea_.height(), width = statedArea_.width();
     const DngRect inside =
         intersection(region_.wanted, {0, 0, static_cast<int32_t>(height), static_cast<int32_t>(width)});

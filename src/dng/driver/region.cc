@@ -11,7 +11,7 @@ DngRect stored_area(const DngRect &rect, const DngRect &active_area) {
             rect.right + active_area.left};
 }
 
-int32_t region_margin(int32_t first) { return first >= 5 && first % 2 != 0 ? 5 : 4; }
+int32_t region_margin(int32_t first, bool wide) { return (first >= 5 && first % 2 != 0 ? 5 : 4) + (wide ? 8 : 0); }
 
 void start_pattern_at(VorelDngMosaicInfo &mosaic, int32_t row, int32_t column) {
     if (!mosaic.hasPattern() || (row == 0 && column == 0)) return;
