@@ -63,6 +63,7 @@ bool read_cfa_pattern(VorelDngStream &stream, uint32_t count, VorelDngExif &exif
     uint32_t columns = stream.get_QMUINT16(), rows = stream.get_QMUINT16();
     if (columns > 255) columns = columns >> 8 | (columns & 255) << 8, rows = rows >> 8 | (rows & 255) << 8;
     if (columns < 1 || columns > 8 || rows < 1 || rows > 8 || count != 4 + rows * columns) return false;
+    if (stream.takeCopy(count) != count) return false;
     exif.cfaRepeatPatternRows = rows;
     exif.cfaRepeatPatternCols = columns;
     for (uint32_t row = 0; row < rows; ++row) {

@@ -38,6 +38,7 @@ bool VorelDngIFD::parseRawTag(VorelDngStream &stream, uint32_t parentCode, uint3
         case kTagCfaPattern:
             if (!cfa || !CheckTagType(parentCode, tagCode, tagType, kTagByte, kTagUndefined)) return false;
             if (tagCount < 1 || tagCount != cfaRepeatRows * cfaRepeatColumns) return false;
+            if (stream.takeCopy(tagCount) != tagCount) return false;
             for (uint32_t row = 0; row < cfaRepeatRows; ++row) {
                 for (uint32_t column = 0; column < cfaRepeatColumns; ++column) {
                     cfaPattern[row][column] = stream.get_QMUINT8();

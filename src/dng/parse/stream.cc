@@ -49,7 +49,7 @@ VorelDngStream::VorelDngStream(const VorelDngStream &other, uint64_t position)
       length_(other.length_),
       position_(position),
       littleEndian_(other.littleEndian_),
-      textTaken_(other.textTaken_) {}
+      copyTaken_(other.copyTaken_) {}
 
 const uint8_t *VorelDngStream::take(uint32_t bytes) {
     const uint64_t from = position_;
@@ -62,9 +62,9 @@ const uint8_t *VorelDngStream::take(uint32_t bytes) {
     return data_ + from;
 }
 
-uint32_t VorelDngStream::takeText(uint32_t wanted) {
-    const uint32_t taken = std::min({wanted, vorel::kMaxTagText, vorel::kMaxParseText - textTaken_});
-    textTaken_ += taken;
+uint32_t VorelDngStream::takeCopy(uint32_t wanted) {
+    const uint32_t taken = std::min({wanted, vorel::kMaxTagText, vorel::kMaxParseText - copyTaken_});
+    copyTaken_ += taken;
     return taken;
 }
 

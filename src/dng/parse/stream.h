@@ -51,8 +51,9 @@ class VorelDngStream {
     vorel::DngURational getTagValue_urational(uint32_t type);
     vorel::DngSRational getTagValue_srational(uint32_t type);
 
-    // How many of so many bytes of text may still be copied: limits one text, and all of one parse.
-    uint32_t takeText(uint32_t wanted);
+    // How many of so many bytes of a text, or a list of numbers, may still be copied: limits one value, and all values
+    // of one parse, in which every entry of a directory may point to the same long one.
+    uint32_t takeCopy(uint32_t wanted);
 
   private:
     // The next bytes of the block, or null with failed_ set; the position moves on in either case.
@@ -63,7 +64,7 @@ class VorelDngStream {
     uint64_t position_ = 0;
     bool littleEndian_ = true;
     bool failed_ = false;
-    uint32_t textTaken_ = 0;
+    uint32_t copyTaken_ = 0;
     FILE *file_ = nullptr;
     uint8_t *owned_ = nullptr;  // the block, where the file was read here
 };

@@ -10,12 +10,17 @@ namespace {
 std::string read_text(VorelDngStream &stream, uint32_t count) {
     std::string text;
     const uint64_t at = stream.getPosition();
-    const uint32_t bytes = stream.takeText(count);
+    const uint32_t bytes = stream.takeCopy(count);
     if (bytes && stream.holds(at, bytes)) text.assign(reinterpret_cast<const char *>(stream.data()) + at, bytes);
     return text;
 }
 
 std::string until_nul(const std::string &text) { return text.substr(0, text.find('\0')); }
+
+bool may_copy_doubles(VorelDngStream &stream, uint32_t count) {
+    const uint32_t bytes = count * static_cast<uint32_t>(sizeof(double));
+    return stream.takeCopy(bytes) == bytes;
+}
 
 bool begins_with_name(const std::string &text, const char *name) {
     const size_t length = std::strlen(name);
@@ -63,6 +68,7 @@ void ParseEncodedStringTag(VorelDngStream &stream, uint32_t, uint32_t, uint32_t 
 bool ParseVectorTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType, uint32_t tagCount,
                     uint32_t count, VorelDngVector &vector) {
     if (count > VorelDngVector::kMost || !CheckTagCount(parentCode, tagCode, tagCount, count)) return false;
+    if (!may_copy_doubles(stream, count)) return false;
     VorelDngVector read(count);
     for (uint32_t i = 0; i < count; ++i) {
         read[i] = stream.getTagValue_QMDOUBLE(tagType);
@@ -76,6 +82,7 @@ bool ParseMatrixTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCod
                     uint32_t rows, uint32_t columns, VorelDngMatrix &matrix) {
     if (rows > VorelDngMatrix::kMost || columns > VorelDngMatrix::kMost) return false;
     if (!CheckTagCount(parentCode, tagCode, tagCount, rows * columns)) return false;
+    if (!may_copy_doubles(stream, tagCount)) return false;
     VorelDngMatrix read(rows, columns);
     for (uint32_t row = 0; row < rows; ++row) {
         for (uint32_t column = 0; column < columns; ++column) {
@@ -101,6 +108,7 @@ bool ParseDoubles(VorelDngStream &stream, uint32_t tagType, uint32_t tagCount, d
     constexpr uint32_t kMost = 256;
     double read[kMost];
     const uint32_t count = std::min({tagCount, places, kMost});
+    if (!may_copy_doubles(stream, count)) return false;
     for (uint32_t i = 0; i < count; ++i) {
         read[i] = stream.getTagValue_QMDOUBLE(tagType);
         if (!std::isfinite(read[i])) return false;

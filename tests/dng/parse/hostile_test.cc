@@ -121,7 +121,7 @@ TEST(DngHostile, LoopsAndBushesEnd) {
     EXPECT_EQ(many.entriesWalked(), kMaxIfdEntries);
     // The last texts come when no more may be copied.
     EXPECT_TRUE(many.exif.software.empty() && many.exif.copyright.empty());
-    EXPECT_EQ(many.stream.takeText(1), 0u);
+    EXPECT_EQ(many.stream.takeCopy(1), 0u);
 }
 
 }  // namespace
