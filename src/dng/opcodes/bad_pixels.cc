@@ -70,20 +70,29 @@ Sample mean_of_good(const VorelDngImage &image, SiteKind kind, int32_t row, int3
     const Pairs &pairs = kPairs[static_cast<size_t>(kind)];
     const auto sample = [&](int32_t v, int32_t h) { return *image.at<Sample>(row + v, column + h, plane); };
     for (const bool far : {false, true}) {
-        const int32_t first = far ? pairs.near : 0, end = far ? pairs.count : pairs.near;
         if (far && reach < kFar) break;
-        for (const bool whole : {true, false}) {
-            Sum<Sample> sum;
-            for (int32_t i = first; i < end; ++i) {
+        const int32_t end = far ? pairs.count : pairs.near;
+        Sum<Sample> nearest;  // of those that are nearest, in pairs or not
+        int32_t nearest_distance = 0;
+        for (int32_t i = far ? pairs.near : 0; i < end;) {
+            Sum<Sample> whole;
+            const int32_t distance = pairs.at[i].distance();
+            for (; i < end && pairs.at[i].distance() == distance; ++i) {
                 const auto &at = pairs.at[i];
-                if (sum.count > 0 && at.distance() != pairs.at[i - 1].distance()) break;
                 const bool behind = good(row + at.v, column + at.h), in_front = good(row - at.v, column - at.h);
-                if (whole && !(behind && in_front)) continue;
-                if (behind) sum.add(sample(at.v, at.h));
-                if (in_front) sum.add(sample(-at.v, -at.h));
+                if (!behind && !in_front) continue;
+                if (behind && in_front) {
+                    whole.add(sample(at.v, at.h));
+                    whole.add(sample(-at.v, -at.h));
+                }
+                if (nearest.count > 0 && nearest_distance != distance) continue;
+                nearest_distance = distance;
+                if (behind) nearest.add(sample(at.v, at.h));
+                if (in_front) nearest.add(sample(-at.v, -at.h));
             }
-            if (sum.count > 0) return sum.mean();
+            if (whole.count > 0) return whole.mean();
         }
+        if (nearest.count > 0) return nearest.mean();
     }
     return sample(0, 0);
 }
@@ -176,8 +185,9 @@ VorelDngOpcodeFixBadPixelList::VorelDngOpcodeFixBadPixelList(VorelDngStream &str
 struct VorelDngOpcodeFixBadPixelList::Defects {
     enum State : uint8_t { kGood, kBad, kFixed };
 
-    explicit Defects(const DngRect &image)
-        : bounds(image),
+    Defects(const vorel::DevelopContext &context, const DngRect &image)
+        : decoder(context),
+          bounds(image),
           states(size_t{image.height()} * image.width(), kGood),
           rect_samples(uint64_t{4} * states.size()) {}
 
@@ -197,6 +207,7 @@ struct VorelDngOpcodeFixBadPixelList::Defects {
         return true;
     }
 
+    const vorel::DevelopContext &decoder;
     DngRect bounds;
     std::vector<uint8_t> states;
     uint64_t rect_samples;
@@ -229,21 +240,21 @@ void VorelDngOpcodeFixBadPixelList::FixClusteredPixel(VorelDngImage &image, cons
 
 void VorelDngOpcodeFixBadPixelList::FixClusteredRect(VorelDngImage &image, const DngRect &badRect,
                                                      Defects &defects) const {
-    for (int32_t row = badRect.top; row < badRect.bottom; ++row) {
+    for (int32_t row = badRect.top; row < badRect.bottom && !defects.decoder.cancelled(); ++row) {
         for (int32_t column = badRect.left; column < badRect.right; ++column) {
             FixClusteredPixel(image, {row, column}, defects);
         }
     }
 }
 
-void VorelDngOpcodeFixBadPixelList::processArea(vorel::DevelopContext &, const VorelDngImage &src, VorelDngImage &dst,
-                                                const DngRect &area) {
+void VorelDngOpcodeFixBadPixelList::processArea(vorel::DevelopContext &decoder, const VorelDngImage &src,
+                                                VorelDngImage &dst, const DngRect &area) {
     constexpr uint64_t kMostComparisons = uint64_t{1} << 26;
     copy_samples(src, dst);
     const DngRect bounds = vorel::intersection(area, dst.getBounds());
     const DngRect place = toFrame(bounds);
     const DngPoint offset = frame().offset;
-    Defects defects(bounds);
+    Defects defects(decoder, bounds);
     std::vector<DngRect> rects;
     for (const DngRect &rect : list_.rects()) {
         const DngRect listed = vorel::intersection(rect, place);
@@ -261,6 +272,7 @@ void VorelDngOpcodeFixBadPixelList::processArea(vorel::DevelopContext &, const V
     const bool few = uint64_t{list_.points().size()} * list_.rects().size() <= kMostComparisons;
     for (size_t i = 0; i < list_.points().size(); ++i) {
         const DngPoint &listed = list_.points()[i];
+        if (i % 4096 == 0 && decoder.cancelled()) return;
         if (!place.contains(listed.v, listed.h)) continue;
         const DngPoint point = {listed.v - offset.v, listed.h - offset.h};
         if (few && list_.isPointIsolated(static_cast<uint32_t>(i), kNear)) {

@@ -17,6 +17,8 @@ class VorelDngOpcode {
     virtual bool isValidForNegative(const vorel::DevelopContext &) const { return true; }
     virtual void doApply(vorel::DevelopContext &decoder, VorelDngImage *&image) = 0;
 
+    // How many passes over the image it may take as long as: what looks far around does.
+    virtual uint32_t passes() const { return 1; }
     // Whether it is to run in this develop.
     bool aboutToApply(vorel::DevelopContext &decoder);
 
@@ -68,6 +70,7 @@ class VorelDngFilterOpcode : public VorelDngOpcode {
     virtual void processArea(vorel::DevelopContext &decoder, const VorelDngImage &src, VorelDngImage &dst,
                              const vorel::DngRect &area) = 0;
 
+    uint32_t passes() const override { return 8; }
     void doApply(vorel::DevelopContext &decoder, VorelDngImage *&image) override;
 
   protected:

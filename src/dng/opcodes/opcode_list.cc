@@ -26,7 +26,8 @@ void VorelDngOpcodeList::doApply(vorel::DevelopContext &decoder, VorelDngImage *
     for (const std::unique_ptr<VorelDngOpcode> &opcode : list_) {
         if (decoder.cancelled()) return;
         if (!opcode->aboutToApply(decoder)) continue;
-        if (++passes > vorel::kMaxImagePasses) return;
+        passes += opcode->passes();
+        if (passes > vorel::kMaxImagePasses) return;
         opcode->doApply(decoder, image);
     }
 }

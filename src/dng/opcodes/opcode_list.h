@@ -15,7 +15,8 @@ class VorelDngOpcodeList {
     // Reads the list of byteCount bytes at offset. What does not fit into them ends it. Required: the stream stays in
     // big endian order, which the data of opcodes have.
     void parse(vorel::DevelopContext &decoder, VorelDngStream &stream, uint32_t byteCount, uint64_t offset);
-    // Nothing that an opcode meets ends the develop; a cancel ends the list.
+    // Nothing that an opcode meets ends the develop. A cancel ends the list, and so do as many passes over the image as
+    // no file needs.
     void doApply(vorel::DevelopContext &decoder, VorelDngImage *&image);
     void clear() { list_.clear(); }
     // Takes the opcode over.

@@ -66,33 +66,51 @@ struct CubicWeights {
     float at[4];
 };
 
-// A place in the source, and how the four samples around it lie: those outside of the image are the nearest inside.
+// A place in the source: the first of the four samples around it, and their weights.
 struct Taps {
-    Taps(double position, int32_t first, int32_t end) : weights(0) {
-        const double inside = position > first ? (position < end - 1 ? position : end - 1) : first;
-        const int32_t whole = static_cast<int32_t>(std::floor(inside));
-        weights = CubicWeights(static_cast<float>(inside - whole));
-        for (int32_t i = 0; i < 4; ++i) sample[i] = std::clamp(whole - 1 + i, first, end - 1);
-    }
+    // Places outside of the image are the nearest inside, and no number is its first.
+    Taps(double position, int32_t begin, int32_t end)
+        : Taps(position > begin ? std::min(position, end - 1.0) - begin : 0.0, begin) {}
+    Taps(double from_begin, int32_t begin)
+        : first(begin + static_cast<int32_t>(from_begin) - 1),
+          weights(static_cast<float>(from_begin - static_cast<int32_t>(from_begin))) {}
+
+    int32_t first;
     CubicWeights weights;
-    int32_t sample[4];
 };
 
-template <typename Sample>
-float sample_at(const VorelDngImage &src, double row, double column, uint32_t plane) {
+// kCount planes from `plane` on: first the four columns of each, then what they make.
+template <uint32_t kCount, typename Sample>
+void sample_planes(const VorelDngImage &src, double row, double column, uint32_t plane, Sample *out) {
+    constexpr uint32_t kTaps = 4;
     const DngRect &bounds = src.getBounds();
     const Taps down(row, bounds.top, bounds.bottom), across(column, bounds.left, bounds.right);
-    float sum = 0;
+    const Sample *rows[kTaps];
+    Sample patch[kTaps][kTaps * kCount];  // samples outside of the image are the nearest inside
+    const bool inside = down.first >= bounds.top && down.first + 4 <= bounds.bottom && across.first >= bounds.left &&
+                        across.first + 4 <= bounds.right;
     for (int32_t i = 0; i < 4; ++i) {
-        const Sample *const samples = src.at<Sample>(down.sample[i], bounds.left, plane);
-        float along = 0;
-        for (int32_t j = 0; j < 4; ++j) {
-            const ptrdiff_t at = ptrdiff_t{across.sample[j] - bounds.left} * src.buffer().colStep;
-            along += across.weights.at[j] * static_cast<float>(samples[at]);
+        if (inside && src.planes() == kCount) {
+            rows[i] = src.at<Sample>(down.first + i, across.first, plane);
+            continue;
         }
-        sum += down.weights.at[i] * along;
+        const int32_t y = std::clamp(down.first + i, bounds.top, bounds.bottom - 1);
+        for (int32_t j = 0; j < 4; ++j) {
+            const int32_t x = std::clamp(across.first + j, bounds.left, bounds.right - 1);
+            std::copy_n(src.at<Sample>(y, x, plane), kCount, patch[i] + static_cast<uint32_t>(j) * kCount);
+        }
+        rows[i] = patch[i];
     }
-    return sum;
+    const float *const v = down.weights.at, *const h = across.weights.at;
+    float columns[kTaps * kCount];
+    for (uint32_t i = 0; i < kTaps * kCount; ++i) {
+        columns[i] = v[0] * static_cast<float>(rows[0][i]) + v[1] * static_cast<float>(rows[1][i]) +
+                     v[2] * static_cast<float>(rows[2][i]) + v[3] * static_cast<float>(rows[3][i]);
+    }
+    for (uint32_t i = 0; i < kCount; ++i) {
+        out[i] = SampleRange<Sample>::held(h[0] * columns[i] + h[1] * columns[kCount + i] +
+                                           h[2] * columns[2 * kCount + i] + h[3] * columns[3 * kCount + i]);
+    }
 }
 
 // False when the develop was cancelled.
@@ -103,19 +121,28 @@ bool warp(vorel::DevelopContext &decoder, const VorelDngWarpParams &params, cons
     const Lens lens(bounds, params);
     std::vector<RatioTable> ratios;
     for (uint32_t plane = 0; plane < params.planes; ++plane) ratios.emplace_back(params, plane);
+    // Planes beyond those that have parameters go with the last.
+    const uint32_t groups = std::min(params.planes, src.planes());
     for (int32_t row = bounds.top; row < bounds.bottom; ++row) {
         if (decoder.cancelled()) return false;
         const double dy = (row - lens.y) / lens.radius;
-        for (int32_t column = bounds.left; column < bounds.right; ++column) {
+        Sample *out = dst.at<Sample>(row, bounds.left);
+        for (int32_t column = bounds.left; column < bounds.right; ++column, out += src.planes()) {
             const double dx = (column - lens.x) / lens.radius, r2 = dx * dx + dy * dy;
-            for (uint32_t plane = 0; plane < src.planes(); ++plane) {
-                const uint32_t own = std::min(plane, params.planes - 1);
-                const double ratio = ratios[own].at(r2);
-                const double kt0 = params.tangential(own, 0), kt1 = params.tangential(own, 1);
+            for (uint32_t group = 0; group < groups; ++group) {
+                const double ratio = ratios[group].at(r2);
+                const double kt0 = params.tangential(group, 0), kt1 = params.tangential(group, 1);
                 const double x = ratio * dx + kt0 * (2 * dx * dy) + kt1 * (r2 + 2 * dx * dx);
                 const double y = ratio * dy + kt1 * (2 * dx * dy) + kt0 * (r2 + 2 * dy * dy);
-                *dst.at<Sample>(row, column, plane) = SampleRange<Sample>::held(
-                    sample_at<Sample>(src, lens.y + lens.radius * y, lens.x + lens.radius * x, plane));
+                const double from_row = lens.y + lens.radius * y, from_column = lens.x + lens.radius * x;
+                if (groups == 1 && src.planes() == 3) {
+                    sample_planes<3>(src, from_row, from_column, 0, out);
+                    continue;
+                }
+                const uint32_t end = group + 1 < groups ? group + 1 : src.planes();
+                for (uint32_t plane = group; plane < end; ++plane) {
+                    sample_planes<1>(src, from_row, from_column, plane, out + plane);
+                }
             }
         }
     }

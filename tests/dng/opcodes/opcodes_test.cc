@@ -2,18 +2,84 @@
 #include <gtest/gtest.h>
 #include <vorel/dng_samples.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <functional>
+#include <iterator>
 #include <memory>
-#include <random>
 
 #include "dng/opcodes/bad_pixels.h"
-#include "dng/opcodes/lists.h"
+#include "dng/opcodes/opcode_list.h"
+#include "dng/support/plain_context.h"
 #include "support/log_capture.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
+
+// Big-endian numbers behind one another.
+struct Body {
+    template <typename Number, typename Value>
+    Body &add(std::initializer_list<Value> values) {
+        for (const Value value : values) {
+            const uint64_t bits = std::bit_cast<Number>(value);
+            for (size_t byte = sizeof(Number); byte-- > 0;) bytes.push_back(static_cast<uint8_t>(bits >> 8 * byte));
+        }
+        return *this;
+    }
+    Body &u32(std::initializer_list<uint32_t> values) { return add<uint32_t>(values); }
+    Body &u16(std::initializer_list<uint16_t> values) { return add<uint16_t>(values); }
+    Body &floats(std::initializer_list<float> values) { return add<uint32_t>(values); }
+    Body &doubles(std::initializer_list<double> values) { return add<uint64_t>(values); }
+    Bytes bytes;
+};
+
+constexpr uint32_t kVersion13 = 0x01030000;
+
+Bytes opcode(uint32_t id, const Body &body, uint32_t flags = 0, uint32_t version = kVersion13) {
+    return cat(
+        {big_32(id), big_32(version), big_32(flags), big_32(static_cast<uint32_t>(body.bytes.size())), body.bytes});
+}
+Bytes list_of(std::initializer_list<Bytes> opcodes) {
+    return cat({big_32(static_cast<uint32_t>(opcodes.size())), cat(opcodes)});
+}
+
+size_t apply(const Bytes &list, VorelDngImage &image, PlainContext &context) {
+    VorelDngStream stream(list.data(), static_cast<uint32_t>(list.size()));
+    VorelDngOpcodeList opcodes(2);
+    opcodes.parse(context, stream, static_cast<uint32_t>(list.size()), 0);
+    VorelDngImage *held = &image;
+    opcodes.doApply(context, held);
+    return opcodes.count();
+}
+
+// Every sample of an image as a double.
+std::vector<double> samples_of(const VorelDngImage &image) {
+    std::vector<double> samples;
+    const DngRect &bounds = image.getBounds();
+    for (int32_t row = bounds.top; row < bounds.bottom; ++row) {
+        const size_t count = bounds.width() * image.planes();
+        if (image.isFloat())
+            std::copy_n(image.at<float>(row, bounds.left), count, std::back_inserter(samples));
+        else
+            std::copy_n(image.at<uint16_t>(row, bounds.left), count, std::back_inserter(samples));
+    }
+    return samples;
+}
+// rect of an image as one of its own.
+std::unique_ptr<VorelDngImage> cut(const VorelDngImage &image, const DngRect &rect) {
+    const DngRect bounds = {0, 0, rect.size().v, rect.size().h};
+    auto part = std::make_unique<VorelDngImage>(bounds, image.planes(), image.getPixelType());
+    for (int32_t row = 0; row < bounds.bottom; ++row) {
+        const size_t samples = rect.width() * image.planes();
+        if (image.isFloat())
+            std::copy_n(image.at<float>(rect.top + row, rect.left), samples, part->at<float>(row, 0));
+        else
+            std::copy_n(image.at<uint16_t>(rect.top + row, rect.left), samples, part->at<uint16_t>(row, 0));
+    }
+    return part;
+}
 
 constexpr int32_t kRows = 30, kColumns = 40;
 
@@ -21,14 +87,13 @@ constexpr int32_t kRows = 30, kColumns = 40;
 using Surface = std::function<double(int32_t row, int32_t column, uint32_t plane)>;
 std::unique_ptr<VorelDngImage> image_of(uint32_t planes, uint32_t type, const Surface &surface) {
     auto image = std::make_unique<VorelDngImage>(DngRect{0, 0, kRows, kColumns}, planes, type);
-    for (int32_t row = 0; row < kRows; ++row)
-        for (int32_t column = 0; column < kColumns; ++column)
-            for (uint32_t plane = 0; plane < planes; ++plane) {
-                const double value = surface(row, column, plane);
-                if (type == kPixelFloat) *image->at<float>(row, column, plane) = static_cast<float>(value);
-                if (type == kPixelShort)
-                    *image->at<uint16_t>(row, column, plane) = static_cast<uint16_t>(value * 65535 + 0.5);
-            }
+    each_sample(*image, [&](int32_t row, int32_t column, uint32_t plane) {
+        const double value = surface(row, column, plane);
+        if (type == kPixelFloat)
+            *image->at<float>(row, column, plane) = static_cast<float>(value);
+        else
+            *image->at<uint16_t>(row, column, plane) = static_cast<uint16_t>(value * 65535 + 0.5);
+    });
     return image;
 }
 double noise_at(int32_t row, int32_t column, uint32_t plane) {
@@ -58,61 +123,46 @@ bool in_area(int32_t row, int32_t column, uint32_t plane) {
 }
 
 TEST(DngOpcodes, SamplesByThemselves) {
-    const auto ramp = [](std::initializer_list<float> numbers, size_t i) {
-        return i < numbers.size() ? double{numbers.begin()[i]} : 0;
+    const auto numbers = {0.5F, -0.25F, 0.125F};
+    const auto number = [&](int32_t i, double none) { return i < 3 ? double{numbers.begin()[i]} : none; };
+    // A map of 3 by 4 points; what lies beyond them takes the first and the last.
+    const auto gain = [](double v, double h) { return 0.5 + 0.25 * v + 0.125 * h + 0.0625 * v * h; };
+    const auto map_gain = [&](int32_t row, int32_t column) {
+        return gain(std::clamp((row / double{kRows} - 0.1) / 0.3, 0.0, 2.0),
+                    std::clamp((column / double{kColumns} - 0.2) / 0.2, 0.0, 3.0));
     };
-    const std::initializer_list<float> rows = {0.5F, -0.25F, 0.125F, 2, -2, 0.75F, 0, 0.1F, 0.2F, 0.3F};
-    const std::initializer_list<float> few = {0.5F, -0.25F, 0.125F};
-    // A map of 3 by 4 points, one plane; the last point of each row and column is held, and the first.
-    const auto map_gain = [](int32_t row, int32_t column) {
-        const auto held = [](double at, int32_t last) { return at > 0 ? std::min<double>(at, last) : 0; };
-        const double v = held((row / double{kRows} - 0.1) / 0.3, 2),
-                     h = held((column / double{kColumns} - 0.2) / 0.2, 3);
-        const auto point = [](double i, double j) { return 0.5 + 0.25 * std::min(i, 2.0) + 0.125 * std::min(j, 3.0); };
-        const double i = std::floor(v), j = std::floor(h), fv = v - i, fh = h - j;
-        return (1 - fv) * ((1 - fh) * point(i, j) + fh * point(i, j + 1)) +
-               fv * ((1 - fh) * point(i + 1, j) + fh * point(i + 1, j + 1));
+    Body points = area().u32({3, 4}).doubles({0.3, 0.2, 0.1, 0.2}).u32({1});
+    for (int32_t i = 0; i < 12; ++i) points.floats({static_cast<float>(gain(i / 4, i % 4))});
+    const auto dim = [](double r2) {
+        return 1 + r2 * 0.5 - std::pow(r2, 2) * 0.25 + std::pow(r2, 3) / 8 + std::pow(r2, 4) / 16 +
+               std::pow(r2, 5) / 32;
     };
-    const Body points = Body()
-                            .u32({3, 4})
-                            .doubles({0.3, 0.2, 0.1, 0.2})
-                            .u32({1})
-                            .floats({0.5F, 0.625F, 0.75F, 0.875F, 0.75F, 0.875F, 1, 1.125F, 1, 1.125F, 1.25F, 1.375F});
-    const Body two_planes = Body().u32({1, 1}).doubles({1, 1, 0, 0}).u32({2}).floats({0.5F, 2});
     const struct {
         const char *what;
         uint32_t id;
         Body body;
-        std::function<double(int32_t, int32_t, uint32_t, double)> model;
+        std::function<double(int32_t row, int32_t column, uint32_t plane, double x)> model;
     } cases[] = {
         {"table", 7, area().u32({3}).u16({7, 8, 40000}),
-         [](int32_t, int32_t, uint32_t, double x) {
-             return (x < 0.5 / 65535 ? 7 : x < 1.5 / 65535 ? 8 : 40000) / 65535.0;
+         [](auto, auto, auto, double x) {
+             return (x * 65535 < 0.5 ? 7 : x * 65535 < 1.5 ? 8 : 40000) / 65535.0;
          }},
         {"polynomial", 8, area().u32({3}).doubles({0.125, -0.5, 2, 0.25}),
-         [](int32_t, int32_t, uint32_t, double x) { return 0.125 - 0.5 * x + 2 * x * x + 0.25 * x * x * x; }},
-        {"gains", 9, Body{cat({area().bytes, points.bytes})},
-         [&](int32_t row, int32_t column, uint32_t, double x) { return x * map_gain(row, column); }},
-        {"one gain", 9, Body{cat({whole().bytes, two_planes.bytes})},
-         [](int32_t, int32_t, uint32_t plane, double x) { return x * (plane ? 2 : 0.5); }},
-        {"rows +", 10, area().u32({10}).floats(rows),
-         [&](int32_t row, int32_t, uint32_t, double x) { return x + ramp(rows, static_cast<size_t>(row - 3) / 2); }},
-        {"columns +", 11, area().u32({3}).floats(few),
-         [&](int32_t, int32_t column, uint32_t, double x) {
-             return x + ramp(few, static_cast<size_t>(column - 4) / 3);
-         }},
-        {"rows *", 12, area().u32({10}).floats(rows),
-         [&](int32_t row, int32_t, uint32_t, double x) { return x * ramp(rows, static_cast<size_t>(row - 3) / 2); }},
-        {"columns *", 13, area().u32({3}).floats(few),
-         [&](int32_t, int32_t column, uint32_t, double x) {
-             const size_t i = static_cast<size_t>(column - 4) / 3;
-             return i < few.size() ? x * ramp(few, i) : x;
-         }},
+         [](auto, auto, auto, double x) { return 0.125 - 0.5 * x + 2 * x * x + 0.25 * x * x * x; }},
+        {"gains", 9, points, [&](int32_t row, int32_t column, auto, double x) { return x * map_gain(row, column); }},
+        {"one gain", 9, whole().u32({1, 1}).doubles({1, 1, 0, 0}).u32({2}).floats({0.5F, 2}),
+         [](auto, auto, uint32_t plane, double x) { return x * (plane ? 2 : 0.5); }},
+        {"rows +", 10, area().u32({3}).floats(numbers),
+         [&](int32_t row, auto, auto, double x) { return x + number((row - 3) / 2, 0); }},
+        {"columns +", 11, area().u32({3}).floats(numbers),
+         [&](auto, int32_t column, auto, double x) { return x + number((column - 4) / 3, 0); }},
+        {"rows *", 12, area().u32({3}).floats(numbers),
+         [&](int32_t row, auto, auto, double x) { return x * number((row - 3) / 2, 1); }},
+        {"columns *", 13, area().u32({3}).floats(numbers),
+         [&](auto, int32_t column, auto, double x) { return x * number((column - 4) / 3, 1); }},
         {"vignette", 3, Body().doubles({0.5, -0.25, 0.125, 0.0625, 0.03125, 0.25, 0.5}),
-         [](int32_t row, int32_t column, uint32_t, double x) {
-             const double dx = column - 10, dy = row - 15, r2 = (dx * dx + dy * dy) / (30 * 30 + 15 * 15);
-             return x * (1 + 0.5 * r2 - 0.25 * std::pow(r2, 2) + 0.125 * std::pow(r2, 3) + 0.0625 * std::pow(r2, 4) +
-                         0.03125 * std::pow(r2, 5));
+         [&](int32_t row, int32_t column, auto, double x) {
+             return x * dim(((column - 10) * (column - 10) + (row - 15) * (row - 15)) / (30.0 * 30 + 15 * 15));
          }},
     };
     for (const auto &row : cases) {
@@ -157,42 +207,36 @@ TEST(DngOpcodes, BadPixels) {
         const auto surface = [&](int32_t row, int32_t column, uint32_t) {
             return (10000.0 + 15000 * static_cast<double>(colour(row, column)) + 60 * row + 40 * column) / 65535;
         };
-        // Points: one alone, corners, two neighbours, one twice, one outside; a row, a column, squares of 3 and 5.
-        const Bytes list = list_of({opcode(5, Body()
-                                                  .u32({phase, 8, 4})
-                                                  .u32({20, 9, 0, 0, 29, 39, 5, 30, 5, 31, 6, 30, 20, 9, 400, 9})
-                                                  .u32({24, 11, 25, 29})
-                                                  .u32({2, 17, 17, 18})
-                                                  .u32({9, 8, 12, 11})
-                                                  .u32({9, 22, 14, 27}))});
+        // Points: one alone, corners, three neighbours; rectangles: a row, a column, and squares of 3 and 5.
+        const DngRect defects[] = {{20, 9, 21, 10}, {0, 0, 1, 1},   {29, 39, 30, 40}, {5, 30, 6, 31},
+                                   {5, 31, 6, 32},  {6, 30, 7, 31}, {24, 11, 25, 29}, {2, 17, 17, 18},
+                                   {9, 8, 12, 11},  {9, 22, 14, 27}};
         const auto spoilt = image_of(1, kPixelShort, surface), good = image_of(1, kPixelShort, surface);
-        const auto bad = [](int32_t row, int32_t column) {
-            return (row == 20 && column == 9) || (row == 0 && column == 0) || (row == 29 && column == 39) ||
-                   (row == 5 && (column == 30 || column == 31)) || (row == 6 && column == 30) ||
-                   (row == 24 && column >= 11 && column < 29) || (row >= 2 && row < 17 && column == 17) ||
-                   (row >= 9 && row < 12 && column >= 8 && column < 11) ||
-                   (row >= 9 && row < 14 && column >= 22 && column < 27);
-        };
-        for (int32_t row = 0; row < kRows; ++row)
-            for (int32_t column = 0; column < kColumns; ++column)
-                if (bad(row, column)) *spoilt->at<uint16_t>(row, column) = 0;
+        // One of the points stands twice, and one is outside.
+        Body body = Body().u32({phase, 8, 4, 20, 9, 400, 9});
+        for (const DngRect &defect : defects) {
+            const bool point = &defect - defects < 6;
+            for (const int32_t number : {defect.top, defect.left}) body.u32({static_cast<uint32_t>(number)});
+            for (const int32_t number : {defect.bottom, defect.right})
+                if (!point) body.u32({static_cast<uint32_t>(number)});
+            for (int32_t row = defect.top; row < defect.bottom; ++row)
+                std::fill_n(spoilt->at<uint16_t>(row, defect.left), defect.width(), uint16_t{0});
+        }
         // The same by the value that all of them have.
-        for (const Bytes &fix : {list, list_of({opcode(4, Body().u32({0, phase}))})}) {
+        for (const Bytes &fix : {list_of({opcode(5, body)}), list_of({opcode(4, Body().u32({0, phase}))})}) {
             const auto fixed = cut(*spoilt, spoilt->getBounds());
             PlainContext context;
             apply(fix, *fixed, context);
-            for (int32_t row = 0; row < kRows; ++row) {
-                for (int32_t column = 0; column < kColumns; ++column) {
-                    // From one side only at a corner, and less than five samples away within squares.
-                    const bool square =
-                        row >= 9 && row < 14 && ((column >= 8 && column < 11) || (column >= 22 && column < 27));
-                    const bool corner = row % 29 == 0 && column % 39 == 0;
-                    ASSERT_NEAR(*fixed->at<uint16_t>(row, column), *good->at<uint16_t>(row, column),
-                                !bad(row, column)  ? 0
-                                : square || corner ? 220
-                                                   : 1)
-                        << phase << " " << row << ", " << column;
-                }
+            for (int32_t i = 0; i < kRows * kColumns; ++i) {
+                const int32_t row = i / kColumns, column = i % kColumns;
+                const auto has = [&](const DngRect &defect) { return defect.contains(row, column); };
+                const size_t defect = static_cast<size_t>(std::find_if(defects, std::end(defects), has) - defects);
+                // At corners and in squares from one side, less than five samples away; in none the sample stays.
+                const double near = defect == std::size(defects)               ? 0
+                                    : defect == 1 || defect == 2 || defect > 7 ? 220
+                                                                               : 1;
+                ASSERT_NEAR(*fixed->at<uint16_t>(row, column), *good->at<uint16_t>(row, column), near)
+                    << phase << " " << row << ", " << column;
             }
             expect_cut(fix, *spoilt, *fixed, 4);
         }
@@ -201,16 +245,13 @@ TEST(DngOpcodes, BadPixels) {
     for (const DngPoint &point : {DngPoint{9, 9}, {4, 7}, {4, 4}, {20, 20}}) list.addPoint(point);
     list.addRect({12, 8, 13, 12});
     list.sort();
-    EXPECT_TRUE(list.isPointIsolated(0, 2));
-    EXPECT_FALSE(list.isPointIsolated(1, 3));
-    EXPECT_TRUE(list.isPointIsolated(2, 2));
-    EXPECT_FALSE(list.isPointIsolated(2, 3)) << "the rectangle";
-    EXPECT_TRUE(list.isRectIsolated(0, 2));
-    EXPECT_FALSE(list.isRectIsolated(0, 3));
-    EXPECT_TRUE(list.isPointValid({4, 4}, {0, 0, 30, 30}, 0));
-    EXPECT_FALSE(list.isPointValid({4, 4}, {0, 0, 30, 30}, 1));
-    EXPECT_FALSE(list.isPointValid({12, 11}, {0, 0, 30, 30}, 0));
-    EXPECT_FALSE(list.isPointValid({3, 30}, {0, 0, 30, 30}, 0));
+    // The second point lies three columns from the first, the third three rows from the rectangle.
+    EXPECT_TRUE(list.isPointIsolated(0, 2) && !list.isPointIsolated(1, 3));
+    EXPECT_TRUE(list.isPointIsolated(2, 2) && !list.isPointIsolated(2, 3));
+    EXPECT_TRUE(list.isRectIsolated(0, 2) && !list.isRectIsolated(0, 3));
+    const DngRect bounds = {0, 0, 30, 30};
+    EXPECT_TRUE(list.isPointValid({4, 4}, bounds, 0) && !list.isPointValid({4, 4}, bounds, 1));
+    EXPECT_FALSE(list.isPointValid({12, 11}, bounds, 0) || list.isPointValid({3, 30}, bounds, 0));
 }
 
 // Cubic convolution reproduces a plane: the value at a pixel tells where it was taken from.
@@ -220,46 +261,42 @@ TEST(DngOpcodes, Warps) {
     };
     const double k[3][6] = {
         {0.9, 0.05, -0.02, 0.01, 0.01, -0.02}, {0.95, 0, 0, 0, 0, 0}, {1, -0.1, 0.02, -0.01, 0, 0.01}};
-    for (const bool fisheye : {false, true}) {
-        Body body = Body().u32({3});
-        for (const auto &plane : k) {
-            body.doubles({plane[0], plane[1], plane[2], plane[3]});
-            if (!fisheye) body.doubles({plane[4], plane[5]});
+    for (uint32_t which = 0; which < 8; ++which) {
+        const bool fisheye = which & 1;
+        const uint32_t planes = which & 2 ? 3 : 1, type = which & 4 ? kPixelShort : kPixelFloat;
+        Body body = Body().u32({planes});
+        for (uint32_t plane = 0; plane < planes; ++plane) {
+            const double *const c = k[plane];
+            body.doubles({c[0], c[1], c[2], c[3]});
+            if (!fisheye) body.doubles({c[4], c[5]});
         }
         const Bytes list = list_of({opcode(fisheye ? 2 : 1, body.doubles({0.4, 0.6}))});
-        for (const uint32_t type : {kPixelShort, kPixelFloat}) {
-            const auto before = image_of(3, type, surface), after = image_of(3, type, surface);
-            PlainContext context;
-            apply(list, *after, context);
-            const double cx = 0.4 * 39, cy = 0.6 * 29, m = std::hypot(39 - cx, cy);
-            int32_t inside = 0;
-            for (int32_t i = 0; i < kRows * kColumns * 3; ++i) {
-                const int32_t row = i / 3 / kColumns, column = i / 3 % kColumns, plane = i % 3;
-                const double dx = (column - cx) / m, dy = (row - cy) / m, r2 = dx * dx + dy * dy, r = std::sqrt(r2);
-                const double t = std::atan(r), *c = k[plane];
-                const double f =
-                    fisheye
-                        ? (r > 0
-                               ? (c[0] * t + c[1] * std::pow(t, 3) + c[2] * std::pow(t, 5) + c[3] * std::pow(t, 7)) / r
-                               : c[0])
-                        : c[0] + c[1] * r2 + c[2] * r2 * r2 + c[3] * r2 * r2 * r2;
-                const double kt0 = fisheye ? 0 : c[4], kt1 = fisheye ? 0 : c[5];
-                const double x = cx + m * (f * dx + kt0 * 2 * dx * dy + kt1 * (r2 + 2 * dx * dx));
-                const double y = cy + m * (f * dy + kt1 * 2 * dx * dy + kt0 * (r2 + 2 * dy * dy));
-                if (x < 1 || y < 1 || x > kColumns - 3 || y > kRows - 3) continue;
-                ++inside;
-                const double range = type == kPixelShort ? 65535 : 1;
-                ASSERT_NEAR(samples_of(*after)[static_cast<size_t>(i)],
-                            (0.1 + 0.1 * plane + 0.01 * y + 0.008 * x) * range, range * 2e-5)
-                    << fisheye << " " << row << ", " << column << ", " << plane;
-            }
-            EXPECT_GT(inside, kRows * kColumns * 2);
-            // Regions stay as they are.
-            context.frame = {{0, 0}, {kRows * 2, kColumns}, false};
-            const auto region = image_of(3, type, surface);
-            apply(list, *region, context);
-            EXPECT_TRUE(samples_of(*region) == samples_of(*before));
+        const auto before = image_of(3, type, surface), after = image_of(3, type, surface);
+        PlainContext context;
+        apply(list, *after, context);
+        const double cx = 0.4 * 39, cy = 0.6 * 29, m = std::hypot(39 - cx, cy), range = type == kPixelShort ? 65535 : 1;
+        const std::vector<double> samples = samples_of(*after);
+        int32_t inside = 0;
+        for (int32_t i = 0; i < kRows * kColumns * 3; ++i) {
+            const double dx = (i / 3 % kColumns - cx) / m, dy = (i / 3 / kColumns - cy) / m, r = std::hypot(dx, dy);
+            const double *const c = k[std::min(static_cast<uint32_t>(i % 3), planes - 1)];
+            // Of the angle, for a fisheye, or of the distance: odd powers of it, per distance.
+            const double t = fisheye ? std::atan(r) : r;
+            const double f = (c[0] * t + c[1] * std::pow(t, 3) + c[2] * std::pow(t, 5) + c[3] * std::pow(t, 7)) / r;
+            const double kt0 = fisheye ? 0 : c[4], kt1 = fisheye ? 0 : c[5];
+            const double x = cx + m * (f * dx + kt0 * 2 * dx * dy + kt1 * (r * r + 2 * dx * dx));
+            const double y = cy + m * (f * dy + kt1 * 2 * dx * dy + kt0 * (r * r + 2 * dy * dy));
+            if (x < 1 || y < 1 || x > kColumns - 3 || y > kRows - 3) continue;
+            ++inside;
+            const double expected = (0.1 + 0.1 * (i % 3) + 0.01 * y + 0.008 * x) * range;
+            ASSERT_NEAR(samples[static_cast<size_t>(i)], expected, range * 2e-5) << which << " " << i;
         }
+        EXPECT_GT(inside, kRows * kColumns * 2);
+        // Regions stay as they are.
+        context.frame = {{0, 0}, {kRows * 2, kColumns}, false};
+        const auto region = cut(*before, before->getBounds());
+        apply(list, *region, context);
+        EXPECT_TRUE(samples_of(*region) == samples_of(*before));
     }
 }
 
@@ -268,30 +305,31 @@ TEST(DngOpcodes, WhichOnesRun) {
         return opcode(13, Body().u32({0, 0, kRows, kColumns, 0, 1, 1, 1}).u32({1}).floats({0.5F}), flags, version);
     };
     const Body trim = Body().u32({2, 3, 20, 41});
+    const Bytes half = scale(0, kVersion13), skipped = scale(2, kVersion13);
+    enum How { kPlain, kPreview, kCancelled };
     const struct {
         const char *what;
         Bytes list;
-        double expected;  // of a sample of 1000 in the first column
         size_t count;
-        bool preview, stop;
+        double expected;  // of a sample of 1000 in the first column
+        How how;
     } cases[] = {
-        {"none", list_of({}), 1000, 0, false, false},
-        {"one", list_of({scale(0, kVersion13)}), 500, 1, false, false},
-        {"skipped in a preview", list_of({scale(2, kVersion13)}), 1000, 1, true, false},
-        {"not in a preview", list_of({scale(2, kVersion13)}), 500, 1, false, false},
-        {"optional", list_of({scale(1, kVersion13)}), 500, 1, true, false},
-        {"of 1.4", list_of({scale(0, 0x01040000)}), 500, 1, false, false},
-        {"too new", list_of({scale(0, 0x01040001)}), 1000, 1, false, false},
-        {"unknown", list_of({opcode(14, trim), scale(0, kVersion13), opcode(0, {})}), 500, 3, false, false},
-        {"in order", list_of({scale(0, kVersion13), scale(0, kVersion13)}), 250, 2, false, false},
-        {"cancelled", list_of({scale(0, kVersion13)}), 1000, 1, false, true},
-        {"cut in the second", head(list_of({scale(0, kVersion13), scale(0, kVersion13)}), 110), 500, 2, false, false},
-        {"more than there are", cat({big_32(9), scale(0, kVersion13)}), 500, 1, false, false},
+        {"none", list_of({}), 0, 1000, kPlain},
+        {"skipped in a preview", list_of({skipped}), 1, 1000, kPreview},
+        {"not in a preview", list_of({skipped}), 1, 500, kPlain},
+        {"optional", list_of({scale(1, kVersion13)}), 1, 500, kPreview},
+        {"of 1.4", list_of({scale(0, 0x01040000)}), 1, 500, kPlain},
+        {"too new", list_of({scale(0, 0x01040001)}), 1, 1000, kPlain},
+        {"unknown", list_of({opcode(14, trim), half, opcode(0, {})}), 3, 500, kPlain},
+        {"in order", list_of({half, half}), 2, 250, kPlain},
+        {"cancelled", list_of({half}), 1, 1000, kCancelled},
+        {"cut in the second", head(list_of({half, half}), 110), 2, 500, kPlain},
+        {"more than there are", cat({big_32(9), half}), 1, 500, kPlain},
     };
     for (const auto &row : cases) {
         PlainContext context;
-        context.preview = row.preview;
-        context.stop = row.stop;
+        context.preview = row.how == kPreview;
+        context.stop = row.how == kCancelled;
         const auto image = image_of(1, kPixelShort, [](auto...) { return 1000 / 65535.0; });
         EXPECT_EQ(apply(row.list, *image, context), row.count) << row.what;
         EXPECT_EQ(*image->at<uint16_t>(7, 0), row.expected) << row.what;
@@ -328,9 +366,8 @@ TEST(DngOpcodes, GainMapMessages) {
         LogCapture log;
         PlainContext context;
         const auto image = image_of(1, kPixelShort, [](auto...) { return 1000 / 65535.0; });
-        apply(changed(list_of({opcode(9, row.body)}), 16,
-                      big_32(static_cast<uint32_t>(row.body.bytes.size()) + row.more)),
-              *image, context);
+        const Bytes bytes = big_32(static_cast<uint32_t>(row.body.bytes.size()) + row.more);
+        apply(changed(list_of({opcode(9, row.body)}), 16, bytes), *image, context);
         std::string lines;
         for (const LogLine &line : log.take()) {
             EXPECT_EQ(line.tag, "Dng gain map");

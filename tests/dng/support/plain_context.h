@@ -1,4 +1,4 @@
-// What a stage of the develop asks for, set by hand.
+// What a stage of the develop asks for, set by hand, and the samples of its image.
 #pragma once
 
 #include "dng/base/develop_context.h"
@@ -23,5 +23,14 @@ struct PlainContext : DevelopContext {
     DevelopValues develop_values;
     const VorelDngImage *stage2 = nullptr;
 };
+
+// visit(row, column, plane) for every sample.
+template <typename Visit>
+void each_sample(const VorelDngImage &image, const Visit &visit) {
+    const DngRect &bounds = image.getBounds();
+    for (int32_t row = bounds.top; row < bounds.bottom; ++row)
+        for (int32_t column = bounds.left; column < bounds.right; ++column)
+            for (uint32_t plane = 0; plane < image.planes(); ++plane) visit(row, column, plane);
+}
 
 }  // namespace vorel::test
