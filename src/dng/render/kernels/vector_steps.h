@@ -43,9 +43,9 @@ struct TwoPairs {
     V early, late;
 };
 HWY_INLINE hn::Vec128<float> two_pairs(const float *table, uint64_t indices) {
-    const auto at = [&](uint64_t index) { return reinterpret_cast<const double *>(table + index); };
-    const __m128d first = _mm_load_sd(at(indices & 0xFFFFFFFF));
-    return hn::Vec128<float>{_mm_castpd_ps(_mm_loadh_pd(first, at(indices >> 32)))};
+    const __m128i first = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(table + (indices & 0xFFFFFFFF)));
+    const auto *second = reinterpret_cast<const __m64 *>(table + (indices >> 32));
+    return hn::Vec128<float>{_mm_loadh_pi(_mm_castsi128_ps(first), second)};
 }
 template <class D32>
 HWY_INLINE TwoPairs<hn::Vec<hn::RebindToFloat<D32>>> pairs_at(D32, const float *table, hn::Vec<D32> index) {
