@@ -1,7 +1,7 @@
 #include "dng/driver/files.h"
 
+#include <algorithm>
 #include <bit>
-#include <cmath>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -10,15 +10,18 @@
 
 namespace vorel::test {
 
+// In whole numbers, so that they are the same on every machine.
 std::vector<uint32_t> picture_samples(uint32_t width, uint32_t height, uint32_t planes, uint32_t most, unsigned seed) {
     std::mt19937 random(seed);
+    const auto wave = [](uint32_t at) { return at % 64 < 32 ? at % 32 : 32 - at % 32; };
     std::vector<uint32_t> samples;
     for (uint32_t y = 0; y < height; ++y) {
         for (uint32_t x = 0; x < width; ++x) {
             for (uint32_t plane = 0; plane < planes; ++plane) {
-                const double wave = 0.5 + 0.4 * std::sin(x * 0.21 + plane) * std::cos(y * 0.17 + seed);
-                const double noise = (random() % 1000 - 500.0) / 500 * (x > width / 2 ? 0.4 : 0.02);
-                samples.push_back(static_cast<uint32_t>(std::fmin(1, std::fmax(0, wave + noise)) * most));
+                const int64_t smooth = wave(x * 3 + plane * 11) * wave(y * 2 + seed);  // up to 1024
+                const int64_t noise = (static_cast<int64_t>(random() % 1000) - 500) / (x > width / 2 ? 2 : 40);
+                samples.push_back(
+                    static_cast<uint32_t>(std::clamp<int64_t>(smooth + 40 + noise, 0, 1100) * most / 1100));
             }
         }
     }
