@@ -134,6 +134,8 @@ TEST(DngParse, MagicNumbersAndByteOrderMarks) {
         EXPECT_FALSE(Parsed(bytes).ok) << mark;
     }
     for (const size_t length : {0u, 1u, 3u}) EXPECT_FALSE(Parsed(Bytes(length, 'I')).ok);
+    EXPECT_TRUE(DngFile(TempFile(with(kRaw).build()).path()).parse());
+    EXPECT_FALSE(DngFile(TempFile().path()).parse() || DngFile("/nowhere/at.all").parse());
 }
 
 TEST(DngParse, ChainsEnd) {
