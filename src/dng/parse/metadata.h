@@ -1,4 +1,4 @@
-// What callers are told about a file, and the plain records that they get.
+// What a file says about itself, and the plain records of it that callers get.
 #pragma once
 
 #include <vorel/dng_metadata.h>

@@ -7,7 +7,7 @@
 #include <vorel/dng_samples.h>
 #include <vorel/jpeg_decoder.h>
 
-#if DNG_DEFLATE
+#ifdef HAS_ZLIB
 #include <zlib.h>
 #endif
 
@@ -129,7 +129,7 @@ TEST(DngRead, TruncatedStrips) {
     }
 }
 
-#if DNG_DEFLATE
+#ifdef HAS_ZLIB
 
 Bytes deflated(const Bytes &data) {
     uLongf size = compressBound(data.size());

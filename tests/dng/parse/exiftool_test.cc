@@ -186,6 +186,16 @@ bool same(const std::string &ours, const std::string &theirs, bool begin_only) {
 
 TEST(DngParse, ValuesOfTheCorpusAreThoseOfExiftool) {
     if (std::system("exiftool -ver >/dev/null 2>&1") != 0) GTEST_SKIP() << "no exiftool";
+    FILE *const pipe = popen("exiftool -j -n -G1 -a -D -m '" VOREL_CORPUS "/dng' 2>/dev/null", "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string text;
+    char buffer[65536];
+    while (const size_t got = fread(buffer, 1, sizeof buffer, pipe)) text.append(buffer, got);
+    pclose(pipe);
+    std::map<std::string, nlohmann::json> records;
+    for (const auto &record : nlohmann::json::parse(text, nullptr, false)) {
+        records[std::filesystem::path(record["SourceFile"].get<std::string>()).filename()] = record;
+    }
     size_t compared = 0;
     const bool there = for_each_of_corpus("dng", [&](const std::string &name, const Bytes &bytes) {
         DngFile file(bytes.data(), static_cast<uint32_t>(bytes.size()));
@@ -202,15 +212,9 @@ TEST(DngParse, ValuesOfTheCorpusAreThoseOfExiftool) {
         for (size_t i = 0; i < file.chainedIFDs.size(); ++i) {
             groups["IFD" + std::to_string(i + 1)] = of_ifd(*file.chainedIFDs[i]);
         }
-        const std::string command = "exiftool -j -n -G1 -a -D -m '" VOREL_CORPUS "/dng/" + name + "' 2>/dev/null";
-        FILE *const pipe = popen(command.c_str(), "r");
-        ASSERT_NE(pipe, nullptr);
-        std::string text;
-        char buffer[65536];
-        while (const size_t got = fread(buffer, 1, sizeof buffer, pipe)) text.append(buffer, got);
-        pclose(pipe);
-        const nlohmann::json record = nlohmann::json::parse(text)[0];
-        for (const auto &[key, value] : record.items()) {
+        const auto record = records.find(name);
+        ASSERT_NE(record, records.end());
+        for (const auto &[key, value] : record->second.items()) {
             if (!value.is_object() || !value["id"].is_number_integer()) continue;
             const auto group = groups.find(key.substr(0, key.find(':')));
             if (group == groups.end()) {
@@ -229,8 +233,7 @@ TEST(DngParse, ValuesOfTheCorpusAreThoseOfExiftool) {
             ++compared;
         }
     });
-    if (!there) GTEST_SKIP() << "no corpus";
-    EXPECT_GT(compared, 1000u);
+    EXPECT_TRUE(!there || compared > 1000);
 }
 
 }  // namespace

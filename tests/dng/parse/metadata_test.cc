@@ -160,7 +160,7 @@ Bytes directory(bool little, uint32_t code, uint32_t type, uint32_t count, uint3
 
 TEST(DngMetadata, MakerNotesAreWalkedByTheFormOfTheMaker) {
     const Bytes plain = directory(true, 1, 3, 1, 1), plain_big = directory(false, 1, 3, 1, 1 << 16);
-    const auto camera_info = [](uint32_t at) { return directory(false, 8193, 7, 38, at); };
+    const auto camera_info = [](uint32_t count) { return directory(false, 8193, 7, count, 26); };
     const struct {
         const char *make;
         Bytes note;
@@ -175,9 +175,11 @@ TEST(DngMetadata, MakerNotesAreWalkedByTheFormOfTheMaker) {
         {"OLYMPUS", joined({bytes_of("OLYMPUS\0II\3\0", 12), directory(true, 8208, 13, 1, 30), plain}), 2},
         {"OLYMPUS", joined({bytes_of("OLYMPUS\0MM\3\0", 12), directory(false, 12288, 7, 18, 30), plain_big}), 2},
         {"OLYMPUS", joined({bytes_of("OLYMPUS\0II\3\0", 12), directory(true, 8209, 13, 1, 30), plain}), 1},
-        {"RICOH", joined({bytes_of("RICOH\0\0\0", 8), camera_info(26), bytes_of("[Ricoh Camera Info]", 20), plain_big}),
+        {"RICOH", joined({bytes_of("RICOH\0\0\0", 8), camera_info(38), bytes_of("[Ricoh Camera Info]", 20), plain_big}),
          2},
-        {"RICOH", joined({bytes_of("RICOH\0\0\0", 8), camera_info(26), bytes_of("[Ricoh camera info]", 20), plain_big}),
+        {"RICOH", joined({bytes_of("RICOH\0\0\0", 8), camera_info(38), bytes_of("[Ricoh camera info]", 20), plain_big}),
+         1},
+        {"RICOH", joined({bytes_of("RICOH\0\0\0", 8), camera_info(39), bytes_of("[Ricoh Camera Info]", 20), plain_big}),
          1},
         {"EASTMAN KODAK COMPANY", joined({directory(true, 1, 7, 18, 18), plain}), 2},
         {"EASTMAN KODAK COMPANY", joined({directory(true, 1, 7, 18, 0), plain}), 1},  // it opens itself

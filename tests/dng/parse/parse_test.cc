@@ -134,6 +134,8 @@ TEST(DngParse, MagicNumbersAndByteOrderMarks) {
         EXPECT_FALSE(Parsed(bytes).ok) << mark;
     }
     for (const size_t length : {0u, 1u, 3u}) EXPECT_FALSE(Parsed(Bytes(length, 'I')).ok);
+    EXPECT_TRUE(DngFile(TempFile(with(kRaw).build()).path()).parse());
+    EXPECT_FALSE(DngFile(TempFile().path()).parse() || DngFile("/nowhere/at.all").parse());
 }
 
 TEST(DngParse, ChainsEnd) {
@@ -155,12 +157,14 @@ TEST(DngParse, ChainsEnd) {
 TEST(DngParse, ValuesMayEndWithTheFile) {
     DngBuilder builder = with(kRaw, {dng_rationals(283, {150})});
     builder.chained = {dng_preview(5, 4), dng_preview(6, 4)};
+    builder.subs = {dng_preview(5, 4), dng_preview(6, 4), dng_preview(7, 4)};
     builder.chained[0].tags = {dng_rationals(282, {300})};
     Bytes bytes = builder.build();
     bytes.insert(bytes.end(), {0x2C, 1, 0, 0, 1, 0, 0, 0});
     const Parsed whole(bytes);
     const size_t in_chain = entry_of(bytes, whole.file.chainedIFDs[0]->thisIFD, 282);
     const size_t in_first = entry_of(bytes, whole.file.ifds[0]->thisIFD, 283);
+    const size_t in_sub = entry_of(bytes, whole.file.ifds[2]->thisIFD, 277);
     const size_t make = entry_of(bytes, whole.file.ifds[0]->thisIFD, 271);
     const auto changed = [&](size_t at, uint64_t value) {
         Bytes copy = bytes;
@@ -174,7 +178,9 @@ TEST(DngParse, ValuesMayEndWithTheFile) {
                      first.file.ifds[0]->yResolution, past ? 0.0 : 300.0);
         EXPECT_TRUE(past || chain.file.chainedIFDs[0]->xResolution == 300);
     }
-    // A type without a size ends the chain. An entry of zeros ends IFD 0, but not the chain behind it.
+    // A type without a size ends the chain, or the list of sub-IFDs.
+    EXPECT_EQ(changed(in_sub, 277 | 16 << 16).file.ifds.size(), 2u);
+    // An entry of zeros ends IFD 0, but not the chain behind it.
     const Parsed untyped = changed(in_chain, 282 | 16 << 16), zeros = changed(make, 0),
                  zeros_later = changed(in_chain, 0);
     expect_pairs(untyped.chained(), 0, zeros.chained(), 2, zeros.file.ifds[0]->width, 34, zeros.file.shared.dngVersion,
@@ -256,7 +262,7 @@ TEST(DngParse, RawTagsAndTheirDefaults) {
     // Tags that do not fit are passed over; areas are cut to the image.
     main({{50713, kDngShort, {9, 1}},
           {50714, kDngShort, {1, 2}},
-          {33421, kDngShort, {2, 200}},
+          {33421, kDngShort, {2, 9}},
           {50829, kDngLong, {8, 4, 4294967295.0, 4294967295.0}},
           {51041, kDngDouble, {1e-4, std::nan("")}},
           {50830, kDngLong, {1, 2, 3}}},
@@ -268,15 +274,16 @@ TEST(DngParse, RawTagsAndTheirDefaults) {
         EXPECT_EQ(i.activeArea, (DngRect{0, 0, 30, 34}));
     });
 
-    // A preview has no black, and floats go up to 1.
+    // A preview has no black, its bits are stated once, and floats go up to 1.
     DngBuilder builder = with(kRaw);
     builder.subs = {dng_preview(8, 6), dng_linear(8, 6, 32)};
-    builder.subs[0].tags = {{50714, kDngShort, {7, 7, 7}}};
+    builder.subs[0].tags = {{50714, kDngShort, {7, 7, 7}}, {258, kDngShort, {8}}, dng_text(50708, "of a sub-IFD")};
     builder.subs[1].sampleFormat = 3, builder.subs[1].tileWidth = 16, builder.subs[1].tileLength = 16;
     in_both_orders(builder, [](const DngFile &file) {
         const VorelDngIFD &preview = *file.ifds[1], &tiled = *file.ifds[2];
         expect_pairs(preview.blackLevel[0][0][0], 0.0, preview.whiteLevel[2], 255.0, tiled.whiteLevel[2], 1.0,
-                     tiled.usesTiles, true, tiled.tileWidth, 16, tiled.tilesAcross, 1);
+                     tiled.usesTiles, true, tiled.tileWidth, 16, tiled.tilesAcross, 1, file.shared.uniqueCameraModel,
+                     "Test Camera 1");
     });
 }
 
@@ -303,7 +310,9 @@ TEST(DngParse, SampleTypesAndJpegs) {
 
 TEST(DngParse, Profiles) {
     DngBuilder builder = with(kRaw, {dng_rationals(50723, {1.5, 0, 0, 0, 1, 0, 0, 0, 2}, 10000, kDngSRational),
-                                     dng_rationals(50964, {1, 2, 3}, 10000, kDngSRational)});  // of one color
+                                     // Of one color, and of two.
+                                     dng_rationals(50964, {1, 2, 3}, 10000, kDngSRational),
+                                     dng_rationals(50722, {1, 2, 3, 4, 5, 6}, 10000, kDngSRational)});
     builder.extraProfiles = {dng_color_tags(), {{50778, kDngShort, {17}}}, dng_color_tags()};
     for (const DngTag &tag : {dng_text(50936, "Third"), DngTag{50940, kDngFloat, {0, 0, 0.5, 0.75, 1, 1}},
                               DngTag{50937, kDngLong, {6, 4}}, dng_text(50735, "not of a profile")}) {
@@ -317,10 +326,10 @@ TEST(DngParse, Profiles) {
         VorelDngStream table(file.stream, third.toneCurveOffset + 12);
         expect_pairs(shared.uniqueCameraModel, "Test Camera 1", own.uniqueCameraModel, "Test Camera 1",
                      shared.cameraCalibration1[2][2], 2.0, own.cameraCalibration1[0][0], 1.5,
-                     own.forwardMatrix1.empty(), true, shared.asShotNeutral[2], 0.62, file.exif.cameraSerialNumber, "",
-                     third.name, "Third", third.uniqueCameraModel, "Test Camera 1", third.colorMatrix2[1][1], 1.25,
-                     third.hueDivisions, 6, third.satDivisions, 4, third.valDivisions, 1, third.toneCurveCount, 6,
-                     table.get_QMFLOAT(), 0.75f);
+                     own.forwardMatrix1.empty(), true, own.colorMatrix2.empty(), true, shared.asShotNeutral[2], 0.62,
+                     file.exif.cameraSerialNumber, "", third.name, "Third", third.uniqueCameraModel, "Test Camera 1",
+                     third.colorMatrix2[1][1], 1.25, third.hueDivisions, 6, third.satDivisions, 4, third.valDivisions,
+                     1, third.toneCurveCount, 6, table.get_QMFLOAT(), 0.75f);
     });
 }
 

@@ -1,13 +1,12 @@
 #include "dng/support/dng_builder.h"
 
-#if DNG_DEFLATE
-#include <zlib.h>
-#endif
-
 #include <algorithm>
 #include <bit>
 #include <map>
 #include <stdexcept>
+#ifdef HAS_ZLIB
+#include <zlib.h>
+#endif
 
 namespace vorel::test {
 
@@ -37,17 +36,18 @@ Bytes stored(const DngTag &tag, bool little_endian) {
 
 uint32_t rounded_up(uint32_t value, uint32_t by) { return (value + by - 1) / by; }
 
-#if DNG_DEFLATE
 Bytes deflated(const Bytes &data) {
+#ifdef HAS_ZLIB
     uLongf size = compressBound(data.size());
     Bytes out(size);
     if (compress(out.data(), &size, data.data(), data.size()) != Z_OK) throw std::runtime_error("compress");
     out.resize(size);
     return out;
-}
 #else
-Bytes deflated(const Bytes &) { throw std::runtime_error("no zlib"); }
+    static_cast<void>(data);
+    throw std::runtime_error("no zlib");
 #endif
+}
 
 // The file as it grows. Directories are written behind what they point to.
 class Writer {
