@@ -2,8 +2,8 @@
 #include "dng/render/render.h"
 
 #include <array>
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <random>
 
@@ -372,36 +372,36 @@ TEST(DngRender, FastRowsEqualThePlainSteps) {
     }
 }
 
-// Every float of 0 to 1, or every stride-th: the byte by the one look-up and by curve and rounding.
-TEST(DngRender, EncodedBytesAreThoseOfTheCurve) {
-    VorelDng1dTable gamma;
-    gamma.initialize(VorelDngFunctionGammaEncode_sRGB::GET(), false);
+// Floats around each one from which on the byte is another: there roundings of the curve decide.
+TEST(DngRender, BytesNextToTheirThresholds) {
+    VorelDng1dTable straight, gamma;
+    straight.initialize(VorelDng1dIdentity::GET(), false);
+    gamma.initialize(VorelDngFunctionGammaEncode_1_8::GET(), false);
     std::vector<uint32_t> encode(kRenderSteps + 1);
     int32_t doubt = 0;
+    EXPECT_FALSE(make_encode_table(gamma.data(), encode.data(), &doubt));  // two bytes in a step
+    gamma.initialize(VorelDngFunctionGammaEncode_sRGB::GET(), false);
     ASSERT_TRUE(make_encode_table(gamma.data(), encode.data(), &doubt));
-    EXPECT_LT(doubt, 1 << 14);
-    uint32_t last;
-    const float one = 1;
-    std::memcpy(&last, &one, sizeof(last));
-    int doubtful = 0;
-    for (uint32_t bits = 0; bits <= last; bits += bits < 0x30000000 ? 9973 : 61) {
-        float x;
-        std::memcpy(&x, &bits, sizeof(x));
-        const float position = x * 4096;
-        const uint32_t entry = encode[static_cast<uint32_t>(position)];
-        const int32_t part = static_cast<int32_t>((position - std::floor(position)) * 8388608);
-        const int32_t beyond = part - static_cast<int32_t>(entry >> 8);
-        if (std::abs(beyond) <= doubt) {
-            ++doubtful;
-            continue;
+    Samples in;
+    for (int byte = 1; byte <= 255; ++byte) {
+        uint32_t below = 0, above = std::bit_cast<uint32_t>(1.0f);
+        while (above - below > 1) {
+            const uint32_t middle = (above + below) / 2;
+            (255 * gamma.interpolate(std::bit_cast<float>(middle)) + 0.5f < static_cast<float>(byte) ? below : above) =
+                middle;
         }
-        const int expected = static_cast<int>(0.5f + 255 * gamma.interpolate(x));
-        ASSERT_EQ((entry & 255) + (beyond > 0), static_cast<uint32_t>(expected)) << x;
+        for (uint32_t bits = below - 40; bits < below + 40; ++bits) in.insert(in.end(), 3, std::bit_cast<float>(bits));
     }
-    EXPECT_GT(doubtful, 0);
-    // A curve too steep for a byte a step has no such table.
-    gamma.initialize(VorelDngFunctionGammaEncode_1_8::GET(), false);
-    EXPECT_FALSE(make_encode_table(gamma.data(), encode.data(), &doubt));
+    const float same[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    RenderSetup setup = {{1, 1, 1},     {},   {}, nullptr, nullptr, straight.data(), straight.data(), gamma.data(),
+                         encode.data(), doubt};
+    std::copy(same, same + 9, setup.camera);
+    std::copy(same, same + 9, setup.output);
+    expect_twins(runnable_render_kernels, "thresholds", [&](const RenderKernels &kernels) {
+        Bytes out(in.size());
+        kernels.from_float(setup, in.data(), static_cast<uint32_t>(in.size() / 3), out.data());
+        return out;
+    });
 }
 
 TEST(DngRender, PlanesAndSpacesOutOfTheUsual) {
