@@ -159,33 +159,14 @@ TEST(DngRender, Curves) {
     }
 
     const VorelDng1dFunction &tone = VorelDngToneCurveArc3Default::GET();
-    struct Row {
-        int index;
-        double value;
-    };
-    for (const Row &row : {Row{0, 0},
-                           {1, 0.00078},
-                           {2, 0.0016},
-                           {64, 0.10433},
-                           {128, 0.25961},
-                           {256, 0.52069},
-                           {512, 0.80486},
-                           {768, 0.93986},
-                           {1000, 0.99664},
-                           {1023, 0.99987},
-                           {1024, 1}}) {
-        EXPECT_NEAR(tone.evaluate(row.index / 1024.0), row.value, 6e-8);
-    }
-    for (const Row &row : {Row{0, 0},
-                           {1, 0.00121},
-                           {64, 0.04292},
-                           {256, 0.12122},
-                           {512, 0.23787},
-                           {768, 0.43434},
-                           {1000, 0.87306},
-                           {1024, 1}}) {
-        EXPECT_NEAR(tone.evaluateInverse(row.index / 1024.0), row.value, 6e-8);
-    }
+    // Pairs of an index of 1024 and the value.
+    const std::vector<std::array<double, 2>> forward = {
+        {0, 0},         {1, 0.00078},   {2, 0.0016},     {64, 0.10433},   {128, 0.25961}, {256, 0.52069},
+        {512, 0.80486}, {768, 0.93986}, {1000, 0.99664}, {1023, 0.99987}, {1024, 1}};
+    const std::vector<std::array<double, 2>> inverse = {{0, 0},         {1, 0.00121},   {64, 0.04292},   {256, 0.12122},
+                                                        {512, 0.23787}, {768, 0.43434}, {1000, 0.87306}, {1024, 1}};
+    for (const auto &[index, value] : forward) EXPECT_NEAR(tone.evaluate(index / 1024), value, 6e-8);
+    for (const auto &[index, value] : inverse) EXPECT_NEAR(tone.evaluateInverse(index / 1024), value, 6e-8);
     double last = -1;
     for (int i = 0; i <= 4000; ++i) {
         const double x = i / 4000.0, y = tone.evaluate(x);
@@ -229,16 +210,11 @@ TEST(DngRender, ExposureBelowAndAboveZero) {
 TEST(DngRender, ToneKeepsHue) {
     VorelDng1dTable tone;
     tone.initialize(VorelDngToneCurveArc3Default::GET(), false);
-    const Samples v = {0.1f, 0.7f, 0.3f, 0.4f, 0.4f, 0.4f, 0.2f, 0.2f, 0.9f, 0.6f, 0.05f, 0.6f};
-    Samples out(v.size());
-    DoBaselineRGBTone(v.data(), out.data(), 4, tone);
-    const double most = tone.interpolate(0.7f), least = tone.interpolate(0.1f);
-    EXPECT_EQ(out[1], tone.interpolate(0.7f));
-    EXPECT_EQ(out[0], tone.interpolate(0.1f));
-    EXPECT_NEAR(out[2], least + (most - least) * (0.3 - 0.1) / 0.6, 1e-6);
-    for (size_t i = 3; i < 6; ++i) EXPECT_EQ(out[i], tone.interpolate(0.4f));
-    EXPECT_EQ(out[6], out[7]);
-    EXPECT_EQ(out[9], out[11]);
+    Samples v = {0.1f, 0.7f, 0.3f, 0.4f, 0.4f, 0.4f, 0.2f, 0.2f, 0.9f};
+    DoBaselineRGBTone(v.data(), v.data(), 3, tone);
+    const float least = tone.interpolate(0.1f), most = tone.interpolate(0.7f), same = tone.interpolate(0.4f);
+    EXPECT_NEAR(v[2], least + (most - least) / 3, 1e-6);
+    EXPECT_EQ(Samples({v[0], v[1], v[3], v[4], v[5], v[6]}), Samples({least, most, same, same, same, v[7]}));
 }
 
 // A map by its entries; val divisions last.
