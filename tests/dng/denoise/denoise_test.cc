@@ -336,7 +336,7 @@ TEST(DngDenoise, Mosaics) {
         VorelDngNoiseReduction reduction{Pattern()};
         reduction.setRankClip(ranks);
         reduction.doNoiseReduction(context, image);
-        // Both go; by ranks the limits of their neighbours hold a third of each.
+        // Both go; by weights a little of them stays with their neighbours.
         for (int i = 0; i < 600; ++i) {
             const int v = *image.at<uint16_t>(i / 30, i % 30);
             EXPECT_NEAR(v, 20000, ranks ? 0 : 1700) << i;
