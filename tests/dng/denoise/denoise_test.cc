@@ -69,25 +69,21 @@ TEST(DngDenoise, MediansEqualSorting) {
                         << &filter - filters << " " << width << "x" << height << " step " << step << " target "
                         << target;
                 }
+                if (step == 3) continue;
+                const Bytes medians = sorted_medians(in, width, height, 1, kWholeSquare);
+                Bytes out = in;
+                for (const int threshold : {-1, 0, 40, 300}) {
+                    VorelDngBilateralFilter::removeSpike(in.data(), width, height, Array::kByte, out.data(), threshold,
+                                                         5);
+                    for (size_t i = 0; i < in.size(); ++i) {
+                        const int difference = in[i] - medians[i];
+                        ASSERT_EQ(out[i], difference > threshold || difference < -threshold ? medians[i] : in[i]);
+                    }
+                }
             }
         }
     }
     limit_simd_targets(SimdTarget::kCount);
-}
-
-TEST(DngDenoise, TwinsAgree) {
-    for (const size_t count : {1, 15, 16, 33, 64, 129}) {
-        for (unsigned seed = 0; seed < 6; ++seed) {
-            const Bytes row = kernel_row(count, seed), medians = kernel_row(count, seed + 9);
-            for (const uint8_t threshold : {0, 20, 255}) {
-                expect_twins(runnable_denoise_kernels, "spikes", [&](const DenoiseKernels &kernels) {
-                    GuardBuffer at(row);
-                    kernels.spikes(at.data(), medians.data(), threshold, static_cast<uint32_t>(count), at.data());
-                    return at.bytes();
-                });
-            }
-        }
-    }
 }
 
 TEST(DngDenoise, SpikesBeyondTheThreshold) {
@@ -100,12 +96,6 @@ TEST(DngDenoise, SpikesBeyondTheThreshold) {
         expected[5 * 40 + 20] = 120, expected[8 * 40 + 11] = 80;
         EXPECT_EQ(plane, expected);
     }
-    const Bytes in = kernel_row(67 * 23, 2);
-    Bytes medians(in.size()), out(in.size());
-    VorelDngBilateralFilter::medianFilter(in.data(), 67, 23, Array::kByte, medians.data(), 3);
-    EXPECT_EQ(medians, sorted_medians(in, 67, 23, 1, kWholeSquare));
-    VorelDngBilateralFilter::removeSpike(in.data(), 67, 23, Array::kByte, out.data(), 40, 5);
-    for (size_t i = 0; i < in.size(); ++i) EXPECT_EQ(out[i], std::abs(in[i] - medians[i]) > 40 ? medians[i] : in[i]);
 }
 
 // The filter as its definition has it, a cell and a tap at a time.
@@ -188,6 +178,10 @@ TEST(DngDenoise, BilateralGrid) {
             ASSERT_EQ(bytes[i], static_cast<int>(doubles[i] + 0.5)) << i;
         }
     }
+    const uint16_t shorts[4] = {7, 65535, 0, 300};
+    const std::unique_ptr<Array> bytes(Array::getByteImageArray(shorts, 2, 2, Array::kShort));
+    EXPECT_EQ(bytes->getMaxValue(), 255);
+    EXPECT_EQ(Array(0, 5, Array::kFloat).getMinValue(), 1e7);
     // Flat and all below 0, where the maximum is 0; and what no grid serves.
     std::vector<double> flat(70 * 50, 97), dark(60, -5);
     const std::vector<double> before = flat;
@@ -200,21 +194,6 @@ TEST(DngDenoise, BilateralGrid) {
     flat[0] = 1e300;
     EXPECT_THROW(VorelDngBilateralFilter::bilateralFilter(flat.data(), 70, 50, Array::kDouble, flat.data(), 1e-300, 32),
                  std::bad_alloc);
-}
-
-TEST(DngDenoise, ImageArrays) {
-    const uint16_t shorts[4] = {7, 65535, 0, 300};
-    std::unique_ptr<Array> array(Array::getDoubleImageArray(shorts, 2, 2, Array::kShort));
-    EXPECT_EQ(array->getMinValue(), 0);
-    EXPECT_EQ(array->getMaxValue(), 65535);
-    uint16_t back[4];
-    array->convertBufferFromDouble(back, Array::kShort);
-    EXPECT_EQ(0, std::memcmp(shorts, back, sizeof(back)));
-    array.reset(Array::getByteImageArray(shorts, 2, 2, Array::kShort));
-    EXPECT_EQ(array->data<uint8_t>()[3], 255);
-    Array none(0, 5, Array::kFloat);
-    EXPECT_EQ(none.getMinValue(), 1e7);
-    EXPECT_EQ(none.getMaxValue(), 0);
 }
 
 Bytes grey_rgba(size_t pixels, uint8_t r, uint8_t g, uint8_t b) {
@@ -283,18 +262,14 @@ TEST(DngDenoise, PictureGoesThroughItsSteps) {
             EXPECT_EQ(untouched, Bytes(rgba.size(), 7)) << tests;
         }
 
-        // A rectangle is a picture of its own.
+        // A rectangle is a picture of its own: here all but the first row.
         context.tests_until_cancel = -1;
-        Bytes around(static_cast<size_t>((width + 3) * (height + 2) * 4), 9);
-        for (int y = 0; y < height; ++y) {
-            std::memcpy(&around[static_cast<size_t>(((y + 1) * (width + 3) + 2) * 4)],
-                        &rgba[static_cast<size_t>(y * width * 4)], static_cast<size_t>(width * 4));
-        }
-        reduction.doNoiseReductionBiLateralFilter(context, around.data(), around.data(), width + 3, height + 2,
-                                                  {1, 2, height + 1, width + 2});
-        EXPECT_EQ(0, std::memcmp(&around[static_cast<size_t>((width + 3 + 2) * 4)], expected.data(),
-                                 static_cast<size_t>(width * 4)));
-        EXPECT_EQ(around[static_cast<size_t>((width + 3 + 1) * 4)], 9);
+        Bytes below(static_cast<size_t>(width * 4), 9);
+        below.insert(below.end(), rgba.begin(), rgba.end());
+        reduction.doNoiseReductionBiLateralFilter(context, below.data(), below.data(), width, height + 1,
+                                                  {1, 0, height + 1, width + 5});
+        expected.insert(expected.begin(), static_cast<size_t>(width * 4), 9);
+        EXPECT_TRUE(below == expected) << width;
     }
 }
 
@@ -347,7 +322,6 @@ TEST(DngDenoise, Mosaics) {
         EXPECT_TRUE(at / 30 % 2 == 0 && at % 30 % 2 == 0) << at;
     }
     EXPECT_EQ(8, VorelDngNoiseReduction::getNeighborPixels(plane.data(), neighbours, 0, 0, 20, 30, 11));
-    EXPECT_EQ(0, VorelDngNoiseReduction::getNeighborPixels(plane.data(), neighbours, 0, 0, 1, 1, 11));
 
     struct Pattern {
         int32_t cfaRows = 2, cfaColumns = 2;
@@ -362,7 +336,7 @@ TEST(DngDenoise, Mosaics) {
         VorelDngNoiseReduction reduction{Pattern()};
         reduction.setRankClip(ranks);
         reduction.doNoiseReduction(context, image);
-        // Both go; by ranks the limits of their neighbours hold a third of each.
+        // Both go; by weights a little of them stays with their neighbours.
         for (int i = 0; i < 600; ++i) {
             const int v = *image.at<uint16_t>(i / 30, i % 30);
             EXPECT_NEAR(v, 20000, ranks ? 0 : 1700) << i;

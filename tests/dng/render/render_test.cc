@@ -2,8 +2,8 @@
 #include "dng/render/render.h"
 
 #include <array>
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <random>
 
@@ -159,33 +159,14 @@ TEST(DngRender, Curves) {
     }
 
     const VorelDng1dFunction &tone = VorelDngToneCurveArc3Default::GET();
-    struct Row {
-        int index;
-        double value;
-    };
-    for (const Row &row : {Row{0, 0},
-                           {1, 0.00078},
-                           {2, 0.0016},
-                           {64, 0.10433},
-                           {128, 0.25961},
-                           {256, 0.52069},
-                           {512, 0.80486},
-                           {768, 0.93986},
-                           {1000, 0.99664},
-                           {1023, 0.99987},
-                           {1024, 1}}) {
-        EXPECT_NEAR(tone.evaluate(row.index / 1024.0), row.value, 6e-8);
-    }
-    for (const Row &row : {Row{0, 0},
-                           {1, 0.00121},
-                           {64, 0.04292},
-                           {256, 0.12122},
-                           {512, 0.23787},
-                           {768, 0.43434},
-                           {1000, 0.87306},
-                           {1024, 1}}) {
-        EXPECT_NEAR(tone.evaluateInverse(row.index / 1024.0), row.value, 6e-8);
-    }
+    // Pairs of an index of 1024 and the value.
+    const std::vector<std::array<double, 2>> forward = {
+        {0, 0},         {1, 0.00078},   {2, 0.0016},     {64, 0.10433},   {128, 0.25961}, {256, 0.52069},
+        {512, 0.80486}, {768, 0.93986}, {1000, 0.99664}, {1023, 0.99987}, {1024, 1}};
+    const std::vector<std::array<double, 2>> inverse = {{0, 0},         {1, 0.00121},   {64, 0.04292},   {256, 0.12122},
+                                                        {512, 0.23787}, {768, 0.43434}, {1000, 0.87306}, {1024, 1}};
+    for (const auto &[index, value] : forward) EXPECT_NEAR(tone.evaluate(index / 1024), value, 6e-8);
+    for (const auto &[index, value] : inverse) EXPECT_NEAR(tone.evaluateInverse(index / 1024), value, 6e-8);
     double last = -1;
     for (int i = 0; i <= 4000; ++i) {
         const double x = i / 4000.0, y = tone.evaluate(x);
@@ -229,16 +210,11 @@ TEST(DngRender, ExposureBelowAndAboveZero) {
 TEST(DngRender, ToneKeepsHue) {
     VorelDng1dTable tone;
     tone.initialize(VorelDngToneCurveArc3Default::GET(), false);
-    const Samples v = {0.1f, 0.7f, 0.3f, 0.4f, 0.4f, 0.4f, 0.2f, 0.2f, 0.9f, 0.6f, 0.05f, 0.6f};
-    Samples out(v.size());
-    DoBaselineRGBTone(v.data(), out.data(), 4, tone);
-    const double most = tone.interpolate(0.7f), least = tone.interpolate(0.1f);
-    EXPECT_EQ(out[1], tone.interpolate(0.7f));
-    EXPECT_EQ(out[0], tone.interpolate(0.1f));
-    EXPECT_NEAR(out[2], least + (most - least) * (0.3 - 0.1) / 0.6, 1e-6);
-    for (size_t i = 3; i < 6; ++i) EXPECT_EQ(out[i], tone.interpolate(0.4f));
-    EXPECT_EQ(out[6], out[7]);
-    EXPECT_EQ(out[9], out[11]);
+    Samples v = {0.1f, 0.7f, 0.3f, 0.4f, 0.4f, 0.4f, 0.2f, 0.2f, 0.9f};
+    DoBaselineRGBTone(v.data(), v.data(), 3, tone);
+    const float least = tone.interpolate(0.1f), most = tone.interpolate(0.7f), same = tone.interpolate(0.4f);
+    EXPECT_NEAR(v[2], least + (most - least) / 3, 1e-6);
+    EXPECT_EQ(Samples({v[0], v[1], v[3], v[4], v[5], v[6]}), Samples({least, most, same, same, same, v[7]}));
 }
 
 // A map by its entries; val divisions last.
@@ -256,60 +232,72 @@ VorelDngHueSatMap map_of(uint32_t hues, uint32_t sats, uint32_t vals,
     return map;
 }
 
+// The same in doubles, entry by entry: each with the product of its three weights.
+std::array<double, 3> through_model(const VorelDngHueSatMap &map, const float *rgb, bool encoded) {
+    const double v = std::max({rgb[0], rgb[1], rgb[2]}), delta = v - std::min({rgb[0], rgb[1], rgb[2]});
+    double hue = 0, most = v, change[3] = {0, 0, 0};
+    if (delta > 0) {
+        const double r = rgb[0], g = rgb[1], b = rgb[2];
+        hue = v == r ? (g - b) / delta + 6 : v == g ? (b - r) / delta + 2 : (r - g) / delta + 4;
+    }
+    const VorelDng1dFunction &gamma = VorelDngFunctionGammaEncode_sRGB::GET();
+    if (encoded) most = gamma.evaluate(most);
+    const double at[3] = {std::fmod(hue, 6) * map.hueDivisions() / 6, delta / v * (map.satDivisions() - 1),
+                          most * (map.valDivisions() - 1)};
+    const uint32_t sizes[3] = {map.hueDivisions(), map.satDivisions(), map.valDivisions()};
+    for (uint32_t h = 0; h <= sizes[0]; ++h) {  // the first hue once more behind the last one
+        for (uint32_t s = 0; s < sizes[1]; ++s) {
+            for (uint32_t e = 0; e < sizes[2]; ++e) {
+                const double weight = std::max(0.0, 1 - std::fabs(at[0] - h)) *
+                                      std::max(0.0, 1 - std::fabs(at[1] - s)) * std::max(0.0, 1 - std::fabs(at[2] - e));
+                const float *entry = map.data() + 3 * ((e * sizes[0] + h % sizes[0]) * sizes[1] + s);
+                for (int i = 0; i < 3; ++i) change[i] += weight * static_cast<double>(entry[i]);
+            }
+        }
+    }
+    hue += change[0] / 60;
+    const double saturation = std::min(delta / v * change[1], 1.0);
+    most = std::clamp(most * change[2], 0.0, 1.0);
+    if (encoded) most = gamma.evaluateInverse(most);
+    std::array<double, 3> result;
+    for (size_t i = 0; i < 3; ++i) {
+        // How far the hue is from that of the plane, 0, 2 or 4: full up to 1, nothing from 2 on.
+        const double distance = std::fabs(std::remainder(hue - 2 * static_cast<double>(i), 6));
+        result[i] = most * (1 - saturation * std::clamp(distance - 1, 0.0, 1.0));
+    }
+    return result;
+}
+
 TEST(DngRender, HueSatMaps) {
     std::mt19937 random(7);
-    std::uniform_real_distribution<float> any(0, 1);
-    Samples in(3 * 500);
+    std::uniform_real_distribution<float> any(0.01f, 1);
+    Samples in(3 * 500), out(in.size());
     for (float &v : in) v = any(random);
-    const auto through = [&](const VorelDngHueSatMap &map, const VorelDng1dTable *encode = nullptr,
-                             const VorelDng1dTable *decode = nullptr) {
-        Samples out(in.size());
-        doBaselineHueSatMap(in.data(), out.data(), 500, map, encode, decode, 1);
-        return out;
-    };
-    const auto same = through(map_of(6, 2, 1, [](auto...) { return std::array{0.0f, 1.0f, 1.0f}; }));
-    const auto turned = through(map_of(90, 3, 2, [](auto...) { return std::array{120.0f, 1.0f, 1.0f}; }));
-    const auto back = through(map_of(1, 2, 1, [](auto...) { return std::array{-240.0f, 1.0f, 1.0f}; }));
-    const auto half = through(map_of(5, 2, 3, [](auto...) { return std::array{0.0f, 1.0f, 0.5f}; }));
-    const auto grey = through(map_of(5, 4, 1, [](auto...) { return std::array{0.0f, 0.0f, 1.0f}; }));
-    for (size_t i = 0; i < in.size(); ++i) {
-        const size_t pixel = i / 3 * 3, before = pixel + (i % 3 + 2) % 3;
-        EXPECT_NEAR(same[i], in[i], 1e-6);
-        EXPECT_NEAR(turned[i], in[before], 2e-6);
-        EXPECT_NEAR(back[i], in[before], 2e-6);
-        EXPECT_NEAR(half[i], in[i] / 2, 1e-6);
-        EXPECT_EQ(grey[i], std::max({in[pixel], in[pixel + 1], in[pixel + 2]}));
-    }
-
-    // The value's scale is blended between value divisions: by the encoded value where there are tables.
     std::unique_ptr<VorelDng1dTable> encode, decode;
     buildHueSatMapEncodingTable(1, encode, decode, false);
-    const auto by_value = [](uint32_t vals) {
-        return map_of(2, 2, vals, [](uint32_t, uint32_t, uint32_t v) {
-            return std::array{0.0f, 1.0f, v == 0 ? 0.5f : 1.0f};
+    for (const auto &[hues, sats, vals] : {std::array{7u, 4u, 1u}, {1u, 2u, 3u}, {2u, 2u, 1u}, {90u, 3u, 2u}}) {
+        const auto map = map_of(hues, sats, vals, [&](auto...) {
+            return std::array{400 * any(random) - 200, 2 * any(random), 1.5f * any(random)};
         });
-    };
-    const auto encoded = through(by_value(2), encode.get(), decode.get()), linear = through(by_value(2));
-    // With one division tables do not count: brightest stays half.
-    const auto flat = through(by_value(1), encode.get(), decode.get());
-    const VorelDng1dFunction &gamma = VorelDngFunctionGammaEncode_sRGB::GET();
-    for (size_t pixel = 0; pixel < in.size(); pixel += 3) {
-        const auto most = [&](const Samples &v) { return std::max({v[pixel], v[pixel + 1], v[pixel + 2]}); };
-        const double v = most(in), e = gamma.evaluate(v);
-        EXPECT_NEAR(most(linear), v * (0.5 + 0.5 * v), 1e-6);
-        EXPECT_NEAR(most(encoded), gamma.evaluateInverse(e * (0.5 + 0.5 * e)), 1e-5);
-        EXPECT_NEAR(most(flat), v / 2, 1e-6);
+        for (const bool tables : {false, true}) {
+            doBaselineHueSatMap(in.data(), out.data(), 500, map, tables ? encode.get() : nullptr,
+                                tables ? decode.get() : nullptr, 1);
+            for (size_t i = 0; i < in.size(); ++i) {
+                // The tables count only for maps of several values.
+                const auto expected = through_model(map, &in[i / 3 * 3], tables && vals > 1);
+                ASSERT_NEAR(out[i], expected[i % 3], 3e-5) << i << " hues " << hues << " tables " << tables;
+            }
+        }
     }
 
-    // A hue that rounds to a full turn takes the first entry; a shift beyond the last sector starts anew. Planar.
+    // A hue that rounds to a full turn takes the first entry; planar.
     const auto ends = map_of(4, 2, 1, [](uint32_t h, uint32_t, uint32_t) {
-        return std::array{h == 0 ? 0.0f : h == 3 ? 60.0f : 1000.0f, 1.0f, 1.0f};
+        return std::array{h == 0 ? 0.0f : 1000.0f, 1.0f, 1.0f};
     });
     Samples two = {1, 1, 0.5f, 0.2f, 0.50000003f, 0.3f};
     doBaselineHueSatMap(two.data(), two.data(), 2, ends, nullptr, nullptr, 2);
     EXPECT_EQ(two[0], 1);
     EXPECT_NEAR(two[2], 0.5f, 1e-6);
-    for (const float v : two) EXPECT_TRUE(v >= 0 && v <= 1);
     EXPECT_TRUE(VorelDngHueSatMap(3, 1, 1).empty());
     EXPECT_TRUE(VorelDngHueSatMap(0, 2, 1).empty());
 }
@@ -372,36 +360,36 @@ TEST(DngRender, FastRowsEqualThePlainSteps) {
     }
 }
 
-// Every float of 0 to 1, or every stride-th: the byte by the one look-up and by curve and rounding.
-TEST(DngRender, EncodedBytesAreThoseOfTheCurve) {
-    VorelDng1dTable gamma;
-    gamma.initialize(VorelDngFunctionGammaEncode_sRGB::GET(), false);
+// Floats around each one from which on the byte is another: there roundings of the curve decide.
+TEST(DngRender, BytesNextToTheirThresholds) {
+    VorelDng1dTable straight, gamma;
+    straight.initialize(VorelDng1dIdentity::GET(), false);
+    gamma.initialize(VorelDngFunctionGammaEncode_1_8::GET(), false);
     std::vector<uint32_t> encode(kRenderSteps + 1);
     int32_t doubt = 0;
+    EXPECT_FALSE(make_encode_table(gamma.data(), encode.data(), &doubt));  // two bytes in a step
+    gamma.initialize(VorelDngFunctionGammaEncode_sRGB::GET(), false);
     ASSERT_TRUE(make_encode_table(gamma.data(), encode.data(), &doubt));
-    EXPECT_LT(doubt, 1 << 14);
-    uint32_t last;
-    const float one = 1;
-    std::memcpy(&last, &one, sizeof(last));
-    int doubtful = 0;
-    for (uint32_t bits = 0; bits <= last; bits += bits < 0x30000000 ? 9973 : 61) {
-        float x;
-        std::memcpy(&x, &bits, sizeof(x));
-        const float position = x * 4096;
-        const uint32_t entry = encode[static_cast<uint32_t>(position)];
-        const int32_t part = static_cast<int32_t>((position - std::floor(position)) * 8388608);
-        const int32_t beyond = part - static_cast<int32_t>(entry >> 8);
-        if (std::abs(beyond) <= doubt) {
-            ++doubtful;
-            continue;
+    Samples in;
+    for (int byte = 1; byte <= 255; ++byte) {
+        uint32_t below = 0, above = std::bit_cast<uint32_t>(1.0f);
+        while (above - below > 1) {
+            const uint32_t middle = (above + below) / 2;
+            (255 * gamma.interpolate(std::bit_cast<float>(middle)) + 0.5f < static_cast<float>(byte) ? below : above) =
+                middle;
         }
-        const int expected = static_cast<int>(0.5f + 255 * gamma.interpolate(x));
-        ASSERT_EQ((entry & 255) + (beyond > 0), static_cast<uint32_t>(expected)) << x;
+        for (uint32_t bits = below - 40; bits < below + 40; ++bits) in.insert(in.end(), 3, std::bit_cast<float>(bits));
     }
-    EXPECT_GT(doubtful, 0);
-    // A curve too steep for a byte a step has no such table.
-    gamma.initialize(VorelDngFunctionGammaEncode_1_8::GET(), false);
-    EXPECT_FALSE(make_encode_table(gamma.data(), encode.data(), &doubt));
+    const float same[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    RenderSetup setup = {{1, 1, 1},     {},   {}, nullptr, nullptr, straight.data(), straight.data(), gamma.data(),
+                         encode.data(), doubt};
+    std::copy(same, same + 9, setup.camera);
+    std::copy(same, same + 9, setup.output);
+    expect_twins(runnable_render_kernels, "thresholds", [&](const RenderKernels &kernels) {
+        Bytes out(in.size());
+        kernels.from_float(setup, in.data(), static_cast<uint32_t>(in.size() / 3), out.data());
+        return out;
+    });
 }
 
 TEST(DngRender, PlanesAndSpacesOutOfTheUsual) {
