@@ -108,8 +108,8 @@ void sample_planes(const VorelDngImage &src, double row, double column, uint32_t
                      v[2] * static_cast<float>(rows[2][i]) + v[3] * static_cast<float>(rows[3][i]);
     }
     for (uint32_t i = 0; i < kCount; ++i) {
-        out[i] = SampleRange<Sample>::held(h[0] * columns[i] + h[1] * columns[kCount + i] +
-                                           h[2] * columns[2 * kCount + i] + h[3] * columns[3 * kCount + i]);
+        out[i] = SampleRange<Sample>::clamped(h[0] * columns[i] + h[1] * columns[kCount + i] +
+                                              h[2] * columns[2 * kCount + i] + h[3] * columns[3 * kCount + i]);
     }
 }
 
