@@ -68,7 +68,7 @@ struct CubicWeights {
 
 // A place in the source: the first of the four samples around it, and their weights.
 struct Taps {
-    // Places outside of the image are the nearest inside, and no number is its first.
+    // A place outside of the image is the nearest inside; what is no number is the first.
     Taps(double position, int32_t begin, int32_t end)
         : Taps(position > begin ? std::min(position, end - 1.0) - begin : 0.0, begin) {}
     Taps(double from_begin, int32_t begin)
