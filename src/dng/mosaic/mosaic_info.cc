@@ -18,6 +18,7 @@ constexpr int32_t kMostScale = 64;
 int32_t rounded_size(double value) { return value > 0 ? static_cast<int32_t>(std::lround(std::min(value, 1e9))) : 0; }
 
 int32_t reduced(int64_t size, int32_t scale) {
+    if (scale < 1) scale = 1;
     return static_cast<int32_t>(std::max<int64_t>((size + scale / 2) / scale, 1));
 }
 

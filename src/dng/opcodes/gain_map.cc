@@ -84,6 +84,7 @@ VorelDngOpcodeGainMap::VorelDngOpcodeGainMap(VorelDngStream &stream) : VorelDngI
 }
 
 void VorelDngOpcodeGainMap::doPrepare(vorel::DevelopContext &, const DngRect &, uint32_t, uint32_t) {
+    if (!map_) return;
     const DngPoint &points = map_->getPoints();
     if (points.v < 1) LOG_GAIN_MAP("(fMap.getPoints().v < 1) error");
     if (points.h < 1) LOG_GAIN_MAP("(fMap.getPoints().h < 1) error");
@@ -100,7 +101,7 @@ void VorelDngOpcodeGainMap::processArea(vorel::DevelopContext &, VorelDngImage &
     const auto gained = [&](float sample) {
         const float gain = gains.interpolate();
         gains.increment();
-        return vorel::SampleRange<float>::held(sample * gain);
+        return vorel::SampleRange<float>::clamped(sample * gain);
     };
     for (uint32_t i = 0; i < grid.rows(); ++i) {
         for (uint32_t plane = 0; plane < grid.planes; ++plane) {

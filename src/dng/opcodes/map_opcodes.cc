@@ -29,13 +29,14 @@ VorelDngOpcodeMapTable::VorelDngOpcodeMapTable(VorelDngStream &stream) : VorelDn
 }
 
 void VorelDngOpcodeMapTable::doPrepare(vorel::DevelopContext &, const DngRect &, uint32_t, uint32_t) {
+    if (entries_.empty()) return;
     table_ = entries_;
     table_.resize(0x10000, entries_.back());
 }
 
 void VorelDngOpcodeMapTable::processArea(vorel::DevelopContext &, VorelDngImage &image, const DngRect &area) {
     const SampleGrid grid = spec_.within(image, area, frame().offset);
-    if (grid.empty() || image.getPixelType() != kPixelShort) return;
+    if (grid.empty() || table_.empty() || image.getPixelType() != kPixelShort) return;
     doMapArea16(grid.at<uint16_t>(image, 0, grid.plane), grid.rows(), grid.columns(), grid.planes, grid.rowStep(image),
                 grid.columnStep(image), image.buffer().planeStep, table_.data());
 }
@@ -93,7 +94,7 @@ void change_samples(const VorelDngAreaSpec &spec, const std::vector<float> &numb
                 Sample *const samples = grid.at<Sample>(image, row, plane);
                 for (uint32_t column = 0; column < columns; ++column) {
                     Sample &sample = samples[step * column];
-                    sample = SampleRange<Sample>::held(
+                    sample = SampleRange<Sample>::clamped(
                         change(static_cast<float>(sample), values[kRows ? row : column], SampleRange<Sample>::kMost));
                 }
             }

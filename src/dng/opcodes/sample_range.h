@@ -14,7 +14,7 @@ struct SampleRange;
 template <>
 struct SampleRange<uint16_t> {
     static constexpr float kMost = 65535;
-    static uint16_t held(float value) {
+    static uint16_t clamped(float value) {
         return static_cast<uint16_t>(value > 0 ? (value < kMost ? value + 0.5F : kMost) : 0);
     }
     static uint16_t of_fraction(double value) {
@@ -25,7 +25,7 @@ struct SampleRange<uint16_t> {
 template <>
 struct SampleRange<float> {
     static constexpr float kMost = 1;
-    static float held(float value) { return value > 0 ? (value < kMost ? value : kMost) : 0; }
+    static float clamped(float value) { return value > 0 ? (value < kMost ? value : kMost) : 0; }
     static float of_fraction(double value) { return static_cast<float>(value > 0 ? (value < 1 ? value : 1) : 0); }
     static double fraction(float sample) { return static_cast<double>(sample); }
 };

@@ -50,7 +50,7 @@ void VorelDngOpcodeFixVignetteRadial::processArea(vorel::DevelopContext &, Vorel
             Sample *sample = image.at<Sample>(row, rect.left);
             for (const float gain : gains) {
                 for (uint32_t plane = 0; plane < image.planes(); ++plane, ++sample) {
-                    *sample = SampleRange<Sample>::held(static_cast<float>(*sample) * gain);
+                    *sample = SampleRange<Sample>::clamped(static_cast<float>(*sample) * gain);
                 }
             }
         });

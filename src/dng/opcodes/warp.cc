@@ -68,7 +68,7 @@ struct CubicWeights {
 
 // A place in the source: the first of the four samples around it, and their weights.
 struct Taps {
-    // Places outside of the image are the nearest inside, and no number is its first.
+    // A place outside of the image is the nearest inside; what is no number is the first.
     Taps(double position, int32_t begin, int32_t end)
         : Taps(position > begin ? std::min(position, end - 1.0) - begin : 0.0, begin) {}
     Taps(double from_begin, int32_t begin)
@@ -108,8 +108,8 @@ void sample_planes(const VorelDngImage &src, double row, double column, uint32_t
                      v[2] * static_cast<float>(rows[2][i]) + v[3] * static_cast<float>(rows[3][i]);
     }
     for (uint32_t i = 0; i < kCount; ++i) {
-        out[i] = SampleRange<Sample>::held(h[0] * columns[i] + h[1] * columns[kCount + i] +
-                                           h[2] * columns[2 * kCount + i] + h[3] * columns[3 * kCount + i]);
+        out[i] = SampleRange<Sample>::clamped(h[0] * columns[i] + h[1] * columns[kCount + i] +
+                                              h[2] * columns[2 * kCount + i] + h[3] * columns[3 * kCount + i]);
     }
 }
 
