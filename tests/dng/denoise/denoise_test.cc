@@ -308,9 +308,7 @@ TEST(DngDenoise, Mosaics) {
     const double xs[] = {0, 0.25, 0.5 - 1e-12, 0.5, 0.75, 1}, ys[] = {0.7, 0.5, 0.3, 0, 0.2, 0.4};
     for (int i = 0; i < 6; ++i) EXPECT_NEAR(curve.evaluate(xs[i]), ys[i], 1e-9);
     const VorelDngNLWeightCurve weight(0.2, 0.6);
-    EXPECT_EQ(weight.evaluate(0.2), 1);
-    EXPECT_NEAR(weight.evaluate(0.5), 0.25, 1e-12);
-    EXPECT_EQ(weight.evaluate(0.6), 0);
+    for (const double x : {0.1, 0.2, 0.5, 0.6}) EXPECT_NEAR(weight.evaluate(x), x < 0.3 ? 1 : 1.5 - 2.5 * x, 1e-12);
 
     std::vector<uint16_t> plane(30 * 20);
     std::iota(plane.begin(), plane.end(), uint16_t{0});
@@ -342,11 +340,6 @@ TEST(DngDenoise, Mosaics) {
             EXPECT_NEAR(v, 20000, ranks ? 0 : 1700) << i;
         }
     }
-    // One sample has no neighbours.
-    VorelDngImage one({0, 0, 1, 1}, 1, kPixelShort);
-    *one.at<uint16_t>(0, 0) = 1234;
-    VorelDngNoiseReduction{Pattern()}.doNoiseReduction(context, one);
-    EXPECT_EQ(*one.at<uint16_t>(0, 0), 1234);
 }
 
 }  // namespace
