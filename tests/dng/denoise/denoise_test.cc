@@ -283,7 +283,7 @@ TEST(DngDenoise, BitmapsOfThreeBytes) {
     expected.insert(expected.end(), {255, 85});
     EXPECT_EQ(yuv, expected);
     Yuv420p2Bitmap(rgb.data(), yuv.data(), 3, 3);
-    // 76 + 1.403 * 127, 76 - 0.714 * 127 + 0.344 * 43, 76 - 1.773 * 43: truncated, and held at 0.
+    // 76 + 1.403 * 127, 76 - 0.714 * 127 + 0.344 * 43, 76 - 1.773 * 43: truncated, and at least 0.
     for (int i = 0; i < 9; ++i) EXPECT_EQ(Bytes(rgb.begin() + 3 * i, rgb.begin() + 3 * i + 3), (Bytes{254, 0, 0})) << i;
     // No rounding behind the truncation.
     const Bytes grey = {100, 100, 100, 100, 130, 128};
