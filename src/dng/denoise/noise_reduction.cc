@@ -47,7 +47,7 @@ std::unique_ptr<uint8_t[]> block_of(size_t bytes) { return std::unique_ptr<uint8
 void VorelDngNoiseReduction::doNoiseReductionBiLateralFilter(vorel::DevelopContext &decoder, const uint8_t *inRgba,
                                                              uint8_t *outRgba, int32_t width, int32_t height) {
     if (width < 1 || height < 1) return;
-    // The converters' chroma planes have room for an odd last column and row, which keep what they have.
+    // The converters' chroma planes hold an odd last column and row, which keep what they have.
     const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
     const size_t stride = (static_cast<size_t>(width) + 1) / 2;
     const size_t chroma = stride * ((static_cast<size_t>(height) + 1) / 2);

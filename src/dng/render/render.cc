@@ -249,8 +249,9 @@ void VorelDngRender::renderRowPlainly(const VorelDngImage &src, VorelDngImage &d
     for (uint32_t x = 0; x < width; ++x) {
         for (uint32_t plane = 0; plane < dst.planes(); ++plane) {
             const float v = buffer[x * made + std::min(plane, made - 1)];
-            const float held = v > 0 && v <= 1 ? v : v > 0.5f ? 1.0f : 0.0f;
-            *dst.at<uint8_t>(row, rect.left + static_cast<int32_t>(x), plane) = static_cast<uint8_t>(0.5f + 255 * held);
+            const float limited = v > 0 && v <= 1 ? v : v > 0.5f ? 1.0f : 0.0f;
+            *dst.at<uint8_t>(row, rect.left + static_cast<int32_t>(x), plane) =
+                static_cast<uint8_t>(0.5f + 255 * limited);
         }
     }
 }

@@ -27,11 +27,11 @@ void camera_to_rgb(const float *src, float *dst, uint32_t count, const VorelDngV
     float most[kInputs];
     for (uint32_t i = 0; i < kInputs; ++i) most[i] = i < white.count() ? static_cast<float>(white[i]) : 1;
     for (; count > 0; --count, src += kInputs, dst += 3) {
-        float held[kInputs];
-        for (uint32_t i = 0; i < kInputs; ++i) held[i] = src[i] < most[i] ? src[i] : most[i];
+        float clipped[kInputs];
+        for (uint32_t i = 0; i < kInputs; ++i) clipped[i] = src[i] < most[i] ? src[i] : most[i];
         for (int row = 0; row < 3; ++row) {
-            float sum = rows.m[row][0] * held[0];
-            for (uint32_t i = 1; i < kInputs; ++i) sum += rows.m[row][i] * held[i];
+            float sum = rows.m[row][0] * clipped[0];
+            for (uint32_t i = 1; i < kInputs; ++i) sum += rows.m[row][i] * clipped[i];
             dst[row] = limited(sum);
         }
     }

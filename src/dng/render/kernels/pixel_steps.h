@@ -19,8 +19,8 @@ inline float curve_value(const float *table, float x) {
 }
 
 inline uint8_t byte_of(float v) {
-    const float held = v > 0 && v <= 1 ? v : v > 0.5f ? 1.0f : 0.0f;
-    return static_cast<uint8_t>(0.5f + 255.0f * held);
+    const float limited = v > 0 && v <= 1 ? v : v > 0.5f ? 1.0f : 0.0f;
+    return static_cast<uint8_t>(0.5f + 255.0f * limited);
 }
 
 inline void through_matrix(const float *matrix, float *rgb) {
