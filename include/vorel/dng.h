@@ -112,6 +112,15 @@ VOREL_API int32_t decodeDNGPreviewImageBuffer2(const uint8_t *buffer, int32_t le
 VOREL_API int32_t vorel_dng_develop_preview(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t width,
                                             int32_t height, decInfo *info);
 
+/* The samples of a stage on the way to a picture, interleaved: 1 as they are stored (longs and floats scaled to words),
+ * 2 linear over the active area, 3 with every colour at each pixel, in the camera's colours. */
+typedef struct VDngStage {
+    int32_t width, height, planes;
+    uint16_t *samples; /* to be freed with free() */
+} VDngStage;
+/* Runs the develop up to a stage, with acceptLossless, cancelFlag and the user's levels of info. 1, or 0. */
+VOREL_API int32_t vorel_dng_stage(const uint8_t *buffer, int32_t length, int32_t stage, decInfo *info, VDngStage *out);
+
 /* ---- In one call ---------------------------------------------------------------------------------------------- */
 
 /* The default crop, each side divided by the factor of options and rounded, as new pixels that the caller frees with

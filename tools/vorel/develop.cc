@@ -7,12 +7,15 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "commands.h"
+#include "output_file.h"
 #include "progress.h"
 #include "raw_file.h"
 #include "regions.h"
@@ -23,7 +26,7 @@ namespace {
 
 struct DevelopOptions {
     std::string in, out, rect;
-    int32_t factor = 1, denoise = 0;
+    int32_t factor = 1, denoise = 0, stage = 0;
     bool preview = false, strict = false, no_orient = false;
     JpegOptions jpeg;
 };
@@ -108,6 +111,30 @@ Picture develop_preview(const RawFile &raw, const DevelopOptions &options) {
     return picture;
 }
 
+// Samples of 16 bits as a PGM of one plane or a PPM of three.
+int write_stage(const RawFile &raw, const DevelopOptions &options) {
+    decInfo info = {};
+    info.acceptLossless = !options.strict;
+    VDngStage stage = {};
+    if (vorel_dng_stage(raw.data(), raw.length(), options.stage, &info, &stage) != 1)
+        throw Failure(raw.path() + ": cannot be developed");
+    const std::unique_ptr<uint16_t, decltype(&std::free)> samples(stage.samples, &std::free);
+    if (stage.planes != 1 && stage.planes != 3)
+        throw Failure(raw.path() + ": " + std::to_string(stage.planes) + " planes fit neither a PGM nor a PPM");
+    OutputFile file(options.out);
+    std::fprintf(file.stream(), "P%d\n%d %d\n65535\n", stage.planes == 1 ? 5 : 6, stage.width, stage.height);
+    std::vector<uint8_t> row(static_cast<size_t>(stage.width) * static_cast<size_t>(stage.planes) * 2);
+    const uint16_t *in = stage.samples;
+    for (int32_t y = 0; y < stage.height; ++y) {
+        for (size_t i = 0; i < row.size(); i += 2, ++in)
+            row[i] = static_cast<uint8_t>(*in >> 8), row[i + 1] = static_cast<uint8_t>(*in);
+        file.write(row.data(), row.size());
+    }
+    file.commit();
+    std::printf("%s: %d x %d, %d planes of 16 bits\n", options.out.c_str(), stage.width, stage.height, stage.planes);
+    return kExitOk;
+}
+
 // Exif 2.3, tag 274: rows and columns as the camera was held.
 Picture upright(Picture picture, uint32_t orientation) {
     if (orientation < 2 || orientation > 8) return picture;
@@ -132,7 +159,10 @@ Picture upright(Picture picture, uint32_t orientation) {
 }
 
 int develop(const DevelopOptions &options) {
-    check_output_name(options.out);
+    const FileKind kind = kind_of_file(options.out);
+    if (options.stage && kind != FileKind::kPgm && kind != FileKind::kPpm)
+        throw BadUsage("--stage: writes .pgm or .ppm, of 16 bits");
+    if (!options.stage) check_output_name(options.out);
     if (options.preview && (!options.rect.empty() || options.factor != 1 || options.denoise))
         throw BadUsage("--preview: goes without --rect, --factor and --denoise");
     const std::unique_ptr<RawFile> raw = RawFile::open(options.in);
@@ -144,6 +174,7 @@ int develop(const DevelopOptions &options) {
                       ", for which there is no reader");
     if (options.strict && info.compression == kJpeg && info.bitsPerSample != 8)
         throw Failure(options.in + ": the raw image is lossless JPEG, which --strict refuses");
+    if (options.stage) return write_stage(*raw, options);
     Picture picture = options.preview ? develop_preview(*raw, options) : develop_picture(*raw, options);
     if (!options.no_orient && options.rect.empty()) picture = upright(std::move(picture), info.orientation);
     write_picture(picture, options.out, cancelled, options.jpeg);
@@ -163,6 +194,10 @@ void register_develop(CLI::App &app, Action &action) {
     command->add_option("--factor", options->factor, "1/N of the width and height")->check(CLI::Range(1, 65535));
     command->add_option("--denoise", options->denoise, "Removes spikes and smooths colours in N rounds; 0 does nothing")
         ->check(CLI::Range(0, 1000));
+    command
+        ->add_option("--stage", options->stage,
+                     "Samples on the way, of 16 bits: 1 as stored, 2 linear, 3 every colour at each pixel")
+        ->check(CLI::Range(1, 3));
     command->add_flag("--preview", options->preview,
                       "The small picture that the file carries, or one as small from the raw image");
     command->add_flag("--strict", options->strict, "Refuses raw images in lossless JPEG");

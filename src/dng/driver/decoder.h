@@ -84,6 +84,9 @@ class VorelDngDecoder final : public vorel::DevelopContext {
     // The raw image at the size; see vorel_dng_develop_preview.
     int32_t developPreview(uint8_t *out, int32_t width, int32_t height, decInfo *info);
 
+    // The image of a stage, 1 to 3, of the whole picture; null on failure.
+    const VorelDngImage *decodeStage(int32_t stage, decInfo *info);
+
     // The stages.
     void readStage1Image();
     VorelDngImage *readPreviewImage(VorelDngIFD &ifd);

@@ -188,6 +188,18 @@ bool VorelDngDecoder::develop(decInfo *info) {
     return !cancelled();
 }
 
+const VorelDngImage *VorelDngDecoder::decodeStage(int32_t stage, decInfo *info) {
+    info_ = info;
+    if (!prologue(info)) return nullptr;
+    readStage1Image();
+    parse_opcode_lists();
+    if (cancelled() || !stage1_ || stage == 1) return stage1_.get();
+    buildStage2Image();
+    if (cancelled() || !stage2_ || stage == 2) return stage2_.get();
+    buildStage3Image(0);
+    return cancelled() ? nullptr : stage3_.get();
+}
+
 int32_t VorelDngDecoder::decode(decInfo *info) {
     info_ = info;
     if (!prologue(info)) return 0;

@@ -10,6 +10,7 @@
 #include "dng/driver/entries.h"
 #include "dng/driver/file_bytes.h"
 #include "dng/driver/region.h"
+#include "dng/image/area_copy.h"
 #include "util/atomics.h"
 
 using vorel::dng_entry;
@@ -67,6 +68,36 @@ class SharedRecord {
 
     int32_t *options_;
 };
+
+// Words as they are; bytes too; of longs the upper half, of floats the fraction of the range.
+uint16_t word_at(const VorelDngImage &image, int32_t row, int32_t column, uint32_t plane) {
+    switch (image.getPixelType()) {
+        case kPixelByte:
+            return *image.at<uint8_t>(row, column, plane);
+        case kPixelShort:
+            return *image.at<uint16_t>(row, column, plane);
+        case kPixelLong:
+            return static_cast<uint16_t>(*image.at<uint32_t>(row, column, plane) >> 16);
+        default:
+            return static_cast<uint16_t>(vorel::rounded_sample(*image.at<float>(row, column, plane), 65535));
+    }
+}
+
+bool copy_words(const VorelDngImage &image, VDngStage *out) {
+    const vorel::DngRect &bounds = image.getBounds();
+    const uint32_t planes = image.planes();
+    uint16_t *to =
+        static_cast<uint16_t *>(std::malloc(size_t{bounds.width()} * bounds.height() * planes * sizeof(uint16_t)));
+    if (!to) return false;
+    *out = {static_cast<int32_t>(bounds.width()), static_cast<int32_t>(bounds.height()), static_cast<int32_t>(planes),
+            to};
+    for (int32_t row = bounds.top; row < bounds.bottom; ++row) {
+        for (int32_t column = bounds.left; column < bounds.right; ++column) {
+            for (uint32_t plane = 0; plane < planes; ++plane) *to++ = word_at(image, row, column, plane);
+        }
+    }
+    return true;
+}
 
 int32_t reduced_side(uint32_t side, int32_t factor) {
     const long reduced = std::lroundf(static_cast<float>(side) / static_cast<float>(factor));
@@ -206,6 +237,15 @@ int32_t vorel_dng_develop_preview(const uint8_t *buffer, int32_t length, uint8_t
                                   decInfo *info) {
     if (!has_input(buffer, length) || !out || !info || width < 1 || height < 1) return 0;
     return dng_entry(0, 0, [&] { return VorelDngDecoder(buffer, length).developPreview(out, width, height, info); });
+}
+
+int32_t vorel_dng_stage(const uint8_t *buffer, int32_t length, int32_t stage, decInfo *info, VDngStage *out) {
+    if (!has_input(buffer, length) || stage < 1 || stage > 3 || !info || !out) return 0;
+    return dng_entry(0, 0, [&] {
+        VorelDngDecoder decoder(buffer, length);
+        const VorelDngImage *image = decoder.decodeStage(stage, info);
+        return image && copy_words(*image, out) ? 1 : 0;
+    });
 }
 
 uint8_t *VDngDecodeBuffer(const uint8_t *buffer, int32_t length, int32_t, int32_t *options) {

@@ -12,8 +12,8 @@ namespace vorel {
 // A rectangle of the active area in rows and columns of the stored image.
 DngRect stored_area(const DngRect &rect, const DngRect &active_area);
 
-// The rows and columns on either side that the develop of a rectangle with that first row or column takes along: 4, or 5
-// where that makes the working rectangle begin with an even one. wide: for steps that look farther, 8 more.
+// The rows and columns on either side that the develop of a rectangle with that first row or column takes along: 4, or
+// 5 where that makes the working rectangle begin with an even one. wide: for steps that look farther, 8 more.
 int32_t region_margin(int32_t first, bool wide);
 
 // The pattern as it lies from that row and column on.
