@@ -14,52 +14,39 @@
 namespace vorel::test {
 namespace {
 
-// Values as exiftool -n prints them: words with blanks between.
-struct Words {
-    std::string out;
+template <typename... Values>
+std::string printed(const char *format, Values... values) {
+    char text[32];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
 
-    void add(const std::string &text) { out += (out.empty() ? "" : " ") + text; }
-    void add(double value) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%.12g", value);
-        add(std::string(text));
+// Values as exiftool -n prints them: words with blanks between.
+template <typename Value>
+std::string words(const Value &v) {
+    std::string all;
+    if constexpr (std::is_convertible_v<Value, std::string>) {
+        all = v;
+    } else if constexpr (std::is_arithmetic_v<Value>) {
+        all = printed("%.12g", static_cast<double>(v));
+    } else if constexpr (requires { v.n; }) {
+        all = v.d ? words(v.value()) : v.n ? "inf" : "undef";
+    } else if constexpr (requires { v.year; }) {
+        all =
+            printed("%04u:%02u:%02u ", v.year, v.month, v.day) + printed("%02u:%02u:%02u", v.hour, v.minute, v.second);
+    } else if constexpr (requires { v.top; }) {
+        all = words(std::vector{v.top, v.left, v.bottom, v.right});
+    } else if constexpr (requires { v.first; }) {
+        all = words(v.first) + " " + words(v.second);
+    } else if constexpr (requires { v.rows(); }) {
+        for (uint32_t i = 0; i < v.rows() * v.columns(); ++i) all += words(v[i / v.columns()][i % v.columns()]) + " ";
+    } else if constexpr (requires { v.count(); }) {
+        for (uint32_t i = 0; i < v.count(); ++i) all += words(v[i]) + " ";
+    } else {
+        for (const auto &each : v) all += words(each) + " ";
     }
-    template <typename Value>
-    void add_rational(const Value &value) {
-        value.d ? add(value.value()) : add(std::string(value.n ? "inf" : "undef"));
-    }
-    void add(const DngURational &value) { add_rational(value); }
-    void add(const DngSRational &value) { add_rational(value); }
-    void add(const DngRect &rect) {
-        for (const int32_t edge : {rect.top, rect.left, rect.bottom, rect.right}) add(edge);
-    }
-    void add(const VorelDngVector &vector) {
-        for (uint32_t i = 0; i < vector.count(); ++i) add(vector[i]);
-    }
-    void add(const VorelDngMatrix &matrix) {
-        for (uint32_t i = 0; i < matrix.rows() * matrix.columns(); ++i) {
-            add(matrix[i / matrix.columns()][i % matrix.columns()]);
-        }
-    }
-    void add(const VorelDngDateTime &d) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%04u:%02u:%02u %02u:%02u:%02u", d.year, d.month, d.day, d.hour, d.minute,
-                      d.second);
-        add(std::string(text));
-    }
-    template <typename First, typename Second>
-    void add(const std::pair<First, Second> &values) {
-        add(values.first), add(values.second);
-    }
-    template <typename Value>
-    void add(const std::vector<Value> &values) {
-        for (const Value &value : values) add(value);
-    }
-    template <typename Value, size_t kCount>
-    void add(const Value (&values)[kCount]) {
-        for (const Value &value : values) add(value);
-    }
-};
+    return all;
+}
 
 template <typename Value>
 std::vector<Value> some(const Value *values, size_t count) {
@@ -76,8 +63,7 @@ std::string characters(uint32_t version) {
 }
 std::string digest(const uint8_t (&bytes)[16]) {
     std::string text;
-    char hex[3];
-    for (const uint8_t byte : bytes) std::snprintf(hex, sizeof hex, "%02x", byte), text += hex;
+    for (const uint8_t byte : bytes) text += printed("%02x", byte);
     return text;
 }
 // exiftool shows the dates of ISO 8601 like those of Exif.
@@ -91,9 +77,7 @@ using Values = std::map<int, std::string>;  // by tag number
 // Tag numbers and values in turn.
 template <typename Value, typename... Rest>
 void put(Values &values, int code, const Value &value, const Rest &...rest) {
-    Words words;
-    words.add(value);
-    values[code] = words.out;
+    values[code] = words(value);
     if constexpr (sizeof...(rest) != 0) put(values, rest...);
 }
 

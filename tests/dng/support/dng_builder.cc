@@ -280,4 +280,44 @@ Bytes DngBuilder::build(std::vector<size_t> *entries) const {
     return writer.file;
 }
 
+DngBuilder dng_whole_file() {
+    DngBuilder builder;
+    builder.first = dng_preview(4, 3);
+    builder.subs = {dng_mosaic(34, 30, 12), dng_mask(2, 2)};
+    builder.chained = {dng_preview(2, 2)};
+    const auto append_to = [](std::vector<DngTag> &tags, const std::vector<DngTag> &more) {
+        tags.insert(tags.end(), more.begin(), more.end());
+    };
+    append_to(builder.subs[0].tags, {{50713, kDngShort, {2, 2}},
+                                     {50714, kDngShort, {1, 2, 3, 4}},
+                                     {50829, kDngShort, {0, 0, 30, 34}},
+                                     {50830, kDngShort, {0, 0, 1, 1}},
+                                     {51041, kDngDouble, {1, 2}},
+                                     {51008, kDngUndefined, {0, 0, 0, 0}},
+                                     dng_rationals(50719, {1.5, 2.4}),
+                                     dng_rationals(50720, {30.5, 20})});
+    builder.tags = dng_color_tags();
+    append_to(builder.tags, {{274, kDngShort, {6}},
+                             dng_text(306, "2024:02:29 23:59:58"),
+                             {50741, kDngShort, {1}},
+                             dng_bytes(700, kDngByte, {'<', 'x', '/', '>', ' '}),
+                             dng_text(305, std::string(300, 's'))});
+    builder.exif = {{33434, kDngRational, {1, 250}},
+                    {34858, kDngSShort, {-3, 2}},
+                    dng_bytes(36864, kDngUndefined, {'0', '2', '3', '0'}),
+                    dng_text(36867, "2024-02-28T01:02:03"),
+                    dng_text(36868, "2024:13:28 01:02:03"),
+                    {37378, kDngRational, {4, 1}},
+                    {37380, kDngSRational, {-1, 3}},
+                    {37385, kDngShort, {16}},
+                    {41730, kDngUndefined, {0, 2, 0, 2, 0, 1, 1, 2}},
+                    dng_bytes(37500, kDngUndefined, {'n', 'o', 't', 'e', '!'}),
+                    dng_rationals(42034, {24, 70, 2.8, 4}, 10),
+                    dng_text(42036, "Lens")};
+    builder.gps = {{7, kDngRational, {1, 1, 2, 1, 3, 1}}, {2, kDngRational, {1, 1, 2, 1}}, {30, kDngShort, {1}}};
+    builder.interoperability = {dng_text(1, "R98")};
+    builder.extraProfiles = {dng_color_tags()};
+    return builder;
+}
+
 }  // namespace vorel::test

@@ -82,4 +82,7 @@ struct DngBuilder {
     Bytes build(std::vector<size_t> *entries = nullptr) const;
 };
 
+// A small file with directories and tags of every kind: preview in IFD 0, mosaic and mask in sub-IFDs, one chained.
+DngBuilder dng_whole_file();
+
 }  // namespace vorel::test
