@@ -20,7 +20,7 @@ using vorel::rounded;
 namespace {
 
 constexpr uint32_t kCompressionJpeg = 7;
-constexpr uint32_t kRgbBytes = 3, kRgbaBytes = 4;
+constexpr uint32_t kRgbaBytes = 4;
 
 DngRect at_origin(const DngRect &rect) {
     return {0, 0, static_cast<int32_t>(rect.height()), static_cast<int32_t>(rect.width())};
