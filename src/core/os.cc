@@ -2,6 +2,7 @@
 #include "core/os.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -61,6 +62,15 @@ bool checked_product(uint64_t a, uint64_t b, size_t *out) {
     if (__builtin_mul_overflow(a, b, &product) || product > INT32_MAX) return false;
     *out = static_cast<size_t>(product);
     return true;
+}
+
+void use_large_pages([[maybe_unused]] void *block, [[maybe_unused]] size_t bytes) {
+#ifdef MADV_HUGEPAGE
+    constexpr uintptr_t kLargePage = uintptr_t{1} << 21;
+    const uintptr_t begin = (reinterpret_cast<uintptr_t>(block) + kLargePage - 1) & ~(kLargePage - 1);
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(kLargePage - 1);
+    if (begin < end) madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+#endif
 }
 
 FILE *open_regular_file(const char *path) {

@@ -7,6 +7,8 @@
 namespace vorel {
 namespace {
 
+bool g_quadrant_threads = true;
+
 struct QuadrantRun {
     void (*task)(void *work, const DngRect &rect);
     void *work;
@@ -27,6 +29,8 @@ void *run_quadrant(void *record) {
 
 }  // namespace
 
+void set_quadrant_threads(bool threads) { g_quadrant_threads = threads; }
+
 Quadrants::Quadrants(const DngRect &bounds) {
     const int32_t middle_row = bounds.top + static_cast<int32_t>(bounds.height() / 2);
     const int32_t middle_column = bounds.left + static_cast<int32_t>(bounds.width() / 2);
@@ -37,6 +41,10 @@ Quadrants::Quadrants(const DngRect &bounds) {
 }
 
 void run_quadrants_with(const DngRect &bounds, void (*task)(void *work, const DngRect &rect), void *work) {
+    if (!g_quadrant_threads) {
+        if (!bounds.empty()) task(work, bounds);
+        return;
+    }
     const Quadrants quadrants(bounds);
     QuadrantRun runs[4];
     pthread_t threads[4];

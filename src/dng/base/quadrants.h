@@ -15,6 +15,9 @@ struct Quadrants {
 // be started its quadrant is done here. An exception of a task is thrown again when all are done: the first one's.
 void run_quadrants_with(const DngRect &bounds, void (*task)(void *work, const DngRect &rect), void *work);
 
+// For tests: with false, the whole of bounds is one piece of work of the calling thread.
+void set_quadrant_threads(bool threads);
+
 template <typename Work>
 void run_quadrants(const DngRect &bounds, void (*task)(Work &work, const DngRect &rect), Work &work) {
     struct Call {

@@ -1,5 +1,7 @@
 #include "dng/image/image.h"
 
+#include <cstring>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -13,9 +15,10 @@ VorelDngImage::VorelDngImage(const vorel::DngRect &bounds, uint32_t planes, uint
     if (bytes == 0) return;
     const uint32_t pixel_size = TagTypeSize(pixelType);
     memorySize_ = bytes;
-    memory_ =
-        fill == vorel::ImageFill::kZero ? vorel::os_allocate_zeroed(memorySize_) : vorel::os_allocate(memorySize_);
+    memory_ = vorel::os_allocate(memorySize_);
     if (!memory_) throw std::bad_alloc();
+    vorel::use_large_pages(memory_, memorySize_);
+    if (fill == vorel::ImageFill::kZero) std::memset(memory_, 0, memorySize_);
     const uint32_t row = padding == kPaddingSIMD ? RoundUpForPixelSize(bounds.width(), pixel_size) : bounds.width();
     buffer_.area = bounds;
     buffer_.planes = planes;

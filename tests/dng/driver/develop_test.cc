@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "dng/base/quadrants.h"
 #include "dng/driver/files.h"
 #include "support/corpus.h"
 #include "support/counting_allocator.h"
@@ -58,6 +59,17 @@ TEST(DngDevelop, ByteOrderAndPlaceOfTheImageDoNotMatter) {
         decInfo first = info, second = info;
         const Bytes plain = named.builder.build();
         EXPECT_TRUE(developed(file, &first) == developed(plain, &second)) << named.name << ", in a sub-directory";
+    }
+}
+
+TEST(DngDevelop, FourThreadsGiveTheBytesOfOne) {
+    for (const NamedDng &named : develop_files()) {
+        uint32_t width, height;
+        const Bytes four = developed_whole(named.builder, &width, &height);
+        set_quadrant_threads(false);
+        const Bytes one = developed_whole(named.builder, &width, &height);
+        set_quadrant_threads(true);
+        EXPECT_TRUE(four == one) << named.name;
     }
 }
 
