@@ -56,6 +56,11 @@ TEST_F(Develop, WhatARawFileSaysOfItself) {
     EXPECT_NE(expect_ok("info a.dng").find(": DNG, 75 x 62, mosaic, 12 bits, uncompressed, orientation 6, "),
               std::string::npos);
     EXPECT_EQ(expect_ok("exif a.dng").find("Make: Maker\nModel: Camera 1\nOrientation: 6\nExposureTime: 0.0125\n"), 0u);
+    // It goes along into a JPEG, with what is true of the picture.
+    expect_ok("develop a.dng a.jpg");
+    const std::string data = expect_ok("exif a.jpg");
+    EXPECT_EQ(data.find("Make: Maker\nModel: Camera 1\nOrientation: 1\nExposureTime: 0.0125\n"), 0u);
+    EXPECT_NE(data.find("ExifImageWidth: 62\nExifImageHeight: 75\n"), std::string::npos);
     const auto json = nlohmann::json::parse(expect_ok("info --json a.dng"));
     EXPECT_EQ(json[0]["type"], "DNG");
     EXPECT_EQ(json[0]["readable"], true);

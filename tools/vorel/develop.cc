@@ -27,7 +27,7 @@ namespace {
 struct DevelopOptions {
     std::string in, out, rect;
     int32_t factor = 1, denoise = 0, stage = 0;
-    bool preview = false, strict = false, no_orient = false;
+    bool preview = false, strict = false, no_orient = false, strip = false;
     JpegOptions jpeg;
 };
 
@@ -177,7 +177,9 @@ int develop(const DevelopOptions &options) {
     if (options.stage) return write_stage(*raw, options);
     Picture picture = options.preview ? develop_preview(*raw, options) : develop_picture(*raw, options);
     if (!options.no_orient && options.rect.empty()) picture = upright(std::move(picture), info.orientation);
-    write_picture(picture, options.out, cancelled, options.jpeg);
+    JpegOptions jpeg = options.jpeg;
+    if (kind == FileKind::kJpeg && !options.strip) jpeg.exif = raw->exif_block(picture.width, picture.height);
+    write_picture(picture, options.out, cancelled, jpeg);
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, picture.format->name);
     return kExitOk;
 }
@@ -202,6 +204,7 @@ void register_develop(CLI::App &app, Action &action) {
                       "The small picture that the file carries, or one as small from the raw image");
     command->add_flag("--strict", options->strict, "Refuses raw images in lossless JPEG");
     command->add_flag("--no-orient", options->no_orient, "Leaves the picture as it is stored");
+    command->add_flag("--strip", options->strip, "A .jpg without the camera's data");
     add_jpeg_options(command, &options->jpeg);
     command->callback([options, &action] { action = [options] { return develop(*options); }; });
 }

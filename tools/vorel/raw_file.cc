@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "commands.h"
+#include "exif_writer.h"
 
 namespace vorel_tool {
 namespace {
@@ -55,13 +56,15 @@ void put_quotient(Json *out, const char *name, const char *text) {
 void put_number(Json *out, const char *name, uint32_t value) {
     if (value) (*out)[name] = value;
 }
-// "YYYY-MM-DDTHH:MM:SS+H:MM" as Exif writes dates.
-void put_date(Json *out, const char *name, const char *text) {
+// "YYYY-MM-DDTHH:MM:SS+H:MM" as Exif writes dates; empty where there is none.
+std::string exif_date(const char *text) {
     std::string date(text, strnlen(text, 19));
-    if (date.size() < 19 || date.compare(0, 4, "0000") == 0) return;
+    if (date.size() < 19 || date.compare(0, 4, "0000") == 0) return {};
     date[4] = date[7] = ':', date[10] = ' ';
-    (*out)[name] = date;
+    return date;
 }
+
+void put_date(Json *out, const char *name, const char *text) { put_text(out, name, exif_date(text).c_str()); }
 void put_degrees(Json *out, const char *name, const char *d, const char *m, const char *s, const char *reference) {
     double degrees, minutes = 0, seconds = 0;
     if (!quotient(d, &degrees)) return;
@@ -129,6 +132,47 @@ Json RawFile::json_record() const {
     int32_t w, h;
     if (preview(&w, &h)) record["preview"] = {{"width", w}, {"height", h}};
     return record;
+}
+
+// Tags of Exif 2.3.
+std::vector<uint8_t> RawFile::exif_block(int32_t width, int32_t height) const {
+    const auto record = std::make_unique<CPVorelDngExif>();
+    if (parseExifInfo(data(), length(), record.get()) < 0) return {};
+    const CPVorelDngExif &from = *record;
+    ExifDirectory zeroth, exif, gps;
+    zeroth.put_text(271, from.mMake);
+    zeroth.put_text(272, from.mModel);
+    zeroth.put_short(274, 1);
+    zeroth.put_text(315, from.mArtist);
+    zeroth.put_text(33432, from.mCopyright);
+    constexpr uint16_t kUndefined = 7;
+    exif.put_bytes(36864, kUndefined, {'0', '2', '3', '0'});
+    exif.put_rationals(33434, {from.mExposureTime});
+    exif.put_rationals(33437, {from.mFNumber});
+    if (from.mExposureProgram) exif.put_short(34850, from.mExposureProgram);
+    if (from.mISOSpeedRatings0) exif.put_short(34855, std::min(from.mISOSpeedRatings0, 65535u));
+    exif.put_text(36867, exif_date(from.mDateTimeOriginal));
+    exif.put_text(36868, exif_date(from.mDateTimeDigitized));
+    exif.put_rationals(37377, {from.mShutterSpeedValue}, true);
+    exif.put_rationals(37378, {from.mApertureValue});
+    exif.put_rationals(37380, {from.mExposureBiasValue}, true);
+    if (from.mMeteringMode) exif.put_short(37383, from.mMeteringMode);
+    exif.put_short(37385, from.mFlash);
+    exif.put_rationals(37386, {from.mFocalLength});
+    exif.put_short(40961, 1);  // sRGB
+    exif.put_long(40962, static_cast<uint32_t>(width));
+    exif.put_long(40963, static_cast<uint32_t>(height));
+    exif.put_text(42036, from.mLensName);
+    if (from.mGPSLatitudeRef[0] && from.mGPSLongitudeRef[0]) {
+        gps.put_bytes(0, 1, {2, 3, 0, 0});
+        gps.put_text(1, std::string(1, from.mGPSLatitudeRef[0]));
+        gps.put_rationals(2, {from.mGPSLatitude0, from.mGPSLatitude1, from.mGPSLatitude2});
+        gps.put_text(3, std::string(1, from.mGPSLongitudeRef[0]));
+        gps.put_rationals(4, {from.mGPSLongitude0, from.mGPSLongitude1, from.mGPSLongitude2});
+        gps.put_bytes(5, 1, {static_cast<uint8_t>(from.mGPSAltitudeRef == 1)});
+        gps.put_rationals(6, {from.mGPSAltitude});
+    }
+    return exif_structure(zeroth, exif, gps);
 }
 
 Json RawFile::exif_record() const {

@@ -33,6 +33,8 @@ class RawFile {
     // For vorel info.
     std::string text_line() const;
     nlohmann::ordered_json json_record() const;
+    // The camera's settings as the TIFF structure of an Exif segment, for an upright picture of that size.
+    std::vector<uint8_t> exif_block(int32_t width, int32_t height) const;
     // For vorel exif, by exiftool's names.
     nlohmann::ordered_json exif_record() const;
 
