@@ -20,7 +20,7 @@ using vorel::rounded;
 namespace {
 
 constexpr uint32_t kCompressionJpeg = 7;
-constexpr uint32_t kRgbBytes = 3, kRgbaBytes = 4;
+constexpr uint32_t kRgbaBytes = 4;
 
 DngRect at_origin(const DngRect &rect) {
     return {0, 0, static_cast<int32_t>(rect.height()), static_cast<int32_t>(rect.width())};
@@ -86,6 +86,7 @@ void VorelDngDecoder::validateRawImageDigest() {}
 void VorelDngDecoder::buildStage2Image() {
     if (stage1_) apply_opcodes(list1_, &stage1_);
     if (cancelled()) return;
+    if (!list1_.empty()) linearization_->acceptAllCodes();
     linearization_->postParse(*this);
     doBuildStage2();
     stage1_.reset(), handleRaw_ = nullptr;
