@@ -24,9 +24,9 @@ class RawFile {
     int32_t length() const { return static_cast<int32_t>(bytes_.size()); }
     // As parsed, with lossless JPEG accepted.
     const decInfo &info() const { return info_; }
-    // The developed picture: the default crop where there is one.
-    int32_t width() const { return info_.cropWidth > 0 ? info_.cropWidth : static_cast<int32_t>(info_.width); }
-    int32_t height() const { return info_.cropHeight > 0 ? info_.cropHeight : static_cast<int32_t>(info_.height); }
+    // The developed picture: the default crop where there is one, and no more than the image has.
+    int32_t width() const { return side(info_.cropWidth, info_.width); }
+    int32_t height() const { return side(info_.cropHeight, info_.height); }
     // The size of the first preview; false without one.
     bool preview(int32_t *width, int32_t *height) const;
 
@@ -40,6 +40,10 @@ class RawFile {
 
   private:
     RawFile() = default;
+    static int32_t side(int32_t crop, uint32_t stored) {
+        const int32_t whole = static_cast<int32_t>(stored);
+        return crop > 0 && crop < whole ? crop : whole;
+    }
 
     std::string path_;
     std::vector<uint8_t> bytes_;

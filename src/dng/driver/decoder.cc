@@ -236,6 +236,7 @@ int32_t VorelDngDecoder::parseSize_for_RD(decInfo *info) {
     info_ = nullptr;
     retainedRaw_ = std::move(stage1_);
     if (!retainedRaw_) return 0;
+    retainedCodes_ = linearization_->codes();
     finalizeRegionHandle();
     return 1;
 }

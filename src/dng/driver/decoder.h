@@ -145,6 +145,7 @@ class VorelDngDecoder final : public vorel::DevelopContext {
 
     std::unique_ptr<VorelDngImage> stage1_, stage2_, stage3_, finalImage_, mask_;
     std::unique_ptr<VorelDngImage> retainedRaw_;
+    uint32_t retainedCodes_ = 0;                // what its integers are below
     const VorelDngImage *handleRaw_ = nullptr;  // the kept samples of another decoder
 
     int32_t cancelFlag_ = 0;  // by relaxed atomics

@@ -27,7 +27,7 @@ std::unique_ptr<VorelDngImage> part_of(const VorelDngImage &from, const DngRect 
     return part;
 }
 
-int32_t held(int64_t value, int64_t most) { return static_cast<int32_t>(std::clamp<int64_t>(value, 0, most)); }
+int32_t clamped(int64_t value, int64_t most) { return static_cast<int32_t>(std::clamp<int64_t>(value, 0, most)); }
 
 }  // namespace
 
@@ -50,8 +50,9 @@ void VorelDngDecoder::setRDArea(const decInfo *info) {
     const DngRect inside =
         intersection(region_.wanted, {0, 0, static_cast<int32_t>(height), static_cast<int32_t>(width)});
     if (!inside.empty()) {
-        region_.working = {held(int64_t{info->regionTop} - v, height), held(int64_t{info->regionLeft} - h, width),
-                           held(int64_t{info->regionBottom} + v, height), held(int64_t{info->regionRight} + h, width)};
+        region_.working = {clamped(int64_t{info->regionTop} - v, height), clamped(int64_t{info->regionLeft} - h, width),
+                           clamped(int64_t{info->regionBottom} + v, height),
+                           clamped(int64_t{info->regionRight} + h, width)};
     }
     main->activeArea = {0, 0, static_cast<int32_t>(region_.working.height()),
                         static_cast<int32_t>(region_.working.width())};
@@ -68,8 +69,8 @@ void VorelDngDecoder::finalizeImageByRD(const decInfo *) {
     const int64_t height = statedArea_.height(), width = statedArea_.width();
     const int32_t top = std::min(region_.marginV, std::max(region_.wanted.top, 0));
     const int32_t left = std::min(region_.marginH, std::max(region_.wanted.left, 0));
-    const int32_t rows = held(region_.wanted.bottom, height) - std::max(region_.wanted.top, 0);
-    const int32_t columns = held(region_.wanted.right, width) - std::max(region_.wanted.left, 0);
+    const int32_t rows = clamped(region_.wanted.bottom, height) - std::max(region_.wanted.top, 0);
+    const int32_t columns = clamped(region_.wanted.right, width) - std::max(region_.wanted.left, 0);
     const DngRect cut = intersection({top, left, top + rows, left + columns}, finalImage_->getBounds());
     finalImage_ = part_of(*finalImage_, cut);
 }
@@ -110,7 +111,10 @@ int32_t VorelDngDecoder::decode_for_RD(decInfo *info) {
     // The file has to be the one that the handle was opened with.
     const VorelDngIFD &main = *file_->mainIFD();
     const DngRect whole = {0, 0, static_cast<int32_t>(main.height), static_cast<int32_t>(main.width)};
-    if (!(handleRaw_->getBounds() == whole) || handleRaw_->planes() != main.samplesPerPixel) return 0;
+    if (!(handleRaw_->getBounds() == whole) || handleRaw_->planes() != main.samplesPerPixel ||
+        handleRaw_->getPixelType() != main.pixelType() || handle->retainedCodes_ > linearization_->codes()) {
+        return 0;
+    }
     // The kept samples are read by other threads at the same time: what opcodes change is a copy.
     if (!region_.set && !list1_.empty()) stage1_ = part_of(*handleRaw_, whole);
     getRegionStage1Image(info);

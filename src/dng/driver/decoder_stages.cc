@@ -86,6 +86,7 @@ void VorelDngDecoder::validateRawImageDigest() {}
 void VorelDngDecoder::buildStage2Image() {
     if (stage1_) apply_opcodes(list1_, &stage1_);
     if (cancelled()) return;
+    if (!list1_.empty()) linearization_->acceptAllCodes();
     linearization_->postParse(*this);
     doBuildStage2();
     stage1_.reset(), handleRaw_ = nullptr;

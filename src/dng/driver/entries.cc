@@ -5,6 +5,7 @@
 
 #include <vorel/util.h>
 
+#include "dng/base/limits.h"
 #include "dng/driver/decoder.h"
 #include "dng/driver/dng_entry.h"
 #include "dng/driver/entries.h"
@@ -117,7 +118,9 @@ int32_t decode_buffer(const uint8_t *buffer, int32_t length, uint8_t *out, uint8
             if (info.cropWidth >= 0) info.width = static_cast<uint32_t>(info.cropWidth);
             if (info.cropHeight >= 0) info.height = static_cast<uint32_t>(info.cropHeight);
         }
-        if (info.width == 0 || info.height == 0) return VDNG_NO_SIZE;
+        // No raw image has more pixels; a crop that claims so would cost memory for black ones.
+        const uint64_t area = uint64_t{info.width} * info.height;
+        if (area == 0 || area > vorel::kMaxDngPixels) return VDNG_NO_SIZE;
         const SharedRecord record(options, &info);
         VorelDngDecoder decoder(buffer, length);
         const size_t bytes = size_t{info.width} * info.height * kRgbaBytes;

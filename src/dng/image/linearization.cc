@@ -96,6 +96,8 @@ void VorelDngLinearizationInfo::doRoundBlacks(const VorelDngIFD &) {
     std::for_each(whiteLevel_, whiteLevel_ + 4, round);
 }
 
+void VorelDngLinearizationInfo::acceptAllCodes() { codes_ = kWords; }
+
 double VorelDngLinearizationInfo::getRowBlack(int32_t row) const {
     return row >= 0 && static_cast<size_t>(row) < rowDelta_.size() ? rowDelta_[static_cast<size_t>(row)] : 0;
 }

@@ -19,6 +19,9 @@ class VorelDngLinearizationInfo {
     void doRoundBlacks(const VorelDngIFD &ifd);
 
     const vorel::DngRect &activeArea() const { return activeArea_; }
+    // Stored integers are below this. Opcodes on stage 1 may make any word of them.
+    uint32_t codes() const { return codes_; }
+    void acceptAllCodes();
 
     // dstImage: bounds of the size of the active area from 0, 0; 16 bits or float. False when a cancel was seen.
     bool doLinearize(vorel::DevelopContext &decoder, const VorelDngImage &srcImage, VorelDngImage &dstImage);

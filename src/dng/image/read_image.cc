@@ -20,6 +20,9 @@ namespace {
 
 enum Compression : uint32_t { kUncompressed = 1, kJpeg = 7, kDeflate = 8, kLossyJpeg = 34892 };
 constexpr uint32_t kFloatFormat = 3;
+// How often the bytes of a file may be given to JPEG decoders. Tiles that share theirs without end would take hours:
+// each decode begins with a search for the headers.
+constexpr uint64_t kMostJpegReads = 4;
 
 StoredSample stored_sample(const VorelDngIFD &ifd, bool little_endian) {
     StoredSample stored;
@@ -101,9 +104,11 @@ bool VorelDngReadImage::read(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngI
     // Sizes beyond what the image needs would only be asked for by who wants work done for nothing.
     constexpr uint32_t kSlack = 1024;
     if (wanted.empty() || ifd.tileWidth == 0 || ifd.tileLength == 0 ||
-        ifd.tileWidth > (ifd.width + kSlack - 1) / kSlack * kSlack || ifd.tileLength > vorel::kMaxDngSide) {
+        ifd.tileWidth > (ifd.width + kSlack - 1) / kSlack * kSlack ||
+        ifd.tileLength > (ifd.height + kSlack - 1) / kSlack * kSlack) {
         return true;
     }
+    jpegBytesLeft_ = kMostJpegReads * stream.length();
     const bool separate = ifd.planarConfiguration == 2;
     const uint32_t planes = separate ? 1 : ifd.samplesPerPixel;
     const uint64_t across = ifd.tilesAcross, tiles = across * ifd.tilesDown;
@@ -296,6 +301,8 @@ bool VorelDngReadImage::readDeflated(VorelDngIFD &ifd, VorelDngStream &stream, V
 
 bool VorelDngReadImage::readJPEG(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const DngRect &area,
                                  uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount) {
+    if (tileByteCount > jpegBytesLeft_) return false;
+    jpegBytesLeft_ -= tileByteCount;
     if (!ifd.isBaselineJPEG()) {
         return lossless_ && ifd.compression == kJpeg &&
                readLosslessJPEG(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount);

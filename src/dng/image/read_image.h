@@ -47,6 +47,7 @@ class VorelDngReadImage {
                           uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount);
 
     bool lossless_ = false;
+    uint64_t jpegBytesLeft_ = UINT64_MAX;  // that read() gives to JPEG decoders
     // Kept from tile to tile; they only grow.
     std::vector<uint8_t> compressed_, row_, scratch_;
     std::vector<uint16_t> samples_;

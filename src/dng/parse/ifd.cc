@@ -45,8 +45,6 @@ void read_planes(VorelDngStream &stream, uint32_t type, uint32_t count, uint32_t
 
 int32_t side_of(uint32_t size) { return static_cast<int32_t>(std::min<uint32_t>(size, INT32_MAX)); }
 
-uint32_t divided_up(uint32_t size, uint32_t by) { return by ? size / by + (size % by != 0) : 0; }
-
 }  // namespace
 
 bool VorelDngIFD::parseTag(VorelDngStream &stream, uint32_t parentCode, uint32_t tagCode, uint32_t tagType,
@@ -168,8 +166,8 @@ void VorelDngIFD::postParse() {
     }
     if (!tileWidth) tileWidth = width;
     if (!tileLength) tileLength = height;
-    tilesAcross = divided_up(width, tileWidth);
-    tilesDown = divided_up(height, tileLength);
+    tilesAcross = SafeUint32DivideUp(width, tileWidth);
+    tilesDown = SafeUint32DivideUp(height, tileLength);
 
     const DngRect whole = {0, 0, side_of(height), side_of(width)};
     activeArea = intersection(activeArea, whole);
