@@ -71,8 +71,8 @@ void VorelDngLinearizationInfo::parse(DevelopContext &, VorelDngStream &stream, 
         columnDelta_ = read_numbers(stream, ifd.blackDeltaHOffset, ifd.blackDeltaHType, ifd.blackDeltaHCount);
     }
     doRoundBlacks(ifd);
-    // Packed codes are below 2^bits; what a JPEG holds need not be.
-    const bool packed = ifd.compression == 1 && ifd.bitsPerSample[0] < 16;
+    // Packed codes are below 2^bits; what a JPEG holds need not be, and what opcodes make of codes neither.
+    const bool packed = ifd.compression == 1 && ifd.bitsPerSample[0] < 16 && ifd.opcodeListLength[0] == 0;
     codes_ = packed ? 1u << ifd.bitsPerSample[0] : kWords;
 }
 
