@@ -195,8 +195,11 @@ void VorelDngLinearizationInfo::prepareLinearizePlane(DevelopContext &, const Vo
 
 void VorelDngLinearizationInfo::performLinearizePlane(const VorelDngImage &src, VorelDngImage &dst, uint32_t plane,
                                                       const DngRect &area) {
-    if (takes_floats(src, dst)) return linearize_floats(src, dst, plane, area);
-    linearize_integers(src, dst, plane, area);
+    const DngRect &from = src.getBounds(), &active = activeArea_;
+    const DngRect there = vorel::intersection(
+        area, {from.top - active.top, from.left - active.left, from.bottom - active.top, from.right - active.left});
+    if (takes_floats(src, dst)) return linearize_floats(src, dst, plane, there);
+    linearize_integers(src, dst, plane, there);
 }
 
 namespace {
