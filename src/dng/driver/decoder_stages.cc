@@ -95,12 +95,14 @@ void VorelDngDecoder::buildStage2Image() {
 
 void VorelDngDecoder::doBuildStage2() {
     const VorelDngImage *source = stage1_ ? stage1_.get() : handleRaw_;
-    // An opcode may have cut stage 1.
-    const DngRect area = intersection(linearization_->activeArea(), source->getBounds());
-    if (!(area == linearization_->activeArea()) || area.empty()) return;
+    const DngRect &area = linearization_->activeArea();
+    if (area.empty()) return;
+    // An opcode may have cut stage 1: what is missing is black.
+    const bool all = intersection(area, source->getBounds()) == area;
     const bool floats = source->isFloat() || source->getPixelType() == kPixelLong;
     stage1Float_ = source->isFloat();
-    stage2_.reset(makeDngImage(at_origin(area), source->planes(), floats ? kPixelFloat : kPixelShort));
+    stage2_ = std::make_unique<VorelDngImage>(at_origin(area), source->planes(), floats ? kPixelFloat : kPixelShort,
+                                              all ? ImageFill::kNone : ImageFill::kZero);
     linearization_->doLinearize(*this, *source, *stage2_);
 }
 

@@ -71,8 +71,8 @@ void VorelDngLinearizationInfo::parse(DevelopContext &, VorelDngStream &stream, 
         columnDelta_ = read_numbers(stream, ifd.blackDeltaHOffset, ifd.blackDeltaHType, ifd.blackDeltaHCount);
     }
     doRoundBlacks(ifd);
-    // Packed codes are below 2^bits; what a JPEG holds need not be.
-    const bool packed = ifd.compression == 1 && ifd.bitsPerSample[0] < 16;
+    // Packed codes are below 2^bits; what a JPEG holds need not be, and what opcodes make of codes neither.
+    const bool packed = ifd.compression == 1 && ifd.bitsPerSample[0] < 16 && ifd.opcodeListLength[0] == 0;
     codes_ = packed ? 1u << ifd.bitsPerSample[0] : kWords;
 }
 
@@ -197,8 +197,11 @@ void VorelDngLinearizationInfo::prepareLinearizePlane(DevelopContext &, const Vo
 
 void VorelDngLinearizationInfo::performLinearizePlane(const VorelDngImage &src, VorelDngImage &dst, uint32_t plane,
                                                       const DngRect &area) {
-    if (takes_floats(src, dst)) return linearize_floats(src, dst, plane, area);
-    linearize_integers(src, dst, plane, area);
+    const DngRect &from = src.getBounds(), &active = activeArea_;
+    const DngRect there = vorel::intersection(
+        area, {from.top - active.top, from.left - active.left, from.bottom - active.top, from.right - active.left});
+    if (takes_floats(src, dst)) return linearize_floats(src, dst, plane, there);
+    linearize_integers(src, dst, plane, there);
 }
 
 namespace {

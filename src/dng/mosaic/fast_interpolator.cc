@@ -132,8 +132,9 @@ void VorelDngFastInterpolator::interpolate(const VorelDngImage &src, VorelDngIma
 void VorelDngFastInterpolator::interpolate(const VorelDngImage &src, VorelDngImage &dst, const DngRect &area) {
     if (!mosaic_.hasPattern() || plane_ >= src.planes() || src.getPixelType() != dst.getPixelType()) return;
     const DngPoint size = dst.getBounds().size();
-    const Blocks blocks(src.getBounds().size(), size, vorel::intersection(area, {0, 0, size.v, size.h}));
-    if (blocks.area.empty()) return;
+    const DngRect all = vorel::intersection(area, {0, 0, size.v, size.h});
+    if (all.empty()) return;
+    const Blocks blocks(src.getBounds().size(), size, all);
     if (src.isFloat()) {
         make_rows<float, double>(src, dst, blocks);
     } else if (src.getPixelType() == kPixelShort) {

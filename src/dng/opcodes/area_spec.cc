@@ -20,13 +20,10 @@ int32_t step_of(uint32_t pitch, uint32_t side) { return static_cast<int32_t>(std
 
 }  // namespace
 
+// The order in which initialisers in braces are evaluated is that in which they stand.
+DngPoint read_point(VorelDngStream &stream) { return {read_number(stream), read_number(stream)}; }
 DngRect read_rect(VorelDngStream &stream) {
-    DngRect rect;
-    rect.top = read_number(stream);
-    rect.left = read_number(stream);
-    rect.bottom = read_number(stream);
-    rect.right = read_number(stream);
-    return rect;
+    return {read_number(stream), read_number(stream), read_number(stream), read_number(stream)};
 }
 
 }  // namespace vorel

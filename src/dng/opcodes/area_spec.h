@@ -9,7 +9,8 @@
 
 namespace vorel {
 
-// Top, left, bottom, right; numbers beyond int32 are its largest.
+// Row and column; top, left, bottom and right. Numbers beyond int32 are its largest.
+DngPoint read_point(VorelDngStream &stream);
 DngRect read_rect(VorelDngStream &stream);
 
 // Some of the samples of an image.

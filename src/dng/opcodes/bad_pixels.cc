@@ -5,6 +5,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "dng/opcodes/area_spec.h"
+
 using vorel::DngPoint;
 using vorel::DngRect;
 using vorel::SiteKind;
@@ -63,12 +65,12 @@ struct Sum {
     }
 };
 
-// The mean for the sample at (row, column). good(row, column): whether there is one that may be read.
+// The mean for the sample at a point. good(row, column): whether there is one that may be read.
 template <typename Sample, typename IsGood>
-Sample mean_of_good(const VorelDngImage &image, SiteKind kind, int32_t row, int32_t column, uint32_t plane,
+Sample mean_of_good(const VorelDngPixelBuffer &buffer, SiteKind kind, const DngPoint &point, uint32_t plane,
                     int32_t reach, const IsGood &good) {
     const Pairs &pairs = kPairs[static_cast<size_t>(kind)];
-    const auto sample = [&](int32_t v, int32_t h) { return *image.at<Sample>(row + v, column + h, plane); };
+    const auto sample = [&](int32_t v, int32_t h) { return *buffer.at<Sample>(point.v + v, point.h + h, plane); };
     for (const bool far : {false, true}) {
         if (far && reach < kFar) break;
         const int32_t end = far ? pairs.count : pairs.near;
@@ -79,7 +81,8 @@ Sample mean_of_good(const VorelDngImage &image, SiteKind kind, int32_t row, int3
             const int32_t distance = pairs.at[i].distance();
             for (; i < end && pairs.at[i].distance() == distance; ++i) {
                 const auto &at = pairs.at[i];
-                const bool behind = good(row + at.v, column + at.h), in_front = good(row - at.v, column - at.h);
+                const bool behind = good(point.v + at.v, point.h + at.h),
+                           in_front = good(point.v - at.v, point.h - at.h);
                 if (!behind && !in_front) continue;
                 if (behind && in_front) {
                     whole.add(sample(at.v, at.h));
@@ -97,10 +100,10 @@ Sample mean_of_good(const VorelDngImage &image, SiteKind kind, int32_t row, int3
     return sample(0, 0);
 }
 
-// work(sample type) for images of any type.
+// work(sample type) for samples of any type.
 template <typename Work>
-void with_any_samples(const VorelDngImage &image, const Work &work) {
-    switch (image.getPixelType()) {
+void with_any_samples(const VorelDngPixelBuffer &buffer, const Work &work) {
+    switch (buffer.pixelType) {
         case kPixelByte:
             return work(uint8_t{});
         case kPixelShort:
@@ -115,13 +118,16 @@ void with_any_samples(const VorelDngImage &image, const Work &work) {
 }
 
 // Planes are colours: there is no mosaic in an image of several.
-uint32_t phase_of(const VorelDngImage &image, uint32_t bayer_phase) { return image.planes() == 1 ? bayer_phase : 4; }
+SiteKind kind_at(const VorelDngPixelBuffer &buffer, uint32_t bayer_phase, const DngPoint &point,
+                 const DngPoint &offset) {
+    return buffer.planes == 1 ? vorel::site_kind(bayer_phase, point.v + offset.v, point.h + offset.h) : SiteKind::kAll;
+}
 
 void copy_samples(const VorelDngImage &src, VorelDngImage &dst) {
     const DngRect &bounds = src.getBounds();
     const size_t bytes = size_t{bounds.width()} * src.planes() * src.buffer().pixelSize;
     for (int32_t row = bounds.top; row < bounds.bottom; ++row) {
-        with_any_samples(src, [&](auto kind) {
+        with_any_samples(src.buffer(), [&](auto kind) {
             using Sample = decltype(kind);
             std::memcpy(dst.at<Sample>(row, bounds.left), src.at<Sample>(row, bounds.left), bytes);
         });
@@ -138,25 +144,26 @@ VorelDngOpcodeFixBadPixelsConstant::VorelDngOpcodeFixBadPixelsConstant(VorelDngS
     setUsable(!body.failed());
 }
 
+template <typename Sample>
+void VorelDngOpcodeFixBadPixelsConstant::FixIsolatedPixel(const VorelDngPixelBuffer &buffer, const DngPoint &point,
+                                                          uint32_t plane, const VorelDngPixelBuffer &spoilt) const {
+    const SiteKind kind = kind_at(buffer, bayerPhase_, point, frame().offset);
+    *buffer.at<Sample>(point.v, point.h, plane) =
+        mean_of_good<Sample>(spoilt, kind, point, plane, kFar, [&](int32_t row, int32_t column) {
+            return spoilt.area.contains(row, column) && !isBad(*spoilt.at<Sample>(row, column, plane));
+        });
+}
+
 void VorelDngOpcodeFixBadPixelsConstant::processArea(vorel::DevelopContext &decoder, const VorelDngImage &src,
                                                      VorelDngImage &dst, const DngRect &area) {
     copy_samples(src, dst);
-    const DngPoint offset = frame().offset;
-    const uint32_t phase = phase_of(src, bayerPhase_);
-    with_any_samples(src, [&](auto type) {
+    with_any_samples(src.buffer(), [&](auto type) {
         using Sample = decltype(type);
-        for (int32_t row = area.top; row < area.bottom; ++row) {
-            if (decoder.cancelled()) return;
+        for (int32_t row = area.top; row < area.bottom && !decoder.cancelled(); ++row) {
             for (int32_t column = area.left; column < area.right; ++column) {
                 for (uint32_t plane = 0; plane < src.planes(); ++plane) {
-                    const auto is_bad = [&](int32_t v, int32_t h) {
-                        return *src.at<Sample>(v, h, plane) == static_cast<Sample>(constant_);
-                    };
-                    if (!is_bad(row, column)) continue;
-                    const SiteKind kind = vorel::site_kind(phase, row + offset.v, column + offset.h);
-                    *dst.at<Sample>(row, column, plane) = mean_of_good<Sample>(
-                        src, kind, row, column, plane, kFar,
-                        [&](int32_t v, int32_t h) { return src.getBounds().contains(v, h) && !is_bad(v, h); });
+                    if (!isBad(*src.at<Sample>(row, column, plane))) continue;
+                    FixIsolatedPixel<Sample>(dst.buffer(), {row, column}, plane, src.buffer());
                 }
             }
         }
@@ -169,15 +176,8 @@ VorelDngOpcodeFixBadPixelList::VorelDngOpcodeFixBadPixelList(VorelDngStream &str
     const uint64_t points = body.get_QMUINT32(), rects = body.get_QMUINT32();
     setUsable(!body.failed() && body.holds(body.getPosition(), points * 8 + rects * 16));
     if (!body.holds(body.getPosition(), points * 8 + rects * 16)) return;
-    const auto number = [&] { return static_cast<int32_t>(std::min<uint32_t>(body.get_QMUINT32(), INT32_MAX)); };
-    for (uint64_t i = 0; i < points; ++i) {
-        const int32_t row = number();
-        list_.addPoint({row, number()});
-    }
-    for (uint64_t i = 0; i < rects; ++i) {
-        const int32_t top = number(), left = number(), bottom = number();
-        list_.addRect({top, left, bottom, number()});
-    }
+    for (uint64_t i = 0; i < points; ++i) list_.addPoint(vorel::read_point(body));
+    for (uint64_t i = 0; i < rects; ++i) list_.addRect(vorel::read_rect(body));
     list_.sort();
 }
 
@@ -214,36 +214,47 @@ struct VorelDngOpcodeFixBadPixelList::Defects {
 };
 
 template <typename IsGood>
-void VorelDngOpcodeFixBadPixelList::fix(VorelDngImage &image, const DngPoint &point, int32_t reach,
+void VorelDngOpcodeFixBadPixelList::fix(const VorelDngPixelBuffer &buffer, const DngPoint &point, int32_t reach,
                                         const IsGood &good) const {
-    const DngPoint offset = frame().offset;
-    const SiteKind kind = vorel::site_kind(phase_of(image, bayerPhase_), point.v + offset.v, point.h + offset.h);
-    with_any_samples(image, [&](auto type) {
+    const SiteKind kind = kind_at(buffer, bayerPhase_, point, frame().offset);
+    with_any_samples(buffer, [&](auto type) {
         using Sample = decltype(type);
-        for (uint32_t plane = 0; plane < image.planes(); ++plane) {
-            *image.at<Sample>(point.v, point.h, plane) =
-                mean_of_good<Sample>(image, kind, point.v, point.h, plane, reach, good);
+        for (uint32_t plane = 0; plane < buffer.planes; ++plane) {
+            *buffer.at<Sample>(point.v, point.h, plane) = mean_of_good<Sample>(buffer, kind, point, plane, reach, good);
         }
     });
 }
 
-void VorelDngOpcodeFixBadPixelList::FixIsolatedPixel(VorelDngImage &image, const DngPoint &point) const {
-    fix(image, point, kNear, [&](int32_t row, int32_t column) { return image.getBounds().contains(row, column); });
+void VorelDngOpcodeFixBadPixelList::FixIsolatedPixel(const VorelDngPixelBuffer &buffer, const DngPoint &point) const {
+    fix(buffer, point, kNear, [&](int32_t row, int32_t column) { return buffer.area.contains(row, column); });
 }
 
-void VorelDngOpcodeFixBadPixelList::FixClusteredPixel(VorelDngImage &image, const DngPoint &point,
+void VorelDngOpcodeFixBadPixelList::FixClusteredPixel(const VorelDngPixelBuffer &buffer, const DngPoint &point,
                                                       Defects &defects) const {
     if (defects.at(point.v, point.h) == Defects::kFixed) return;
-    fix(image, point, kFar, [&](int32_t row, int32_t column) { return defects.good(row, column); });
+    fix(buffer, point, kFar, [&](int32_t row, int32_t column) { return defects.good(row, column); });
     defects.at(point.v, point.h) = Defects::kFixed;
 }
 
-void VorelDngOpcodeFixBadPixelList::FixClusteredRect(VorelDngImage &image, const DngRect &badRect,
+void VorelDngOpcodeFixBadPixelList::FixSingleRow(const VorelDngPixelBuffer &buffer, const DngRect &badRect,
+                                                 Defects &defects) const {
+    if (defects.decoder.cancelled()) return;
+    for (int32_t column = badRect.left; column < badRect.right; ++column) {
+        FixClusteredPixel(buffer, {badRect.top, column}, defects);
+    }
+}
+
+void VorelDngOpcodeFixBadPixelList::FixSingleColumn(const VorelDngPixelBuffer &buffer, const DngRect &badRect,
+                                                    Defects &defects) const {
+    for (int32_t row = badRect.top; row < badRect.bottom; ++row) {
+        FixClusteredPixel(buffer, {row, badRect.left}, defects);
+    }
+}
+
+void VorelDngOpcodeFixBadPixelList::FixClusteredRect(const VorelDngPixelBuffer &buffer, const DngRect &badRect,
                                                      Defects &defects) const {
-    for (int32_t row = badRect.top; row < badRect.bottom && !defects.decoder.cancelled(); ++row) {
-        for (int32_t column = badRect.left; column < badRect.right; ++column) {
-            FixClusteredPixel(image, {row, column}, defects);
-        }
+    for (int32_t row = badRect.top; row < badRect.bottom; ++row) {
+        FixSingleRow(buffer, {row, badRect.left, row + 1, badRect.right}, defects);
     }
 }
 
@@ -268,7 +279,16 @@ void VorelDngOpcodeFixBadPixelList::processArea(vorel::DevelopContext &decoder, 
         if (place.contains(point.v, point.h)) defects.at(point.v - offset.v, point.h - offset.h) = Defects::kBad;
     }
 
-    for (const DngRect &rect : rects) FixClusteredRect(dst, rect, defects);
+    const VorelDngPixelBuffer &buffer = dst.buffer();
+    for (const DngRect &rect : rects) {
+        if (rect.height() == 1) {
+            FixSingleRow(buffer, rect, defects);
+        } else if (rect.width() == 1) {
+            FixSingleColumn(buffer, rect, defects);
+        } else {
+            FixClusteredRect(buffer, rect, defects);
+        }
+    }
     const bool few = uint64_t{list_.points().size()} * list_.rects().size() <= kMostComparisons;
     for (size_t i = 0; i < list_.points().size(); ++i) {
         const DngPoint &listed = list_.points()[i];
@@ -276,9 +296,9 @@ void VorelDngOpcodeFixBadPixelList::processArea(vorel::DevelopContext &decoder, 
         if (!place.contains(listed.v, listed.h)) continue;
         const DngPoint point = {listed.v - offset.v, listed.h - offset.h};
         if (few && list_.isPointIsolated(static_cast<uint32_t>(i), kNear)) {
-            FixIsolatedPixel(dst, point);
+            FixIsolatedPixel(buffer, point);
         } else {
-            FixClusteredPixel(dst, point, defects);
+            FixClusteredPixel(buffer, point, defects);
         }
     }
 }

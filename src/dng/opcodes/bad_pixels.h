@@ -1,6 +1,7 @@
 // Defects of the sensor, replaced by what is around them.
 #pragma once
 
+#include <type_traits>
 #include <vector>
 
 #include "dng/opcodes/opcode.h"
@@ -56,6 +57,17 @@ class VorelDngOpcodeFixBadPixelsConstant : public VorelDngFilterOpcode {
                      const vorel::DngRect &area) override;
 
   private:
+    // A constant beyond the samples' range is none of theirs.
+    template <typename Sample>
+    bool isBad(Sample sample) const {
+        if constexpr (std::is_integral_v<Sample>) return sample == constant_;
+        return sample == static_cast<Sample>(constant_);
+    }
+    // One plane of buffer, from the samples of spoilt, of which none is fixed yet.
+    template <typename Sample>
+    void FixIsolatedPixel(const VorelDngPixelBuffer &buffer, const vorel::DngPoint &point, uint32_t plane,
+                          const VorelDngPixelBuffer &spoilt) const;
+
     uint32_t constant_, bayerPhase_;
 };
 
@@ -70,11 +82,13 @@ class VorelDngOpcodeFixBadPixelList : public VorelDngFilterOpcode {
     struct Defects;  // where they lie in the image
     // Positions are those of the image that is fixed.
     template <typename IsGood>
-    void fix(VorelDngImage &image, const vorel::DngPoint &point, int32_t reach, const IsGood &good) const;
-    void FixIsolatedPixel(VorelDngImage &image, const vorel::DngPoint &point) const;
-    void FixClusteredPixel(VorelDngImage &image, const vorel::DngPoint &point, Defects &defects) const;
-    // Also a single row or column, which the pairs across it are for.
-    void FixClusteredRect(VorelDngImage &image, const vorel::DngRect &badRect, Defects &defects) const;
+    void fix(const VorelDngPixelBuffer &buffer, const vorel::DngPoint &point, int32_t reach, const IsGood &good) const;
+    void FixIsolatedPixel(const VorelDngPixelBuffer &buffer, const vorel::DngPoint &point) const;
+    void FixClusteredPixel(const VorelDngPixelBuffer &buffer, const vorel::DngPoint &point, Defects &defects) const;
+    // Mended sample by sample: the nearest good pairs lie across a row or a column.
+    void FixSingleRow(const VorelDngPixelBuffer &buffer, const vorel::DngRect &badRect, Defects &defects) const;
+    void FixSingleColumn(const VorelDngPixelBuffer &buffer, const vorel::DngRect &badRect, Defects &defects) const;
+    void FixClusteredRect(const VorelDngPixelBuffer &buffer, const vorel::DngRect &badRect, Defects &defects) const;
 
     VorelDngBadPixelList list_;
     uint32_t bayerPhase_;

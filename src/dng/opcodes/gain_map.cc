@@ -12,7 +12,7 @@ using vorel::DngRect;
 
 namespace {
 
-#define LOG_GAIN_MAP(line) ::vorel::log_print()(::vorel::kLogError, "Dng gain map", line)
+void log_error(const char *message) { vorel::log_print()(vorel::kLogError, "Dng gain map", message); }
 
 }  // namespace
 
@@ -31,7 +31,7 @@ VorelDngGainMap *VorelDngGainMap::getStream(VorelDngStream &stream, uint32_t byt
     const uint64_t gains = points <= most && map->planes_ <= most ? points * map->planes_ : most + 1;
     if (stream.failed() || gains > most || map->planes_ == 0 ||
         !stream.holds(stream.getPosition(), gains * sizeof(float))) {
-        LOG_GAIN_MAP("getStream error");
+        log_error("getStream error");
         return nullptr;
     }
     map->points_ = {static_cast<int32_t>(rows), static_cast<int32_t>(columns)};
@@ -61,7 +61,7 @@ VorelDngGainMapInterpolator::Place VorelDngGainMapInterpolator::place(double pos
     return {index, static_cast<float>(position - index)};
 }
 
-void VorelDngGainMapInterpolator::ResetColumn(int32_t row, uint32_t plane) {
+void VorelDngGainMapInterpolator::setRow(int32_t row, uint32_t plane) {
     const DngPoint &points = map_.getPoints();
     const Place at = place((static_cast<double>(row) / size_.v - map_.originV) / map_.spacingV, points.v);
     const int32_t upper = static_cast<int32_t>(at.index), lower = std::min(upper + 1, points.v - 1);
@@ -70,7 +70,7 @@ void VorelDngGainMapInterpolator::ResetColumn(int32_t row, uint32_t plane) {
         row_[static_cast<size_t>(i)] = gain + (map_.gain(lower, i, plane) - gain) * at.fraction;
     }
     for (size_t i = 0; i + 1 < row_.size(); ++i) slopes_[i] = row_[i + 1] - row_[i];
-    column_ = 0;
+    ResetColumn();
 }
 
 VorelDngOpcodeGainMap::VorelDngOpcodeGainMap(VorelDngStream &stream) : VorelDngInplaceOpcode(9, stream) {
@@ -79,15 +79,15 @@ VorelDngOpcodeGainMap::VorelDngOpcodeGainMap(VorelDngStream &stream) : VorelDngI
     spec_.getStream(body);
     const uint64_t start = std::min<uint64_t>(body.getPosition(), body.length());
     map_.reset(VorelDngGainMap::getStream(body, static_cast<uint32_t>(body.length() - start)));
-    if (map_ && body.getPosition() != count) LOG_GAIN_MAP("VorelDngOpcodeGainMap error");
+    if (map_ && body.getPosition() != count) log_error("VorelDngOpcodeGainMap error");
     setUsable(map_ != nullptr);
 }
 
 void VorelDngOpcodeGainMap::doPrepare(vorel::DevelopContext &, const DngRect &, uint32_t, uint32_t) {
     if (!map_) return;
     const DngPoint &points = map_->getPoints();
-    if (points.v < 1) LOG_GAIN_MAP("(fMap.getPoints().v < 1) error");
-    if (points.h < 1) LOG_GAIN_MAP("(fMap.getPoints().h < 1) error");
+    if (points.v < 1) log_error("(fMap.getPoints().v < 1) error");
+    if (points.h < 1) log_error("(fMap.getPoints().h < 1) error");
     hasPoints_ = points.v > 0 && points.h > 0;
 }
 
@@ -105,7 +105,7 @@ void VorelDngOpcodeGainMap::processArea(vorel::DevelopContext &, VorelDngImage &
     };
     for (uint32_t i = 0; i < grid.rows(); ++i) {
         for (uint32_t plane = 0; plane < grid.planes; ++plane) {
-            gains.ResetColumn(grid.row(i) - whole.top, std::min(plane, map_->planes() - 1));
+            gains.setRow(grid.row(i) - whole.top, std::min(plane, map_->planes() - 1));
             const int32_t step = grid.columnStep(image);
             if (image.getPixelType() == kPixelShort) {
                 uint16_t *const samples = grid.at<uint16_t>(image, i, grid.plane + plane);

@@ -9,8 +9,8 @@
 
 class VorelDngGainMap {
   public:
-    // Null, and a log line, when the stream has not as many gains as the map has points and planes. byteCount: of the
-    // map. The caller owns the result.
+    // Null, and a message in the log, when the stream has not as many gains as the map has points and planes.
+    // byteCount: of the map. The caller owns the result.
     static VorelDngGainMap *getStream(VorelDngStream &stream, uint32_t byteCount);
 
     const vorel::DngPoint &getPoints() const { return points_; }
@@ -37,7 +37,8 @@ class VorelDngGainMapInterpolator {
                                 uint32_t count, int32_t pitch);
 
     // To the first column of a row, in one plane of the map.
-    void ResetColumn(int32_t row, uint32_t plane);
+    void setRow(int32_t row, uint32_t plane);
+    void ResetColumn() { column_ = 0; }
     float interpolate() const {
         const Place &at = columns_[column_];
         return row_[at.index] + slopes_[at.index] * at.fraction;

@@ -2,6 +2,7 @@
 #include <vorel/dng_samples.h>
 
 #include "core/core.h"
+#include "dng/opcodes/map_opcodes.h"
 #include "dng/opcodes/sample_range.h"
 
 namespace vorel {
@@ -31,15 +32,13 @@ void map_area(Sample *samples, uint32_t rows, uint32_t columns, uint32_t planes,
     }
 }
 
-constexpr uint32_t kMostDegree = 8;
-
 }  // namespace
 }  // namespace vorel
 
 void doMapPoly16(uint16_t *pixels, uint32_t rows, uint32_t columns, uint32_t planes, int32_t rowStep,
                  int32_t columnStep, int32_t planeStep, const double *coefficients, uint32_t degree) {
     constexpr uint32_t kValues = 0x10000;
-    if (degree > vorel::kMostDegree) return;
+    if (degree > VorelDngOpcodeMapPolynomial::kMostDegree) return;
     // Many samples are looked up.
     uint16_t *const table = uint64_t{rows} * columns * planes > kValues
                                 ? static_cast<uint16_t *>(vorel::os_allocate(kValues * sizeof(uint16_t)))
@@ -56,7 +55,7 @@ void doMapPoly16(uint16_t *pixels, uint32_t rows, uint32_t columns, uint32_t pla
 
 void doMapPoly32(float *pixels, uint32_t rows, uint32_t columns, uint32_t planes, int32_t rowStep, int32_t columnStep,
                  int32_t planeStep, const double *coefficients, uint32_t degree) {
-    if (degree > vorel::kMostDegree) return;
+    if (degree > VorelDngOpcodeMapPolynomial::kMostDegree) return;
     vorel::map_area(pixels, rows, columns, planes, rowStep, columnStep, planeStep,
                     [&](float sample) { return vorel::mapped(sample, coefficients, degree); });
 }

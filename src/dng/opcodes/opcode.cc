@@ -23,8 +23,12 @@ void inplaceOpcodeTask(InplaceWork &work, const DngRect &rect) {
 
 }  // namespace
 
-VorelDngOpcode::VorelDngOpcode(uint32_t opcodeId, VorelDngStream &stream)
-    : id_(opcodeId), minVersion_(stream.get_QMUINT32()), flags_(stream.get_QMUINT32()), wasReadFromStream_(true) {}
+VorelDngOpcode::VorelDngOpcode(uint32_t opcodeId, VorelDngStream &stream, uint32_t passes)
+    : id_(opcodeId),
+      minVersion_(stream.get_QMUINT32()),
+      flags_(stream.get_QMUINT32()),
+      passes_(passes),
+      wasReadFromStream_(true) {}
 
 VorelDngStream VorelDngOpcode::takeBody(VorelDngStream &stream, uint32_t *declared) {
     const uint32_t count = stream.get_QMUINT32();

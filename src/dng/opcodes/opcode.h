@@ -17,8 +17,8 @@ class VorelDngOpcode {
     virtual bool isValidForNegative(const vorel::DevelopContext &) const { return true; }
     virtual void doApply(vorel::DevelopContext &decoder, VorelDngImage *&image) = 0;
 
-    // How many passes over the image it may take as long as: what looks far around does.
-    virtual uint32_t passes() const { return 1; }
+    // As how many passes over the image it counts, by the time that it may take.
+    uint32_t passes() const { return passes_; }
     // Whether it is to run in this develop.
     bool aboutToApply(vorel::DevelopContext &decoder);
 
@@ -28,12 +28,13 @@ class VorelDngOpcode {
 
   protected:
     static constexpr uint32_t kOptional = 1, kSkipInPreview = 2;  // flags
+    static constexpr uint32_t kNeighbourPasses = 8;               // of what looks at many neighbours of a sample
 
     // One that was made here.
     VorelDngOpcode(uint32_t opcodeId, uint32_t minVersion, uint32_t flags)
         : id_(opcodeId), minVersion_(minVersion), flags_(flags) {}
     // One of a file; the stream stands behind its id.
-    VorelDngOpcode(uint32_t opcodeId, VorelDngStream &stream);
+    VorelDngOpcode(uint32_t opcodeId, VorelDngStream &stream, uint32_t passes = 1);
 
     // Reads the count of bytes and moves the stream behind them. Nothing outside of the body can be read from the
     // result, which is shorter than the count where the stream is.
@@ -50,7 +51,7 @@ class VorelDngOpcode {
     const vorel::DngRect &wholeBounds() const { return whole_; }
 
   private:
-    uint32_t id_, minVersion_, flags_;
+    uint32_t id_, minVersion_, flags_, passes_ = 1;
     bool wasReadFromStream_ = false, usable_ = true;
     uint32_t stage_ = 0;  // 1 to 3: the list's
     vorel::OpcodeFrame frame_;
@@ -70,11 +71,11 @@ class VorelDngFilterOpcode : public VorelDngOpcode {
     virtual void processArea(vorel::DevelopContext &decoder, const VorelDngImage &src, VorelDngImage &dst,
                              const vorel::DngRect &area) = 0;
 
-    uint32_t passes() const override { return 8; }
     void doApply(vorel::DevelopContext &decoder, VorelDngImage *&image) override;
 
   protected:
-    using VorelDngOpcode::VorelDngOpcode;
+    VorelDngFilterOpcode(uint32_t opcodeId, VorelDngStream &stream)
+        : VorelDngOpcode(opcodeId, stream, kNeighbourPasses) {}
 };
 
 // Sample by sample in the image itself, in four threads.

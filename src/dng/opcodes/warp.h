@@ -46,11 +46,10 @@ namespace vorel {
 // On the caller's thread, for whole images alone: a region does not have all that moves into it.
 class WarpOpcode : public VorelDngOpcode {
   public:
-    uint32_t passes() const override { return 8; }
     void doApply(DevelopContext &decoder, VorelDngImage *&image) override;
 
   protected:
-    using VorelDngOpcode::VorelDngOpcode;
+    WarpOpcode(uint32_t opcodeId, VorelDngStream &stream) : VorelDngOpcode(opcodeId, stream, kNeighbourPasses) {}
     virtual const VorelDngWarpParams &params() const = 0;
 };
 
