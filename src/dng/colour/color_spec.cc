@@ -53,11 +53,14 @@ VorelDngMatrix VorelDngColorSpec::findXYZtoCamera(const VorelDngXYCoord &coord, 
     // One illuminant alone: its matrices stand for every white.
     const bool two = !profile.color2.empty() && profile.hasTwoTemperatures();
     const double weight = two ? profile.weightOfFirst(coord) : 1;
-    const VorelDngMatrix calibration = blended(calibration1_, calibration2_, weight);
-    if (forwardMatrix) *forwardMatrix = blended(profile.forward1, profile.forward2, weight);
-    if (reductionMatrix) *reductionMatrix = blended(profile.reduction1, profile.reduction2, weight);
+    const auto at_white = [&](const VorelDngMatrix &first, const VorelDngMatrix &second) {
+        return two ? blended(first, second, weight) : first;
+    };
+    const VorelDngMatrix calibration = at_white(calibration1_, calibration2_);
+    if (forwardMatrix) *forwardMatrix = at_white(profile.forward1, profile.forward2);
+    if (reductionMatrix) *reductionMatrix = at_white(profile.reduction1, profile.reduction2);
     if (cameraCalibration) *cameraCalibration = calibration;
-    return analog_balance_ * calibration * blended(profile.color1, profile.color2, weight);
+    return analog_balance_ * calibration * at_white(profile.color1, profile.color2);
 }
 
 void VorelDngColorSpec::setWhiteXY(const VorelDngXYCoord &coord) {

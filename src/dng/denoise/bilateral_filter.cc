@@ -65,11 +65,11 @@ void VorelDngBilateralFilter::bilateralFilter(Array &in, Array &out, double sigm
         for (int32_t x = 0; x < in.width(); ++x) grid.add(x, y, from[at(x, y)], 1);
     }
     grid.smooth();
-    vorel::BilateralGrid::Line line;
+    vorel::BilateralGrid::RowValues row_values;
     for (int32_t y = 0; y < in.height(); ++y) {
-        grid.make_line(y, line);
+        grid.make_row_values(y, row_values);
         for (int32_t x = 0; x < in.width(); ++x) {
-            to[at(x, y)] = grid.value_at(line, grid.column_place(x), grid.level_place(from[at(x, y)]));
+            to[at(x, y)] = grid.value_at(row_values, grid.column_place(x), grid.level_place(from[at(x, y)]));
         }
     }
 }
@@ -125,13 +125,13 @@ void vorel::smooth_bytes(uint8_t *plane, int32_t stride, int32_t width, int32_t 
     for (int32_t value = least; value <= most; ++value) levels[value] = grid.level_place(value);
     std::vector<BilateralGrid::Place> columns;
     for (int32_t x = 0; x < width; ++x) columns.push_back(grid.column_place(x));
-    BilateralGrid::Line line;
+    BilateralGrid::RowValues row_values;
     for (int32_t y = 0; y < height; ++y) {
-        grid.make_line(y, line);
+        grid.make_row_values(y, row_values);
         uint8_t *row = row_at(y);
         for (int32_t x = 0; x < width; ++x) {
             // Within the plane's range, as all values of the grid are.
-            const double value = grid.value_at(line, columns[static_cast<size_t>(x)], levels[row[x]]);
+            const double value = grid.value_at(row_values, columns[static_cast<size_t>(x)], levels[row[x]]);
             row[x] = static_cast<uint8_t>(static_cast<int32_t>(value + 0.5));
         }
     }

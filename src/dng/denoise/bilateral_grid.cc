@@ -72,13 +72,13 @@ BilateralGrid::Place BilateralGrid::place(double position, int32_t size) {
     return result;
 }
 
-void BilateralGrid::make_line(int32_t y, Line &line) const {
+void BilateralGrid::make_row_values(int32_t y, RowValues &row_values) const {
     const Place row = place(y / sigma_spatial_ + 2, rows_);
     const size_t count = static_cast<size_t>(columns_) * static_cast<size_t>(levels_);
     const Cell *before = &cells_[index(row.lower, 0, 0)], *behind = &cells_[index(row.upper, 0, 0)];
-    line.values.resize(count);
+    row_values.values.resize(count);
     for (size_t i = 0; i < count; ++i) {
-        line.values[i] = before[i].sum * (1 - row.fraction) + behind[i].sum * row.fraction;
+        row_values.values[i] = before[i].sum * (1 - row.fraction) + behind[i].sum * row.fraction;
     }
 }
 

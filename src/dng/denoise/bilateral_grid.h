@@ -29,10 +29,10 @@ class BilateralGrid {
     int32_t column_of(int32_t x) const { return rounded(x); }
 
     // The smoothed values of image row y for all columns and levels of the grid.
-    struct Line {
+    struct RowValues {
         std::vector<double> values;
     };
-    void make_line(int32_t y, Line &line) const;
+    void make_row_values(int32_t y, RowValues &row_values) const;
 
     // A coordinate between two indices of the grid.
     struct Place {
@@ -41,9 +41,9 @@ class BilateralGrid {
     };
     Place column_place(int32_t x) const { return place(x / sigma_spatial_ + 2, columns_); }
     Place level_place(double value) const { return place((value - minimum_) / sigma_range_ + 2, levels_); }
-    double value_at(const Line &line, const Place &column, const Place &level) const {
-        const double *before = &line.values[static_cast<size_t>(column.lower) * static_cast<size_t>(levels_)];
-        const double *behind = &line.values[static_cast<size_t>(column.upper) * static_cast<size_t>(levels_)];
+    double value_at(const RowValues &row_values, const Place &column, const Place &level) const {
+        const double *before = &row_values.values[static_cast<size_t>(column.lower) * static_cast<size_t>(levels_)];
+        const double *behind = &row_values.values[static_cast<size_t>(column.upper) * static_cast<size_t>(levels_)];
         const double low = before[level.lower] * (1 - column.fraction) + behind[level.lower] * column.fraction;
         const double high = before[level.upper] * (1 - column.fraction) + behind[level.upper] * column.fraction;
         return low * (1 - level.fraction) + high * level.fraction;

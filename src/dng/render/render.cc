@@ -1,5 +1,7 @@
 #include "dng/render/render.h"
 
+#include <vorel/dng_samples.h>
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -211,18 +213,21 @@ void VorelDngRender::renderRowPlainly(const VorelDngImage &src, VorelDngImage &d
     const uint32_t width = rect.width(), planes = std::min(src.planes(), 4u);
     const uint32_t colours = decoder_->values().colorPlanes >= 2 ? planes : 1,
                    step = std::max(colours == 1 ? 1u : 3u, colours);
-    for (uint32_t plane = 0; plane < step; ++plane) {
+    const VorelDngPixelBuffer &from = src.buffer(), &to = dst.buffer();
+    const int32_t pixel = static_cast<int32_t>(step);
+    if (src.isFloat()) {
         for (uint32_t x = 0; x < width; ++x) {
-            float &v = buffer[x * step + plane];
-            const int32_t column = rect.left + static_cast<int32_t>(x);
-            if (plane >= planes) {
-                v = 0;
-            } else if (src.isFloat()) {
-                v = *src.at<float>(row, column, plane);
-            } else {
-                v = static_cast<float>(*src.at<uint16_t>(row, column, plane)) / 65535;
+            const float *at = src.at<float>(row, rect.left + static_cast<int32_t>(x));
+            for (uint32_t plane = 0; plane < std::min(planes, step); ++plane) {
+                buffer[x * step + plane] = at[static_cast<ptrdiff_t>(plane) * from.planeStep];
             }
         }
+    } else {
+        DoCopyArea16_R32(src.at<uint16_t>(row, rect.left), buffer, 1, width, std::min(planes, step), from.rowStep,
+                         from.colStep, from.planeStep, 0, pixel, 1, 65535);
+    }
+    for (uint32_t plane = planes; plane < step; ++plane) {
+        for (uint32_t x = 0; x < width; ++x) buffer[x * step + plane] = 0;
     }
     uint32_t made = 3;
     if (colours == 1) {
@@ -246,12 +251,7 @@ void VorelDngRender::renderRowPlainly(const VorelDngImage &src, VorelDngImage &d
         }
     }
     DoBaseline1DTable(buffer, buffer, made * width, encodeGamma_);
-    for (uint32_t x = 0; x < width; ++x) {
-        for (uint32_t plane = 0; plane < dst.planes(); ++plane) {
-            const float v = buffer[x * made + std::min(plane, made - 1)];
-            const float limited = v > 0 && v <= 1 ? v : v > 0.5f ? 1.0f : 0.0f;
-            *dst.at<uint8_t>(row, rect.left + static_cast<int32_t>(x), plane) =
-                static_cast<uint8_t>(0.5f + 255 * limited);
-        }
-    }
+    // One sample serves all planes.
+    DoCopyAreaR32_8(buffer, dst.at<uint8_t>(row, rect.left), 1, width, std::min(dst.planes(), 3u), 0,
+                    static_cast<int32_t>(made), made == 3 ? 1 : 0, to.rowStep, to.colStep, to.planeStep, 255);
 }

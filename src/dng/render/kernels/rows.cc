@@ -11,7 +11,7 @@
 namespace vorel {
 namespace {
 
-// v / 65535, rounded as that division is, for every v of 16 bits.
+// v times the float next to 1 / 65535, which is 65537 / 2^32: one rounding, as DoCopyArea16_R32() has it.
 constexpr float kShortScale = 1.0f / 65536;
 inline float short_value(uint16_t v) {
     const float f = static_cast<float>(v);
