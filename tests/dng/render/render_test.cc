@@ -130,11 +130,9 @@ TEST(DngRender, Curves) {
     EXPECT_EQ(ramp.evaluateInverse(0), 0);
 
     const VorelDng1dFunction &tone = VorelDngToneCurveArc3Default::GET();
-    // Indices of 1024 and their values.
-    const double forward[][2] = {{1, 0.00078},   {2, 0.0016},    {64, 0.10433},   {128, 0.25961},  {256, 0.52069},
-                                 {512, 0.80486}, {768, 0.93986}, {1000, 0.99664}, {1023, 0.99987}, {1024, 1}};
-    const double inverse[][2] = {{1, 0.00121},   {64, 0.04292},   {256, 0.12122}, {512, 0.23787},
-                                 {768, 0.43434}, {1000, 0.87306}, {1024, 1}};
+    // Indices of 1024 and their values, there and back.
+    const double forward[][2] = {{1, 0.00078}, {2, 0.0016}, {128, 0.25961}, {512, 0.80486}, {1023, 0.99987}, {1024, 1}};
+    const double inverse[][2] = {{1, 0.00121}, {64, 0.04292}, {512, 0.23787}, {1000, 0.87306}, {1024, 1}};
     for (const auto &[index, value] : forward) EXPECT_NEAR(tone.evaluate(index / 1024), value, 6e-8);
     for (const auto &[index, value] : inverse) EXPECT_NEAR(tone.evaluateInverse(index / 1024), value, 6e-8);
     for (int i = 0; i < 4000; ++i) {
@@ -176,29 +174,27 @@ VorelDngHueSatMap random_map(uint32_t hues, uint32_t sats, uint32_t vals, std::m
 // A map in doubles: each entry with the product of its three weights.
 std::array<double, 3> through_model(const VorelDngHueSatMap &map, const float *rgb, bool encoded) {
     const double r = rgb[0], g = rgb[1], b = rgb[2], v = std::max({r, g, b}), delta = v - std::min({r, g, b});
-    double hue = 0, change[3] = {0, 0, 0};
-    if (delta > 0) hue = v == r ? (g - b) / delta + 6 : v == g ? (b - r) / delta + 2 : (r - g) / delta + 4;
+    const double hue = v == r ? (g - b) / delta + 6 : v == g ? (b - r) / delta + 2 : (r - g) / delta + 4;
     const VorelDng1dFunction &gamma = VorelDngFunctionGammaEncode_sRGB::GET();
-    double most = encoded ? gamma.evaluate(v) : v;
-    const uint32_t sizes[3] = {map.hueDivisions(), map.satDivisions(), map.valDivisions()};
-    const double at[3] = {std::fmod(hue, 6) * sizes[0] / 6, delta / v * (sizes[1] - 1), most * (sizes[2] - 1)};
-    for (uint32_t i = 0; i < (sizes[0] + 1) * sizes[1] * sizes[2]; ++i) {
+    const double value = encoded ? gamma.evaluate(v) : v;
+    const uint32_t hues = map.hueDivisions(), sats = map.satDivisions(), vals = map.valDivisions();
+    double change[3] = {0, 0, 0};
+    for (uint32_t i = 0; i < (hues + 1) * sats * vals; ++i) {
         // The first hue comes once more behind the last one.
-        const uint32_t h = i % (sizes[0] + 1), s = i / (sizes[0] + 1) % sizes[1], e = i / (sizes[0] + 1) / sizes[1];
+        const uint32_t h = i % (hues + 1), s = i / (hues + 1) % sats, e = i / (hues + 1) / sats;
         const auto weight = [](double distance) { return std::max(0.0, 1 - std::fabs(distance)); };
-        const double share = weight(at[0] - h) * weight(at[1] - s) * weight(at[2] - e);
-        const float *entry = map.data() + 3 * ((e * sizes[0] + h % sizes[0]) * sizes[1] + s);
+        const double share = weight(std::fmod(hue, 6) * hues / 6 - h) * weight(delta / v * (sats - 1) - s) *
+                             weight(value * (vals - 1) - e);
+        const float *entry = map.data() + 3 * ((e * hues + h % hues) * sats + s);
         for (int part = 0; part < 3; ++part) change[part] += share * static_cast<double>(entry[part]);
     }
-    hue += change[0] / 60;
-    const double saturation = std::min(delta / v * change[1], 1.0);
-    most = std::clamp(most * change[2], 0.0, 1.0);
-    if (encoded) most = gamma.evaluateInverse(most);
+    const double most = std::clamp(value * change[2], 0.0, 1.0), saturation = std::min(delta / v * change[1], 1.0);
     std::array<double, 3> result;
     for (size_t i = 0; i < 3; ++i) {
         // How far the hue is from that of the plane, 0, 2 or 4: full up to 1, nothing from 2 on.
-        const double distance = std::fabs(std::remainder(hue - 2 * static_cast<double>(i), 6));
-        result[i] = most * (1 - saturation * std::clamp(distance - 1, 0.0, 1.0));
+        const double distance = std::fabs(std::remainder(hue + change[0] / 60 - 2 * static_cast<double>(i), 6));
+        result[i] =
+            (encoded ? gamma.evaluateInverse(most) : most) * (1 - saturation * std::clamp(distance - 1, 0.0, 1.0));
     }
     return result;
 }
@@ -284,24 +280,21 @@ TEST(DngRender, FastRowsEqualThePlainSteps) {
 TEST(DngRender, BytesNextToTheirThresholds) {
     VorelDng1dTable straight, gamma;
     straight.initialize(VorelDng1dIdentity::GET(), false);
-    gamma.initialize(VorelDngFunctionGammaEncode_1_8::GET(), false);
     std::vector<uint32_t> encode(kRenderSteps + 1);
     int32_t doubt = 0;
-    EXPECT_FALSE(make_encode_table(gamma.data(), encode.data(), &doubt));  // two bytes in a step
     gamma.initialize(VorelDngFunctionGammaEncode_sRGB::GET(), false);
     ASSERT_TRUE(make_encode_table(gamma.data(), encode.data(), &doubt));
     Samples in;
     for (int byte = 1; byte <= 255; ++byte) {
-        uint32_t below = 0;
+        uint32_t below = 0, end = std::bit_cast<uint32_t>(1.0f);
         for (uint32_t step = 1u << 29; step > 0; step /= 2) {
-            const float x = std::bit_cast<float>(std::min(below + step, std::bit_cast<uint32_t>(1.0f)));
+            const float x = std::bit_cast<float>(std::min(below + step, end));
             if (255 * gamma.interpolate(x) + 0.5f < static_cast<float>(byte)) below += step;
         }
-        for (uint32_t bits = below - 40; bits < below + 40; ++bits) in.insert(in.end(), 3, std::bit_cast<float>(bits));
+        for (uint32_t i = 0; i < 80; ++i) in.insert(in.end(), 3, std::bit_cast<float>(below - 40 + i));
     }
     RenderSetup setup = {};
-    for (size_t i = 0; i < 9; ++i) setup.camera[i] = setup.output[i] = i % 4 == 0;
-    for (float &white : setup.white) white = 1;
+    for (size_t i = 0; i < 9; i += 4) setup.camera[i] = setup.output[i] = setup.white[i / 4] = 1;
     setup.ramp = setup.tone = straight.data(), setup.gamma = gamma.data();
     setup.encode = encode.data(), setup.encode_doubt = doubt;
     expect_twins(runnable_render_kernels, "thresholds", [&](const RenderKernels &kernels) {
