@@ -136,7 +136,6 @@ TEST(DngDenoise, BilateralGrid) {
     const uint16_t shorts[2] = {7, 300};
     const std::unique_ptr<Array> limited(Array::getByteImageArray(shorts, 2, 1, Array::kShort));
     EXPECT_TRUE(limited->getMinValue() == 7 && limited->getMaxValue() == 255);
-    EXPECT_EQ(Array(0, 5, Array::kFloat).getMinValue(), 1e7);
     // Flat, all below 0 where the maximum is 0, and what no grid serves.
     const auto filtered = [](double value, double first, double range) {
         std::vector<double> plane(70 * 50, value);
@@ -164,14 +163,12 @@ TEST(DngDenoise, ConvertersOfThePictureAreNoPair) {
     const Bytes results = {0, 18, 55, 93, 117, 130, 167, 214, 254, 255};
     for (size_t i = 0; i < greys.size(); ++i) cases.push_back({Bytes(3, greys[i]), Bytes(3, results[i])});
     for (const auto &[in, expected] : cases) {
-        for (const int strength : {0, 1, 3}) {
-            for (const auto &[width, height] : {std::pair{1, 1}, {5, 5}, {36, 7}}) {
-                const size_t pixels = static_cast<size_t>(width * height);
-                GuardBuffer rgba(rgba_of(pixels, in));
-                VorelDngNoiseReduction(strength).doNoiseReductionBiLateralFilter(context, rgba.data(), rgba.data(),
-                                                                                 width, height);
-                EXPECT_EQ(rgba.bytes(), rgba_of(pixels, expected));
-            }
+        for (const auto &[width, height, strength] : {std::array{1, 1, 1}, {5, 5, 0}, {5, 5, 3}, {36, 7, 1}}) {
+            const size_t pixels = static_cast<size_t>(width * height);
+            GuardBuffer rgba(rgba_of(pixels, in));
+            VorelDngNoiseReduction reduction(strength);
+            reduction.doNoiseReductionBiLateralFilter(context, rgba.data(), rgba.data(), width, height);
+            EXPECT_EQ(rgba.bytes(), rgba_of(pixels, expected));
         }
     }
 }
@@ -237,12 +234,10 @@ TEST(DngDenoise, BitmapsOfThreeBytes) {
 }
 
 TEST(DngDenoise, Mosaics) {
-    const VorelDngHVScurve curve(0.3, 0.7, 0.5);
     const double xs[] = {0, 0.25, 0.5 - 1e-12, 0.5, 0.75, 1}, ys[] = {0.7, 0.5, 0.3, 0, 0.2, 0.4};
-    for (int i = 0; i < 6; ++i) EXPECT_NEAR(curve.evaluate(xs[i]), ys[i], 1e-9);
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(VorelDngHVScurve(0.3, 0.7, 0.5).evaluate(xs[i]), ys[i], 1e-9);
     const VorelDngNLWeightCurve weight(0.2, 0.6);
     for (const double x : {0.1, 0.2, 0.5, 0.6}) EXPECT_NEAR(weight.evaluate(x), x < 0.3 ? 1 : 1.5 - 2.5 * x, 1e-12);
-
     std::vector<uint16_t> plane(30 * 20);
     std::iota(plane.begin(), plane.end(), uint16_t{0});
     double neighbours[121];
