@@ -94,9 +94,11 @@ std::vector<double> slow_bilateral(const std::vector<double> &in, int width, dou
     for (size_t i = 0; i < in.size(); ++i) grid[floor_of(position(i, in[i]), 0.5)] += std::complex<double>(in[i], 1);
     const Place last = floor_of(position(in.size() - 1, most), 1);
     for (size_t pass = 0; pass < 6; ++pass, std::swap(grid, other)) {
-        for (Place at = {1, 1, 1}; at[0] <= last[0]; at = at[2] < last[2]   ? Place{at[0], at[1], at[2] + 1}
-                                                          : at[1] < last[1] ? Place{at[0], at[1] + 1, 1}
-                                                                            : Place{at[0] + 1, 1, 1}) {
+        const auto next = [&](const Place &at) {
+            if (at[2] < last[2]) return Place{at[0], at[1], at[2] + 1};
+            return at[1] < last[1] ? Place{at[0], at[1] + 1, 1} : Place{at[0] + 1, 1, 1};
+        };
+        for (Place at = {1, 1, 1}; at[0] <= last[0]; at = next(at)) {
             Place before = at, behind = at;
             --before[pass / 2], ++behind[pass / 2];
             other[at] = (grid[before] + 2.0 * grid[at] + grid[behind]) / 4.0;
