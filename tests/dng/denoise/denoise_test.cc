@@ -69,8 +69,7 @@ TEST(DngDenoise, MediansEqualSorting) {
                     Bytes out = in;
                     Filter::removeSpike(out.data(), width, height, 1, out.data(), threshold, threshold);
                     for (size_t i = 0; i < in.size(); ++i) {
-                        const int difference = in[i] - medians[i];
-                        ASSERT_EQ(out[i], difference > threshold || difference < -threshold ? medians[i] : in[i]);
+                        ASSERT_EQ(out[i], std::abs(in[i] - medians[i]) > threshold ? medians[i] : in[i]);
                     }
                 }
             }
@@ -145,9 +144,8 @@ TEST(DngDenoise, BilateralGrid) {
         Filter::bilateralFilter(plane.data(), 70, 50, Array::kDouble, plane.data(), range, 32);
         return plane[33];
     };
-    EXPECT_EQ(filtered(97, 97, 16), 97);
+    EXPECT_TRUE(filtered(97, 97, 16) == 97 && filtered(97, 1, 0) == 97);
     EXPECT_NEAR(filtered(-5, -5, 16), -5, 1e-12);
-    EXPECT_EQ(filtered(97, 1, 0), 97);
     EXPECT_THROW(filtered(97, 1e300, 1e-300), std::bad_alloc);
 }
 
@@ -247,11 +245,8 @@ TEST(DngDenoise, Mosaics) {
         return VorelDngNoiseReduction::getNeighborPixels(plane.data(), neighbours, row, column, 20, 30, 11);
     };
     EXPECT_TRUE(count_at(9, 12) == 60 && count_at(0, 0) == 8 && count_at(10, 12) == 24);
-    for (int i = 0; i < 24; ++i) {
-        const int at = static_cast<int>(std::lround(neighbours[i] * 65535));
-        EXPECT_TRUE(at / 30 % 2 == 0 && at % 30 % 2 == 0) << at;
-    }
-
+    // The first ones are four rows up.
+    for (int i = 0; i < 5; ++i) EXPECT_NEAR(neighbours[i] * 65535, (10 - 4) * 30 + 12 - 4 + 2 * i, 1e-9);
     FixedContext context;
     VorelDngImage image({0, 0, 20, 30}, 1, kPixelShort);
     for (const bool ranks : {true, false}) {

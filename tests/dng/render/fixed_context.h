@@ -24,8 +24,7 @@ inline FixedContext plain_camera() {
     FixedContext context;
     context.profile.color1 = VorelDngMatrix3x3(0.9, -0.25, -0.03, -0.4, 1.22, 0.2, -0.06, 0.15, 0.65);
     context.profile.color2 = VorelDngMatrix3x3(0.8, -0.22, -0.08, -0.45, 1.25, 0.22, -0.1, 0.2, 0.55);
-    context.profile.illuminant1 = 17, context.profile.illuminant2 = 21;
-    context.develop_values.colorPlanes = 3;
+    context.profile.illuminant1 = 17, context.profile.illuminant2 = 21, context.develop_values.colorPlanes = 3;
     context.develop_values.cameraNeutral = VorelDngVector3(0.48, 1, 0.62);
     return context;
 }
