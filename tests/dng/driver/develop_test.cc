@@ -1,13 +1,16 @@
 // Whole develops: one pixel worked through, stages that must not differ, reduced and cancelled ones.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "dng/driver/files.h"
+#include "dng/support/pairs.h"
 #include "support/corpus.h"
 #include "support/counting_allocator.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -48,16 +51,13 @@ TEST(DngDevelop, ByteOrderAndPlaceOfTheImageDoNotMatter) {
         EXPECT_TRUE(developed_whole(other, &width, &height) == expected) << named.name << ", other order";
         // A preview in the first directory, and the raw image below it.
         DngBuilder below = named.builder;
-        below.subs = {below.first};
-        below.first = dng_preview(20, 16);
-        below.first.subFileType = 1;
+        below.subs = {below.first}, below.first = dng_preview(20, 16);
         decInfo info = {};
         const Bytes file = below.build();
         ASSERT_EQ(parseDNGImageBuffer(file.data(), static_cast<int32_t>(file.size()), &info), 0);
         EXPECT_EQ(info.width, named.builder.first.width);
         decInfo first = info, second = info;
-        const Bytes plain = named.builder.build();
-        EXPECT_TRUE(developed(file, &first) == developed(plain, &second)) << named.name << ", in a sub-directory";
+        EXPECT_TRUE(developed(file, &first) == developed(named.builder.build(), &second)) << named.name << ", below";
     }
 }
 
@@ -68,10 +68,8 @@ TEST(DngDevelop, CropsAndBuffersOfOtherSizes) {
     const Bytes file = bordered->builder.build();
     decInfo info = {};
     ASSERT_EQ(parseDNGImageBuffer(file.data(), static_cast<int32_t>(file.size()), &info), 0);
-    EXPECT_EQ(info.cropOriginX, 8);
-    EXPECT_EQ(info.cropOriginY, 7);  // halves away from 0
-    EXPECT_EQ(info.cropWidth, 60);
-    EXPECT_EQ(info.cropHeight, 50);
+    // Halves away from 0.
+    expect_pairs(info.cropOriginX, 8, info.cropOriginY, 7, info.cropWidth, 60, info.cropHeight, 50);
     uint32_t width, height;
     const Bytes whole = developed_whole(bordered->builder, &width, &height);
     for (const uint32_t side : {1u, 33u, 200u}) {
@@ -80,11 +78,11 @@ TEST(DngDevelop, CropsAndBuffersOfOtherSizes) {
         const Bytes out = developed(file, &record);
         for (uint32_t y = 0; y < side; ++y) {
             for (uint32_t x = 0; x < side; ++x) {
-                const bool inside = y + 7 < height && x + 8 < width;
-                const uint8_t *pixel = &out[(size_t{y} * side + x) * 4];
-                const Bytes black(4);
-                ASSERT_TRUE(
-                    std::equal(pixel, pixel + 4, inside ? &whole[(size_t{y + 7} * width + x + 8) * 4] : black.data()));
+                uint32_t is, wanted = 0;
+                std::memcpy(&is, &out[(size_t{y} * side + x) * 4], 4);
+                if (y + 7 < height && x + 8 < width)
+                    std::memcpy(&wanted, &whole[(size_t{y + 7} * width + x + 8) * 4], 4);
+                ASSERT_EQ(is, wanted);
             }
         }
     }
@@ -98,16 +96,24 @@ TEST(DngDevelop, UserLevelsReplaceTheFiles) {
     other.first.tags.push_back({50717, kDngShort, {3000}});
     decInfo info = {};
     info.width = 75, info.height = 62;
-    decInfo user = info, too_many = info;
+    decInfo user = info, plain = info;
     user.useUserLevels = 1, user.userBlackRepeatRows = 1, user.userBlackRepeatColumns = 2;
     user.userBlackLevel[0][0][0] = 100, user.userBlackLevel[0][1][0] = 200, user.userWhiteLevel[0] = 3000;
-    too_many = user;
+    decInfo too_many = user;
     too_many.userBlackRepeatRows = 9;
     const Bytes file = named.builder.build();
     EXPECT_TRUE(developed(file, &user) == developed(other.build(), &info));
-    decInfo plain = {};
-    plain.width = 75, plain.height = 62;
     EXPECT_TRUE(developed(file, &too_many) == developed(file, &plain));
+}
+
+// Opcodes on stored samples may make codes of more bits than are stored.
+TEST(DngDevelop, CodesBeyondTheStoredBits) {
+    NamedDng named = develop_files()[0];
+    Bytes table;
+    for (const uint32_t word : {0u, 0u, 62u, 75u, 0u, 1u, 1u, 1u, 2u, 0xFFFFFFFFu}) table = cat({table, big_32(word)});
+    named.builder.first.tags.push_back(opcode_list(51008, {opcode(7, table)}));
+    uint32_t width, height;
+    EXPECT_TRUE(developed_whole(named.builder, &width, &height) == Bytes(75 * 62 * 4, 255));
 }
 
 // A reduced develop is that of an image whose samples are the means of blocks.
@@ -146,8 +152,7 @@ TEST(DngDevelop, ReducedFromTheMosaic) {
     EXPECT_TRUE(out == expected);
     // Sizes between half and the whole have no block that holds every colour: never black.
     decInfo between = {};
-    between.width = between.height = 40, between.preferredSize = 40, between.previewWidth = 40,
-    between.previewHeight = 30;
+    between.width = between.height = between.preferredSize = between.previewWidth = 40, between.previewHeight = 30;
     const Bytes there = developed(file, &between);
     EXPECT_TRUE(std::any_of(there.begin(), there.end(), [](uint8_t byte) { return byte != 0 && byte != 255; }));
 }
@@ -177,7 +182,6 @@ TEST(DngDevelop, CancelledDevelopsLeaveTheBufferClear) {
     }
 }
 
-// The told exchange of the two converters, through the whole develop.
 TEST(DngDevelop, NoiseReductionOfOddSizes) {
     for (const NamedDng &named : develop_files()) {
         decInfo plain = {}, denoised = {};

@@ -60,8 +60,6 @@ DngImage dng_mosaic(uint32_t width, uint32_t height, uint32_t bits, const std::s
 DngImage dng_linear(uint32_t width, uint32_t height, uint32_t bits);
 // RGB of 8 bits in one strip.
 DngImage dng_preview(uint32_t width, uint32_t height);
-// A baseline JPEG file as compression 7.
-DngImage dng_jpeg_preview(uint32_t width, uint32_t height, const Bytes &jpeg);
 DngImage dng_mask(uint32_t width, uint32_t height);
 
 // Color matrices of illuminants A and D65 and an as-shot neutral of 0.48, 1, 0.62.
@@ -73,7 +71,8 @@ struct DngBuilder {
     uint32_t version = 0x01040000;  // 0: no DNG
     DngImage first;                 // of IFD 0
     std::vector<DngImage> subs, chained;
-    std::vector<DngTag> tags;  // of the file, in IFD 0
+    std::vector<DngImage> chainedSubs;  // of the first chained one
+    std::vector<DngTag> tags;           // of the file, in IFD 0
     std::vector<DngTag> exif, gps, interoperability;
     std::vector<std::vector<DngTag>> extraProfiles;
 
@@ -81,6 +80,9 @@ struct DngBuilder {
     // and for predictors, the images have tiles.
     Bytes build(std::vector<size_t> *entries = nullptr) const;
 };
+
+// By zlib; only where the tests have it.
+Bytes deflated(const Bytes &data);
 
 // A small file with directories and tags of every kind: preview in IFD 0, mosaic and mask in sub-IFDs, one chained.
 DngBuilder dng_whole_file();

@@ -1,5 +1,6 @@
 #include "dng/support/lossless_jpeg.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace vorel::test {
@@ -87,15 +88,9 @@ Bytes LosslessStream::encode() const {
                 int size = 0;
                 while (std::abs(difference) >> size) ++size;
                 const int index = c % 2 ? 16 - size : size;
-                if (long_codes) {
-                    // 0, 10, 110, ...; the last two have 16 bits.
-                    if (index == 16)
-                        bits.put(0xFFFF, 16);
-                    else
-                        bits.put((2u << index) - 2, index + 1);
-                } else {
-                    bits.put(static_cast<uint32_t>(index), 5);
-                }
+                // Of long codes: 0, 10, 110, ...; the last two have 16 bits.
+                const uint32_t ones = index == 16 ? 0xFFFF : (2u << index) - 2;
+                bits.put(long_codes ? ones : static_cast<uint32_t>(index), long_codes ? std::min(index + 1, 16) : 5);
                 if (size && size < 16)
                     bits.put(static_cast<uint32_t>(difference < 0 ? difference - 1 : difference), size);
             }
