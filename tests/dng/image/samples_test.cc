@@ -102,7 +102,7 @@ TEST(DngSamples, SizesThatDoNotFit) {
     expect_pairs(ComputeBufferSize(kPixelShort, {3, 101}, 3, kPaddingSIMD), 3 * 104 * 2 * 3,
                  ComputeBufferSize(kPixelByte, {3, 101}, 3, kPaddingNone), 3 * 101 * 3,
                  ComputeBufferSize(kPixelFloat, {65536, 65536}, 1, kPaddingSIMD), 0,
-                 ComputeBufferSize(kPixelByte, {65536, 32768}, 4, kPaddingSIMD), 0,
+                 ComputeBufferSize(kPixelByte, {1, 65536}, 65537, kPaddingSIMD), 0,
                  ComputeBufferSize(kPixelByte, {0, 5}, 1, kPaddingSIMD), 0, RoundUpForPixelSize(5, 3), 16,
                  SafeUint32Add(0xFFFFFFFF, 1, &result), false, SafeUint32Mult(65536, 65536, &result), false,
                  RoundUpUint32ToMultiple(0xFFFFFFFF, 16, &result), false, RoundUpUint32ToMultiple(5, 0, &result), false,

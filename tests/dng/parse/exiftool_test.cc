@@ -120,8 +120,14 @@ void put_file(const DngFile &file, Values &v) {
         digest(s.newRawImageDigest));
 }
 
-Values of_exif(const VorelDngExif &e) {
+// The Exif and the GPS directory, which have no numbers in common.
+Values of_camera(const VorelDngExif &e) {
+    const auto degrees = [](const DngURational(&d)[3]) {
+        return d[0].value() + d[1].value() / 60 + d[2].value() / 3600;
+    };
     Values v;
+    put(v, 0, parts(e.gpsVersionID), 1, e.gpsLatitudeRef, 2, degrees(e.gpsLatitude), 3, e.gpsLongitudeRef, 4,
+        degrees(e.gpsLongitude), 5, e.gpsAltitudeRef, 6, e.gpsAltitude, 29, e.gpsDateStamp);
     put(v, 33434, e.exposureTime, 33437, e.fNumber, 34850, e.exposureProgram, 34855, e.isoSpeedRatings[0], 34864,
         e.sensitivityType, 34866, e.recommendedExposureIndex, 36864, characters(e.exifVersion), 36867,
         e.dateTimeOriginal, 36868, e.dateTimeDigitized, 37377, std::exp2(-e.shutterSpeedValue.value()), 37378,
@@ -133,16 +139,6 @@ Values of_exif(const VorelDngExif &e) {
         41987, e.whiteBalance, 41988, e.digitalZoomRatio, 41989, e.focalLengthIn35mmFilm, 41990, e.sceneCaptureType,
         41991, e.gainControl, 41992, e.contrast, 41993, e.saturation, 41994, e.sharpness, 42034, e.lensInfo, 42036,
         e.lensName, 42037, e.lensSerialNumber);
-    return v;
-}
-
-Values of_gps(const VorelDngExif &e) {
-    const auto degrees = [](const DngURational(&v)[3]) {
-        return v[0].value() + v[1].value() / 60 + v[2].value() / 3600;
-    };
-    Values v;
-    put(v, 0, parts(e.gpsVersionID), 1, e.gpsLatitudeRef, 2, degrees(e.gpsLatitude), 3, e.gpsLongitudeRef, 4,
-        degrees(e.gpsLongitude), 5, e.gpsAltitudeRef, 6, e.gpsAltitude, 29, e.gpsDateStamp);
     return v;
 }
 
@@ -178,7 +174,7 @@ TEST(DngParse, ValuesOfTheCorpusAreThoseOfExiftool) {
             EXPECT_EQ(name, "corrupt-gen_bad_magic.dng");
             return;
         }
-        std::map<std::string, Values> groups = {{"ExifIFD", of_exif(file.exif)}, {"GPS", of_gps(file.exif)}};
+        std::map<std::string, Values> groups = {{"ExifIFD", of_camera(file.exif)}, {"GPS", of_camera(file.exif)}};
         for (size_t i = 0; i < file.ifds.size(); ++i) {
             groups[i == 0 ? "IFD0" : i == 1 ? "SubIFD" : "SubIFD" + std::to_string(i - 1)] = of_ifd(*file.ifds[i]);
         }

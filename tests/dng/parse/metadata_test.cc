@@ -58,7 +58,7 @@ TEST(DngMetadata, WithoutFileOrXmp) {
                      parseExifInfo(bad, length, &exif), -1, parseXMPBuffer(bad, length, &at, &size, &exif), -1);
         EXPECT_FALSE(m.makerNote || m.sourceMIME);
     }
-    const Bytes bytes = DngBuilder{.first = dng_mosaic(8, 8, 16)}.build();
+    const Bytes bytes = DngBuilder().build();
     expect_pairs(parseXMPBuffer(bytes.data(), size_of(bytes), &at, &size, &exif), 0, at, 0, size, 0, exif.mModel,
                  "Camera 1");
 }
@@ -145,12 +145,10 @@ TEST(DngMetadata, MakerNotesAreWalkedByTheFormOfTheMaker) {
     for (const auto &c : cases) {
         SCOPED_TRACE(c.make);
         // Kept in the private data, with offsets from the note's beginning, and behind it the data of another file.
-        const std::string kept = tiff + directory(false, 272, 2, 4, 0x4F6C6400),
+        const std::string kept = block("MM\0\1\0TTW\0\0\0\x1A") + tiff + directory(false, 272, 2, 4, 0x4F6C6400),
                           data = block("Adobe\0") + section("SR2 ", "abc") +
-                                 section("MakN", block("II\0\0\0\0") + c.note) +
-                                 section("MRW ", block("MM\0\1") + block("\0TTW\0\0\0\x1A") + kept);
+                                 section("MakN", block("II\0\0\0\0") + c.note) + section("MRW ", kept);
         DngBuilder builder;
-        builder.first = dng_mosaic(8, 8, 16);
         builder.tags = {dng_text(271, c.make), dng_bytes(50740, kDngByte, Bytes(data.begin(), data.end()))};
         const Bytes bytes = builder.build();
         DngFile file(bytes.data(), static_cast<uint32_t>(bytes.size()));

@@ -10,8 +10,8 @@ namespace vorel::test {
 namespace {
 
 struct Parsed {
-    explicit Parsed(const Bytes &bytes) : data(bytes), file(data.data(), static_cast<uint32_t>(data.size())) {
-        ok = file.parse();
+    explicit Parsed(const Bytes &bytes)
+        : data(bytes), file(data.data(), static_cast<uint32_t>(data.size())), ok(file.parse()) {
         if (ok) file.postParse();
     }
     explicit Parsed(const DngBuilder &builder) : Parsed(builder.build()) {}

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <map>
 #include <stdexcept>
 #ifdef HAS_ZLIB
@@ -50,7 +51,7 @@ uint32_t divided_up(uint32_t value, uint32_t by) { return (value + by - 1) / by;
 // The file as it grows. Directories are written behind what they point to.
 class Writer {
   public:
-    Writer(bool little_endian, std::vector<size_t> *entries) : little_endian_(little_endian), entries_(entries) {}
+    explicit Writer(bool little_endian) : little_endian_(little_endian) {}
 
     Bytes file;
 
@@ -71,26 +72,22 @@ class Writer {
     uint32_t directory(const std::vector<DngTag> &tags, size_t *link = nullptr, uint32_t base = 0) {
         std::map<uint32_t, DngTag> sorted;
         for (const DngTag &tag : tags) sorted.insert_or_assign(tag.code, tag);
-        std::map<uint32_t, uint32_t> places;
+        std::map<uint32_t, Bytes> values;
         for (const auto &[code, tag] : sorted) {
-            const Bytes bytes = stored(tag, little_endian_);
-            if (bytes.size() > 4) places[code] = block(bytes) - base;
+            Bytes &bytes = values[code] = stored(tag, little_endian_);
+            if (bytes.size() <= 4) continue;
+            const uint32_t place = block(bytes) - base;
+            append(bytes = {}, place, 4, little_endian_);
         }
         const uint32_t at = block({});
         number(sorted.size(), 2);
         for (const auto &[code, tag] : sorted) {
-            if (entries_) entries_->push_back(file.size());
-            Bytes bytes = stored(tag, little_endian_);
             const bool rational = tag.type == kDngRational || tag.type == kDngSRational;
             number(code, 2);
             number(tag.type, 2);
             number(rational ? tag.numbers.size() / 2 : tag.numbers.size(), 4);
-            if (bytes.size() > 4) {
-                number(places[code], 4);
-            } else {
-                bytes.resize(4);
-                file.insert(file.end(), bytes.begin(), bytes.end());
-            }
+            values[code].resize(4);
+            file.insert(file.end(), values[code].begin(), values[code].end());
         }
         if (link) *link = file.size();
         number(0, 4);
@@ -125,7 +122,6 @@ class Writer {
 
   private:
     bool little_endian_;
-    std::vector<size_t> *entries_;
 };
 
 }  // namespace
@@ -140,11 +136,8 @@ DngTag dng_bytes(uint32_t code, uint32_t type, const Bytes &bytes) {
 
 DngTag dng_rationals(uint32_t code, const std::vector<double> &values, double denominator, uint32_t type) {
     DngTag tag = {code, type, {}};
-    for (const double value : values) {
-        tag.numbers.push_back(
-            static_cast<double>(static_cast<int64_t>(value * denominator + (value < 0 ? -0.5 : 0.5))));
-        tag.numbers.push_back(denominator);
-    }
+    for (const double value : values)
+        tag.numbers.insert(tag.numbers.end(), {std::round(value * denominator), denominator});
     return tag;
 }
 
@@ -156,9 +149,8 @@ uint32_t DngImage::tileCount() const {
 
 Bytes DngImage::tileData(uint32_t index, bool littleEndian) const {
     const bool separate = planarConfiguration == 2;
-    const uint32_t across = tileWidth ? divided_up(width, tileWidth) : 1;
     const uint32_t tile_rows = tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height;
-    const uint32_t tile_columns = tileWidth ? tileWidth : width;
+    const uint32_t tile_columns = tileWidth ? tileWidth : width, across = divided_up(width, tile_columns);
     const uint32_t per_plane = across * divided_up(height, tile_rows);
     const uint32_t plane = separate ? index / per_plane : 0, tile = index % per_plane;
     const uint32_t top = tile / across * tile_rows, left = tile % across * tile_columns;
@@ -222,8 +214,8 @@ std::vector<DngTag> dng_color_tags() {
             {50779, kDngShort, {21}}};
 }
 
-Bytes DngBuilder::build(std::vector<size_t> *entries) const {
-    Writer writer(littleEndian, entries);
+Bytes DngBuilder::build() const {
+    Writer writer(littleEndian);
     writer.file = littleEndian ? Bytes{'I', 'I'} : Bytes{'M', 'M'};
     writer.number(magic, 2);
     writer.number(0, 4);

@@ -9,20 +9,9 @@
 namespace vorel::test {
 
 // Field types of TIFF 6.0.
-enum : uint32_t {
-    kDngByte = 1,
-    kDngAscii,
-    kDngShort,
-    kDngLong,
-    kDngRational,
-    kDngSByte,
-    kDngUndefined,
-    kDngSShort,
-    kDngSLong,
-    kDngSRational,
-    kDngFloat,
-    kDngDouble
-};
+constexpr uint32_t kDngByte = 1, kDngAscii = 2, kDngShort = 3, kDngLong = 4, kDngRational = 5, kDngSByte = 6,
+                   kDngUndefined = 7, kDngSShort = 8, kDngSLong = 9, kDngSRational = 10, kDngFloat = 11,
+                   kDngDouble = 12;
 
 // numbers: the values; of rationals numerator and denominator in turn.
 struct DngTag {
@@ -37,7 +26,7 @@ DngTag dng_rationals(uint32_t code, const std::vector<double> &values, double de
 
 // One directory with its image. Tags of the same code replace those that follow from the other members.
 struct DngImage {
-    uint32_t subFileType = 0, width = 0, height = 0;
+    uint32_t subFileType = 0, width = 8, height = 8;
     uint32_t planes = 1, bits = 16, sampleFormat = 1;
     uint32_t photometric = 32803, compression = 1, predictor = 1, planarConfiguration = 1;
     uint32_t rowsPerStrip = 0;               // 0: one strip
@@ -76,9 +65,8 @@ struct DngBuilder {
     std::vector<DngTag> exif, gps, interoperability;
     std::vector<std::vector<DngTag>> extraProfiles;
 
-    // entries: where each directory entry stands. Compression 8 deflates samples; for other compressions than 1 and 8,
-    // and for predictors, the images have tiles.
-    Bytes build(std::vector<size_t> *entries = nullptr) const;
+    // Compression 8 deflates samples; for other compressions than 1 and 8, and for predictors, the images have tiles.
+    Bytes build() const;
 };
 
 // By zlib; only where the tests have it.

@@ -78,9 +78,8 @@ Bytes LosslessStream::encode() const {
         for (int column = 0; column < width; ++column) {
             for (int c = 0; c < components; ++c) {
                 const int a = column ? at(row, column - 1, c) : 0, b = first ? 0 : at(row - 1, column, c);
-                const int corner = column && !first ? at(row - 1, column - 1, c) : 0;
-                const int table_h1[8] = {
-                    0, a, b, corner, a + b - corner, a + ((b - corner) >> 1), b + ((a - corner) >> 1), (a + b) >> 1};
+                const int d = column && !first ? at(row - 1, column - 1, c) : 0;  // above a
+                const int table_h1[8] = {0, a, b, d, a + b - d, a + ((b - d) >> 1), b + ((a - d) >> 1), (a + b) >> 1};
                 const int guess = first    ? (column ? a : 1 << (precision - transform - 1))
                                   : column ? table_h1[predictor]
                                            : b;
