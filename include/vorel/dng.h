@@ -127,8 +127,9 @@ VOREL_API int32_t vorel_dng_stage(const uint8_t *buffer, int32_t length, int32_t
  * free(); null on failure. unused arguments may be anything. */
 VOREL_API uint8_t *VDngDecodeBuffer(const uint8_t *buffer, int32_t length, int32_t unused, int32_t *options);
 VOREL_API uint8_t *VDngDecodeFile(const char *path, int32_t unused, int32_t *options);
-/* The same into out. 1, or a status; Required: the File form gives VDNG_NO_SIZE for an empty file, VDNG_EMPTY for one
- * that cannot be read and VDNG_NO_MEMORY for one that cannot be developed. */
+/* The same into out. 1, or a status: VDNG_NO_SIZE without a raw image, and for a default crop of more than 225 million
+ * pixels. Required: the File form gives VDNG_NO_SIZE for an empty file, VDNG_EMPTY for one that cannot be read and
+ * VDNG_NO_MEMORY for one that cannot be developed. */
 VOREL_API int32_t VDngDecodeBuffer2Buf(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t unused1,
                                        int32_t unused2, int32_t *options);
 VOREL_API int32_t VDngDecodeFile2Buf(const char *path, uint8_t *out, int32_t unused1, int32_t unused2,

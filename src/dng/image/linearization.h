@@ -14,8 +14,9 @@ class VorelDngLinearizationInfo {
     // states, which black levels count from. Throws std::bad_alloc.
     void parse(vorel::DevelopContext &decoder, VorelDngStream &stream, const VorelDngIFD &ifd,
                const vorel::DngRect &activeArea, const vorel::DngRect &stated);
-    // Brings levels into what the fixed-point path can hold.
+    // The scale of each plane.
     void postParse(vorel::DevelopContext &decoder);
+    // Brings levels into what sums can hold.
     void doRoundBlacks(const VorelDngIFD &ifd);
 
     const vorel::DngRect &activeArea() const { return activeArea_; }

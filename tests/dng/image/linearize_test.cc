@@ -34,7 +34,6 @@ struct LevelsFile {
             bytes.insert(bytes.end(), begin, begin + size);
             return bytes.size() - size;
         };
-        std::vector<int32_t> pairs;
         const auto put_deltas = [&](const std::vector<double> &deltas, uint64_t *offset, uint32_t *type,
                                     uint32_t *count) {
             *offset = put(deltas.data(), deltas.size() * sizeof(double));
@@ -44,6 +43,11 @@ struct LevelsFile {
         put_deltas(levels.columnDelta, &ifd.blackDeltaHOffset, &ifd.blackDeltaHType, &ifd.blackDeltaHCount);
         ifd.linearizationOffset = put(levels.table.data(), levels.table.size() * 2);
         ifd.linearizationType = 3, ifd.linearizationCount = static_cast<uint32_t>(levels.table.size());
+    }
+    void parse(PlainContext &context, VorelDngLinearizationInfo &info) const {
+        VorelDngStream stream(bytes.data(), static_cast<uint32_t>(bytes.size()));
+        info.parse(context, stream, ifd, ifd.activeArea, ifd.activeArea);
+        info.postParse(context);
     }
     VorelDngIFD ifd;
     Bytes bytes;
@@ -88,37 +92,29 @@ TEST(DngLinearize, EqualsDoubles) {
     for (const Levels &levels : kLevels) {
         for (const uint32_t bits : {8u, 12u, 16u}) {
             const LevelsFile setup(levels, active, bits);
-            VorelDngStream stream(setup.bytes.data(), static_cast<uint32_t>(setup.bytes.size()));
-            stream.setLittleEndian();
             PlainContext context;
             VorelDngLinearizationInfo info;
-            info.parse(context, stream, setup.ifd, active, active);
-            info.postParse(context);
+            setup.parse(context, info);
             VorelDngImage src({0, 0, 25, 40}, 1, bits == 8 ? kPixelByte : kPixelShort);
             const auto code_at = [&](int32_t row, int32_t column) -> uint32_t {
                 return bits == 8 ? *src.at<uint8_t>(row, column) : *src.at<uint16_t>(row, column);
             };
-            for (int32_t row = 0; row < 25; ++row) {
-                for (int32_t column = 0; column < 40; ++column) {
-                    const uint32_t code = random() % (1u << bits);
-                    if (bits == 8)
-                        *src.at<uint8_t>(row, column) = static_cast<uint8_t>(code);
-                    else
-                        *src.at<uint16_t>(row, column) = static_cast<uint16_t>(code);
-                }
-            }
+            each_sample(src, [&](int32_t row, int32_t column, uint32_t) {
+                const uint32_t code = random() % (1u << bits);
+                if (bits == 8)
+                    *src.at<uint8_t>(row, column) = static_cast<uint8_t>(code);
+                else
+                    *src.at<uint16_t>(row, column) = static_cast<uint16_t>(code);
+            });
             VorelDngImage words({0, 0, 20, 31}, 1, kPixelShort), floats({0, 0, 20, 31}, 1, kPixelFloat);
             ASSERT_TRUE(info.doLinearize(context, src, words) && info.doLinearize(context, src, floats));
-            for (int32_t row = 0; row < 20; ++row) {
-                for (int32_t column = 0; column < 31; ++column) {
-                    const double exact = linear(levels, code_at(row + 3, column + 2), row, column);
-                    // The fixed-point path cuts where the other one rounds, and its table and black level are
-                    // rounded to 1/256.
-                    ASSERT_LE(*words.at<uint16_t>(row, column), exact + 1.0 / 128) << row << " " << column;
-                    ASSERT_GE(*words.at<uint16_t>(row, column), std::floor(exact - 1.0 / 128)) << row << " " << column;
-                    ASSERT_NEAR(*floats.at<float>(row, column), exact / 65535, 1e-7);
-                }
-            }
+            each_sample(words, [&](int32_t row, int32_t column, uint32_t) {
+                const double exact = linear(levels, code_at(row + 3, column + 2), row, column);
+                // The fixed-point path cuts where the other one rounds; its table and black level are rounded to 1/256.
+                ASSERT_LE(*words.at<uint16_t>(row, column), exact + 1.0 / 128) << row << " " << column;
+                ASSERT_GE(*words.at<uint16_t>(row, column), std::floor(exact - 1.0 / 128)) << row << " " << column;
+                ASSERT_NEAR(*floats.at<float>(row, column), exact / 65535, 1e-7);
+            });
         }
     }
 }
@@ -130,20 +126,16 @@ TEST(DngLinearize, BlackIsZeroAndWhiteIsFull) {
             const Levels levels = {1, 1, {std::floor(black)}, std::floor(white), {}, {}, {}};
             const DngRect active = {0, 0, 1, 4};
             const LevelsFile setup(levels, active, 16);
-            VorelDngStream stream(setup.bytes.data(), 0);
             PlainContext context;
             VorelDngLinearizationInfo info;
-            info.parse(context, stream, setup.ifd, active, active);
-            info.postParse(context);
+            setup.parse(context, info);
             VorelDngImage src(active, 1, kPixelShort), dst(active, 1, kPixelShort);
             *src.at<uint16_t>(0, 0) = static_cast<uint16_t>(levels.black[0]);
             *src.at<uint16_t>(0, 1) = static_cast<uint16_t>(levels.white);
             *src.at<uint16_t>(0, 3) = 65535;
             info.doLinearize(context, src, dst);
-            ASSERT_EQ(*dst.at<uint16_t>(0, 0), 0) << black << " " << white;
-            ASSERT_EQ(*dst.at<uint16_t>(0, 1), 65535) << black << " " << white;
-            ASSERT_EQ(*dst.at<uint16_t>(0, 2), 0);
-            ASSERT_EQ(*dst.at<uint16_t>(0, 3), 65535);
+            const uint16_t *out = dst.at<uint16_t>(0, 0);
+            ASSERT_TRUE(out[0] == 0 && out[1] == 65535 && out[2] == 0 && out[3] == 65535) << black << " " << white;
         }
     }
 }

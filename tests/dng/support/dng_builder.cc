@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <map>
 #include <stdexcept>
 #ifdef HAS_ZLIB
@@ -9,32 +10,6 @@
 #endif
 
 namespace vorel::test {
-
-namespace {
-
-void append(Bytes &out, uint64_t value, uint32_t bytes, bool little_endian) {
-    for (uint32_t i = 0; i < bytes; ++i) {
-        out.push_back(static_cast<uint8_t>(value >> (8 * (little_endian ? i : bytes - 1 - i))));
-    }
-}
-
-uint32_t bytes_of_number(uint32_t type) {
-    static constexpr uint32_t kBytes[] = {0, 1, 1, 2, 4, 4, 1, 1, 2, 4, 4, 4, 8};
-    return kBytes[type];
-}
-
-Bytes stored(const DngTag &tag, bool little_endian) {
-    Bytes out;
-    for (const double number : tag.numbers) {
-        const uint64_t bits = tag.type == kDngFloat    ? std::bit_cast<uint32_t>(static_cast<float>(number))
-                              : tag.type == kDngDouble ? std::bit_cast<uint64_t>(number)
-                                                       : static_cast<uint64_t>(static_cast<int64_t>(number));
-        append(out, bits, bytes_of_number(tag.type), little_endian);
-    }
-    return out;
-}
-
-uint32_t rounded_up(uint32_t value, uint32_t by) { return (value + by - 1) / by; }
 
 Bytes deflated(const Bytes &data) {
 #ifdef HAS_ZLIB
@@ -49,10 +24,34 @@ Bytes deflated(const Bytes &data) {
 #endif
 }
 
+namespace {
+
+void append(Bytes &out, uint64_t value, uint32_t bytes, bool little_endian) {
+    for (uint32_t i = 0; i < bytes; ++i) {
+        out.push_back(static_cast<uint8_t>(value >> (8 * (little_endian ? i : bytes - 1 - i))));
+    }
+}
+
+// Of each number of a tag.
+constexpr uint32_t kBytesOf[] = {0, 1, 1, 2, 4, 4, 1, 1, 2, 4, 4, 4, 8};
+
+Bytes stored(const DngTag &tag, bool little_endian) {
+    Bytes out;
+    for (const double number : tag.numbers) {
+        const uint64_t bits = tag.type == kDngFloat    ? std::bit_cast<uint32_t>(static_cast<float>(number))
+                              : tag.type == kDngDouble ? std::bit_cast<uint64_t>(number)
+                                                       : static_cast<uint64_t>(static_cast<int64_t>(number));
+        append(out, bits, kBytesOf[tag.type], little_endian);
+    }
+    return out;
+}
+
+uint32_t divided_up(uint32_t value, uint32_t by) { return (value + by - 1) / by; }
+
 // The file as it grows. Directories are written behind what they point to.
 class Writer {
   public:
-    Writer(bool little_endian, std::vector<size_t> *entries) : little_endian_(little_endian), entries_(entries) {}
+    explicit Writer(bool little_endian) : little_endian_(little_endian) {}
 
     Bytes file;
 
@@ -73,26 +72,22 @@ class Writer {
     uint32_t directory(const std::vector<DngTag> &tags, size_t *link = nullptr, uint32_t base = 0) {
         std::map<uint32_t, DngTag> sorted;
         for (const DngTag &tag : tags) sorted.insert_or_assign(tag.code, tag);
-        std::map<uint32_t, uint32_t> places;
+        std::map<uint32_t, Bytes> values;
         for (const auto &[code, tag] : sorted) {
-            const Bytes bytes = stored(tag, little_endian_);
-            if (bytes.size() > 4) places[code] = block(bytes) - base;
+            Bytes &bytes = values[code] = stored(tag, little_endian_);
+            if (bytes.size() <= 4) continue;
+            const uint32_t place = block(bytes) - base;
+            append(bytes = {}, place, 4, little_endian_);
         }
         const uint32_t at = block({});
         number(sorted.size(), 2);
         for (const auto &[code, tag] : sorted) {
-            if (entries_) entries_->push_back(file.size());
-            Bytes bytes = stored(tag, little_endian_);
             const bool rational = tag.type == kDngRational || tag.type == kDngSRational;
             number(code, 2);
             number(tag.type, 2);
             number(rational ? tag.numbers.size() / 2 : tag.numbers.size(), 4);
-            if (bytes.size() > 4) {
-                number(places[code], 4);
-            } else {
-                bytes.resize(4);
-                file.insert(file.end(), bytes.begin(), bytes.end());
-            }
+            values[code].resize(4);
+            file.insert(file.end(), values[code].begin(), values[code].end());
         }
         if (link) *link = file.size();
         number(0, 4);
@@ -127,15 +122,12 @@ class Writer {
 
   private:
     bool little_endian_;
-    std::vector<size_t> *entries_;
 };
 
 }  // namespace
 
 DngTag dng_text(uint32_t code, const std::string &text) {
-    DngTag tag = {code, kDngAscii, {text.begin(), text.end()}};
-    tag.numbers.push_back(0);
-    return tag;
+    return {code, kDngAscii, {text.c_str(), text.c_str() + text.size() + 1}};
 }
 
 DngTag dng_bytes(uint32_t code, uint32_t type, const Bytes &bytes) {
@@ -144,26 +136,22 @@ DngTag dng_bytes(uint32_t code, uint32_t type, const Bytes &bytes) {
 
 DngTag dng_rationals(uint32_t code, const std::vector<double> &values, double denominator, uint32_t type) {
     DngTag tag = {code, type, {}};
-    for (const double value : values) {
-        tag.numbers.push_back(
-            static_cast<double>(static_cast<int64_t>(value * denominator + (value < 0 ? -0.5 : 0.5))));
-        tag.numbers.push_back(denominator);
-    }
+    for (const double value : values)
+        tag.numbers.insert(tag.numbers.end(), {std::round(value * denominator), denominator});
     return tag;
 }
 
 uint32_t DngImage::tileCount() const {
-    const uint32_t across = tileWidth ? rounded_up(width, tileWidth) : 1;
-    const uint32_t down = rounded_up(height, tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height);
+    const uint32_t across = tileWidth ? divided_up(width, tileWidth) : 1;
+    const uint32_t down = divided_up(height, tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height);
     return across * down * (planarConfiguration == 2 ? planes : 1);
 }
 
 Bytes DngImage::tileData(uint32_t index, bool littleEndian) const {
     const bool separate = planarConfiguration == 2;
-    const uint32_t across = tileWidth ? rounded_up(width, tileWidth) : 1;
     const uint32_t tile_rows = tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height;
-    const uint32_t tile_columns = tileWidth ? tileWidth : width;
-    const uint32_t per_plane = across * rounded_up(height, tile_rows);
+    const uint32_t tile_columns = tileWidth ? tileWidth : width, across = divided_up(width, tile_columns);
+    const uint32_t per_plane = across * divided_up(height, tile_rows);
     const uint32_t plane = separate ? index / per_plane : 0, tile = index % per_plane;
     const uint32_t top = tile / across * tile_rows, left = tile % across * tile_columns;
     const uint32_t rows = tileWidth ? tile_rows : std::min(tile_rows, height - top);
@@ -212,13 +200,6 @@ DngImage dng_preview(uint32_t width, uint32_t height) {
     return image;
 }
 
-DngImage dng_jpeg_preview(uint32_t width, uint32_t height, const Bytes &jpeg) {
-    DngImage image = dng_preview(width, height);
-    image.photometric = 6, image.compression = 7, image.tiles = {jpeg};
-    image.tags = {{530, kDngShort, {1, 1}}, {531, kDngShort, {1}}, dng_rationals(532, {0, 255, 128, 255, 128, 255}, 1)};
-    return image;
-}
-
 DngImage dng_mask(uint32_t width, uint32_t height) {
     DngImage image;
     image.width = width, image.height = height, image.bits = 8, image.subFileType = 4, image.photometric = 4;
@@ -233,33 +214,35 @@ std::vector<DngTag> dng_color_tags() {
             {50779, kDngShort, {21}}};
 }
 
-Bytes DngBuilder::build(std::vector<size_t> *entries) const {
-    Writer writer(littleEndian, entries);
+Bytes DngBuilder::build() const {
+    Writer writer(littleEndian);
     writer.file = littleEndian ? Bytes{'I', 'I'} : Bytes{'M', 'M'};
     writer.number(magic, 2);
     writer.number(0, 4);
 
     std::vector<DngTag> top = writer.image(first);
     if (version) {
-        DngTag parts = {50706, kDngByte, {}};
-        for (uint32_t shift : {24, 16, 8, 0}) parts.numbers.push_back(version >> shift & 255);
-        top.push_back(parts);
-        top.push_back({50707, kDngByte, {1, 1, 0, 0}});
-        top.push_back(dng_text(50708, "Test Camera 1"));
+        Bytes parts;
+        append(parts, version, 4, false);
+        top.insert(
+            top.end(),
+            {dng_bytes(50706, kDngByte, parts), {50707, kDngByte, {1, 1, 0, 0}}, dng_text(50708, "Test Camera 1")});
     }
-    top.push_back(dng_text(271, "Test"));
-    top.push_back(dng_text(272, "Camera 1"));
-    top.push_back({274, kDngShort, {1}});
+    top.insert(top.end(), {dng_text(271, "Test"), dng_text(272, "Camera 1"), {274, kDngShort, {1}}});
 
-    DngTag list = {330, kDngLong, {}};
-    for (const DngImage &sub : subs) list.numbers.push_back(writer.directory(writer.image(sub)));
-    if (!subs.empty()) top.push_back(list);
+    const auto add_subs = [&](std::vector<DngTag> &to, const std::vector<DngImage> &images) {
+        DngTag list = {330, kDngLong, {}};
+        for (const DngImage &sub : images) list.numbers.push_back(writer.directory(writer.image(sub)));
+        if (!images.empty()) to.push_back(list);
+    };
+    add_subs(top, subs);
+    const auto add_directory = [&](std::vector<DngTag> &to, uint32_t code, const std::vector<DngTag> &all) {
+        if (!all.empty()) to.push_back({code, kDngLong, {static_cast<double>(writer.directory(all))}});
+    };
     std::vector<DngTag> camera = exif;
-    if (!interoperability.empty()) {
-        camera.push_back({40965, kDngLong, {static_cast<double>(writer.directory(interoperability))}});
-    }
-    if (!camera.empty()) top.push_back({34665, kDngLong, {static_cast<double>(writer.directory(camera))}});
-    if (!gps.empty()) top.push_back({34853, kDngLong, {static_cast<double>(writer.directory(gps))}});
+    add_directory(camera, 40965, interoperability);
+    add_directory(top, 34665, camera);
+    add_directory(top, 34853, gps);
     DngTag profiles = {50933, kDngLong, {}};
     for (const std::vector<DngTag> &profile : extraProfiles) {
         const uint32_t base = writer.block(littleEndian ? Bytes{'I', 'I'} : Bytes{'M', 'M'});
@@ -274,8 +257,10 @@ Bytes DngBuilder::build(std::vector<size_t> *entries) const {
     size_t link;
     writer.set(4, writer.directory(top, &link));
     for (const DngImage &image : chained) {
+        std::vector<DngTag> all = writer.image(image);
+        if (&image == &chained[0]) add_subs(all, chainedSubs);
         const size_t from = link;
-        writer.set(from, writer.directory(writer.image(image), &link));
+        writer.set(from, writer.directory(all, &link));
     }
     return writer.file;
 }
@@ -288,32 +273,23 @@ DngBuilder dng_whole_file() {
     const auto append_to = [](std::vector<DngTag> &tags, const std::vector<DngTag> &more) {
         tags.insert(tags.end(), more.begin(), more.end());
     };
-    append_to(builder.subs[0].tags, {{50713, kDngShort, {2, 2}},
-                                     {50714, kDngShort, {1, 2, 3, 4}},
-                                     {50829, kDngShort, {0, 0, 30, 34}},
-                                     {50830, kDngShort, {0, 0, 1, 1}},
-                                     {51041, kDngDouble, {1, 2}},
-                                     {51008, kDngUndefined, {0, 0, 0, 0}},
-                                     dng_rationals(50719, {1.5, 2.4}),
-                                     dng_rationals(50720, {30.5, 20})});
+    // clang-format off
+    append_to(builder.subs[0].tags,
+              {{50713, kDngShort, {2, 2}}, {50714, kDngShort, {1, 2, 3, 4}}, {50829, kDngShort, {0, 0, 30, 34}},
+               {50830, kDngShort, {0, 0, 1, 1}}, {51041, kDngDouble, {1, 2}}, {51008, kDngUndefined, {0, 0, 0, 0}},
+               dng_rationals(50719, {1.5, 2.4}), dng_rationals(50720, {30.5, 20})});
     builder.tags = dng_color_tags();
-    append_to(builder.tags, {{274, kDngShort, {6}},
-                             dng_text(306, "2024:02:29 23:59:58"),
-                             {50741, kDngShort, {1}},
-                             dng_bytes(700, kDngByte, {'<', 'x', '/', '>', ' '}),
-                             dng_text(305, std::string(300, 's'))});
-    builder.exif = {{33434, kDngRational, {1, 250}},
-                    {34858, kDngSShort, {-3, 2}},
-                    dng_bytes(36864, kDngUndefined, {'0', '2', '3', '0'}),
-                    dng_text(36867, "2024-02-28T01:02:03"),
-                    dng_text(36868, "2024:13:28 01:02:03"),
-                    {37378, kDngRational, {4, 1}},
-                    {37380, kDngSRational, {-1, 3}},
-                    {37385, kDngShort, {16}},
-                    {41730, kDngUndefined, {0, 2, 0, 2, 0, 1, 1, 2}},
+    append_to(builder.tags,
+              {{274, kDngShort, {6}}, dng_text(306, "2024:02:29 23:59:58"), {50741, kDngShort, {1}},
+               dng_bytes(700, kDngByte, {'<', 'x', '/', '>', ' '}), dng_text(305, std::string(300, 's'))});
+    builder.exif = {{33434, kDngRational, {1, 250}}, {34858, kDngSShort, {-3, 2}},
+                    dng_bytes(36864, kDngUndefined, {'0', '2', '3', '0'}), dng_text(36867, "2024-02-28T01:02:03"),
+                    dng_text(36868, "2024:13:28 01:02:03"), {37378, kDngRational, {4, 1}},
+                    {37380, kDngSRational, {-1, 3}}, {37385, kDngShort, {16}},
+                    {41730, kDngUndefined, {0, 2, 0, 2, 0, 1, 1, 2}}, dng_text(42036, "Lens"),
                     dng_bytes(37500, kDngUndefined, {'n', 'o', 't', 'e', '!'}),
-                    dng_rationals(42034, {24, 70, 2.8, 4}, 10),
-                    dng_text(42036, "Lens")};
+                    dng_rationals(42034, {24, 70, 2.8, 4}, 10)};
+    // clang-format on
     builder.gps = {{7, kDngRational, {1, 1, 2, 1, 3, 1}}, {2, kDngRational, {1, 1, 2, 1}}, {30, kDngShort, {1}}};
     builder.interoperability = {dng_text(1, "R98")};
     builder.extraProfiles = {dng_color_tags()};

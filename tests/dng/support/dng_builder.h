@@ -9,20 +9,9 @@
 namespace vorel::test {
 
 // Field types of TIFF 6.0.
-enum : uint32_t {
-    kDngByte = 1,
-    kDngAscii,
-    kDngShort,
-    kDngLong,
-    kDngRational,
-    kDngSByte,
-    kDngUndefined,
-    kDngSShort,
-    kDngSLong,
-    kDngSRational,
-    kDngFloat,
-    kDngDouble
-};
+constexpr uint32_t kDngByte = 1, kDngAscii = 2, kDngShort = 3, kDngLong = 4, kDngRational = 5, kDngSByte = 6,
+                   kDngUndefined = 7, kDngSShort = 8, kDngSLong = 9, kDngSRational = 10, kDngFloat = 11,
+                   kDngDouble = 12;
 
 // numbers: the values; of rationals numerator and denominator in turn.
 struct DngTag {
@@ -37,7 +26,7 @@ DngTag dng_rationals(uint32_t code, const std::vector<double> &values, double de
 
 // One directory with its image. Tags of the same code replace those that follow from the other members.
 struct DngImage {
-    uint32_t subFileType = 0, width = 0, height = 0;
+    uint32_t subFileType = 0, width = 8, height = 8;
     uint32_t planes = 1, bits = 16, sampleFormat = 1;
     uint32_t photometric = 32803, compression = 1, predictor = 1, planarConfiguration = 1;
     uint32_t rowsPerStrip = 0;               // 0: one strip
@@ -60,8 +49,6 @@ DngImage dng_mosaic(uint32_t width, uint32_t height, uint32_t bits, const std::s
 DngImage dng_linear(uint32_t width, uint32_t height, uint32_t bits);
 // RGB of 8 bits in one strip.
 DngImage dng_preview(uint32_t width, uint32_t height);
-// A baseline JPEG file as compression 7.
-DngImage dng_jpeg_preview(uint32_t width, uint32_t height, const Bytes &jpeg);
 DngImage dng_mask(uint32_t width, uint32_t height);
 
 // Color matrices of illuminants A and D65 and an as-shot neutral of 0.48, 1, 0.62.
@@ -73,14 +60,17 @@ struct DngBuilder {
     uint32_t version = 0x01040000;  // 0: no DNG
     DngImage first;                 // of IFD 0
     std::vector<DngImage> subs, chained;
-    std::vector<DngTag> tags;  // of the file, in IFD 0
+    std::vector<DngImage> chainedSubs;  // of the first chained one
+    std::vector<DngTag> tags;           // of the file, in IFD 0
     std::vector<DngTag> exif, gps, interoperability;
     std::vector<std::vector<DngTag>> extraProfiles;
 
-    // entries: where each directory entry stands. Compression 8 deflates samples; for other compressions than 1 and 8,
-    // and for predictors, the images have tiles.
-    Bytes build(std::vector<size_t> *entries = nullptr) const;
+    // Compression 8 deflates samples; for other compressions than 1 and 8, and for predictors, the images have tiles.
+    Bytes build() const;
 };
+
+// By zlib; only where the tests have it.
+Bytes deflated(const Bytes &data);
 
 // A small file with directories and tags of every kind: preview in IFD 0, mosaic and mask in sub-IFDs, one chained.
 DngBuilder dng_whole_file();

@@ -1,5 +1,6 @@
 #include "dng/support/lossless_jpeg.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace vorel::test {
@@ -77,9 +78,8 @@ Bytes LosslessStream::encode() const {
         for (int column = 0; column < width; ++column) {
             for (int c = 0; c < components; ++c) {
                 const int a = column ? at(row, column - 1, c) : 0, b = first ? 0 : at(row - 1, column, c);
-                const int corner = column && !first ? at(row - 1, column - 1, c) : 0;
-                const int table_h1[8] = {
-                    0, a, b, corner, a + b - corner, a + ((b - corner) >> 1), b + ((a - corner) >> 1), (a + b) >> 1};
+                const int d = column && !first ? at(row - 1, column - 1, c) : 0;  // above a
+                const int table_h1[8] = {0, a, b, d, a + b - d, a + ((b - d) >> 1), b + ((a - d) >> 1), (a + b) >> 1};
                 const int guess = first    ? (column ? a : 1 << (precision - transform - 1))
                                   : column ? table_h1[predictor]
                                            : b;
@@ -87,15 +87,9 @@ Bytes LosslessStream::encode() const {
                 int size = 0;
                 while (std::abs(difference) >> size) ++size;
                 const int index = c % 2 ? 16 - size : size;
-                if (long_codes) {
-                    // 0, 10, 110, ...; the last two have 16 bits.
-                    if (index == 16)
-                        bits.put(0xFFFF, 16);
-                    else
-                        bits.put((2u << index) - 2, index + 1);
-                } else {
-                    bits.put(static_cast<uint32_t>(index), 5);
-                }
+                // Of long codes: 0, 10, 110, ...; the last two have 16 bits.
+                const uint32_t ones = index == 16 ? 0xFFFF : (2u << index) - 2;
+                bits.put(long_codes ? ones : static_cast<uint32_t>(index), long_codes ? std::min(index + 1, 16) : 5);
                 if (size && size < 16)
                     bits.put(static_cast<uint32_t>(difference < 0 ? difference - 1 : difference), size);
             }
