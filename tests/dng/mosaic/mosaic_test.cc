@@ -38,26 +38,21 @@ int32_t plane_at(const VorelDngMosaicInfo &mosaic, int32_t row, int32_t column) 
 constexpr const char *kPhases[] = {"01/12", "10/21", "12/01", "21/10"};
 constexpr const char *kQuad = "0011/0011/1122/1122";
 constexpr const char *kSix = "121010/102112/010121/121010/102112/010121";
-double get(const VorelDngImage &image, int32_t row, int32_t column, uint32_t plane = 0) {
-    return image.isFloat() ? double{*image.at<float>(row, column, plane)} : *image.at<uint16_t>(row, column, plane);
-}
 using Image = std::unique_ptr<VorelDngImage>;
 // value(row, column) in the rows and columns from cut on.
 template <typename Value>
 Image image_of(const DngPoint &size, int32_t cut, uint32_t type, const Value &value) {
     const DngRect whole = {0, 0, size.v + cut, size.h + cut};
     auto image = std::make_unique<VorelDngImage>(whole, 1, type);
-    each_sample(*image, [&](int32_t row, int32_t column, uint32_t) {
-        if (image->isFloat()) *image->at<float>(row, column) = static_cast<float>(value(row, column));
-        if (!image->isFloat()) *image->at<uint16_t>(row, column) = static_cast<uint16_t>(value(row, column));
-    });
+    set_samples(*image, [&](int32_t row, int32_t column, uint32_t) { return value(row, column) / range_of(*image); });
     image->doTrim({cut, cut, whole.bottom, whole.right});
     return image;
 }
 // 16-bit words of either type, three quarters of them at the ends of the range.
 Image noise_image(const DngPoint &size, int32_t cut, uint32_t type) {
     std::mt19937 random(5);
-    return image_of(size, cut, type, [&](auto...) { return random() % 4 ? random() % 2 * 0xFFFF : random() & 0xFFFF; });
+    return image_of(size, cut, type,
+                    [&](auto...) { return random() % 4 ? random() % 2 * 65535.0 : random() & 0xFFFF; });
 }
 Image interpolated(VorelDngMosaicInfo mosaic, const VorelDngImage &src, bool cancelled = false) {
     PlainContext context;
@@ -84,7 +79,7 @@ double bayer_sum(const VorelDngMosaicInfo &mosaic, const VorelDngImage &src, int
     if (taps.empty()) taps = {{-1, -1}, {-1, 1}, {1, -1}, {1, 1}};
     double sum = 0;
     for (const DngPoint &tap : taps)
-        sum += get(src, mirror(at.v + tap.v, b.top, b.bottom), mirror(at.h + tap.h, b.left, b.right));
+        sum += sample_at(src, mirror(at.v + tap.v, b.top, b.bottom), mirror(at.h + tap.h, b.left, b.right));
     return sum * 256 / static_cast<double>(taps.size());
 }
 
@@ -104,7 +99,8 @@ void expect_rows(const VorelDngMosaicInfo &mosaic, const VorelDngImage &src, con
                      columns, count << shift, (left << shift) % pattern->patternColumns, pattern->patternColumns,
                      pattern->counts[cell], pattern->offsets[cell], (pattern.get()->*weights)[cell], shift);
         for (uint32_t x = 0; x < count << shift; ++x)
-            ASSERT_EQ(out[x * 3], get(expected, static_cast<int32_t>(row), static_cast<int32_t>(x + 2 * left), plane));
+            ASSERT_EQ(out[x * 3],
+                      sample_at(expected, static_cast<int32_t>(row), static_cast<int32_t>(x + 2 * left), plane));
     }
 }
 
@@ -119,9 +115,9 @@ TEST(DngBilinear, BayerKernelsEdgesAndRowFunctions) {
             each_sample(*result, [&](int32_t row, int32_t column, uint32_t plane) {
                 const double sum = bayer_sum(mosaic, *src, static_cast<int32_t>(plane), {row + cut, column + cut});
                 if (HasFatalFailure()) return;
-                ASSERT_EQ(get(*result, row, column, plane), std::floor((sum + 128) / 256)) << i << " " << size.h;
-                ASSERT_EQ(get(*untouched, row, column, plane), 0);
-                ASSERT_EQ(get(*sums, row, column, plane), sum / 256);  // no rounding: the sum is below 2^24
+                ASSERT_EQ(sample_at(*result, row, column, plane), std::floor((sum + 128) / 256)) << i << " " << size.h;
+                ASSERT_EQ(sample_at(*untouched, row, column, plane), 0);
+                ASSERT_EQ(sample_at(*sums, row, column, plane), sum / 256);  // no rounding: the sum is below 2^24
             });
             if (cut) continue;
             expect_rows<uint16_t>(mosaic, *src, *result, DoBilinearRow16, &VorelDngBilinearPattern::weights16);
@@ -159,7 +155,7 @@ TEST(DngBilinear, LinearSurfacesOfAllPatternsAndLayouts) {
         };
         const Image src = image_of({40, 44}, 0, kPixelShort, [&](int32_t row, int32_t column) {
             const int32_t y = row * full.v + stagger(row, column).v, x = column * full.h + stagger(row, column).h;
-            return surface(cell(y, x), y, x);
+            return 1.0 * surface(cell(y, x), y, x);
         });
         const Image dst = interpolated(mosaic, *src);
         if (layout == 4)
@@ -174,14 +170,14 @@ TEST(DngBilinear, LinearSurfacesOfAllPatternsAndLayouts) {
                 cell(row, column - 1) == plane)
                 expected += (right - plane) * 4000;
             // Weights in 1/256 over a few samples' distance.
-            ASSERT_NEAR(get(*dst, row, column, p), expected, 4) << one;
+            ASSERT_NEAR(sample_at(*dst, row, column, p), expected, 4) << one;
         });
     }
     // A colour that the pattern lacks takes what lies at the site.
     VorelDngMosaicInfo lacking = mosaic_of("01/12");
     lacking.planeColor[2] = 99;
     const Image src = noise_image({6, 6}, 0, kPixelShort);
-    EXPECT_EQ(get(*interpolated(lacking, *src), 3, 2, 2), get(*src, 3, 2));
+    EXPECT_EQ(sample_at(*interpolated(lacking, *src), 3, 2, 2), sample_at(*src, 3, 2));
 }
 
 TEST(DngMosaicKernels, TwinsAgree) {
@@ -244,11 +240,11 @@ void expect_blocks(const char *pattern, uint32_t type, const DngPoint &from, con
         const int32_t top = even(v * row) + trim, left = even(h * column) + trim;
         for (int32_t y = top; y < top + even(v); ++y)
             for (int32_t x = left; x < left + even(h); ++x)
-                if (plane_at(mosaic, y, x) == static_cast<int32_t>(plane)) sum += get(*src, y, x), ++count;
+                if (plane_at(mosaic, y, x) == static_cast<int32_t>(plane)) sum += sample_at(*src, y, x), ++count;
         const double mean = count > 0 ? sum / count : 0;
         const double expected = src->isFloat() ? double{static_cast<float>(mean)} : std::floor(mean + 0.5);
         if (testing::Test::HasFatalFailure()) return;
-        ASSERT_EQ(get(dst, row, column, plane), expected)
+        ASSERT_EQ(sample_at(dst, row, column, plane), expected)
             << pattern << " to " << to.v << " at " << row << ", " << column;
     });
 }
