@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <vorel/dng_samples.h>
 
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -18,9 +17,7 @@
 namespace vorel::test {
 namespace {
 
-Bytes list_of(std::initializer_list<Bytes> opcodes) {
-    return cat({big_32(static_cast<uint32_t>(opcodes.size())), cat(opcodes)});
-}
+Bytes list_of(std::initializer_list<Bytes> all) { return cat({big_32(static_cast<uint32_t>(all.size())), cat(all)}); }
 size_t apply(const Bytes &list, VorelDngImage &image, PlainContext &context) {
     VorelDngStream stream(list.data(), static_cast<uint32_t>(list.size()));
     VorelDngOpcodeList opcodes(2);
@@ -29,9 +26,7 @@ size_t apply(const Bytes &list, VorelDngImage &image, PlainContext &context) {
     opcodes.doApply(context, changed);
     return opcodes.count();
 }
-
 constexpr int32_t kRows = 30, kColumns = 40;
-
 using Image = std::unique_ptr<VorelDngImage>;
 template <typename Surface>
 Image image_of(uint32_t planes, uint32_t type, const Surface &surface, const DngPoint &size = {kRows, kColumns}) {
@@ -54,16 +49,15 @@ void expect_cut(const Bytes &list, const VorelDngImage &before, const VorelDngIm
         const Image part = cut(before, rect);
         apply(list, *part, context);
         part->doTrim({border, border, rect.size().v - border, rect.size().h - border});
-        each_sample(*part, [&](int32_t row, int32_t column, uint32_t plane) {
-            ASSERT_EQ(sample_at(*part, row, column, plane),
-                      sample_at(after, rect.top + row, rect.left + column, plane));
+        each_sample(*part, [&](int32_t v, int32_t h, uint32_t p) {
+            ASSERT_EQ(sample_at(*part, v, h, p), sample_at(after, rect.top + v, rect.left + h, p));
         });
     }
 }
 
 TEST(DngOpcodes, SamplesByThemselves) {
     // Rows 3, 5, ... 21, columns 4, 7, ... 34 of the second plane.
-    const Bytes area = big_longs({3, 4, 22, 36, 1, 1, 2, 3});
+    const Bytes area = big_longs({3, 4, 22, 36, 1, 1, 2, 3}), all = big_longs({0, 0, 30, 40, 0, 99, 1, 1, 1, 1});
     const auto in_area = [](int32_t v, int32_t h, uint32_t plane) {
         return v >= 3 && v < 22 && h >= 4 && h < 36 && plane == 1 && (v - 3) % 2 == 0 && (h - 4) % 3 == 0;
     };
@@ -86,9 +80,7 @@ TEST(DngOpcodes, SamplesByThemselves) {
              const double v = (row / 30.0 - 0.1) / 0.3, h = (column / 40.0 - 0.2) / 0.2;
              return x * gain(std::clamp(v, 0.0, 2.0), std::clamp(h, 0.0, 3.0));
          }},
-        {9,
-         cat({big_longs({0, 0, 30, 40, 0, 99, 1, 1, 1, 1}), big_doubles({1, 1, 0, 0}), big_longs({2}),
-              big_floats({0.5F, 2})}),
+        {9, cat({all, big_doubles({1, 1, 0, 0}), big_longs({2}), big_floats({0.5F, 2})}),
          [](auto, auto, uint32_t plane, double x) { return x * (plane ? 2 : 0.5); }},
         {3, big_doubles({0.5, -0.25, 0.125, 0.0625, 0.03125, 0.25, 0.5}),
          [](int32_t row, int32_t column, auto, double x) {
@@ -116,26 +108,22 @@ TEST(DngOpcodes, SamplesByThemselves) {
         // Tables are of words; polynomials and gain maps are for words and floats.
         const bool none = type == kPixelByte ? one.id >= 7 && one.id <= 9 : one.id == 7 && type == kPixelFloat;
         const bool everywhere = one.id == 3 || one.body[3] == 0;
-        const double range = range_of(*after);
+        const double range = range_of(*after), near = range > 1 ? 0.51 + range * 1e-6 : 1e-6;
         each_sample(*after, [&](int32_t v, int32_t h, uint32_t plane) {
             const double was = sample_at(*before, v, h, plane);
             const bool same = none || !(everywhere || in_area(v, h, plane));
             const double is = same ? was : std::clamp(one.model(v, h, plane, was / range), 0.0, 1.0) * range;
-            ASSERT_NEAR(sample_at(*after, v, h, plane), is,
-                        same        ? 0
-                        : range > 1 ? 0.51 + range * 1e-6
-                                    : 1e-6)
-                << one.id;
+            ASSERT_NEAR(sample_at(*after, v, h, plane), is, same ? 0 : near) << one.id;
         });
         expect_cut(list, *before, *after, 0);
     }
     // Areas that are looked up in a table have the values of those that are not.
-    std::vector<uint16_t> all(70000), single(70000);
-    for (uint32_t i = 0; i < 70000; ++i) all[i] = single[i] = static_cast<uint16_t>(i * 7);
+    std::vector<uint16_t> many(70000), single(70000);
+    for (uint32_t i = 0; i < 70000; ++i) many[i] = single[i] = static_cast<uint16_t>(i * 7);
     const double coefficients[] = {0.01, 0.3};
-    doMapPoly16(all.data(), 7, 100, 100, 10000, 100, 1, coefficients, 1);
+    doMapPoly16(many.data(), 7, 100, 100, 10000, 100, 1, coefficients, 1);
     for (uint16_t &sample : single) doMapPoly16(&sample, 1, 1, 1, 0, 0, 0, coefficients, 1);
-    EXPECT_EQ(all, single);
+    EXPECT_EQ(many, single);
 }
 
 // A mosaic whose colours are surfaces of their own, which pairs across a defect reproduce.
@@ -145,19 +133,25 @@ TEST(DngOpcodes, BadPixels) {
             const uint32_t colour = phase > 3 ? 0 : ((row + (phase >> 1)) % 2 * 2 + (column + phase) % 2 + 1) / 2 % 3;
             return (10000.0 + 15000 * colour + 60 * row + 40 * column) / 65535;
         });
-        // Points: one alone, corners, three neighbours; rectangles: a row, a column, and squares of 3 and 5.
-        const uint32_t defects[][4] = {{20, 9, 21, 10}, {0, 0, 1, 1},   {29, 39, 30, 40}, {5, 30, 6, 31},
-                                       {5, 31, 6, 32},  {6, 30, 7, 31}, {24, 11, 25, 29}, {2, 17, 17, 18},
-                                       {9, 8, 12, 11},  {9, 22, 14, 27}};
-        const Image spoilt = cut(*good);
-        Bytes body = big_longs({phase, 8, 4, 20, 9, 400, 9});  // one of the points stands twice, and one is outside
-        for (const auto &at : defects) {
-            body = cat({body, big_longs(&at - defects < 6 ? std::vector{at[0], at[1]}
-                                                          : std::vector{at[0], at[1], at[2], at[3]})});
-            for (uint32_t row = at[0]; row < at[2]; ++row)
-                std::fill_n(spoilt->at<uint16_t>(static_cast<int32_t>(row), static_cast<int32_t>(at[1])), at[3] - at[1],
-                            uint16_t{0});
+        // Points: one alone, corners, three neighbours; rectangles: a row, a column, and squares of 3 and 5. One of the
+        // points stands twice, and one is outside.
+        Bytes body = big_longs({phase, 8, 4, 20, 9, 400, 9});
+        std::vector<DngRect> defects;
+        const std::vector<uint32_t> listed[] = {{20, 9},        {0, 0},         {29, 39},         {5, 30},
+                                                {5, 31},        {6, 30},        {24, 11, 25, 29}, {2, 17, 17, 18},
+                                                {9, 8, 12, 11}, {9, 22, 14, 27}};
+        for (const std::vector<uint32_t> &at : listed) {
+            body = cat({body, big_longs(at)});
+            const auto number = [&](size_t i) { return static_cast<int32_t>(i < at.size() ? at[i] : at[i - 2] + 1); };
+            defects.push_back({number(0), number(1), number(2), number(3)});
         }
+        const auto which = [&](int32_t row, int32_t column) {
+            const auto has = [&](const DngRect &defect) { return defect.contains(row, column); };
+            return std::find_if(defects.begin(), defects.end(), has) - defects.begin();
+        };
+        const Image spoilt = image_of(1, kPixelShort, [&](int32_t row, int32_t column, uint32_t) {
+            return which(row, column) < 10 ? 0 : sample_at(*good, row, column) / 65535;
+        });
         // The same by the value that all of them have; one beyond the range is none of theirs.
         const Bytes none = list_of({opcode(4, big_longs({0x10000, phase}))});
         for (const Bytes &fix : {list_of({opcode(5, body)}), list_of({opcode(4, big_longs({0, phase}))}), none}) {
@@ -165,10 +159,7 @@ TEST(DngOpcodes, BadPixels) {
             PlainContext context;
             apply(fix, *fixed, context);
             each_sample(*fixed, [&](int32_t row, int32_t column, uint32_t) {
-                const uint32_t y = static_cast<uint32_t>(row), x = static_cast<uint32_t>(column);
-                size_t i = 0;
-                while (i < 10 && !(y >= defects[i][0] && x >= defects[i][1] && y < defects[i][2] && x < defects[i][3]))
-                    ++i;
+                const int64_t i = which(row, column);
                 // At corners and in squares from one side, less than five samples away; in none the sample stays.
                 ASSERT_NEAR(sample_at(*fixed, row, column), sample_at(fix == none ? *spoilt : *good, row, column),
                             i == 10                     ? 0
@@ -191,9 +182,7 @@ TEST(DngOpcodes, BadPixels) {
 
 // Cubic convolution reproduces a plane: the value at a pixel tells where it was taken from.
 TEST(DngOpcodes, Warps) {
-    const auto surface = [](double row, double column, uint32_t plane) {
-        return 0.1 + 0.1 * plane + 0.01 * row + 0.008 * column;
-    };
+    const auto surface = [](double v, double h, uint32_t p) { return 0.1 + 0.1 * p + 0.01 * v + 0.008 * h; };
     const std::vector<double> k[3] = {
         {0.9, 0.05, -0.02, 0.01, 0.01, -0.02}, {0.95, 0, 0, 0, 0, 0}, {1, -0.1, 0.02, -0.01, 0, 0.01}};
     for (uint32_t which = 0; which < 8; ++which) {
@@ -219,8 +208,7 @@ TEST(DngOpcodes, Warps) {
             const double expected = surface(std::clamp(y, 0.0, 29.0), std::clamp(x, 0.0, 39.0), plane);
             ASSERT_NEAR(sample_at(*after, row, column, plane) / range_of(*after), expected, inside ? 2e-5 : 0.002);
         });
-        // Regions stay as they are.
-        context.frame = {{0, 0}, {kRows * 2, kColumns}, false};
+        context.frame.whole = false;  // regions stay as they are
         apply(list, *region, context);
         EXPECT_EQ(std::memcmp(region->at<uint8_t>(0, 0), before->at<uint8_t>(0, 0), size_t{kRows} * kColumns * 6), 0);
     }
@@ -228,15 +216,15 @@ TEST(DngOpcodes, Warps) {
 
 TEST(DngOpcodes, WhichOnesRunAndMessages) {
     // A map of gains of 2; more: in the count of bytes.
-    const auto gains = [](uint32_t rows, uint32_t columns, uint32_t planes, uint32_t more = 0, uint32_t flags = 0,
-                          uint32_t version = 0x01040000) {
+    const auto gains = [](uint32_t rows, uint32_t columns, uint32_t planes, uint32_t more = 0) {
         const Bytes body = cat({big_longs({0, 0, 30, 40, 0, 99, 1, 1, rows, columns}), big_doubles({1, 1, 0, 0}),
                                 big_longs({planes}), big_floats({2, 2})});
-        return changed(opcode(9, body, flags, version), 12, big_32(static_cast<uint32_t>(body.size()) + more));
+        return changed(opcode(9, body), 12, big_32(static_cast<uint32_t>(body.size()) + more));
     };
     enum How { kPlain, kPreview, kCancelled, kRegion };
-    const Bytes twice = gains(1, 2, 1), skipped = gains(1, 2, 1, 0, 2), trim = opcode(6, big_longs({2, 3, 20, 41}));
-    const std::string map = "VorelDngOpcodeGainMap error", size = "getStream error";
+    const Bytes twice = gains(1, 2, 1), skipped = changed(twice, 8, big_32(2)),
+                trim = opcode(6, big_longs({2, 3, 20, 41}));
+    const std::string map = "6Dng gain map: VorelDngOpcodeGainMap error", size = "6Dng gain map: getStream error";
     const struct {
         Bytes list;
         size_t count;
@@ -246,8 +234,8 @@ TEST(DngOpcodes, WhichOnesRunAndMessages) {
     } cases[] = {
         {list_of({skipped}), 1, 1, kPreview},
         {list_of({skipped}), 1, 2},
-        {list_of({gains(1, 2, 1, 0, 1)}), 1, 2, kPreview},
-        {list_of({gains(1, 2, 1, 0, 0, 0x01040001)}), 1, 1},
+        {list_of({changed(twice, 8, big_32(1))}), 1, 2, kPreview},
+        {list_of({changed(twice, 4, big_32(0x01040001)), changed(twice, 4, big_32(0x01040000))}), 2, 2},
         {list_of({opcode(14, twice), twice, opcode(0, {})}), 3, 2},
         {list_of({twice, twice}), 2, 4},
         {list_of({twice}), 1, 1, kCancelled},
@@ -258,9 +246,8 @@ TEST(DngOpcodes, WhichOnesRunAndMessages) {
         {list_of({gains(1, 2, 1, 4)}), 1, 2, kPlain, map},
         {list_of({gains(1, 1, 1)}), 1, 2, kPlain, map},
         {list_of({gains(0xFFFFFFFF, 0xFFFFFFFF, 4)}), 1, 1, kPlain, size},
-        {list_of({gains(1, 2, 0)}), 1, 1, kPlain, size},
-        {list_of({gains(0, 2, 1)}), 1, 1, kPlain, map + "(fMap.getPoints().v < 1) error"},
-        {list_of({gains(1, 0, 1)}), 1, 1, kPlain, map + "(fMap.getPoints().h < 1) error"},
+        {list_of({gains(0, 2, 1)}), 1, 1, kPlain, map + "6Dng gain map: (fMap.getPoints().v < 1) error"},
+        {list_of({gains(1, 0, 1)}), 1, 1, kPlain, map + "6Dng gain map: (fMap.getPoints().h < 1) error"},
     };
     for (const auto &one : cases) {
         LogCapture log;
@@ -270,8 +257,7 @@ TEST(DngOpcodes, WhichOnesRunAndMessages) {
         const Image image = image_of(1, kPixelShort, [](auto...) { return 1000 / 65535.0; });
         EXPECT_EQ(apply(one.list, *image, context), one.count) << &one - cases;
         std::string messages;
-        for (const LogLine &entry : log.take())
-            messages += entry.tag == "Dng gain map" && entry.priority == 6 ? entry.text : "?";
+        for (const LogLine &at : log.take()) messages += std::to_string(at.priority) + at.tag + ": " + at.text;
         EXPECT_EQ(messages, one.messages) << &one - cases;
         ASSERT_EQ(image->getBounds(), (DngRect{0, 0, kRows, kColumns})) << &one - cases;
         EXPECT_EQ(sample_at(*image, 29, 39), 1000 * one.factor) << &one - cases;
