@@ -15,21 +15,21 @@ struct Edges {
     bool top, bottom, left, right;
 };
 
-// A tap's offset, mirrored about the site where it would leave the mosaic. Diagonal taps stand in pairs, 2 apart. Taps
-// of other rows are negated, which mirrors them across as well: kernels are the same on both sides.
+// A tap's offset, mirrored about the site where it would leave the mosaic; of a single row or column none is left.
+// Diagonal taps stand in pairs, 2 apart; other taps of other rows lie above or below the site.
 int32_t mirrored(const int32_t *offsets, uint32_t count, uint32_t tap, const Edges &at) {
     const int32_t offset = offsets[tap];
-    if (!other_row(offset)) {
+    const auto across = [&](int32_t columns) {
         if (at.left && at.right) return 0;
-        return (offset < 0 && at.left) || (offset > 0 && at.right) ? -offset : offset;
-    }
-    if (at.top && at.bottom) return 0;
-    const int32_t sign = (offset < 0 ? at.top : at.bottom) ? -1 : 1;
+        return (columns < 0 ? at.left : at.right) ? -columns : columns;
+    };
+    if (!other_row(offset)) return across(offset);
+    const int32_t sign = at.top && at.bottom ? 0 : (offset < 0 ? at.top : at.bottom) ? -1 : 1;
     const bool first = tap + 1 < count && other_row(offsets[tap + 1]) && offsets[tap + 1] == offset + 2;
     const bool second = tap > 0 && other_row(offsets[tap - 1]) && offsets[tap - 1] == offset - 2;
-    if ((!first && !second) || (!at.left && !at.right)) return sign * offset;
-    const int32_t between = first ? offset + 1 : offset - 1;
-    return sign * between + at.left - at.right;
+    if (!first && !second) return sign * offset;
+    const int32_t columns = first ? -1 : 1;
+    return sign * (offset - columns) + across(columns);
 }
 
 template <typename Sample>

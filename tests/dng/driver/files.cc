@@ -33,6 +33,23 @@ Bytes big_double(double value) {
     return cat({big_32(static_cast<uint32_t>(bits >> 32)), big_32(static_cast<uint32_t>(bits))});
 }
 
+Bytes big_doubles(const std::vector<double> &values) {
+    Bytes out;
+    for (const double value : values) out = cat({out, big_double(value)});
+    return out;
+}
+
+Bytes big_floats(const std::vector<float> &values) {
+    Bytes out;
+    for (const float value : values) out = cat({out, big_32(std::bit_cast<uint32_t>(value))});
+    return out;
+}
+Bytes big_longs(const std::vector<uint32_t> &values) {
+    Bytes out;
+    for (const uint32_t value : values) out = cat({out, big_32(value)});
+    return out;
+}
+
 Bytes opcode(uint32_t id, const Bytes &body, uint32_t flags, uint32_t version) {
     return cat({big_32(id), big_32(version), big_32(flags), big_32(static_cast<uint32_t>(body.size())), body});
 }
@@ -49,18 +66,6 @@ Bytes area(uint32_t top, uint32_t left, uint32_t bottom, uint32_t right, uint32_
            uint32_t pitch) {
     return cat({big_32(top), big_32(left), big_32(bottom), big_32(right), big_32(plane), big_32(planes), big_32(pitch),
                 big_32(pitch)});
-}
-
-Bytes doubles(const std::vector<double> &values) {
-    Bytes out;
-    for (const double value : values) out = cat({out, big_double(value)});
-    return out;
-}
-
-Bytes floats(const std::vector<float> &values) {
-    Bytes out;
-    for (const float value : values) out = cat({out, big_32(std::bit_cast<uint32_t>(value))});
-    return out;
 }
 
 NamedDng mosaic(const std::string &name, uint32_t width, uint32_t height, const std::string &pattern) {
@@ -108,12 +113,13 @@ std::vector<NamedDng> develop_files() {
         {opcode(5, cat({big_32(0), big_32(30), big_32(1), points, big_32(40), big_32(20), big_32(41), big_32(60)})),
          opcode(4, cat({big_32(0), big_32(0)}))}));
     corrected.tags.push_back(opcode_list(
-        51009, {opcode(9, cat({area(0, 0, 84, 96, 0, 1, 2), big_32(3), big_32(2), doubles({0.5, 1, 0, 0}), big_32(1),
-                               floats({1, 1.2f, 1.1f, 0.9f, 0.8f, 1.3f})})),
-                opcode(10, cat({area(2, 0, 50, 90, 0, 1, 1), big_32(48), floats(std::vector<float>(48, 0.01f))}))}));
-    corrected.tags.push_back(
-        opcode_list(51022, {opcode(3, doubles({0.2, -0.1, 0.05, 0, 0, 0.45, 0.55})),
-                            opcode(8, cat({area(10, 6, 70, 90, 1, 2, 1), big_32(2), doubles({0.02, 0.9, 0.05})}))}));
+        51009,
+        {opcode(9, cat({area(0, 0, 84, 96, 0, 1, 2), big_32(3), big_32(2), big_doubles({0.5, 1, 0, 0}), big_32(1),
+                        big_floats({1, 1.2f, 1.1f, 0.9f, 0.8f, 1.3f})})),
+         opcode(10, cat({area(2, 0, 50, 90, 0, 1, 1), big_32(48), big_floats(std::vector<float>(48, 0.01f))}))}));
+    corrected.tags.push_back(opcode_list(
+        51022, {opcode(3, big_doubles({0.2, -0.1, 0.05, 0, 0, 0.45, 0.55})),
+                opcode(8, cat({area(10, 6, 70, 90, 1, 2, 1), big_32(2), big_doubles({0.02, 0.9, 0.05})}))}));
 
     NamedDng linear = {"linear raw", {}};
     linear.builder.littleEndian = false;

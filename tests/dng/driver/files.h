@@ -25,6 +25,9 @@ std::vector<uint32_t> picture_samples(uint32_t width, uint32_t height, uint32_t 
 Bytes opcode(uint32_t id, const Bytes &body, uint32_t flags = 0, uint32_t version = 0x01030000);
 DngTag opcode_list(uint32_t tag, const std::vector<Bytes> &opcodes);
 Bytes big_double(double value);
+Bytes big_doubles(const std::vector<double> &values);
+Bytes big_floats(const std::vector<float> &values);
+Bytes big_longs(const std::vector<uint32_t> &values);
 
 // By decodeDNGImageBuffer; the parsed record in *info with what the develop left in it.
 Bytes developed(const Bytes &file, decInfo *info);
