@@ -44,8 +44,9 @@ VOREL_API void doMapArea16(uint16_t *pixels, uint32_t rows, uint32_t columns, ui
 VOREL_API void doSwapBytes16(uint16_t *data, uint32_t count);
 VOREL_API void doSwapBytes32(uint32_t *data, uint32_t count);
 
-/* Copies areas between sample types. To float: value / pixelRange. From float: a value v of more than 0 and at most 1
- * stays, any other (also not a number) becomes 1 if above 0.5, else 0; the integer is floor(0.5 + v * pixelRange). */
+/* Copies areas between sample types. To float: value times the float nearest to 1 / pixelRange. From float: a value v
+ * of more than 0 and at most 1 stays, any other (also not a number) becomes 1 if above 0.5, else 0; the integer is
+ * floor(0.5 + v * pixelRange). */
 VOREL_API void DoCopyArea16_R32(const uint16_t *src, float *dst, uint32_t rows, uint32_t columns, uint32_t planes,
                                 int32_t srcRowStep, int32_t srcColumnStep, int32_t srcPlaneStep, int32_t dstRowStep,
                                 int32_t dstColumnStep, int32_t dstPlaneStep, uint32_t pixelRange);
