@@ -1,5 +1,5 @@
-// Whole raw files, and lossless JPEG by itself: every develop ends within its buffers, a rectangle is the cut of a larger
-// one by every entry, and a develop gives the same bytes again.
+// Whole raw files, and lossless JPEG by itself: every develop ends within its buffers, a rectangle is the cut of a
+// larger one by every entry, and a develop gives the same bytes again.
 #include <vorel/dng.h>
 #include <vorel/jpeg_decoder.h>
 
@@ -30,7 +30,8 @@ Bytes rectangle(const Bytes &file, const Rectangle &r, decInfo info, bool with_h
 Bytes cut(const Bytes &whole, int32_t width, const Rectangle &r) {
     Bytes out;
     for (int32_t y = r.top; y < r.bottom; ++y) {
-        const uint8_t *row = &whole[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(r.left)) * 4];
+        const uint8_t *row =
+            &whole[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(r.left)) * 4];
         out.insert(out.end(), row, row + static_cast<size_t>(r.right - r.left) * 4);
     }
     return out;
@@ -76,7 +77,8 @@ void develop(Case &input) {
     whole.noiseStrength = input.below(3) - 1;
     if (input.below(2)) {
         whole.preferredSize = static_cast<uint32_t>(input.side());
-        whole.previewWidth = static_cast<uint32_t>(input.side()), whole.previewHeight = static_cast<uint32_t>(input.side());
+        whole.previewWidth = static_cast<uint32_t>(input.side()),
+        whole.previewHeight = static_cast<uint32_t>(input.side());
     }
     decInfo again = whole;
     Bytes first(size_t{whole.width} * whole.height * 4, kFill), second(first.size(), kOtherFill);

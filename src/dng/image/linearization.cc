@@ -172,11 +172,17 @@ void VorelDngLinearizationInfo::prepareLinearizePlane(DevelopContext &, const Vo
     if (takes_floats(src, dst)) return;
     const uint32_t codes = src.getPixelType() == kPixelByte ? 256 : codes_;
     const double unit = scale_[plane] * kFullScale, black = getMaxBlackLevel(plane);
+    // From the white level on every code is the whole range, whatever is taken off it.
+    const double white = whiteLevel_[plane];
+    const bool rises = table_.empty() && unit > 0 && white < codes;
+    const uint32_t different = rises ? static_cast<uint32_t>(std::ceil(std::max(white, 0.0))) + 1 : codes;
+    const uint32_t last = std::min(different, codes);
     integerTable_.resize(codes);
-    for (uint32_t code = 0; code < codes; ++code) {
+    for (uint32_t code = 0; code < last; ++code) {
         const uint32_t linear = table_.empty() ? code : table_[std::min<size_t>(code, table_.size() - 1)];
         integerTable_[code] = fixed_point((linear - black) * unit);
     }
+    std::fill(integerTable_.begin() + last, integerTable_.end(), integerTable_[last - 1]);
     if (!rowDelta_.empty() || !columnDelta_.empty()) return;
     std::vector<double> levels;
     for (uint32_t row = 0; row < blackRepeatRows_; ++row) {
@@ -191,7 +197,8 @@ void VorelDngLinearizationInfo::prepareLinearizePlane(DevelopContext &, const Vo
     for (const double level : levels) {
         const int32_t fixed = fixed_point((level - black) * unit);
         std::vector<uint16_t> &result = results_.emplace_back(codes);
-        for (uint32_t code = 0; code < codes; ++code) result[code] = linear_word(integerTable_[code], fixed);
+        for (uint32_t code = 0; code < last; ++code) result[code] = linear_word(integerTable_[code], fixed);
+        std::fill(result.begin() + last, result.end(), result[last - 1]);
     }
 }
 
