@@ -17,7 +17,7 @@ constexpr uint32_t kMaxIfdEntries = 16384;  // in one parse: about a millisecond
 constexpr uint32_t kMaxTagText = 64 * 1024, kMaxParseText = 1024 * 1024;  // bytes, of lists of numbers too
 
 constexpr uint32_t kMaxOpcodes = 256;     // of one list
-constexpr uint32_t kMaxImagePasses = 64;  // of opcodes over the whole image, in one decode
+constexpr uint32_t kMaxImagePasses = 64;  // of the opcodes of one list over the whole image
 
 constexpr uint32_t kMaxHueSatDivisions = 1024;
 constexpr uint64_t kMaxGridCells = uint64_t{1} << 26;

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "dng/driver/region.h"
-#include "dng/driver/rounded.h"
+#include "dng/base/rounded.h"
 #include "dng/image/read_image.h"
 #include "dng/opcodes/make_opcode.h"
 #include "dng/parse/metadata_entries.h"

@@ -7,7 +7,7 @@
 #include "dng/denoise/noise_reduction.h"
 #include "dng/driver/decoder.h"
 #include "dng/driver/region.h"
-#include "dng/driver/rounded.h"
+#include "dng/base/rounded.h"
 #include "dng/image/read_image.h"
 #include "dng/render/render.h"
 #include "util/atomics.h"

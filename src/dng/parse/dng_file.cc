@@ -16,10 +16,6 @@ constexpr uint32_t kMagicTiff = 42, kMagicExtraProfile = 17234;
 // DNG 1.1, as the version tag has it.
 constexpr uint32_t kDngVersion11 = 0x01010000;
 
-int32_t rounded(const DngURational &value) {
-    return static_cast<int32_t>(std::lround(std::min(value.value(), double{1 << 30})));
-}
-
 int32_t limited(uint32_t value) { return static_cast<int32_t>(std::min<uint32_t>(value, INT32_MAX)); }
 
 }  // namespace
@@ -230,10 +226,10 @@ void DngFile::fillMetadata() {
     if (!main) return;
     metadata.imageWidth = limited(main->width);
     metadata.imageHeight = limited(main->height);
-    metadata.cropOriginX = rounded(main->defaultCropOriginH);
-    metadata.cropOriginY = rounded(main->defaultCropOriginV);
-    metadata.cropWidth = rounded(main->defaultCropSizeH);
-    metadata.cropHeight = rounded(main->defaultCropSizeV);
+    metadata.cropOriginX = rounded(main->defaultCropOriginH.value());
+    metadata.cropOriginY = rounded(main->defaultCropOriginV.value());
+    metadata.cropWidth = rounded(main->defaultCropSizeH.value());
+    metadata.cropHeight = rounded(main->defaultCropSizeV.value());
 }
 
 }  // namespace vorel
