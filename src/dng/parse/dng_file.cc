@@ -1,8 +1,8 @@
 #include "dng/parse/dng_file.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "dng/base/rounded.h"
 #include "dng/parse/byte_order.h"
 #include "dng/parse/ifd_walk.h"
 #include "dng/parse/tag_codes.h"
