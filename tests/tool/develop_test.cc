@@ -82,6 +82,7 @@ TEST_F(Develop, Refused) {
     expect_refused("develop a.dng a.png --preview --factor 2", 2, "--preview: goes without");
     expect_refused("develop a.dng a.png --stage 2", 2, "writes .pgm or .ppm");
     expect_refused("develop a.dng a.tiff", 2);
+    expect_refused("decode a.dng a.png", 1, "a raw file is for vorel develop");
 }
 
 }  // namespace

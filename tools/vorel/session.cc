@@ -98,6 +98,14 @@ DecInfo *Session::open(int32_t color_format, uint32_t options) {
     return VORELBRIM_CreateDecInfo(kKindFile, path_.data(), size_, color_format, options);
 }
 
+// TIFF 6.0 section 2; raw files begin so too.
+static bool begins_like_tiff(const std::string &path) {
+    const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+    char head[4] = {};
+    return file && std::fread(head, 1, sizeof head, file.get()) == sizeof head &&
+           (std::memcmp(head, "II*", sizeof head) == 0 || std::memcmp(head, "MM\0*", sizeof head) == 0);
+}
+
 ImageInfo Session::parse() {
     ImageInfo info;
     if (VORELBRIM_Parser(session_, &info) != VOREL_IMAGE_NONE) return info;
@@ -106,6 +114,7 @@ ImageInfo Session::parse() {
     if (session_->imageType != VOREL_IMAGE_NONE)
         throw Failure(path_ + ": " + type_name(session_->imageType) + " of " + std::to_string(info.width) + " x " +
                       std::to_string(info.height) + " pixels, a size that is not decoded");
+    if (begins_like_tiff(path_)) throw Failure(path_ + ": not a picture; a raw file is for vorel develop");
     const std::string reason = last_error();
     throw Failure(path_ + ": " + (reason.empty() ? "not a picture of a known format" : reason));
 }

@@ -1,7 +1,6 @@
 #include "dng/image/image.h"
 
 #include <cstring>
-#include <cstring>
 #include <new>
 #include <utility>
 
