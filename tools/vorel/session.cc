@@ -63,6 +63,14 @@ int print_diagnostic(int, const char *tag, const char *format, ...) {
     return std::fprintf(stderr, "%s: %s\n", tag, text);
 }
 
+// TIFF 6.0 section 2; raw files begin so too.
+bool begins_like_tiff(const std::string &path) {
+    const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+    char head[4] = {};
+    return file && std::fread(head, 1, sizeof head, file.get()) == sizeof head &&
+           (std::memcmp(head, "II*", sizeof head) == 0 || std::memcmp(head, "MM\0*", sizeof head) == 0);
+}
+
 }  // namespace
 
 Session::Session(const std::string &path, Source source, int32_t color_format, uint32_t options)
@@ -96,14 +104,6 @@ DecInfo *Session::open(int32_t color_format, uint32_t options) {
             break;
     }
     return VORELBRIM_CreateDecInfo(kKindFile, path_.data(), size_, color_format, options);
-}
-
-// TIFF 6.0 section 2; raw files begin so too.
-static bool begins_like_tiff(const std::string &path) {
-    const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-    char head[4] = {};
-    return file && std::fread(head, 1, sizeof head, file.get()) == sizeof head &&
-           (std::memcmp(head, "II*", sizeof head) == 0 || std::memcmp(head, "MM\0*", sizeof head) == 0);
 }
 
 ImageInfo Session::parse() {
