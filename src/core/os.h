@@ -22,8 +22,9 @@ void *os_allocate_zeroed(size_t bytes);
 void *os_reallocate(void *pointer, size_t bytes);
 void os_release(void *pointer);
 
-// For blocks of several megabytes that are about to be written whole: asks the system for large pages, since a page fault
-// every 4 KB would cost as much as a quick loop over the block. Does nothing for small blocks and on systems without them.
+// For blocks of several megabytes that are about to be written whole: asks the system for large pages, since a page
+// fault every 4 KB would cost as much as a quick loop over the block. Does nothing for small blocks and on systems
+// without them.
 void use_large_pages(void *block, size_t bytes);
 
 // Opens a file for reading; null, with errno, for a path that is none or anything but a regular file: a FIFO or a

@@ -23,6 +23,23 @@ inline hn::Vec<D16> hold_words(D16 d, V32 low, V32 high) {
 #endif
 }
 
+// a / b, rounded as IEEE 754 says: 32-bit NEON has no division, and what is made of a reciprocal may be an ulp beside
+// it.
+template <class D, class V = hn::Vec<D>>
+inline V exact_divide(D d, V a, V b) {
+#if HWY_ARCH_ARM_V7
+    constexpr size_t kLanes = hn::MaxLanes(D());
+    alignas(16) hn::TFromD<D> dividend[kLanes], divisor[kLanes];
+    hn::Store(a, d, dividend);
+    hn::Store(b, d, divisor);
+    for (size_t i = 0; i < kLanes; ++i) dividend[i] /= divisor[i];
+    return hn::Load(d, dividend);
+#else
+    (void)d;
+    return hn::Div(a, b);
+#endif
+}
+
 // 16-bit values clamped to 0..255, in each 128-bit block first those of `low`, then those of `high`.
 #if HWY_ARCH_X86
 inline hn::Vec128<uint8_t> pack_bytes(hn::Vec128<int16_t> low, hn::Vec128<int16_t> high) {

@@ -13,7 +13,7 @@ constexpr uint32_t kMaxIfds = 64;  // in one parse, of all kinds
 constexpr uint32_t kMaxIfdNesting = 4;
 constexpr uint32_t kMaxChainedIfds = 10;                                  // behind IFD 0
 constexpr uint32_t kMaxSubIfds = 10;                                      // of one list; profiles likewise
-constexpr uint32_t kMaxIfdEntries = 16384;  // in one parse: about a millisecond
+constexpr uint32_t kMaxIfdEntries = 16384;                                // in one parse: about a millisecond
 constexpr uint32_t kMaxTagText = 64 * 1024, kMaxParseText = 1024 * 1024;  // bytes, of lists of numbers too
 
 constexpr uint32_t kMaxOpcodes = 256;     // of one list

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "dng/driver/region.h"
 #include "dng/base/rounded.h"
+#include "dng/driver/region.h"
 #include "dng/image/read_image.h"
 #include "dng/opcodes/make_opcode.h"
 #include "dng/parse/metadata_entries.h"

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "dng/base/limits.h"
+#include "dng/base/rounded.h"
 #include "dng/denoise/noise_reduction.h"
 #include "dng/driver/decoder.h"
 #include "dng/driver/region.h"
-#include "dng/base/rounded.h"
 #include "dng/image/read_image.h"
 #include "dng/render/render.h"
 #include "util/atomics.h"

@@ -157,9 +157,9 @@ HWY_INLINE void to_hsv(VF r, VF g, VF b, VF &h, VF &s, VF &v) {
     const auto coloured = hn::Gt(delta, zero), red = hn::Eq(v, r), green = hn::Eq(v, g);
     const VF difference = hn::IfThenElse(red, hn::Sub(g, b), hn::IfThenElse(green, hn::Sub(b, r), hn::Sub(r, g)));
     const VF first = hn::IfThenElse(red, zero, hn::IfThenElse(green, hn::Set(d, 2.0f), hn::Set(d, 4.0f)));
-    const VF hue = hn::Add(hn::Div(difference, delta), first);
+    const VF hue = hn::Add(exact_divide(d, difference, delta), first);
     h = hn::IfThenElseZero(coloured, hn::IfThenElse(hn::Lt(hue, zero), hn::Add(hue, hn::Set(d, 6.0f)), hue));
-    s = hn::IfThenElseZero(coloured, hn::Div(delta, v));
+    s = hn::IfThenElseZero(coloured, exact_divide(d, delta, v));
 }
 
 // The three planes of pixels whose hue, saturation and value are given, by the sector of the hue.
@@ -252,7 +252,7 @@ void hue_sat_planes(const HueSatTable &table, size_t count, float *const *planes
         VF shift, saturation_scale, value_scale, unused;
         hn::LoadInterleaved4(d, blended, shift, saturation_scale, value_scale, unused);
         h = hn::Add(h, hn::Mul(shift, hn::Set(d, 0.016666668f)));
-        h = hn::Sub(h, hn::Mul(six, hn::Floor(hn::Div(h, six))));
+        h = hn::Sub(h, hn::Mul(six, hn::Floor(exact_divide(d, h, six))));
         h = hn::IfThenElseZero(hn::And(hn::Ge(h, hn::Zero(d)), hn::Lt(h, six)), h);
         s = lesser(hn::Mul(s, saturation_scale), hn::Set(d, 1.0f));
         v = pinned(hn::Mul(v, value_scale));

@@ -154,7 +154,8 @@ void tile_tone(const float *table, size_t count, Plane *planes) {
         // Of the sample that is neither the largest nor the smallest, of which there is one at most.
         const VF middle = greater(lower, lesser(upper, b));
         const VF tone_middle = hn::Add(
-            tone_least, hn::Div(hn::Mul(hn::Sub(tone_most, tone_least), hn::Sub(middle, least)), hn::Sub(most, least)));
+            tone_least,
+            exact_divide(d, hn::Mul(hn::Sub(tone_most, tone_least), hn::Sub(middle, least)), hn::Sub(most, least)));
         const VF c[3] = {r, g, b};
         for (int i = 0; i < 3; ++i) {
             const VF lower_two = hn::IfThenElse(hn::Eq(c[i], least), tone_least, tone_middle);
