@@ -22,9 +22,7 @@ class Develop : public ToolFixture {
 };
 
 TEST_F(Develop, PicturesOfTheLibrary) {
-    decInfo info = {};
-    info.width = 75, info.height = 62;
-    const Bytes whole = developed(builder.build(), &info);
+    const Bytes whole = developed(builder.build(), 75, 62);
     EXPECT_EQ(expect_ok("develop a.dng a.raw --no-orient"), "a.raw: 75 x 62, rgba8888\n");
     EXPECT_TRUE(folder.get("a.raw") == whole);
     // Upright: the stored left column is the upper row, from below.

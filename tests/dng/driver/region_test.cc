@@ -17,14 +17,14 @@ struct Rectangle {
 };
 
 // What lies outside of the picture is 0, alpha too.
-Bytes cut(const Bytes &whole, uint32_t width, uint32_t height, const Rectangle &r) {
+Bytes cut(const Picture &whole, const Rectangle &r) {
     const size_t columns = static_cast<size_t>(r.right - r.left), rows = static_cast<size_t>(r.bottom - r.top);
     Bytes out(columns * rows * 4);
-    for (int32_t y = std::max(r.top, 0); y < std::min<int64_t>(r.bottom, height); ++y) {
-        for (int32_t x = std::max(r.left, 0); x < std::min<int64_t>(r.right, width); ++x) {
-            const size_t from = (static_cast<size_t>(y) * width + static_cast<size_t>(x)) * 4;
+    for (int32_t y = std::max(r.top, 0); y < std::min<int64_t>(r.bottom, whole.height); ++y) {
+        for (int32_t x = std::max(r.left, 0); x < std::min<int64_t>(r.right, whole.width); ++x) {
+            const size_t from = (static_cast<size_t>(y) * whole.width + static_cast<size_t>(x)) * 4;
             const size_t to = (static_cast<size_t>(y - r.top) * columns + static_cast<size_t>(x - r.left)) * 4;
-            std::copy_n(&whole[from], 4, &out[to]);
+            std::copy_n(&whole.rgba[from], 4, &out[to]);
         }
     }
     return out;
@@ -46,7 +46,7 @@ decInfo record_of(const Rectangle &r) {
 
 struct OpenFile {
     explicit OpenFile(const Bytes &file) : bytes(file) {
-        EXPECT_EQ(parseDNGImageBuffer_for_RD(bytes.data(), static_cast<int32_t>(bytes.size()), &info), 0);
+        EXPECT_EQ(parseDNGImageBuffer_for_RD(bytes.data(), length_of(bytes), &info), 0);
     }
     ~OpenFile() { finalizeHandle(&info); }
     OpenFile(const OpenFile &) = delete;
@@ -56,8 +56,7 @@ struct OpenFile {
         decInfo record = record_of(r);
         record.handle = info.handle;
         Bytes out(size_t{record.width} * record.height * 4, 0xA5);
-        EXPECT_EQ(decodeDNGImageBuffer_for_RD(bytes.data(), static_cast<int32_t>(bytes.size()), out.data(), &record),
-                  0);
+        EXPECT_EQ(decodeDNGImageBuffer_for_RD(bytes.data(), length_of(bytes), out.data(), &record), 0);
         return out;
     }
 
@@ -67,13 +66,13 @@ struct OpenFile {
 
 TEST(DngRegion, EqualsTheCutOfTheWhole) {
     for (const NamedDng &named : develop_files()) {
-        uint32_t width, height;
-        const Bytes whole = developed_whole(named.builder, &width, &height), file = named.builder.build();
+        const Picture whole = developed_whole(named.builder);
+        const Bytes file = named.builder.build();
         const OpenFile open(file);
-        for (const Rectangle &r : rectangles(static_cast<int32_t>(width), static_cast<int32_t>(height))) {
+        for (const Rectangle &r : rectangles(static_cast<int32_t>(whole.width), static_cast<int32_t>(whole.height))) {
             SCOPED_TRACE(named.name + ", rows from " + std::to_string(r.top) + ", columns from " +
                          std::to_string(r.left));
-            const Bytes expected = cut(whole, width, height, r);
+            const Bytes expected = cut(whole, r);
             EXPECT_TRUE(open.rectangle(r) == expected);
             decInfo info = record_of(r);
             EXPECT_TRUE(developed(file, &info) == expected) << "without a handle";
@@ -87,25 +86,22 @@ TEST(DngRegion, WholeDecodesThroughAHandle) {
     for (const NamedDng &named : develop_files()) {
         const Bytes file = named.builder.build();
         const OpenFile open(file);
-        decInfo info = {};
-        info.width = open.info.width, info.height = open.info.height;
-        const Bytes whole = developed(file, &info);
+        decInfo record = {};
+        record.handle = open.info.handle, record.width = open.info.width, record.height = open.info.height;
+        const Bytes whole = developed(file, record.width, record.height);
         for (int i = 0; i < 2; ++i) {
-            decInfo record = {};
-            record.handle = open.info.handle, record.width = info.width, record.height = info.height;
             Bytes out(whole.size());
-            decodeDNGImageBuffer_for_RD(file.data(), static_cast<int32_t>(file.size()), out.data(), &record);
+            decInfo now = record;
+            decodeDNGImageBuffer_for_RD(file.data(), length_of(file), out.data(), &now);
             EXPECT_TRUE(out == whole) << named.name << " " << i;
         }
     }
 }
 
 TEST(DngRegion, ManyThreadsOnOneHandle) {
-    const std::vector<NamedDng> files = develop_files();
-    const auto with_opcodes =
-        std::find_if(files.begin(), files.end(), [](auto &file) { return file.name == "opcodes"; });
-    uint32_t width, height;
-    const Bytes whole = developed_whole(with_opcodes->builder, &width, &height), file = with_opcodes->builder.build();
+    const DngBuilder with_opcodes = develop_file("opcodes").builder;
+    const Picture whole = developed_whole(with_opcodes);
+    const Bytes file = with_opcodes.build();
     const OpenFile open(file);
     std::vector<std::thread> threads;
     std::atomic<int> same = 0;
@@ -113,7 +109,7 @@ TEST(DngRegion, ManyThreadsOnOneHandle) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 8; ++i) {
                 const Rectangle r = {t * 5 + i, t * 5 + i + 30, i * 4 - 3, i * 4 + 28};
-                same += open.rectangle(r) == cut(whole, width, height, r);
+                same += open.rectangle(r) == cut(whole, r);
             }
         });
     }
@@ -126,7 +122,7 @@ TEST(DngRegion, CancelledHandlesStayClosed) {
     uint8_t *copy = static_cast<uint8_t *>(std::malloc(file.size()));
     std::copy(file.begin(), file.end(), copy);
     VDngRegionInstance *instance = nullptr;
-    ASSERT_NE(DngNewInstanceBuffer(copy, static_cast<int32_t>(file.size()), &instance), 0);
+    ASSERT_NE(DngNewInstanceBuffer(copy, length_of(file), &instance), 0);
     ASSERT_NE(instance, nullptr);
     void *handle = instance->decoder;
     Bytes out(64);
@@ -152,10 +148,9 @@ TEST(DngRegion, CancelledHandlesStayClosed) {
 // Lossless JPEG, where it is asked for: the same picture as from the same samples without compression, whole and in
 // parts; refused otherwise.
 TEST(DngRegion, LosslessTwinOfTheCorpus) {
-    const std::filesystem::path folder = std::filesystem::path(VOREL_CORPUS) / "dng";
-    if (!std::filesystem::exists(folder / "tm_bmpcc_lossless.dng")) GTEST_SKIP() << "no corpus";
-    const Bytes lossless = read_file(folder / "tm_bmpcc_lossless.dng");
-    const Bytes plain = read_file(folder / "gen_bmpcc_frame_cfa12_uncompressed.dng");
+    if (!std::filesystem::exists(VOREL_CORPUS "/dng")) GTEST_SKIP() << "no corpus";
+    const Bytes lossless = read_file(VOREL_CORPUS "/dng/tm_bmpcc_lossless.dng");
+    const Bytes plain = read_file(VOREL_CORPUS "/dng/gen_bmpcc_frame_cfa12_uncompressed.dng");
     for (const Rectangle &r : {Rectangle{0, 0, 0, 0}, {301, 420, 907, 1033}}) {
         decInfo info = record_of(r);
         if (!r.right) info.width = 1920, info.height = 1080;
@@ -168,8 +163,7 @@ TEST(DngRegion, LosslessTwinOfTheCorpus) {
     for (const int32_t accept : {0, 1}) {
         decInfo handle = {};
         handle.acceptLossless = accept;
-        EXPECT_EQ(parseDNGImageBuffer_for_RD(lossless.data(), static_cast<int32_t>(lossless.size()), &handle),
-                  accept - 1);
+        EXPECT_EQ(parseDNGImageBuffer_for_RD(lossless.data(), length_of(lossless), &handle), accept - 1);
         finalizeHandle(&handle);
     }
 }

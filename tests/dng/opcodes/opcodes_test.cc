@@ -259,8 +259,7 @@ TEST(DngOpcodes, FirstListOfAFile) {
     file.tags = dng_color_tags();
     const Bytes white = cat({big_longs({0, 0, 12, 16, 0, 1, 1, 1, 1}), {0xFF, 0xFF}}), trim = big_longs({2, 4, 12, 11});
     file.tags.push_back(opcode_list(51008, {opcode(7, white), opcode(6, trim)}));
-    uint32_t width, height;
-    const Bytes out = developed_whole(file, &width, &height);
+    const Bytes out = developed_whole(file).rgba;
     for (const size_t y : {0U, 5U, 11U})
         for (const size_t x : {0U, 6U, 8U, 13U}) EXPECT_EQ(out[(y * 16 + x) * 4], y > 1 && x > 3 && x < 11 ? 255 : 0);
 }
