@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -22,7 +21,7 @@ namespace {
 TEST(DngDevelop, OnePixelWorkedThrough) {
     DngBuilder builder;
     builder.first = dng_mosaic(32, 24, 16);
-    builder.first.tags.insert(builder.first.tags.end(), {{50714, kDngShort, {64}}, {50717, kDngShort, {1023}}});
+    add_tags(builder.first.tags, {dng_shorts(50714, {64}), dng_shorts(50717, {1023})});
     builder.tags = dng_color_tags();
     const std::pair<std::array<uint32_t, 3>, Bytes> patches[] = {{{139, 212, 158}, {161, 152, 157, 255}},
                                                                  {{1023, 1023, 1023}, {255, 255, 255, 255}},
@@ -30,8 +29,7 @@ TEST(DngDevelop, OnePixelWorkedThrough) {
     for (const auto &[codes, pixel] : patches) {
         builder.first.samples.clear();
         for (uint32_t i = 0; i < 32 * 24; ++i) builder.first.samples.push_back(codes[i / 32 % 2 + i % 2]);
-        decInfo info = {};
-        info.width = 32, info.height = 24;
+        decInfo info = sized(32, 24);
         const Bytes out = developed(builder.build(), &info);
         for (size_t i = 0; i < out.size(); ++i) ASSERT_EQ(out[i], pixel[i % 4]) << i;
         EXPECT_EQ(info.progress, 100);
@@ -60,34 +58,11 @@ TEST(DngDevelop, ByteOrderPlaceOfTheImageAndThreadsDoNotMatter) {
     }
 }
 
-// The crop that the file states is what the caller sees, and no more than the picture has is written.
-TEST(DngDevelop, CropsAndBuffersOfOtherSizes) {
-    const NamedDng bordered = develop_file("borders, levels and deltas");
-    const Bytes file = bordered.builder.build();
-    decInfo info = {};
-    ASSERT_EQ(parseDNGImageBuffer(file.data(), length_of(file), &info), 0);
-    // Halves away from 0.
-    expect_pairs(info.cropOriginX, 8, info.cropOriginY, 7, info.cropWidth, 60, info.cropHeight, 50);
-    const Picture whole = developed_whole(bordered.builder);
-    for (const uint32_t side : {1u, 33u, 200u}) {
-        const Bytes out = developed(file, side, side);
-        for (size_t i = 0; i < size_t{side} * side; ++i) {
-            const size_t y = i / side + 7, x = i % side + 8;
-            uint32_t is, wanted = 0;
-            std::memcpy(&is, &out[i * 4], 4);
-            if (y < whole.height && x < whole.width) std::memcpy(&wanted, &whole.rgba[(y * whole.width + x) * 4], 4);
-            ASSERT_EQ(is, wanted);
-        }
-    }
-}
-
 TEST(DngDevelop, UserLevelsReplaceTheFiles) {
     const DngBuilder own = develop_files()[0].builder;
     DngBuilder other = own;
-    other.first.tags.insert(other.first.tags.end(),
-                            {{50713, kDngShort, {1, 2}}, {50714, kDngShort, {100, 200}}, {50717, kDngShort, {3000}}});
-    decInfo user = {};
-    user.width = 75, user.height = 62;
+    add_tags(other.first.tags, {dng_shorts(50713, {1, 2}), dng_shorts(50714, {100, 200}), dng_shorts(50717, {3000})});
+    decInfo user = sized(75, 62);
     user.useUserLevels = 1, user.userBlackRepeatRows = 1, user.userBlackRepeatColumns = 2;
     user.userBlackLevel[0][0][0] = 100, user.userBlackLevel[0][1][0] = 200, user.userWhiteLevel[0] = 3000;
     decInfo too_many = user;
@@ -109,8 +84,8 @@ TEST(DngDevelop, ReducedFromTheMosaic) {
             builder.first.samples.push_back(means[(y / 4 * 16 + x / 4) * 3 + y % 2 + x % 2]);
     for (const uint32_t mean : means)
         small.first.samples.push_back(static_cast<uint32_t>(std::llround(mean * (65535.0 * 256 / 4095))) >> 8);
-    decInfo reduced = {};
-    reduced.width = reduced.preferredSize = reduced.previewWidth = 16, reduced.height = reduced.previewHeight = 12;
+    decInfo reduced = sized(16, 12);
+    reduced.preferredSize = reduced.previewWidth = 16, reduced.previewHeight = 12;
     const Bytes file = builder.build(), expected = developed(small.build(), 16, 12);
     EXPECT_TRUE(developed(file, &reduced) == expected);
     // As a preview too, by either entry.
@@ -119,24 +94,23 @@ TEST(DngDevelop, ReducedFromTheMosaic) {
     EXPECT_EQ(vorel_dng_develop_preview(file.data(), length_of(file), out.data(), 16, 12, &info), 1);
     EXPECT_TRUE(out == expected);
     // Sizes between half and the whole have no block that holds every colour: never black.
-    decInfo between = {};
-    between.width = between.height = between.preferredSize = between.previewWidth = 40, between.previewHeight = 30;
+    decInfo between = sized(40, 40);
+    between.preferredSize = between.previewWidth = 40, between.previewHeight = 30;
     const Bytes there = developed(file, &between);
     EXPECT_TRUE(std::any_of(there.begin(), there.end(), [](uint8_t byte) { return byte != 0 && byte != 255; }));
 }
 
 TEST(DngDevelop, CancelledDevelopsLeaveTheBufferClear) {
     const Bytes file = develop_files()[0].builder.build();
-    decInfo info = {};
-    info.width = 75, info.height = 62, info.cancelFlag = 1;
+    decInfo info = sized(75, 62);
+    info.cancelFlag = 1;
     EXPECT_TRUE(developed(file, &info) == Bytes(75 * 62 * 4));
     // From another thread, at any moment: all of the picture, or nothing.
     const char *const path = VOREL_CORPUS "/dng/gen_bmpcc_frame_cfa12_uncompressed.dng";
     if (!std::filesystem::exists(path)) GTEST_SKIP() << "no corpus";
     const Bytes large = read_file(path);
     for (int wait = 0; wait < 40; wait += 8) {
-        decInfo record = {};
-        record.width = 1920, record.height = 1080;
+        decInfo record = sized(1920, 1080);
         std::thread other([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(wait));
             VDngCancelDecoding(&record);
@@ -151,8 +125,8 @@ TEST(DngDevelop, CancelledDevelopsLeaveTheBufferClear) {
 TEST(DngDevelop, FailingAllocations) {
     for (const char *name : {"opcodes", "linear longs, developed as floats"}) {
         const Bytes file = develop_file(name).builder.build();
-        decInfo record = {};
-        record.width = 40, record.height = 40, record.noiseStrength = 1;
+        decInfo record = sized(40, 40);
+        record.noiseStrength = 1;
         decInfo info = record;
         const Bytes whole = developed(file, &info);
         with_each_allocation_failing([&](CountingAllocator &allocator) {

@@ -10,13 +10,13 @@
 namespace vorel::test {
 namespace {
 
-Bytes mosaic_file(uint32_t width, uint32_t height) {
+DngBuilder mosaic_of(uint32_t width, uint32_t height) {
     DngBuilder builder;
-    builder.first = dng_mosaic(width, height, 12, "0112");
+    builder.first = dng_mosaic(width, height, 12);
     builder.first.samples = picture_samples(width, height, 1, 4095, 3);
     builder.tags = dng_color_tags();
     builder.tags.push_back(dng_text(271, "Maker"));
-    return builder.build();
+    return builder;
 }
 
 TEST(DngEntries, StatusesOfBadInput) {
@@ -62,7 +62,7 @@ TEST(DngEntries, StatusesOfBadInput) {
 
 // The size that the options report is that in front of the reduction.
 TEST(DngEntries, FactorsAndOptions) {
-    const Bytes file = mosaic_file(101, 67);
+    const Bytes file = mosaic_of(101, 67).build();
     const TempFile on_disk(file);
     const auto decoded = [&](VDngOptionWords &options, size_t size, bool from_disk) {
         uint8_t *pixels = from_disk ? VDngDecodeFile(on_disk.path(), 0, options)
@@ -86,30 +86,26 @@ TEST(DngEntries, FactorsAndOptions) {
 }
 
 TEST(DngEntries, RecordsOfAFile) {
-    const Bytes file = mosaic_file(40, 30);
+    const Bytes file = mosaic_of(40, 30).build();
     const TempFile on_disk(file);
     VDngMetaData metadata;
     ASSERT_EQ(VDngParseMetaData(on_disk.path(), &metadata), 1);
     VDngRegionInstance *instance = nullptr;
     ASSERT_NE(DngNewInstanceFile(on_disk.path(), &instance), VDNG_FAILED);
-    expect_pairs(metadata.width, 40, metadata.cropHeight, 30, metadata.make, "Maker",
-                 std::string(VDngGetExifMake(instance)), "Maker", VDngGetCropSizeWidth(instance), 40,
-                 instance->ownsBuffer, 1);
-    DngRdDestroy(instance->decoder, instance);
     // Required: only the parse for rectangles gives the maker.
     decInfo plain = {}, info = {};
-    EXPECT_EQ(parseDNGImageBuffer(file.data(), length_of(file), &plain), 0);
-    EXPECT_EQ(parseDNGImageBuffer_for_RD(file.data(), length_of(file), &info), 0);
+    expect_pairs(metadata.width, 40, metadata.cropHeight, 30, metadata.make, "Maker",
+                 std::string(VDngGetExifMake(instance)), "Maker", VDngGetCropSizeWidth(instance), 40,
+                 instance->ownsBuffer, 1, parseDNGImageBuffer(file.data(), length_of(file), &plain), 0,
+                 parseDNGImageBuffer_for_RD(file.data(), length_of(file), &info), 0);
     expect_pairs(plain.make, "", info.make, "Maker", info.samplesPerPixel, 1, info.whiteLevel[0], 4095.0);
+    DngRdDestroy(instance->decoder, instance);
     finalizeHandle(&info);
 }
 
 TEST(DngEntries, Previews) {
-    DngBuilder builder;
-    builder.first = dng_preview(20, 16);
-    builder.subs = {dng_mosaic(80, 64, 12, "0112")};
-    builder.subs[0].samples = picture_samples(80, 64, 1, 4095, 2);
-    builder.tags = dng_color_tags();
+    DngBuilder builder = mosaic_of(80, 64);
+    builder.subs = {builder.first}, builder.first = dng_preview(20, 16);
     const Bytes file = builder.build();
     int32_t width = 7, height = 7;
     ASSERT_EQ(parseDNGPreviewImageBuffer(file.data(), length_of(file), &width, &height), 0);
@@ -120,7 +116,7 @@ TEST(DngEntries, Previews) {
     decInfo reduced = {};
     reduced.width = reduced.previewWidth = reduced.preferredSize = 20, reduced.height = reduced.previewHeight = 16;
     EXPECT_TRUE(out == developed(file, &reduced));
-    const Bytes none = mosaic_file(40, 30);
+    const Bytes none = mosaic_of(40, 30).build();
     EXPECT_EQ(parseDNGPreviewImageBuffer2(none.data(), length_of(none), &width, &height), -1);
     EXPECT_EQ(decodeDNGPreviewImageBuffer(none.data(), length_of(none), out.data(), 20, 16), 0);
     EXPECT_EQ(out, Bytes(20 * 16 * 4));

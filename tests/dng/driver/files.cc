@@ -54,7 +54,7 @@ Bytes opcode(uint32_t id, const Bytes &body, uint32_t flags, uint32_t version) {
 
 DngTag opcode_list(uint32_t tag, const std::vector<Bytes> &opcodes) {
     Bytes list = big_32(static_cast<uint32_t>(opcodes.size()));
-    for (const Bytes &one : opcodes) list.insert(list.end(), one.begin(), one.end());
+    for (const Bytes &one : opcodes) list = cat({list, one});
     return dng_bytes(tag, kDngUndefined, list);
 }
 
@@ -63,7 +63,7 @@ namespace {
 NamedDng file_of(const std::string &name, DngImage image, unsigned seed, const std::vector<DngTag> &tags = {}) {
     const uint32_t most = image.bits == 12 ? 4095 : image.bits == 16 ? 65535 : 4000000000u;
     image.samples = picture_samples(image.width, image.height, image.planes, most, seed);
-    image.tags.insert(image.tags.end(), tags.begin(), tags.end());
+    add_tags(image.tags, tags);
     NamedDng file = {name, {}};
     file.builder.first = image, file.builder.tags = dng_color_tags();
     return file;
@@ -79,19 +79,15 @@ std::vector<NamedDng> develop_files() {
     std::vector<double> rows, columns, colours;
     for (int i = 0; i < 63; ++i) rows.push_back(i % 5 - 2.0);
     for (int i = 0; i < 79; ++i) columns.push_back(i % 3 * 1.5);
-    files.push_back(file_of("borders, levels and deltas", dng_mosaic(90, 71, 12, "1021"), 26,
-                            {{50829, kDngLong, {3, 5, 66, 84}},
-                             {50713, kDngShort, {2, 2}},
-                             {50714, kDngShort, {60, 64, 66, 70}},
-                             {50717, kDngShort, {4000}},
-                             dng_rationals(50719, {8.4, 6.5}),
-                             dng_rationals(50720, {60, 50}),
-                             dng_rationals(50716, rows, 1000, kDngSRational),
-                             dng_rationals(50715, columns, 1000, kDngSRational)}));
+    files.push_back(
+        file_of("borders, levels and deltas", dng_mosaic(90, 71, 12, "1021"), 26,
+                {dng_longs(50829, {3, 5, 66, 84}), dng_shorts(50713, {2, 2}), dng_shorts(50714, {60, 64, 66, 70}),
+                 dng_shorts(50717, {4000}), dng_rationals(50719, {8.4, 6.5}), dng_rationals(50720, {60, 50}),
+                 dng_rationals(50716, rows, 1000, kDngSRational), dng_rationals(50715, columns, 1000, kDngSRational)}));
 
     for (const char c : std::string("110112112110201020112110110112020201")) colours.push_back(c - '0');
-    files.push_back(
-        file_of("6 x 6 cells", dng_mosaic(80, 66, 12), 11, {{33421, kDngShort, {6, 6}}, {33422, kDngByte, colours}}));
+    files.push_back(file_of("6 x 6 cells", dng_mosaic(80, 66, 12), 11,
+                            {dng_shorts(33421, {6, 6}), DngTag{33422, kDngByte, colours}}));
 
     Bytes points;
     for (uint32_t i = 0; i < 30; ++i) points = cat({points, big_longs({i * 37 % 84, i * 53 % 96})});
@@ -129,8 +125,7 @@ Bytes developed(const Bytes &file, decInfo *info) {
 }
 
 Bytes developed(const Bytes &file, uint32_t width, uint32_t height) {
-    decInfo info = {};
-    info.width = width, info.height = height;
+    decInfo info = sized(width, height);
     return developed(file, &info);
 }
 

@@ -29,9 +29,13 @@ Bytes big_longs(const std::vector<uint32_t> &values);
 Bytes big_floats(const std::vector<float> &values);
 Bytes big_doubles(const std::vector<double> &values);
 
-inline int32_t length_of(const Bytes &bytes) { return static_cast<int32_t>(bytes.size()); }
 // By decodeDNGImageBuffer; the parsed record in *info with what the develop left in it.
 Bytes developed(const Bytes &file, decInfo *info);
+inline decInfo sized(uint32_t width, uint32_t height) {
+    decInfo info = {};
+    info.width = width, info.height = height;
+    return info;
+}
 Bytes developed(const Bytes &file, uint32_t width, uint32_t height);
 // The whole picture in the active area: the crop is put aside.
 struct Picture {

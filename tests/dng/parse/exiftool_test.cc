@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <span>
 #include <sstream>
 
 #include "dng/parse/dng_file.h"
@@ -19,10 +20,6 @@ std::string printed(const char *format, Values... values) {
     char text[80];
     std::snprintf(text, sizeof text, format, values...);
     return text;
-}
-template <typename Value>
-std::vector<Value> some(const Value *values, size_t count) {
-    return {values, values + count};
 }
 
 // Values as exiftool -n prints them: words with blanks between.
@@ -75,19 +72,20 @@ Values of_ifd(const VorelDngIFD &i) {
     for (uint32_t site = 0; site < i.cfaRepeatRows * i.cfaRepeatColumns; ++site)
         cfa.push_back(i.cfaPattern[site / i.cfaRepeatColumns][site % i.cfaRepeatColumns]);
     Values v;
-    put(v, 254, i.newSubFileType, 256, i.width, 257, i.height, 258, some(i.bitsPerSample, planes), 259, i.compression,
-        262, i.photometric, 274, i.orientation, 277, i.samplesPerPixel, 278, i.rowsPerStrip, 282, i.xResolution, 283,
-        i.yResolution, 284, i.planarConfiguration, 296, i.xResolutionUnit, 317, i.predictor, 322, i.tileWidth, 323,
-        i.tileLength, 339, some(i.sampleFormat, planes), 529, i.ycbcrCoefficients, 530,
+    put(v, 254, i.newSubFileType, 256, i.width, 257, i.height, 258, std::span(i.bitsPerSample, planes), 259,
+        i.compression, 262, i.photometric, 274, i.orientation, 277, i.samplesPerPixel, 278, i.rowsPerStrip, 282,
+        i.xResolution, 283, i.yResolution, 284, i.planarConfiguration, 296, i.xResolutionUnit, 317, i.predictor, 322,
+        i.tileWidth, 323, i.tileLength, 339, std::span(i.sampleFormat, planes), 529, i.ycbcrCoefficients, 530,
         std::array{i.ycbcrSubsamplingH, i.ycbcrSubsamplingV}, 531, i.ycbcrPositioning, 532, i.referenceBlackWhite);
     put(v, 33421, std::array{i.cfaRepeatRows, i.cfaRepeatColumns}, 33422, cfa, 50710,
-        some(i.cfaPlaneColor, i.cfaPlaneCount), 50711, i.cfaLayout, 50713,
-        std::array{i.blackRepeatRows, i.blackRepeatColumns}, 50714, black, 50717, some(i.whiteLevel, planes), 50718,
-        std::array{i.defaultScaleH, i.defaultScaleV}, 50719, std::array{i.defaultCropOriginH, i.defaultCropOriginV},
-        50720, std::array{i.defaultCropSizeH, i.defaultCropSizeV}, 50733, i.bayerGreenSplit, 50738, i.antiAliasStrength,
-        50780, i.bestQualityScale, 50829, i.activeArea, 50830, some(i.maskedArea, i.maskedAreaCount), 50966,
+        std::span(i.cfaPlaneColor, i.cfaPlaneCount), 50711, i.cfaLayout, 50713,
+        std::array{i.blackRepeatRows, i.blackRepeatColumns}, 50714, black, 50717, std::span(i.whiteLevel, planes),
+        50718, std::array{i.defaultScaleH, i.defaultScaleV}, 50719,
+        std::array{i.defaultCropOriginH, i.defaultCropOriginV}, 50720,
+        std::array{i.defaultCropSizeH, i.defaultCropSizeV}, 50733, i.bayerGreenSplit, 50738, i.antiAliasStrength, 50780,
+        i.bestQualityScale, 50829, i.activeArea, 50830, std::span(i.maskedArea, i.maskedAreaCount), 50966,
         i.previewApplicationName, 50967, i.previewApplicationVersion, 50969, digest(i.previewSettingsDigest), 50970,
-        i.previewColorSpace, 51041, some(i.noise, 2 * i.noiseCount), 51125, i.defaultUserCrop);
+        i.previewColorSpace, 51041, std::span(i.noise, 2 * i.noiseCount), 51125, i.defaultUserCrop);
     return v;
 }
 
