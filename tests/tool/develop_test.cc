@@ -13,8 +13,7 @@ class Develop : public ToolFixture {
   protected:
     void SetUp() override {
         builder = develop_files()[0].builder;
-        builder.tags.push_back({274, kDngShort, {6}});
-        builder.tags.push_back(dng_text(271, "Maker"));
+        add_tags(builder.tags, {dng_shorts(274, {6}), dng_text(271, "Maker")});
         builder.exif.push_back(dng_rationals(33434, {0.0125}));
         folder.put("a.dng", builder.build());
     }
@@ -22,34 +21,24 @@ class Develop : public ToolFixture {
 };
 
 TEST_F(Develop, PicturesOfTheLibrary) {
-    decInfo info = {};
-    info.width = 75, info.height = 62;
-    const Bytes whole = developed(builder.build(), &info);
+    const Bytes whole = developed(builder.build(), 75, 62);
     EXPECT_EQ(expect_ok("develop a.dng a.raw --no-orient"), "a.raw: 75 x 62, rgba8888\n");
     EXPECT_TRUE(folder.get("a.raw") == whole);
     // Upright: the stored left column is the upper row, from below.
     expect_ok("develop a.dng up.raw");
     const Bytes upright = folder.get("up.raw");
-    for (size_t y = 0; y < 75; ++y) {
-        for (size_t x = 0; x < 62; ++x) {
-            ASSERT_TRUE(std::equal(&upright[(y * 62 + x) * 4], &upright[(y * 62 + x) * 4] + 4,
-                                   &whole[((61 - x) * 75 + y) * 4]));
-        }
-    }
+    for (size_t i = 0; i < 75 * 62; ++i)
+        ASSERT_TRUE(std::equal(&upright[i * 4], &upright[i * 4] + 4, &whole[((61 - i % 62) * 75 + i / 62) * 4]));
     expect_ok("develop a.dng part.ppm --rect 11,7,20,30");
     const Pixels part = ppm("part.ppm");
     ASSERT_EQ(part.width, 20);
-    for (size_t i = 0; i < 20 * 30; ++i) {
+    for (size_t i = 0; i < 20 * 30; ++i)
         ASSERT_TRUE(std::equal(&part.rgb[i * 3], &part.rgb[i * 3] + 3, &whole[((i / 20 + 7) * 75 + i % 20 + 11) * 4]));
-    }
     EXPECT_EQ(expect_ok("develop a.dng half.png --factor 2 --denoise 1 --no-orient"), "half.png: 38 x 31, rgba8888\n");
     EXPECT_EQ(expect_ok("develop a.dng small.jpg --preview"), "small.jpg: 62 x 75, rgba8888\n");
     EXPECT_EQ(expect_ok("develop a.dng stored.pgm --stage 1"), "stored.pgm: 75 x 62, 1 planes of 16 bits\n");
-    const Bytes stored = folder.get("stored.pgm");
-    const size_t head = stored.size() - 75 * 62 * 2;
-    for (size_t i = 0; i < 75 * 62; ++i) {
-        ASSERT_EQ(stored[head + 2 * i] << 8 | stored[head + 2 * i + 1], builder.first.samples[i]);
-    }
+    const Bytes stored = tail(folder.get("stored.pgm"), 75 * 62 * 2);
+    for (size_t i = 0; i < 75 * 62; ++i) ASSERT_EQ(stored[2 * i] << 8 | stored[2 * i + 1], builder.first.samples[i]);
 }
 
 TEST_F(Develop, WhatARawFileSaysOfItself) {
@@ -62,8 +51,7 @@ TEST_F(Develop, WhatARawFileSaysOfItself) {
     EXPECT_EQ(data.find("Make: Maker\nModel: Camera 1\nOrientation: 1\nExposureTime: 0.0125\n"), 0u);
     EXPECT_NE(data.find("ExifImageWidth: 62\nExifImageHeight: 75\n"), std::string::npos);
     const auto json = nlohmann::json::parse(expect_ok("info --json a.dng"));
-    EXPECT_EQ(json[0]["type"], "DNG");
-    EXPECT_EQ(json[0]["readable"], true);
+    EXPECT_TRUE(json[0]["type"] == "DNG" && json[0]["readable"] == true);
 }
 
 TEST_F(Develop, Refused) {

@@ -11,16 +11,11 @@
 #include "dng/colour/gamma.h"
 #include "dng/colour/temperature.h"
 #include "dng/colour/white_map.h"
-#include "dng/render/fixed_context.h"
+#include "dng/support/plain_context.h"
 #include "support/samples.h"
 
 namespace vorel::test {
 namespace {
-
-void expect_near(const VorelDngMatrix &a, const VorelDngMatrix &b, double tolerance) {
-    const VorelDngMatrix difference = a + -1 * b;
-    for (uint32_t i = 0; i < 9; ++i) EXPECT_NEAR(difference[i / 3][i % 3], 0, tolerance) << i;
-}
 
 TEST(DngColour, ChromaticitiesAndAdaptation) {
     const VorelDngXYCoord black = XYZtoXY({0, 0, 0}), red = {0.735, 0.265};
@@ -56,16 +51,13 @@ TEST(DngColour, Temperatures) {
     EXPECT_NEAR(VorelDngTemperature(VorelDngXYCoord{0.2, 0.2}).temperature, 100000, 1e-6);
     EXPECT_NEAR(VorelDngTemperature(VorelDngXYCoord{0.7, 0.3}).temperature, 1000000 / 600.0, 1e-6);
     EXPECT_TRUE(std::isfinite(VorelDngTemperature(VorelDngXYCoord{NAN, 0}).temperature));
-    const std::pair<uint32_t, double> codes[] = {{0, 0},     {1, 5500},  {4, 5500},  {5, 0}, {12, 6400},
-                                                 {15, 3525}, {17, 2850}, {24, 3200}, {25, 0}};
-    for (const auto &[code, kelvin] : codes) EXPECT_EQ(convertIlluminantToTemperature(code), kelvin) << code;
+    const uint32_t codes[] = {0, 1, 4, 5, 12, 15, 17, 24, 25};
+    const double temperatures[] = {0, 5500, 5500, 0, 6400, 3525, 2850, 3200, 0};
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(convertIlluminantToTemperature(codes[i]), temperatures[i]) << i;
 }
 
 TEST(DngColour, Gammas) {
-    const struct {
-        const VorelDng1dFunction &curve;
-        double gamma, knee, knee_value, slope;
-    } powers[] = {
+    const std::tuple<const VorelDng1dFunction &, double, double, double, double> powers[] = {
         {VorelDngFunctionGammaEncode_1_8::GET(), 1.8, 0.0008211879055212056, 0.01931085103014514, 13.0643066},
         {VorelDngFunctionGammaEncode_2_2::GET(), 2.2, 0.0034800731177356986, 0.07630274598059436, 9.96618898}};
     for (const auto &[curve, gamma, knee, knee_value, slope] : powers) {
@@ -78,12 +70,10 @@ TEST(DngColour, Gammas) {
     const VorelDng1dFunction &srgb = VorelDngFunctionGammaEncode_sRGB::GET();
     for (const double x : {0.0, 0.002, 0.0031308, 0.5}) EXPECT_NEAR(srgb.evaluateInverse(srgb.evaluate(x)), x, 1e-12);
     VorelDng1dTable whole, sampled;
-    whole.initialize(srgb, false);
-    sampled.initialize(srgb, true);
+    whole.initialize(srgb, false), sampled.initialize(srgb, true);
+    for (uint32_t i = 0; i <= 4096; ++i) EXPECT_NEAR(sampled.data()[i], whole.data()[i], 1e-3);
     std::vector<uint16_t> wide(65536);
     whole.expand16(wide.data());
-    for (uint32_t i = 0; i <= 4096; ++i) EXPECT_NEAR(sampled.data()[i], whole.data()[i], 1e-3);
-    EXPECT_EQ(whole.data()[4097], whole.data()[4096]);
     for (uint32_t i = 526; i < 65536; i += 251) EXPECT_NEAR(wide[i], srgb.evaluate(i / 65535.0) * 65535, 0.6) << i;
 }
 
@@ -103,21 +93,20 @@ TEST(DngColour, SpacesAndTheirProfiles) {
         const auto u32 = [&](uint32_t at) {
             return uint32_t{data[at]} << 24 | uint32_t{data[at + 1]} << 16 | uint32_t{data[at + 2]} << 8 | data[at + 3];
         };
-        // Every tag lies inside; curves say the gamma: of three tags that are no curves in grey, and six in colour.
+        // Every tag lies inside; curves say the gamma.
         EXPECT_EQ(u32(0), length);
         for (uint32_t tag = 0; tag < u32(128); ++tag) {
             const uint32_t offset = u32(132 + 12 * tag + 4);
             ASSERT_LE(offset + uint64_t{u32(132 + 12 * tag + 8)}, length);
             const bool curve = std::memcmp(data + 132 + 12 * tag + 1, "TRC", 3) == 0;
             EXPECT_EQ(curve, tag >= (grey ? 3 : 6));
-            if (curve) EXPECT_EQ(u32(offset + 8), gamma == 0 ? 1024u : 1u);
             if (curve && gamma != 0) EXPECT_NEAR(u32(offset + 12) / 0x1p24, gamma, 1 / 256.0);
         }
     }
 }
 
 TEST(DngColour, SpecificationOfAWhite) {
-    FixedContext context = plain_camera();
+    PlainContext context = plain_camera();
     VorelDngCameraProfile &profile = context.profile;
     VorelDngMatrix forward, forwards = VorelDngSpace_AdobeRGB::GET().toPCS();
     const auto found = [&](const VorelDngXYCoord &white) {
@@ -169,7 +158,7 @@ TEST(DngColour, SpecificationOfAWhite) {
 }
 
 TEST(DngColour, ProfilesOfAFile) {
-    FixedContext context = plain_camera();
+    PlainContext context = plain_camera();
     VorelDngCameraProfile &profile = context.profile;
     EXPECT_TRUE(profile.isValid(3) && !profile.isValid(4));
     profile.forward1 = VorelDngSpace_ProPhoto::GET().toPCS();
@@ -180,10 +169,8 @@ TEST(DngColour, ProfilesOfAFile) {
     EXPECT_FALSE(profile.isValid(3));
 
     Bytes file(4, 0);
-    for (int i = 0; i < 24; ++i) {
-        const Bytes value = little_32(std::bit_cast<uint32_t>(static_cast<float>(i < 12 ? i : i - 2)));
-        file.insert(file.end(), value.begin(), value.end());
-    }
+    for (int i = 0; i < 24; ++i)
+        file = cat({file, little_32(std::bit_cast<uint32_t>(static_cast<float>(i < 12 ? i : i - 2)))});
     VorelDngCameraProfileInfo info;
     info.littleEndian = true;
     info.hueDivisions = info.satDivisions = info.lookHueDivisions = info.lookSatDivisions = 2;

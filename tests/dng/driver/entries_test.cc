@@ -1,6 +1,5 @@
 // What the entries return, and what they leave in options and records.
 #include <cstdlib>
-#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -11,15 +10,13 @@
 namespace vorel::test {
 namespace {
 
-int32_t length_of(const Bytes &bytes) { return static_cast<int32_t>(bytes.size()); }
-
-Bytes mosaic_file(uint32_t width, uint32_t height) {
+DngBuilder mosaic_of(uint32_t width, uint32_t height) {
     DngBuilder builder;
-    builder.first = dng_mosaic(width, height, 12, "0112");
+    builder.first = dng_mosaic(width, height, 12);
     builder.first.samples = picture_samples(width, height, 1, 4095, 3);
     builder.tags = dng_color_tags();
     builder.tags.push_back(dng_text(271, "Maker"));
-    return builder.build();
+    return builder;
 }
 
 TEST(DngEntries, StatusesOfBadInput) {
@@ -65,55 +62,50 @@ TEST(DngEntries, StatusesOfBadInput) {
 
 // The size that the options report is that in front of the reduction.
 TEST(DngEntries, FactorsAndOptions) {
-    const Bytes file = mosaic_file(101, 67);
+    const Bytes file = mosaic_of(101, 67).build();
+    const TempFile on_disk(file);
+    const auto decoded = [&](VDngOptionWords &options, size_t size, bool from_disk) {
+        uint8_t *pixels = from_disk ? VDngDecodeFile(on_disk.path(), 0, options)
+                                    : VDngDecodeBuffer(file.data(), length_of(file), 0, options);
+        const Bytes bytes = pixels ? Bytes(pixels, pixels + size) : Bytes();
+        std::free(pixels);
+        return bytes;
+    };
     VDngOptionWords options = {};
     options[VDNG_OPTION_INFO] = 77;
-    uint8_t *whole = VDngDecodeBuffer(file.data(), length_of(file), 0, options);
-    ASSERT_NE(whole, nullptr);
+    EXPECT_TRUE(decoded(options, 101 * 67 * 4, false) == developed(file, 101, 67));
     EXPECT_EQ(options[VDNG_OPTION_INFO], 0);
-    options[VDNG_OPTION_FACTOR] = 2;
-    const TempFile on_disk(file);
-    uint8_t *half = VDngDecodeFile(on_disk.path(), 0, options);
-    ASSERT_NE(half, nullptr);
-    expect_pairs(options[VDNG_OPTION_WIDTH], 101, options[VDNG_OPTION_HEIGHT], 67);
     // 50.5 and 33.5 are rounded away from 0.
+    options[VDNG_OPTION_FACTOR] = 2;
     GuardBuffer out(51 * 34 * 4);
     EXPECT_EQ(VDngDecodeBuffer2Buf(file.data(), length_of(file), out.data(), 0, 0, options), 1);
-    EXPECT_EQ(std::memcmp(out.data(), half, 51 * 34 * 4), 0);
+    EXPECT_TRUE(decoded(options, out.size(), true) == out.bytes());
+    expect_pairs(options[VDNG_OPTION_WIDTH], 101, options[VDNG_OPTION_HEIGHT], 67);
     options[VDNG_OPTION_FACTOR] = 1000;
     EXPECT_EQ(VDngDecodeFile2Buf(on_disk.path(), out.data(), 0, 0, options), 1);
-    decInfo info = {};
-    info.width = 101, info.height = 67;
-    EXPECT_EQ(std::memcmp(developed(file, &info).data(), whole, 101 * 67 * 4), 0);
-    std::free(whole);
-    std::free(half);
 }
 
 TEST(DngEntries, RecordsOfAFile) {
-    const Bytes file = mosaic_file(40, 30);
+    const Bytes file = mosaic_of(40, 30).build();
     const TempFile on_disk(file);
     VDngMetaData metadata;
     ASSERT_EQ(VDngParseMetaData(on_disk.path(), &metadata), 1);
     VDngRegionInstance *instance = nullptr;
     ASSERT_NE(DngNewInstanceFile(on_disk.path(), &instance), VDNG_FAILED);
-    expect_pairs(metadata.width, 40, metadata.cropHeight, 30, metadata.make, "Maker",
-                 std::string(VDngGetExifMake(instance)), "Maker", VDngGetCropSizeWidth(instance), 40,
-                 instance->ownsBuffer, 1);
-    DngRdDestroy(instance->decoder, instance);
     // Required: only the parse for rectangles gives the maker.
     decInfo plain = {}, info = {};
-    EXPECT_EQ(parseDNGImageBuffer(file.data(), length_of(file), &plain), 0);
-    EXPECT_EQ(parseDNGImageBuffer_for_RD(file.data(), length_of(file), &info), 0);
+    expect_pairs(metadata.width, 40, metadata.cropHeight, 30, metadata.make, "Maker",
+                 std::string(VDngGetExifMake(instance)), "Maker", VDngGetCropSizeWidth(instance), 40,
+                 instance->ownsBuffer, 1, parseDNGImageBuffer(file.data(), length_of(file), &plain), 0,
+                 parseDNGImageBuffer_for_RD(file.data(), length_of(file), &info), 0);
     expect_pairs(plain.make, "", info.make, "Maker", info.samplesPerPixel, 1, info.whiteLevel[0], 4095.0);
+    DngRdDestroy(instance->decoder, instance);
     finalizeHandle(&info);
 }
 
 TEST(DngEntries, Previews) {
-    DngBuilder builder;
-    builder.first = dng_preview(20, 16);
-    builder.subs = {dng_mosaic(80, 64, 12, "0112")};
-    builder.subs[0].samples = picture_samples(80, 64, 1, 4095, 2);
-    builder.tags = dng_color_tags();
+    DngBuilder builder = mosaic_of(80, 64);
+    builder.subs = {builder.first}, builder.first = dng_preview(20, 16);
     const Bytes file = builder.build();
     int32_t width = 7, height = 7;
     ASSERT_EQ(parseDNGPreviewImageBuffer(file.data(), length_of(file), &width, &height), 0);
@@ -124,22 +116,19 @@ TEST(DngEntries, Previews) {
     decInfo reduced = {};
     reduced.width = reduced.previewWidth = reduced.preferredSize = 20, reduced.height = reduced.previewHeight = 16;
     EXPECT_TRUE(out == developed(file, &reduced));
-    const Bytes none = mosaic_file(40, 30);
+    const Bytes none = mosaic_of(40, 30).build();
     EXPECT_EQ(parseDNGPreviewImageBuffer2(none.data(), length_of(none), &width, &height), -1);
     EXPECT_EQ(decodeDNGPreviewImageBuffer(none.data(), length_of(none), out.data(), 20, 16), 0);
-    EXPECT_EQ(std::count(out.begin(), out.end(), 0), 20 * 16 * 4);
+    EXPECT_EQ(out, Bytes(20 * 16 * 4));
 }
 
 TEST(DngEntries, RowsOfPixels) {
     const uint8_t rgb[14] = {1, 2, 3, 4, 5, 6, 99, 7, 8, 9, 10, 11, 12, 98};
-    uint8_t rgba[16] = {};
-    BgrToBgra(rgb, 7, rgba, 8, 2, 2);
-    const uint8_t expected[16] = {1, 2, 3, 255, 4, 5, 6, 255, 7, 8, 9, 255, 10, 11, 12, 255};
-    EXPECT_EQ(std::memcmp(rgba, expected, 16), 0);
-    uint8_t wide[24];
-    convertRGB2RGBA(wide, 3, 2, rgb, 2, 1);
-    const uint8_t placed[24] = {1, 2, 3, 255, 4, 5, 6, 255};
-    EXPECT_EQ(std::memcmp(wide, placed, 24), 0);
+    Bytes rgba(16), wide(24);
+    BgrToBgra(rgb, 7, rgba.data(), 8, 2, 2);
+    EXPECT_EQ(rgba, (Bytes{1, 2, 3, 255, 4, 5, 6, 255, 7, 8, 9, 255, 10, 11, 12, 255}));
+    convertRGB2RGBA(wide.data(), 3, 2, rgb, 2, 1);
+    EXPECT_EQ(wide, cat({{1, 2, 3, 255, 4, 5, 6, 255}, Bytes(16)}));
 }
 
 }  // namespace

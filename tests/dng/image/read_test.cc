@@ -47,10 +47,9 @@ std::vector<uint32_t> samples_of(const Bytes &file, bool lossless = false, DngRe
     return samples;
 }
 
-DngBuilder file_of(const DngImage &image, bool little_endian) {
+DngBuilder file_of(const DngImage &image, bool little_endian = true) {
     DngBuilder builder;
-    builder.littleEndian = little_endian;
-    builder.first = image;
+    builder.littleEndian = little_endian, builder.first = image;
     return builder;
 }
 
@@ -67,21 +66,19 @@ void expect_read(const DngImage &image, bool little_endian, const std::string &w
 }
 
 TEST(DngRead, UncompressedOfEverySize) {
-    for (const bool little_endian : {true, false}) {
-        for (const uint32_t planes : {1u, 3u}) {
-            for (uint32_t bits = 1; bits <= 32; ++bits) {
-                DngImage image = planes == 1 ? dng_mosaic(37, 29, bits) : dng_linear(37, 29, bits);
-                image.samples = random_samples(image, bits);
-                const std::string what = std::to_string(bits) + " bits, " + std::to_string(planes) + " planes";
-                expect_read(image, little_endian, what);
-                image.rowsPerStrip = 6;
-                expect_read(image, little_endian, what + ", strips");
-                image.rowsPerStrip = 0, image.tileWidth = 16, image.tileLength = 10;
-                expect_read(image, little_endian, what + ", tiles");
-                image.planarConfiguration = 2;
-                if (planes == 3) expect_read(image, little_endian, what + ", separate planes");
-            }
-        }
+    for (uint32_t i = 0; i < 4 * 32; ++i) {
+        const bool little_endian = i & 1;
+        const uint32_t planes = i & 2 ? 3 : 1, bits = i / 4 + 1;
+        DngImage image = planes == 1 ? dng_mosaic(37, 29, bits) : dng_linear(37, 29, bits);
+        image.samples = random_samples(image, bits);
+        const std::string what = std::to_string(bits) + " bits, " + std::to_string(planes) + " planes";
+        expect_read(image, little_endian, what);
+        image.rowsPerStrip = 6;
+        expect_read(image, little_endian, what + ", strips");
+        image.rowsPerStrip = 0, image.tileWidth = 16, image.tileLength = 10;
+        expect_read(image, little_endian, what + ", tiles");
+        image.planarConfiguration = 2;
+        if (planes == 3) expect_read(image, little_endian, what + ", separate planes");
     }
 }
 
@@ -89,7 +86,7 @@ TEST(DngRead, UncompressedOfEverySize) {
 TEST(DngRead, TruncatedStrips) {
     DngImage image = dng_mosaic(32, 20, 16);
     image.samples = random_samples(image, 16);
-    DngBuilder builder = file_of(image, true);
+    DngBuilder builder = file_of(image);
     // The strip at the end of the file, so that a cut takes samples and no directory.
     const Bytes strip = image.tileData(0, true);
     builder.first.tags.push_back({273, kDngLong, {static_cast<double>(builder.build().size())}});
@@ -165,9 +162,9 @@ TEST(DngRead, DamagedTiles) {
     Bytes more = image.tileData(3, true);
     more.resize(more.size() + 100000);
     const Bytes first = deflated(image.tileData(0, true));
-    image.tiles = {Bytes(first.begin(), first.begin() + static_cast<ptrdiff_t>(first.size() * 6 / 10)), Bytes(50, 0xA5),
-                   deflated(image.tileData(2, true)), deflated(more)};
-    const std::vector<uint32_t> read = samples_of(file_of(image, true).build());
+    image.tiles = {head(first, first.size() * 6 / 10), Bytes(50, 0xA5), deflated(image.tileData(2, true)),
+                   deflated(more)};
+    const std::vector<uint32_t> read = samples_of(file_of(image).build());
     ASSERT_EQ(read.size(), image.samples.size());
     size_t good = 0;
     while (good < read.size() && read[good] == image.samples[good]) ++good;
@@ -181,76 +178,60 @@ TEST(DngRead, DamagedTiles) {
 
 // ---- Lossless JPEG -------------------------------------------------------------------------------------------------
 
+// The rows that are delivered.
 std::vector<uint16_t> decode_lossless(const Bytes &stream, int32_t *rows) {
-    std::vector<uint16_t> out;
-    VorelLosslessFrame frame = {};
+    struct Receiver {
+        std::vector<uint16_t> out;
+        VorelLosslessFrame frame;
+    } receiver = {};
     GuardBuffer in(stream);
     const int32_t length = static_cast<int32_t>(stream.size());
-    if (!vorel_jpeg_lossless_frame(in.data(), length, &frame)) return out;
-    struct Receiver {
-        std::vector<uint16_t> *out;
-        int32_t count;
-    } receiver = {&out, frame.width * frame.components};
-    *rows = vorel_jpeg_decode_lossless(
-        in.data(), length,
-        [](void *user, int32_t, const uint16_t *samples) {
-            const Receiver &to = *static_cast<Receiver *>(user);
-            to.out->insert(to.out->end(), samples, samples + to.count);
-            return 0;
-        },
-        &receiver);
-    return out;
+    if (!vorel_jpeg_lossless_frame(in.data(), length, &receiver.frame)) return {};
+    const auto receive = [](void *user, int32_t, const uint16_t *samples) {
+        Receiver &to = *static_cast<Receiver *>(user);
+        to.out.insert(to.out.end(), samples, samples + to.frame.width * to.frame.components);
+        return 0;
+    };
+    *rows = vorel_jpeg_decode_lossless(in.data(), length, receive, &receiver);
+    return receiver.out;
 }
 
-LosslessStream random_stream(int components, int precision, unsigned seed) {
+LosslessStream random_stream(int width, int height, int components, int precision, unsigned seed) {
     LosslessStream stream;
-    stream.width = 61, stream.height = 23, stream.components = components, stream.precision = precision;
+    stream.width = width, stream.height = height, stream.components = components, stream.precision = precision;
     std::mt19937 random(seed);
-    // Mostly neighbours that are near each other, and sometimes the far end of the range.
+    // Mostly neighbours that are near each other, and sometimes any code, or half the range away.
     uint32_t value = 0;
-    for (int i = 0; i < 61 * 23 * components; ++i) {
-        value = random() % 7 == 0 ? random() : value + random() % 64 - 31;
+    for (int i = 0; i < width * height * components; ++i) {
+        const uint32_t kind = random() % 14;
+        value = kind == 0 ? random() : kind < 3 ? random() % 2 << (precision - 1) : value + random() % 64 - 31;
         stream.samples.push_back(static_cast<uint16_t>(value & ((1u << precision) - 1)));
     }
     return stream;
 }
 
+// Those of 16 bits have differences of 32768, and more data than a window holds.
 TEST(LosslessJpeg, EveryPredictorPrecisionAndLayout) {
-    for (int precision = 2; precision <= 16; ++precision) {
-        for (int predictor = 1; predictor <= 7; ++predictor) {
-            const int components = 1 + (precision + predictor) % 4;
-            LosslessStream stream =
-                random_stream(components, precision, static_cast<unsigned>(precision * 8 + predictor));
-            stream.predictor = predictor;
-            stream.interval_rows = predictor % 3 == 0 ? 1 + precision % 9 : 0;
-            stream.long_codes = precision % 2;
-            stream.transform = precision > 4 ? predictor % 3 : 0;
-            for (uint16_t &sample : stream.samples)
-                sample = static_cast<uint16_t>(sample >> stream.transform << stream.transform);
-            int32_t rows = 0;
-            EXPECT_EQ(decode_lossless(stream.encode(), &rows), stream.samples) << precision << " " << predictor;
-            EXPECT_EQ(rows, 23);
-        }
-    }
-}
-
-// A difference of 32768, and data of more than a window.
-TEST(LosslessJpeg, WholeDifferencesAndLongStreams) {
-    LosslessStream stream;
-    stream.width = 611, stream.height = 97;
-    std::mt19937 random(3);
-    for (int i = 0; i < 611 * 97; ++i)
-        stream.samples.push_back(static_cast<uint16_t>(random() % 3 ? random() : random() % 2 * 32768));
-    for (const int interval : {0, 1, 40}) {
-        stream.interval_rows = interval;
+    for (int i = 0; i < 15 * 7; ++i) {
+        const int precision = 2 + i / 7, predictor = 1 + i % 7;
+        const int width = precision == 16 ? 611 : 61, height = precision == 16 ? 97 : 23;
+        LosslessStream stream =
+            random_stream(width, height, 1 + (precision + predictor) % 4, precision, static_cast<unsigned>(i));
+        stream.predictor = predictor;
+        stream.interval_rows = predictor % 3 == 0 ? 1 + precision % 9 : 0;
+        stream.long_codes = precision % 2;
+        stream.transform = precision > 4 ? predictor % 3 : 0;
+        for (uint16_t &sample : stream.samples)
+            sample = static_cast<uint16_t>(sample >> stream.transform << stream.transform);
         int32_t rows = 0;
-        EXPECT_EQ(decode_lossless(stream.encode(), &rows), stream.samples) << interval;
+        EXPECT_EQ(decode_lossless(stream.encode(), &rows), stream.samples) << precision << " " << predictor;
+        EXPECT_EQ(rows, height);
     }
 }
 
 // Rows in front of the damage are delivered, and no others.
 TEST(LosslessJpeg, PrefixesAndOtherFrames) {
-    LosslessStream stream = random_stream(2, 14, 9);
+    LosslessStream stream = random_stream(61, 23, 2, 14, 9);
     stream.interval_rows = 5;
     const Bytes whole = stream.encode();
     for (size_t length = 0; length < whole.size(); ++length) {
@@ -260,13 +241,10 @@ TEST(LosslessJpeg, PrefixesAndOtherFrames) {
         ASSERT_TRUE(std::equal(read.begin(), read.end(), stream.samples.begin())) << length;
     }
     for (size_t i = 0; i < 60 * 4; ++i) {
-        Bytes other = whole;
-        other[i / 4] = static_cast<uint8_t>(std::array{0x00, 0x7F, 0x80, 0xFF}[i % 4]);
         int32_t rows = 0;
-        decode_lossless(other, &rows);
+        decode_lossless(changed(whole, i / 4, {std::array<uint8_t, 4>{0x00, 0x7F, 0x80, 0xFF}[i % 4]}), &rows);
     }
-    Bytes baseline = whole;
-    baseline[3] = 0xC0;
+    const Bytes baseline = changed(whole, 3, {0xC0});
     VorelLosslessFrame frame;
     EXPECT_EQ(vorel_jpeg_lossless_frame(baseline.data(), static_cast<int32_t>(baseline.size()), &frame), 0);
 }
@@ -282,18 +260,15 @@ TEST(DngRead, LosslessTiles) {
             LosslessStream stream;
             stream.width = layout.width, stream.height = layout.height, stream.components = layout.components;
             stream.precision = 14, stream.predictor = 1 + static_cast<int>(tile);
-            for (int32_t row = 0; row < 20; ++row) {
-                for (int32_t column = 0; column < 32; ++column) {
-                    const uint32_t y = std::min(tile / 2 * 20 + static_cast<uint32_t>(row), 35u);
-                    const uint32_t x = std::min(tile % 2 * 32 + static_cast<uint32_t>(column), 49u);
-                    stream.samples.push_back(static_cast<uint16_t>(image.samples[y * 50 + x]));
-                }
+            for (uint32_t i = 0; i < 20 * 32; ++i) {
+                const uint32_t y = std::min(tile / 2 * 20 + i / 32, 35u), x = std::min(tile % 2 * 32 + i % 32, 49u);
+                stream.samples.push_back(static_cast<uint16_t>(image.samples[y * 50 + x]));
             }
             image.tiles.push_back(stream.encode());
         }
         expect_read(image, true, "lossless", true);
         // Required: refused where the caller has not asked for it.
-        EXPECT_EQ(samples_of(file_of(image, true).build()), std::vector<uint32_t>(50 * 36));
+        EXPECT_EQ(samples_of(file_of(image).build()), std::vector<uint32_t>(50 * 36));
     }
 }
 
@@ -303,7 +278,7 @@ TEST(DngRead, SharedLosslessTiles) {
     stream.width = stream.height = 1, stream.samples = {7};
     DngImage image = dng_mosaic(20, 20, 14);
     image.compression = 7, image.tileWidth = image.tileLength = 1, image.tiles.assign(400, {});
-    DngBuilder builder = file_of(image, true);
+    DngBuilder builder = file_of(image);
     const double place = static_cast<double>(builder.build().size());
     builder.first.tags.push_back({324, kDngLong, std::vector<double>(400, place)});
     builder.first.tags.push_back({325, kDngLong, std::vector<double>(400, 9e4)});

@@ -38,25 +38,18 @@ int32_t plane_at(const VorelDngMosaicInfo &mosaic, int32_t row, int32_t column) 
 constexpr const char *kPhases[] = {"01/12", "10/21", "12/01", "21/10"};
 constexpr const char *kQuad = "0011/0011/1122/1122";
 constexpr const char *kSix = "121010/102112/010121/121010/102112/010121";
-using Image = std::unique_ptr<VorelDngImage>;
-// value(row, column) in the rows and columns from cut on.
-template <typename Value>
-Image image_of(const DngPoint &size, int32_t cut, uint32_t type, const Value &value) {
-    const DngRect whole = {0, 0, size.v + cut, size.h + cut};
-    auto image = std::make_unique<VorelDngImage>(whole, 1, type);
-    set_samples(*image, [&](int32_t row, int32_t column, uint32_t) { return value(row, column) / range_of(*image); });
-    image->doTrim({cut, cut, whole.bottom, whole.right});
-    return image;
-}
 // 16-bit words of either type, three quarters of them at the ends of the range.
 Image noise_image(const DngPoint &size, int32_t cut, uint32_t type) {
     std::mt19937 random(5);
-    return image_of(size, cut, type,
-                    [&](auto...) { return random() % 4 ? random() % 2 * 65535.0 : random() & 0xFFFF; });
+    Image image = image_of({0, 0, size.v + cut, size.h + cut}, 1, type, [&](auto...) {
+        return (random() % 4 ? random() % 2 * 65535.0 : random() & 0xFFFF) / (type == kPixelShort ? 65535 : 1);
+    });
+    image->doTrim({cut, cut, size.v + cut, size.h + cut});
+    return image;
 }
 Image interpolated(VorelDngMosaicInfo mosaic, const VorelDngImage &src, bool cancelled = false) {
     PlainContext context;
-    context.stop = cancelled;
+    context.tests_until_cancel = cancelled ? 0 : -1;
     const DngPoint full = mosaic.getFullScale(), size = src.getBounds().size();
     auto dst = std::make_unique<VorelDngImage>(DngRect{0, 0, size.v * full.v, size.h * full.h},
                                                std::max(mosaic.colorPlanes, 3U), src.getPixelType());
@@ -153,9 +146,9 @@ TEST(DngBilinear, LinearSurfacesOfAllPatternsAndLayouts) {
             const int32_t y = row - stagger(row, column).v, x = column - stagger(row, column).h;
             return y % full.v || x % full.h ? -1 : plane_at(mosaic, y / full.v, x / full.h);
         };
-        const Image src = image_of({40, 44}, 0, kPixelShort, [&](int32_t row, int32_t column) {
+        const Image src = image_of({0, 0, 40, 44}, 1, kPixelShort, [&](int32_t row, int32_t column, uint32_t) {
             const int32_t y = row * full.v + stagger(row, column).v, x = column * full.h + stagger(row, column).h;
-            return 1.0 * surface(cell(y, x), y, x);
+            return surface(cell(y, x), y, x) / 65535.0;
         });
         const Image dst = interpolated(mosaic, *src);
         if (layout == 4)

@@ -26,19 +26,13 @@ size_t apply(const Bytes &list, VorelDngImage &image, PlainContext &context) {
     return opcodes.count();
 }
 constexpr int32_t kRows = 30, kColumns = 40;
-using Image = std::unique_ptr<VorelDngImage>;
-template <typename Surface>
-Image image_of(uint32_t planes, uint32_t type, const Surface &surface, const DngPoint &size = {kRows, kColumns}) {
-    auto image = std::make_unique<VorelDngImage>(DngRect{0, 0, size.v, size.h}, planes, type);
-    set_samples(*image, surface);
-    return image;
-}
+const DngRect kWhole = {0, 0, kRows, kColumns};
 // rect of an image as one of its own.
-Image cut(const VorelDngImage &image, const DngRect &rect = {0, 0, kRows, kColumns}) {
+Image cut(const VorelDngImage &image, const DngRect &rect = kWhole) {
     const auto sample = [&](int32_t row, int32_t column, uint32_t plane) {
         return sample_at(image, rect.top + row, rect.left + column, plane) / range_of(image);
     };
-    return image_of(image.planes(), image.getPixelType(), sample, rect.size());
+    return image_of({0, 0, rect.size().v, rect.size().h}, image.planes(), image.getPixelType(), sample);
 }
 // The list on a part of the image gives the part of what it gives on the whole, but for a border.
 void expect_cut(const Bytes &list, const VorelDngImage &before, const VorelDngImage &after, int32_t border) {
@@ -96,7 +90,7 @@ TEST(DngOpcodes, SamplesByThemselves) {
     for (uint32_t i = 0; i < 3 * cases.size(); ++i) {
         const Case &one = cases[i / 3];
         const uint32_t type = i % 3 == 0 ? kPixelByte : i % 3 == 1 ? kPixelShort : kPixelFloat;
-        const Image before = image_of(2, type, [](int32_t row, int32_t column, uint32_t plane) {
+        const Image before = image_of(kWhole, 2, type, [](int32_t row, int32_t column, uint32_t plane) {
             return std::fmod(std::sin(row * 12.9 + column * 78.2 + plane * 3.7) * 43758.5 + 43759, 1);
         });
         const Image after = cut(*before);
@@ -126,7 +120,7 @@ TEST(DngOpcodes, SamplesByThemselves) {
 // A mosaic whose colours are surfaces of their own, which pairs across a defect reproduce.
 TEST(DngOpcodes, BadPixels) {
     for (const uint32_t phase : {0U, 1U, 2U, 3U, 4U}) {
-        const Image good = image_of(1, kPixelShort, [&](uint32_t row, uint32_t column, uint32_t) {
+        const Image good = image_of(kWhole, 1, kPixelShort, [&](uint32_t row, uint32_t column, uint32_t) {
             const uint32_t colour = phase > 3 ? 0 : ((row + (phase >> 1)) % 2 * 2 + (column + phase) % 2 + 1) / 2 % 3;
             return (10000.0 + 15000 * colour + 60 * row + 40 * column) / 65535;
         });
@@ -145,7 +139,7 @@ TEST(DngOpcodes, BadPixels) {
             const auto has = [&](const DngRect &defect) { return defect.contains(row, column); };
             return std::find_if(defects.begin(), defects.end(), has) - defects.begin();
         };
-        const Image spoilt = image_of(1, kPixelShort, [&](int32_t row, int32_t column, uint32_t) {
+        const Image spoilt = image_of(kWhole, 1, kPixelShort, [&](int32_t row, int32_t column, uint32_t) {
             return which(row, column) < 10 ? 0 : sample_at(*good, row, column) / 65535;
         });
         // The same by the value that all of them have; one beyond the range is none of theirs.
@@ -184,7 +178,7 @@ TEST(DngOpcodes, Warps) {
         Bytes body = big_longs({planes});
         for (uint32_t i = 0; i < planes; ++i) body = cat({body, head(big_doubles(k[i]), fisheye ? 32 : 48)});
         const Bytes list = list_of({opcode(fisheye ? 2 : 1, cat({body, big_doubles({0.4, 0.6})}))});
-        const Image before = image_of(3, type, surface), after = cut(*before), region = cut(*before);
+        const Image before = image_of(kWhole, 3, type, surface), after = cut(*before), region = cut(*before);
         PlainContext context;
         apply(list, *after, context);
         const double cx = 0.4 * 39, cy = 0.6 * 29, m = std::hypot(39 - cx, cy);
@@ -240,14 +234,14 @@ TEST(DngOpcodes, WhichOnesRunAndMessages) {
     for (const auto &one : cases) {
         LogCapture log;
         PlainContext context;
-        context.preview = one.how == kPreview, context.stop = one.how == kCancelled;
+        context.preview = one.how == kPreview, context.tests_until_cancel = one.how == kCancelled ? 0 : -1;
         context.frame.whole = one.how != kRegion;
-        const Image image = image_of(1, kPixelShort, [](auto...) { return 1000 / 65535.0; });
+        const Image image = image_of(kWhole, 1, kPixelShort, [](auto...) { return 1000 / 65535.0; });
         EXPECT_EQ(apply(one.list, *image, context), one.count) << &one - cases;
         std::string messages;
         for (const LogLine &at : log.take()) messages += std::to_string(at.priority) + at.tag + ": " + at.text;
         EXPECT_EQ(messages, one.messages) << &one - cases;
-        ASSERT_EQ(image->getBounds(), (DngRect{0, 0, kRows, kColumns})) << &one - cases;
+        ASSERT_EQ(image->getBounds(), kWhole) << &one - cases;
         EXPECT_EQ(sample_at(*image, 29, 39), 1000 * one.factor) << &one - cases;
     }
 }
@@ -259,8 +253,7 @@ TEST(DngOpcodes, FirstListOfAFile) {
     file.tags = dng_color_tags();
     const Bytes white = cat({big_longs({0, 0, 12, 16, 0, 1, 1, 1, 1}), {0xFF, 0xFF}}), trim = big_longs({2, 4, 12, 11});
     file.tags.push_back(opcode_list(51008, {opcode(7, white), opcode(6, trim)}));
-    uint32_t width, height;
-    const Bytes out = developed_whole(file, &width, &height);
+    const Bytes out = developed_whole(file).rgba;
     for (const size_t y : {0U, 5U, 11U})
         for (const size_t x : {0U, 6U, 8U, 13U}) EXPECT_EQ(out[(y * 16 + x) * 4], y > 1 && x > 3 && x < 11 ? 255 : 0);
 }

@@ -5,11 +5,11 @@
 #include "dng/parse/metadata_entries.h"
 #include "dng/support/dng_builder.h"
 #include "dng/support/pairs.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
 
-int32_t size_of(const Bytes &bytes) { return static_cast<int32_t>(bytes.size()); }
 TEST(DngMetadata, Records) {
     for (const bool little : {true, false}) {
         DngBuilder builder = dng_whole_file();
@@ -17,8 +17,8 @@ TEST(DngMetadata, Records) {
         const Bytes bytes = builder.build();
         CPVorelDngMetadata m;
         CPVorelDngExif exif, second, third;
-        ASSERT_EQ(parseMetadata(bytes.data(), size_of(bytes), &m, &exif, &second), 1);
-        EXPECT_EQ(parseExifInfo(bytes.data(), size_of(bytes), &third), 1);
+        ASSERT_EQ(parseMetadata(bytes.data(), length_of(bytes), &m, &exif, &second), 1);
+        EXPECT_EQ(parseExifInfo(bytes.data(), length_of(bytes), &third), 1);
         EXPECT_EQ(std::memcmp(&exif, &second, sizeof exif) | std::memcmp(&exif, &third, sizeof exif), 0);
         expect_pairs(m.hasBaseOrientation, 1, m.baseOrientation, 6, m.isMakerNoteSafe, 1, m.imageWidth, 34,
                      m.imageHeight, 30, m.cropOriginX, 2, m.cropOriginY, 2, m.cropWidth, 31, m.cropHeight, 20,
@@ -40,7 +40,7 @@ TEST(DngMetadata, Records) {
         std::sscanf(exif.mDateTimeStorageInfo, "%d,%llu", &format, &date);
         int64_t at = -1;
         int32_t size = -1;
-        EXPECT_EQ(parseXMPBuffer(bytes.data(), size_of(bytes), &at, &size, nullptr), 1);
+        EXPECT_EQ(parseXMPBuffer(bytes.data(), length_of(bytes), &at, &size, nullptr), 1);
         const auto *const text = reinterpret_cast<const char *>(bytes.data());
         expect_pairs(format, 1, std::string(text + date, 10), "2024:02:29", std::string(text + at, size), "<x/> ");
     }
@@ -59,7 +59,7 @@ TEST(DngMetadata, WithoutFileOrXmp) {
         EXPECT_FALSE(m.makerNote || m.sourceMIME);
     }
     const Bytes bytes = DngBuilder().build();
-    expect_pairs(parseXMPBuffer(bytes.data(), size_of(bytes), &at, &size, &exif), 0, at, 0, size, 0, exif.mModel,
+    expect_pairs(parseXMPBuffer(bytes.data(), length_of(bytes), &at, &size, &exif), 0, at, 0, size, 0, exif.mModel,
                  "Camera 1");
 }
 
@@ -97,8 +97,7 @@ TEST(DngMetadata, ApexAndRationals) {
 }
 
 TEST(DngMetadata, XmpPrint) {
-    Bytes packet(130, 'a');
-    packet[1] = '\n', packet[2] = 0x7F;
+    const Bytes packet = changed(Bytes(130, 'a'), 1, {'\n', 0x7F});
     VorelDngStream stream(packet.data(), static_cast<uint32_t>(packet.size()));
     testing::internal::CaptureStdout();
     printXMP(stream, 1000);
@@ -107,12 +106,9 @@ TEST(DngMetadata, XmpPrint) {
 
 // A directory of one entry.
 std::string directory(bool little, uint32_t code, uint32_t type, uint32_t count, uint32_t value) {
-    std::string out;
-    for (const auto &[number, bytes] :
-         {std::pair{1u, 2u}, {code, 2u}, {type, 2u}, {count, 4u}, {value, 4u}, {0u, 4u}}) {
-        for (uint32_t i = 0; i < bytes; ++i) out += static_cast<char>(number >> 8 * (little ? i : bytes - 1 - i));
-    }
-    return out;
+    const auto two = little ? little_16 : big_16, four = little ? little_32 : big_32;
+    const Bytes all = cat({two(1), two(code), two(type), four(count), four(value), four(0)});
+    return {all.begin(), all.end()};
 }
 template <size_t kCount>
 std::string block(const char (&text)[kCount]) {
@@ -154,7 +150,7 @@ TEST(DngMetadata, MakerNotesAreWalkedByTheFormOfTheMaker) {
         DngFile file(bytes.data(), static_cast<uint32_t>(bytes.size()));
         ASSERT_TRUE(file.parse());
         CPVorelDngExif original, own;
-        EXPECT_EQ(parseMetadata(bytes.data(), size_of(bytes), nullptr, &original, &own), 1);
+        EXPECT_EQ(parseMetadata(bytes.data(), length_of(bytes), nullptr, &original, &own), 1);
         // Besides the note's: IFD 0 and the kept one.
         expect_pairs(file.ifdsWalked(), c.directories + 2, original.mModel, "Old", original.mMake, "", own.mModel,
                      "Camera 1", own.mMake, c.make);

@@ -1,10 +1,12 @@
 // Directories and their tags: what is chosen, kept and refused.
 #include <cmath>
+#include <cstring>
 
 #include "dng/parse/dng_file.h"
 #include "dng/parse/tag_helpers.h"
 #include "dng/support/dng_builder.h"
 #include "dng/support/pairs.h"
+#include "support/samples.h"
 
 namespace vorel::test {
 namespace {
@@ -36,14 +38,11 @@ DngBuilder with(DngImage first, std::vector<DngTag> tags = {}) {
     DngBuilder builder;
     builder.first = std::move(first);
     builder.tags = dng_color_tags();
-    builder.tags.insert(builder.tags.end(), tags.begin(), tags.end());
+    add_tags(builder.tags, tags);
     return builder;
 }
 const DngImage kRaw = dng_mosaic(34, 30, 12);
 
-void put32(Bytes &bytes, size_t at, uint64_t value) {
-    for (size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<uint8_t>(value >> 8 * i);
-}
 // Of a little-endian directory: the place of the entry of a tag, and of the offset of the next directory.
 size_t entry_of(const Bytes &bytes, uint64_t ifd, uint32_t code) {
     size_t at = ifd + 2;
@@ -88,11 +87,11 @@ TEST(DngParse, ChoosesMainPreviewAndMask) {
 }
 
 TEST(DngParse, WithoutVersionNothingIsMain) {
-    DngBuilder builder = with(kRaw, {{50706, kDngShort, {1, 4, 0, 0}}});
+    DngBuilder builder = with(kRaw, {dng_shorts(50706, {1, 4, 0, 0})});
     builder.version = 0;
     in_both_orders(builder, [](const DngFile &file) {
-        EXPECT_EQ(file.mainIFD(), nullptr);
-        expect_pairs(file.shared.dngVersion, 0, file.metadata.imageWidth, 0, file.ifds[0]->width, 34);
+        expect_pairs(file.mainIFD() == nullptr, true, file.shared.dngVersion, 0, file.metadata.imageWidth, 0,
+                     file.ifds[0]->width, 34);
     });
     builder = with(kRaw);
     for (const uint32_t version : {0x01000000u, 0x01010000u}) {
@@ -104,7 +103,7 @@ TEST(DngParse, WithoutVersionNothingIsMain) {
 
 TEST(DngParse, MagicNumbersAndByteOrderMarks) {
     // With 85 some tags of IFD 0 are the camera's own.
-    DngBuilder builder = with(kRaw, {{23, kDngShort, {400}}, {280, kDngLong, {1}}, {278, kDngLong, {7}}});
+    DngBuilder builder = with(kRaw, {dng_shorts(23, {400}), dng_longs(280, {1}), dng_longs(278, {7})});
     builder.tags.push_back(dng_rationals(282, {300}));
     for (const uint32_t magic : {42u, 85u, 1022u, 17234u, 20306u, 21330u}) {
         builder.magic = magic;
@@ -114,26 +113,24 @@ TEST(DngParse, MagicNumbersAndByteOrderMarks) {
         });
     }
     builder.magic = 43;
-    EXPECT_FALSE(Parsed(builder).ok || Parsed(Bytes()).ok || Parsed(Bytes(3, 'I')).ok);
-    Bytes bytes = with(kRaw).build();
-    bytes[1] = 'M';
-    EXPECT_FALSE(Parsed(bytes).ok);
-    EXPECT_TRUE(DngFile(TempFile(with(kRaw).build()).path()).parse());
+    const Bytes bytes = with(kRaw).build();
+    EXPECT_FALSE(Parsed(builder).ok || Parsed(Bytes()).ok || Parsed(Bytes(3, 'I')).ok ||
+                 Parsed(changed(bytes, 1, {'M'})).ok);
+    EXPECT_TRUE(DngFile(TempFile(bytes).path()).parse());
     EXPECT_FALSE(DngFile(TempFile().path()).parse() || DngFile("/nowhere/at.all").parse());
 }
 
 TEST(DngParse, ChainsEnd) {
     DngBuilder builder = with(kRaw);
     for (uint32_t i = 1; i <= 12; ++i) builder.chained.push_back(dng_preview(i, 1));
-    Bytes bytes = builder.build();
+    const Bytes bytes = builder.build();
     const Parsed all(bytes);
     ASSERT_EQ(all.chained(), 10u);
     EXPECT_EQ(all.file.chainedIFDs[9]->width, 10u);
     // Back to IFD 0, to itself, and off the file.
     const uint64_t first = all.file.ifds[0]->thisIFD, second = all.file.chainedIFDs[1]->thisIFD;
     for (const uint64_t target : {first, second, uint64_t{bytes.size() - 1}, uint64_t{0}, uint64_t{0xFFFFFFFF}}) {
-        put32(bytes, link_of(bytes, second), target);
-        const Parsed cut(bytes);
+        const Parsed cut(changed(bytes, link_of(bytes, second), little_32(static_cast<uint32_t>(target))));
         expect_pairs(cut.chained(), 2, cut.file.mainIFD()->width, 34);
     }
 }
@@ -143,26 +140,24 @@ TEST(DngParse, ValuesMayEndWithTheFile) {
     builder.chained = {dng_preview(5, 4), dng_preview(6, 4)};
     builder.chained[0].tags = {dng_rationals(282, {300})};
     Bytes bytes = builder.build();
-    bytes.insert(bytes.end(), {0x2C, 1, 0, 0, 1, 0, 0, 0});
+    bytes = cat({bytes, {0x2C, 1, 0, 0, 1, 0, 0, 0}});
     const Parsed whole(bytes);
     const size_t in_chain = entry_of(bytes, whole.file.chainedIFDs[0]->thisIFD, 282);
     const size_t in_first = entry_of(bytes, whole.file.ifds[0]->thisIFD, 283);
     const size_t make = entry_of(bytes, whole.file.ifds[0]->thisIFD, 271);
-    const auto changed = [&](size_t at, uint64_t value) {
-        Bytes copy = bytes;
-        put32(copy, at, value);
-        return Parsed(copy);
+    const auto with_value = [&](size_t at, size_t value) {
+        return Parsed(changed(bytes, at, little_32(static_cast<uint32_t>(value))));
     };
     for (const size_t past : {0u, 1u}) {
         const size_t place = bytes.size() - 8 + past;
-        const Parsed chain = changed(in_chain + 8, place), first = changed(in_first + 8, place);
+        const Parsed chain = with_value(in_chain + 8, place), first = with_value(in_first + 8, place);
         expect_pairs(chain.chained(), past ? 0 : 2, chain.file.mainIFD()->width, 34, first.chained(), 2,
                      first.file.ifds[0]->yResolution, past ? 0.0 : 300.0);
         EXPECT_TRUE(past || chain.file.chainedIFDs[0]->xResolution == 300);
     }
     // A type without a size ends the chain. An entry of zeros ends IFD 0, but not the chain behind it.
-    const Parsed untyped = changed(in_chain, 282 | 16 << 16), zeros = changed(make, 0),
-                 zeros_later = changed(in_chain, 0);
+    const Parsed untyped = with_value(in_chain, 282 | 16 << 16), zeros = with_value(make, 0),
+                 zeros_later = with_value(in_chain, 0);
     expect_pairs(untyped.chained(), 0, zeros.chained(), 2, zeros.file.ifds[0]->width, 34, zeros.file.shared.dngVersion,
                  0, zeros_later.chained(), 0);
 }
@@ -173,10 +168,7 @@ TEST(DngParse, Texts) {
                                      dng_text(33432, std::string("one\0two \0three", 14)),
                                      dng_bytes(50709, kDngByte, {'M', 'o', 'd', 'e', 'l'})});
     for (const char *name : {"ASCII", "jis", "Unicode"}) {
-        std::string text = name;
-        text.resize(8);
-        text += "remark";
-        const Bytes bytes(text.begin(), text.end());
+        const Bytes bytes = cat({text(name), Bytes(8 - std::strlen(name)), text("remark")});
         builder.exif = {dng_bytes(37510, kDngUndefined, bytes)};
         builder.gps = {dng_bytes(27, kDngUndefined, bytes)};
         const std::string shown = (name[0] | 32) == 'u' ? "" : "remark";
@@ -190,15 +182,13 @@ TEST(DngParse, Texts) {
 }
 
 TEST(DngParse, ChecksOfTagsAndValuesOfEachType) {
-    const auto count = [](uint32_t is, uint32_t least, uint32_t most) { return CheckTagCount(0, 0, is, least, most); };
-    expect_pairs(count(3, 3, 0), true, count(2, 3, 0), false, count(4, 3, 0), false, count(4, 3, 5), true,
-                 count(6, 3, 5), false);
-
+    expect_pairs(CheckTagCount(0, 0, 3, 3, 0), true, CheckTagCount(0, 0, 2, 3, 0), false, CheckTagCount(0, 0, 4, 3, 0),
+                 false, CheckTagCount(0, 0, 4, 3, 5), true, CheckTagCount(0, 0, 6, 3, 5), false);
     // Eight bytes of 0xFF as one value of every type: as it is, without sign, with sign.
-    const uint8_t ones[8] = {255, 255, 255, 255, 255, 255, 255, 255};
+    const Bytes ones(8, 255);
     const double most = 4294967295.0, reals[] = {0, 255, 0, 65535, most, 1, -1, 255, -1, -1, 1, 0, 0, most, 65535, 0};
     for (uint32_t type = 0; type < std::size(reals); ++type) {
-        const auto stream = [&] { return VorelDngStream(ones, 8); };
+        const auto stream = [&] { return VorelDngStream(ones.data(), 8); };
         const double real = stream().getTagValue_QMDOUBLE(type), wanted = reals[type];
         EXPECT_EQ(std::isnan(real), type == 11 || type == 12) << type;
         expect_pairs(std::isnan(real) ? 0 : real, wanted, stream().getTagValue_QMUINT32(type), std::max(wanted, 0.0),
@@ -209,9 +199,8 @@ TEST(DngParse, ChecksOfTagsAndValuesOfEachType) {
                  VorelDngStream(third, 8).getTagValue_srational(3), DngSRational{1, 1},
                  VorelDngStream(by_zero, 8).getTagValue_QMDOUBLE(5), 0.0, VorelDngStream(one, 8).get_QMDOUBLE(), 1.0,
                  VorelDngStream(one, 8).getTagValue_urational(12).value(), 1.0);
-    VorelDngStream past(ones, 7);
-    EXPECT_EQ(past.get_QMDOUBLE(), 0);
-    EXPECT_TRUE(past.failed());
+    VorelDngStream past(ones.data(), 7);
+    EXPECT_TRUE(past.get_QMDOUBLE() == 0 && past.failed());
 }
 
 TEST(DngParse, RawTagsAndTheirDefaults) {
@@ -223,36 +212,28 @@ TEST(DngParse, RawTagsAndTheirDefaults) {
                      DngURational{34, 1}, i.defaultCropSizeV, DngURational{30, 1}, i.blackLevel[0][0][0], 0.0,
                      i.tileWidth, 34, i.tileLength, 30, i.tilesDown, 1, i.cfaPattern[0][1], 1, i.cfaPattern[1][1], 2);
     });
-    main({{50717, kDngShort, {0}},
-          {50713, kDngShort, {2, 3}},
-          {50714, kDngShort, {1, 2, 3, 4, 5, 6}},
-          {50829, kDngLong, {2, 4, 28, 30}},
-          {50830, kDngLong, {0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5}},
-          {278, kDngShort, {8}}},
+    main({dng_shorts(50717, {0}), dng_shorts(50713, {2, 3}), dng_shorts(50714, {1, 2, 3, 4, 5, 6}),
+          dng_longs(50829, {2, 4, 28, 30}),
+          dng_longs(50830, {0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5}), dng_shorts(278, {8})},
          [](const VorelDngIFD &i) {
              expect_pairs(i.whiteLevel[0], 0.0, i.blackLevel[0][2][0], 3.0, i.blackLevel[1][0][0], 4.0, i.activeArea,
                           DngRect{2, 4, 28, 30}, i.defaultCropSizeV, DngURational{26, 1}, i.maskedAreaCount, 4,
                           i.maskedArea[3], DngRect{3, 3, 4, 4}, i.tileLength, 8, i.tilesDown, 4);
          });
     // Tags that do not fit are passed over; areas are cut to the image.
-    main({{50713, kDngShort, {9, 1}},
-          {50714, kDngShort, {1, 2}},
-          {33421, kDngShort, {2, 9}},
-          {50829, kDngLong, {8, 4, 4294967295.0, 4294967295.0}},
-          {51041, kDngDouble, {1e-4, std::nan("")}},
-          {50830, kDngLong, {1, 2, 3}}},
+    main({dng_shorts(50713, {9, 1}), dng_shorts(50714, {1, 2}), dng_shorts(33421, {2, 9}),
+          dng_longs(50829, {8, 4, 4294967295.0, 4294967295.0}), DngTag{51041, kDngDouble, {1e-4, std::nan("")}},
+          dng_longs(50830, {1, 2, 3})},
          [](const VorelDngIFD &i) {
              expect_pairs(i.blackRepeatRows, 1, i.blackLevel[0][0][0], 0.0, i.cfaRepeatRows, 0, i.cfaPattern[0][1], 0,
                           i.activeArea, DngRect{8, 4, 30, 34}, i.noiseCount, 0, i.maskedAreaCount, 0);
          });
-    main({{50829, kDngLong, {28, 4, 2, 30}}}, [](const VorelDngIFD &i) {
-        EXPECT_EQ(i.activeArea, (DngRect{0, 0, 30, 34}));
-    });
+    main({dng_longs(50829, {28, 4, 2, 30})}, [](auto &i) { EXPECT_EQ(i.activeArea, (DngRect{0, 0, 30, 34})); });
 
     // A preview has no black, its bits are stated once.
     DngBuilder builder = with(kRaw);
     builder.subs = {dng_preview(8, 6)};
-    builder.subs[0].tags = {{50714, kDngShort, {7, 7, 7}}, {258, kDngShort, {8}}, dng_text(50708, "of a sub-IFD")};
+    builder.subs[0].tags = {dng_shorts(50714, {7, 7, 7}), dng_shorts(258, {8}), dng_text(50708, "of a sub-IFD")};
     in_both_orders(builder, [](const DngFile &file) {
         expect_pairs(file.ifds[1]->blackLevel[0][0][0], 0.0, file.ifds[1]->whiteLevel[2], 255.0,
                      file.shared.uniqueCameraModel, "Test Camera 1");
@@ -281,11 +262,9 @@ TEST(DngParse, Profiles) {
                                      // Of one color, and of two.
                                      dng_rationals(50964, {1, 2, 3}, 10000, kDngSRational),
                                      dng_rationals(50722, {1, 2, 3, 4, 5, 6}, 10000, kDngSRational)});
-    builder.extraProfiles = {dng_color_tags(), {{50778, kDngShort, {17}}}, dng_color_tags()};
-    for (const DngTag &tag : {dng_text(50936, "Third"), DngTag{50940, kDngFloat, {0, 0, 0.5, 0.75, 1, 1}},
-                              DngTag{50937, kDngLong, {6, 4}}, dng_text(50735, "not of a profile")}) {
-        builder.extraProfiles[2].push_back(tag);
-    }
+    builder.extraProfiles = {dng_color_tags(), {dng_shorts(50778, {17})}, dng_color_tags()};
+    add_tags(builder.extraProfiles[2], {dng_text(50936, "Third"), DngTag{50940, kDngFloat, {0, 0, 0.5, 0.75, 1, 1}},
+                                        dng_longs(50937, {6, 4}), dng_text(50735, "not of a profile")});
     in_both_orders(builder, [](const DngFile &file) {
         const VorelDngShared &shared = file.shared;
         ASSERT_EQ(shared.extraProfiles.size(), 2u);

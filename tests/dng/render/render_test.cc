@@ -10,10 +10,10 @@
 #include "dng/colour/gamma.h"
 #include "dng/colour/temperature.h"
 #include "dng/render/exposure.h"
-#include "dng/render/fixed_context.h"
 #include "dng/render/kernels/kernels.h"
 #include "dng/render/row_functions.h"
 #include "dng/render/tone_curve.h"
+#include "dng/support/plain_context.h"
 #include "support/twins.h"
 
 namespace vorel::test {
@@ -21,21 +21,17 @@ namespace {
 
 using Samples = std::vector<float>;
 
-std::unique_ptr<VorelDngImage> rendered(FixedContext &context, double exposure = 0,
-                                        const VorelDngColorSpace *space = &VorelDngSpace_sRGB::GET()) {
+Image rendered(PlainContext &context, double exposure = 0,
+               const VorelDngColorSpace *space = &VorelDngSpace_sRGB::GET()) {
     VorelDngRender render(context);
     render.exposure = exposure, render.finalSpace = space;
-    return std::unique_ptr<VorelDngImage>(render.doRender(context));
+    return Image(render.doRender(context));
 }
 
-void make_stage3(FixedContext &context, int32_t rows, int32_t columns, uint32_t planes, uint32_t type,
+void make_stage3(PlainContext &context, int32_t rows, int32_t columns, uint32_t planes, uint32_t type,
                  const std::function<double()> &next) {
-    context.stage3 = std::make_unique<VorelDngImage>(DngRect{0, 0, rows, columns}, planes, type);
-    each_sample(*context.stage3, [&](int32_t row, int32_t column, uint32_t plane) {
-        const double v = next();
-        if (type == kPixelShort) *context.stage3->at<uint16_t>(row, column, plane) = static_cast<uint16_t>(v);
-        if (type == kPixelFloat) *context.stage3->at<float>(row, column, plane) = static_cast<float>(v);
-    });
+    const auto value = [&](auto...) { return next() / (type == kPixelShort ? 65535 : 1); };
+    context.stage3 = image_of({0, 0, rows, columns}, planes, type, value);
 }
 
 Bytes row_of(const VorelDngImage &image, int32_t row) {
@@ -45,7 +41,7 @@ Bytes row_of(const VorelDngImage &image, int32_t row) {
 
 // All figures of this test were worked in double precision apart from this system.
 TEST(DngRender, OnePixelThroughAPlainCamera) {
-    FixedContext context = plain_camera();
+    PlainContext context = plain_camera();
     VorelDngColorSpec spec(context, &context.profile);
     const VorelDngXYCoord white = spec.doNeutralToXY(context.develop_values.cameraNeutral);
     EXPECT_NEAR(white.x, 0.33147861, 5e-9);
@@ -54,31 +50,23 @@ TEST(DngRender, OnePixelThroughAPlainCamera) {
     EXPECT_NEAR(VorelDngTemperature(white).tint, 5.476, 5e-4);
     EXPECT_NEAR(context.profile.weightOfFirst(white), 0.13508900, 5e-9);
     spec.setWhiteXY(white);
-    const auto expect_matrix = [](const VorelDngMatrix &matrix, const double(&expected)[9]) {
-        for (uint32_t i = 0; i < 9; ++i) EXPECT_NEAR(matrix[i / 3][i % 3], expected[i], 5e-9) << i;
-    };
-    expect_matrix(spec.getCameraToPCS(), {1.42281833, 0.25569546, 0.04136686, 0.49703329, 0.96003983, -0.32034807,
-                                          0.05639683, -0.24350776, 1.67990631});
+    expect_near(spec.getCameraToPCS(),
+                VorelDngMatrix3x3(1.42281833, 0.25569546, 0.04136686, 0.49703329, 0.96003983, -0.32034807, 0.05639683,
+                                  -0.24350776, 1.67990631),
+                5e-9);
     // A white that the matrix takes to that of the PCS.
     const VorelDngVector pcs_white = spec.getCameraToPCS() * context.develop_values.cameraNeutral;
     for (uint32_t i = 0; i < 3; ++i) EXPECT_NEAR(pcs_white[i], (std::array{0.96429568, 1.0, 0.82510460})[i], 1e-6);
-    for (const uint32_t type : {kPixelShort, kPixelFloat}) {
-        size_t at = 0;
-        // The patch, white and black, again and again.
-        make_stage3(context, 4, 33, 3, type, [&] {
-            const int samples[9] = {5125, 10113, 6423, 65535, 65535, 65535, 0, 0, 0};
-            return samples[at++ % 9] / (type == kPixelFloat ? 65535.0 : 1);
-        });
-        const Bytes row = row_of(*rendered(context), 3), expected = {161, 152, 157, 255, 255, 255, 0, 0, 0};
-        for (size_t i = 0; i < row.size(); ++i) EXPECT_EQ(row[i], expected[i % 9]) << i;
-    }
-
     VorelDngRender render(context);
     render.prepareRender();
-    expect_matrix(render.cameraToRGB(), {1.78484116, 0.11113866, 0.05183488, -0.02389071, 1.30364013, -0.47124612,
-                                         0.06835112, -0.29512350, 2.03599193});
-    expect_matrix(render.rgbToFinal(), {2.03428946, -0.72730815, -0.30698131, -0.22892475, 1.23171658, -0.00279183,
-                                        -0.00846944, -0.15332600, 1.16179544});
+    expect_near(render.cameraToRGB(),
+                VorelDngMatrix3x3(1.78484116, 0.11113866, 0.05183488, -0.02389071, 1.30364013, -0.47124612, 0.06835112,
+                                  -0.29512350, 2.03599193),
+                5e-9);
+    expect_near(render.rgbToFinal(),
+                VorelDngMatrix3x3(2.03428946, -0.72730815, -0.30698131, -0.22892475, 1.23171658, -0.00279183,
+                                  -0.00846944, -0.15332600, 1.16179544),
+                5e-9);
     VorelDng1dTable tables[3];
     tables[0].initialize(VorelDngFunctionExposureRamp(1, 0.005, 0.005), false);
     tables[1].initialize(VorelDngToneCurveArc3Default::GET(), false);
@@ -103,7 +91,7 @@ TEST(DngRender, OnePixelThroughAPlainCamera) {
 }
 
 TEST(DngRender, WhiteIsFoundInOrder) {
-    FixedContext context = plain_camera();
+    PlainContext context = plain_camera();
     const auto expect_white = [&](double x, double y, const VorelDngXYCoord &expected) {
         VorelDngRender render(context);
         render.whiteX = x, render.whiteY = y;
@@ -133,16 +121,13 @@ TEST(DngRender, Curves) {
     const double inverse[][2] = {{1, 0.00121}, {64, 0.04292}, {512, 0.23787}, {1000, 0.87306}, {1024, 1}};
     for (const auto &[index, value] : forward) EXPECT_NEAR(tone.evaluate(index / 1024), value, 6e-8);
     for (const auto &[index, value] : inverse) EXPECT_NEAR(tone.evaluateInverse(index / 1024), value, 6e-8);
-    for (int i = 0; i < 4000; ++i) {
-        EXPECT_GT(tone.evaluate((i + 1) / 4000.0), tone.evaluate(i / 4000.0)) << i;
-        EXPECT_NEAR(tone.evaluate(tone.evaluateInverse(i / 4000.0)), i / 4000.0, 2e-5);
-    }
+    for (int i = 0; i < 4000; ++i) EXPECT_NEAR(tone.evaluate(tone.evaluateInverse(i / 4000.0)), i / 4000.0, 2e-5) << i;
 }
 
 // Below zero white stays and the curve bends, above it white comes down; a gain counts against it. One plane: the
 // curves alone, in all three planes of the result.
 TEST(DngRender, ExposureBelowAndAboveZero) {
-    FixedContext context;
+    PlainContext context;
     context.develop_values.colorPlanes = 1;
     context.develop_values.shadowScale = 0;
     context.develop_values.stage3Gain = 2;
@@ -243,7 +228,7 @@ TEST(DngRender, FastRowsEqualThePlainSteps) {
         return kind < 2 ? 0 : kind < 4 ? 65535 : random() % (kind < 12 ? 4096 : 65536);
     };
     for (int maps = 0; maps < 4; ++maps) {
-        FixedContext context = plain_camera();
+        PlainContext context = plain_camera();
         if (maps & 1) context.profile.hueSat1 = random_map(7, 4, 1, random);
         if (maps & 1) context.profile.hueSat2 = random_map(7, 4, 1, random);
         if (maps & 2) context.profile.look = random_map(7, 4, 3, random), context.profile.lookEncoding = 1;
@@ -297,7 +282,7 @@ TEST(DngRender, BytesNextToTheirThresholds) {
 }
 
 TEST(DngRender, PlanesAndSpacesOutOfTheUsual) {
-    FixedContext context = plain_camera();
+    PlainContext context = plain_camera();
     // White at all of four planes; then colours that a grey space folds into one.
     context.develop_values.colorPlanes = 4;
     context.profile = {};

@@ -18,6 +18,9 @@ struct DngTag {
     uint32_t code, type;
     std::vector<double> numbers;
 };
+void add_tags(std::vector<DngTag> &to, const std::vector<DngTag> &more);
+inline DngTag dng_shorts(uint32_t code, const std::vector<double> &values) { return {code, kDngShort, values}; }
+inline DngTag dng_longs(uint32_t code, const std::vector<double> &values) { return {code, kDngLong, values}; }
 DngTag dng_text(uint32_t code, const std::string &text);  // with its NUL
 DngTag dng_bytes(uint32_t code, uint32_t type, const Bytes &bytes);
 // Values in units of 1 / denominator.
@@ -37,19 +40,23 @@ struct DngImage {
     std::vector<Bytes> tiles;
     std::vector<DngTag> tags;
 
+    uint32_t tileColumns() const { return tileWidth ? tileWidth : width; }
+    uint32_t tileRows() const { return tileWidth ? tileLength : rowsPerStrip ? rowsPerStrip : height; }
     uint32_t tileCount() const;
     // The samples of one strip or tile as they are stored without compression: 8, 16 and 32 bits in the file's byte
     // order, other sizes most significant bit first. Tiles repeat the image's last row and column.
     Bytes tileData(uint32_t index, bool littleEndian) const;
 };
 
+DngImage dng_image(uint32_t width, uint32_t height, uint32_t bits, uint32_t planes, uint32_t photometric,
+                   uint32_t type = 0);
 // A mosaic of the 2 x 2 pattern, as colours row by row ("0112" is RGGB), with black 0 and the largest code as white.
 DngImage dng_mosaic(uint32_t width, uint32_t height, uint32_t bits, const std::string &pattern = "0112");
 // Linear raw of three planes.
-DngImage dng_linear(uint32_t width, uint32_t height, uint32_t bits);
+inline DngImage dng_linear(uint32_t w, uint32_t h, uint32_t bits) { return dng_image(w, h, bits, 3, 34892); }
 // RGB of 8 bits in one strip.
-DngImage dng_preview(uint32_t width, uint32_t height);
-DngImage dng_mask(uint32_t width, uint32_t height);
+inline DngImage dng_preview(uint32_t width, uint32_t height) { return dng_image(width, height, 8, 3, 2, 1); }
+inline DngImage dng_mask(uint32_t width, uint32_t height) { return dng_image(width, height, 8, 1, 4, 4); }
 
 // Color matrices of illuminants A and D65 and an as-shot neutral of 0.48, 1, 0.62.
 std::vector<DngTag> dng_color_tags();
@@ -68,6 +75,8 @@ struct DngBuilder {
     // Compression 8 deflates samples; for other compressions than 1 and 8, and for predictors, the images have tiles.
     Bytes build() const;
 };
+
+inline int32_t length_of(const Bytes &bytes) { return static_cast<int32_t>(bytes.size()); }
 
 // By zlib; only where the tests have it.
 Bytes deflated(const Bytes &data);

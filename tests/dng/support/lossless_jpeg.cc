@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "support/samples.h"
+
 namespace vorel::test {
 namespace {
 
@@ -31,18 +33,11 @@ struct BitWriter {
 }  // namespace
 
 Bytes LosslessStream::encode() const {
-    Bytes out;
-    const auto word = [&](int value) {
-        out.push_back(static_cast<uint8_t>(value >> 8));
-        out.push_back(static_cast<uint8_t>(value));
-    };
-    const auto segment = [&](int marker, const Bytes &payload) {
-        word(0xFF00 | marker);
-        word(static_cast<int>(payload.size()) + 2);
-        out.insert(out.end(), payload.begin(), payload.end());
-    };
     const auto byte = [](int value) { return static_cast<uint8_t>(value); };
-    word(0xFFD8);
+    Bytes out = big_16(0xFFD8);
+    const auto segment = [&](uint32_t marker, const Bytes &payload) {
+        out = cat({out, big_16(0xFF00 | marker), big_16(static_cast<uint32_t>(payload.size()) + 2), payload});
+    };
     Bytes frame = {byte(precision), byte(height >> 8), byte(height), byte(width >> 8), byte(width), byte(components)};
     Bytes scan = {byte(components)};
     for (int c = 0; c < components; ++c) {
@@ -55,9 +50,8 @@ Bytes LosslessStream::encode() const {
     Bytes tables;
     for (int table = 0; table < 2; ++table) {
         tables.push_back(byte(table));
-        for (int length = 1; length <= 16; ++length) {
+        for (int length = 1; length <= 16; ++length)
             tables.push_back(byte(long_codes ? (length < 16 ? 1 : 2) : length == 5 ? kSizes : 0));
-        }
         for (int size = 0; size < kSizes; ++size) tables.push_back(byte(table ? 16 - size : size));
     }
     segment(0xC4, tables);
@@ -96,9 +90,7 @@ Bytes LosslessStream::encode() const {
         }
     }
     bits.flush();
-    out.insert(out.end(), bits.out.begin(), bits.out.end());
-    word(0xFFD9);
-    return out;
+    return cat({out, bits.out, big_16(0xFFD9)});
 }
 
 }  // namespace vorel::test

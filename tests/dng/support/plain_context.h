@@ -1,28 +1,52 @@
 // What a stage of the develop asks for, set by hand, and the samples of its image.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <memory>
+
 #include "dng/base/develop_context.h"
+#include "dng/colour/camera_profile.h"
 #include "dng/image/image.h"
 
 namespace vorel::test {
 
+using Image = std::unique_ptr<VorelDngImage>;
+
 struct PlainContext : DevelopContext {
-    bool cancelled() const override { return stop; }
+    bool cancelled() const override { return tests_until_cancel == 0 || (--tests_until_cancel, false); }
     bool developsPreview() const override { return preview; }
     OpcodeFrame opcodeFrame(uint32_t) const override { return frame; }
     const DevelopValues &values() const override { return develop_values; }
     const VorelDngImage *stage2Image() const override { return stage2; }
-    const VorelDngImage *stage3Image() const override { return nullptr; }
-    const VorelDngCameraProfile *cameraProfile() const override { return nullptr; }
+    const VorelDngImage *stage3Image() const override { return stage3.get(); }
+    const VorelDngCameraProfile *cameraProfile() const override { return has_profile ? &profile : nullptr; }
     VorelDngImage *makeDngImage(const DngRect &bounds, uint32_t planes, uint32_t pixelType) override {
         return new VorelDngImage(bounds, planes, pixelType);
     }
 
-    bool stop = false, preview = false;
+    mutable int tests_until_cancel = -1;  // below 0: never
+    bool preview = false, has_profile = true;
     OpcodeFrame frame;
     DevelopValues develop_values;
+    VorelDngCameraProfile profile;
     const VorelDngImage *stage2 = nullptr;
+    Image stage3;
 };
+
+// Two matrices for 2850 and 6500 K and a neutral.
+inline PlainContext plain_camera() {
+    PlainContext context;
+    context.profile.color1 = VorelDngMatrix3x3(0.9, -0.25, -0.03, -0.4, 1.22, 0.2, -0.06, 0.15, 0.65);
+    context.profile.color2 = VorelDngMatrix3x3(0.8, -0.22, -0.08, -0.45, 1.25, 0.22, -0.1, 0.2, 0.55);
+    context.profile.illuminant1 = 17, context.profile.illuminant2 = 21, context.develop_values.colorPlanes = 3;
+    context.develop_values.cameraNeutral = VorelDngVector3(0.48, 1, 0.62);
+    return context;
+}
+
+inline void expect_near(const VorelDngMatrix &is, const VorelDngMatrix &wanted, double tolerance) {
+    for (uint32_t i = 0; i < 9; ++i) EXPECT_NEAR(is[i / 3][i % 3], wanted[i / 3][i % 3], tolerance) << i;
+}
 
 // visit(row, column, plane) for every sample.
 template <typename Visit>
@@ -53,6 +77,13 @@ void set_samples(VorelDngImage &image, const Value &value) {
         else
             *image.at<uint8_t>(row, column, plane) = static_cast<uint8_t>(sample + 0.5);
     });
+}
+
+template <typename Value>
+Image image_of(const DngRect &bounds, uint32_t planes, uint32_t type, const Value &value) {
+    auto image = std::make_unique<VorelDngImage>(bounds, planes, type);
+    set_samples(*image, value);
+    return image;
 }
 
 }  // namespace vorel::test
