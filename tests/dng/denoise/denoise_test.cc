@@ -1,9 +1,13 @@
-// Noise reduction: medians against sorting, the grid, the way through YUV, mosaics.
+// Noise reduction: medians against sorting, the grid against a slow model, the way through YUV, mosaics.
 #include <vorel/dng_samples.h>
+#include <vorel/util.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
+#include <cstring>
+#include <map>
 #include <numeric>
 #include <tuple>
 
@@ -64,8 +68,9 @@ TEST(DngDenoise, MediansEqualSorting) {
                     // In place, and of a kernel that counts for nothing.
                     Bytes out = in;
                     Filter::removeSpike(out.data(), width, height, 1, out.data(), threshold, threshold);
-                    for (size_t i = 0; i < in.size(); ++i)
+                    for (size_t i = 0; i < in.size(); ++i) {
                         ASSERT_EQ(out[i], std::abs(in[i] - medians[i]) > threshold ? medians[i] : in[i]);
+                    }
                 }
             }
         }
@@ -73,27 +78,59 @@ TEST(DngDenoise, MediansEqualSorting) {
     limit_simd_targets(SimdTarget::kCount);
 }
 
-// Either axis is smoothed alike, bytes are the rounded doubles, and no value passes an edge of three cells of the
-// range.
-TEST(DngDenoise, BilateralGrid) {
-    const std::tuple<size_t, size_t, double, double> cases[] = {
-        {1, 1, 16, 32}, {70, 50, 16, 32}, {33, 97, 16, 32}, {64, 31, 5, 7.5}, {200, 3, 60, 1}};
-    for (const auto &[w, h, range, spatial] : cases) {
-        Bytes bytes = noise(w * h, static_cast<unsigned>(w));
-        std::vector<double> plane(w * h), turned(w * h), edge(w * h);
-        for (size_t i = 0; i < w * h; ++i) {
-            plane[i] = turned[i % w * h + i / w] = bytes[i] = static_cast<uint8_t>(40 + bytes[i] / 2);
-            edge[i] = i % w < w / 2 ? 7 : 7 + 5 * range;
+// The filter as its definition has it, a cell and a tap at a time. A cell is a sum and a count.
+std::vector<double> slow_bilateral(const std::vector<double> &in, int width, double range, double spatial) {
+    using Place = std::array<int, 3>;
+    const double least = *std::min_element(in.begin(), in.end()), most = *std::max_element(in.begin(), in.end());
+    const auto position = [&](size_t i, double z) {
+        const int y = static_cast<int>(i) / width, x = static_cast<int>(i) % width;
+        return std::array{y / spatial + 2, x / spatial + 2, (z - least) / range + 2};
+    };
+    const auto floor_of = [](const std::array<double, 3> &at, double more) {
+        return Place{static_cast<int>(at[0] + more), static_cast<int>(at[1] + more), static_cast<int>(at[2] + more)};
+    };
+    std::map<Place, std::complex<double>> grid, other;
+    for (size_t i = 0; i < in.size(); ++i) grid[floor_of(position(i, in[i]), 0.5)] += std::complex<double>(in[i], 1);
+    const Place last = floor_of(position(in.size() - 1, most), 1);
+    for (size_t pass = 0; pass < 6; ++pass, std::swap(grid, other)) {
+        const auto next = [&](const Place &at) {
+            if (at[2] < last[2]) return Place{at[0], at[1], at[2] + 1};
+            return at[1] < last[1] ? Place{at[0], at[1] + 1, 1} : Place{at[0] + 1, 1, 1};
+        };
+        for (Place at = {1, 1, 1}; at[0] <= last[0]; at = next(at)) {
+            Place before = at, behind = at;
+            --before[pass / 2], ++behind[pass / 2];
+            other[at] = (grid[before] + 2.0 * grid[at] + grid[behind]) / 4.0;
         }
-        const int width = static_cast<int>(w), height = static_cast<int>(h);
-        const std::vector<double> unsmoothed = edge;
-        for (std::vector<double> *of : {&plane, &edge})
-            Filter::bilateralFilter(of->data(), width, height, Array::kDouble, of->data(), range, spatial);
-        Filter::bilateralFilter(turned.data(), height, width, Array::kDouble, turned.data(), range, spatial);
-        Filter::bilateralFilter(bytes.data(), width, height, Array::kByte, bytes.data(), range, spatial);
-        for (size_t i = 0; i < w * h; ++i) {
-            ASSERT_NEAR(plane[i], turned[i % w * h + i / w], 1e-9) << i;
-            ASSERT_NEAR(edge[i], unsmoothed[i], 1e-9) << i;
+    }
+    std::vector<double> out(in.size());
+    for (size_t i = 0; i < 8 * in.size(); ++i) {
+        const auto at = position(i / 8, in[i / 8]);
+        Place cell = floor_of(at, 0);
+        double weight = 1;
+        for (size_t axis = 0; axis < 3; ++axis) {
+            const double fraction = at[axis] - cell[axis];
+            const int upper = i >> axis & 1;
+            weight *= upper ? fraction : 1 - fraction;
+            cell[axis] += upper;
+        }
+        out[i / 8] += weight * grid[cell].real() / (grid[cell].imag() == 0 ? 1 : grid[cell].imag());
+    }
+    return out;
+}
+
+TEST(DngDenoise, BilateralGrid) {
+    const std::tuple<int, int, double, double> cases[] = {
+        {1, 1, 16, 32}, {70, 50, 16, 32}, {33, 97, 16, 32}, {64, 31, 5, 7.5}, {200, 3, 60, 1}};
+    for (const auto &[width, height, range, spatial] : cases) {
+        Bytes bytes = noise(static_cast<size_t>(width * height), static_cast<unsigned>(width));
+        for (uint8_t &v : bytes) v = static_cast<uint8_t>(40 + v / 2);
+        std::vector<double> plane(bytes.begin(), bytes.end());
+        const auto expected = slow_bilateral(plane, width, range, spatial);
+        Filter::bilateralFilter(plane.data(), width, height, 5, plane.data(), range, spatial);
+        Filter::bilateralFilter(bytes.data(), width, height, 1, bytes.data(), range, spatial);
+        for (size_t i = 0; i < bytes.size(); ++i) {
+            ASSERT_NEAR(plane[i], expected[i], 1e-9) << i;
             ASSERT_EQ(bytes[i], static_cast<int>(plane[i] + 0.5)) << i;
         }
     }
@@ -136,17 +173,34 @@ TEST(DngDenoise, ConvertersOfThePictureAreNoPair) {
     }
 }
 
-// A rectangle is a picture of its own, here all but the first row; a cancel at any of its tests leaves the output.
-TEST(DngDenoise, RectanglesAndCancels) {
+// Step by step with the public converters; odd sizes keep the chroma of their last column and row.
+TEST(DngDenoise, PictureGoesThroughItsSteps) {
     for (const auto &[width, height] : {std::pair{40, 34}, {101, 67}, {2, 3}}) {
-        const Bytes rgba = noise(static_cast<size_t>(width * height) * 4, 3), above(static_cast<size_t>(width * 4), 9);
+        const size_t luma = static_cast<size_t>(width * height);
+        const int cw = (width + 1) / 2, ch = (height + 1) / 2, w = width / 2, h = height / 2;
+        const Bytes rgba = noise(luma * 4, 3);
+        Bytes yuv(luma + static_cast<size_t>(2 * cw * ch));
+        rgba8888_to_yuv420(width, height, rgba.data(), yuv.data());
+        Filter::removeSpike(yuv.data(), width, height, Array::kByte, yuv.data(), 20, 5);
+        for (int plane = 0; plane < 2; ++plane) {
+            uint8_t *at = yuv.data() + luma + plane * cw * ch;
+            Bytes part(static_cast<size_t>(w * h));
+            for (int y = 0; y < h; ++y) std::memcpy(part.data() + y * w, at + y * cw, static_cast<size_t>(w));
+            Filter::removeSpike(part.data(), w, h, Array::kByte, part.data(), 20, 5);
+            for (int i = 0; i < 2; ++i) Filter::bilateralFilter(part.data(), w, h, 1, part.data(), 16, 32);
+            for (int y = 0; y < h; ++y) std::memcpy(at + y * cw, part.data() + y * w, static_cast<size_t>(w));
+        }
+        Bytes expected(rgba.size()), untouched(rgba.size(), 7);
+        yuv420_to_rgba8888(width, height, yuv.data(), expected.data());
+        // A rectangle is a picture of its own: here all but the first row.
         PlainContext context;
         VorelDngNoiseReduction reduction(2);
-        Bytes below = cat({above, rgba}), alone = rgba, untouched(rgba.size(), 7);
-        reduction.doNoiseReductionBiLateralFilter(context, alone.data(), alone.data(), width, height);
+        Bytes below = cat({Bytes(static_cast<size_t>(width * 4), 9), rgba});
         reduction.doNoiseReductionBiLateralFilter(context, below.data(), below.data(), width, height + 1,
                                                   {1, 0, height + 1, width + 5});
-        EXPECT_TRUE(below == cat({above, alone})) << width;
+        EXPECT_TRUE(below == cat({Bytes(static_cast<size_t>(width * 4), 9), expected})) << width;
+
+        // A cancel at any of its tests leaves the output.
         for (int tests = 7; tests >= 0; --tests) {
             context.tests_until_cancel = tests;
             reduction.doNoiseReductionBiLateralFilter(context, rgba.data(), untouched.data(), width, height);
