@@ -8,13 +8,19 @@
 #include "dng/base/develop_context.h"
 #include "dng/colour/camera_profile.h"
 #include "dng/image/image.h"
+#include "util/atomics.h"
 
 namespace vorel::test {
 
 using Image = std::unique_ptr<VorelDngImage>;
 
 struct PlainContext : DevelopContext {
-    bool cancelled() const override { return tests_until_cancel == 0 || (--tests_until_cancel, false); }
+    // Asked by several threads at once.
+    bool cancelled() const override {
+        const int left = load_relaxed(&tests_until_cancel);
+        if (left > 0) store_relaxed(&tests_until_cancel, left - 1);
+        return left == 0;
+    }
     bool developsPreview() const override { return preview; }
     OpcodeFrame opcodeFrame(uint32_t) const override { return frame; }
     const DevelopValues &values() const override { return develop_values; }
