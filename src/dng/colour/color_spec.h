@@ -9,7 +9,7 @@
 // throw std::domain_error where a matrix cannot be inverted.
 class VorelDngColorSpec {
   public:
-    // profile may be null, and stays the caller's. Without one that is valid the specification stays empty.
+    // profile may be null, and stays the caller's. Without one that is valid this is empty.
     VorelDngColorSpec(const vorel::DevelopContext &decoder, const VorelDngCameraProfile *profile);
 
     bool empty() const { return planes_ == 0; }

@@ -1,4 +1,4 @@
-// Colours: adaptation and temperatures by closed models, spaces and their profiles, camera profiles and specifications.
+// Colours: adaptation and temperatures by closed models, spaces, camera profiles, cameras under a white.
 #include <gtest/gtest.h>
 #include <vorel/dng_samples.h>
 
@@ -105,7 +105,7 @@ TEST(DngColour, SpacesAndTheirProfiles) {
     }
 }
 
-TEST(DngColour, SpecificationOfAWhite) {
+TEST(DngColour, CameraUnderAWhite) {
     PlainContext context = plain_camera();
     VorelDngCameraProfile &profile = context.profile;
     VorelDngMatrix forward, forwards = VorelDngSpace_AdobeRGB::GET().toPCS();
@@ -147,7 +147,7 @@ TEST(DngColour, SpecificationOfAWhite) {
             expect_near(of.getCameraToPCS() * of.getPCStoCamera(), diagonal(VorelDngVector3(1, 1, 1)), 1e-9);
         }
     }
-    // A channel that does not respond is raised; no profile and one plane leave the specification empty.
+    // A channel that does not respond is raised; without a profile, and of one plane, there are no matrices.
     profile.color1 = VorelDngMatrix3x3(1, 0, 0, 0, 1, 0, 0, 0, -1);
     VorelDngColorSpec spec(context, &profile);
     spec.setWhiteXY(PCStoXY());
