@@ -2,8 +2,9 @@
 
 # The library and the command-line program.
 packages_build=(cmake ninja-build g++ libhwy-dev libcli11-dev nlohmann-json3-dev libpng-dev zlib1g-dev)
-# The tests: the framework, and the independent libraries that results are held against.
-packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev libgif-dev libexiv2-dev)
+# The tests: the framework, and the independent libraries that results are held against; the natives on
+# a Java virtual machine.
+packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev libgif-dev libexiv2-dev openjdk-17-jdk-headless)
 packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev libraw-dev)
 # The wider checks of .ci/run: sanitizers and fuzzing, the builds for ARM, other CPUs, the installed package, the raw
 # developers and tag readers that some tests ask where they are installed.

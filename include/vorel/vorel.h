@@ -2,6 +2,7 @@
 #ifndef VOREL_VOREL_H
 #define VOREL_VOREL_H
 
+#include <vorel/bindings.h>
 #include <vorel/dng.h>
 #include <vorel/dng_metadata.h>
 #include <vorel/dng_samples.h>

@@ -1,0 +1,7 @@
+package com.vorelsoft.images;
+
+/** An open region decoder of {@link VorelBitmapRegionDecoderNative}. */
+public class VorelBitmapRegionDecoderInternal {
+    public long mHandle;
+    public int mType;
+}
