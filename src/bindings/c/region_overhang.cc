@@ -1,10 +1,12 @@
-#include "bindings/c/region_rectangle.h"
+#include "bindings/c/region_overhang.h"
 
+#include <vorel/bindings.h>
 #include <vorel/jpeg_region.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "bindings/c/picture_bytes.h"
 #include "core/core.h"
 
 namespace vorel {
@@ -15,6 +17,11 @@ constexpr int kBlackLuma = 0, kBlackChroma = 128;
 bool has_chroma_planes(const PixelLayout &layout) {
     return layout.chroma == ChromaLayout::kPlanes || layout.chroma == ChromaLayout::kPairs;
 }
+
+// Corner and size in pixels.
+struct PixelRectangle {
+    int32_t x, y, width, height;
+};
 
 // The columns or rows of a span that lie in 0 to limit.
 struct Span {
@@ -35,16 +42,17 @@ bool is_same(const PixelRectangle &a, const PixelRectangle &b) {
 }
 bool is_empty(const PixelRectangle &rectangle) { return rectangle.width <= 0 || rectangle.height <= 0; }
 
-// Memory for a picture; null also where it cannot be addressed.
 void *allocate_picture(int32_t format, int32_t width, int32_t height) {
-    const uint64_t bytes = picture_bytes(format, width, height);
-    return bytes > PTRDIFF_MAX ? nullptr : os_allocate_zeroed(static_cast<size_t>(bytes));
+    size_t bytes;
+    return picture_bytes(format, width, height, &bytes) ? os_allocate_zeroed(bytes) : nullptr;
 }
 
 void clear_to_black(int32_t format, uint8_t *pixels, int32_t width, int32_t height) {
+    size_t bytes;
+    if (!picture_bytes(format, width, height, &bytes)) return;
     const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
     std::memset(pixels, kBlackLuma, luma);
-    std::memset(pixels + luma, kBlackChroma, static_cast<size_t>(picture_bytes(format, width, height)) - luma);
+    std::memset(pixels + luma, kBlackChroma, bytes - luma);
 }
 
 struct Plane {
@@ -98,72 +106,60 @@ int32_t selected_format(int32_t selector) {
     }
 }
 
-uint64_t picture_bytes(int32_t format, int32_t width, int32_t height) {
-    const PixelLayout layout = pixel_layout(format);
-    const uint64_t w = static_cast<uint32_t>(width), h = static_cast<uint32_t>(height);
-    uint64_t bytes = w * h * layout.pixel_bytes;
-    if (has_chroma_planes(layout)) {
-        const uint64_t planes = layout.chroma == ChromaLayout::kPlanes ? 2 : 1;
-        bytes += planes * layout.chroma_row_bytes(static_cast<size_t>(width)) *
-                 layout.chroma_rows(static_cast<size_t>(height));
-    }
-    return bytes;
-}
-
-int32_t decode_jpeg_inside(DecInfo *session, void *output, const PixelRectangle &rectangle, int32_t format,
-                           int32_t sampleSize) {
-    if (!session || !output || sampleSize < 1) return 0;
-    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, rectangle.x, rectangle.y, rectangle.width, rectangle.height,
-                                                  sampleSize);
+int32_t region_inside(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
+                      int32_t format, int32_t sample) {
+    if (!session || !output || sample < 1) return 0;
+    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, x, y, width, height, sample);
     if (!child) return 0;
     child->outColorFormat = format;
-    const uint32_t sample = static_cast<uint32_t>(sampleSize);
+    const uint32_t divisor = static_cast<uint32_t>(sample);
     const int32_t result =
-        VORELBRIM_DecodeRegionBase(child, output, static_cast<int32_t>(session->imageWidth / sample),
-                                   static_cast<int32_t>(session->imageHeight / sample));
+        VORELBRIM_DecodeRegionBase(child, output, static_cast<int32_t>(session->imageWidth / divisor),
+                                   static_cast<int32_t>(session->imageHeight / divisor));
     VORELBRIM_DestroyDecInfo(child);
     return result == 1;
 }
 
-int32_t decode_jpeg_rectangle(DecInfo *session, void *output, const PixelRectangle &rectangle, int32_t selector,
-                              int32_t sampleSize) {
+int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height, int32_t selector,
+                  int32_t sample) {
+    const PixelRectangle wanted = {x, y, width, height};
     const int32_t format = selected_format(selector);
-    if (!session || !output || is_empty(rectangle) || sampleSize < 1 || format < 0) return 0;
-    const uint32_t sample = static_cast<uint32_t>(sampleSize);
-    const PixelRectangle inside = clipped(rectangle, session->imageWidth / sample, session->imageHeight / sample);
-    if (is_same(inside, rectangle)) return decode_jpeg_inside(session, output, rectangle, format, sampleSize);
+    if (!session || !output || is_empty(wanted) || sample < 1 || format < 0) return 0;
+    const uint32_t divisor = static_cast<uint32_t>(sample);
+    const PixelRectangle inside = clipped(wanted, session->imageWidth / divisor, session->imageHeight / divisor);
+    if (is_same(inside, wanted)) return region_inside(session, output, x, y, width, height, format, sample);
     const bool planar = has_chroma_planes(pixel_layout(format));
     auto *pixels = static_cast<uint8_t *>(output);
     // Required: also where the decode fails or nothing lies inside.
-    if (planar) clear_to_black(format, pixels, rectangle.width, rectangle.height);
+    if (planar) clear_to_black(format, pixels, width, height);
     if (is_empty(inside)) return 0;
     const OsBlock part(allocate_picture(format, inside.width, inside.height));
     if (!part) return 0;
     // A gray JPEG leaves chroma alone.
     if (planar) clear_to_black(format, part.as<uint8_t>(), inside.width, inside.height);
-    if (!decode_jpeg_inside(session, part.as<void>(), inside, format, sampleSize)) return 0;
-    place(format, part.as<uint8_t>(), inside.width, inside.height, pixels, rectangle.width, rectangle.height,
-          inside.x - rectangle.x, inside.y - rectangle.y);
+    if (!region_inside(session, part.as<void>(), inside.x, inside.y, inside.width, inside.height, format, sample))
+        return 0;
+    place(format, part.as<uint8_t>(), inside.width, inside.height, pixels, width, height, inside.x - x, inside.y - y);
     return 1;
 }
 
-int32_t decode_png_rectangle(vpng_tile_index *index, void *output, const PixelRectangle &rectangle, int32_t selector,
-                             int32_t sampleSize) {
-    if (!index || !output || is_empty(rectangle) || sampleSize < 1) return 0;
+int32_t region_png_ex(vpng_tile_index *index, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
+                      int32_t selector, int32_t sample) {
+    const PixelRectangle wanted = {x, y, width, height};
+    if (!index || !output || is_empty(wanted) || sample < 1) return 0;
     if (selected_format(selector) != COLOR_RGBA8888) return 0;
     const PixelRectangle inside =
-        clipped(rectangle, static_cast<uint32_t>(index->width), static_cast<uint32_t>(index->height));
+        clipped(wanted, static_cast<uint32_t>(index->width), static_cast<uint32_t>(index->height));
     if (is_empty(inside)) return 0;
     const auto decode = [&](void *out) {
-        return onDecodeVPNGSubset(index, out, inside.x, inside.y, inside.width, inside.height, sampleSize);
+        return onDecodeVPNGSubset(index, out, inside.x, inside.y, inside.width, inside.height, sample);
     };
-    if (is_same(inside, rectangle)) return decode(output);
-    const int32_t width = inside.width / sampleSize, height = inside.height / sampleSize;
-    const OsBlock part(allocate_picture(COLOR_RGBA8888, width, height));
+    if (is_same(inside, wanted)) return decode(output);
+    const int32_t columns = inside.width / sample, rows = inside.height / sample;
+    const OsBlock part(allocate_picture(COLOR_RGBA8888, columns, rows));
     if (!part || !decode(part.as<void>())) return 0;
-    place(COLOR_RGBA8888, part.as<uint8_t>(), width, height, static_cast<uint8_t *>(output),
-          rectangle.width / sampleSize, rectangle.height / sampleSize, (inside.x - rectangle.x) / sampleSize,
-          (inside.y - rectangle.y) / sampleSize);
+    place(COLOR_RGBA8888, part.as<uint8_t>(), columns, rows, static_cast<uint8_t *>(output), width / sample,
+          height / sample, (inside.x - x) / sample, (inside.y - y) / sample);
     return 1;
 }
 
@@ -175,12 +171,12 @@ extern "C" {
 
 int32_t VrDoDecodeRegionEx(DecInfo *handle, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
                            int32_t format, int32_t sampleSize) {
-    return decode_jpeg_rectangle(handle, output, {x, y, width, height}, format, sampleSize);
+    return region_ex(handle, output, x, y, width, height, format, sampleSize);
 }
 
 int32_t VrDoDecodeRegionPNGEx(vpng_tile_index *handle, void *output, int32_t x, int32_t y, int32_t width,
                               int32_t height, int32_t format, int32_t sampleSize) {
-    return decode_png_rectangle(handle, output, {x, y, width, height}, format, sampleSize);
+    return region_png_ex(handle, output, x, y, width, height, format, sampleSize);
 }
 
 }  // extern "C"
