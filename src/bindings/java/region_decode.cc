@@ -11,6 +11,7 @@
 #include "bindings/java/android_bitmap.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"
+#include "bindings/java/operations/region_format.h"
 
 namespace vorel {
 namespace {
@@ -33,14 +34,14 @@ int32_t jpeg(jlong handle, void *pixels, const RegionRequest &r) {
     return region_inside(from_handle<DecInfo>(handle), pixels, r.x, r.y, r.width, r.height, r.format(), r.sample);
 }
 int32_t jpeg_overhanging(jlong handle, void *pixels, const RegionRequest &r) {
-    return region_ex(from_handle<DecInfo>(handle), pixels, r.x, r.y, r.width, r.height, r.selector, r.sample);
+    return region_ex(from_handle<DecInfo>(handle), pixels, r.x, r.y, r.width, r.height, r.format(), r.sample);
 }
 int32_t png(jlong handle, void *pixels, const RegionRequest &r) {
     if (r.format() != COLOR_RGBA8888) return 0;
     return decodeRegionPNG(from_handle<vpng_tile_index>(handle), pixels, r.x, r.y, r.width, r.height, r.sample);
 }
 int32_t png_overhanging(jlong handle, void *pixels, const RegionRequest &r) {
-    return region_png_ex(from_handle<vpng_tile_index>(handle), pixels, r.x, r.y, r.width, r.height, r.selector,
+    return region_png_ex(from_handle<vpng_tile_index>(handle), pixels, r.x, r.y, r.width, r.height, r.format(),
                          r.sample);
 }
 
