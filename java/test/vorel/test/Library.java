@@ -1,0 +1,31 @@
+package vorel.test;
+
+/** The library beside its natives: log lines, pictures, and what the C entries make of them. */
+final class Library {
+    static {
+        System.loadLibrary("vorel");
+        System.loadLibrary("vorel_test_natives");
+    }
+
+    private Library() {}
+
+    static native void captureLog();
+
+    /** The lines since the last call, each as priority|tag|text. */
+    static native String takeLog();
+
+    static native long heapBytes();
+
+    static native byte[] jpeg(byte[] rgba, int width, int height);
+
+    /** A raw file; width 0: the one with tags of every kind. */
+    static native byte[] dng(int width, int height);
+
+    static native byte[] decodeFile(String path, int sample);
+
+    static native byte[] frameDecodeFile(String path, int sample);
+
+    static native byte[] decodeRegion(String path, int left, int top, int right, int bottom, int sample);
+
+    static native byte[] memoryAt(long address, int size);
+}
