@@ -97,8 +97,11 @@ JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_jpeg(JNIEnv *env, jclass, j
 JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_dng(JNIEnv *env, jclass, jint width, jint height) {
     using namespace vorel::test;
     DngBuilder builder = dng_whole_file();
+    const bool cropped = width < 0;
+    if (cropped) width = -width;
     if (width > 0) {
         builder.subs[0] = dng_mosaic(static_cast<uint32_t>(width), static_cast<uint32_t>(height), 12);
+        if (cropped) add_tags(builder.subs[0].tags, {dng_longs(50719, {32, 16}), dng_longs(50720, {160, 120})});
         auto &samples = builder.subs[0].samples;
         samples.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
         for (size_t i = 0; i < samples.size(); ++i)

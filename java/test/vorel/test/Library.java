@@ -18,7 +18,7 @@ final class Library {
 
     static native byte[] jpeg(byte[] rgba, int width, int height);
 
-    /** A raw file; width 0: the one with tags of every kind. */
+    /** A raw file; width 0: the one with tags of every kind, below 0: with a crop of 160 x 120 at (32, 16). */
     static native byte[] dng(int width, int height);
 
     static native byte[] decodeFile(String path, int sample);
