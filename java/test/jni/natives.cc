@@ -47,20 +47,11 @@ std::vector<uint8_t> bytes_of(JNIEnv *env, jbyteArray array) {
     return bytes;
 }
 
-class Path {
-  public:
-    Path(JNIEnv *env, jstring string)
-        : env_(env), string_(string), text_(env->GetStringUTFChars(string, nullptr)) {}
-    ~Path() { env_->ReleaseStringUTFChars(string_, text_); }
-    Path(const Path &) = delete;
-    Path &operator=(const Path &) = delete;
-    const char *text() const { return text_; }
-
-  private:
-    JNIEnv *env_;
-    jstring string_;
-    const char *text_;
-};
+// UTF-8, as Java writes it into an array.
+std::string path_of(JNIEnv *env, jbyteArray utf8) {
+    const std::vector<uint8_t> bytes = bytes_of(env, utf8);
+    return std::string(bytes.begin(), bytes.end());
+}
 
 size_t side(int32_t whole, int32_t sample) { return static_cast<size_t>((whole * 2 + sample) / (2 * sample)); }
 
@@ -86,10 +77,10 @@ JNIEXPORT jlong JNICALL Java_vorel_test_Library_heapBytes(JNIEnv *, jclass) {
 JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_jpeg(JNIEnv *env, jclass, jbyteArray rgba, jint width,
                                                           jint height) {
     std::vector<uint8_t> pixels = bytes_of(env, rgba);
-    uint8_t *out = nullptr;
-    int32_t size = 0;
-    if (compressToByte(pixels.data(), width, height, COLOR_RGBA8888, &out, &size, 90) == 0) return nullptr;
-    const jbyteArray array = array_of(env, out, static_cast<size_t>(size));
+    int32_t size = 4096;
+    auto *out = static_cast<uint8_t *>(std::malloc(static_cast<size_t>(size)));
+    const int32_t result = compressToByte(pixels.data(), width, height, COLOR_RGBA8888, &out, &size, 90);
+    const jbyteArray array = result == 1 ? array_of(env, out, static_cast<size_t>(size)) : nullptr;
     std::free(out);
     return array;
 }
@@ -111,31 +102,31 @@ JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_dng(JNIEnv *env, jclass, ji
     return array_of(env, bytes.data(), bytes.size());
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeFile(JNIEnv *env, jclass, jstring path, jint sample) {
-    const Path name(env, path);
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeFile(JNIEnv *env, jclass, jbyteArray path, jint sample) {
+    const std::string name = path_of(env, path);
     VrOptions options = {};
     options.colorFormat = COLOR_RGBA8888;
     options.sampleSize = sample;
-    void *pixels = decodeFile(name.text(), &options);
+    void *pixels = decodeFile(name.c_str(), &options);
     const jbyteArray array = array_of(env, pixels, 4 * side(options.width, sample) * side(options.height, sample));
     std::free(pixels);
     return array;
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jstring path, jint sample) {
-    const Path name(env, path);
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jbyteArray path, jint sample) {
+    const std::string name = path_of(env, path);
     int32_t width = 0, height = 0;
-    if (VorelGetImageInfoFromFile(name.text(), 0, 0, &width, &height) == 0) return nullptr;
+    if (VorelGetImageInfoFromFile(name.c_str(), 0, 0, &width, &height) == 0) return nullptr;
     std::vector<uint8_t> pixels(4 * side(width, sample) * side(height, sample));
-    if (!VorelDecodeFile(name.text(), pixels.data(), 0, COLOR_RGBA8888, sample)) return nullptr;
+    if (!VorelDecodeFile(name.c_str(), pixels.data(), 0, COLOR_RGBA8888, sample)) return nullptr;
     return array_of(env, pixels.data(), pixels.size());
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeRegion(JNIEnv *env, jclass, jstring path, jint left,
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeRegion(JNIEnv *env, jclass, jbyteArray path, jint left,
                                                                   jint top, jint right, jint bottom, jint sample) {
-    const Path name(env, path);
+    const std::string name = path_of(env, path);
     VrOptions options = {};
-    RegionHandle *handle = newInstanceFile(name.text(), &options);
+    RegionHandle *handle = newInstanceFile(name.c_str(), &options);
     if (!handle) return nullptr;
     options.sampleSize = sample;
     void *pixels = decodeRegion(handle, left, right, top, bottom, &options);

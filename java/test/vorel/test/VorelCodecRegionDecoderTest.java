@@ -12,6 +12,10 @@ final class VorelCodecRegionDecoderTest {
     private static final String TAG = "VrBitmapRegionDecoderJNI";
     private static final Check check = new Check(VorelCodecRegionDecoder.class);
 
+    private static final String[] GETTERS = {"nativeGetCropOriginX", "nativeGetCropOriginY", "nativeGetCropSizeWidth", "nativeGetCropSizeHeight"};
+    /** Of the raw file, in the order of the getters. */
+    private static final int[] CROP = {32, 16, 160, 120};
+
     private VorelCodecRegionDecoderTest() {}
 
     private static BitmapFactory.Options options(int sample) {
@@ -44,13 +48,8 @@ final class VorelCodecRegionDecoderTest {
         check.equal(check.succeeds("nativeGetWidth", handle), width, what);
         check.equal(check.succeeds("nativeGetHeight", handle), height, what);
         rectangles(what, path, handle);
-        boolean raw = what.equals("DNG");
-        String[] getters = {"nativeGetCropOriginX", "nativeGetCropOriginY", "nativeGetCropSizeWidth", "nativeGetCropSizeHeight"};
-        for (String getter : getters) {
-            if (raw) check.succeeds(getter, handle);
-            else check.gives(false, 0, getter, handle);
-        }
-        if (raw) check.succeeds("nativeGetMake", handle);
+        for (int i = 0; i < CROP.length; ++i) check.gives(what.equals("DNG"), what.equals("DNG") ? CROP[i] : 0, GETTERS[i], handle);
+        if (what.equals("DNG")) check.succeeds("nativeGetMake", handle);
         else check.fails("nativeGetMake", handle);
         check.succeeds("nativeRecycle", handle);
 
@@ -69,10 +68,10 @@ final class VorelCodecRegionDecoderTest {
         String jpeg = Pictures.file(Pictures.jpeg(240, 200));
         picture("JPEG", jpeg, 240, 200);
         picture("PNG", Pictures.file(Pictures.png(240, 200)), 240, 200);
-        picture("DNG", Pictures.file(Library.dng(240, 200)), 240, 200);
-        for (String getter : new String[] {"nativeGetWidth", "nativeGetHeight", "nativeGetMake", "nativeRegionCancel", "nativeRecycle",
-                "nativeGetCropOriginX", "nativeGetCropOriginY", "nativeGetCropSizeWidth", "nativeGetCropSizeHeight"})
+        picture("DNG", Pictures.file(Library.dng(-240, 200)), 240, 200);
+        for (String getter : new String[] {"nativeGetWidth", "nativeGetHeight", "nativeGetMake", "nativeRegionCancel", "nativeRecycle"})
             check.logs("VrBitmapRegionDecoder", "[", getter, 0L);
+        for (String getter : GETTERS) check.logs("VrBitmapRegionDecoder", "[", getter, 0L);
         long handle = check.<Long>succeeds("nativeNewInstance", jpeg, options(1));
         check.succeeds("nativeRegionCancel", handle);
         check.succeeds("nativeRecycle", handle);
