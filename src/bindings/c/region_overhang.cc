@@ -107,9 +107,8 @@ int32_t decode_inside(DecInfo *session, void *output, const Extent &at, int32_t 
     DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, at.x, at.y, at.width, at.height, sample);
     if (!child) return 0;
     child->outColorFormat = format;
-    const int32_t result =
-        VORELBRIM_DecodeRegionBase(child, output, static_cast<int32_t>(session->imageWidth) / sample,
-                                   static_cast<int32_t>(session->imageHeight) / sample);
+    const int32_t result = VORELBRIM_DecodeRegionBase(child, output, static_cast<int32_t>(session->imageWidth) / sample,
+                                                      static_cast<int32_t>(session->imageHeight) / sample);
     VORELBRIM_DestroyDecInfo(child);
     return result;
 }
@@ -126,9 +125,8 @@ int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t 
     if (inside.width == width && inside.height == height) {
         return decode_inside(session, output, wanted, format, sample);
     }
-    return decode_clipped(output, format, wanted, inside, inside.x - x, inside.y - y, [&](void *part) {
-        return decode_inside(session, part, inside, format, sample);
-    });
+    return decode_clipped(output, format, wanted, inside, inside.x - x, inside.y - y,
+                          [&](void *part) { return decode_inside(session, part, inside, format, sample); });
 }
 
 int32_t region_png_ex(vpng_tile_index *index, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
@@ -141,11 +139,10 @@ int32_t region_png_ex(vpng_tile_index *index, void *output, int32_t x, int32_t y
     }
     const Extent reduced = {0, 0, width / sample, height / sample};
     const Extent part_size = {0, 0, inside.width / sample, inside.height / sample};
-    return decode_clipped(output, format, reduced, part_size, (inside.x - x) / sample, (inside.y - y) / sample,
-                          [&](void *part) {
-                              return onDecodeVPNGSubset(index, part, inside.x, inside.y, inside.width, inside.height,
-                                                        sample);
-                          });
+    return decode_clipped(
+        output, format, reduced, part_size, (inside.x - x) / sample, (inside.y - y) / sample, [&](void *part) {
+            return onDecodeVPNGSubset(index, part, inside.x, inside.y, inside.width, inside.height, sample);
+        });
 }
 
 }  // namespace vorel

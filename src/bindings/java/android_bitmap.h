@@ -51,8 +51,8 @@ class LockedBitmap {
 
 // The pixels of a locked bitmap as the decoders store a picture: width x height pixels of a colour format without
 // padding. Where the bitmap's rows are padded this is a copy, which begins as the bitmap is, so that what is not
-// written stays, and goes back at the end of the scope. Formats with planes know no rows of a bitmap, and take its bytes
-// as they come.
+// written stays, and goes back at the end of the scope. Formats with planes know no rows of a bitmap, and take its
+// bytes as they come.
 class BitmapPixels {
   public:
     BitmapPixels(const LockedBitmap &bitmap, int32_t format, int32_t width, int32_t height);
