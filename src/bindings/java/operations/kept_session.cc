@@ -121,12 +121,14 @@ int32_t decode_kept(DecInfo *session, void *output, const KeptRequest &request) 
     return VORELBRIM_DecodeJPEG(session, output, width, height);
 }
 
+bool is_window(const FactoryWindow &window) {
+    if (window.width > 0 && window.height > 0) return true;
+    VOREL_ERROR(kTagBitmapDecoder, "Width and Height coudn't be Zero");
+    return false;
+}
+
 int32_t decode_kept_window(DecInfo *session, void *output, const KeptRequest &request, const FactoryWindow &window) {
-    if (window.width <= 0 || window.height <= 0) {
-        VOREL_ERROR(kTagBitmapDecoder, "Width and Height coudn't be Zero");
-        return 0;
-    }
-    if (!is_jpeg(session) || window.x < 0 || window.y < 0) return 0;
+    if (!is_jpeg(session) || !is_window(window) || window.x < 0 || window.y < 0) return 0;
     int32_t width, height;
     kept_size(session, request, &width, &height);
     session->partialDecode = 1;

@@ -35,7 +35,9 @@ struct KeptRequest {
 void kept_size(const DecInfo *session, const KeptRequest &request, int32_t *width, int32_t *height);
 // Into kept_size pixels. 1 or 0.
 int32_t decode_kept(DecInfo *session, void *output, const KeptRequest &request);
-// A window of them, into as many pixels as it has. An empty one leaves a log line. 1 or 0.
+// False with a log line for an empty window.
+bool is_window(const FactoryWindow &window);
+// A window of them, into as many pixels as it has. 1 or 0.
 int32_t decode_kept_window(DecInfo *session, void *output, const KeptRequest &request, const FactoryWindow &window);
 // The picture's thumbnail, or where it has none the picture, in width x height pixels. flags: 2, or 3 for an upright
 // picture that comes turned by 90 degrees. 1 or 0.
