@@ -5,7 +5,7 @@
 #include "bindings/java/java_calls.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/native_buffer.h"
-#include "com_vorelsoft_images_VorelBitmapFactory.h"
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

@@ -8,7 +8,7 @@
 #include "bindings/java/java_output.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/picture_decode.h"
-#include "com_vorelsoft_images_VorelBitmapFactory.h"
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

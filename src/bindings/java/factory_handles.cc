@@ -7,7 +7,7 @@
 #include "bindings/java/java_calls.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/kept_session.h"
-#include "com_vorelsoft_images_VorelBitmapFactory.h"
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

@@ -4,7 +4,7 @@
 #include "bindings/c/owned_session.h"
 #include "bindings/java/java_output.h"
 #include "bindings/java/operations/kept_session.h"
-#include "com_vorelsoft_images_VorelBitmapFactory.h"
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {
