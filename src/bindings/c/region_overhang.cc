@@ -96,15 +96,21 @@ int32_t decode_clipped(void *output, int32_t format, const Extent &whole, const 
     if (inside.empty() || !picture_bytes(format, inside.width, inside.height, &bytes)) return 0;
     // Rows that a broken stream does not have are no memory of others.
     const OsBlock part(os_allocate_zeroed(bytes));
-    if (!part || decode(part.as<void>()) != 1) return 0;
-    place(Planes(part.as<void>(), format, inside.width, inside.height), target, static_cast<size_t>(x),
-          static_cast<size_t>(y));
+    if (!part) return 0;
+    const Planes planes(part.as<void>(), format, inside.width, inside.height);
+    // Nor does a gray JPEG have chroma.
+    clear_to_black(planes);
+    if (decode(part.as<void>()) != 1) return 0;
+    place(planes, target, static_cast<size_t>(x), static_cast<size_t>(y));
     return 1;
 }
 
-// In a session of its own: the format is not the open session's, which other threads decode from as well.
-int32_t decode_inside(DecInfo *session, void *output, const Extent &at, int32_t format, int32_t sample) {
-    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, at.x, at.y, at.width, at.height, sample);
+}  // namespace
+
+int32_t region_inside(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
+                      int32_t format, int32_t sample) {
+    if (!session || !output || sample < 1) return 0;
+    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, x, y, width, height, sample);
     if (!child) return 0;
     child->outColorFormat = format;
     const int32_t result = VORELBRIM_DecodeRegionBase(child, output, static_cast<int32_t>(session->imageWidth) / sample,
@@ -112,8 +118,6 @@ int32_t decode_inside(DecInfo *session, void *output, const Extent &at, int32_t 
     VORELBRIM_DestroyDecInfo(child);
     return result;
 }
-
-}  // namespace
 
 int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height, int32_t format,
                   int32_t sample) {
@@ -123,10 +127,11 @@ int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t 
     const Extent inside = clip(wanted, static_cast<int32_t>(session->imageWidth) / sample,
                                static_cast<int32_t>(session->imageHeight) / sample);
     if (inside.width == width && inside.height == height) {
-        return decode_inside(session, output, wanted, format, sample);
+        return region_inside(session, output, x, y, width, height, format, sample);
     }
-    return decode_clipped(output, format, wanted, inside, inside.x - x, inside.y - y,
-                          [&](void *part) { return decode_inside(session, part, inside, format, sample); });
+    return decode_clipped(output, format, wanted, inside, inside.x - x, inside.y - y, [&](void *part) {
+        return region_inside(session, part, inside.x, inside.y, inside.width, inside.height, format, sample);
+    });
 }
 
 int32_t region_png_ex(vpng_tile_index *index, void *output, int32_t x, int32_t y, int32_t width, int32_t height,

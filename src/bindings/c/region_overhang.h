@@ -9,6 +9,11 @@
 
 namespace vorel {
 
+// A rectangle inside the picture reduced by sample, in that picture's pixels and a COLOR_ format. In a session of its
+// own: the open session's format is not changed, and other threads may ask for another one. 1 or 0.
+int32_t region_inside(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
+                      int32_t format, int32_t sample);
+
 // x, y, width and height in pixels of the picture reduced by sample, in the session's map of regions. 1 or 0.
 int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height, int32_t format,
                   int32_t sample);
