@@ -46,10 +46,12 @@ LockedBitmap::~LockedBitmap() {
     clear_exception(env_);
 }
 
-bool LockedBitmap::is_padded() const {
+size_t LockedBitmap::row_bytes() const {
     const size_t bytes = bytes_per_pixel(info_.format);
-    return bytes != 0 && info_.stride != bytes * info_.width;
+    return bytes ? bytes * info_.width : info_.stride;
 }
+
+bool LockedBitmap::is_padded() const { return info_.stride != row_bytes(); }
 
 BitmapPixels::BitmapPixels(const LockedBitmap &bitmap, int32_t format, int32_t width, int32_t height)
     : bitmap_(bitmap) {

@@ -38,6 +38,8 @@ class LockedBitmap {
     const AndroidBitmapInfo &info() const { return info_; }
     uint8_t *pixels() const { return pixels_; }
     size_t bytes() const { return size_t{info_.stride} * info_.height; }
+    // Of the pixels of a row.
+    size_t row_bytes() const;
     // Rows are longer than their pixels.
     bool is_padded() const;
 

@@ -1,8 +1,7 @@
 // Natives that develop raw files in memory. The fields of the info object become a zeroed record for each call.
-#include "com_vorelsoft_images_VorelDngBitmap.h"
-
 #include <vorel/dng.h>
 
+#include <com_vorelsoft_images_VorelDngBitmap.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/java/java_calls.h"
 #include "bindings/java/java_fields.h"

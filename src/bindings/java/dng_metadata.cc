@@ -1,10 +1,9 @@
 // Natives that read the camera data of raw files.
-#include "com_vorelsoft_images_VorelDngBitmap.h"
-
 #include <vorel/bindings_java.h>
 
+#include <com_vorelsoft_images_VorelDngBitmap.h>
 #include "bindings/java/java_bytes.h"
-#include "bindings/java/operations/psnr.h"
+#include "bindings/java/operations/comparison.h"
 #include "core/core.h"
 
 namespace vorel {

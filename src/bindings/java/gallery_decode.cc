@@ -1,10 +1,9 @@
 // Natives that decode whole pictures for galleries.
-#include "com_hdn_halden_gallery_decoder_VorelCodecInterface.h"
-
 #include <vorel/bindings.h>
 
 #include <algorithm>
 
+#include <com_hdn_halden_gallery_decoder_VorelCodecInterface.h>
 #include "bindings/c/owned_session.h"
 #include "bindings/c/picture_bytes.h"
 #include "bindings/java/gallery_support.h"

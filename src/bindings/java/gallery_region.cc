@@ -1,10 +1,9 @@
 // Natives that decode rectangles for galleries. A handle is a RegionHandle.
-#include "com_hdn_halden_gallery_decoder_regiondecoder_VorelCodecRegionDecoder.h"
-
 #include <vorel/bindings.h>
 
 #include <cstring>
 
+#include <com_hdn_halden_gallery_decoder_regiondecoder_VorelCodecRegionDecoder.h>
 #include "bindings/java/gallery_support.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"

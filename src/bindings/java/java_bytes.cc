@@ -50,6 +50,11 @@ jbyteArray new_bytes(JNIEnv *env, const void *bytes, jint length) {
 
 jsize array_length(JNIEnv *env, jarray array) { return array ? env->GetArrayLength(array) : 0; }
 
+jint length_from(JNIEnv *env, jarray array, jint offset) {
+    const jsize length = array_length(env, array);
+    return offset < 0 || offset > length ? -1 : length - offset;
+}
+
 bool write_long(JNIEnv *env, jlongArray array, jint index, jlong value) {
     if (!lies_inside(env, array, index, 1)) return false;
     env->SetLongArrayRegion(array, index, 1, &value);

@@ -39,6 +39,8 @@ jbyteArray new_bytes(JNIEnv *env, const void *bytes, jint length);
 
 // 0 for null.
 jsize array_length(JNIEnv *env, jarray array);
+// Elements from offset on; -1 where it is none, nor the end.
+jint length_from(JNIEnv *env, jarray array, jint offset);
 // One element; false where there is none.
 bool write_long(JNIEnv *env, jlongArray array, jint index, jlong value);
 bool write_int(JNIEnv *env, jintArray array, jint index, jint value);

@@ -1,10 +1,9 @@
 // Natives that decode rectangles: into bitmaps, direct buffers and memory that they allocate.
-#include "com_vorelsoft_images_VorelBitmapRegionDecoderNative.h"
-
 #include <vorel/bindings_java.h>
 
 #include <cstring>
 
+#include <com_vorelsoft_images_VorelBitmapRegionDecoderNative.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/c/picture_bytes.h"
 #include "bindings/c/region_overhang.h"

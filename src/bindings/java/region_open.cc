@@ -1,8 +1,7 @@
 // Natives that open and close pictures for rectangles.
-#include "com_vorelsoft_images_VorelBitmapRegionDecoderNative.h"
-
 #include <cstring>
 
+#include <com_vorelsoft_images_VorelBitmapRegionDecoderNative.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"
