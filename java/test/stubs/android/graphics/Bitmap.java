@@ -10,7 +10,7 @@ public final class Bitmap {
     public static int failure;
 
     /** The last one that was made. */
-    public static Bitmap last;
+    public static volatile Bitmap last;
 
     public final int width, height, bytesPerPixel, stride;
     public final ByteBuffer pixels;
