@@ -46,6 +46,8 @@ void set_alloc_hooks(const AllocHooks *hooks) { g_hooks = hooks ? *hooks : kLibc
 void *os_allocate(size_t bytes) { return g_hooks.allocate(bytes); }
 
 void *os_allocate_zeroed(size_t bytes) {
+    // Pages that come fresh from the system are not written once more.
+    if (g_hooks.allocate == kLibcHooks.allocate) return std::calloc(bytes, 1);
     void *pointer = os_allocate(bytes);
     if (pointer) std::memset(pointer, 0, bytes);
     return pointer;

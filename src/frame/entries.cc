@@ -1,20 +1,15 @@
 // The entries that turn a path or a buffer into pixels or sizes. The Vorel family decodes any format, the Vjpg family
 // JPEG only; each pair of twins is one function here, told apart by its entry.
-#include <sys/stat.h>
-
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "core/core.h"
+#include "core/path_source.h"
 #include "frame/decoders.h"
 #include "jpeg/decoder/decoder.h"
 
 namespace vorel {
 namespace {
-
-// Files below this are read whole, so that they decode in place; larger ones are streamed in blocks.
-constexpr int32_t kWholeFileBytes = 20 << 20;
 
 constexpr int32_t kRotated90 = 6, kRotated180 = 3, kRotated270 = 8;  // Exif orientation, CIPA DC-008 4.6.4 A
 
@@ -84,22 +79,6 @@ DecInfo *open_source(const Source &source, int32_t color_format) {
                               : open_memory(source.at, source.length, color_format, 0);
 }
 
-// The position of a file's end; 0 and a log line when there is none.
-int32_t file_size(const char *tag, const char *path) {
-    struct stat status;
-    if (!path) path = "";
-    FILE *file = open_regular_file(path);
-    if (!file && (stat(path, &status) != 0 || S_ISREG(status.st_mode))) {
-        VOREL_LOG(tag, "Error : can't file open in getFileSize : %s", path);
-        return 0;
-    }
-    const int32_t size = VORELBRIM_SeekFile(file, 0, SEEK_END);
-    VORELBRIM_OsFclose(file);
-    if (size > 0) return size;
-    VOREL_LOG(tag, "Error : Illegal file open in getFileSize");
-    return 0;
-}
-
 // Required: three of the buffer entries ask for the size of the file that the buffer's bytes name, for the log line
 // that comes of it. The buffer ends nowhere by itself, so a terminated copy is asked about.
 void probe_as_path(const Entry &entry, const void *buffer, int32_t length) {
@@ -110,22 +89,7 @@ void probe_as_path(const Entry &entry, const void *buffer, int32_t length) {
     const size_t used = strnlen(static_cast<const char *>(buffer), bytes);
     std::memcpy(path, buffer, used);
     path[used] = '\0';
-    file_size(entry.tag, path);
-}
-
-// A memory session over the whole file, which hangs on fileBuffer. A file that shrank meanwhile is what came of it.
-DecInfo *open_whole_file(const char *path, int32_t size, int32_t color_format) {
-    OsBlock block(os_allocate(static_cast<size_t>(size)));
-    FILE *file = block ? open_regular_file(path) : nullptr;
-    if (!file) {
-        set_error(block ? kErrorOpen : kErrorOutOfMemory);
-        return nullptr;
-    }
-    const int32_t came = VORELBRIM_ReadFile(file, block.as<void>(), size);
-    VORELBRIM_OsFclose(file);
-    DecInfo *session = open_memory(block.as<void>(), came, color_format, 0);
-    if (session) session->fileBuffer = block.release();
-    return session;
+    file_size(kLogInfo, entry.tag, path);
 }
 
 // Turns the picture as its orientation says and gives the size that it then has.
@@ -180,13 +144,12 @@ int32_t decode_file(const Entry &entry, const char *path, void *output, int32_t 
         VOREL_ENTRY_TRACE(entry);
         return 0;
     }
-    const int32_t size = file_size(entry.tag, path);
+    const int32_t size = file_size(kLogInfo, entry.tag, path);
     if (size == 0) {
         set_error(kErrorOpen);
         return 0;
     }
-    OwnedSession session(size >= kWholeFileBytes ? open_path(path, size, color_format, 0)
-                                                 : open_whole_file(path, size, color_format));
+    OwnedSession session(open_file(path, size, color_format, 0));
     if (!session) {
         VOREL_ENTRY_TRACE(entry);
         return 0;
@@ -285,8 +248,8 @@ using namespace vorel;
 
 extern "C" {
 
-int32_t VorelGetFileSize(const char *path) { return file_size(kTagStat, path); }
-int32_t VjpgGetFileSize(const char *path) { return file_size(kTagJpegStat, path); }
+int32_t VorelGetFileSize(const char *path) { return file_size(kLogInfo, kTagStat, path); }
+int32_t VjpgGetFileSize(const char *path) { return file_size(kLogInfo, kTagJpegStat, path); }
 
 int32_t VorelGetImageInfoFromFile(const char *path, int32_t, int32_t, int32_t *outWidth, int32_t *outHeight) {
     return image_info(vorel_entry(__func__), Source::path(path), outWidth, outHeight);

@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include <vorel/util.h>
 
 #include "dng/base/limits.h"
+#include "dng/dng.h"
 #include "dng/driver/decoder.h"
 #include "dng/driver/dng_entry.h"
 #include "dng/driver/entries.h"
@@ -15,6 +17,7 @@
 #include "util/atomics.h"
 
 using vorel::dng_entry;
+using vorel::DngTarget;
 using vorel::FileBytes;
 using vorel::MallocBytes;
 
@@ -105,50 +108,97 @@ int32_t reduced_side(uint32_t side, int32_t factor) {
     return static_cast<int32_t>(std::max(reduced, 1L));
 }
 
-// Decodes into out, or where that is null into new pixels that go to *pixels. 1 or a status.
-int32_t decode_buffer(const uint8_t *buffer, int32_t length, uint8_t *out, uint8_t **pixels, int32_t *options) {
+// Where there are options, the record and the size are seen in them.
+int32_t decode_buffer(const uint8_t *buffer, int32_t length, int32_t factor, const DngTarget &target, decInfo *info,
+                      int32_t *options) {
     if (!has_input(buffer, length)) return VDNG_EMPTY;
-    if (!options) return VDNG_FAILED;
     return dng_entry<int32_t>(VDNG_NO_MEMORY, VDNG_FAILED, [&]() -> int32_t {
-        decInfo info = {};
-        info.noiseStrength = options[VDNG_OPTION_STRENGTH];
-        const int32_t factor = std::max(options[VDNG_OPTION_FACTOR], 1);
-        if (!VorelDngDecoder(buffer, length).parseSize(&info)) return VDNG_FAILED;
-        if (info.width != 0 && info.height != 0) {
-            if (info.cropWidth >= 0) info.width = static_cast<uint32_t>(info.cropWidth);
-            if (info.cropHeight >= 0) info.height = static_cast<uint32_t>(info.cropHeight);
+        factor = std::max(factor, 1);
+        if (!VorelDngDecoder(buffer, length).parseSize(info)) return VDNG_FAILED;
+        if (info->width != 0 && info->height != 0) {
+            if (info->cropWidth >= 0) info->width = static_cast<uint32_t>(info->cropWidth);
+            if (info->cropHeight >= 0) info->height = static_cast<uint32_t>(info->cropHeight);
         }
         // No raw image has more pixels; a crop that claims so would cost memory for black ones.
-        const uint64_t area = uint64_t{info.width} * info.height;
+        const uint64_t area = uint64_t{info->width} * info->height;
         if (area == 0 || area > vorel::kMaxDngPixels) return VDNG_NO_SIZE;
-        const SharedRecord record(options, &info);
+        const int32_t width = reduced_side(info->width, factor), height = reduced_side(info->height, factor);
+        if (target.out && int64_t{width} * height > target.most_pixels) return VDNG_FAILED;
+        std::optional<SharedRecord> record;
+        if (options) record.emplace(options, info);
         VorelDngDecoder decoder(buffer, length);
-        const size_t bytes = size_t{info.width} * info.height * kRgbaBytes;
+        const size_t bytes = size_t{info->width} * info->height * kRgbaBytes;
         // Required: four times as much as is needed. Pages that are not touched cost nothing.
-        MallocBytes whole(factor > 1 || !out ? static_cast<uint8_t *>(std::calloc(bytes, 4)) : nullptr);
-        if (!whole && (factor > 1 || !out)) return VDNG_NO_MEMORY;
-        const int32_t status = decoder.decode(whole ? whole.get() : out, &info) ? 1 : VDNG_FAILED;
-        options[VDNG_OPTION_WIDTH] = static_cast<int32_t>(info.width);
-        options[VDNG_OPTION_HEIGHT] = static_cast<int32_t>(info.height);
+        const bool in_place = target.out && factor == 1;
+        MallocBytes whole(in_place ? nullptr : static_cast<uint8_t *>(std::calloc(bytes, 4)));
+        if (!whole && !in_place) return VDNG_NO_MEMORY;
+        const int32_t status = decoder.decode(whole ? whole.get() : target.out, info) ? 1 : VDNG_FAILED;
+        if (options) {
+            options[VDNG_OPTION_WIDTH] = static_cast<int32_t>(info->width);
+            options[VDNG_OPTION_HEIGHT] = static_cast<int32_t>(info->height);
+        }
         if (status != 1) return status;
         if (factor > 1) {
-            const int32_t width = reduced_side(info.width, factor), height = reduced_side(info.height, factor);
             MallocBytes small;
-            if (!out) {
+            if (!target.out) {
                 small.reset(static_cast<uint8_t *>(
                     std::calloc(static_cast<size_t>(width) * static_cast<size_t>(height), kRgbaBytes)));
                 if (!small) return VDNG_NO_MEMORY;
             }
-            vorel_resize_rgba8888(whole.get(), out ? out : small.get(), static_cast<int32_t>(info.width),
-                                  static_cast<int32_t>(info.height), width, height);
+            vorel_resize_rgba8888(whole.get(), target.out ? target.out : small.get(), static_cast<int32_t>(info->width),
+                                  static_cast<int32_t>(info->height), width, height);
             whole = std::move(small);
         }
-        if (!out) *pixels = whole.release();
+        if (!target.out) *target.pixels = whole.release();
         return 1;
     });
 }
 
+int32_t decode_buffer(const uint8_t *buffer, int32_t length, const DngTarget &target, int32_t *options) {
+    if (!has_input(buffer, length)) return VDNG_EMPTY;
+    if (!options) return VDNG_FAILED;
+    decInfo info = {};
+    info.noiseStrength = options[VDNG_OPTION_STRENGTH];
+    return decode_buffer(buffer, length, options[VDNG_OPTION_FACTOR], target, &info, options);
+}
+
+// 1 or a status.
+int32_t read_input(const char *path, MallocBytes *bytes, int32_t *length) {
+    switch (vorel::read_file(path, bytes, length)) {
+        case FileBytes::kNotOpened:
+            return VDNG_NOT_OPENED;
+        case FileBytes::kEmpty:
+            return VDNG_NO_SIZE;
+        case FileBytes::kNotRead:
+            return VDNG_EMPTY;
+        case FileBytes::kNoMemory:
+            return VDNG_NO_MEMORY;
+        case FileBytes::kRead:
+            break;
+    }
+    return 1;
+}
+
+// Required: of a failed develop of a file the same as without memory.
+int32_t file_status(int32_t status) { return status == 1 ? 1 : VDNG_NO_MEMORY; }
+
 }  // namespace
+
+namespace vorel {
+
+int32_t dng_decode_buffer(const uint8_t *buffer, int32_t length, int32_t factor, const DngTarget &target,
+                          decInfo *info) {
+    return decode_buffer(buffer, length, factor, target, info, nullptr);
+}
+
+int32_t dng_decode_file(const char *path, int32_t factor, const DngTarget &target, decInfo *info) {
+    MallocBytes bytes;
+    int32_t length = 0;
+    const int32_t read = read_input(path, &bytes, &length);
+    return read == 1 ? file_status(dng_decode_buffer(bytes.get(), length, factor, target, info)) : read;
+}
+
+}  // namespace vorel
 
 int32_t parseDNGImageBuffer_for_RD(uint8_t *buffer, int32_t length, decInfo *info, VorelDngDecoder **handleOut) {
     return dng_entry<int32_t>(VDNG_FAILED, VDNG_FAILED, [&]() -> int32_t {
@@ -253,7 +303,7 @@ int32_t vorel_dng_stage(const uint8_t *buffer, int32_t length, int32_t stage, de
 
 uint8_t *VDngDecodeBuffer(const uint8_t *buffer, int32_t length, int32_t, int32_t *options) {
     uint8_t *pixels = nullptr;
-    return decode_buffer(buffer, length, nullptr, &pixels, options) == 1 ? pixels : nullptr;
+    return decode_buffer(buffer, length, {nullptr, &pixels, 0}, options) == 1 ? pixels : nullptr;
 }
 
 uint8_t *VDngDecodeFile(const char *path, int32_t unused, int32_t *options) {
@@ -264,27 +314,14 @@ uint8_t *VDngDecodeFile(const char *path, int32_t unused, int32_t *options) {
 }
 
 int32_t VDngDecodeBuffer2Buf(const uint8_t *buffer, int32_t length, uint8_t *out, int32_t, int32_t, int32_t *options) {
-    return out ? decode_buffer(buffer, length, out, nullptr, options) : VDNG_FAILED;
+    return out ? decode_buffer(buffer, length, {out, nullptr, INT64_MAX}, options) : VDNG_FAILED;
 }
 
 int32_t VDngDecodeFile2Buf(const char *path, uint8_t *out, int32_t unused1, int32_t unused2, int32_t *options) {
     MallocBytes bytes;
     int32_t length = 0;
-    switch (vorel::read_file(path, &bytes, &length)) {
-        case FileBytes::kNotOpened:
-            return VDNG_NOT_OPENED;
-        case FileBytes::kEmpty:
-            return VDNG_NO_SIZE;
-        case FileBytes::kNotRead:
-            return VDNG_EMPTY;
-        case FileBytes::kNoMemory:
-            return VDNG_NO_MEMORY;
-        case FileBytes::kRead:
-            break;
-    }
-    // Required: of a failed develop the same as without memory.
-    const int32_t status = VDngDecodeBuffer2Buf(bytes.get(), length, out, unused1, unused2, options);
-    return status == 1 ? 1 : VDNG_NO_MEMORY;
+    const int32_t read = read_input(path, &bytes, &length);
+    return read == 1 ? file_status(VDngDecodeBuffer2Buf(bytes.get(), length, out, unused1, unused2, options)) : read;
 }
 
 int32_t VDngParseMetaDataBA(const uint8_t *buffer, int32_t length, VDngMetaData *out) {
