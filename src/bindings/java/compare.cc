@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/java/android_bitmap.h"
 #include "bindings/java/operations/comparison.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 using namespace vorel;
 

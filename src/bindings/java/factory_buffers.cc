@@ -1,11 +1,11 @@
 // Natives that make and free blocks of memory which Java knows by their addresses, and those that look into raw files.
 #include <vorel/frame.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/native_buffer.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

@@ -1,14 +1,15 @@
 // Natives that decode a path or bytes in one call, to a bitmap or to a direct buffer, whole or a window.
 #include <vorel/bindings_java.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/java/factory_options.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"
+#include "bindings/java/java_monitor.h"
 #include "bindings/java/java_output.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/picture_decode.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {
@@ -54,7 +55,34 @@ bool open_picture(const DecodeCall &call, FactoryPicture *picture) {
     return picture->has_window(*call.window);
 }
 
+// The session of a JPEG in the options for the length of a decode, by which another thread cancels it. That thread
+// holds the options' monitor meanwhile, so that the session stays until it is done.
+class ShownSession {
+  public:
+    ShownSession(const DecodeCall &call, const FactoryPicture &picture) : call_(call) {
+        if (picture.is_jpeg()) show(picture.session());
+        shown_ = picture.is_jpeg();
+    }
+    ~ShownSession() {
+        if (shown_) show(nullptr);
+    }
+    ShownSession(const ShownSession &) = delete;
+    ShownSession &operator=(const ShownSession &) = delete;
+
+  private:
+    void show(const DecInfo *session) const {
+        const JavaMonitor monitor(call_.env, call_.options);
+        // An object without the field decodes as well.
+        JavaFields(call_.env, call_.options, MissingField{nullptr, nullptr})
+            .set("mDecodeHandle", static_cast<int64_t>(to_handle(session)));
+    }
+
+    const DecodeCall &call_;
+    bool shown_ = false;
+};
+
 int32_t decode(const DecodeCall &call, FactoryPicture *picture, void *output) {
+    const ShownSession shown(call, *picture);
     return call.window ? picture->decode_window(output, *call.window) : picture->decode(output);
 }
 

@@ -1,6 +1,7 @@
 // Natives that encode a bitmap, or pixels in an array, to JPEG.
 #include <vorel/exif.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/c/picture_bytes.h"
 #include "bindings/java/android_bitmap.h"
@@ -9,7 +10,6 @@
 #include "bindings/java/java_calls.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/encode.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

@@ -1,13 +1,13 @@
 // Natives that look at a picture: its size, its Exif data; and those that stop a session.
 #include <jni.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/java/factory_options.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"
 #include "bindings/java/java_string.h"
 #include "bindings/java/operations/kept_session.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

@@ -2,10 +2,10 @@
 // one that was finished together with its region map.
 #include <jni.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_output.h"
 #include "bindings/java/kept_handle.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

@@ -1,10 +1,10 @@
 // Natives that decode a kept session once. Whatever comes of it, the session is over then.
 #include <jni.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/c/owned_session.h"
 #include "bindings/java/java_output.h"
 #include "bindings/java/operations/kept_session.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

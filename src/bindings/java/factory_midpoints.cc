@@ -1,11 +1,11 @@
 // Natives about checkpoints: a decode that collects them, and what applications ask of the bytes that they keep.
 #include <jni.h>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/c/owned_session.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_output.h"
 #include "bindings/java/operations/kept_session.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

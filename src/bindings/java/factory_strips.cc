@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
+#include <com_vorelsoft_images_VorelBitmapFactory.h>
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_output.h"
 #include "bindings/java/kept_handle.h"
 #include "bindings/java/operations/strip_tiles.h"
-#include <com_vorelsoft_images_VorelBitmapFactory.h>
 
 namespace vorel {
 namespace {

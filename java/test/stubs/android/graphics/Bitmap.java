@@ -6,12 +6,17 @@ import java.nio.ByteBuffer;
 public final class Bitmap {
     public enum Config { ALPHA_8, RGB_565, ARGB_4444, ARGB_8888 }
 
-    /** What the next call of createBitmap does: 0 its work, 1 returns null, 2 throws. */
+    /** What the next call of createBitmap does: 0 its work, 1 returns null, 2 throws, 3 makes one that cannot be locked. */
     public static int failure;
+
+    /** The last one that was made. */
+    public static Bitmap last;
 
     public final int width, height, bytesPerPixel, stride;
     public final ByteBuffer pixels;
     public int locks, lockCalls;
+    /** Not 0: its pixels cannot be locked. */
+    public int unlockable;
     public boolean recycled;
 
     public Bitmap(int width, int height, int bytesPerPixel, int stride) {
@@ -28,7 +33,9 @@ public final class Bitmap {
         if (failing == 1) return null;
         if (failing == 2 || width <= 0 || height <= 0) throw new IllegalArgumentException("createBitmap");
         int bytes = config == Config.ALPHA_8 ? 1 : config == Config.ARGB_8888 ? 4 : 2;
-        return new Bitmap(width, height, bytes, width * bytes);
+        last = new Bitmap(width, height, bytes, width * bytes);
+        last.unlockable = failing == 3 ? 1 : 0;
+        return last;
     }
 
     public void recycle() {

@@ -1,0 +1,158 @@
+package vorel.test;
+
+import com.vorelsoft.images.VorelDngBitmap;
+import com.vorelsoft.images.VorelDngExif;
+import com.vorelsoft.images.VorelDngInfo;
+import com.vorelsoft.images.VorelDngMetadata;
+import java.lang.reflect.Field;
+import java.lang.reflect.Modifier;
+import java.nio.ByteBuffer;
+import java.util.Arrays;
+
+/** Raw files in memory. */
+final class VorelDngBitmapTest {
+    private static final Check check = new Check(VorelDngBitmap.class);
+
+    private VorelDngBitmapTest() {}
+
+    private static ByteBuffer direct(byte[] file) {
+        ByteBuffer buffer = ByteBuffer.allocateDirect(file.length);
+        buffer.put(file);
+        return buffer;
+    }
+
+    /** Every field of the record has a field of its name and type here: none keeps what it was. */
+    private static void allFields(VorelDngExif exif, byte[] file) throws Exception {
+        int count = 0;
+        for (Field field : VorelDngExif.class.getFields()) {
+            if (Modifier.isStatic(field.getModifiers())) continue;
+            if (field.getType() == int.class) field.setInt(exif, -77);
+            if (field.getType() == long.class) field.setLong(exif, -77);
+            ++count;
+        }
+        check.equal(count, 143, "fields");
+        check.gives(true, 1, "parseExifInfoJNI", file, file.length, exif);
+        for (Field field : VorelDngExif.class.getFields())
+            check.that(field.get(exif) != null && !field.get(exif).toString().equals("-77"), field.getName() + " is not filled");
+    }
+
+    private static void cameraData(byte[] file) throws Exception {
+        VorelDngExif exif = new VorelDngExif(), original = new VorelDngExif();
+        allFields(exif, file);
+        check.equal(exif.mExposureTime, "1/250", "a rational");
+        check.equal(exif.mLensName, "Lens", "a text");
+        check.equal(exif.mLensInfo2, "28/10", "one of a list");
+        check.equal(exif.mExifVersion, 0x30323330L, "a version");
+        check.equal(exif.mSoftware.length(), 255, "a text of 300 characters");
+        check.equal(exif.mInteroperabilityIndex, "R98", "interoperability");
+
+        VorelDngMetadata metadata = new VorelDngMetadata();
+        byte[] digest = metadata.mEmbeddedXMPDigest;
+        digest[3] = 9;
+        check.gives(true, 1, "parseMetadataJNI", file, file.length, metadata, exif, original);
+        check.that(metadata.mHasBaseOrientation && metadata.mBaseOrientation == 6, "orientation " + metadata.mBaseOrientation);
+        check.that(metadata.mImageWidth == 34 && metadata.mImageHeight == 30, "size");
+        check.that(metadata.mCropOriginX == 2 && metadata.mCropWidth == 31, "crop " + metadata.mCropOriginX + ", " + metadata.mCropWidth);
+        check.that(metadata.mMakerNote.length == metadata.mMakerNoteSize && metadata.mSourceMIME != null, "maker note, MIME type");
+        check.that(metadata.mEmbeddedXMPDigest == digest && digest[3] == 0, "the digest is filled in place");
+        check.equal(original.mExposureTime, "1/250", "the raw file's own data");
+        check.gives(true, 1, "parseMetadataJNI", file, file.length, null, null, null);
+
+        long[] offset = new long[1];
+        int[] size = new int[1];
+        check.gives(true, 1, "parseXMPBufferJNI", file, file.length, offset, size, exif);
+        check.that(size[0] >= 4 && file[(int) offset[0]] == '<', "XMP at " + offset[0] + ", " + size[0]);
+        check.gives(false, -1, "parseXMPBufferJNI", file, file.length, new long[0], size, exif);
+        check.gives(false, -1, "parseXMPBufferJNI", file, file.length + 1, offset, size, exif);
+        check.gives(false, -1, "parseMetadataJNI", new byte[50], 50, metadata, exif, original);
+        check.gives(false, -1, "parseMetadataJNI", null, 50, metadata, exif, original);
+        VorelDngExif untouched = new VorelDngExif();
+        check.gives(false, -1, "parseExifInfoJNI", new byte[50], 50, untouched);
+        check.that(untouched.mMake == null, "a failure changes nothing");
+        check.gives(false, -1, "parseExifInfoJNI", file, 0, exif);
+    }
+
+    private static ByteBuffer decoded(ByteBuffer file, VorelDngInfo info) {
+        ByteBuffer out = ByteBuffer.allocateDirect(info.width * info.height * 4);
+        check.gives(true, 0, "DecodeDNGImageBufferJNI", file, file.capacity(), out, info);
+        return out;
+    }
+
+    private static void pictures(byte[] bytes) throws Exception {
+        ByteBuffer file = direct(bytes);
+        VorelDngInfo info = new VorelDngInfo();
+        check.gives(true, 0, "parseDNGImageBufferJNI", file, bytes.length, info);
+        check.that(info.width == 240 && info.height == 200 && info.SamplesPerPixel == 1 && info.handle == 0, "parsed");
+        check.that(info.mCropWidth == 240 && info.FileBlackLevelRepeatRows > 0, "crop " + info.mCropWidth);
+        byte[] whole = Check.bytes(decoded(file, info));
+        check.same(whole, Library.decodeFile(Pictures.file(bytes), 1), "the C entry's pixels");
+        check.equal(info.handle, 0L, "nothing to cancel behind a decode");
+
+        VorelDngInfo region = new VorelDngInfo();
+        region.bRegionDecoder = true;
+        check.gives(true, 0, "parseDNGImageBufferJNI", file, bytes.length, region);
+        check.that(region.handle != 0, "handle");
+        region.rd_t = 64;
+        region.rd_b = 96;
+        region.rd_l = 48;
+        region.rd_r = 112;
+        region.width = 64;
+        region.height = 32;
+        byte[] part = Check.bytes(decoded(file, region)), cut = new byte[part.length];
+        for (int y = 0; y < 32; ++y) System.arraycopy(whole, ((y + 64) * 240 + 48) * 4, cut, y * 256, 256);
+        check.same(part, cut, "a rectangle is a cut");
+        check.gives(true, 0, "cancelDecodingDNGImageBufferJNI", region);
+        check.that(!Arrays.equals(Check.bytes(decoded(file, region)), cut), "a rectangle behind a cancel");
+        check.gives(true, 0, "finalizeRegionDecoderHandle", region);
+        check.equal(region.handle, 0L, "handle behind its end");
+
+        ByteBuffer small = ByteBuffer.allocateDirect(240 * 200 * 4 - 1);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, small, info);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocate(240 * 200 * 4), info);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length + 1, small, info);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocateDirect(240 * 200 * 4), region);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", null, 4, small, null);
+        check.gives(false, -1, "parseDNGImageBufferJNI", direct(new byte[99]), 99, info);
+        check.gives(false, -1, "parseDNGImageBufferJNI", file, bytes.length, null);
+        check.gives(false, -1, "finalizeRegionDecoderHandle", region);
+        check.gives(false, -1, "finalizeRegionDecoderHandle", info);
+        check.gives(false, -1, "cancelDecodingDNGImageBufferJNI", info);
+        check.gives(false, -1, "cancelDecodingDNGImageBufferJNI", (Object) null);
+
+        VorelDngInfo preview = new VorelDngInfo();
+        check.gives(true, 0, "parseDNGPreviewImageBufferJNI", file, bytes.length, preview);
+        check.that(preview.width == 4 && preview.height == 3, "preview " + preview.width + " x " + preview.height);
+        check.gives(true, 0, "DecodeDNGPreviewImageBufferJNI", file, bytes.length, ByteBuffer.allocateDirect(48), preview);
+        check.gives(false, -1, "DecodeDNGPreviewImageBufferJNI", file, bytes.length, ByteBuffer.allocateDirect(47), preview);
+        check.gives(false, -1, "parseDNGPreviewImageBufferJNI", direct(new byte[99]), 99, preview);
+    }
+
+    /** From a second thread, while a large picture is developed. */
+    private static void cancelled() throws InterruptedException {
+        byte[] bytes = Library.dng(3000, 2000);
+        ByteBuffer file = direct(bytes);
+        VorelDngInfo info = new VorelDngInfo();
+        check.call("parseDNGImageBufferJNI", file, bytes.length, info);
+        Thread canceller = new Thread(() -> {
+            while (VorelDngBitmap.cancelDecodingDNGImageBufferJNI(info) != 0) Thread.onSpinWait();
+        });
+        canceller.start();
+        byte[] pixels = Check.bytes(decoded(file, info));
+        canceller.join();
+        int last = 0;
+        for (int i = pixels.length - 4000; i < pixels.length; ++i) last |= pixels[i];
+        check.equal(last, 0, "pixels of a cancelled develop");
+    }
+
+    public static void main(String[] arguments) throws Exception {
+        cameraData(Library.dng(0, 0));
+        pictures(Library.dng(240, 200));
+        cancelled();
+        check.gives(true, Double.POSITIVE_INFINITY, "Psnr", new byte[] {1, 2, 3}, new byte[] {1, 2, 3}, 3);
+        double psnr = check.succeeds("Psnr", new byte[] {0, 0, 0, 0}, new byte[] {0, 1, 0, 0}, 4);
+        check.that(Math.abs(psnr - 10 * Math.log10(255.0 * 255 * 4)) < 1e-9, "PSNR " + psnr);
+        check.gives(false, 0.0, "Psnr", new byte[3], new byte[2], 3);
+        check.gives(false, 0.0, "Psnr", null, new byte[2], 2);
+        check.end();
+    }
+}

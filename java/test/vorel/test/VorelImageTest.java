@@ -1,0 +1,189 @@
+package vorel.test;
+
+import android.graphics.Bitmap;
+import android.graphics.Rect;
+import com.vorelsoft.images.VorelImage;
+import java.io.IOException;
+import java.lang.ref.WeakReference;
+import java.lang.management.ManagementFactory;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.concurrent.CancellationException;
+import java.util.concurrent.atomic.AtomicInteger;
+import javax.management.ObjectName;
+
+/** The class for applications: pictures, its life, and that nothing stays behind. */
+final class VorelImageTest {
+    private static final Check check = new Check(VorelImage.class);
+
+    private VorelImageTest() {}
+
+    private interface Body {
+        Object run() throws Exception;
+    }
+
+    private static void throwing(Class<? extends Exception> wanted, String what, Body body) {
+        try {
+            check.that(false, what + " gives " + body.run());
+        } catch (Exception e) {
+            check.that(wanted.isInstance(e), what + " throws " + e);
+        }
+    }
+
+    private static void picture(String what, String path, int width, int height) throws Exception {
+        byte[] file = Files.readAllBytes(Path.of(path));
+        for (VorelImage image : new VorelImage[] {VorelImage.open(path), VorelImage.open(file)}) {
+            check.that(image.width() == width && image.height() == height, what + ": " + image.width() + " x " + image.height());
+            for (int sample : new int[] {1, 2, 8}) {
+                Bitmap whole = image.decode(sample);
+                check.same(Check.bytes(whole), Library.decodeFile(path, sample), what + " / " + sample);
+                if (!what.equals("DNG")) check.same(Check.bytes(image.decodeToBuffer(sample)), Check.bytes(whole), what + ", buffer / " + sample);
+            }
+            Bitmap part = image.region(new Rect(16, 32, 80, 64), 1), whole = image.decode(1);
+            byte[] pixels = Check.bytes(whole), cut = new byte[64 * 32 * 4];
+            for (int y = 0; y < 32; ++y) System.arraycopy(pixels, ((y + 32) * width + 16) * 4, cut, y * 256, 256);
+            check.same(Check.bytes(part), cut, what + ", a rectangle is a cut of the picture");
+            throwing(IllegalArgumentException.class, "sample size 0", () -> image.decode(0));
+            throwing(IOException.class, "an empty rectangle", () -> image.region(5, 5, 5, 9, 1));
+            image.close();
+            image.close();
+            throwing(IllegalStateException.class, "decode behind close", () -> image.decode(1));
+            throwing(IllegalStateException.class, "region behind close", () -> image.region(0, 0, 8, 8, 1));
+            image.cancel();
+        }
+    }
+
+    /** Decodes from several threads while another one closes, or cancels: each result or a refusal, and no crash. */
+    private static void race(String path, boolean cancel) throws Exception {
+        AtomicInteger decoded = new AtomicInteger(), refused = new AtomicInteger();
+        for (int round = 0; round < 20; ++round) {
+            VorelImage image = VorelImage.open(path);
+            Thread[] threads = new Thread[3];
+            for (int t = 0; t < threads.length; ++t) {
+                final int number = t;
+                threads[t] = new Thread(() -> {
+                    try {
+                        for (int i = 0; i < 200; ++i) {
+                            Bitmap bitmap = number == 0 ? image.decode(2) : image.region(i % 40, number * 8, i % 40 + 64, 64, 1);
+                            check.that(bitmap.locks == 0 && bitmap.width > 0, "a bitmap");
+                            decoded.incrementAndGet();
+                        }
+                    } catch (IllegalStateException e) {
+                        refused.incrementAndGet();
+                    } catch (Exception e) {
+                        check.that(false, "thrown in a race: " + e);
+                    }
+                });
+                threads[t].start();
+            }
+            Thread.sleep(round % 4 * 3);
+            if (cancel) image.cancel();
+            else image.close();
+            for (Thread thread : threads) thread.join();
+            image.close();
+        }
+        check.that(decoded.get() > 0 && refused.get() > 0, (cancel ? "cancel: " : "close: ") + decoded + " decoded, " + refused + " refused");
+    }
+
+    private static void cancelled(String path) throws Exception {
+        try (VorelImage image = VorelImage.open(path)) {
+            long began = System.nanoTime();
+            image.decode(1);
+            long whole = System.nanoTime() - began;
+            Thread canceller = new Thread(() -> {
+                try {
+                    Thread.sleep(whole / 5000000);
+                } catch (InterruptedException e) {
+                    throw new IllegalStateException(e);
+                }
+                image.cancel();
+            });
+            canceller.start();
+            began = System.nanoTime();
+            throwing(CancellationException.class, "a cancelled decode", () -> image.decode(1));
+            long taken = System.nanoTime() - began;
+            canceller.join();
+            check.that(taken < whole * 3 / 4 || whole < 30000000, "cancelled after " + taken + " of " + whole + " ns");
+            throwing(CancellationException.class, "a decode behind a cancel", () -> image.region(0, 0, 8, 8, 1));
+        }
+    }
+
+    private static long globalReferences() throws Exception {
+        String text = (String) ManagementFactory.getPlatformMBeanServer().invoke(new ObjectName("com.sun.management:type=DiagnosticCommand"),
+            "threadPrint", new Object[] {new String[0]}, new String[] {String[].class.getName()});
+        String count = text.substring(text.indexOf("JNI global refs: ") + 17);
+        return Long.parseLong(count.substring(0, count.indexOf(',')));
+    }
+
+    private static long residentBytes() throws IOException {
+        for (String line : Files.readAllLines(Path.of("/proc/self/status")))
+            if (line.startsWith("VmRSS:")) return Long.parseLong(line.replaceAll("[^0-9]", "")) * 1024;
+        return 0;
+    }
+
+    private static long nativeHeap() throws InterruptedException {
+        for (int i = 0; i < 3; ++i) {
+            System.gc();
+            Thread.sleep(50);
+        }
+        return Library.heapBytes();
+    }
+
+    private static void decodes(String[] paths, byte[][] files, int count) throws IOException {
+        for (int i = 0; i < count; ++i) {
+            int kind = i % paths.length;
+            // Every fourth one is forgotten.
+            VorelImage image = i % 2 == 0 ? VorelImage.open(paths[kind]) : VorelImage.open(files[kind]);
+            image.decode(4);
+            image.region(i % 50, 8, i % 50 + 32, 40, 1);
+            if (i % 4 != 3) image.close();
+        }
+    }
+
+    /** Thousands of decodes leave memory and references where they were. */
+    private static void leaks(String[] paths, int count) throws Exception {
+        byte[][] files = new byte[paths.length][];
+        for (int i = 0; i < paths.length; ++i) files[i] = Files.readAllBytes(Path.of(paths[i]));
+        decodes(paths, files, Math.max(count / 4, 200));
+        long heap = nativeHeap(), resident = residentBytes(), references = globalReferences();
+        decodes(paths, files, count);
+        long heapAfter = nativeHeap(), residentAfter = residentBytes(), referencesAfter = globalReferences();
+        System.out.printf("%d decodes: native heap %+d bytes, resident %+d KB, %+d global references%n", 2 * count, heapAfter - heap,
+            (residentAfter - resident) / 1024, referencesAfter - references);
+        // The virtual machine's own heap and the allocator's moods; a leak of a hundred bytes a decode is found.
+        check.that(heapAfter - heap < 200000 + 50L * count, "native heap grew by " + (heapAfter - heap));
+        check.that(residentAfter - resident < 24 << 20, "resident memory grew by " + (residentAfter - resident));
+        check.that(referencesAfter - references < 20, "global references: " + references + ", then " + referencesAfter);
+    }
+
+    private static void forgotten(String path) throws Exception {
+        VorelImage image = VorelImage.open(path);
+        image.region(0, 0, 64, 64, 1);
+        WeakReference<VorelImage> reference = new WeakReference<>(image);
+        image = null;
+        for (int i = 0; i < 50 && reference.get() != null; ++i) {
+            System.gc();
+            Thread.sleep(10);
+        }
+        check.that(reference.get() == null, "a forgotten image is collected");
+    }
+
+    /** The argument: how many images the search for leaks opens; each is decoded twice. */
+    public static void main(String[] arguments) throws Exception {
+        String jpeg = Pictures.file(Pictures.jpeg(240, 200)), png = Pictures.file(Pictures.png(240, 200));
+        String raw = Pictures.file(Library.dng(240, 200));
+        picture("JPEG", jpeg, 240, 200);
+        picture("PNG", png, 240, 200);
+        picture("DNG", raw, 240, 200);
+        picture("DNG", Pictures.file(Library.dng(-240, 200)), 160, 120);
+        throwing(IOException.class, "no file", () -> VorelImage.open("/nowhere/at all"));
+        throwing(IOException.class, "no picture", () -> VorelImage.open(new byte[100]));
+        race(jpeg, false);
+        race(jpeg, true);
+        race(png, false);
+        cancelled(Pictures.file(Pictures.jpeg(6000, 4000)));
+        forgotten(jpeg);
+        leaks(new String[] {jpeg, png, raw}, Integer.parseInt(arguments[0]));
+        check.end();
+    }
+}
