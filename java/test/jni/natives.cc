@@ -71,6 +71,7 @@ JNIEXPORT jstring JNICALL Java_vorel_test_Library_takeLog(JNIEnv *env, jclass) {
 }
 
 JNIEXPORT jlong JNICALL Java_vorel_test_Library_heapBytes(JNIEnv *, jclass) {
+    malloc_trim(0);
     return static_cast<jlong>(mallinfo2().uordblks + mallinfo2().hblkhd);
 }
 

@@ -27,7 +27,11 @@ final class Check {
             ++passed;
         } else {
             ++failed;
-            System.out.println("FAILED: " + what + " (" + new Throwable().getStackTrace()[1] + ") log: " + Library.takeLog());
+            String log = Library.takeLog();
+            StackTraceElement[] stack = new Throwable().getStackTrace();
+            int at = 1;
+            while (at + 1 < stack.length && stack[at].getClassName().equals(Check.class.getName())) ++at;
+            System.out.println("FAILED: " + what + " (" + stack[at] + ") log: " + log.substring(Math.max(0, log.length() - 500)));
         }
     }
 

@@ -152,7 +152,7 @@ final class VorelBitmapRegionDecoderNativeTest {
             check.gives(false, -1, name, null, handle, 0, 0, 64, 32, 0, 1);
             check.gives(false, -1, name, part, 0L, 0, 0, 64, 32, 0, 1);
             check.gives(false, -1, name, part, handle, 0, 0, 64, 32, 0, 0);
-            check.gives(false, -1, name, part, handle, 0, 0, 71, 50, 0, 1);
+            check.gives(false, -1, name, part, handle, 0, 0, 70, 51, 0, 1);
             check.gives(false, 0, name, part, handle, 0, 0, 35, 25, 1, 1);
         }
         check.gives(false, 0, "nativeDoDecodeRegionPNG", part, handle, WIDTH - 10, 0, 64, 32, 0, 1);

@@ -90,6 +90,7 @@ final class VorelImageTest {
             long began = System.nanoTime();
             image.decode(1);
             long whole = System.nanoTime() - began;
+            Bitmap.last = null;
             Thread canceller = new Thread(() -> {
                 try {
                     Thread.sleep(whole / 5000000);
@@ -134,6 +135,7 @@ final class VorelImageTest {
             int kind = i % paths.length;
             // Every fourth one is forgotten.
             VorelImage image = i % 2 == 0 ? VorelImage.open(paths[kind]) : VorelImage.open(files[kind]);
+            Library.takeLog();
             image.decode(4);
             image.region(i % 50, 8, i % 50 + 32, 40, 1);
             if (i % 4 != 3) image.close();
