@@ -18,6 +18,7 @@
 #include <vorel/jpeg_encoder_session.h>
 #include <vorel/jpeg_iterative.h>
 #include <vorel/jpeg_region.h>
+#include <vorel/jpeg_statistics.h>
 #include <vorel/jpeg_threads.h>
 #include <vorel/png.h>
 #include <vorel/raster.h>

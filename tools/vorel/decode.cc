@@ -7,6 +7,8 @@
 #include <climits>
 #include <cstdio>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "commands.h"
@@ -17,6 +19,7 @@
 #include "progress.h"
 #include "session.h"
 #include "sizes.h"
+#include "statistics.h"
 #include "strips.h"
 #include "writers.h"
 
@@ -35,6 +38,7 @@ struct DecodeOptions {
     std::string from = "memory";
     StripOptions strips;
     bool log = false;
+    std::string stats;  // "", "table" or "json"
     JpegOptions jpeg;
     bool strip = false;
 };
@@ -300,7 +304,13 @@ int decode(const DecodeOptions &asked_for) {
     if (options.log) show_diagnostics();
 
     Session session(options.in, static_cast<Source>(bits_of(kSources, options.from)), asked.code, option_bits(options));
+    std::optional<DecodeStatistics> statistics;
+    if (!options.stats.empty()) statistics.emplace();
+    if (statistics) statistics->start();
     const ImageInfo info = session.parse();
+    if (statistics) statistics->stop();
+    if (statistics && session.type() != VOREL_IMAGE_JPEG)
+        throw Failure(options.in + ": --stats counts the steps of JPEG decodes");
     const PixelFormat &format = layout_for(session, info, asked, options.out);
     session.get()->outColorFormat = format.code;
     if (session.type() == VOREL_IMAGE_JPEG && wants_orientation(options, format)) {
@@ -320,7 +330,9 @@ int decode(const DecodeOptions &asked_for) {
         options.fit == "packed" && session.type() != VOREL_IMAGE_WBMP && session.type() != VOREL_IMAGE_PNG;
     Picture picture =
         packed ? make_unsized_picture(format, size.width, size.height) : make_picture(format, size.width, size.height);
+    if (statistics) statistics->start();
     decode_into(session, info, picture, options);
+    if (statistics) statistics->stop();
     if (session.type() != VOREL_IMAGE_JPEG && session.type() != VOREL_IMAGE_PNG &&
         nothing_was_stored(session, info, options, picture))
         throw Failure(options.in + ": cannot be decoded: " + why_nothing(session, &picture));
@@ -336,7 +348,12 @@ int decode(const DecodeOptions &asked_for) {
         if (gray) picture = to_gray(picture);
     }
     write_picture(picture, options.out, cancelled, options.jpeg);
+    if (options.stats == "json") {
+        std::printf("%s\n", statistics->record().dump(2).c_str());
+        return kExitOk;
+    }
     std::printf("%s: %d x %d, %s\n", options.out.c_str(), picture.width, picture.height, format.name);
+    if (statistics) std::printf("%s", statistics->table().c_str());
     return kExitOk;
 }
 
@@ -371,6 +388,11 @@ void register_decode(CLI::App &app, Action &action) {
                         "Decode from the places of a file that vorel checkpoints made, on a thread each");
     add_jpeg_options(command, &options->jpeg);
     command->add_flag("--strip", options->strip, "A .jpg without the camera data of the picture");
+    command
+        ->add_flag(
+            "--stats{table}", options->stats,
+            "What the decode of a JPEG spent its time on, as a table; --stats=json as JSON in place of other text")
+        ->check(CLI::IsMember({"table", "json"}));
     command->add_flag("--log", options->log, "The library's diagnostics on standard error");
     command->callback([options, &action] { action = [options] { return decode(*options); }; });
 }

@@ -7,6 +7,7 @@
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/statistics/statistics.h"
 #include "jpeg/decoder/threads/speculation.h"
 
 namespace vorel {
@@ -67,6 +68,7 @@ JpegInfo *checked_record(JpegInfo *info, bool good) {
 }  // namespace
 
 JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    const StepScope scope(JPEG_STAT_SET_UP);
     const bool region = (session->decOption & VOREL_OPTION_REGION) && session->retainedJpegInfo;
     JpegInfo *info = nullptr;
     if (request->outputBuffer) info = (region ? BRIMJ_GetJpegRegionInfo : BRIMJ_Initialize)(session, stream, request);
@@ -74,6 +76,7 @@ JpegInfo *open_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *requ
 }
 
 JpegInfo *begin_decode(DecInfo *session, StreamBuffer *stream, FrameRequest *request) {
+    const StepScope scope(JPEG_STAT_SET_UP);
     JpegInfo *info = BRIMJ_Initialize(session, stream, request);
     if (!info) return checked_record(nullptr, false);
     const bool later = !is_baseline(info) && info->plan.scaleIndex != 3;
@@ -130,7 +133,10 @@ int32_t decode_all(JpegInfo *info) {
     return step;
 }
 
-void close_decode(JpegInfo *info) { delete_record(info); }
+void close_decode(JpegInfo *info) {
+    const StepScope scope(JPEG_STAT_SET_UP);
+    delete_record(info);
+}
 
 }  // namespace vorel
 

@@ -4,6 +4,7 @@
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/imcu.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 
@@ -101,9 +102,12 @@ extern "C" {
 JpegInfo *BRIMJ_PreInitialize(DecInfo *session, StreamBuffer *streamBuffer, FrameRequest *frameRequest) {
     JpegInfo *info = new_record(session, streamBuffer);
     if (!info) return nullptr;
-    if (BRIMJ_ParseHeader(info, nullptr) != kStepOk) {
-        delete_record(info);
-        return nullptr;
+    {
+        const StepScope scope(JPEG_STAT_HEADERS);
+        if (BRIMJ_ParseHeader(info, nullptr) != kStepOk) {
+            delete_record(info);
+            return nullptr;
+        }
     }
     frameRequest->imageWidth = info->frame->imageWidth;
     frameRequest->imageHeight = info->frame->imageHeight;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "jpeg/decoder/headers/markers.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -106,6 +107,7 @@ int32_t BRIMJ_GetHInfo(IoInfo *io, ImageInfo *imageInfo) {
         set_error(kErrorOutOfMemory);
         return 0;
     }
+    const StepScope scope(JPEG_STAT_HEADERS);
     if (cursor.start_at(static_cast<int32_t>(imageInfo->scanOffset)) < 0) return 0;
     return BRIMJ_SimpleParser(cursor.stream(), 8, imageInfo) != kStepFailed;
 }

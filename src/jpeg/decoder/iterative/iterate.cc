@@ -8,6 +8,7 @@
 #include "jpeg/decoder/iterative/midpoint.h"
 #include "jpeg/decoder/region/scan_pass.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -33,6 +34,7 @@ void begin_map(const DecInfo *session, JpegInfo *info) {
 // The record with the session's whole map: the last of the decoders, with the rows of the others. Null while one of
 // them is at work, and where one has left none.
 JpegInfo *collect_map(DecInfo *session, int32_t number) {
+    const StepScope scope(JPEG_STAT_MERGE);
     const MutexLock lock(&session->jobMutex);
     decoder_of(session, number)->iteration->kept_for_map = true;
     JpegInfo *last = nullptr;

@@ -5,6 +5,7 @@
 // Columns alike. These source rows rise with k, so rows are taken as they come, and the sums of one output row are open
 // at a time.
 #include "jpeg/decoder/output/output.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -145,7 +146,8 @@ void count_rows_above(JpegInfo *info, uint32_t end_row) {
 void finish_row(OutputState *out) { out->outputRow = static_cast<uint32_t>(++out->next_row); }
 
 // True when the row has nothing more to give.
-bool emit_means(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t end_row) {
+template <typename Steps>
+bool emit_means(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t end_row, const Steps &steps) {
     OutputState &out = info->out;
     const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
     bool summed = false;
@@ -154,11 +156,13 @@ bool emit_means(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t en
         const bool b_here = tap(third_quarter(source), source, height, out.next_row) == out.scaled_row;
         if (out.first_half_done ? !b_here : !a_here) return true;
         if (b_here && !may_emit(info, end_row)) return false;
+        steps.enter(JPEG_STAT_RESAMPLING);
         if (!summed) sum_row(info, color, row);
         summed = true;
         add_half(info, out.first_half_done ? Half::kSecond : b_here ? Half::kBoth : Half::kFirst);
         out.first_half_done = !b_here;
         if (!b_here) return true;
+        steps.enter(JPEG_STAT_COLOUR);
         write_means(info, color);
         finish_row(&out);
     }
@@ -170,18 +174,21 @@ void pick_samples(const JpegInfo *info, const uint8_t *from, int shift, uint8_t 
     for (int32_t i = 0; i < info->plan.window.width; ++i) to[i] = from[centres[i] >> shift];
 }
 
-bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t end_row) {
+template <typename Steps>
+bool emit_centres(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t end_row, const Steps &steps) {
     OutputState &out = info->out;
     const int64_t source = info->plan.scaledHeight, height = info->plan.outHeight;
     uint8_t **picked = nullptr;
     while (out.next_row < window_end(info) && tap(middle(source), source, height, out.next_row) == out.scaled_row) {
         if (!may_emit(info, end_row)) return false;
         if (!picked) {
+            steps.enter(JPEG_STAT_RESAMPLING);
             picked = out.scratch + kResampledRow;
             for (int c = 0; c < info->frame->numComponents; ++c) {
                 pick_samples(info, row.c[c], row.shared && (c == 1 || c == 2) ? 1 : 0, picked[c]);
             }
         }
+        steps.enter(JPEG_STAT_COLOUR);
         const RowSet shown = {{picked[0], picked[1], picked[2], picked[3]}, false};
         write_rows(info, color, &shown, 1, info->plan.window.width);
         finish_row(&out);
@@ -289,6 +296,22 @@ void release_output(JpegInfo *info) {
     info->out.scratch_rows = nullptr;
 }
 
+namespace {
+
+template <typename Steps>
+int32_t emit_resampled(JpegInfo *info, ColorSpace color, Resample resample, const RowSet *rows, int32_t count,
+                       uint32_t end_row, const Steps &steps) {
+    const auto emit = resample == Resample::kMean ? emit_means<Steps> : emit_centres<Steps>;
+    for (int32_t i = 0; i < count; ++i) {
+        if (!emit(info, color, rows[i], end_row, steps)) return i;
+        ++info->out.scaled_row;
+        count_rows_above(info, end_row);
+    }
+    return count;
+}
+
+}  // namespace
+
 int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const RowSet *rows, int32_t count,
                   uint32_t end_row) {
     OutputState &out = info->out;
@@ -297,13 +320,8 @@ int32_t emit_rows(JpegInfo *info, ColorSpace color, Resample resample, const Row
         out.scaled_row += used;
         return used;
     }
-    const auto emit = resample == Resample::kMean ? emit_means : emit_centres;
-    for (int32_t i = 0; i < count; ++i) {
-        if (!emit(info, color, rows[i], end_row)) return i;
-        ++out.scaled_row;
-        count_rows_above(info, end_row);
-    }
-    return count;
+    return counts_steps() ? emit_resampled(info, color, resample, rows, count, end_row, CountedSteps())
+                          : emit_resampled(info, color, resample, rows, count, end_row, UncountedSteps());
 }
 
 void pass_rows(JpegInfo *info, int32_t count) {

@@ -5,6 +5,7 @@
 #include "core/session.h"
 #include "jpeg/decoder/region/children.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -113,6 +114,7 @@ int32_t VORELBRIM_DecodeRegionBase(DecInfo *child, void *output, int32_t width, 
 
 int32_t VORELBRIM_DecodeRegion(DecInfo *base, void *output, int32_t width, int32_t height, int32_t x, int32_t y,
                                int32_t partialWidth, int32_t partialHeight, int32_t sampleSize) {
+    const StepScope scope(JPEG_STAT_REGION);
     DecInfo *child = BRIMJ_CreateTemporaryDecInfo(base, x, y, partialWidth, partialHeight, sampleSize);
     if (!child) return 0;
     const int32_t result = VORELBRIM_DecodeRegionBase(child, output, width, height);

@@ -3,6 +3,7 @@
 #include "core/session.h"
 #include "jpeg/decoder/jpeg_info.h"
 #include "jpeg/decoder/region/children.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -70,6 +71,11 @@ void *decode_lower(void *argument) {
     return nullptr;
 }
 
+void wait_for(pthread_t thread) {
+    const StepScope scope(JPEG_STAT_WAIT);
+    VORELBRIM_OsThreadWait(thread, nullptr);
+}
+
 // Rows of the upper half: the rest is never shorter than what rounding takes.
 int32_t upper_rows(int32_t rows) { return rows / 2 + (rows / 2 & 15); }
 
@@ -88,7 +94,7 @@ bool decode_halves(DecInfo *child, const Rectangle &whole, void *output, int32_t
     if (started) {
         set_rectangle(child, {whole.x, whole.y, whole.width, top});
         *result = VORELBRIM_DecodeJPEG(child, output, width, height);
-        VORELBRIM_OsThreadWait(thread, nullptr);
+        wait_for(thread);
         set_rectangle(child, whole);
     }
     give_back_map(lower);
@@ -190,6 +196,7 @@ int32_t VORELBRIM_PDecodeRegionBase(DecInfo *child, void *output, int32_t width,
 
 int32_t VORELBRIM_PDecodeRegion(DecInfo *base, void *output, int32_t width, int32_t height, int32_t x, int32_t y,
                                 int32_t partialWidth, int32_t partialHeight, int32_t sampleSize) {
+    const StepScope scope(JPEG_STAT_REGION);
     DecInfo *child = BRIMJ_CreateTemporaryDecInfo(base, x, y, partialWidth, partialHeight, sampleSize);
     if (!child) return 0;
     const int32_t result = VORELBRIM_PDecodeRegionBase(child, output, width, height);
@@ -236,6 +243,7 @@ void *decode_jpeg_greedy(void *decodeJobParam) {
 int32_t VORELBRIM_P2DecodeRegion(DecInfo *base, void *output, int32_t width, int32_t height, int32_t x, int32_t y,
                                  int32_t partialWidth, int32_t partialHeight, int32_t sampleSize) {
     if (!base || !output) return 0;
+    const StepScope scope(JPEG_STAT_REGION);
     if (!serves_jobs(base, partialHeight) ||
         !make_jobs(base, output, {x, y, partialWidth, partialHeight}, sampleSize)) {
         return VORELBRIM_DecodeRegion(base, output, width, height, x, y, partialWidth, partialHeight, sampleSize);
@@ -248,7 +256,7 @@ int32_t VORELBRIM_P2DecodeRegion(DecInfo *base, void *output, int32_t width, int
         if (VORELBRIM_OsThreadCreate(decode_jpeg_greedy, &jobs[started], &threads[started]) != 1) break;
     }
     if (started < 2) stop_jobs(base);
-    for (int32_t i = 0; i < started; ++i) VORELBRIM_OsThreadWait(threads[i], nullptr);
+    for (int32_t i = 0; i < started; ++i) wait_for(threads[i]);
     drop_jobs(base);
     return 0;
 }

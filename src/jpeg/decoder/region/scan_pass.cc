@@ -5,6 +5,7 @@
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -105,10 +106,13 @@ int32_t walk_imcu(JpegInfo *info) {
         ScanReader *scan = &info->scan;
         step = kStepOk;
         const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, info->pump.imcu_row);
+        const bool counts = counts_steps();
+        const int32_t from = counts ? tell(scan).next : 0;
         for (int32_t row = 0; row < mcu_rows && !info->own_map.ended; ++row) {
             const auto across = static_cast<int32_t>(scan->mcusPerRow);
             if (!decode_tolerantly(info, scan, McuMode::kSkip, across, nullptr, nullptr)) return kStepBadMcu;
         }
+        if (counts) add_step_bytes(JPEG_STAT_MAP_PASS, tell(scan).next - from);
         step = finish_imcu(info);
     } else {
         step = walk_progressive_imcu(info);
@@ -160,6 +164,7 @@ int32_t BRIMJ_RegionDecodeSingleiMcuScan(JpegInfo *info, uint8_t ***, uint32_t) 
 int32_t BRIMJ_ProgDecodeSingleiMcuScan(JpegInfo *info, uint8_t ***) { return walk_imcu(info); }
 
 int32_t BRIMJ_ScanImage(DecInfo *session, StreamBuffer *streamBuffer, FrameRequest *frameRequest) {
+    const StepScope scope(JPEG_STAT_MAP_PASS);
     JpegInfo *info = BRIMJ_PreInitialize(session, streamBuffer, frameRequest);
     if (info && !prepare_pass(info)) {
         delete_record(info);

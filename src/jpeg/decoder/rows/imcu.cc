@@ -8,6 +8,7 @@
 #include "jpeg/decoder/iterative/midpoint.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/transform.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 
@@ -118,15 +119,42 @@ void for_block_rows(JpegInfo *info, const ScanReader *scan, uint8_t ***rows, int
     }
 }
 
-bool pass_mcus(JpegInfo *info, ScanReader *scan, int32_t count) {
-    return decode_tolerantly(info, scan, McuMode::kSkip, count, nullptr, nullptr);
+constexpr int32_t entropy_step(McuMode mode) {
+    if (mode == McuMode::kSkip) return JPEG_STAT_ENTROPY_SKIPPED;
+    return mode == McuMode::kFull ? JPEG_STAT_ENTROPY_FULL : JPEG_STAT_ENTROPY_SCALED;
 }
 
-bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***rows, int32_t mcu_row) {
+static_assert(JPEG_STAT_IDCT_3X3 - JPEG_STAT_IDCT_8X8 == static_cast<int>(IdctShape::k3x3));
+int32_t idct_step(const JpegInfo *info, const BlockRowTarget &to) {
+    return JPEG_STAT_IDCT_8X8 + static_cast<int>(info->plan.components[to.at->component->index].shape);
+}
+
+// Bytes that a reader goes through while a step lasts. Where another source reads in its place they are not known.
+int32_t read_position(const CountedSteps &, const JpegInfo *info, ScanReader *scan) {
+    return info->source ? 0 : tell(scan).next;
+}
+int32_t read_position(const UncountedSteps &, const JpegInfo *, ScanReader *) { return 0; }
+
+void add_bytes(const CountedSteps &, int32_t step, int32_t bytes) { add_step_bytes(step, bytes); }
+void add_bytes(const UncountedSteps &, int32_t, int32_t) {}
+
+template <typename Steps>
+bool pass_mcus(JpegInfo *info, ScanReader *scan, int32_t count, const Steps &steps) {
+    if (count <= 0) return true;
+    steps.enter(JPEG_STAT_ENTROPY_SKIPPED);
+    const int32_t from = read_position(steps, info, scan);
+    const bool passed = decode_tolerantly(info, scan, McuMode::kSkip, count, nullptr, nullptr);
+    add_bytes(steps, JPEG_STAT_ENTROPY_SKIPPED, read_position(steps, info, scan) - from);
+    return passed;
+}
+
+template <typename Steps>
+bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***rows, int32_t mcu_row,
+                    const Steps &steps) {
     McuBatch *batch = info->pump.batch;
     const int32_t across = static_cast<int32_t>(scan->mcusPerRow);
     // With a map rows begin by their positions, and what no window shows costs nothing.
-    if (mode == McuMode::kSkip) return info->map || pass_mcus(info, scan, across);
+    if (mode == McuMode::kSkip) return info->map || pass_mcus(info, scan, across, steps);
     const McuRange shown = shown_mcus(info, scan);
     int32_t reached = 0;
     if (info->map && shown.first == shown.end) return true;
@@ -134,18 +162,33 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
     const int32_t step = kBatchBlocks / scan->blocksInMcu;
     const bool dc = mode == McuMode::kDc;
     if (dc) lay_out_dc(batch, scan, step);
-    if (!pass_mcus(info, scan, shown.first - reached)) return false;
+    if (!pass_mcus(info, scan, shown.first - reached, steps)) return false;
+    const int32_t from = read_position(steps, info, scan);
     for (int32_t first = shown.first; first < shown.end; first += step) {
         const int32_t mcus = shown.end - first < step ? shown.end - first : step;
         // What works for another session ends inside a row, so that who waits for it does not wait long.
         if (is_cancelled(info->decInfo->parent)) return false;
+        steps.enter(entropy_step(mode));
         if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last))
             return false;
         for_block_rows(info, scan, rows, mcu_row, first, [&](const BlockRowTarget &to) {
+            steps.enter(idct_step(info, to));
             dc ? transform_dc(info, mcus, to) : transform_batch(info, scan, mcus, to);
         });
     }
-    return info->map || pass_mcus(info, scan, across - shown.end);
+    add_bytes(steps, entropy_step(mode), read_position(steps, info, scan) - from);
+    return info->map || pass_mcus(info, scan, across - shown.end, steps);
+}
+
+template <typename Steps>
+bool decode_mcu_rows(JpegInfo *info, McuMode mode, uint8_t ***rows, const Steps &steps) {
+    return for_scans(info, [&](ScanReader *scan) {
+        const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, info->pump.imcu_row);
+        for (int32_t mcu_row = 0; mcu_row < mcu_rows; ++mcu_row) {
+            if (!decode_mcu_row(info, scan, mode, rows, mcu_row, steps)) return false;
+        }
+        return true;
+    });
 }
 
 int32_t offset_of(const ScanReader *scan, McuMode mode, int32_t mcus) {
@@ -213,13 +256,8 @@ int32_t decode_imcu(JpegInfo *info, McuMode mode, uint8_t ***rows) {
     pump.skipped = mode == McuMode::kSkip || above_window(info);
     pump.rows_ready = rows_of_imcu(info);
     if (pump.skipped) mode = McuMode::kSkip;
-    const bool done = for_scans(info, [&](ScanReader *scan) {
-        const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, pump.imcu_row);
-        for (int32_t mcu_row = 0; mcu_row < mcu_rows; ++mcu_row) {
-            if (!decode_mcu_row(info, scan, mode, rows, mcu_row)) return false;
-        }
-        return true;
-    });
+    const bool done = counts_steps() ? decode_mcu_rows(info, mode, rows, CountedSteps())
+                                     : decode_mcu_rows(info, mode, rows, UncountedSteps());
     if (done) return finish_imcu(info);
     VOREL_TRACE_AS(kTagJpeg, "BRIMJ_DecodeSingleiMcu");
     return kStepBadMcu;

@@ -6,6 +6,7 @@
 
 #include "jpeg/decoder/entropy/progressive.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -96,6 +97,7 @@ Next parse_next_scan(JpegInfo *info, const MarkerParser &parser) {
 // The next scan behind the header that was parsed last, with its reader. *position is where that header ends, and
 // becomes where the scan's own does.
 Next open_next_scan(JpegInfo *info, int32_t *position) {
+    const StepScope scope(JPEG_STAT_HEADERS);
     FurtherScan *further = open_scan(info->scan.io);
     if (!further) return Next::kFailed;
     const MarkerParser parser = {further->scan.streamBuffer, further->scan.io, &info->own_frame, &info->header,

@@ -7,6 +7,7 @@
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/rows/transform.h"
 #include "jpeg/decoder/setup.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -57,6 +58,8 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, int32_t mcu_row) {
         to.advance(scan, done);
         end = shown.end;
     }
+    const bool counts = counts_steps();
+    const int32_t from = counts ? tell(scan).next : 0;
     while (done < end) {
         int32_t mcus = end - done;
         EntropyState *record = nullptr;
@@ -71,6 +74,7 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, int32_t mcu_row) {
         to.advance(scan, 1);
         ++done;
     }
+    if (counts) add_step_bytes(info->mapScanning ? JPEG_STAT_MAP_PASS : JPEG_STAT_PROGRESSIVE, tell(scan).next - from);
     return true;
 }
 
@@ -91,6 +95,7 @@ void transform_row(const JpegInfo *info, const JpegComponent *component, uint32_
     const ComponentPlan &plan = info->plan.components[component->index];
     const CoefficientRows &from = info->progressive.rows[component->index];
     const size_t start = size_t{block_row} * from.across;
+    const StepScope scope(JPEG_STAT_IDCT_8X8 + static_cast<int>(plan.shape));
     BlockRow row;
     for (uint32_t at = first; at < end; at += static_cast<uint32_t>(row.count)) {
         row.count = static_cast<int32_t>(end - at < kBatchBlocks ? end - at : kBatchBlocks);
@@ -214,10 +219,13 @@ int32_t decode_progressive_imcu(JpegInfo *info, uint8_t ***rows) {
     }
     pump.skipped = above_window(info);
     pump.rows_ready = rows_of_imcu(info);
-    clear_rows(info);
-    if (!decode_scans(info)) {
-        VOREL_TRACE_AS(kTagJpeg, "BRIMJ_ProgDecodeSingleiMcu");
-        return kStepBadMcu;
+    {
+        const StepScope scope(JPEG_STAT_PROGRESSIVE);
+        clear_rows(info);
+        if (!decode_scans(info)) {
+            VOREL_TRACE_AS(kTagJpeg, "BRIMJ_ProgDecodeSingleiMcu");
+            return kStepBadMcu;
+        }
     }
     return transform_progressive_imcu(info, rows);
 }

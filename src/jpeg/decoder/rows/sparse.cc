@@ -1,6 +1,7 @@
 // Reductions beyond 1/8: a sample is the DC of the block that covers its pixel, and MCUs without a sample are passed
 // over whole.
 #include "jpeg/decoder/rows/imcu.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -86,6 +87,7 @@ int32_t decode_sparse_imcu(JpegInfo *info, uint8_t ***rows) {
         pump.rows_ready = 0;
         return kStepEnd;
     }
+    const StepScope scope(JPEG_STAT_ENTROPY_SCALED);
     const bool done = for_scans(info, [&](ScanReader *scan) {
         const int32_t mcu_rows = mcu_rows_in_imcu(scan, info->frame, pump.imcu_row);
         for (int32_t mcu_row = 0; mcu_row < mcu_rows; ++mcu_row) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "jpeg/decoder/output/output.h"
+#include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
 namespace {
@@ -79,12 +80,15 @@ int32_t emit_group(JpegInfo *info, uint8_t ***rows, int32_t count, uint32_t end_
     uint8_t **views[kMaxComponents] = {};
     const int32_t maxV = info->frame->maxV;
     const int32_t group = info->pump.rows_taken / maxV, behind = info->pump.rows_taken % maxV;
-    for (int c = 0; c < info->frame->numComponents; ++c) {
-        JpegComponent component = info->frame->components[c];
-        views[c] = info->pump.components[c].expanded;
-        info->pump.components[c].upsample(&component, info,
-                                          rows[c] + group * (maxV / info->plan.components[c].v_expand), &views[c]);
-        views[c] += behind;
+    {
+        const StepScope scope(JPEG_STAT_UPSAMPLING);
+        for (int c = 0; c < info->frame->numComponents; ++c) {
+            JpegComponent component = info->frame->components[c];
+            views[c] = info->pump.components[c].expanded;
+            info->pump.components[c].upsample(&component, info,
+                                              rows[c] + group * (maxV / info->plan.components[c].v_expand), &views[c]);
+            views[c] += behind;
+        }
     }
     return emit_planned_rows(info, views, count, end_row);
 }
@@ -126,6 +130,7 @@ int32_t BRIMJ_InitUpsampler(JpegInfo *info) {
 }
 
 void BRIMJ_SetupUpsample(JpegInfo *info, uint8_t ***rowArray, uint32_t *inOutRows, uint32_t maxRows) {
+    const StepScope scope(JPEG_STAT_COLOUR);
     RowPump &pump = info->pump;
     while (pump.rows_taken < pump.rows_ready && *inOutRows < maxRows) {
         const int32_t ready = pump.rows_ready - pump.rows_taken;

@@ -7,6 +7,7 @@
 #include "jpeg/decoder/driver.h"
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/rows/imcu.h"
+#include "jpeg/decoder/statistics/statistics.h"
 #include "jpeg/decoder/threads/threads.h"
 
 namespace vorel {
@@ -271,7 +272,10 @@ int32_t run_bands(JpegInfo *info, const FrameRequest &request, DecodeMethod meth
         run.caller.next_free = run.readers;
         run.readers = &run.caller;
     }
-    finish_pool(pool);
+    {
+        const StepScope scope(JPEG_STAT_WAIT);
+        finish_pool(pool);
+    }
     for (uint32_t i = 0; i < run.band_count && !run.stopped(); ++i) {
         if (bands[i].state == BandState::kNotOpened) decode_band(info, &bands[i]);
     }

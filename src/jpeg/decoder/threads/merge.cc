@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "jpeg/decoder/statistics/statistics.h"
 #include "jpeg/decoder/threads/speculation.h"
 
 namespace vorel {
@@ -29,6 +30,7 @@ void Speculation::start_taking(const ScanReader *scan) {
 // Moves on to the first place at or behind the decoder's; true where they are the same. Equal places are followed by
 // equal MCUs: there are no restarts, and nothing else of a reader's state has a say.
 bool Speculation::find_place(const McuPlace &at) {
+    const StepScope scope(JPEG_STAT_MERGE);
     const ChunkRecords *records = chunks_[merge_].records;
     const McuPlace *const begin = records->places, *const end = begin + records->place_count;
     const McuPlace *found = std::lower_bound(begin + place_, end, at,
@@ -39,6 +41,7 @@ bool Speculation::find_place(const McuPlace &at) {
 
 // Values out of the records. Fewer than count where they end, and before an MCU whose DC the decoder has to refuse.
 int32_t Speculation::take(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last) {
+    const StepScope scope(JPEG_STAT_MERGE);
     const ChunkRecords *records = chunks_[merge_].records;
     count = std::min(count, records->mcus - cursor_);
     int32_t taken = mode == McuMode::kDc ? 0 : count;

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <new>
 
+#include "jpeg/decoder/statistics/statistics.h"
+
 namespace vorel {
 namespace {
 
@@ -220,6 +222,7 @@ Chunk *Speculation::claim() {
 void Speculation::work_on(Chunk *chunk) {
     ChunkReader *reader = take_reader();
     ChunkRecords *records = reader ? take_records() : nullptr;
+    const StepScope scope(JPEG_STAT_ENTROPY_AHEAD);
     if (records) read_chunk(reader, chunk->start, chunk->end, {&stop_, session_}, records);
     pthread_mutex_lock(&lock_);
     if (reader) {
@@ -237,6 +240,7 @@ void Speculation::run_thread() {
     while (!stopped() && next_claim_ < chunk_count_) {
         Chunk *chunk = claim();
         if (!chunk) {
+            const StepScope scope(JPEG_STAT_WAIT);
             pthread_cond_wait(&changed_, &lock_);
             continue;
         }
@@ -287,6 +291,7 @@ bool Speculation::wait_for_chunk() {
     while (chunk->state != ChunkState::kDone && !stopped()) {
         Chunk *other = claim();
         if (!other) {
+            const StepScope scope(JPEG_STAT_WAIT);
             pthread_cond_wait(&changed_, &lock_);
             continue;
         }
