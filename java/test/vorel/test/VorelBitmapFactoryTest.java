@@ -177,7 +177,7 @@ final class VorelBitmapFactoryTest {
             check.that(o.mExifHandle != 0, "Exif handle");
             byte[] out = check.succeeds("nativeEncodeByteArray", picture, 90, o);
             check.equal(o.mExifHandle, 0L, "an encode consumes the handle");
-            check.that(new String(out, "ISO-8859-1").contains("VorelMake"), "the maker stands in the stream");
+            check.that(new String(out, "ISO-8859-1").contains(new String(ORIENTATION, "ISO-8859-1")), "the orientation stands in the stream");
             VrBitmapFactory.Options session = options();
             check.call("CreateDecodeInfoFromBuffer", withExif, session);
             check.succeeds(name, null, session.mDecodeHandle, o);
@@ -195,17 +195,15 @@ final class VorelBitmapFactoryTest {
         check.fails("nativeEncodeFileFromByte", new byte[99], 1 << 20, 1 << 20, 7, path2, 90, options());
     }
 
-    /** An APP1 segment of one tag, the maker. */
+    /** An entry of a directory: the orientation is 6. */
+    private static final byte[] ORIENTATION = {0x12, 1, 3, 0, 1, 0, 0, 0, 6, 0, 0, 0};
+
+    /** The file with an APP1 segment of that tag alone. */
     private static byte[] exif(byte[] file) {
-        byte[] maker = "VorelMake\0".getBytes();
-        int[] head = {0xFF, 0xE1, 0, 0, 'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x0F, 1, 2, 0, maker.length, 0, 0, 0, 26, 0, 0, 0, 0, 0, 0, 0};
-        head[3] = head.length - 2 + maker.length;
-        byte[] out = new byte[file.length + head.length + maker.length];
-        out[0] = file[0];
-        out[1] = file[1];
-        for (int i = 0; i < head.length; ++i) out[2 + i] = (byte) head[i];
-        System.arraycopy(maker, 0, out, 2 + head.length, maker.length);
-        System.arraycopy(file, 2, out, 2 + head.length + maker.length, file.length - 2);
+        byte[] head = {-1, -40, -1, -31, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0};
+        byte[] out = Arrays.copyOf(head, head.length + ORIENTATION.length + 4 + file.length - 2);
+        System.arraycopy(ORIENTATION, 0, out, head.length, ORIENTATION.length);
+        System.arraycopy(file, 2, out, head.length + ORIENTATION.length + 4, file.length - 2);
         return out;
     }
 
