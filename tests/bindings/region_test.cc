@@ -240,7 +240,7 @@ TEST(BindingsRegion, PngRectanglesThatHangOver) {
     EXPECT_EQ(output.bytes(), Bytes(400, 0x5A));
 }
 
-TEST(BindingsRegion, OpenPicturesTellOfThemselves) {
+TEST(BindingsRegion, OpenPictures) {
     LogCapture log;
     for (const Case &c : cases()) {
         SCOPED_TRACE(c.name);
