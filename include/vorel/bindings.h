@@ -113,9 +113,9 @@ VOREL_API const char *getExifMake(RegionHandle *handle);
  * nothing done for another type, or 0.
  *
  * VrDoDecodeRegionEx and its twin for PNG decode a rectangle that may hang over the picture: in pixels of the reduced
- * picture, and of the whole picture for PNG, whose output has width / sampleSize by height / sampleSize pixels of format
- * COLOR_RGBA8888. Output outside of the picture stays as it is; formats with chroma planes are cleared to black there.
- * 1, or 0 for a failure and for a rectangle that lies wholly outside. */
+ * picture, and of the whole picture for PNG, whose output has width / sampleSize by height / sampleSize pixels of
+ * format COLOR_RGBA8888. Output outside of the picture stays as it is; formats with chroma planes are cleared to black
+ * there. 1, or 0 for a failure and for a rectangle that lies wholly outside. */
 VOREL_API int32_t VrNewInstance(const void *pathOrBytes, int32_t length, VrOptions *options);
 VOREL_API int32_t VrDoDecodeRegionEx(DecInfo *handle, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
                                      int32_t format, int32_t sampleSize);

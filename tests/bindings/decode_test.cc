@@ -138,7 +138,7 @@ TEST(BindingsDecode, RawFiles) {
     EXPECT_TRUE(preview == expected);
 }
 
-TEST(BindingsDecode, RefusesAndTellsBounds) {
+TEST(BindingsDecode, RefusalsAndBounds) {
     const LogCapture log;
     for (const Sample &sample : all_samples()) {
         if (sample.type == VOREL_IMAGE_JPEG || sample.type == VOREL_IMAGE_PNG) continue;

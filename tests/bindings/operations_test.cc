@@ -138,6 +138,22 @@ TEST(BindingsOperations, Encodes) {
             if (optimize) EXPECT_LT(jpeg.size(), jpeg_of(120, height).size());
         }
     }
+    // Camera data go into either kind of stream.
+    ExifInfo exif = {};
+    exif.orientation = 6;
+    for (const int height : {100, 600}) {
+        Bytes pixels = picture_rgba(120, height);
+        int32_t size = 0;
+        uint8_t *stream = encode_to_memory({pixels.data(), 120, height, COLOR_RGBA8888, 90, &exif, false}, &size);
+        {
+            const SessionGuard session(VORELBRIM_CreateDecInfo(kIoMemory, stream, size, COLOR_RGBA8888, 0));
+            ExifInfo *back = BRIMJ_CreatExifInfo(session.get());
+            ASSERT_TRUE(back) << height;
+            EXPECT_EQ(back->orientation, 6u);
+            BRIMJ_DestroyExifInfo(back);
+        }
+        VORELBRIM_OsFree(stream);
+    }
     int32_t size;
     EXPECT_FALSE(encode_to_memory({nullptr, 10, 10, COLOR_RGBA8888, 90, nullptr, false}, &size));
     Bytes pixels(400);

@@ -25,8 +25,8 @@ OwnedSession open_source(const PictureSource &source, int32_t color_format) {
     return OwnedSession(size > 0 ? open_file(source.path(), size, color_format, 0) : nullptr);
 }
 
-// The size in front of the reduction, as a develop tells it.
-void tell_dng(VrOptions *options, int32_t width, int32_t height) {
+// The size in front of the reduction, as a develop reports it.
+void report_dng_size(VrOptions *options, int32_t width, int32_t height) {
     options->width = width;
     options->height = height;
     options->fileType = VOREL_IMAGE_NONE;
@@ -40,8 +40,9 @@ void *develop(const PictureSource &source, VrOptions *options) {
                              : VDngParseMetaDataBA(static_cast<const uint8_t *>(source.at), source.length, &metadata);
         if (parsed == 1 && metadata.width != 0 && metadata.height != 0) {
             // The crop is what is developed.
-            tell_dng(options, metadata.cropWidth >= 0 ? metadata.cropWidth : static_cast<int32_t>(metadata.width),
-                     metadata.cropHeight >= 0 ? metadata.cropHeight : static_cast<int32_t>(metadata.height));
+            report_dng_size(options,
+                            metadata.cropWidth >= 0 ? metadata.cropWidth : static_cast<int32_t>(metadata.width),
+                            metadata.cropHeight >= 0 ? metadata.cropHeight : static_cast<int32_t>(metadata.height));
         }
         return nullptr;
     }
@@ -99,7 +100,7 @@ int32_t develop_source(const PictureSource &source, const DngTarget &target, VrO
                                   : dng_decode_buffer(static_cast<const uint8_t *>(source.at), source.length,
                                                       options->sampleSize, target, &info);
     }
-    if (info.width != 0) tell_dng(options, static_cast<int32_t>(info.width), static_cast<int32_t>(info.height));
+    if (info.width != 0) report_dng_size(options, static_cast<int32_t>(info.width), static_cast<int32_t>(info.height));
     return status;
 }
 
