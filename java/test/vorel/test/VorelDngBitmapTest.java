@@ -42,6 +42,7 @@ final class VorelDngBitmapTest {
         allFields(exif, file);
         check.equal(exif.mExposureTime, "1/250", "a rational");
         check.equal(exif.mLensName, "Lens", "a text");
+        check.equal(exif.mArtist, "K\u00f6ln \ud83d\uddbc \ufffd", "a text that is not all UTF-8");
         check.equal(exif.mLensInfo2, "28/10", "one of a list");
         check.equal(exif.mExifVersion, 0x30323330L, "a version");
         check.equal(exif.mSoftware.length(), 255, "a text of 300 characters");

@@ -122,12 +122,15 @@ final class VorelImageTest {
         return 0;
     }
 
-    private static long nativeHeap() throws InterruptedException {
-        for (int i = 0; i < 3; ++i) {
+    /** What the library holds when everything that was forgotten is collected. */
+    private static long liveBytes() throws InterruptedException {
+        long live = 0;
+        for (int i = 0; i < 5; ++i) {
             System.gc();
-            Thread.sleep(50);
+            Thread.sleep(40);
+            live = Library.liveBytes();
         }
-        return Library.heapBytes();
+        return live;
     }
 
     private static void decodes(String[] paths, byte[][] files, int count) throws IOException {
@@ -147,13 +150,12 @@ final class VorelImageTest {
         byte[][] files = new byte[paths.length][];
         for (int i = 0; i < paths.length; ++i) files[i] = Files.readAllBytes(Path.of(paths[i]));
         decodes(paths, files, Math.max(count / 4, 200));
-        long heap = nativeHeap(), resident = residentBytes(), references = globalReferences();
+        long live = liveBytes(), resident = residentBytes(), references = globalReferences();
         decodes(paths, files, count);
-        long heapAfter = nativeHeap(), residentAfter = residentBytes(), referencesAfter = globalReferences();
-        System.out.printf("%d decodes: native heap %+d bytes, resident %+d KB, %+d global references%n", 2 * count, heapAfter - heap,
+        long liveAfter = liveBytes(), residentAfter = residentBytes(), referencesAfter = globalReferences();
+        System.out.printf("%d decodes: %+d bytes of the library's, resident memory %+d KB, %+d global references%n", 2 * count, liveAfter - live,
             (residentAfter - resident) / 1024, referencesAfter - references);
-        // The virtual machine's own heap comes and goes by a megabyte or two.
-        check.that(heapAfter - heap < (4 << 20) + 100L * count, "native heap grew by " + (heapAfter - heap));
+        check.equal(liveAfter - live, 0L, "bytes that are not freed");
         check.that(residentAfter - resident < 24 << 20, "resident memory grew by " + (residentAfter - resident));
         check.that(referencesAfter - references < 20, "global references: " + references + ", then " + referencesAfter);
     }
@@ -185,6 +187,7 @@ final class VorelImageTest {
         race(png, false);
         cancelled(Pictures.file(Pictures.jpeg(6000, 4000)));
         forgotten(jpeg);
+        Library.liveBytes();
         String decodes = System.getenv("VOREL_JVM_DECODES");
         leaks(new String[] {jpeg, png, raw}, (decodes == null ? 1000 : Integer.parseInt(decodes)) / 2);
         check.end();
