@@ -101,6 +101,18 @@ final class Check {
         that(log.contains("6|" + tag + "|" + text), name + " should log " + tag + "|" + text + ", not " + log);
     }
 
+    interface Attempt {
+        /** True where the cancel came in time. */
+        boolean cancelled() throws Exception;
+    }
+
+    /** A second thread that cancels may be late, on a machine that has other work; not always. */
+    void isCancelled(String what, Attempt attempt) throws Exception {
+        for (int i = 0; i < 20; ++i)
+            if (attempt.cancelled()) return;
+        that(false, what + " never sees a cancel");
+    }
+
     static byte[] bytes(ByteBuffer buffer) {
         if (buffer == null) return null;
         byte[] bytes = new byte[buffer.capacity()];

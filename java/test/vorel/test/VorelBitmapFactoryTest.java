@@ -9,6 +9,7 @@ import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
+import java.util.concurrent.atomic.AtomicBoolean;
 
 /** Whole pictures, kept sessions, iteration, checkpoints, encodes. */
 final class VorelBitmapFactoryTest {
@@ -103,6 +104,20 @@ final class VorelBitmapFactoryTest {
         png[png.length / 2] ^= 0x55;
         Bitmap broken = check.call("nativeDecodeByteArray", png, 0, png.length, options());
         check.that(broken == null && Bitmap.last.recycled, "a broken PNG: its bitmap is recycled");
+    }
+
+    /** A file that grows between the look at its size and the decode must not reach beyond the bitmap. */
+    private static void grows(byte[] small, byte[] large) throws Exception {
+        String path = Pictures.file(small);
+        Bitmap.meanwhile = () -> {
+            try {
+                Files.write(Path.of(path), large);
+            } catch (java.io.IOException e) {
+                throw new java.io.UncheckedIOException(e);
+            }
+        };
+        check.call("nativeDecodeFile", path, options());
+        check.that(Files.size(Path.of(path)) == large.length, "it grew");
     }
 
     private static void windows() {
@@ -418,39 +433,42 @@ final class VorelBitmapFactoryTest {
         check.call("AbortJPEGFromFileIter", o.mDecodeHandle);
         String path = Pictures.file(large);
         Bitmap bitmap = bitmap(6000, 4000);
-        VrBitmapFactory.Options kept = options(), once = options();
-        check.call("CreateDecodeInfoFromFile", path, kept);
-        final long handle = kept.mDecodeHandle;
-        // The session ends with the decode, so that the cancel has to come in time: rows that are written say that it runs.
-        bitmap.pixels.putInt(0, 0x01020304);
-        Thread canceller = new Thread(() -> {
-            while (bitmap.pixels.getInt(0) == 0x01020304) Thread.onSpinWait();
-            VorelBitmapFactory.DecodeCancel(handle);
+        check.isCancelled("DecodeJPEGFromFile", () -> {
+            VrBitmapFactory.Options kept = options();
+            check.call("CreateDecodeInfoFromFile", path, kept);
+            AtomicBoolean over = new AtomicBoolean();
+            // Rows that are written say that the decode runs.
+            bitmap.pixels.putInt(0, 0x01020304);
+            Thread canceller = new Thread(() -> {
+                while (bitmap.pixels.getInt(0) == 0x01020304) Thread.onSpinWait();
+                if (!over.get()) VorelBitmapFactory.DecodeCancel(kept.mDecodeHandle);
+            });
+            canceller.start();
+            int result = check.call("DecodeJPEGFromFile", kept.mDecodeHandle, bitmap, 6000, 4000, 1);
+            over.set(true);
+            canceller.join();
+            return result == 0;
         });
-        canceller.start();
-        check.fails("DecodeJPEGFromFile", handle, bitmap, 6000, 4000, 1);
-        canceller.join();
-        Bitmap.last = null;
-        once.mWidth = 3000;
-        once.mHeight = 2000;
-        canceller = new Thread(() -> {
-            for (boolean done = false; !done; Thread.onSpinWait()) {
-                synchronized (once) {
-                    done = once.mDecodeHandle != 0;
+        check.isCancelled("nativeDecodeFile", () -> {
+            Bitmap.last = null;
+            VrBitmapFactory.Options once = options();
+            once.mWidth = 3000;
+            once.mHeight = 2000;
+            AtomicBoolean over = new AtomicBoolean();
+            Thread canceller = new Thread(() -> {
+                while (!over.get()) {
+                    synchronized (once) {
+                        if (once.mDecodeHandle != 0) VorelBitmapFactory.DecodeCancel(once.mDecodeHandle);
+                    }
                 }
-            }
-            // The decode has begun when the session is shown; a cancel that comes before its first row may be overlooked.
-            for (int i = 0; i < 200; ++i) {
-                synchronized (once) {
-                    if (once.mDecodeHandle != 0) VorelBitmapFactory.DecodeCancel(once.mDecodeHandle);
-                }
-                Thread.yield();
-            }
+            });
+            canceller.start();
+            Bitmap decoded = check.call("nativeDecodeFile", path, once);
+            over.set(true);
+            canceller.join();
+            check.that(Bitmap.last.recycled == (decoded == null) && once.mDecodeHandle == 0, "what a cancelled decode leaves");
+            return decoded == null;
         });
-        canceller.start();
-        check.fails("nativeDecodeFile", path, once);
-        canceller.join();
-        check.that(Bitmap.last.recycled && once.mDecodeHandle == 0, "what a cancelled decode leaves");
     }
 
     public static void main(String[] arguments) throws Exception {
@@ -462,6 +480,9 @@ final class VorelBitmapFactoryTest {
         oneCall("BMP", Pictures.bmp(WIDTH, HEIGHT));
         check.equal(((Bitmap) check.succeeds("nativeDecodeFile", Pictures.file(Pictures.gif()), options())).width, 1, "GIF");
         refused();
+        grows(Pictures.jpeg(64, 64), Pictures.jpeg(640, 640));
+        grows(Pictures.png(64, 64), Pictures.png(640, 640));
+        grows(Pictures.bmp(64, 64), Pictures.bmp(640, 640));
         windows();
         sizes();
         encodes();

@@ -27,7 +27,13 @@ public final class Bitmap {
         pixels = ByteBuffer.allocateDirect(stride * height);
     }
 
+    /** What happens while the next one is made. */
+    public static Runnable meanwhile;
+
     public static Bitmap createBitmap(int width, int height, Config config) {
+        Runnable event = meanwhile;
+        meanwhile = null;
+        if (event != null) event.run();
         int failing = failure;
         failure = 0;
         if (failing == 1) return null;
