@@ -76,7 +76,7 @@ __attribute__((weak)) long long vorel_test_live_bytes(void);
 
 JNIEXPORT jlong JNICALL Java_vorel_test_Library_liveBytes(JNIEnv *, jclass) {
     malloc_trim(0);
-    return vorel_test_live_bytes && vorel_test_count_allocations() ? vorel_test_live_bytes() : 0;
+    return vorel_test_live_bytes && vorel_test_count_allocations() ? vorel_test_live_bytes() : -1;
 }
 
 JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_jpeg(JNIEnv *env, jclass, jbyteArray rgba, jint width,
