@@ -108,6 +108,17 @@ final class VorelDngBitmapTest {
         check.gives(true, 0, "finalizeRegionDecoderHandle", region);
         check.equal(region.handle, 0L, "handle behind its end");
 
+        // Whatever the fields say.
+        for (int[] field : new int[][] {{1, 1, 0, 0, 0}, {1, 8, 2, 100, 40}, {1, 9, -1, -5, 300}, {0, -1, 9, Integer.MIN_VALUE, Integer.MAX_VALUE}}) {
+            VorelDngInfo odd = new VorelDngInfo();
+            odd.UseInfo = field[0];
+            odd.UserBlackLevelRepeatRows = odd.UserBlackLevelRepeatCols = odd.SamplesPerPixel = field[1];
+            odd.count_nr = field[2];
+            odd.rd_t = odd.rd_l = field[3];
+            odd.rd_b = odd.rd_r = field[4];
+            odd.width = odd.height = 64;
+            decoded(file, odd);
+        }
         ByteBuffer small = ByteBuffer.allocateDirect(240 * 200 * 4 - 1);
         check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, small, info);
         check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocate(240 * 200 * 4), info);

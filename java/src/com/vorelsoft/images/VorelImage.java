@@ -16,7 +16,8 @@ import java.util.concurrent.locks.Lock;
 import java.util.concurrent.locks.ReentrantReadWriteLock;
 
 /**
- * One picture of a JPEG, PNG or DNG file: its size, all of it at a fraction of the size, and rectangles.
+ * One picture of a JPEG, PNG or DNG file: its size, all of it at a fraction of the size, and rectangles. Of BMP and GIF
+ * files there are no rectangles.
  *
  * <pre>{@code
  * try (VorelImage image = VorelImage.open(path)) {
@@ -155,8 +156,8 @@ public final class VorelImage implements AutoCloseable {
 
     /**
      * Stops the decodes that run, for good: they and later ones throw CancellationException. Decodes of a whole JPEG and
-     * rectangles of a JPEG end within some rows; other decodes that run already go on to their end, and throw then. The
-     * image still has to be closed.
+     * rectangles of a JPEG end within some rows; other decodes that run already, and the pass over the file in front of the
+     * first rectangle, go on to their end, and throw then. The image still has to be closed.
      */
     public void cancel() {
         source.cancel();
