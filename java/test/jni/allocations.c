@@ -1,5 +1,5 @@
-/* Counts the bytes that libvorel has allocated itself and nobody has freed: malloc and its like as the process sees them.
- * A block belongs to the library when the call comes from its code; who frees it does not matter. In the way of a
+/* Counts the bytes that libvorel has allocated itself and nobody has freed: malloc and its like as the process sees
+ * them. A block belongs to the library when the call comes from its code; who frees it does not matter. In the way of a
  * sanitizer's own functions, so not built under one. */
 #define _GNU_SOURCE
 #include <link.h>
@@ -75,9 +75,7 @@ static void given_back(void *block) {
 
 void *malloc(size_t size) { return taken(__builtin_return_address(0), __libc_malloc(size)); }
 
-void *calloc(size_t number, size_t size) {
-    return taken(__builtin_return_address(0), __libc_calloc(number, size));
-}
+void *calloc(size_t number, size_t size) { return taken(__builtin_return_address(0), __libc_calloc(number, size)); }
 
 void *realloc(void *block, size_t size) {
     given_back(block);

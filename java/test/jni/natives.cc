@@ -120,7 +120,8 @@ JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeFile(JNIEnv *env, jcl
     return array;
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jbyteArray path, jint sample) {
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jbyteArray path,
+                                                                     jint sample) {
     const std::string name = path_of(env, path);
     int32_t width = 0, height = 0;
     if (VorelGetImageInfoFromFile(name.c_str(), 0, 0, &width, &height) == 0) return nullptr;
