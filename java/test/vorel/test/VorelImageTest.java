@@ -43,6 +43,12 @@ final class VorelImageTest {
             byte[] pixels = Check.bytes(whole), cut = new byte[64 * 32 * 4];
             for (int y = 0; y < 32; ++y) System.arraycopy(pixels, ((y + 32) * width + 16) * 4, cut, y * 256, 256);
             check.same(Check.bytes(part), cut, what + ", a rectangle is a cut of the picture");
+            int[] origin = what.equals("DNG") && width == 160 ? new int[] {32, 16} : new int[2];
+            for (int sample : new int[] {2, 4, 8}) {
+                byte[] wanted = Library.decodeRegion(path, origin[0] - 32, origin[1] + 16, origin[0] + 96, origin[1] + 80, sample);
+                check.same(Check.bytes(image.region(-32, 16, 96, 80, sample)), wanted, what + ", a rectangle that hangs over / " + sample);
+            }
+            check.that(image.region(0, 0, width, height, 32).width == width / 32, what + " / 32");
             throwing(IllegalArgumentException.class, "sample size 0", () -> image.decode(0));
             throwing(IOException.class, "an empty rectangle", () -> image.region(5, 5, 5, 9, 1));
             image.close();
@@ -104,6 +110,24 @@ final class VorelImageTest {
                 throwing(CancellationException.class, "a decode behind a cancel", () -> image.region(0, 0, 8, 8, 1));
                 // The bitmap of a decode that went on to its end is left to the collector.
                 return thrown && Bitmap.last.recycled;
+            }
+        });
+        Bitmap.last = null;
+        // The pass in front of the first rectangle makes no bitmap; it lasts for some milliseconds.
+        AtomicInteger delay = new AtomicInteger();
+        check.isCancelled("region", () -> {
+            try (VorelImage image = VorelImage.open(path)) {
+                Thread canceller = new Thread(() -> {
+                    for (long until = System.nanoTime() + delay.addAndGet(1000000); System.nanoTime() < until;) Thread.onSpinWait();
+                    image.cancel();
+                });
+                canceller.start();
+                Library.takeLog();
+                throwing(CancellationException.class, "a cancelled pass", () -> {
+                    for (;;) image.region(0, 0, 64, 64, 1);
+                });
+                canceller.join();
+                return Library.takeLog().contains("JPEG Scan fail");
             }
         });
         Bitmap.last = null;
