@@ -83,12 +83,17 @@ void close(File file, const std::string &path) {
     if (std::fclose(file.release()) != 0) throw Failure(path + ": cannot be written: " + std::strerror(errno));
 }
 
-void write_jpeg_tile(const std::vector<Stream> &parts, const std::string &path) {
+void write_jpeg_tile(const std::vector<Stream> &parts, const std::vector<uint8_t> &profile, const std::string &path) {
     File file = create(path);
-    for (const Stream &part : parts) {
-        if (std::fwrite(part.bytes.get(), 1, part.size, file.get()) != part.size)
+    const auto put = [&](const uint8_t *bytes, size_t count) {
+        if (std::fwrite(bytes, 1, count, file.get()) != count)
             throw Failure(path + ": cannot be written: " + std::strerror(errno));
-    }
+    };
+    const size_t prefix = std::min<size_t>(kPrefixBytes, parts.front().size);
+    put(parts.front().bytes.get(), prefix);
+    put(profile.data(), profile.size());
+    put(parts.front().bytes.get() + prefix, parts.front().size - prefix);
+    for (size_t i = 1; i < parts.size(); ++i) put(parts[i].bytes.get(), parts[i].size);
     close(std::move(file), path);
 }
 
@@ -141,7 +146,7 @@ void TileWriter::make_part(const Strip &strip, int32_t column, TileRow *row) {
             encode_rows(format_.gray ? first_channel(picture) : picture, strip.rows.first - strip.tile_rows.first,
                         strip.tile_rows.count, format_.quality, path);
         if (--tile.left != 0) return;
-        write_jpeg_tile(tile.parts, path);
+        write_jpeg_tile(tile.parts, format_.profile, path);
         tile.parts.clear();
     } else {
         write_png_tile(format_.gray ? first_channel(picture) : picture, path);

@@ -15,9 +15,10 @@
 namespace vorel_tool {
 
 struct TileFormat {
-    std::string name = "jpg";  // or "png"; the ending of the files too
-    int quality = 90;          // of jpg
-    bool gray = false;         // one channel is enough
+    std::string name = "jpg";      // or "png"; the ending of the files too
+    int quality = 90;              // of jpg
+    bool gray = false;             // one channel is enough
+    std::vector<uint8_t> profile;  // segments that say what the colours of a jpg mean
 };
 
 class TileWriter {

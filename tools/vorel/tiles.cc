@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "jpeg_coding.h"
 #include "output_file.h"
 #include "output_folder.h"
 #include "progress.h"
@@ -120,6 +121,7 @@ int tiles(TilesOptions options) {
     catch_signals();
     const std::unique_ptr<RowSource> source = open_rows(options.in, !options.no_orient);
     options.format.gray = source->gray();
+    options.format.profile = colour_profile(options.in, source->gray());
     OutputFolder folder(options.out);
     const std::vector<PyramidLevel> levels = pyramid_levels(source->width(), source->height(), options.grid);
     const int64_t count = make_tiles(options, *source, levels, folder);
