@@ -213,18 +213,20 @@ TEST(BindingsKept, DecodesBehindAMap) {
     const LogCapture log;
     const Bytes jpeg = jpeg_of(kWidth, kHeight);
     using Decode = int32_t (*)(DecInfo *, void *, int32_t, int32_t);
-    constexpr Decode kDecodes[] = {
-        [](DecInfo *session, void *output, int32_t, int32_t) { return decode_kept(session, output, {0, 0, 4}); },
-        [](DecInfo *session, void *output, int32_t, int32_t) {
-            return decode_kept_with_midpoints(session, output, {0, 0, 4}, 0);
-        },
-        [](DecInfo *session, void *output, int32_t width, int32_t height) {
-            return decode_kept_thumbnail(session, output, width, height, 2);
-        },
-        [](DecInfo *session, void *output, int32_t width, int32_t height) {
-            EXPECT_EQ(prepare_kept(session, width, height), 1);
-            return VORELBRIM_DecodeJPEGIter(session, output, width, height, VOREL_ITERATE, height);
-        }};
+    constexpr Decode kDecodes[] = {[](DecInfo *session, void *output, int32_t, int32_t) {
+                                       return decode_kept(session, output, {0, 0, 4});
+                                   },
+                                   [](DecInfo *session, void *output, int32_t, int32_t) {
+                                       return decode_kept_with_midpoints(session, output, {0, 0, 4}, 0);
+                                   },
+                                   [](DecInfo *session, void *output, int32_t width, int32_t height) {
+                                       return decode_kept_thumbnail(session, output, width, height, 2);
+                                   },
+                                   [](DecInfo *session, void *output, int32_t width, int32_t height) {
+                                       EXPECT_EQ(prepare_kept(session, width, height), 1);
+                                       return VORELBRIM_DecodeJPEGIter(session, output, width, height, VOREL_ITERATE,
+                                                                       height);
+                                   }};
     GuardBuffer pixels(area(kWidth, kHeight)), expected(area(kWidth, kHeight) / 4);
     VorelDecodeBuffer(jpeg.data(), expected.data(), static_cast<int32_t>(jpeg.size()), COLOR_RGBA8888, 4);
     for (const Decode &decode : kDecodes) {
