@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "bindings/c/owned_session.h"
+#include "bindings/c/picture_bytes.h"
 #include "bindings/java/operations/kept_session.h"
 #include "bindings/java/operations/strip_tiles.h"
 #include "bindings/pictures.h"
@@ -207,6 +208,39 @@ TEST(BindingsKept, DecodeOnce) {
     EXPECT_TRUE(width == 31 && height == 17);
 }
 
+// An iteration that ended with a map left a window of its own size: whatever decodes the session later has its own.
+TEST(BindingsKept, DecodesBehindAMap) {
+    const LogCapture log;
+    const Bytes jpeg = jpeg_of(kWidth, kHeight);
+    using Decode = int32_t (*)(DecInfo *, void *, int32_t, int32_t);
+    constexpr Decode kDecodes[] = {[](DecInfo *session, void *output, int32_t, int32_t) {
+                                       return decode_kept(session, output, {0, 0, 4});
+                                   },
+                                   [](DecInfo *session, void *output, int32_t, int32_t) {
+                                       return decode_kept_with_midpoints(session, output, {0, 0, 4}, 0);
+                                   },
+                                   [](DecInfo *session, void *output, int32_t width, int32_t height) {
+                                       return decode_kept_thumbnail(session, output, width, height, 2);
+                                   },
+                                   [](DecInfo *session, void *output, int32_t width, int32_t height) {
+                                       EXPECT_EQ(prepare_kept(session, width, height), 1);
+                                       return VORELBRIM_DecodeJPEGIter(session, output, width, height, VOREL_ITERATE,
+                                                                       height);
+                                   }};
+    GuardBuffer pixels(area(kWidth, kHeight)), expected(area(kWidth, kHeight) / 4);
+    VorelDecodeBuffer(jpeg.data(), expected.data(), static_cast<int32_t>(jpeg.size()), COLOR_RGBA8888, 4);
+    for (const Decode &decode : kDecodes) {
+        const OwnedSession session = kept(jpeg);
+        const int32_t width = kWidth / 2, height = kHeight / 2;
+        ASSERT_EQ(prepare_kept(session.get(), width, height), 1);
+        ASSERT_EQ(VORELBRIM_DecodeJPEGIter(session.get(), pixels.data(), width, height, 3, height), 1);
+        ASSERT_TRUE(session->retainedJpegInfo);
+        GuardBuffer small(expected.bytes().size());
+        EXPECT_EQ(decode(session.get(), small.data(), kWidth / 4, kHeight / 4), 1);
+        EXPECT_TRUE(small.bytes() == expected.bytes()) << &decode - kDecodes;
+    }
+}
+
 TEST(BindingsKept, Midpoints) {
     LogCapture log;
     const Bytes jpeg = jpeg_of(kWidth, 400);
@@ -256,6 +290,21 @@ TEST(BindingsKept, CancelStopsADecode) {
     canceller.join();
     EXPECT_EQ(cancel_map(session.get()), 1);
     EXPECT_EQ(session->abortFlag, 6u);
+}
+
+TEST(BindingsKept, StripsOfEveryFormatFitTheirBytes) {
+    const LogCapture log;
+    const Bytes jpeg = jpeg_of(kWidth, 40);
+    for (int32_t format = 0; format <= 20; ++format) {
+        const OwnedSession session = kept(jpeg, format);
+        const int32_t guard = pixel_layout(format).chroma == ChromaLayout::kNone ? 2 : 4;
+        size_t bytes;
+        ASSERT_TRUE(picture_bytes(format, kWidth, 16 + guard, &bytes));
+        GuardBuffer strip(bytes);
+        if (prepare_kept(session.get(), kWidth, 40) != 1) continue;
+        while (VORELBRIM_DecodeJPEGIter4LTN(session.get(), strip.data(), kWidth, 40, 1, 16) == kIterMore) {
+        }
+    }
 }
 
 // Tiles side by side and in rows, put together again without their guard rows, are the picture.

@@ -138,6 +138,15 @@ TEST(BindingsOperations, Encodes) {
             if (optimize) EXPECT_LT(jpeg.size(), jpeg_of(120, height).size());
         }
     }
+    for (const int32_t format : {COLOR_YUV420, COLOR_BGRA8888, COLOR_YUYV, COLOR_NV21, COLOR_NV12}) {
+        Bytes pixels = picture_rgba(120, 600);
+        int32_t sizes[2];
+        for (const bool optimize : {false, true}) {
+            VORELBRIM_OsFree(
+                encode_to_memory({pixels.data(), 120, 600, format, 90, nullptr, optimize}, &sizes[optimize]));
+        }
+        EXPECT_LT(sizes[1], sizes[0]) << format;
+    }
     // Camera data go into either kind of stream.
     ExifInfo exif = {};
     exif.orientation = 6;

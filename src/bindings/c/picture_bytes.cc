@@ -6,11 +6,16 @@
 
 namespace vorel {
 
+size_t sample_bytes(int32_t format) {
+    // Nothing is stored in formats 10 to 12, but strips carry rows of these sizes.
+    return format >= 10 && format <= 12 ? static_cast<size_t>(format - 8) : pixel_layout(format).pixel_bytes;
+}
+
 bool picture_bytes(int32_t format, int32_t width, int32_t height, size_t *bytes) {
     if (width < 1 || height < 1) return false;
     const PixelLayout layout = pixel_layout(format);
     const uint64_t rows = static_cast<uint64_t>(height);
-    uint64_t row = uint64_t{layout.pixel_bytes} * static_cast<uint64_t>(width);
+    uint64_t row = uint64_t{sample_bytes(format)} * static_cast<uint64_t>(width);
     if (format == COLOR_YUYV) row += row & 3;
     const uint64_t planes = layout.chroma == ChromaLayout::kPlanes ? 2 : layout.chroma == ChromaLayout::kPairs ? 1 : 0;
     const uint64_t chroma = planes * layout.chroma_row_bytes(static_cast<size_t>(width));

@@ -62,7 +62,7 @@ BitmapPixels::BitmapPixels(const LockedBitmap &bitmap, int32_t format, int32_t w
         if (bytes <= bitmap.bytes()) data_ = bitmap.pixels();
         return;
     }
-    row_bytes_ = size_t{layout.pixel_bytes} * static_cast<size_t>(width);
+    row_bytes_ = sample_bytes(format) * static_cast<size_t>(width);
     rows_ = static_cast<size_t>(height);
     if (row_bytes_ > bitmap.info().stride || rows_ > bitmap.info().height) return;
     copy_.reset(os_allocate(bytes));

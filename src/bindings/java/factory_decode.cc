@@ -44,10 +44,13 @@ bool open_picture(const DecodeCall &call, FactoryPicture *picture) {
         }
         return false;
     }
-    if (!picture->open(call.source, request)) return false;
-    options.write_size("mWidth", picture->image_width(), "mHeight", picture->image_height());
-    options.write_size("outWidth", picture->image_width(), "outHeight", picture->image_height());
-    if (!call.window) return true;
+    const bool opened = picture->open(call.source, request);
+    // Also where only the size that is asked for is refused.
+    if (picture->image_width() != 0) {
+        options.write_size("mWidth", picture->image_width(), "mHeight", picture->image_height());
+        options.write_size("outWidth", picture->image_width(), "outHeight", picture->image_height());
+    }
+    if (!opened || !call.window) return opened;
     if (!picture->is_jpeg()) {
         VOREL_ERROR(kTagBitmapDecoder, "not supported file type");
         return false;

@@ -86,6 +86,7 @@ final class VorelBitmapFactoryTest {
             o.mWidth = 50000;
             o.mHeight = 1;
             check.logs(TAG, "not supported decoding size", name, jpegPath, o);
+            check.that(o.mWidth == WIDTH && o.outHeight == HEIGHT, name + ": the picture's size beside a refused one");
             o.mWidth = -1;
             check.logs(TAG, "not supported decoding size", name, jpegPath, o);
         }

@@ -17,9 +17,11 @@ bool has_strips(const EncodeRequest &request) {
         case COLOR_RGBA8888:
         case COLOR_BGRA8888:
         case COLOR_YUYV:
+            return request.height >= kRowsForStrips;
         case COLOR_NV21:
         case COLOR_NV12:
-            return request.height >= kRowsForStrips;
+            // Tables of strips are not measured for these.
+            return request.height >= kRowsForStrips && !request.optimize;
         default:
             return false;
     }

@@ -50,6 +50,17 @@ OwnedSession open_kept(const FactorySource &source, int32_t color_format, uint32
 
 bool is_jpeg(const DecInfo *session) { return session->imageType == VOREL_IMAGE_JPEG; }
 
+// A decode in pieces is under way.
+bool is_open(const DecInfo *session) { return session->codecState && session->codecState != session->retainedJpegInfo; }
+
+// Iterations that ended with a map leave their own window, and the option to decode by it. Neither is for the size that
+// is asked for now.
+void want_whole_picture(DecInfo *session) {
+    session->partialDecode = 0;
+    session->partialX = session->partialY = session->partialWidth = session->partialHeight = 0;
+    if (session->retainedJpegInfo) session->decOption &= ~static_cast<uint32_t>(VOREL_OPTION_REGION);
+}
+
 }  // namespace
 
 bool jpeg_size(const FactorySource &source, int32_t *width, int32_t *height) {
@@ -115,6 +126,7 @@ int32_t decode_kept(DecInfo *session, void *output, const KeptRequest &request) 
     const int64_t source = int64_t{session->imageWidth} * session->imageHeight;
     const bool stated = request.width > 0 && request.height > 0;
     const int64_t wanted = stated ? int64_t{request.width} * request.height : int64_t{width} * height;
+    want_whole_picture(session);
     if (source / kLeastReduction < wanted) {
         return VORELBRIM_PDecodeJPEG(session, output, width, height, std::max(request.sample_size, 1));
     }
@@ -131,6 +143,7 @@ int32_t decode_kept_window(DecInfo *session, void *output, const KeptRequest &re
     if (!is_jpeg(session) || !is_window(window) || window.x < 0 || window.y < 0) return 0;
     int32_t width, height;
     kept_size(session, request, &width, &height);
+    want_whole_picture(session);
     session->partialDecode = 1;
     session->partialX = static_cast<uint32_t>(window.x);
     session->partialY = static_cast<uint32_t>(window.y);
@@ -141,6 +154,7 @@ int32_t decode_kept_window(DecInfo *session, void *output, const KeptRequest &re
 
 int32_t decode_kept_thumbnail(DecInfo *session, void *output, int32_t width, int32_t height, int32_t flags) {
     if (!is_jpeg(session)) return 0;
+    if (!is_open(session)) want_whole_picture(session);
     const int32_t thumbnail = (flags & kThumbnailMask) | kThumbnail;
     session->decOption =
         (session->decOption & ~static_cast<uint32_t>(kThumbnailMask)) | static_cast<uint32_t>(thumbnail);
@@ -159,18 +173,20 @@ int32_t decode_kept_with_midpoints(DecInfo *session, void *output, const KeptReq
     if (!is_jpeg(session) || count < 0 || count > 4) return 0;
     int32_t width, height;
     kept_size(session, request, &width, &height);
+    want_whole_picture(session);
     session->midpointCount = count;
     return VORELBRIM_DecodeJPEG(session, output, width, height);
 }
 
 int32_t prepare_kept(DecInfo *session, int32_t width, int32_t height) {
+    if (!is_open(session)) want_whole_picture(session);
     return VORELBRIM_PrepareJPEGIter(session, width, height);
 }
 
 int32_t prepare_kept_midpoints(DecInfo *session, int32_t width, int32_t height, const uint8_t *blob, int32_t size) {
     VOREL_ERROR(kTagBitmapDecoder, "prepare called useMIDPoint");
     // Only a step that begins a decode takes them.
-    if (!session->codecState && (!blob || !vorel_read_midpoints(session, blob, size))) {
+    if (!is_open(session) && (!blob || !vorel_read_midpoints(session, blob, size))) {
         VOREL_ERROR(kTagBitmapDecoder, "prepare useMIDPoint is null");
     }
     session->sampleSize = width > 0 ? static_cast<int32_t>(session->imageWidth) / width : 1;

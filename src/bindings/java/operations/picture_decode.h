@@ -30,7 +30,8 @@ struct FactoryWindow {
 // A picture that is parsed, and the size that it will be decoded to.
 class FactoryPicture {
   public:
-    // False with a log line for what cannot be opened, an unsupported type and an impossible size.
+    // False with a log line for what cannot be opened, an unsupported type and an impossible size; the picture's own
+    // size is known in the last case.
     bool open(const FactorySource &source, const FactoryRequest &request);
     bool is_jpeg() const { return type_ == VOREL_IMAGE_JPEG; }
     int32_t image_width() const { return image_width_; }

@@ -216,9 +216,9 @@ public final class VorelBitmapFactory {
     public static native int GetExifData(String path, long handle, VrBitmapFactory.Options o);
 
     /**
-     * Stops the session and its rectangles at their next rows. Does not wait. From any thread, while the session lives;
-     * of sessions that a native ends itself that is to be made sure of by the options' monitor, see
-     * {@link VrBitmapFactory.Options#mDecodeHandle}.
+     * Stops the session and its rectangles at their next rows. Does not wait. A decode that begins later takes it back.
+     * From any thread, while the session lives; of sessions that a native ends itself that is to be made sure of by the
+     * options' monitor, see {@link VrBitmapFactory.Options#mDecodeHandle}.
      *
      * @param handle of the session; 0 does nothing
      * @return 1, or 0 for 0
@@ -414,7 +414,8 @@ public final class VorelBitmapFactory {
     public static native int DecodeJPEGFromFileIter4LTNToBufferMidpoint(long handle, ByteBuffer buffer, int width, int height, int flags, int midpointNumber, int rows);
 
     /**
-     * Decodes the next strip and cuts it into tiles, with guard rows, each in new memory.
+     * Decodes the next strip and cuts it into tiles, with guard rows, each in new memory. Arguments that it does not
+     * accept (the array, flags, format, sizes of tiles) leave the session alive; a failed decode ends it.
      *
      * @param handle of a session of format 7 or 19 that is ready
      * @param nativeHandleArray receives the memory's handles, for {@link #recycleNativeBuffer}; with one element the strip
@@ -493,7 +494,7 @@ public final class VorelBitmapFactory {
      * @param width of a picture
      * @param height of a picture
      * @param bytesPerPixel of a picture
-     * @return its handle, for {@link #recycleNativeBuffer}; 0 for numbers below 1, more than 2 GB, and without memory
+     * @return its handle, for {@link #recycleNativeBuffer}; 0 for numbers below 1 and without memory
      */
     public static native long createNativeBuffer(int width, int height, int bytesPerPixel);
 
@@ -535,7 +536,8 @@ public final class VorelBitmapFactory {
      * @param originSize bytes of the file that was encoded anew
      * @param encodedSize bytes of the new one
      * @param encode 0 for a comparison of decodes
-     * @return peak signal to noise ratio in decibels; 0 for pictures of different sizes
+     * @return peak signal to noise ratio in decibels, over what both pictures have; infinite where they are equal, 0 where
+     *     one cannot be locked
      */
     public static native double CompareJPEG(Bitmap first, Bitmap second, long firstTimeMs, long secondTimeMs, int quality, long originSize, long encodedSize, int encode);
 
