@@ -165,8 +165,10 @@ uint64_t pair_entry(const DerivedTable *table, uint32_t ahead) {
     const int32_t end = find_end(table, behind(used), kPairLookBits - used);
     if (!first.advance && !end) {
         const Code code = find_code(table, ahead, kPairLookBits);
-        const EntryKind kind = code.length ? kEntryLongValue : kEntryLongCode;
-        return (pack_special(kind, code.length, 0, 0) & 0xFF) | kPairOdd << 8 | uint32_t{code.symbol} << 16;
+        const uint32_t length = static_cast<uint32_t>(code.length), size = code.symbol & 15;
+        if (length == 0) return kPairOdd << 8;
+        return (63 - size) << 24 | static_cast<uint32_t>((code.symbol >> 4) + 1) << 16 | kPairOdd << 8 |
+               (length + size) | static_cast<uint64_t>(length) << 32;
     }
     const uint32_t advance = first.advance + second.advance + (end ? kPairEnd : 0);
     const auto value = [](int32_t of) { return static_cast<uint64_t>(static_cast<uint16_t>(of)); };

@@ -50,10 +50,10 @@ constexpr int kKeepDc = 1;
 //
 // Two AC symbols with their values, 64 bits:
 //   byte 0       bits to consume, of both
-//   byte 1       positions advanced by both, and 64 where an end of block follows that is taken in. kPairOdd and more:
-//                no symbol with its value fits, and the entry is that of a long value or code above
+//   byte 1       positions advanced by both, and 64 where an end of block follows that is taken in. kPairOdd: no symbol
+//                with its value fits; byte 0 then is what a lone one takes, 0 where its code does not fit either, byte
+//                3 is 63 less the bits of its value, byte 4 those of its code
 //   byte 2       positions advanced by the first; 0 in an end of block that stands alone
-//   byte 3       free
 //   16, 16 bits  the values. A lone symbol is there twice, second at the first's place; sixteen zeros are one 0.
 constexpr int kPairLookBits = 10;
 constexpr uint32_t kPairEnd = 64, kPairOdd = 128;
