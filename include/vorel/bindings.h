@@ -47,7 +47,8 @@ typedef VDngMetaData VrMetadata;
 /* ---- A picture in one call --------------------------------------------------------------------------------------- */
 
 /* The picture, each side divided by sampleSize and rounded, as new pixels that the caller frees with free(). Size and
- * type go into options before. Null for other types, with justBounds, for a sampleSize of 0, and on failure. */
+ * type go into options before. Null for other types, with justBounds, for a sampleSize of 0, and on failure. Raw files
+ * come as R, G, B, A whatever the format; their fileType is 0, and their size is the default crop's. */
 VOREL_API void *decodeFile(const char *path, VrOptions *options);
 VOREL_API void *decodeByteArray(const void *bytes, int32_t length, VrOptions *options);
 /* Stops the decode that runs with these options, from another thread and before that decode returns. 1 or 0. */
@@ -60,7 +61,8 @@ VOREL_API int32_t VrDecodeImage(const void *pathOrBytes, void *output, int32_t l
 /* Stops the session and its children. 1, or 0 for null. */
 VOREL_API int32_t VrDecodeCancel(DecInfo *session);
 
-/* Raw files: see VDngDecodeFile2Buf and VDngDecodeBuffer2Buf. */
+/* Raw files, see VDngDecodeFile2Buf and VDngDecodeBuffer2Buf, whose statuses these give; without noise reduction. A
+ * picture of more pixels than width x height is refused with VDNG_FAILED; sides below 1 say nothing. */
 VOREL_API int32_t VrDecodeDNGFile(const char *path, void *output, int32_t width, int32_t height, VrOptions *options);
 VOREL_API int32_t VrDecodeDNGByteArray(const void *bytes, int32_t length, void *output, int32_t width, int32_t height,
                                        VrOptions *options);
@@ -91,7 +93,8 @@ VOREL_API void *decodeRegion(RegionHandle *handle, int32_t left, int32_t right, 
 /* The same into output. 1 or 0. */
 VOREL_API int32_t decodeRegion2(RegionHandle *handle, void *output, int32_t left, int32_t right, int32_t top,
                                 int32_t bottom, VrOptions *options);
-/* Stops the handle's decodes, from any thread. PNG has none that can be stopped: 0. */
+/* Stops the handle's decodes, from any thread, and those that would follow. 1 for JPEG, 0 for raw files, which are
+ * stopped too, and for PNG, whose rectangles cannot be. */
 VOREL_API int32_t decodeRegionCancel(RegionHandle *handle);
 /* Frees the handle, after the last decode. */
 VOREL_API int32_t recycle(RegionHandle *handle);
@@ -106,7 +109,13 @@ VOREL_API int32_t getCropSizeHeight(RegionHandle *handle);
 VOREL_API const char *getExifMake(RegionHandle *handle);
 
 /* The steps below newInstance and decodeRegion. VrNewInstance takes the type from options->fileType and leaves session
- * or index in options->handle. */
+ * or index in options->handle; of a JPEG it is there while the map is made, and decodeCancel stops that. 1, also with
+ * nothing done for another type, or 0.
+ *
+ * VrDoDecodeRegionEx and its twin for PNG decode a rectangle that may hang over the picture: in pixels of the reduced
+ * picture, and of the whole picture for PNG, whose output has width / sampleSize by height / sampleSize pixels of
+ * format COLOR_RGBA8888. Output outside of the picture stays as it is; formats with chroma planes are cleared to black
+ * there. 1, or 0 for a failure and for a rectangle that lies wholly outside. */
 VOREL_API int32_t VrNewInstance(const void *pathOrBytes, int32_t length, VrOptions *options);
 VOREL_API int32_t VrDoDecodeRegionEx(DecInfo *handle, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
                                      int32_t format, int32_t sampleSize);

@@ -25,7 +25,8 @@ VOREL_API jobject createBitmap(JNIEnv *env, int32_t width, int32_t height);
 /* Its recycle(). */
 VOREL_API void recycleBitmap(JNIEnv *env, jobject bitmap);
 
-/* Copies a rectangle between buffers of different widths and bytes a pixel; what lies outside either is left out. */
+/* Copies a rectangle between buffers of different widths and bytes a pixel, of which the first ones that both have;
+ * what lies outside either is left out. These give 1, or 0 for null and for sizes below 1. */
 VOREL_API int32_t copySubImageBuffer(uint8_t *dst, int32_t dstWidth, int32_t dstHeight, int32_t dstBytesPerPixel,
                                      int32_t dstX, int32_t dstY, const uint8_t *src, int32_t srcWidth,
                                      int32_t srcHeight, int32_t srcBytesPerPixel, int32_t srcX, int32_t srcY,
@@ -34,6 +35,7 @@ VOREL_API int32_t copySubImageBuffer(uint8_t *dst, int32_t dstWidth, int32_t dst
 VOREL_API int32_t getSubImageBuffer(uint8_t *tile, int32_t tileWidth, int32_t tileHeight, const uint8_t *strip,
                                     int32_t stripWidth, int32_t stripHeight, int32_t x, int32_t y,
                                     int32_t bytesPerPixel);
+/* The same of a Y plane and pairs (NV21, NV12); x and y are even. */
 VOREL_API int32_t getSubImageBufferForYUV420(uint8_t *tile, int32_t tileWidth, int32_t tileHeight, const uint8_t *strip,
                                              int32_t stripWidth, int32_t stripHeight, int32_t x, int32_t y);
 

@@ -61,16 +61,17 @@ extern "C" {
 
 JNIEXPORT void JNICALL Java_vorel_test_Library_captureLog(JNIEnv *, jclass) { vorel_set_log_print(capture); }
 
-JNIEXPORT jstring JNICALL Java_vorel_test_Library_takeLog(JNIEnv *env, jclass) {
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_takeLines(JNIEnv *env, jclass) {
     std::string lines;
     {
         const std::lock_guard<std::mutex> lock(g_mutex);
         lines.swap(g_lines);
     }
-    return env->NewStringUTF(lines.c_str());
+    return array_of(env, lines.data(), lines.size());
 }
 
 JNIEXPORT jlong JNICALL Java_vorel_test_Library_heapBytes(JNIEnv *, jclass) {
+    malloc_trim(0);
     return static_cast<jlong>(mallinfo2().uordblks + mallinfo2().hblkhd);
 }
 

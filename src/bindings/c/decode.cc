@@ -25,31 +25,8 @@ OwnedSession open_source(const PictureSource &source, int32_t color_format) {
     return OwnedSession(size > 0 ? open_file(source.path(), size, color_format, 0) : nullptr);
 }
 
-struct Side {
-    int32_t width, height;
-};
-
-// expected: what output was made for, or null; a file may have changed since.
-int32_t decode_image(const PictureSource &source, void *output, int32_t color_format, const Side *expected,
-                     VrOptions *options) {
-    OwnedSession session = open_source(source, color_format);
-    ImageInfo info;
-    const int32_t type = session ? VORELBRIM_Parser(session.get(), &info) : VOREL_IMAGE_NONE;
-    if (type != VOREL_IMAGE_JPEG && type != VOREL_IMAGE_PNG) return 0;
-    const int32_t sample = std::max(options->sampleSize, 1);
-    const Side side = {reduced_side(static_cast<int32_t>(info.width), sample),
-                       reduced_side(static_cast<int32_t>(info.height), sample)};
-    if (expected && (side.width != expected->width || side.height != expected->height)) return 0;
-    if (type == VOREL_IMAGE_PNG) {
-        session.reset();
-        return decode_png(source.at, source.length, output, side.width, side.height, sample, color_format);
-    }
-    const RunningCall running(options, session.get(), type);
-    return VORELBRIM_PDecodeJPEG(session.get(), output, side.width, side.height, sample);
-}
-
-// The size in front of the reduction, as a develop tells it.
-void tell_dng(VrOptions *options, int32_t width, int32_t height) {
+// The size in front of the reduction, as a develop reports it.
+void report_dng_size(VrOptions *options, int32_t width, int32_t height) {
     options->width = width;
     options->height = height;
     options->fileType = VOREL_IMAGE_NONE;
@@ -63,8 +40,9 @@ void *develop(const PictureSource &source, VrOptions *options) {
                              : VDngParseMetaDataBA(static_cast<const uint8_t *>(source.at), source.length, &metadata);
         if (parsed == 1 && metadata.width != 0 && metadata.height != 0) {
             // The crop is what is developed.
-            tell_dng(options, metadata.cropWidth >= 0 ? metadata.cropWidth : static_cast<int32_t>(metadata.width),
-                     metadata.cropHeight >= 0 ? metadata.cropHeight : static_cast<int32_t>(metadata.height));
+            report_dng_size(options,
+                            metadata.cropWidth >= 0 ? metadata.cropWidth : static_cast<int32_t>(metadata.width),
+                            metadata.cropHeight >= 0 ? metadata.cropHeight : static_cast<int32_t>(metadata.height));
         }
         return nullptr;
     }
@@ -82,7 +60,7 @@ void *decode_source(const PictureSource &source, VrOptions *options) {
     options->height = height;
     options->fileType = type;
     if (options->justBounds || options->sampleSize == 0) return nullptr;
-    const Side side = {reduced_side(width, options->sampleSize), reduced_side(height, options->sampleSize)};
+    const PictureSide side = {reduced_side(width, options->sampleSize), reduced_side(height, options->sampleSize)};
     size_t bytes;
     if (!picture_bytes(options->colorFormat, side.width, side.height, &bytes)) return nullptr;
     // What a decoder does not write, of a stream that broke off say, is black.
@@ -95,6 +73,24 @@ void *decode_source(const PictureSource &source, VrOptions *options) {
 
 }  // namespace
 
+int32_t decode_image(const PictureSource &source, void *output, int32_t color_format, const PictureSide *expected,
+                     VrOptions *options) {
+    OwnedSession session = open_source(source, color_format);
+    ImageInfo info;
+    const int32_t type = session ? VORELBRIM_Parser(session.get(), &info) : VOREL_IMAGE_NONE;
+    if (type != VOREL_IMAGE_JPEG && type != VOREL_IMAGE_PNG) return 0;
+    const int32_t sample = std::max(options->sampleSize, 1);
+    const PictureSide side = {reduced_side(static_cast<int32_t>(info.width), sample),
+                              reduced_side(static_cast<int32_t>(info.height), sample)};
+    if (expected && (side.width != expected->width || side.height != expected->height)) return 0;
+    if (type == VOREL_IMAGE_PNG) {
+        session.reset();
+        return decode_png(source.at, source.length, output, side.width, side.height, sample, color_format);
+    }
+    const RunningCall running(options, session.get(), type);
+    return VORELBRIM_PDecodeJPEG(session.get(), output, side.width, side.height, sample);
+}
+
 int32_t develop_source(const PictureSource &source, const DngTarget &target, VrOptions *options) {
     decInfo info = {};
     int32_t status;
@@ -104,7 +100,7 @@ int32_t develop_source(const PictureSource &source, const DngTarget &target, VrO
                                   : dng_decode_buffer(static_cast<const uint8_t *>(source.at), source.length,
                                                       options->sampleSize, target, &info);
     }
-    if (info.width != 0) tell_dng(options, static_cast<int32_t>(info.width), static_cast<int32_t>(info.height));
+    if (info.width != 0) report_dng_size(options, static_cast<int32_t>(info.width), static_cast<int32_t>(info.height));
     return status;
 }
 

@@ -20,6 +20,14 @@ struct PictureSource {
     }
 };
 
+struct PictureSide {
+    int32_t width, height;
+};
+// VrDecodeImage without its checks. expected: the size that output has room for, or null; a file may have changed since
+// it was measured.
+int32_t decode_image(const PictureSource &source, void *output, int32_t color_format, const PictureSide *expected,
+                     VrOptions *options);
+
 struct DngTarget;
 // Develops at options->sampleSize, which may be cancelled meanwhile, and puts the size in front of the reduction into
 // the options. 1 or a status.

@@ -1,4 +1,4 @@
-// Opening pictures for rectangles, and what an open one tells of itself.
+// Opening pictures for rectangles, and what an open one knows of itself.
 #include <vorel/bindings.h>
 #include <vorel/jpeg_region.h>
 

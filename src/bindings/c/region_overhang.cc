@@ -88,7 +88,7 @@ void clear_to_black(const Planes &planes) {
 
 // Decodes what is inside, by decode(output), into memory of its own, and places it.
 template <typename Decode>
-int32_t decode_clipped(void *output, int32_t format, const Extent &whole, const Extent &inside, int32_t x, int32_t y,
+int32_t decode_clipped(void *output, int32_t format, const Extent &whole, const Extent &inside, int64_t x, int64_t y,
                        const Decode &decode) {
     const Planes target(output, format, whole.width, whole.height);
     clear_to_black(target);
@@ -129,9 +129,10 @@ int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t 
     if (inside.width == width && inside.height == height) {
         return region_inside(session, output, x, y, width, height, format, sample);
     }
-    return decode_clipped(output, format, wanted, inside, inside.x - x, inside.y - y, [&](void *part) {
-        return region_inside(session, part, inside.x, inside.y, inside.width, inside.height, format, sample);
-    });
+    return decode_clipped(
+        output, format, wanted, inside, int64_t{inside.x} - x, int64_t{inside.y} - y, [&](void *part) {
+            return region_inside(session, part, inside.x, inside.y, inside.width, inside.height, format, sample);
+        });
 }
 
 int32_t region_png_ex(vpng_tile_index *index, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
@@ -144,10 +145,11 @@ int32_t region_png_ex(vpng_tile_index *index, void *output, int32_t x, int32_t y
     }
     const Extent reduced = {0, 0, width / sample, height / sample};
     const Extent part_size = {0, 0, inside.width / sample, inside.height / sample};
-    return decode_clipped(
-        output, format, reduced, part_size, (inside.x - x) / sample, (inside.y - y) / sample, [&](void *part) {
-            return onDecodeVPNGSubset(index, part, inside.x, inside.y, inside.width, inside.height, sample);
-        });
+    return decode_clipped(output, format, reduced, part_size, (int64_t{inside.x} - x) / sample,
+                          (int64_t{inside.y} - y) / sample, [&](void *part) {
+                              return onDecodeVPNGSubset(index, part, inside.x, inside.y, inside.width, inside.height,
+                                                        sample);
+                          });
 }
 
 }  // namespace vorel

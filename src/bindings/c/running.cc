@@ -6,7 +6,7 @@
 namespace vorel {
 namespace {
 
-// Of all options: held for a few words only.
+// Of all options: locked for a few words only.
 pthread_mutex_t g_running = PTHREAD_MUTEX_INITIALIZER;
 
 }  // namespace

@@ -55,29 +55,31 @@ bool open_picture(const DecodeCall &call, FactoryPicture *picture) {
     return picture->has_window(*call.window);
 }
 
-// The session of a JPEG in the options for the length of a decode, by which another thread cancels it. That thread
-// holds the options' monitor meanwhile, so that the session stays until it is done.
+// The session of a JPEG in the options for the length of a decode, by which another thread cancels it, in the place of
+// one that Java keeps there. That thread holds the options' monitor meanwhile, so that the session stays until it is
+// done. Options without the field decode as well.
 class ShownSession {
   public:
-    ShownSession(const DecodeCall &call, const FactoryPicture &picture) : call_(call) {
-        if (picture.is_jpeg()) show(picture.session());
-        shown_ = picture.is_jpeg();
+    ShownSession(const DecodeCall &call, const FactoryPicture &picture)
+        : env_(call.env), options_(call.options), fields_(call.env, call.options, {nullptr, nullptr}) {
+        if (!picture.is_jpeg()) return;
+        const JavaMonitor monitor(env_, options_);
+        shown_ = fields_.get("mDecodeHandle", &kept_) &&
+                 fields_.set("mDecodeHandle", static_cast<int64_t>(to_handle(picture.session())));
     }
     ~ShownSession() {
-        if (shown_) show(nullptr);
+        if (!shown_) return;
+        const JavaMonitor monitor(env_, options_);
+        fields_.set("mDecodeHandle", kept_);
     }
     ShownSession(const ShownSession &) = delete;
     ShownSession &operator=(const ShownSession &) = delete;
 
   private:
-    void show(const DecInfo *session) const {
-        const JavaMonitor monitor(call_.env, call_.options);
-        // An object without the field decodes as well.
-        JavaFields(call_.env, call_.options, MissingField{nullptr, nullptr})
-            .set("mDecodeHandle", static_cast<int64_t>(to_handle(session)));
-    }
-
-    const DecodeCall &call_;
+    JNIEnv *env_;
+    jobject options_;
+    JavaFields fields_;
+    int64_t kept_ = 0;
     bool shown_ = false;
 };
 

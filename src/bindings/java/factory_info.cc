@@ -12,7 +12,7 @@
 namespace vorel {
 namespace {
 
-jint tell_size(JNIEnv *env, const FactorySource &source, jobject object, SizeFields which) {
+jint report_size(JNIEnv *env, const FactorySource &source, jobject object, SizeFields which) {
     const FactoryOptions options(env, object, OptionWording::kHandle);
     if (!options.usable(source.path || source.bytes)) return 0;
     const bool both = which == SizeFields::kWantedAndOut;
@@ -25,14 +25,14 @@ jint tell_size(JNIEnv *env, const FactorySource &source, jobject object, SizeFie
     return 1;
 }
 
-jint tell_size_of_bytes(JNIEnv *env, jbyteArray data, jobject options, SizeFields which) {
+jint report_size_of_bytes(JNIEnv *env, jbyteArray data, jobject options, SizeFields which) {
     const JavaBytes bytes(env, data);
-    return tell_size(env, {nullptr, bytes.data(), bytes.size()}, options, which);
+    return report_size(env, {nullptr, bytes.data(), bytes.size()}, options, which);
 }
 
-jint tell_size_of_file(JNIEnv *env, jstring path, jobject options, SizeFields which) {
+jint report_size_of_file(JNIEnv *env, jstring path, jobject options, SizeFields which) {
     const JavaString text(env, path);
-    return tell_size(env, {text.path(), nullptr, 0}, options, which);
+    return report_size(env, {text.path(), nullptr, 0}, options, which);
 }
 
 jint keep_exif(JNIEnv *env, jstring path, jlong handle, jobject object) {
@@ -55,22 +55,22 @@ extern "C" {
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_nativeGetImageInfoFromBuffer(JNIEnv *env, jclass, jbyteArray data,
                                                                                jobject options) {
-    return tell_size_of_bytes(env, data, options, SizeFields::kWantedAndOut);
+    return report_size_of_bytes(env, data, options, SizeFields::kWantedAndOut);
 }
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_GetImageInfoFromBuffer(JNIEnv *env, jclass, jbyteArray data,
                                                                          jobject options) {
-    return tell_size_of_bytes(env, data, options, SizeFields::kWanted);
+    return report_size_of_bytes(env, data, options, SizeFields::kWanted);
 }
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_nativeGetImageInfoFromFile(JNIEnv *env, jclass, jstring path,
                                                                              jobject options) {
-    return tell_size_of_file(env, path, options, SizeFields::kWantedAndOut);
+    return report_size_of_file(env, path, options, SizeFields::kWantedAndOut);
 }
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_GetImageInfoFromFile(JNIEnv *env, jclass, jstring path,
                                                                        jobject options) {
-    return tell_size_of_file(env, path, options, SizeFields::kWanted);
+    return report_size_of_file(env, path, options, SizeFields::kWanted);
 }
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_nativeGetExifData(JNIEnv *env, jclass, jstring path, jlong handle,

@@ -13,7 +13,7 @@ namespace vorel {
 // What the natives that decode in one call say of an object that they cannot use, and what those with handles say.
 enum class OptionWording : uint8_t { kDecode, kHandle };
 
-// Where a size is told: the newer natives tell it twice.
+// Where a size goes: the newer natives write it twice.
 enum class SizeFields : uint8_t { kWanted, kWantedAndOut };
 
 // The object's fields. False with a log line for null and for another class.

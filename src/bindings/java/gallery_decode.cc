@@ -6,6 +6,7 @@
 #include <com_hdn_halden_gallery_decoder_VorelCodecInterface.h>
 #include "bindings/c/owned_session.h"
 #include "bindings/c/picture_bytes.h"
+#include "bindings/c/picture_source.h"
 #include "bindings/java/gallery_support.h"
 #include "bindings/java/java_bytes.h"
 #include "bindings/java/java_calls.h"
@@ -16,49 +17,43 @@
 namespace vorel {
 namespace {
 
-// A file, or bytes where there are any.
-struct GallerySource {
-    const char *path;
-    const uint8_t *bytes;
-    int32_t length;
-
-    const void *start() const { return bytes ? static_cast<const void *>(bytes) : path; }
-};
-
 // What there is to decode: a raw file has no type that the detection knows.
 struct GalleryPicture {
     int32_t type = VOREL_IMAGE_NONE, width = 0, height = 0;
     bool is_raw() const { return type == VOREL_IMAGE_DNG; }
 };
 
-GalleryPicture raw_picture(const GallerySource &source) {
+// The default crop is what is developed.
+GalleryPicture raw_picture(const PictureSource &source) {
     VrMetadata metadata = {};
-    const int32_t known = source.bytes ? VrParseMetadataBA(source.bytes, source.length, &metadata)
-                                       : VrParseMetadata(source.path, &metadata);
+    const int32_t known = source.is_path() ? VrParseMetadata(source.path(), &metadata)
+                                           : VrParseMetadataBA(source.at, source.length, &metadata);
     if (known != 1) return {};
-    return {VOREL_IMAGE_DNG, metadata.cropWidth, metadata.cropHeight};
+    return {VOREL_IMAGE_DNG, metadata.cropWidth >= 0 ? metadata.cropWidth : static_cast<int32_t>(metadata.width),
+            metadata.cropHeight >= 0 ? metadata.cropHeight : static_cast<int32_t>(metadata.height)};
 }
 
-GalleryPicture find_picture(const GallerySource &source) {
+GalleryPicture find_picture(const PictureSource &source) {
     GalleryPicture picture;
-    picture.type = source.bytes
-                       ? VorelGetImageInfoFromBuffer(source.bytes, 0, source.length, &picture.width, &picture.height)
-                       : VorelGetImageInfoFromFile(source.path, 0, 0, &picture.width, &picture.height);
+    picture.type = source.image_type(&picture.width, &picture.height);
     return picture.type == VOREL_IMAGE_NONE ? raw_picture(source) : picture;
 }
 
-bool decode(const GallerySource &source, const GalleryPicture &picture, int32_t sample, int32_t width, int32_t height,
+// Into width x height pixels. A file that has another size by now fails.
+bool decode(const PictureSource &source, const GalleryPicture &picture, int32_t sample, int32_t width, int32_t height,
             void *pixels) {
     VrOptions options = {};
     options.sampleSize = sample;
     options.colorFormat = COLOR_RGBA8888;
-    if (!picture.is_raw())
-        return VrDecodeImage(source.start(), pixels, source.bytes ? source.length : 0, COLOR_RGBA8888, &options) == 1;
-    if (source.bytes) return VrDecodeDNGByteArray(source.bytes, source.length, pixels, width, height, &options) == 1;
-    return VrDecodeDNGFile(source.path, pixels, width, height, &options) == 1;
+    if (!picture.is_raw()) {
+        const PictureSide expected = {width, height};
+        return decode_image(source, pixels, COLOR_RGBA8888, &expected, &options) == 1;
+    }
+    if (source.is_path()) return VrDecodeDNGFile(source.path(), pixels, width, height, &options) == 1;
+    return VrDecodeDNGByteArray(source.at, source.length, pixels, width, height, &options) == 1;
 }
 
-jobject decode_source(JNIEnv *env, const GallerySource &source, jobject options) {
+jobject decode_source(JNIEnv *env, const PictureSource &source, jobject options) {
     GalleryOptions wanted;
     if (!read_options(env, kTagGallery, options, &wanted)) return nullptr;
     const GalleryPicture picture = find_picture(source);
@@ -107,7 +102,7 @@ JNIEXPORT jobject JNICALL Java_com_hdn_halden_gallery_decoder_VorelCodecInterfac
         log_null(path, options);
         return nullptr;
     }
-    return decode_source(env, {name.path(), nullptr, 0}, options);
+    return decode_source(env, {name.path(), 0}, options);
 }
 
 JNIEXPORT jobject JNICALL Java_com_hdn_halden_gallery_decoder_VorelCodecInterface_nativeDecodeByteArray(
@@ -117,7 +112,7 @@ JNIEXPORT jobject JNICALL Java_com_hdn_halden_gallery_decoder_VorelCodecInterfac
         log_null(data, options);
         return nullptr;
     }
-    return decode_source(env, {nullptr, bytes.data(), bytes.size()}, options);
+    return decode_source(env, {bytes.data(), bytes.size()}, options);
 }
 
 JNIEXPORT jobject JNICALL Java_com_hdn_halden_gallery_decoder_VorelCodecInterface_nativeDecodePreview(JNIEnv *env,

@@ -27,7 +27,11 @@ final class Check {
             ++passed;
         } else {
             ++failed;
-            System.out.println("FAILED: " + what + " (" + new Throwable().getStackTrace()[1] + ") log: " + Library.takeLog());
+            String log = Library.takeLog();
+            StackTraceElement[] stack = new Throwable().getStackTrace();
+            int at = 1;
+            while (at + 1 < stack.length && stack[at].getClassName().equals(Check.class.getName())) ++at;
+            System.out.println("FAILED: " + what + " (" + stack[at] + ") log: " + log.substring(Math.max(0, log.length() - 500)));
         }
     }
 
@@ -95,6 +99,18 @@ final class Check {
         fails(name, arguments);
         String log = Library.takeLog();
         that(log.contains("6|" + tag + "|" + text), name + " should log " + tag + "|" + text + ", not " + log);
+    }
+
+    interface Attempt {
+        /** True where the cancel came in time. */
+        boolean cancelled() throws Exception;
+    }
+
+    /** A second thread that cancels may be late, on a machine that has other work; not always. */
+    void isCancelled(String what, Attempt attempt) throws Exception {
+        for (int i = 0; i < 20; ++i)
+            if (attempt.cancelled()) return;
+        that(false, what + " never sees a cancel");
     }
 
     static byte[] bytes(ByteBuffer buffer) {

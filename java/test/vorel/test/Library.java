@@ -14,7 +14,11 @@ final class Library {
     static native void captureLog();
 
     /** The lines since the last call, each as priority|tag|text. */
-    static native String takeLog();
+    static String takeLog() {
+        return new String(takeLines(), UTF_8);
+    }
+
+    private static native byte[] takeLines();
 
     static native long heapBytes();
 

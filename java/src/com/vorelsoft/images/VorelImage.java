@@ -325,21 +325,36 @@ public final class VorelImage implements AutoCloseable {
         }
 
         void cancel() {
+            cancelled = true;
             // Gets in while others read and one waits to write; not when that one is at it, which then waits for no call.
             Lock reading = lock.readLock();
             if (!reading.tryLock()) return;
             try {
-                cancelled = true;
                 if (region != 0) VorelCodecRegionDecoder.nativeRegionCancel(region);
-                synchronized (running) {
-                    for (VrBitmapFactory.Options o : running) {
-                        synchronized (o) {
-                            if (o.mDecodeHandle != 0) VorelBitmapFactory.DecodeCancel(o.mDecodeHandle);
-                        }
-                    }
-                }
             } finally {
                 reading.unlock();
+            }
+            // A decode that is about to begin takes no notice yet.
+            if (cancelDecodes()) new Thread(this::cancelUntilEnd, "VorelImage.cancel").start();
+        }
+
+        private void cancelUntilEnd() {
+            try {
+                while (cancelDecodes()) Thread.sleep(1);
+            } catch (InterruptedException e) {
+                Thread.currentThread().interrupt();
+            }
+        }
+
+        /** False when there are none any more. */
+        private boolean cancelDecodes() {
+            synchronized (running) {
+                for (VrBitmapFactory.Options o : running) {
+                    synchronized (o) {
+                        if (o.mDecodeHandle != 0) VorelBitmapFactory.DecodeCancel(o.mDecodeHandle);
+                    }
+                }
+                return !running.isEmpty();
             }
         }
 

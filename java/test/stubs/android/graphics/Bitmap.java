@@ -10,7 +10,7 @@ public final class Bitmap {
     public static int failure;
 
     /** The last one that was made. */
-    public static Bitmap last;
+    public static volatile Bitmap last;
 
     public final int width, height, bytesPerPixel, stride;
     public final ByteBuffer pixels;
@@ -27,15 +27,22 @@ public final class Bitmap {
         pixels = ByteBuffer.allocateDirect(stride * height);
     }
 
+    /** What happens while the next one is made. */
+    public static Runnable meanwhile;
+
     public static Bitmap createBitmap(int width, int height, Config config) {
+        Runnable event = meanwhile;
+        meanwhile = null;
+        if (event != null) event.run();
         int failing = failure;
         failure = 0;
         if (failing == 1) return null;
         if (failing == 2 || width <= 0 || height <= 0) throw new IllegalArgumentException("createBitmap");
         int bytes = config == Config.ALPHA_8 ? 1 : config == Config.ARGB_8888 ? 4 : 2;
-        last = new Bitmap(width, height, bytes, width * bytes);
-        last.unlockable = failing == 3 ? 1 : 0;
-        return last;
+        Bitmap made = new Bitmap(width, height, bytes, width * bytes);
+        made.unlockable = failing == 3 ? 1 : 0;
+        last = made;
+        return made;
     }
 
     public void recycle() {

@@ -1,0 +1,41 @@
+package vorel.test;
+
+import com.vorelsoft.images.VorelImage;
+import java.io.IOException;
+import java.nio.ByteBuffer;
+
+/** A host that has neither Android's classes nor its bitmap library: pictures come as buffers. */
+final class WithoutAndroidTest {
+    private WithoutAndroidTest() {}
+
+    private static void expect(boolean holds, String what) {
+        if (holds) return;
+        System.out.println("FAILED: " + what + "\n" + Library.takeLog() + "0 passed, 1 failed");
+        System.exit(1);
+    }
+
+    public static void main(String[] arguments) throws Exception {
+        Library.captureLog();
+        for (byte[] file : new byte[][] {Pictures.jpeg(160, 120), Pictures.png(160, 120)}) {
+            String path = Pictures.file(file);
+            byte[] wanted = Library.frameDecodeFile(path, 2);
+            try (VorelImage image = VorelImage.open(path); VorelImage same = VorelImage.open(file)) {
+                for (ByteBuffer pixels : new ByteBuffer[] {image.decodeToBuffer(2), same.decodeToBuffer(2)})
+                    expect(image.width() == 160 && pixels.equals(ByteBuffer.wrap(wanted)), "pixels");
+                expect(!decodes(image), "a bitmap");
+            }
+        }
+        try (VorelImage raw = VorelImage.open(Library.dng(240, 200))) {
+            expect(raw.width() == 240 && raw.height() == 200, "size of a raw file");
+        }
+        System.out.println("2 passed, 0 failed");
+    }
+
+    private static boolean decodes(VorelImage image) {
+        try {
+            return image.decode(1) != null;
+        } catch (IOException e) {
+            return false;
+        }
+    }
+}
