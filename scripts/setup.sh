@@ -5,11 +5,14 @@ packages_build=(cmake ninja-build g++ libhwy-dev libcli11-dev nlohmann-json3-dev
 # The tests: the framework, and the independent libraries that results are held against; the natives on
 # a Java virtual machine.
 packages_test=(libgtest-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev libgif-dev libexiv2-dev openjdk-17-jdk-headless)
-packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev libraw-dev)
+packages_bench=(libbenchmark-dev libjpeg62-turbo-dev libturbojpeg0-dev libyuv-dev libgif-dev libraw-dev libvips-tools time)
 # The wider checks of .ci/run: sanitizers and fuzzing, the builds for ARM, other CPUs, the installed package, the raw
 # developers and tag readers that some tests ask where they are installed.
 packages_checks=(clang clang-format llvm libclang-rt-dev g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static googletest
   pkg-config binutils dcraw libraw-bin libtiff-tools libimage-exiftool-perl)
+
+# The page of vorel tiles in a browser; perl drives it.
+packages_browser=(chromium chromium-driver perl)
 
 say() { printf '%s\n' "$*" >&2; }
 die() { say "$(basename "$0"): $*"; exit 1; }

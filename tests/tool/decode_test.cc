@@ -101,11 +101,8 @@ TEST_F(DecodeTool, PiecesAreThePicture) {
 }
 
 TEST_F(DecodeTool, PicturesForPeopleStandUpright) {
-    // APP1 with an Exif block of one field: orientation 6, the stored picture lies on its left side.
-    const Bytes lying = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8,
-                         0,    1,    1, 18, 0,   3,   0,   0,   0, 1, 0,   6,   0, 0,  0, 0, 0, 0};
-    Bytes jpeg = folder.get("color.jpg");
-    jpeg.insert(jpeg.begin() + 2, lying.begin(), lying.end());
+    // 6: the stored picture lies on its left side.
+    const Bytes jpeg = with_orientation(folder.get("color.jpg"), 6);
     folder.put("lying.jpg", jpeg);
     expect_ok("decode color.jpg turned.png --rotate 90");
     expect_ok("decode color.jpg stored.raw");
@@ -124,8 +121,7 @@ TEST_F(DecodeTool, PicturesForPeopleStandUpright) {
     EXPECT_EQ(folder.run("exif color.jpg").err, "vorel: color.jpg: no Exif data\n");
     expect_refused("decode lying.jpg new.raw --format nv21 --orient", 2, "cannot be turned");
     // 4: top and bottom change places; after half a turn, left and right.
-    jpeg[31] = 4;
-    folder.put("mirrored.jpg", jpeg);
+    folder.put("mirrored.jpg", with_orientation(folder.get("color.jpg"), 4));
     expect_ok("decode mirrored.jpg mirrored.raw --orient --rotate 180");
     const Bytes stored = folder.get("stored.raw"), mirrored = folder.get("mirrored.raw");
     ASSERT_EQ(mirrored.size(), stored.size());

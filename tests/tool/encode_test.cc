@@ -145,6 +145,14 @@ TEST_F(EncodeTool, ColourProfilesGoAlongWhereTheyFit) {
             const auto at = std::search(out.begin(), out.end(), profile.begin(), profile.end());
             EXPECT_EQ(at != out.end(), kept) << line << colours;
         }
+        const std::string tiles = "tiles-" + std::string(colours, 1);
+        expect_ok("tiles photo.jpg " + tiles);
+        const Bytes tile = folder.get(tiles + "/photo_files/6/0_0.jpg");
+        const bool there = std::search(tile.begin(), tile.end(), profile.begin(), profile.end()) == tile.begin() + 20;
+        EXPECT_EQ(there, colours[0] == 'R') << "behind SOI and APP0";
+        folder.put("tile.jpg", tile);
+        expect_ok("decode tile.jpg tile.ppm");
+        EXPECT_EQ(ppm("tile.ppm").width, 37);
     }
 }
 

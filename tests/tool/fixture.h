@@ -11,6 +11,14 @@
 
 namespace vorel_tests {
 
+// With an APP1 segment whose Exif block has one field: how the camera was held.
+inline Bytes with_orientation(Bytes jpeg, uint8_t orientation) {
+    const Bytes segment = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M',         0, 42, 0, 0, 0, 8,
+                           0,    1,    1, 18, 0,   3,   0,   0,   0, 1, 0,   orientation, 0, 0,  0, 0, 0, 0};
+    jpeg.insert(jpeg.begin() + 2, segment.begin(), segment.end());
+    return jpeg;
+}
+
 class ToolFixture : public testing::Test {
   protected:
     void SetUp() override {

@@ -153,4 +153,13 @@ Pixels read_ppm(const Bytes &bytes) {
     return pixels;
 }
 
+Pixels cut_out(const Pixels &whole, int x, int y, int width, int height) {
+    Pixels out = {width, height, {}};
+    for (int row = y; row < y + height; ++row) {
+        const auto at = whole.rgb.begin() + (row * whole.width + x) * 3;
+        out.rgb.insert(out.rgb.end(), at, at + width * 3);
+    }
+    return out;
+}
+
 }  // namespace vorel_tests

@@ -50,5 +50,7 @@ struct Pixels {
 // With three bytes a pixel, or four.
 Pixels read_png(const std::string &path, bool alpha = false);
 Pixels read_ppm(const Bytes &bytes);
+// A rectangle of it.
+Pixels cut_out(const Pixels &whole, int x, int y, int width, int height);
 
 }  // namespace vorel_tests

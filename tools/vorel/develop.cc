@@ -8,17 +8,19 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "commands.h"
+#include "develop.h"
 #include "output_file.h"
 #include "progress.h"
 #include "raw_file.h"
 #include "regions.h"
+#include "upright.h"
 #include "writers.h"
 
 namespace vorel_tool {
@@ -32,7 +34,6 @@ struct DevelopOptions {
 };
 
 constexpr int32_t kPreviewSide = 1024;  // of files that carry no preview
-constexpr size_t kPixelBytes = 4;
 
 // Runs develop(&info) in a thread of its own, so that this one can show how far it is and stop it.
 template <typename Develop>
@@ -135,27 +136,11 @@ int write_stage(const RawFile &raw, const DevelopOptions &options) {
     return kExitOk;
 }
 
-// Exif 2.3, tag 274: rows and columns as the camera was held.
-Picture upright(Picture picture, uint32_t orientation) {
-    if (orientation < 2 || orientation > 8) return picture;
-    const bool sideways = orientation >= 5;
-    const int32_t width = picture.width, height = picture.height;
-    Picture turned = rgba_picture(sideways ? height : width, sideways ? width : height);
-    for (int32_t y = 0; y < turned.height; ++y) {
-        for (int32_t x = 0; x < turned.width; ++x) {
-            // Where row 0 and column 0 of the stored picture are in the upright one.
-            int32_t from_x = sideways ? y : x, from_y = sideways ? x : y;
-            if (orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8)
-                from_x = width - 1 - from_x;
-            if (orientation == 3 || orientation == 4 || orientation == 6 || orientation == 7)
-                from_y = height - 1 - from_y;
-            const size_t from =
-                (static_cast<size_t>(from_y) * static_cast<size_t>(width) + static_cast<size_t>(from_x));
-            const size_t to = static_cast<size_t>(y) * static_cast<size_t>(turned.width) + static_cast<size_t>(x);
-            std::memcpy(&turned.bytes[to * kPixelBytes], &picture.bytes[from * kPixelBytes], kPixelBytes);
-        }
-    }
-    return turned;
+// Throws for one that no reader knows.
+void check_readable(const RawFile &raw) {
+    if (!raw.info().readable)
+        throw Failure(raw.path() + ": the raw image has compression " + std::to_string(raw.info().compression) +
+                      ", for which there is no reader");
 }
 
 int develop(const DevelopOptions &options) {
@@ -169,14 +154,13 @@ int develop(const DevelopOptions &options) {
     if (!raw) throw Failure(options.in + ": not a raw file");
     const decInfo &info = raw->info();
     constexpr uint32_t kJpeg = 7;
-    if (!info.readable)
-        throw Failure(options.in + ": the raw image has compression " + std::to_string(info.compression) +
-                      ", for which there is no reader");
+    check_readable(*raw);
     if (options.strict && info.compression == kJpeg && info.bitsPerSample != 8)
         throw Failure(options.in + ": the raw image is lossless JPEG, which --strict refuses");
     if (options.stage) return write_stage(*raw, options);
     Picture picture = options.preview ? develop_preview(*raw, options) : develop_picture(*raw, options);
-    if (!options.no_orient && options.rect.empty()) picture = upright(std::move(picture), info.orientation);
+    if (!options.no_orient && options.rect.empty())
+        picture = upright(std::move(picture), static_cast<int32_t>(info.orientation));
     JpegOptions jpeg = options.jpeg;
     if (kind == FileKind::kJpeg && !options.strip) jpeg.exif = raw->exif_block(picture.width, picture.height);
     write_picture(picture, options.out, cancelled, jpeg);
@@ -185,6 +169,12 @@ int develop(const DevelopOptions &options) {
 }
 
 }  // namespace
+
+Picture develop_whole(const RawFile &raw, bool oriented) {
+    check_readable(raw);
+    Picture picture = develop_picture(raw, {});
+    return oriented ? upright(std::move(picture), static_cast<int32_t>(raw.info().orientation)) : picture;
+}
 
 void register_develop(CLI::App &app, Action &action) {
     auto options = std::make_shared<DevelopOptions>();

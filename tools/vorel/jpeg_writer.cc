@@ -20,7 +20,6 @@ namespace {
 
 constexpr int32_t kMostSide = 49999;
 constexpr int32_t kStripRows = 128;     // a multiple of every MCU's height
-constexpr size_t kPrefixBytes = 20;     // SOI and APP0
 constexpr size_t kMostSegment = 65535;  // its length counts itself
 
 // Memory that a stream grows in.

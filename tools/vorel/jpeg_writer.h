@@ -17,6 +17,9 @@ struct JpegOptions {
     std::vector<uint8_t> profile;  // whole segments that go behind it
 };
 
+// SOI and APP0 of the encoder's streams; segments of one's own go behind them.
+constexpr size_t kPrefixBytes = 20;
+
 void add_jpeg_options(CLI::App *command, JpegOptions *options);
 
 // Layouts that the encoder does not read go through RGB888. A signal stops it. Throws Failure in the name of the path.

@@ -36,7 +36,6 @@ class PngRegions : public RegionSource {
     int32_t width() const override { return handle_->width; }
     int32_t height() const override { return handle_->height; }
     Picture decode(const Rect &rect, int32_t sample) override;
-    bool serves_threads() const override { return false; }
 
   private:
     void decode_rows(Rect rect, int32_t sample, uint8_t *out);
@@ -102,7 +101,6 @@ class JpegRegions : public RegionSource {
 
     int32_t width() const override { return static_cast<int32_t>(session_.get()->imageWidth); }
     int32_t height() const override { return static_cast<int32_t>(session_.get()->imageHeight); }
-    bool serves_threads() const override { return true; }
 
     Picture decode(const Rect &rect, int32_t sample) override {
         Picture picture = make_region(path_, rect.width / sample, rect.height / sample);

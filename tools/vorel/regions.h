@@ -28,9 +28,6 @@ class RegionSource {
     // A rectangle inside the picture, reduced by `sample`, as RGBA8888: both sides divided as integers, which leaves at
     // least 1. Rectangles that start at multiples of sample fit together. Throws Failure.
     virtual Picture decode(const Rect &rect, int32_t sample) = 0;
-
-    // Several threads may decode at once, and a rectangle costs what it shows, not its rows' whole width.
-    virtual bool serves_threads() const = 0;
 };
 
 // Of a PNG every sample-th pixel and row, of a JPEG the picture decoded smaller. Throws Failure with the path in front,

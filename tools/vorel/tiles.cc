@@ -1,186 +1,136 @@
-// vorel tiles: a picture as a pyramid of PNG tiles for viewers that load what they show.
+// vorel tiles: a picture in the Deep Zoom layout, for viewers that load what they show.
 //
-//     DIR/pyramid.json            what there is
-//     DIR/SAMPLE/COLUMN_ROW.png   tiles of the picture at 1/1, 1/2, 1/4, ... until one tile holds it
+//     DIR/NAME.dzi                            sizes, as XML
+//     DIR/NAME_files/LEVEL/COLUMN_ROW.jpg     tiles; level 0 is one pixel, each level is twice the one before
+//     DIR/index.html                          a viewer
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
-#include <cstring>
-#include <exception>
+#include <filesystem>
 #include <memory>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "commands.h"
+#include "jpeg_coding.h"
 #include "output_file.h"
 #include "output_folder.h"
 #include "progress.h"
-#include "regions.h"
-#include "writers.h"
+#include "pyramid.h"
+#include "row_source.h"
+#include "tile_writer.h"
+#include "tiles_viewer.h"
+#include "work_queue.h"
 
 namespace vorel_tool {
 namespace {
 
 struct TilesOptions {
     std::string in, out;
-    int32_t tile = 512;
+    TileGrid grid = {254, 1};
+    TileFormat format;
+    int32_t threads = static_cast<int32_t>(std::clamp(std::thread::hardware_concurrency(), 1u, 64u));
+    bool no_orient = false;
 };
 
-struct Level {
-    int32_t sample;
-    int32_t width, height;  // pixels
-    int32_t columns, rows;  // tiles
-};
+std::string stem_of(const std::string &path) { return std::filesystem::path(path).stem().string(); }
 
-std::vector<Level> levels_of(int32_t width, int32_t height, int32_t tile) {
-    std::vector<Level> levels;
-    for (int32_t sample = 1;; sample *= 2) {
-        const Level level = {sample, width / sample, height / sample, (width / sample + tile - 1) / tile,
-                             (height / sample + tile - 1) / tile};
-        if (level.width == 0 || level.height == 0) return levels;
-        levels.push_back(level);
-        if (level.columns == 1 && level.rows == 1) return levels;
-    }
-}
-
-Picture cut(const Picture &band, int32_t left, int32_t width) {
-    Picture tile = make_picture(*band.format, width, band.height);
-    const size_t pixel = band.format->pixel_bytes;
-    for (int32_t y = 0; y < band.height; ++y) {
-        const size_t from = static_cast<size_t>(y) * static_cast<size_t>(band.width) + static_cast<size_t>(left);
-        const size_t row = static_cast<size_t>(width) * pixel;
-        std::memcpy(tile.bytes.data() + static_cast<size_t>(y) * row, band.bytes.data() + from * pixel, row);
-    }
-    return tile;
-}
-
-class PyramidWriter {
-  public:
-    PyramidWriter(const TilesOptions &options, RegionSource &source, OutputFolder &folder, ProgressBar &bar)
-        : options_(options), source_(source), folder_(folder), bar_(bar) {}
-
-    void write(const std::vector<Level> &levels) {
-        for (const Level &level : levels) all_ += int64_t{level.columns} * level.rows;
-        for (const Level &level : levels) {
-            folder_.add_folder(std::to_string(level.sample));
-            if (source_.serves_threads()) {
-                write_level(level);
-            } else {
-                for (int32_t row = 0; row < level.rows; ++row) write_row(level, row);
-            }
-        }
-    }
-
-  private:
-    // The tiles of a level, by as many threads as there are processors. The first failure ends them all.
-    void write_level(const Level &level) {
-        std::atomic<int32_t> next{0};
-        std::exception_ptr failure;
-        std::mutex mutex;
-        const auto work = [&] {
-            try {
-                for (int32_t i; (i = next++) < level.columns * level.rows;) {
-                    if (cancelled()) throw Failure(options_.in + ": cancelled");
-                    write_tile(level, i % level.columns, i / level.columns);
-                    const std::lock_guard<std::mutex> lock(mutex);
-                    bar_.draw(++done_, all_);
-                }
-            } catch (...) {
-                next = level.columns * level.rows;
-                const std::lock_guard<std::mutex> lock(mutex);
-                if (!failure) failure = std::current_exception();
-            }
-        };
-        std::vector<std::thread> threads;
-        const auto most = static_cast<int32_t>(std::clamp(std::thread::hardware_concurrency(), 1u, 8u));
-        for (int32_t i = 1; i < std::min(most, level.columns * level.rows); ++i) threads.emplace_back(work);
-        work();
-        for (std::thread &thread : threads) thread.join();
-        if (failure) std::rethrow_exception(failure);
-    }
-
-    void write_tile(const Level &level, int32_t column, int32_t row) {
-        const int32_t tile = options_.tile, x = column * tile, y = row * tile;
-        const Rect rect = {x * level.sample, y * level.sample, std::min(tile, level.width - x) * level.sample,
-                           std::min(tile, level.height - y) * level.sample};
-        write_picture(source_.decode(rect, level.sample), name_of(level, column, row), cancelled);
-    }
-
-    std::string name_of(const Level &level, int32_t column, int32_t row) const {
-        return folder_.file(std::to_string(level.sample) + "/" + std::to_string(column) + "_" + std::to_string(row) +
-                            ".png");
-    }
-
-    // Tiles side by side are decoded together, as far as they take little memory: a region costs its rows' whole width.
-    void write_row(const Level &level, int32_t row) {
-        constexpr int64_t kBandBytes = 64 << 20;
-        const int32_t tile = options_.tile;
-        const auto most = static_cast<int32_t>(std::clamp<int64_t>(kBandBytes / 4 / tile / tile, 1, level.columns));
-        for (int32_t column = 0; column < level.columns; column += most) {
-            const int32_t x = column * tile, y = row * tile;
-            const int32_t width = static_cast<int32_t>(std::min<int64_t>(int64_t{most} * tile, level.width - x));
-            const int32_t height = std::min(tile, level.height - y);
-            const Picture band = source_.decode(
-                {x * level.sample, y * level.sample, width * level.sample, height * level.sample}, level.sample);
-            for (int32_t left = 0; left < width; left += tile) {
-                write_picture(cut(band, left, std::min(tile, width - left)), name_of(level, (x + left) / tile, row),
-                              cancelled);
-                bar_.draw(++done_, all_);
-            }
-        }
-    }
-
-    const TilesOptions &options_;
-    RegionSource &source_;
-    OutputFolder &folder_;
-    ProgressBar &bar_;
-    int64_t done_ = 0, all_ = 0;
-};
-
-void write_description(const TilesOptions &options, const RegionSource &source, const std::vector<Level> &levels,
-                       const std::string &path) {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const Level &level : levels) {
-        list.push_back({{"sample", level.sample},
-                        {"width", level.width},
-                        {"height", level.height},
-                        {"columns", level.columns},
-                        {"rows", level.rows}});
-    }
-    const nlohmann::ordered_json description = {{"width", source.width()},
-                                                {"height", source.height()},
-                                                {"tile", options.tile},
-                                                {"path", "{sample}/{column}_{row}.png"},
-                                                {"levels", list}};
-    const std::string text = description.dump(2) + "\n";
+void write_text(const std::string &path, const std::string &text) {
     OutputFile file(path);
     file.write(text.data(), text.size());
     file.commit();
 }
 
-int tiles(const TilesOptions &options) {
-    catch_signals();
-    const std::unique_ptr<RegionSource> opened = open_regions(options.in);
-    RegionSource &source = *opened;
-    OutputFolder folder(options.out);
-    const std::vector<Level> levels = levels_of(source.width(), source.height(), options.tile);
-    {
-        ProgressBar bar(options.in);
-        bar.draw(0, 1);
-        try {
-            PyramidWriter(options, source, folder, bar).write(levels);
-        } catch (const Failure &) {
-            if (cancelled()) throw Failure(options.in + ": cancelled");
-            throw;
-        }
+std::string description(const TilesOptions &options, const PyramidLevel &whole) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<Image xmlns=\"http://schemas.microsoft.com/deepzoom/2008\" TileSize=\"" +
+           std::to_string(options.grid.side) + "\" Overlap=\"" + std::to_string(options.grid.overlap) + "\" Format=\"" +
+           options.format.name + "\">\n  <Size Width=\"" + std::to_string(whole.width) + "\" Height=\"" +
+           std::to_string(whole.height) + "\"/>\n</Image>\n";
+}
+
+// RFC 3986, 2.1. What is left can stand in a script too.
+std::string percent_encoded(const std::string &bytes) {
+    std::string out;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        const bool plain = (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
+                           (byte >= 'a' && byte <= 'z') || byte == '-' || byte == '_' || byte == '.';
+        char text[4];
+        std::snprintf(text, sizeof text, plain ? "%c" : "%%%02X", plain ? byte : value);
+        out += text;
     }
-    write_description(options, source, levels, folder.file("pyramid.json"));
+    return out;
+}
+
+// The viewer with the picture's numbers: a page that is opened from disk may not read the .dzi beside it.
+std::string viewer_page(const TilesOptions &options, const PyramidLevel &whole) {
+    constexpr std::string_view kPlace = "{/* picture */}";
+    const nlohmann::ordered_json picture = {{"tiles", percent_encoded(stem_of(options.in)) + "_files"},
+                                            {"format", options.format.name},
+                                            {"width", whole.width},
+                                            {"height", whole.height},
+                                            {"tile", options.grid.side},
+                                            {"overlap", options.grid.overlap}};
+    std::string page = kTilesViewer;
+    return page.replace(page.find(kPlace), kPlace.size(), picture.dump());
+}
+
+int64_t make_tiles(const TilesOptions &options, RowSource &source, const std::vector<PyramidLevel> &levels,
+                   OutputFolder &folder) {
+    const std::string files = stem_of(options.in) + "_files/";
+    folder.add_folder(files);
+    int64_t all = 0;
+    for (const PyramidLevel &level : levels) {
+        folder.add_folder(files + std::to_string(level.number));
+        all += int64_t{level.columns} * level.rows;
+    }
+    const auto name_of = [&](const PyramidLevel &level, int32_t column, int32_t row) {
+        return folder.file(files + std::to_string(level.number) + "/" + std::to_string(column) + "_" +
+                           std::to_string(row) + "." + options.format.name);
+    };
+    TileWriter writer(options.grid, options.format, name_of);
+    WorkQueue queue(options.threads);
+    Pyramid pyramid(levels, options.grid, TileWriter::strip_rows(options.grid, options.format),
+                    [&](const Strip &strip) { writer.add(strip, &queue); });
+    // Enough for the other threads while this one decodes a strip, and no more: what waits is in memory.
+    const auto waiting = static_cast<size_t>(std::max(2 * levels.front().columns, 4 * options.threads));
+    ProgressBar bar(options.in);
+    for (int32_t y = 0; y < source.height();) {
+        bar.draw(writer.tiles_done(), all);
+        if (cancelled()) throw Failure(options.in + ": cancelled");
+        int32_t rows;
+        uint8_t *place = pyramid.place(&rows);
+        source.read(place, rows);
+        pyramid.filled(rows);
+        y += rows;
+        queue.work_until(waiting);
+    }
+    for (size_t left = waiting; left-- > 0;) {
+        queue.work_until(left);
+        bar.draw(writer.tiles_done(), all);
+        if (cancelled()) throw Failure(options.in + ": cancelled");
+    }
+    return all;
+}
+
+int tiles(TilesOptions options) {
+    if (options.grid.overlap >= options.grid.side) throw BadUsage("--overlap: has to be less than --tile");
+    catch_signals();
+    const std::unique_ptr<RowSource> source = open_rows(options.in, !options.no_orient);
+    options.format.gray = source->gray();
+    options.format.profile = colour_profile(options.in, source->gray());
+    OutputFolder folder(options.out);
+    const std::vector<PyramidLevel> levels = pyramid_levels(source->width(), source->height(), options.grid);
+    const int64_t count = make_tiles(options, *source, levels, folder);
+    write_text(folder.file(stem_of(options.in) + ".dzi"), description(options, levels.front()));
+    write_text(folder.file("index.html"), viewer_page(options, levels.front()));
+    if (cancelled()) throw Failure(options.in + ": cancelled");
     folder.commit();
-    std::printf("%s: %d x %d, %zu level%s of tiles of %d\n", options.out.c_str(), source.width(), source.height(),
-                levels.size(), levels.size() == 1 ? "" : "s", options.tile);
+    std::printf("%s: %d x %d, %zu level%s, %lld tile%s\n", options.out.c_str(), source->width(), source->height(),
+                levels.size(), levels.size() == 1 ? "" : "s", static_cast<long long>(count), count == 1 ? "" : "s");
     return kExitOk;
 }
 
@@ -188,12 +138,28 @@ int tiles(const TilesOptions &options) {
 
 void register_tiles(CLI::App &app, Action &action) {
     auto options = std::make_shared<TilesOptions>();
-    CLI::App *command = app.add_subcommand("tiles", "Cuts a JPEG or PNG into a pyramid of PNG tiles");
-    command->add_option("IN", options->in, "The picture")->required();
+    CLI::App *command = app.add_subcommand(
+        "tiles",
+        "Cuts a picture into tiles of all sizes in the Deep Zoom layout, with a page that shows them. JPEG, and PNG "
+        "that is not interlaced, take the memory of some rows; other pictures are decoded whole first.");
+    command->add_option("IN", options->in, "The picture: JPEG, PNG, GIF, BMP, WBMP or DNG")->required();
     command->add_option("DIR", options->out, "A folder that is not there yet, or empty")->required();
-    command->add_option("--tile", options->tile, "Side of a tile in pixels")
+    command->add_option("--tile", options->grid.side, "Side of a tile in pixels, without what overlaps")
         ->check(CLI::Range(16, 8192))
         ->capture_default_str();
+    command->add_option("--overlap", options->grid.overlap, "Pixels by which a tile reaches over into its neighbours")
+        ->check(CLI::Range(0, 8191))
+        ->capture_default_str();
+    command->add_option("--tile-format", options->format.name, "What the tiles are")
+        ->check(CLI::IsMember({"jpg", "png"}))
+        ->capture_default_str();
+    command->add_option("--quality", options->format.quality, "Of jpg tiles: 1 to 100")
+        ->check(CLI::Range(1, 100))
+        ->capture_default_str();
+    command->add_option("--threads", options->threads, "How many work on it")
+        ->check(CLI::Range(1, 64))
+        ->default_str("one a processor");
+    command->add_flag("--no-orient", options->no_orient, "Leaves the picture as it is stored");
     command->callback([options, &action] { action = [options] { return tiles(*options); }; });
 }
 

@@ -62,15 +62,6 @@ bool encode_png(png_structp png, png_infop info, const Picture &picture, FILE *s
 void be_silent(png_structp, png_const_charp) {}
 void jump_out(png_structp png, png_const_charp) { png_longjmp(png, 1); }
 
-void write_png(const Picture &picture, const std::string &path, OutputFile &file) {
-    std::vector<uint8_t> row(static_cast<size_t>(picture.width) * 3);
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, jump_out, be_silent);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    const bool written = info && encode_png(png, info, picture, file.stream(), row.data());
-    png_destroy_write_struct(&png, &info);
-    if (!written) throw Failure(path + ": cannot be written as PNG");
-}
-
 }  // namespace
 
 FileKind kind_of_file(const std::string &path) {
@@ -88,6 +79,15 @@ void check_output_name(const std::string &path) {
         throw BadUsage(path + ": the output's name has to end in .raw, .png, .ppm or .jpg");
 }
 
+void write_png(const Picture &picture, const std::string &path, FILE *stream) {
+    std::vector<uint8_t> row(static_cast<size_t>(picture.width) * 3);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, jump_out, be_silent);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    const bool written = info && encode_png(png, info, picture, stream, row.data());
+    png_destroy_write_struct(&png, &info);
+    if (!written) throw Failure(path + ": cannot be written as PNG");
+}
+
 void write_picture(const Picture &picture, const std::string &path, bool (*cancelled)(), const JpegOptions &jpeg) {
     catch_signals();  // before there is a file that a signal would leave behind
     OutputFile file(path);
@@ -98,7 +98,7 @@ void write_picture(const Picture &picture, const std::string &path, bool (*cance
             break;
         }
         case FileKind::kPng:
-            write_png(picture, path, file);
+            write_png(picture, path, file.stream());
             break;
         case FileKind::kPpm:
             write_ppm(picture, file);

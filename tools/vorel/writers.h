@@ -1,6 +1,7 @@
 // Pictures to files.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include "jpeg_writer.h"
@@ -24,5 +25,8 @@ void check_output_name(const std::string &path);
 
 // Replaces the file in one step; throws Failure and leaves everything as it was. `cancelled` is asked before that step.
 void write_picture(const Picture &picture, const std::string &path, bool (*cancelled)(), const JpegOptions &jpeg = {});
+
+// The PNG alone, to a stream that is open. The path is for messages.
+void write_png(const Picture &picture, const std::string &path, FILE *stream);
 
 }  // namespace vorel_tool

@@ -1,4 +1,5 @@
-/* Stands in for Android's libjnigraphics on a host: bitmaps are the stand-in class, whose pixels are a direct buffer. */
+/* Stands in for Android's libjnigraphics on a host: bitmaps are the stand-in class, whose pixels are a direct buffer.
+ */
 #include <jni.h>
 #include <stddef.h>
 #include <stdint.h>

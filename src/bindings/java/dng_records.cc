@@ -1,4 +1,4 @@
-// What a raw file says of itself, into Java objects.
+// The camera data of a raw file, into Java objects.
 #include <jni.h>
 
 #include <vorel/bindings_java.h>

@@ -20,7 +20,8 @@ final class Library {
 
     private static native byte[] takeLines();
 
-    static native long heapBytes();
+    /** What the library has allocated itself and not freed since the first call; -1 under a sanitizer. */
+    static native long liveBytes();
 
     static native byte[] jpeg(byte[] rgba, int width, int height);
 

@@ -101,4 +101,17 @@ final class Pictures {
         Files.write(path, bytes);
         return path.toString();
     }
+
+    /** The file becomes another one while the next bitmap is made: between the look at its size and the decode. */
+    static String growing(byte[] small, byte[] large) throws IOException {
+        String path = file(small);
+        android.graphics.Bitmap.meanwhile = () -> {
+            try {
+                Files.write(Path.of(path), large);
+            } catch (IOException e) {
+                throw new java.io.UncheckedIOException(e);
+            }
+        };
+        return path;
+    }
 }

@@ -42,6 +42,7 @@ final class VorelDngBitmapTest {
         allFields(exif, file);
         check.equal(exif.mExposureTime, "1/250", "a rational");
         check.equal(exif.mLensName, "Lens", "a text");
+        check.equal(exif.mArtist, "K\u00f6ln \ud83d\uddbc \ufffd", "a text that is not all UTF-8");
         check.equal(exif.mLensInfo2, "28/10", "one of a list");
         check.equal(exif.mExifVersion, 0x30323330L, "a version");
         check.equal(exif.mSoftware.length(), 255, "a text of 300 characters");
@@ -107,6 +108,17 @@ final class VorelDngBitmapTest {
         check.gives(true, 0, "finalizeRegionDecoderHandle", region);
         check.equal(region.handle, 0L, "handle behind its end");
 
+        // Whatever the fields say.
+        for (int[] field : new int[][] {{1, 1, 0, 0, 0}, {1, 8, 2, 100, 40}, {1, 9, -1, -5, 300}, {0, -1, 9, Integer.MIN_VALUE, Integer.MAX_VALUE}}) {
+            VorelDngInfo odd = new VorelDngInfo();
+            odd.UseInfo = field[0];
+            odd.UserBlackLevelRepeatRows = odd.UserBlackLevelRepeatCols = odd.SamplesPerPixel = field[1];
+            odd.count_nr = field[2];
+            odd.rd_t = odd.rd_l = field[3];
+            odd.rd_b = odd.rd_r = field[4];
+            odd.width = odd.height = 64;
+            decoded(file, odd);
+        }
         ByteBuffer small = ByteBuffer.allocateDirect(240 * 200 * 4 - 1);
         check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, small, info);
         check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocate(240 * 200 * 4), info);

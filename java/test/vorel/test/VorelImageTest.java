@@ -43,6 +43,12 @@ final class VorelImageTest {
             byte[] pixels = Check.bytes(whole), cut = new byte[64 * 32 * 4];
             for (int y = 0; y < 32; ++y) System.arraycopy(pixels, ((y + 32) * width + 16) * 4, cut, y * 256, 256);
             check.same(Check.bytes(part), cut, what + ", a rectangle is a cut of the picture");
+            int[] origin = what.equals("DNG") && width == 160 ? new int[] {32, 16} : new int[2];
+            for (int sample : new int[] {2, 4, 8}) {
+                byte[] wanted = Library.decodeRegion(path, origin[0] - 32, origin[1] + 16, origin[0] + 96, origin[1] + 80, sample);
+                check.same(Check.bytes(image.region(-32, 16, 96, 80, sample)), wanted, what + ", a rectangle that hangs over / " + sample);
+            }
+            check.that(image.region(0, 0, width, height, 32).width == width / 32, what + " / 32");
             throwing(IllegalArgumentException.class, "sample size 0", () -> image.decode(0));
             throwing(IOException.class, "an empty rectangle", () -> image.region(5, 5, 5, 9, 1));
             image.close();
@@ -107,6 +113,24 @@ final class VorelImageTest {
             }
         });
         Bitmap.last = null;
+        // The pass in front of the first rectangle makes no bitmap; it lasts for some milliseconds.
+        AtomicInteger delay = new AtomicInteger();
+        check.isCancelled("region", () -> {
+            try (VorelImage image = VorelImage.open(path)) {
+                Thread canceller = new Thread(() -> {
+                    for (long until = System.nanoTime() + delay.addAndGet(1000000); System.nanoTime() < until;) Thread.onSpinWait();
+                    image.cancel();
+                });
+                canceller.start();
+                Library.takeLog();
+                throwing(CancellationException.class, "a cancelled pass", () -> {
+                    for (;;) image.region(0, 0, 64, 64, 1);
+                });
+                canceller.join();
+                return Library.takeLog().contains("JPEG Scan fail");
+            }
+        });
+        Bitmap.last = null;
     }
 
     private static long globalReferences() throws Exception {
@@ -122,12 +146,15 @@ final class VorelImageTest {
         return 0;
     }
 
-    private static long nativeHeap() throws InterruptedException {
-        for (int i = 0; i < 3; ++i) {
+    /** What the library holds when everything that was forgotten is collected. */
+    private static long liveBytes() throws InterruptedException {
+        long live = 0;
+        for (int i = 0; i < 5; ++i) {
             System.gc();
-            Thread.sleep(50);
+            Thread.sleep(40);
+            live = Library.liveBytes();
         }
-        return Library.heapBytes();
+        return live;
     }
 
     private static void decodes(String[] paths, byte[][] files, int count) throws IOException {
@@ -147,14 +174,14 @@ final class VorelImageTest {
         byte[][] files = new byte[paths.length][];
         for (int i = 0; i < paths.length; ++i) files[i] = Files.readAllBytes(Path.of(paths[i]));
         decodes(paths, files, Math.max(count / 4, 200));
-        long heap = nativeHeap(), resident = residentBytes(), references = globalReferences();
+        long live = liveBytes(), resident = residentBytes(), references = globalReferences();
         decodes(paths, files, count);
-        long heapAfter = nativeHeap(), residentAfter = residentBytes(), referencesAfter = globalReferences();
-        System.out.printf("%d decodes: native heap %+d bytes, resident %+d KB, %+d global references%n", 2 * count, heapAfter - heap,
+        long liveAfter = liveBytes(), residentAfter = residentBytes(), referencesAfter = globalReferences();
+        System.out.printf("%d decodes: %+d bytes of the library's, resident memory %+d KB, %+d global references%n", 2 * count, liveAfter - live,
             (residentAfter - resident) / 1024, referencesAfter - references);
-        // The virtual machine's own heap comes and goes by a megabyte or two.
-        check.that(heapAfter - heap < (4 << 20) + 100L * count, "native heap grew by " + (heapAfter - heap));
-        check.that(residentAfter - resident < 24 << 20, "resident memory grew by " + (residentAfter - resident));
+        check.equal(liveAfter - live, 0L, "bytes that are not freed");
+        // A sanitizer remembers where each block came from.
+        check.that(live < 0 || residentAfter - resident < 24 << 20, "resident memory grew by " + (residentAfter - resident));
         check.that(referencesAfter - references < 20, "global references: " + references + ", then " + referencesAfter);
     }
 
@@ -185,6 +212,7 @@ final class VorelImageTest {
         race(png, false);
         cancelled(Pictures.file(Pictures.jpeg(6000, 4000)));
         forgotten(jpeg);
+        Library.liveBytes();
         String decodes = System.getenv("VOREL_JVM_DECODES");
         leaks(new String[] {jpeg, png, raw}, (decodes == null ? 1000 : Integer.parseInt(decodes)) / 2);
         check.end();

@@ -87,7 +87,7 @@ public final class VorelDngBitmap {
      * @param data the file
      * @param length its bytes
      * @param out receives info.width by info.height pixels
-     * @param info tells the size
+     * @param info states the size
      * @return 0, or -1
      */
     public static native int DecodeDNGPreviewImageBufferJNI(ByteBuffer data, int length, ByteBuffer out, VorelDngInfo info);

@@ -5,7 +5,7 @@ package com.vorelsoft.images;
  * numbers 0.
  */
 public class VorelDngExif {
-    /** Texts of the file. Dates are YYYY-MM-DDTHH:MM:SS+H:MM, all zeros where absent; storage infos tell where one stands. */
+    /** Texts of the file. Dates are YYYY-MM-DDTHH:MM:SS+H:MM, all zeros where absent; storage infos say where one stands. */
     public String mImageDescription, mMake, mModel, mSoftware, mArtist, mCopyright, mCopyright2,
             mUserComment, mDateTime, mDateTimeStorageInfo, mDateTimeOriginal, mDateTimeOriginalStorageInfo,
             mDateTimeDigitized, mDateTimeDigitizedStorageInfo;

@@ -16,7 +16,8 @@ import java.util.concurrent.locks.Lock;
 import java.util.concurrent.locks.ReentrantReadWriteLock;
 
 /**
- * One picture of a JPEG, PNG or DNG file: its size, all of it at a fraction of the size, and rectangles.
+ * One picture of a JPEG, PNG or DNG file: its size, all of it at a fraction of the size, and rectangles. Of BMP and GIF
+ * files, and of pictures with a side below 16 pixels, there are no rectangles.
  *
  * <pre>{@code
  * try (VorelImage image = VorelImage.open(path)) {
@@ -155,8 +156,8 @@ public final class VorelImage implements AutoCloseable {
 
     /**
      * Stops the decodes that run, for good: they and later ones throw CancellationException. Decodes of a whole JPEG and
-     * rectangles of a JPEG end within some rows; other decodes that run already go on to their end, and throw then. The
-     * image still has to be closed.
+     * rectangles of a JPEG, and the pass over it in front of the first one, end within some rows; what runs already of other
+     * pictures goes on to its end, and throws then. The image still has to be closed.
      */
     public void cancel() {
         source.cancel();
@@ -193,6 +194,8 @@ public final class VorelImage implements AutoCloseable {
 
     /** What the natives work on. It outlives the image while a call runs, and knows nothing of it, so that it can be freed. */
     private static final class Source implements Runnable {
+        private static final int JPEG = 1, MOST_SIDE = 49999;
+
         private final String path;
         private final byte[] data;
         /** Calls read, the end writes. */
@@ -204,6 +207,8 @@ public final class VorelImage implements AutoCloseable {
         private boolean raw;
         private int cropLeft, cropTop;
         private volatile long region;
+        /** Of a region that is no raw file's; set before it. */
+        private int regionType;
         private volatile boolean cancelled;
         private boolean closed;
 
@@ -308,20 +313,63 @@ public final class VorelImage implements AutoCloseable {
         }
 
         Bitmap region(int left, int top, int right, int bottom, int sampleSize) {
-            long handle = openedRegion();
-            if (handle == 0 || cancelled) return null;
-            Rect rect = new Rect(left + cropLeft, top + cropTop, right + cropLeft, bottom + cropTop);
-            return VorelCodecRegionDecoder.nativeDecodeRegion(handle, rect, options(sampleSize));
+            if (!openRegion() || cancelled) return null;
+            if (raw) {
+                Rect rect = new Rect(left + cropLeft, top + cropTop, right + cropLeft, bottom + cropTop);
+                return VorelCodecRegionDecoder.nativeDecodeRegion(region, rect, options(sampleSize));
+            }
+            long width = ((long) right - left) / sampleSize, height = ((long) bottom - top) / sampleSize;
+            if (width < 1 || height < 1 || width > MOST_SIDE || height > MOST_SIDE) return null;
+            Bitmap bitmap = Bitmap.createBitmap((int) width, (int) height, Bitmap.Config.ARGB_8888);
+            int done = regionType == JPEG
+                ? VorelBitmapRegionDecoderNative.nativeDoDecodeRegionEx(bitmap, region, left / sampleSize, top / sampleSize, (int) width, (int) height, 0, sampleSize)
+                : VorelBitmapRegionDecoderNative.nativeDoDecodeRegionPNGEx(bitmap, region, left, top, right - left, bottom - top, 0, sampleSize);
+            if (done == 1) return bitmap;
+            bitmap.recycle();
+            return null;
         }
 
-        private long openedRegion() {
+        private boolean openRegion() {
             synchronized (opening) {
-                if (region == 0) {
-                    region = path != null ? VorelCodecRegionDecoder.nativeNewInstance(path, options(1))
-                        : VorelCodecRegionDecoder.nativeNewInstanceByteArray(data, 0, data.length, options(1));
+                if (region == 0 && !cancelled) {
+                    if (raw) openRaw();
+                    else openPixels();
                 }
-                return region;
+                return region != 0;
             }
+        }
+
+        private void openRaw() {
+            region = path != null ? VorelCodecRegionDecoder.nativeNewInstance(path, options(1))
+                : VorelCodecRegionDecoder.nativeNewInstanceByteArray(data, 0, data.length, options(1));
+        }
+
+        /** The pass over a JPEG can be cancelled as a decode can. */
+        private void openPixels() {
+            VrBitmapFactory.Options o = begin(1);
+            try {
+                VorelBitmapRegionDecoderInternal open = path != null ? VorelBitmapRegionDecoderNative.nativeNewInstance(path, o)
+                    : VorelBitmapRegionDecoderNative.nativeNewInstanceBuffer(data, 0, data.length, o);
+                if (open == null) return;
+                regionType = open.mType;
+                region = open.mHandle;
+            } finally {
+                end(o);
+            }
+        }
+
+        private void cancelRegion() {
+            if (region == 0) return;
+            if (raw) VorelCodecRegionDecoder.nativeRegionCancel(region);
+            else if (regionType == JPEG) VorelBitmapFactory.DecodeCancel(region);
+        }
+
+        private void freeRegion() {
+            if (region == 0) return;
+            if (raw) VorelCodecRegionDecoder.nativeRecycle(region);
+            else if (regionType == JPEG) VorelBitmapRegionDecoderNative.nativeClean(region);
+            else VorelBitmapRegionDecoderNative.nativePNGClean(region);
+            region = 0;
         }
 
         void cancel() {
@@ -330,7 +378,7 @@ public final class VorelImage implements AutoCloseable {
             Lock reading = lock.readLock();
             if (!reading.tryLock()) return;
             try {
-                if (region != 0) VorelCodecRegionDecoder.nativeRegionCancel(region);
+                cancelRegion();
             } finally {
                 reading.unlock();
             }
@@ -365,8 +413,7 @@ public final class VorelImage implements AutoCloseable {
             writing.lock();
             try {
                 closed = true;
-                if (region != 0) VorelCodecRegionDecoder.nativeRecycle(region);
-                region = 0;
+                freeRegion();
             } finally {
                 writing.unlock();
             }

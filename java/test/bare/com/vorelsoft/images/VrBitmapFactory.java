@@ -1,0 +1,8 @@
+package com.vorelsoft.images;
+
+/** As if a shrinker had taken the fields away. */
+public class VrBitmapFactory {
+    private VrBitmapFactory() {}
+
+    public static class Options {}
+}
