@@ -135,6 +135,34 @@ inline hn::Vec<D8> in_order(D8 d, hn::Vec<D8> packed) {
     return reorder_lanes<BlockAfterBlock>(d, packed);
 }
 
+// Interleaving four vectors inside blocks gives, in the first result, the first four of each block, and so on. This
+// order of the sources makes the four results follow one another.
+struct QuarterByQuarter {
+    static constexpr int32_t from(int lane, int blocks) { return lane % 4 * blocks + lane / 4; }
+};
+template <class D8>
+inline hn::Vec<D8> for_interleaving(D8 d, hn::Vec<D8> natural) {
+    return reorder_lanes<QuarterByQuarter>(d, natural);
+}
+// a0 b0 c0 d0 a1 ... of vectors in that order.
+template <class D8>
+inline void store_interleaved(D8 d, hn::Vec<D8> a, hn::Vec<D8> b, hn::Vec<D8> c, hn::Vec<D8> e, uint8_t *out) {
+    if constexpr (hn::MaxLanes(D8()) <= 16) {
+        hn::StoreInterleaved4(a, b, c, e, d, out);
+    } else {
+        const hn::Repartition<uint16_t, D8> d16;
+        constexpr size_t kBytes = hn::MaxLanes(D8());
+        const auto ab_low = hn::BitCast(d16, hn::InterleaveLower(d, a, b));
+        const auto ab_high = hn::BitCast(d16, hn::InterleaveUpper(d, a, b));
+        const auto ce_low = hn::BitCast(d16, hn::InterleaveLower(d, c, e));
+        const auto ce_high = hn::BitCast(d16, hn::InterleaveUpper(d, c, e));
+        hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, ab_low, ce_low)), d, out);
+        hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, ab_low, ce_low)), d, out + kBytes);
+        hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, ab_high, ce_high)), d, out + 2 * kBytes);
+        hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, ab_high, ce_high)), d, out + 3 * kBytes);
+    }
+}
+
 // Of each block of a two 32-bit lanes, then those of b: 0 and 2 for kOdd 0, 1 and 3 for kOdd 1.
 #if HWY_ARCH_X86
 constexpr int kEvenFloats = 0x88, kOddFloats = 0xDD;

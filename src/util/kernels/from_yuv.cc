@@ -119,37 +119,12 @@ inline ChromaParts<D16> chroma_parts(D16 d, hn::Vec<D16> u, hn::Vec<D16> v) {
     return {red, green, blue, hn::Add(hn::ShiftRight<7>(u), hn::Set(d, 16384 >> 7))};
 }
 
-// The order in which interleaving within blocks leaves four-byte pixels one after another: four pixels of each block in
-// turn.
-struct DealtToBlocks {
-    static constexpr int32_t from(int lane, int blocks) { return lane % 4 * blocks + lane / 4; }
-};
 template <RgbFormat kFormat, class D8>
 inline hn::Vec<D8> ordered(D8 d, hn::Vec<D8> v) {
     if constexpr (kFormat == RgbFormat::kRgb) {
         return v;
     } else {
-        return reorder_lanes<DealtToBlocks>(d, v);
-    }
-}
-
-// Four bytes a pixel, of vectors in the order of DealtToBlocks.
-template <class D8>
-inline void store_pixels(D8 d, hn::Vec<D8> first, hn::Vec<D8> second, hn::Vec<D8> third, uint8_t *out) {
-    const auto alpha = hn::Set(d, 255);
-    if constexpr (hn::MaxLanes(D8()) == 16) {
-        hn::StoreInterleaved4(first, second, third, alpha, d, out);
-    } else {
-        const hn::Repartition<uint16_t, D8> d16;
-        constexpr size_t kBytes = hn::MaxLanes(D8());
-        const auto lower = hn::BitCast(d16, hn::InterleaveLower(d, first, second));
-        const auto lower_rest = hn::BitCast(d16, hn::InterleaveLower(d, third, alpha));
-        const auto upper = hn::BitCast(d16, hn::InterleaveUpper(d, first, second));
-        const auto upper_rest = hn::BitCast(d16, hn::InterleaveUpper(d, third, alpha));
-        hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, lower, lower_rest)), d, out);
-        hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, lower, lower_rest)), d, out + kBytes);
-        hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, upper, upper_rest)), d, out + 2 * kBytes);
-        hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, upper, upper_rest)), d, out + 3 * kBytes);
+        return for_interleaving(d, v);
     }
 }
 
@@ -186,9 +161,9 @@ inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &chroma, const uin
     if constexpr (kFormat == RgbFormat::kRgb) {
         hn::StoreInterleaved3(r, g, b, d, out);
     } else if constexpr (kFormat == RgbFormat::kBgra) {
-        store_pixels(d, b, g, r, out);
+        store_interleaved(d, b, g, r, hn::Set(d, 255), out);
     } else {
-        store_pixels(d, r, g, b, out);
+        store_interleaved(d, r, g, b, hn::Set(d, 255), out);
     }
 }
 

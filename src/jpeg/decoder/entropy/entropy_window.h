@@ -40,6 +40,7 @@ struct EntropyWindow {
 struct RunPlan {
     struct Block {
         const uint32_t *dc, *ac;
+        const uint64_t *pairs;
         uint32_t ac_shift;  // 64 less the bits that an AC look-up looks at; a walk looks at one more
         const uint16_t *skip;
         const DerivedTable *dc_table, *ac_table;

@@ -99,15 +99,12 @@ void build_fast_dc(const DerivedTable *table, uint32_t *entries) {
     const int32_t look_bits = table->look_bits;
     for (uint32_t ahead = 0; ahead < 1u << look_bits; ++ahead) {
         const Code code = find_code(table, ahead << (16 - look_bits), look_bits);
-        const int32_t size = code.symbol;
-        if (!code.length) {
-            entries[ahead] = pack_special(kEntryLongCode, 0, 0, 0);
-        } else if (size == kLosslessWholeSize) {
-            entries[ahead] = pack_value(code.length, 0, kLosslessWholeValue);
-        } else if (code.length + size <= look_bits) {
-            entries[ahead] = pack_value(code.length + size, 0, value_ahead(ahead, look_bits, code.length, size));
+        const auto length = static_cast<uint32_t>(code.length);
+        const uint32_t size = code.symbol;
+        if (length == 0 || size == kLosslessWholeSize) {
+            entries[ahead] = length << 8 | kDifferenceRare;
         } else {
-            entries[ahead] = pack_special(kEntryLongValue, code.length, 0, static_cast<uint32_t>(size));
+            entries[ahead] = (63 - size) << 16 | length << 8 | (length + size);
         }
     }
 }
@@ -137,6 +134,48 @@ void build_fast_ac(const DerivedTable *table, uint32_t *entries) {
     }
 }
 
+// A symbol with its value in the first `bits` of what is ahead (left-aligned in 16). advance 0: none.
+struct Coefficient {
+    int32_t bits;
+    uint32_t advance;
+    int32_t value;
+};
+Coefficient find_coefficient(const DerivedTable *table, uint32_t ahead, int32_t bits) {
+    const Code code = find_code(table, ahead, bits);
+    const int32_t size = code.symbol & 15;
+    const uint32_t run = code.symbol >> 4;
+    if (!code.length || code.length + size > bits || (size == 0 && run != 15)) return {0, 0, 0};
+    return {code.length + size, run + 1, size ? value_ahead(ahead, 16, code.length, size) : 0};
+}
+
+// The length of an end of block in the first `bits` of what is ahead; 0: there is none.
+int32_t find_end(const DerivedTable *table, uint32_t ahead, int32_t bits) {
+    const Code code = find_code(table, ahead, bits);
+    return code.length && (code.symbol & 15) == 0 && code.symbol != 0xF0 ? code.length : 0;
+}
+
+uint64_t pair_entry(const DerivedTable *table, uint32_t ahead) {
+    const auto behind = [&](int32_t used) { return ahead << used & 0xFFFF; };
+    const Coefficient first = find_coefficient(table, ahead, kPairLookBits);
+    int32_t used = first.bits;
+    Coefficient second = {0, 0, first.value};
+    if (first.advance) second = find_coefficient(table, behind(used), kPairLookBits - used);
+    if (!second.advance) second.value = first.value;
+    used += second.bits;
+    const int32_t end = find_end(table, behind(used), kPairLookBits - used);
+    if (!first.advance && !end) {
+        const Code code = find_code(table, ahead, kPairLookBits);
+        const uint32_t length = static_cast<uint32_t>(code.length), size = code.symbol & 15;
+        if (length == 0) return kPairOdd << 8;
+        return (63 - size) << 24 | static_cast<uint32_t>((code.symbol >> 4) + 1) << 16 | kPairOdd << 8 |
+               (length + size) | static_cast<uint64_t>(length) << 32;
+    }
+    const uint32_t advance = first.advance + second.advance + (end ? kPairEnd : 0);
+    const auto value = [](int32_t of) { return static_cast<uint64_t>(static_cast<uint16_t>(of)); };
+    return value(second.value) << 48 | value(first.value) << 32 | first.advance << 16 | advance << 8 |
+           static_cast<uint32_t>(used + end);
+}
+
 // Each entry walks forward through its bits. Value bits may run past them, since nobody looks at them; a code
 // may not.
 void build_skip_table(const DerivedTable *table, uint16_t *entries) {
@@ -157,6 +196,7 @@ void build_skip_table(const DerivedTable *table, uint16_t *entries) {
             const uint32_t length = code_bits[rest];
             if (!length || used + length > look_bits) break;
             const uint32_t size = symbols[rest] & 15, run = symbols[rest] >> 4;
+            if (used + length + size > kMostSkipBits) break;
             used += length + size;
             if (size == 0 && run != 15) {
                 end_of_block = true;
@@ -164,7 +204,8 @@ void build_skip_table(const DerivedTable *table, uint16_t *entries) {
             }
             advance += run + 1;
         }
-        entries[ahead] = static_cast<uint16_t>(used | advance << 8 | (end_of_block ? kSkipEndOfBlock : 0));
+        entries[ahead] =
+            used == 0 ? kSkipNone : static_cast<uint16_t>(used | advance << 8 | (end_of_block ? kSkipEndOfBlock : 0));
     }
 }
 
@@ -185,6 +226,7 @@ bool derive(const RawHuffTable &raw, bool is_dc, bool lossless, int32_t look_bit
     const bool same = table->is_dc == is_dc && table->lossless == lossless && table->look_bits == look_bits;
     if (table->valid && same && std::memcmp(&table->raw, &raw, sizeof raw) == 0) return true;
     os_release(table->fast);
+    os_release(table->pairs);
     os_release(table->skip);
     std::memset(table, 0, sizeof *table);
     table->raw = raw;
@@ -221,6 +263,7 @@ void find_end_of_block(const DerivedTable *table, uint32_t *code, uint32_t *bits
 void release_table(DerivedTable *table) {
     if (!table) return;
     os_release(table->fast);
+    os_release(table->pairs);
     os_release(table->skip);
     BRIM_FakeFree(table);
 }
@@ -231,6 +274,15 @@ const uint32_t *fast_entries(DerivedTable *table) {
     if (!table->fast) return nullptr;
     table->is_dc ? build_fast_dc(table, table->fast) : build_fast_ac(table, table->fast);
     return table->fast;
+}
+
+const uint64_t *pair_entries(DerivedTable *table) {
+    if (table->pairs) return table->pairs;
+    table->pairs = os_allocate_array<uint64_t>(uint64_t{1} << kPairLookBits);
+    for (uint32_t ahead = 0; table->pairs && ahead < 1u << kPairLookBits; ++ahead) {
+        table->pairs[ahead] = pair_entry(table, ahead << (16 - kPairLookBits));
+    }
+    return table->pairs;
 }
 
 const uint16_t *skip_entries(DerivedTable *table) {

@@ -17,6 +17,7 @@ struct DerivedTable {
     bool valid;
     int32_t look_bits;  // that `fast` looks at; `skip` looks at one more
     uint32_t *fast;     // whole symbols with their values, see below; null until asked for
+    uint64_t *pairs;    // AC: two of them in an entry; null until asked for
     uint16_t *skip;     // walks over AC coefficients; null until asked for
 };
 
@@ -28,8 +29,17 @@ constexpr int kKeep2to1 = 19;  // the 4 x 4 corner but for its last entry
 constexpr int kKeep4to1 = 5;   // the 2 x 2 corner
 constexpr int kKeepDc = 1;
 
-// Look-ups of the fast path, one symbol with its value bits each. An entry, from the low end:
-//   6 bits  bits to consume
+// Look-ups of the fast path.
+//
+// A difference (DC tables): how to take it from the bits ahead without a branch on its size, from the low end
+//   6 bits  of the code and the value together
+//   1 bit   free
+//   1 bit   kDifferenceRare: a code that is longer than the look-up, or of size 16 (its length in the second byte)
+//   8 bits  of the code
+//   8 bits  63 less those of the value
+//
+// An AC symbol with its value bits:
+//   6 bits  to consume
 //   2 bits  kind, see below
 //   value:      5 bits of run + 1 (AC), a bit that an end of block behind it is taken in, 2 bits free, then the value
 //   as 16
@@ -37,6 +47,18 @@ constexpr int kKeepDc = 1;
 //   end of block: 4 bits 0, 4 bits n of a progressive scan's EOBn
 //   long value: 4 bits size, 4 bits run; code bits are to be consumed, the value follows
 // An AC entry is a value exactly when its upper half is not 0.
+//
+// Two AC symbols with their values, 64 bits:
+//   byte 0       bits to consume, of both
+//   byte 1       positions advanced by both, and 64 where an end of block follows that is taken in. kPairOdd: no symbol
+//                with its value fits; byte 0 then is what a lone one takes, 0 where its code does not fit either, byte
+//                3 is 63 less the bits of its value, byte 4 those of its code
+//   byte 2       positions advanced by the first; 0 in an end of block that stands alone
+//   16, 16 bits  the values. A lone symbol is there twice, second at the first's place; sixteen zeros are one 0.
+constexpr int kPairLookBits = 10;
+constexpr uint32_t kPairEnd = 64, kPairOdd = 128;
+constexpr uint32_t kDifferenceRare = 1 << 7;
+
 constexpr int kMostAcLookBits = 11;
 constexpr int kDcLookBits = 9;
 // Differences of whole samples are larger.
@@ -68,7 +90,10 @@ constexpr uint32_t entry_size(uint32_t entry) { return entry >> 8 & 15; }
 constexpr uint32_t entry_run(uint32_t entry) { return entry >> 12 & 15; }
 constexpr int32_t entry_value(uint32_t entry) { return static_cast<int32_t>(entry) >> 16; }
 
-// Skip entries: low byte bits to consume, high byte positions advanced, its top bit for an end of block.
+// Skip entries: low byte bits to consume, at most kMostSkipBits, high byte positions advanced, its top bit for an end
+// of block. kSkipNone: no symbol fits.
+constexpr uint32_t kMostSkipBits = 22;
+constexpr uint16_t kSkipNone = 0xFF00;
 constexpr int kMostSkipLookBits = kMostAcLookBits + 1;
 constexpr uint32_t kSkipEndOfBlock = 0x8000;
 
@@ -90,6 +115,7 @@ void find_end_of_block(const DerivedTable *table, uint32_t *code, uint32_t *bits
 
 // The look-ups of a derived table, made when they are first asked for; null when out of memory.
 const uint32_t *fast_entries(DerivedTable *table);
+const uint64_t *pair_entries(DerivedTable *table);
 const uint16_t *skip_entries(DerivedTable *table);
 
 }  // namespace vorel

@@ -88,6 +88,8 @@ bool prepare_fast_path(ScanReader *scan) {
         if (at.dc_table && !(at.dc = fast_entries(entropy.blockDc[b]))) return false;
         if (!at.ac_table) continue;
         if (!(at.ac = fast_entries(entropy.blockAc[b]))) return false;
+        // Bands of progressive scans go symbol by symbol.
+        if (!scan->ends_as_marker && !(at.pairs = pair_entries(entropy.blockAc[b]))) return false;
         at.ac_shift = 64 - static_cast<uint32_t>(at.ac_table->look_bits);
         find_end_of_block(at.ac_table, &at.end_code, &at.end_bits);
     }
@@ -183,6 +185,7 @@ bool complete_tables(ScanReader *scan) {
         DerivedTable *dc = entropy.blockDc[b], *ac = entropy.blockAc[b];
         if (dc && !fast_entries(dc)) return false;
         if (ac && (!fast_entries(ac) || !skip_entries(ac))) return false;
+        if (ac && !scan->ends_as_marker && !pair_entries(ac)) return false;
     }
     return true;
 }

@@ -144,24 +144,37 @@ inline hn::Vec<Widened<D8>> widen_upper(D8 d, hn::Vec<D8> v) {
     return hn::BitCast(Widened<D8>(), hn::InterleaveUpper(d, v, hn::Zero(d)));
 }
 
+// Bytes in the order that store_pixels wants of its colours: pixels of four bytes are interleaved.
+template <PixelFormat kFormat, class D>
+inline hn::Vec<D> in_store_order(D d, hn::Vec<D> v) {
+    if constexpr (kFormat == PixelFormat::kRgb565) {
+        return v;
+    } else {
+        const hn::Repartition<uint8_t, D> d8;
+        return hn::BitCast(d, for_interleaving(d8, hn::BitCast(d8, v)));
+    }
+}
+
 // The terms of as many pixels as D8 has lanes.
 template <class D8>
 struct PixelTerms {
     VectorTerms<Widened<D8>> lower, upper;
 };
-template <bool kShared, class D8>
+template <PixelFormat kFormat, bool kShared, class D8>
 inline PixelTerms<D8> load_terms(D8 d, const uint8_t *cb, const uint8_t *cr, int32_t x) {
     const Widened<D8> d16;
     if constexpr (kShared) {
         const hn::Half<D8> half;
-        const auto terms = vector_terms(d16, hn::PromoteTo(d16, hn::LoadU(half, cb + x / 2)),
-                                        hn::PromoteTo(d16, hn::LoadU(half, cr + x / 2)));
+        const auto terms =
+            vector_terms(d16, in_store_order<kFormat>(d16, hn::PromoteTo(d16, hn::LoadU(half, cb + x / 2))),
+                         in_store_order<kFormat>(d16, hn::PromoteTo(d16, hn::LoadU(half, cr + x / 2))));
         return {{hn::InterleaveLower(d16, terms.red, terms.red), hn::InterleaveLower(d16, terms.green, terms.green),
                  hn::InterleaveLower(d16, terms.blue, terms.blue)},
                 {hn::InterleaveUpper(d16, terms.red, terms.red), hn::InterleaveUpper(d16, terms.green, terms.green),
                  hn::InterleaveUpper(d16, terms.blue, terms.blue)}};
     } else {
-        const auto cb_row = hn::LoadU(d, cb + x), cr_row = hn::LoadU(d, cr + x);
+        const auto cb_row = in_store_order<kFormat>(d, hn::LoadU(d, cb + x));
+        const auto cr_row = in_store_order<kFormat>(d, hn::LoadU(d, cr + x));
         return {vector_terms(d16, widen_lower(d, cb_row), widen_lower(d, cr_row)),
                 vector_terms(d16, widen_upper(d, cb_row), widen_upper(d, cr_row))};
     }
@@ -171,9 +184,9 @@ template <class D8>
 struct VectorRgb {
     hn::Vec<D8> r, g, b;
 };
-template <class D8>
+template <PixelFormat kFormat, class D8>
 inline VectorRgb<D8> add_vector_luma(D8 d, const uint8_t *y, const PixelTerms<D8> &terms) {
-    const auto row = hn::LoadU(d, y);
+    const auto row = in_store_order<kFormat>(d, hn::LoadU(d, y));
     const auto lower = widen_lower(d, row), upper = widen_upper(d, row);
     return {pack_bytes(hn::Add(lower, terms.lower.red), hn::Add(upper, terms.upper.red)),
             pack_bytes(hn::Add(lower, terms.lower.green), hn::Add(upper, terms.upper.green)),
@@ -187,9 +200,9 @@ inline void store_pixels(D8 d, const VectorRgb<D8> &rgb, uint8_t *out) {
         const auto high = hn::Or(hn::And(rgb.r, hn::Set(d, 0xF8)), hn::ShiftRight<5>(rgb.g));
         hn::StoreInterleaved2(low, high, d, out);
     } else if constexpr (kFormat == PixelFormat::kBgra) {
-        hn::StoreInterleaved4(rgb.b, rgb.g, rgb.r, hn::Set(d, 255), d, out);
+        store_interleaved(d, rgb.b, rgb.g, rgb.r, hn::Set(d, 255), out);
     } else {
-        hn::StoreInterleaved4(rgb.r, rgb.g, rgb.b, hn::Set(d, 255), d, out);
+        store_interleaved(d, rgb.r, rgb.g, rgb.b, hn::Set(d, 255), out);
     }
 }
 
@@ -205,8 +218,8 @@ struct YccRow {
     uint8_t *out;
     template <class D8>
     void vector(D8 d, int32_t x) const {
-        const auto terms = load_terms<kShared>(d, cb, cr, x);
-        store_pixels<kFormat>(d, add_vector_luma(d, y + x, terms), out + pixel_at<kFormat>(x));
+        const auto terms = load_terms<kFormat, kShared>(d, cb, cr, x);
+        store_pixels<kFormat>(d, add_vector_luma<kFormat>(d, y + x, terms), out + pixel_at<kFormat>(x));
     }
     void scalar(int32_t x, int32_t count) const {
         const int32_t c = x / kUnit;
@@ -221,9 +234,9 @@ struct YccRowPair {
     uint8_t *out0, *out1;
     template <class D8>
     void vector(D8 d, int32_t x) const {
-        const auto terms = load_terms<true>(d, cb, cr, x);
-        store_pixels<kFormat>(d, add_vector_luma(d, y0 + x, terms), out0 + pixel_at<kFormat>(x));
-        store_pixels<kFormat>(d, add_vector_luma(d, y1 + x, terms), out1 + pixel_at<kFormat>(x));
+        const auto terms = load_terms<kFormat, true>(d, cb, cr, x);
+        store_pixels<kFormat>(d, add_vector_luma<kFormat>(d, y0 + x, terms), out0 + pixel_at<kFormat>(x));
+        store_pixels<kFormat>(d, add_vector_luma<kFormat>(d, y1 + x, terms), out1 + pixel_at<kFormat>(x));
     }
     void scalar(int32_t x, int32_t count) const {
         Scalar<kFormat>::ycc_pair(y0 + x, y1 + x, cb + x / 2, cr + x / 2, count, out0 + pixel_at<kFormat>(x),
@@ -238,7 +251,9 @@ struct RgbRow {
     uint8_t *out;
     template <class D8>
     void vector(D8 d, int32_t x) const {
-        const VectorRgb<D8> rgb = {hn::LoadU(d, r + x), hn::LoadU(d, g + x), hn::LoadU(d, b + x)};
+        const VectorRgb<D8> rgb = {in_store_order<kFormat>(d, hn::LoadU(d, r + x)),
+                                   in_store_order<kFormat>(d, hn::LoadU(d, g + x)),
+                                   in_store_order<kFormat>(d, hn::LoadU(d, b + x))};
         store_pixels<kFormat>(d, rgb, out + pixel_at<kFormat>(x));
     }
     void scalar(int32_t x, int32_t count) const {
@@ -295,7 +310,9 @@ struct InvertedRgb {
     uint8_t *c, *m, *yellow;
     template <class D8>
     VectorRgb<D8> vector(D8 d, int32_t x) const {
-        return add_vector_luma(d, y + x, load_terms<false>(d, cb, cr, x));
+        // Three planes, in the order that they have: as for words.
+        constexpr PixelFormat kNatural = PixelFormat::kRgb565;
+        return add_vector_luma<kNatural>(d, y + x, load_terms<kNatural, false>(d, cb, cr, x));
     }
     template <class D8>
     void store(D8 d, const VectorRgb<D8> &rgb, int32_t x) const {
