@@ -479,6 +479,6 @@ final class VorelBitmapFactoryTest {
         checkpoints();
         memory();
         cancelled();
-        check.end();
+        check.end(VorelBitmapFactoryTest::main);
     }
 }

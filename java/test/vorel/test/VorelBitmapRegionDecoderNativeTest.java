@@ -224,6 +224,6 @@ final class VorelBitmapRegionDecoderNativeTest {
         check.call("nativeClean", again.mHandle);
         refused(jpeg);
         cancelled();
-        check.end();
+        check.end(VorelBitmapRegionDecoderNativeTest::main);
     }
 }

@@ -95,6 +95,6 @@ final class VorelCodecInterfaceTest {
         check.fails("nativeDecodeByteArray", new byte[4], 2, 3, options(1));
         check.fails("nativeDecodeByteArray", null, 0, 3, options(1));
         check.logs(TAG, "not supported decoding size - width : 0, height : 0", "nativeDecodeFile", jpeg, options(1000));
-        check.end();
+        check.end(VorelCodecInterfaceTest::main);
     }
 }

@@ -83,6 +83,6 @@ final class VorelCodecRegionDecoderTest {
         check.fails("nativeNewInstanceByteArray", new byte[100], 0, 100, options(1));
         check.fails("nativeNewInstanceByteArray", null, 0, 100, options(1));
         check.fails("nativeDecodeRegion", 0L, new Rect(0, 0, 64, 64), options(1));
-        check.end();
+        check.end(VorelCodecRegionDecoderTest::main);
     }
 }

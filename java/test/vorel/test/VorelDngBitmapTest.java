@@ -170,6 +170,6 @@ final class VorelDngBitmapTest {
         check.that(Math.abs(psnr - 10 * Math.log10(255.0 * 255 * 4)) < 1e-9, "PSNR " + psnr);
         check.gives(false, 0.0, "Psnr", new byte[3], new byte[2], 3);
         check.gives(false, 0.0, "Psnr", null, new byte[2], 2);
-        check.end();
+        check.end(VorelDngBitmapTest::main);
     }
 }
