@@ -7,6 +7,7 @@
 #include "bindings/java/operations/comparison.h"
 #include "bindings/java/operations/encode.h"
 #include "bindings/java/operations/native_buffer.h"
+#include "bindings/java/operations/region_opening.h"
 #include "bindings/java/operations/unicode.h"
 #include "bindings/pictures.h"
 #include "core/core.h"
@@ -92,6 +93,18 @@ TEST(BindingsOperations, SubImages) {
                                  INT32_MAX, INT32_MAX),
               1);
     EXPECT_EQ(huge.bytes(), Bytes(4, 3));
+}
+
+// The session is opened with a map, exact kernels, and its own bytes.
+TEST(BindingsOperations, OpeningForRegions) {
+    const Bytes jpeg = jpeg_of(40, 16);
+    const int32_t length = static_cast<int32_t>(jpeg.size());
+    void *bytes = VORELBRIM_OsMalloc(length);
+    std::copy(jpeg.begin(), jpeg.end(), static_cast<uint8_t *>(bytes));
+    RegionOpening opening;
+    ASSERT_TRUE(opening.start(bytes, length) && opening.parse() && opening.scan());
+    EXPECT_EQ(opening.session()->decOption, 0x30000u);
+    EXPECT_EQ(opening.session()->fileBuffer, bytes);
 }
 
 TEST(BindingsOperations, Comparison) {

@@ -1,6 +1,7 @@
 // Rectangles through the calls for any type: each is a cut of the whole picture, wherever it lies.
 #include <gtest/gtest.h>
 #include <vorel/jpeg_region.h>
+#include <vorel/jpeg_statistics.h>
 #include <vorel/util.h>
 
 #include <atomic>
@@ -326,6 +327,16 @@ TEST(BindingsRegion, Cancel) {
     canceller.join();
     EXPECT_EQ(opened, nullptr);
     EXPECT_EQ(options.handle, nullptr);
+}
+
+TEST(BindingsRegion, IsAStepOfTheStatistics) {
+    const Handle handle = open_bytes(jpeg_of(kWidth, kHeight));
+    vorel_jpeg_stat_reset();
+    jsInfo.enabled = 1;
+    region_of(handle.get(), {16, 80, 16, 80}, 1);
+    jsInfo.enabled = 0;
+    vorel_jpeg_stat_collect();
+    EXPECT_GT(jsInfo.steps[JPEG_STAT_REGION].calls, 0u);
 }
 
 TEST(BindingsRegion, FailingAllocations) {

@@ -1,12 +1,11 @@
 #include "bindings/c/region_overhang.h"
 
-#include <vorel/jpeg_region.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "bindings/c/picture_bytes.h"
 #include "core/core.h"
+#include "jpeg/decoder/decoder.h"
 
 namespace vorel {
 namespace {
@@ -110,13 +109,8 @@ int32_t decode_clipped(void *output, int32_t format, const Extent &whole, const 
 int32_t region_inside(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height,
                       int32_t format, int32_t sample) {
     if (!session || !output || sample < 1) return 0;
-    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(session, x, y, width, height, sample);
-    if (!child) return 0;
-    child->outColorFormat = format;
-    const int32_t result = VORELBRIM_DecodeRegionBase(child, output, static_cast<int32_t>(session->imageWidth) / sample,
-                                                      static_cast<int32_t>(session->imageHeight) / sample);
-    VORELBRIM_DestroyDecInfo(child);
-    return result;
+    return decode_region_as(session, format, output, static_cast<int32_t>(session->imageWidth) / sample,
+                            static_cast<int32_t>(session->imageHeight) / sample, x, y, width, height, sample);
 }
 
 int32_t region_ex(DecInfo *session, void *output, int32_t x, int32_t y, int32_t width, int32_t height, int32_t format,

@@ -57,8 +57,10 @@ jobject decode_source(JNIEnv *env, const PictureSource &source, jobject options)
     GalleryOptions wanted;
     if (!read_options(env, kTagGallery, options, &wanted)) return nullptr;
     const GalleryPicture picture = find_picture(source);
-    write_size(env, kTagGallery, options, picture.width, picture.height);
-    if (wanted.just_bounds) return nullptr;
+    if (wanted.just_bounds) {
+        write_size(env, kTagGallery, options, picture.width, picture.height);
+        return nullptr;
+    }
     if (picture.type != VOREL_IMAGE_JPEG && picture.type != VOREL_IMAGE_PNG && !picture.is_raw()) return nullptr;
     const int32_t sample = std::max(wanted.sample, 1);
     // A raw file has at least one pixel at any reduction.
@@ -75,10 +77,11 @@ void log_null(const void *source, const void *options) {
 }
 
 // The preview of a raw file in memory.
-jobject decode_preview(JNIEnv *env, const void *bytes, int32_t length, jobject options) {
+jobject decode_preview(JNIEnv *env, const void *bytes, int32_t length, bool just_bounds, jobject options) {
     int32_t width = 0, height = 0;
     if (VrParseDNGPreview(bytes, length, &width, &height) != 1) return nullptr;
     write_size(env, kTagGallery, options, width, height);
+    if (just_bounds) return nullptr;
     return decoded_bitmap(env, kTagGallery, width, height,
                           [&](void *pixels) { return VrDecodeDNGPreview(bytes, length, pixels, width, height) == 1; });
 }
@@ -129,7 +132,7 @@ JNIEXPORT jobject JNICALL Java_com_hdn_halden_gallery_decoder_VorelCodecInterfac
     const int32_t size = file_size(kLogError, kTagGallery, name.path());
     if (size <= 0) return nullptr;
     const OwnedSession file(open_whole_file(name.path(), size, COLOR_RGBA8888, 0));
-    return file ? decode_preview(env, file->fileBuffer, file->ioInfo->size, options) : nullptr;
+    return file ? decode_preview(env, file->fileBuffer, file->ioInfo->size, wanted.just_bounds, options) : nullptr;
 }
 
 JNIEXPORT jint JNICALL Java_com_hdn_halden_gallery_decoder_VorelCodecInterface_nativeParseMetadata(JNIEnv *env, jclass,

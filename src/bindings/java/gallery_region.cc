@@ -1,8 +1,6 @@
 // Natives that decode rectangles for galleries. A handle is a RegionHandle.
 #include <vorel/bindings.h>
 
-#include <cstring>
-
 #include <com_hdn_halden_gallery_decoder_regiondecoder_VorelCodecRegionDecoder.h>
 #include "bindings/java/gallery_support.h"
 #include "bindings/java/java_bytes.h"
@@ -69,8 +67,8 @@ JNIEXPORT jlong JNICALL
 Java_com_hdn_halden_gallery_decoder_regiondecoder_VorelCodecRegionDecoder_nativeNewInstanceByteArray(
     JNIEnv *env, jclass, jbyteArray data, jint offset, jint length, jobject options) {
     if (!has_options(env, options)) return 0;
-    OsBlock copy(length > 0 ? os_allocate(static_cast<size_t>(length)) : nullptr);
-    if (!copy || !read_bytes(env, data, offset, copy.as<void>(), length)) return 0;
+    OsBlock copy(copy_bytes(env, data, offset, length));
+    if (!copy) return 0;
     VrOptions record = {};
     RegionHandle *region = newInstanceByteArray(copy.as<void>(), length, &record);
     if (region) keep_bytes(region, &copy);

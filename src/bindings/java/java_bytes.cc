@@ -1,6 +1,7 @@
 #include "bindings/java/java_bytes.h"
 
 #include "bindings/java/java_calls.h"
+#include "core/core.h"
 
 namespace vorel {
 namespace {
@@ -33,6 +34,12 @@ bool read_bytes(JNIEnv *env, jbyteArray array, jint offset, void *out, jint leng
     if (!lies_inside(env, array, offset, length)) return false;
     env->GetByteArrayRegion(array, offset, length, static_cast<jbyte *>(out));
     return !clear_exception(env);
+}
+
+void *copy_bytes(JNIEnv *env, jbyteArray array, jint offset, jint length) {
+    if (length < 1 || !lies_inside(env, array, offset, length)) return nullptr;
+    OsBlock copy(os_allocate(static_cast<size_t>(length)));
+    return copy && read_bytes(env, array, offset, copy.as<void>(), length) ? copy.release() : nullptr;
 }
 
 bool write_bytes(JNIEnv *env, jbyteArray array, jint offset, const void *bytes, jint length) {

@@ -34,6 +34,8 @@ class JavaBytes {
 // Copies of a part of an array, from it and into it; false, with nothing copied, where the part does not lie in it.
 bool read_bytes(JNIEnv *env, jbyteArray array, jint offset, void *out, jint length);
 bool write_bytes(JNIEnv *env, jbyteArray array, jint offset, const void *bytes, jint length);
+// A copy of a part in a block of os_allocate; null for a part that is empty or does not lie in the array.
+void *copy_bytes(JNIEnv *env, jbyteArray array, jint offset, jint length);
 // A new array; null without memory.
 jbyteArray new_bytes(JNIEnv *env, const void *bytes, jint length);
 

@@ -1,6 +1,4 @@
 // Natives that open and close pictures for rectangles.
-#include <cstring>
-
 #include <com_vorelsoft_images_VorelBitmapRegionDecoderNative.h>
 #include "bindings/c/binding_log.h"
 #include "bindings/java/java_bytes.h"
@@ -80,13 +78,6 @@ jobject new_instance(JNIEnv *env, jobject options, const Start &start) {
     return filled(env, result, opening.release(), type);
 }
 
-void *copy_of(const JavaBytes &bytes) {
-    if (!bytes) return nullptr;
-    void *copy = os_allocate(static_cast<size_t>(bytes.size()));
-    if (copy) std::memcpy(copy, bytes.data(), static_cast<size_t>(bytes.size()));
-    return copy;
-}
-
 // A side of an open picture; Record is DecInfo or vpng_tile_index.
 template <typename Record, typename Side>
 jint side_of(jlong handle, Side Record::*side) {
@@ -113,7 +104,7 @@ JNIEXPORT jobject JNICALL Java_com_vorelsoft_images_VorelBitmapRegionDecoderNati
 JNIEXPORT jobject JNICALL Java_com_vorelsoft_images_VorelBitmapRegionDecoderNative_nativeNewInstanceBuffer(
     JNIEnv *env, jclass, jbyteArray data, jint offset, jint length, jobject options) {
     return new_instance(env, options, [&](RegionOpening *opening) {
-        return opening->start(copy_of(JavaBytes(env, data, offset, length)), length);
+        return opening->start(copy_bytes(env, data, offset, length), length);
     });
 }
 

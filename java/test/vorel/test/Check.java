@@ -14,12 +14,15 @@ final class Check {
     private final Class<?> natives;
     private final Map<String, int[]> calls = new TreeMap<>();
     private int passed, failed;
+    /** What the library holds behind the first run of all; -1 before that. */
+    private long live = -1;
 
     Check(Class<?> natives) {
         this.natives = natives;
         for (Method method : natives.getDeclaredMethods())
             if (Modifier.isNative(method.getModifiers())) calls.put(method.getName(), new int[2]);
         Library.captureLog();
+        Library.liveBytes();
     }
 
     synchronized void that(boolean holds, String what) {
@@ -126,8 +129,18 @@ final class Check {
         return bitmap == null ? null : bytes(bitmap.pixels);
     }
 
-    /** Prints what was called how often, and ends the process. */
-    void end() {
+    interface Main {
+        void main(String[] arguments) throws Exception;
+    }
+
+    /** Runs all a second time, unless null, which leaves nothing behind. Prints what was called how often, and ends the process. */
+    void end(Main all) throws Exception {
+        Library.takeLog();
+        boolean first = live < 0;
+        long before = live;
+        live = Library.liveBytes();
+        if (first && live >= 0 && all != null) all.main(null);
+        that(first || live == before, live - before + " bytes of the library's are not freed");
         for (Map.Entry<String, int[]> call : calls.entrySet()) {
             int[] counts = call.getValue();
             System.out.printf("%-56s %5d succeeded %5d failed%n", call.getKey(), counts[0], counts[1]);

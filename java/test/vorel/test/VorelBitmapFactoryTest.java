@@ -480,6 +480,6 @@ final class VorelBitmapFactoryTest {
         checkpoints();
         memory();
         cancelled();
-        check.end();
+        check.end(VorelBitmapFactoryTest::main);
     }
 }

@@ -72,6 +72,11 @@ final class VorelBitmapRegionDecoderNativeTest {
         byte[] planes = Library.memoryAt(memory[0], 16 * 16 * 3 / 2);
         check.that(planes[0] == 0 && planes[256] == (byte) 128 && planes[15 * 16 + 15] != 0, "planes are black outside");
         VorelBitmapFactory.recycleNativeBuffer(memory[0]);
+        check.succeeds("nativeDoDecodeRegionExToNativeBuffer", memory, handle, -4, -4, 16, 16, 19, 1);
+        byte[] pairs = Library.memoryAt(memory[0], 16 * 16 * 3 / 2);
+        // The last pair is U and V of the planes.
+        check.that(pairs[382] == planes[319] && pairs[383] == planes[383] && planes[319] != planes[383], "pairs of U and V");
+        VorelBitmapFactory.recycleNativeBuffer(memory[0]);
         check.succeeds("nativeDoDecodeRegionToNativeBuffer", memory, handle, 40, 30, 64, 32, 0, 1);
         check.same(Library.memoryAt(memory[0], 64 * 32 * 4), cut(whole, WIDTH, 40, 30, 64, 32), "into new memory");
         VorelBitmapFactory.recycleNativeBuffer(memory[0]);
@@ -179,6 +184,7 @@ final class VorelBitmapRegionDecoderNativeTest {
         check.fails("nativeClean", 0L);
         check.fails("nativePNGClean", 0L);
         check.fails("nativeNewInstanceWithOpt", 0L);
+        check.call("nativeClean", check.<VorelBitmapRegionDecoderInternal>succeeds("nativeNewInstance", Pictures.file(Pictures.jpeg(16, 40)), o).mHandle);
         // A PNG whose rows cannot be read is open, without an index.
         byte[] png = Pictures.png(WIDTH, HEIGHT);
         byte[] cut = Arrays.copyOf(png, 60);
@@ -224,6 +230,6 @@ final class VorelBitmapRegionDecoderNativeTest {
         check.call("nativeClean", again.mHandle);
         refused(jpeg);
         cancelled();
-        check.end();
+        check.end(VorelBitmapRegionDecoderNativeTest::main);
     }
 }

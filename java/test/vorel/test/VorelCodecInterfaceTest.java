@@ -28,7 +28,7 @@ final class VorelCodecInterfaceTest {
             BitmapFactory.Options o = options(sample);
             Bitmap bitmap = check.succeeds("nativeDecodeFile", path, o);
             String request = what + " at " + sample;
-            check.that(o.outWidth == width && o.outHeight == height, request + ": " + o.outWidth + " x " + o.outHeight);
+            check.that(o.outWidth == 0 && o.outHeight == 0, request + ": " + o.outWidth + " x " + o.outHeight);
             check.equal(bitmap.width, (2 * width + sample) / (2 * sample), request + ", width");
             check.same(Check.bytes(bitmap), Library.decodeFile(path, sample), request);
             // The frame's entry rounds sizes down.
@@ -62,6 +62,10 @@ final class VorelCodecInterfaceTest {
         BitmapFactory.Options o = options(1);
         Bitmap preview = check.succeeds("nativeDecodePreview", path, o);
         check.that(preview.width == o.outWidth && preview.height == o.outHeight && preview.width > 0, "preview");
+        o = options(1);
+        o.inJustDecodeBounds = true;
+        check.fails("nativeDecodePreview", path, o);
+        check.that(o.outWidth == preview.width && o.outHeight == preview.height, "bounds of the preview");
         check.fails("nativeParseMetadata", path, "no such fields");
         check.logs(TAG, "Illegal option field make", "nativeParseMetadata", path, new Object());
     }
@@ -95,6 +99,6 @@ final class VorelCodecInterfaceTest {
         check.fails("nativeDecodeByteArray", new byte[4], 2, 3, options(1));
         check.fails("nativeDecodeByteArray", null, 0, 3, options(1));
         check.logs(TAG, "not supported decoding size - width : 0, height : 0", "nativeDecodeFile", jpeg, options(1000));
-        check.end();
+        check.end(VorelCodecInterfaceTest::main);
     }
 }

@@ -85,10 +85,17 @@ final class VorelDngBitmapTest {
         VorelDngInfo info = new VorelDngInfo();
         check.gives(true, 0, "parseDNGImageBufferJNI", file, bytes.length, info);
         check.that(info.width == 240 && info.height == 200 && info.SamplesPerPixel == 1 && info.handle == 0, "parsed");
-        check.that(info.mCropWidth == 240 && info.FileBlackLevelRepeatRows > 0, "crop " + info.mCropWidth);
+        VorelDngInfo cropped = new VorelDngInfo();
+        byte[] other = Library.dng(-240, 200);
+        check.gives(true, 0, "parseDNGImageBufferJNI", direct(other), other.length, cropped);
+        check.that(Arrays.equals(new int[] {cropped.mCropOriginX, cropped.mCropOriginY, cropped.mCropWidth, cropped.mCropHeight,
+            cropped.FileBlackLevelRepeatRows, cropped.FileBlackLevelRepeatCols}, new int[] {32, 16, 160, 120, 1, 1}), "crop and levels");
         byte[] whole = Check.bytes(decoded(file, info));
         check.same(whole, Library.decodeFile(Pictures.file(bytes), 1), "the C entry's pixels");
         check.equal(info.handle, 0L, "nothing to cancel behind a decode");
+        info.count_nr = 2;
+        check.that(!Arrays.equals(Check.bytes(decoded(file, info)), whole), "noise reduction");
+        info.count_nr = 0;
 
         VorelDngInfo region = new VorelDngInfo();
         region.bRegionDecoder = true;
@@ -170,6 +177,6 @@ final class VorelDngBitmapTest {
         check.that(Math.abs(psnr - 10 * Math.log10(255.0 * 255 * 4)) < 1e-9, "PSNR " + psnr);
         check.gives(false, 0.0, "Psnr", new byte[3], new byte[2], 3);
         check.gives(false, 0.0, "Psnr", null, new byte[2], 2);
-        check.end();
+        check.end(VorelDngBitmapTest::main);
     }
 }

@@ -215,6 +215,6 @@ final class VorelImageTest {
         Library.liveBytes();
         String decodes = System.getenv("VOREL_JVM_DECODES");
         leaks(new String[] {jpeg, png, raw}, (decodes == null ? 1000 : Integer.parseInt(decodes)) / 2);
-        check.end();
+        check.end(null);
     }
 }

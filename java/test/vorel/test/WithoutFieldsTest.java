@@ -5,6 +5,9 @@ import com.hdn.halden.gallery.decoder.VorelCodecInterface;
 import com.hdn.halden.gallery.decoder.regiondecoder.VorelCodecRegionDecoder;
 import com.vorelsoft.images.VorelBitmapFactory;
 import com.vorelsoft.images.VorelBitmapRegionDecoderNative;
+import com.vorelsoft.images.VorelDngBitmap;
+import com.vorelsoft.images.VorelDngExif;
+import com.vorelsoft.images.VorelDngMetadata;
 import com.vorelsoft.images.VrBitmapFactory;
 
 /** Classes that lack the fields which natives look up: each native says so and fails. */
@@ -38,6 +41,10 @@ final class WithoutFieldsTest {
         refused("VrBitmapDecoder|Can't find field mHandle", VorelBitmapRegionDecoderNative.nativeNewInstance(path, o));
         refused("VrBitampFactory|Illegal option field inJustDecodeBounds", VorelCodecInterface.nativeDecodeFile(path, platform));
         refused("VrBitmapRegionDecoderJNI|Illegal option field inJustDecodeBounds", VorelCodecRegionDecoder.nativeNewInstance(path, platform));
+        // Camera data goes into the fields that are there.
+        byte[] raw = Library.dng(0, 0);
+        if (VorelDngBitmap.parseMetadataJNI(raw, raw.length, new VorelDngMetadata(), new VorelDngExif(), null) == 1) ++passed;
+        else refused("fields that are not there", null);
         System.out.println(passed + " passed, 0 failed");
     }
 }

@@ -3,6 +3,7 @@
 
 #include "core/core.h"
 #include "core/session.h"
+#include "jpeg/decoder/decoder.h"
 #include "jpeg/decoder/region/children.h"
 #include "jpeg/decoder/setup.h"
 #include "jpeg/decoder/statistics/statistics.h"
@@ -78,6 +79,17 @@ void give_back_map(DecInfo *child) {
     BRIMJ_DestroyJpegInfo(child);
 }
 
+int32_t decode_region_as(DecInfo *base, int32_t format, void *output, int32_t width, int32_t height, int32_t x,
+                         int32_t y, int32_t part_width, int32_t part_height, int32_t sample) {
+    const StepScope scope(JPEG_STAT_REGION);
+    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(base, x, y, part_width, part_height, sample);
+    if (!child) return 0;
+    child->outColorFormat = format;
+    const int32_t result = VORELBRIM_DecodeRegionBase(child, output, width, height);
+    VORELBRIM_DestroyDecInfo(child);
+    return result;
+}
+
 }  // namespace vorel
 
 using namespace vorel;
@@ -114,12 +126,9 @@ int32_t VORELBRIM_DecodeRegionBase(DecInfo *child, void *output, int32_t width, 
 
 int32_t VORELBRIM_DecodeRegion(DecInfo *base, void *output, int32_t width, int32_t height, int32_t x, int32_t y,
                                int32_t partialWidth, int32_t partialHeight, int32_t sampleSize) {
-    const StepScope scope(JPEG_STAT_REGION);
-    DecInfo *child = BRIMJ_CreateTemporaryDecInfo(base, x, y, partialWidth, partialHeight, sampleSize);
-    if (!child) return 0;
-    const int32_t result = VORELBRIM_DecodeRegionBase(child, output, width, height);
-    VORELBRIM_DestroyDecInfo(child);
-    return result;
+    if (!base) return 0;
+    return decode_region_as(base, base->outColorFormat, output, width, height, x, y, partialWidth, partialHeight,
+                            sampleSize);
 }
 
 }  // extern "C"

@@ -20,10 +20,10 @@ public final class VorelDngBitmap {
      *
      * @param data the file
      * @param length its bytes
-     * @param offset element 0 receives where the packet begins; 0 without one
+     * @param offset element 0 receives where the packet begins, 0 without one
      * @param size element 0 receives its bytes
      * @param exif receives the camera data; may be null
-     * @return 0, or negative
+     * @return 1, 0 when there is no packet, or negative, and nothing is changed
      */
     public static native int parseXMPBufferJNI(byte[] data, int length, long[] offset, int[] size, VorelDngExif exif);
 

@@ -7,6 +7,7 @@ import com.hdn.halden.gallery.decoder.VorelCodecInterface;
 import com.hdn.halden.gallery.decoder.VorelMetadata;
 import com.hdn.halden.gallery.decoder.regiondecoder.VorelCodecRegionDecoder;
 import java.io.IOException;
+import java.lang.ref.Reference;
 import java.nio.ByteBuffer;
 import java.util.Collections;
 import java.util.IdentityHashMap;
@@ -100,7 +101,7 @@ public final class VorelImage implements AutoCloseable {
         try {
             return source.result(source.raw ? source.develop(sampleSize) : source.decode(sampleSize));
         } finally {
-            lock.unlock();
+            leave(lock);
         }
     }
 
@@ -117,7 +118,7 @@ public final class VorelImage implements AutoCloseable {
         try {
             return source.result(source.raw ? null : source.decodeToBuffer(sampleSize));
         } finally {
-            lock.unlock();
+            leave(lock);
         }
     }
 
@@ -138,7 +139,7 @@ public final class VorelImage implements AutoCloseable {
         try {
             return source.result(source.region(left, top, right, bottom, sampleSize));
         } finally {
-            lock.unlock();
+            leave(lock);
         }
     }
 
@@ -167,6 +168,13 @@ public final class VorelImage implements AutoCloseable {
     @Override
     public void close() {
         source.run();
+    }
+
+    /** An image that nobody else knows is not collected, and freed, before its call is over. */
+    private void leave(Lock lock) {
+        lock.unlock();
+        // Without a cleaner nothing frees it; the platform may have no fence then.
+        if (CLEANER != null) Reference.reachabilityFence(this);
     }
 
     private static void checkSample(int sampleSize) {
@@ -373,6 +381,7 @@ public final class VorelImage implements AutoCloseable {
         }
 
         void cancel() {
+            if (cancelled) return;
             cancelled = true;
             // Gets in while others read and one waits to write; not when that one is at it, which then waits for no call.
             Lock reading = lock.readLock();

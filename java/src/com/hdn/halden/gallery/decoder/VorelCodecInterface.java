@@ -18,7 +18,8 @@ public final class VorelCodecInterface {
      * Decodes a file.
      *
      * @param path of the file
-     * @param o sides are divided by inSampleSize; outWidth and outHeight receive the size of the picture
+     * @param o sides are divided by inSampleSize; with inJustDecodeBounds outWidth and outHeight receive the size of the
+     *     picture, 0 for what is none; else they are left alone
      * @return a new bitmap of ARGB_8888, or null, also with inJustDecodeBounds
      */
     public static native Bitmap nativeDecodeFile(String path, BitmapFactory.Options o);
@@ -39,7 +40,7 @@ public final class VorelCodecInterface {
      *
      * @param path of a DNG file
      * @param o outWidth and outHeight receive the size of the preview
-     * @return a new bitmap of ARGB_8888, or null
+     * @return a new bitmap of ARGB_8888, or null, also with inJustDecodeBounds
      */
     public static native Bitmap nativeDecodePreview(String path, BitmapFactory.Options o);
 
