@@ -1,6 +1,5 @@
 #include "bindings/pictures.h"
 
-#include <gtest/gtest.h>
 #include <vorel/jpeg_encoder.h>
 
 #include <cmath>
@@ -32,7 +31,7 @@ Bytes jpeg_of(int width, int height) {
     Bytes pixels = picture_rgba(width, height);
     int32_t size = 0;
     uint8_t *stream = static_cast<uint8_t *>(VORELBRIM_OsMalloc(2048));
-    EXPECT_EQ(compressToByte(pixels.data(), width, height, COLOR_RGBA8888, &stream, &size, 90), 1);
+    if (compressToByte(pixels.data(), width, height, COLOR_RGBA8888, &stream, &size, 90) != 1) size = 0;
     return taken(stream, static_cast<size_t>(size));
 }
 

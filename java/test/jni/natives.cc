@@ -2,20 +2,24 @@
 // the pixels that the C entries give for the same request.
 #include <vorel/bindings.h>
 #include <vorel/bindings_java.h>
-#include <vorel/jpeg_encoder.h>
 
 #include <malloc.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <string>
-#include <vector>
 
+#include "bindings/pictures.h"
 #include "dng/support/dng_builder.h"
+#include "png/images.h"
+#include "support/layouts.h"
+#include "support/samples.h"
 #include "vorel_test_Library.h"
+
+using namespace vorel::test;
 
 namespace {
 
@@ -41,19 +45,42 @@ jbyteArray array_of(JNIEnv *env, const void *bytes, size_t size) {
     return array;
 }
 
-std::vector<uint8_t> bytes_of(JNIEnv *env, jbyteArray array) {
-    std::vector<uint8_t> bytes(static_cast<size_t>(env->GetArrayLength(array)));
-    env->GetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size()), reinterpret_cast<jbyte *>(bytes.data()));
-    return bytes;
+// UTF-8; JNI's own is another one beyond U+FFFF.
+std::string text_of(JNIEnv *env, jstring text) {
+    std::u16string units(static_cast<size_t>(env->GetStringLength(text)), u' ');
+    env->GetStringRegion(text, 0, env->GetStringLength(text), reinterpret_cast<jchar *>(units.data()));
+    return std::filesystem::path(units).string();
 }
 
-// UTF-8, as Java writes it into an array.
-std::string path_of(JNIEnv *env, jbyteArray utf8) {
-    const std::vector<uint8_t> bytes = bytes_of(env, utf8);
-    return std::string(bytes.begin(), bytes.end());
+// A mosaic of 12 bits in a file with tags of every kind.
+Bytes raw_file(int width, int height, bool cropped) {
+    DngBuilder builder = dng_whole_file();
+    // Text as files have it: beyond U+FFFF, and no UTF-8 at all.
+    add_tags(builder.tags, {dng_text(315, "K\xC3\xB6ln \xF0\x9F\x96\xBC \xFF")});
+    if (width == 0) return builder.build();
+    DngImage &mosaic = builder.subs[0];
+    mosaic = dng_mosaic(static_cast<uint32_t>(width), static_cast<uint32_t>(height), 12);
+    if (cropped) add_tags(mosaic.tags, {dng_longs(50719, {32, 16}), dng_longs(50720, {160, 120})});
+    for (int i = 0; i < width * height; ++i) {
+        mosaic.samples.push_back(static_cast<uint32_t>(i * 37 % 3001 + i / width * 2));
+    }
+    return builder.build();
 }
 
-size_t side(int32_t whole, int32_t sample) { return static_cast<size_t>((whole * 2 + sample) / (2 * sample)); }
+Bytes picture_of(const std::string &type, int width, int height) {
+    if (type == "RGBA") return picture_rgba(width, height);
+    if (type == "JPEG") return jpeg_of(width, height);
+    if (type == "PNG") return make_png({width, height, 6, 8});
+    if (type == "GIF") return gif_still();
+    if (type == "BMP") {
+        // 24 bits a pixel, rows of whole words.
+        const Bytes header = bmp_header(40, static_cast<uint32_t>(width), static_cast<uint32_t>(height));
+        const size_t row_bytes = static_cast<size_t>(width * 3 + 3) / 4 * 4;
+        return cat({header, {1, 0, 24, 0}, Bytes(24, 0), noise(row_bytes * static_cast<size_t>(height), 5)});
+    }
+    return raw_file(width, height, type == "cropped DNG");
+}
+
 
 }  // namespace
 
@@ -79,67 +106,45 @@ JNIEXPORT jlong JNICALL Java_vorel_test_Library_liveBytes(JNIEnv *, jclass) {
     return vorel_test_live_bytes && vorel_test_count_allocations() ? vorel_test_live_bytes() : -1;
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_jpeg(JNIEnv *env, jclass, jbyteArray rgba, jint width,
-                                                          jint height) {
-    std::vector<uint8_t> pixels = bytes_of(env, rgba);
-    int32_t size = 4096;
-    auto *out = static_cast<uint8_t *>(std::malloc(static_cast<size_t>(size)));
-    const int32_t result = compressToByte(pixels.data(), width, height, COLOR_RGBA8888, &out, &size, 90);
-    const jbyteArray array = result == 1 ? array_of(env, out, static_cast<size_t>(size)) : nullptr;
-    std::free(out);
-    return array;
-}
-
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_dng(JNIEnv *env, jclass, jint width, jint height) {
-    using namespace vorel::test;
-    DngBuilder builder = dng_whole_file();
-    const bool cropped = width < 0;
-    if (cropped) width = -width;
-    // Text as files have it: beyond U+FFFF, and no UTF-8 at all.
-    add_tags(builder.tags, {dng_text(315, "K\xC3\xB6ln \xF0\x9F\x96\xBC \xFF")});
-    if (width > 0) {
-        builder.subs[0] = dng_mosaic(static_cast<uint32_t>(width), static_cast<uint32_t>(height), 12);
-        if (cropped) add_tags(builder.subs[0].tags, {dng_longs(50719, {32, 16}), dng_longs(50720, {160, 120})});
-        auto &samples = builder.subs[0].samples;
-        samples.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
-        for (size_t i = 0; i < samples.size(); ++i)
-            samples[i] = static_cast<uint32_t>(i * 37 % 3001 + i / static_cast<size_t>(width) * 2);
-    }
-    const Bytes bytes = builder.build();
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_picture(JNIEnv *env, jclass, jstring type, jint width,
+                                                             jint height) {
+    const Bytes bytes = picture_of(text_of(env, type), width, height);
     return array_of(env, bytes.data(), bytes.size());
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeFile(JNIEnv *env, jclass, jbyteArray path, jint sample) {
-    const std::string name = path_of(env, path);
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeFile(JNIEnv *env, jclass, jstring path, jint sample) {
+    const std::string name = text_of(env, path);
     VrOptions options = {};
     options.colorFormat = COLOR_RGBA8888;
     options.sampleSize = sample;
     void *pixels = decodeFile(name.c_str(), &options);
-    const jbyteArray array = array_of(env, pixels, 4 * side(options.width, sample) * side(options.height, sample));
+    const Size size = rounded(options.width, options.height, sample);
+    const jbyteArray array = array_of(env, pixels, 4 * area(size.width, size.height));
     std::free(pixels);
     return array;
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jbyteArray path,
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jstring path,
                                                                      jint sample) {
-    const std::string name = path_of(env, path);
+    const std::string name = text_of(env, path);
     int32_t width = 0, height = 0;
     if (VorelGetImageInfoFromFile(name.c_str(), 0, 0, &width, &height) == 0) return nullptr;
-    std::vector<uint8_t> pixels(4 * side(width, sample) * side(height, sample));
+    const Size size = rounded(width, height, sample);
+    Bytes pixels(4 * area(size.width, size.height));
     if (!VorelDecodeFile(name.c_str(), pixels.data(), 0, COLOR_RGBA8888, sample)) return nullptr;
     return array_of(env, pixels.data(), pixels.size());
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeRegion(JNIEnv *env, jclass, jbyteArray path, jint left,
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeRegion(JNIEnv *env, jclass, jstring path, jint left,
                                                                   jint top, jint right, jint bottom, jint sample) {
-    const std::string name = path_of(env, path);
+    const std::string name = text_of(env, path);
     VrOptions options = {};
     RegionHandle *handle = newInstanceFile(name.c_str(), &options);
     if (!handle) return nullptr;
     options.sampleSize = sample;
     void *pixels = decodeRegion(handle, left, right, top, bottom, &options);
     const jbyteArray array =
-        array_of(env, pixels, 4 * static_cast<size_t>((right - left) / sample * ((bottom - top) / sample)));
+        array_of(env, pixels, 4 * area((right - left) / sample, (bottom - top) / sample));
     std::free(pixels);
     recycle(handle);
     return array;

@@ -8,58 +8,67 @@ import java.nio.ByteBuffer;
 import java.util.Arrays;
 import java.util.Map;
 import java.util.TreeMap;
+import java.util.concurrent.Callable;
+import java.util.concurrent.atomic.AtomicBoolean;
+import java.util.function.BooleanSupplier;
 
 /** Calls the natives of one class by their names, and counts how often each succeeded and failed as it should. */
 final class Check {
-    private final Class<?> natives;
+    private final Map<String, Method> natives = new TreeMap<>();
     private final Map<String, int[]> calls = new TreeMap<>();
     private int passed, failed;
 
-    Check(Class<?> natives) {
-        this.natives = natives;
-        for (Method method : natives.getDeclaredMethods())
-            if (Modifier.isNative(method.getModifiers())) calls.put(method.getName(), new int[2]);
+    Check(Class<?> type) {
+        for (Method method : type.getDeclaredMethods()) {
+            if (!Modifier.isNative(method.getModifiers())) continue;
+            natives.put(method.getName(), method);
+            calls.put(method.getName(), new int[2]);
+        }
         Library.captureLog();
     }
 
     synchronized void that(boolean holds, String what) {
         if (holds) {
             ++passed;
-        } else {
-            ++failed;
-            String log = Library.takeLog();
-            StackTraceElement[] stack = new Throwable().getStackTrace();
-            int at = 1;
-            while (at + 1 < stack.length && stack[at].getClassName().equals(Check.class.getName())) ++at;
-            System.out.println("FAILED: " + what + " (" + stack[at] + ") log: " + log.substring(Math.max(0, log.length() - 500)));
+            return;
         }
+        ++failed;
+        StackWalker.StackFrame at = StackWalker.getInstance().walk(frames -> frames.filter(f -> !f.getClassName().equals(Check.class.getName())).findFirst().get());
+        System.out.println("FAILED: " + what + " (" + at + ") log: " + Library.takeLog());
     }
 
     void equal(Object is, Object wanted, String what) {
         that(wanted.equals(is), what + ": is " + is + ", not " + wanted);
     }
 
-    void same(byte[] is, byte[] wanted, String what) {
-        that(is != null && wanted != null && Arrays.equals(is, wanted), what + ": " + (is == null ? "none"
-            : wanted == null ? "nothing to compare with" : is.length + " bytes, wanted " + wanted.length + ", differ at " + Arrays.mismatch(is, wanted)));
+    /** Bytes, or what a bitmap or a direct buffer holds. */
+    void same(Object is, Object wanted, String what) {
+        byte[] have = bytes(is), want = bytes(wanted);
+        that(have != null && want != null && Arrays.equals(have, want), what + ": " + (have == null ? "none" : want == null ? "nothing to compare with"
+            : have.length + " bytes, wanted " + want.length + ", differ at " + Arrays.mismatch(have, want)));
+    }
+
+    static byte[] bytes(Object of) {
+        if (of == null || of instanceof byte[]) return (byte[]) of;
+        ByteBuffer all = (of instanceof Bitmap ? ((Bitmap) of).pixels : (ByteBuffer) of).duplicate();
+        byte[] bytes = new byte[all.capacity()];
+        all.clear();
+        all.get(bytes);
+        return bytes;
     }
 
     /** No native may throw, leave an exception pending or a bitmap locked. */
     @SuppressWarnings("unchecked")
     <T> T call(String name, Object... arguments) {
-        for (Method method : natives.getDeclaredMethods()) {
-            if (!method.getName().equals(name)) continue;
-            try {
-                T result = (T) method.invoke(null, arguments);
-                for (Object argument : arguments) unlocked(name, argument);
-                unlocked(name, result);
-                return result;
-            } catch (InvocationTargetException | IllegalAccessException | IllegalArgumentException e) {
-                that(false, name + ": " + (e.getCause() == null ? e : e.getCause()));
-                return null;
-            }
+        try {
+            T result = (T) natives.get(name).invoke(null, arguments);
+            for (Object argument : arguments) unlocked(name, argument);
+            unlocked(name, result);
+            return result;
+        } catch (InvocationTargetException | IllegalAccessException e) {
+            that(false, name + ": " + e.getCause());
+            return null;
         }
-        throw new IllegalArgumentException(name);
     }
 
     private void unlocked(String name, Object object) {
@@ -72,25 +81,28 @@ final class Check {
         return result;
     }
 
-    private static boolean means(Object result) {
-        return result instanceof Double ? (Double) result != 0 : result instanceof Number ? ((Number) result).longValue() > 0 || ((Number) result).longValue() < -4096 : result != null;
+    /** An object, or a number above 0; a handle may have its highest bit set. */
+    private static boolean isSuccess(Object result) {
+        if (result instanceof Double) return (Double) result != 0;
+        if (!(result instanceof Number)) return result != null;
+        long value = ((Number) result).longValue();
+        return value > 0 || value < -4096;
     }
 
-    /** A result above 0 (handles may have their highest bit set), or an object. */
     <T> T succeeds(String name, Object... arguments) {
         T result = this.<T>call(name, arguments);
-        return counted(true, means(result), result, name);
+        return counted(true, isSuccess(result), result, name);
     }
 
     <T> T fails(String name, Object... arguments) {
         T result = this.<T>call(name, arguments);
-        return counted(false, !means(result), result, name);
+        return counted(false, !isSuccess(result), result, name);
     }
 
     /** For natives whose success, or failure, is a value of its own. */
-    <T> T gives(boolean success, T wanted, String name, Object... arguments) {
-        T result = this.<T>call(name, arguments);
-        return counted(success, wanted.equals(result), result, name);
+    void gives(boolean success, Object wanted, String name, Object... arguments) {
+        Object result = call(name, arguments);
+        counted(success, wanted.equals(result), result, name);
     }
 
     /** The call has to fail and to leave this text in the log, under this tag. */
@@ -98,36 +110,64 @@ final class Check {
         Library.takeLog();
         fails(name, arguments);
         String log = Library.takeLog();
-        that(log.contains("6|" + tag + "|" + text), name + " should log " + tag + "|" + text + ", not " + log);
+        that(text.isEmpty() || log.contains("6|" + tag + "|" + text), name + " should log " + tag + "|" + text + ", not " + log);
     }
 
-    interface Attempt {
-        /** True where the cancel came in time. */
-        boolean cancelled() throws Exception;
+    /** Called with null and 0 alone, a native fails and leaves this text in the log. */
+    void refusesNothing(String name, String tag, String text) {
+        Map<Class<?>, Object> zeros = Map.of(int.class, 0, long.class, 0L);
+        logs(tag, text, name, Arrays.stream(natives.get(name).getParameterTypes()).map(zeros::get).toArray());
     }
 
-    /** A second thread that cancels may be late, on a machine that has other work; not always. */
-    void isCancelled(String what, Attempt attempt) throws Exception {
+    /** A call that succeeds and whose pixels, a bitmap's or a buffer's, are these. */
+    <T> T makes(Object pixels, String name, Object... arguments) {
+        T result = this.<T>succeeds(name, arguments);
+        same(result, pixels, name);
+        return result;
+    }
+
+    /** A call that fails and recycles the bitmap that it had made. */
+    void recycles(String name, Object... arguments) {
+        Bitmap.last = null;
+        fails(name, arguments);
+        that(Bitmap.last != null && Bitmap.last.recycled, name + " recycles its bitmap");
+    }
+
+    interface Body {
+        void run() throws Exception;
+    }
+
+    /** What the body makes the library allocate is freed behind it; the first run makes what the library keeps. */
+    void leavesNothing(String what, Body body) throws Exception {
+        body.run();
+        long live = Library.liveBytes();
+        body.run();
+        equal(Library.liveBytes() - live, 0L, what + ", bytes that are not freed");
+    }
+
+    /** Runs the decode while a second thread calls cancel, until that says that it is done. */
+    static <T> T whileCancelling(BooleanSupplier cancel, Callable<T> decode) throws Exception {
+        AtomicBoolean over = new AtomicBoolean();
+        Thread canceller = new Thread(() -> {
+            while (!over.get() && !cancel.getAsBoolean()) Thread.onSpinWait();
+        });
+        canceller.start();
+        T result = decode.call();
+        over.set(true);
+        canceller.join();
+        return result;
+    }
+
+    /** The attempt gives true where its cancel came in time; that may be late on a busy machine, but not always. */
+    void isCancelled(String what, Callable<Boolean> attempt) throws Exception {
         for (int i = 0; i < 20; ++i)
-            if (attempt.cancelled()) return;
+            if (attempt.call()) return;
         that(false, what + " never sees a cancel");
     }
 
-    static byte[] bytes(ByteBuffer buffer) {
-        if (buffer == null) return null;
-        byte[] bytes = new byte[buffer.capacity()];
-        ByteBuffer all = buffer.duplicate();
-        all.clear();
-        all.get(bytes);
-        return bytes;
-    }
-
-    static byte[] bytes(Bitmap bitmap) {
-        return bitmap == null ? null : bytes(bitmap.pixels);
-    }
-
-    /** Prints what was called how often, and ends the process. */
+    /** Every native refuses null and 0. Prints what was called how often, and ends the process. */
     void end() {
+        for (String name : natives.keySet()) refusesNothing(name, "", "");
         for (Map.Entry<String, int[]> call : calls.entrySet()) {
             int[] counts = call.getValue();
             System.out.printf("%-56s %5d succeeded %5d failed%n", call.getKey(), counts[0], counts[1]);

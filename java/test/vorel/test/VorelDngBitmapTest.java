@@ -8,7 +8,6 @@ import java.lang.reflect.Field;
 import java.lang.reflect.Modifier;
 import java.nio.ByteBuffer;
 import java.util.Arrays;
-import java.util.concurrent.atomic.AtomicBoolean;
 
 /** Raw files in memory. */
 final class VorelDngBitmapTest {
@@ -17,9 +16,7 @@ final class VorelDngBitmapTest {
     private VorelDngBitmapTest() {}
 
     private static ByteBuffer direct(byte[] file) {
-        ByteBuffer buffer = ByteBuffer.allocateDirect(file.length);
-        buffer.put(file);
-        return buffer;
+        return ByteBuffer.allocateDirect(file.length).put(file);
     }
 
     /** Every field of the record has a field of its name and type here: none keeps what it was. */
@@ -37,16 +34,15 @@ final class VorelDngBitmapTest {
             check.that(field.get(exif) != null && !field.get(exif).toString().equals("-77"), field.getName() + " is not filled");
     }
 
-    private static void cameraData(byte[] file) throws Exception {
+    private static void cameraData() throws Exception {
+        byte[] file = Library.picture("DNG", 0, 0);
         VorelDngExif exif = new VorelDngExif(), original = new VorelDngExif();
         allFields(exif, file);
         check.equal(exif.mExposureTime, "1/250", "a rational");
-        check.equal(exif.mLensName, "Lens", "a text");
         check.equal(exif.mArtist, "K\u00f6ln \ud83d\uddbc \ufffd", "a text that is not all UTF-8");
         check.equal(exif.mLensInfo2, "28/10", "one of a list");
         check.equal(exif.mExifVersion, 0x30323330L, "a version");
         check.equal(exif.mSoftware.length(), 255, "a text of 300 characters");
-        check.equal(exif.mInteroperabilityIndex, "R98", "interoperability");
 
         VorelDngMetadata metadata = new VorelDngMetadata();
         byte[] digest = metadata.mEmbeddedXMPDigest;
@@ -65,13 +61,10 @@ final class VorelDngBitmapTest {
         check.gives(true, 1, "parseXMPBufferJNI", file, file.length, offset, size, exif);
         check.that(size[0] >= 4 && file[(int) offset[0]] == '<', "XMP at " + offset[0] + ", " + size[0]);
         check.gives(false, -1, "parseXMPBufferJNI", file, file.length, new long[0], size, exif);
-        check.gives(false, -1, "parseXMPBufferJNI", file, file.length + 1, offset, size, exif);
         check.gives(false, -1, "parseMetadataJNI", new byte[50], 50, metadata, exif, original);
-        check.gives(false, -1, "parseMetadataJNI", null, 50, metadata, exif, original);
         VorelDngExif untouched = new VorelDngExif();
         check.gives(false, -1, "parseExifInfoJNI", new byte[50], 50, untouched);
         check.that(untouched.mMake == null, "a failure changes nothing");
-        check.gives(false, -1, "parseExifInfoJNI", file, 0, exif);
     }
 
     private static ByteBuffer decoded(ByteBuffer file, VorelDngInfo info) {
@@ -80,34 +73,29 @@ final class VorelDngBitmapTest {
         return out;
     }
 
-    private static void pictures(byte[] bytes) throws Exception {
-        ByteBuffer file = direct(bytes);
+    private static VorelDngInfo parsed(ByteBuffer file, boolean region) {
         VorelDngInfo info = new VorelDngInfo();
-        check.gives(true, 0, "parseDNGImageBufferJNI", file, bytes.length, info);
-        check.that(info.width == 240 && info.height == 200 && info.SamplesPerPixel == 1 && info.handle == 0, "parsed");
+        info.bRegionDecoder = region;
+        check.gives(true, 0, "parseDNGImageBufferJNI", file, file.capacity(), info);
+        check.that(info.width == 240 && info.height == 200 && info.SamplesPerPixel == 1 && (info.handle != 0) == region, "parsed");
         check.that(info.mCropWidth == 240 && info.FileBlackLevelRepeatRows > 0, "crop " + info.mCropWidth);
-        byte[] whole = Check.bytes(decoded(file, info));
+        return info;
+    }
+
+    private static void pictures() throws Exception {
+        byte[] bytes = Library.picture("DNG", 240, 200);
+        ByteBuffer file = direct(bytes), small = ByteBuffer.allocateDirect(240 * 200 * 4 - 1);
+        VorelDngInfo info = parsed(file, false);
+        ByteBuffer whole = decoded(file, info);
         check.same(whole, Library.decodeFile(Pictures.file(bytes), 1), "the C entry's pixels");
         check.equal(info.handle, 0L, "nothing to cancel behind a decode");
-
-        VorelDngInfo region = new VorelDngInfo();
-        region.bRegionDecoder = true;
-        check.gives(true, 0, "parseDNGImageBufferJNI", file, bytes.length, region);
-        check.that(region.handle != 0, "handle");
-        region.rd_t = 64;
-        region.rd_b = 96;
-        region.rd_l = 48;
-        region.rd_r = 112;
-        region.width = 64;
-        region.height = 32;
-        byte[] part = Check.bytes(decoded(file, region)), cut = new byte[part.length];
-        for (int y = 0; y < 32; ++y) System.arraycopy(whole, ((y + 64) * 240 + 48) * 4, cut, y * 256, 256);
-        check.same(part, cut, "a rectangle is a cut");
-        check.gives(true, 0, "cancelDecodingDNGImageBufferJNI", region);
-        check.that(!Arrays.equals(Check.bytes(decoded(file, region)), cut), "a rectangle behind a cancel");
-        check.gives(true, 0, "finalizeRegionDecoderHandle", region);
-        check.equal(region.handle, 0L, "handle behind its end");
-
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, small, info);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocate(240 * 200 * 4), info);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length + 1, whole, info);
+        check.gives(false, -1, "finalizeRegionDecoderHandle", info);
+        check.gives(false, -1, "cancelDecodingDNGImageBufferJNI", info);
+        check.gives(false, -1, "parseDNGImageBufferJNI", direct(new byte[99]), 99, info);
+        rectangles(file, whole);
         // Whatever the fields say.
         for (int[] field : new int[][] {{1, 1, 0, 0, 0}, {1, 8, 2, 100, 40}, {1, 9, -1, -5, 300}, {0, -1, 9, Integer.MIN_VALUE, Integer.MAX_VALUE}}) {
             VorelDngInfo odd = new VorelDngInfo();
@@ -119,19 +107,6 @@ final class VorelDngBitmapTest {
             odd.width = odd.height = 64;
             decoded(file, odd);
         }
-        ByteBuffer small = ByteBuffer.allocateDirect(240 * 200 * 4 - 1);
-        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, small, info);
-        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocate(240 * 200 * 4), info);
-        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length + 1, small, info);
-        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, bytes.length, ByteBuffer.allocateDirect(240 * 200 * 4), region);
-        check.gives(false, -1, "DecodeDNGImageBufferJNI", null, 4, small, null);
-        check.gives(false, -1, "parseDNGImageBufferJNI", direct(new byte[99]), 99, info);
-        check.gives(false, -1, "parseDNGImageBufferJNI", file, bytes.length, null);
-        check.gives(false, -1, "finalizeRegionDecoderHandle", region);
-        check.gives(false, -1, "finalizeRegionDecoderHandle", info);
-        check.gives(false, -1, "cancelDecodingDNGImageBufferJNI", info);
-        check.gives(false, -1, "cancelDecodingDNGImageBufferJNI", (Object) null);
-
         VorelDngInfo preview = new VorelDngInfo();
         check.gives(true, 0, "parseDNGPreviewImageBufferJNI", file, bytes.length, preview);
         check.that(preview.width == 4 && preview.height == 3, "preview " + preview.width + " x " + preview.height);
@@ -140,36 +115,47 @@ final class VorelDngBitmapTest {
         check.gives(false, -1, "parseDNGPreviewImageBufferJNI", direct(new byte[99]), 99, preview);
     }
 
+    private static void rectangles(ByteBuffer file, ByteBuffer whole) {
+        VorelDngInfo region = parsed(file, true);
+        region.rd_t = 64;
+        region.rd_b = 96;
+        region.rd_l = 48;
+        region.rd_r = 112;
+        region.width = 64;
+        region.height = 32;
+        byte[] cut = Pictures.cut(Check.bytes(whole), 240, 48, 64, 64, 32);
+        check.same(decoded(file, region), cut, "a rectangle is a cut");
+        check.gives(true, 0, "cancelDecodingDNGImageBufferJNI", region);
+        check.that(!Arrays.equals(Check.bytes(decoded(file, region)), cut), "a rectangle behind a cancel");
+        check.gives(true, 0, "finalizeRegionDecoderHandle", region);
+        check.equal(region.handle, 0L, "handle behind its end");
+        check.gives(false, -1, "finalizeRegionDecoderHandle", region);
+        check.gives(false, -1, "DecodeDNGImageBufferJNI", file, file.capacity(), whole, region);
+    }
+
     /** From a second thread, while a large picture is developed. */
     private static void cancelled() throws Exception {
-        byte[] bytes = Library.dng(3000, 2000);
-        ByteBuffer file = direct(bytes);
+        ByteBuffer file = direct(Library.picture("DNG", 3000, 2000));
         check.isCancelled("DecodeDNGImageBufferJNI", () -> {
             VorelDngInfo info = new VorelDngInfo();
-            check.call("parseDNGImageBufferJNI", file, bytes.length, info);
-            AtomicBoolean over = new AtomicBoolean();
-            Thread canceller = new Thread(() -> {
-                while (!over.get() && VorelDngBitmap.cancelDecodingDNGImageBufferJNI(info) != 0) Thread.onSpinWait();
-            });
-            canceller.start();
-            byte[] pixels = Check.bytes(decoded(file, info));
-            over.set(true);
-            canceller.join();
+            check.call("parseDNGImageBufferJNI", file, file.capacity(), info);
+            ByteBuffer pixels = Check.whileCancelling(() -> VorelDngBitmap.cancelDecodingDNGImageBufferJNI(info) == 0, () -> decoded(file, info));
             int last = 0;
-            for (int i = pixels.length - 4000; i < pixels.length; ++i) last |= pixels[i];
+            for (int i = pixels.capacity() - 4000; i < pixels.capacity(); ++i) last |= pixels.get(i);
             return last == 0;
         });
     }
 
     public static void main(String[] arguments) throws Exception {
-        cameraData(Library.dng(0, 0));
-        pictures(Library.dng(240, 200));
+        check.leavesNothing("a raw file", () -> {
+            cameraData();
+            pictures();
+        });
         cancelled();
         check.gives(true, Double.POSITIVE_INFINITY, "Psnr", new byte[] {1, 2, 3}, new byte[] {1, 2, 3}, 3);
         double psnr = check.succeeds("Psnr", new byte[] {0, 0, 0, 0}, new byte[] {0, 1, 0, 0}, 4);
         check.that(Math.abs(psnr - 10 * Math.log10(255.0 * 255 * 4)) < 1e-9, "PSNR " + psnr);
         check.gives(false, 0.0, "Psnr", new byte[3], new byte[2], 3);
-        check.gives(false, 0.0, "Psnr", null, new byte[2], 2);
         check.end();
     }
 }

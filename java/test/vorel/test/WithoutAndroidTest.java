@@ -16,7 +16,8 @@ final class WithoutAndroidTest {
 
     public static void main(String[] arguments) throws Exception {
         Library.captureLog();
-        for (byte[] file : new byte[][] {Pictures.jpeg(160, 120), Pictures.png(160, 120)}) {
+        for (String type : new String[] {"JPEG", "PNG"}) {
+            byte[] file = Library.picture(type, 160, 120);
             String path = Pictures.file(file);
             byte[] wanted = Library.frameDecodeFile(path, 2);
             try (VorelImage image = VorelImage.open(path); VorelImage same = VorelImage.open(file)) {
@@ -25,7 +26,7 @@ final class WithoutAndroidTest {
                 expect(!decodes(image), "a bitmap");
             }
         }
-        try (VorelImage raw = VorelImage.open(Library.dng(240, 200))) {
+        try (VorelImage raw = VorelImage.open(Library.picture("DNG", 240, 200))) {
             expect(raw.width() == 240 && raw.height() == 200, "size of a raw file");
         }
         System.out.println("2 passed, 0 failed");

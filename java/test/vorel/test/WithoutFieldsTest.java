@@ -25,7 +25,7 @@ final class WithoutFieldsTest {
     }
 
     public static void main(String[] arguments) throws Exception {
-        byte[] jpeg = Pictures.jpeg(64, 64);
+        byte[] jpeg = Library.picture("JPEG", 64, 64);
         String path = Pictures.file(jpeg);
         VrBitmapFactory.Options o = new VrBitmapFactory.Options();
         BitmapFactory.Options platform = new BitmapFactory.Options();
