@@ -171,7 +171,8 @@ TEST(BindingsKept, AreOfJpegsAndOwnTheirBytes) {
 TEST(BindingsKept, Sizes) {
     const Bytes jpeg = jpeg_of(kWidth, kHeight);
     // Large enough a reduction for one piece, small ones, and below 1: the caller's size.
-    for (const auto &[sample, is_width, is_height] : {std::tuple{1, 200, 120}, {8, 25, 15}, {10, 20, 12}, {0, 31, 17}}) {
+    for (const auto &[sample, is_width, is_height] :
+         {std::tuple{1, 200, 120}, {8, 25, 15}, {10, 20, 12}, {0, 31, 17}}) {
         const OwnedSession session = kept(jpeg);
         int32_t width, height;
         kept_size(session.get(), {31, 17, sample}, &width, &height);
@@ -226,8 +227,9 @@ TEST(BindingsKept, StripsInTiles) {
             const auto compare = [&](const uint8_t *tile, const uint8_t *plane, int32_t x, int32_t y, int32_t rows) {
                 const int32_t columns = std::min(tiles.tile_width, kWidth - x);
                 for (int32_t row = 0; row < rows; ++row)
-                    wrong += std::memcmp(tile + row * tiles.tile_width * bytes, plane + ((y + row) * kWidth + x) * bytes,
-                                         static_cast<size_t>(columns * bytes)) != 0;
+                    wrong +=
+                        std::memcmp(tile + row * tiles.tile_width * bytes, plane + ((y + row) * kWidth + x) * bytes,
+                                    static_cast<size_t>(columns * bytes)) != 0;
             };
             int32_t first = 0, result = kIterMore;
             for (; result == kIterMore; first += tiles.rows()) {

@@ -173,8 +173,8 @@ TEST(BindingsRegion, FormatsThatHangOver) {
                                    {10, -30, 20, 20}}) {
             SCOPED_TRACE(std::to_string(format) + " " + std::to_string(at.x) + " " + std::to_string(at.y));
             const int left = std::max(at.x, 0), top = std::max(at.y, 0);
-            const Size size = {at.width, at.height}, part = {std::min(at.x + at.width, kWidth) - left,
-                                                             std::min(at.y + at.height, kHeight) - top};
+            const Size size = {at.width, at.height},
+                       part = {std::min(at.x + at.width, kWidth) - left, std::min(at.y + at.height, kHeight) - top};
             const bool empty = part.width <= 0 || part.height <= 0, planes = layout_of(format).pixel_bytes == 0;
             Bytes expected(format_bytes(format, at.width, at.height), planes ? 128 : 0x5A);
             if (planes) std::fill_n(expected.begin(), at.width * at.height, 0);

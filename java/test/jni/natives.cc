@@ -81,7 +81,6 @@ Bytes picture_of(const std::string &type, int width, int height) {
     return raw_file(width, height, type == "cropped DNG");
 }
 
-
 }  // namespace
 
 extern "C" {
@@ -124,8 +123,7 @@ JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeFile(JNIEnv *env, jcl
     return array;
 }
 
-JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jstring path,
-                                                                     jint sample) {
+JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_frameDecodeFile(JNIEnv *env, jclass, jstring path, jint sample) {
     const std::string name = text_of(env, path);
     int32_t width = 0, height = 0;
     if (VorelGetImageInfoFromFile(name.c_str(), 0, 0, &width, &height) == 0) return nullptr;
@@ -143,8 +141,7 @@ JNIEXPORT jbyteArray JNICALL Java_vorel_test_Library_decodeRegion(JNIEnv *env, j
     if (!handle) return nullptr;
     options.sampleSize = sample;
     void *pixels = decodeRegion(handle, left, right, top, bottom, &options);
-    const jbyteArray array =
-        array_of(env, pixels, 4 * area((right - left) / sample, (bottom - top) / sample));
+    const jbyteArray array = array_of(env, pixels, 4 * area((right - left) / sample, (bottom - top) / sample));
     std::free(pixels);
     recycle(handle);
     return array;

@@ -24,12 +24,6 @@ final class VorelBitmapFactoryTest {
         return new VrBitmapFactory.Options();
     }
 
-    private static VrBitmapFactory.Options sampled(int sample) {
-        VrBitmapFactory.Options o = options();
-        o.inSampleSize = sample;
-        return o;
-    }
-
     private static Bitmap bitmap(int width, int height) {
         return new Bitmap(width, height, 4, width * 4);
     }
@@ -65,13 +59,14 @@ final class VorelBitmapFactoryTest {
         byte[] file = Library.picture(type, WIDTH, HEIGHT);
         String path = Pictures.file(file);
         for (int sample : new int[] {0, 1, 2, 4, 8}) {
-            VrBitmapFactory.Options o = sampled(sample);
             byte[] wanted = Library.frameDecodeFile(path, Math.max(sample, 1));
-            check.makes(wanted, "nativeDecodeFile", path, o);
-            check.that(o.outWidth == WIDTH && o.outHeight == HEIGHT && o.mWidth == WIDTH && o.mDecodeHandle == 0, type + ", size, nothing to cancel");
-            check.makes(wanted, "nativeDecodeByteArray", file, 0, file.length, sampled(sample));
-            check.makes(wanted, "nativeDecodeFileToBuffer", path, sampled(sample));
-            check.makes(wanted, "nativeDecodeByteArrayToBuffer", file, 0, file.length, sampled(sample));
+            for (String name : new String[] {"nativeDecodeFile", "nativeDecodeByteArray", "nativeDecodeFileToBuffer", "nativeDecodeByteArrayToBuffer"}) {
+                VrBitmapFactory.Options o = options();
+                o.inSampleSize = sample;
+                if (name.contains("File")) check.makes(wanted, name, path, o);
+                else check.makes(wanted, name, file, 0, file.length, o);
+                check.that(o.outWidth == WIDTH && o.outHeight == HEIGHT && o.mWidth == WIDTH && o.mDecodeHandle == 0, type + ", size, nothing to cancel");
+            }
         }
         VrBitmapFactory.Options o = options();
         o.inJustDecodeBounds = true;
@@ -100,14 +95,10 @@ final class VorelBitmapFactoryTest {
     }
 
     private static void refused() throws Exception {
-        String text = Pictures.file("This is no picture, though it is long enough for one.".getBytes("UTF-8")), missing = "/nowhere/at all";
-        VrBitmapFactory.Options large = options();
-        large.mWidth = 50000;
-        large.mHeight = 1;
+        String text = Pictures.file("This is no picture, though it is long enough for one.".getBytes("UTF-8"));
         for (String name : new String[] {"nativeDecodeFile", "nativeDecodeFileToBuffer"}) {
             check.logs(TAG, "not supported file type", name, text, options());
-            check.logs(TAG, "Error : can't file open in getFileSize : " + missing, name, missing, options());
-            check.logs(TAG, "not supported decoding size", name, jpegPath, large);
+            check.fails(name, "/nowhere/at all", options());
         }
         for (String name : new String[] {"nativeDecodeByteArray", "nativeDecodeByteArrayToBuffer"}) {
             check.fails(name, jpeg, 1, jpeg.length, options());
@@ -128,8 +119,6 @@ final class VorelBitmapFactoryTest {
         check.succeeds(pooled, jpeg, 0, jpeg.length, options(), 40, 32, 100, 60, pool);
         check.same(pool, wanted, "to a pool's buffer");
         check.logs(TAG, "incorrect rect size - x : 300, y : 0, w : 100, h : 60", "nativePartialDecodeFile", jpegPath, options(), 300, 0, 100, 60);
-        check.fails("nativePartialDecodeByteArray", jpeg, 0, jpeg.length, options(), -1, 0, 10, 0);
-        check.fails("nativePartialDecodeByteArrayToBuffer", jpeg, 0, jpeg.length, options(), 0, Integer.MAX_VALUE, 8, 8);
         check.fails(pooled, jpeg, 0, jpeg.length, options(), 40, 32, 101, 60, pool);
         check.fails(pooled, jpeg, 0, jpeg.length, options(), 40, 32, 100, 60, ByteBuffer.allocate(wanted.length));
     }
@@ -241,8 +230,6 @@ final class VorelBitmapFactoryTest {
         long memory = check.<Long>succeeds("DecodeJPEGThumbnailToNativeBuffer", kept(), 84, 52, 2);
         check.same(Library.memoryAt(memory, 84 * 52 * 4), thumbnail, "a thumbnail in new memory");
         check.succeeds("recycleNativeBuffer", memory);
-        check.fails("DecodeJPEGThumbnail", kept(), thumbnail, 85, 52, 2);
-        check.fails("DecodeJPEGThumbnailToBuffer", kept(), small, 85, 52, 2);
         check.fails("DecodeJPEGThumbnailToNativeBuffer", kept(), 0, 52, 2);
     }
 

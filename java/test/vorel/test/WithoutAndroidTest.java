@@ -23,20 +23,16 @@ final class WithoutAndroidTest {
             try (VorelImage image = VorelImage.open(path); VorelImage same = VorelImage.open(file)) {
                 for (ByteBuffer pixels : new ByteBuffer[] {image.decodeToBuffer(2), same.decodeToBuffer(2)})
                     expect(image.width() == 160 && pixels.equals(ByteBuffer.wrap(wanted)), "pixels");
-                expect(!decodes(image), "a bitmap");
+                try {
+                    expect(image.decode(1) == null, "a bitmap");
+                } catch (IOException e) {
+                    // No bitmap can be made.
+                }
             }
         }
         try (VorelImage raw = VorelImage.open(Library.picture("DNG", 240, 200))) {
             expect(raw.width() == 240 && raw.height() == 200, "size of a raw file");
         }
         System.out.println("2 passed, 0 failed");
-    }
-
-    private static boolean decodes(VorelImage image) {
-        try {
-            return image.decode(1) != null;
-        } catch (IOException e) {
-            return false;
-        }
     }
 }
