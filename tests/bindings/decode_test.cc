@@ -19,13 +19,6 @@
 namespace vorel::test {
 namespace {
 
-VrOptions options_for(int32_t sample, int32_t format = COLOR_RGBA8888) {
-    VrOptions options = {};
-    options.sampleSize = sample;
-    options.colorFormat = format;
-    return options;
-}
-
 // By path and from memory, into memory of the call's and of the caller's.
 void expect_all_calls_give(const Bytes &expected, const Bytes &file, const VrOptions &wanted, int type, int width,
                            int height) {

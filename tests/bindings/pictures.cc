@@ -47,6 +47,13 @@ Bytes dng_of(uint32_t width, uint32_t height) {
     return builder.build();
 }
 
+VrOptions options_for(int32_t sample, int32_t format) {
+    VrOptions options = {};
+    options.sampleSize = sample;
+    options.colorFormat = format;
+    return options;
+}
+
 Bytes taken(void *pixels, size_t bytes) {
     if (!pixels) return {};
     const uint8_t *first = static_cast<const uint8_t *>(pixels);

@@ -19,13 +19,6 @@ namespace {
 
 constexpr int kWidth = 320, kHeight = 240;
 
-VrOptions options_for(int32_t sample) {
-    VrOptions options = {};
-    options.sampleSize = sample;
-    options.colorFormat = COLOR_RGBA8888;
-    return options;
-}
-
 struct Rectangle {
     int left, right, top, bottom;
     size_t bytes(int sample) const { return area((right - left) / sample, (bottom - top) / sample) * 4; }

@@ -225,6 +225,7 @@ final class VorelBitmapFactoryTest {
         Bitmap thumbnail = bitmap(84, 52);
         ByteBuffer small = buffer(84, 52);
         check.succeeds("DecodeJPEGThumbnail", kept(), thumbnail, 84, 52, 2);
+        check.same(thumbnail, Library.frameDecodeFile(jpegPath, 4), "without a thumbnail the picture stands in");
         check.succeeds("DecodeJPEGThumbnailToBuffer", kept(), small, 84, 52, 2);
         check.same(small, thumbnail, "a thumbnail in a buffer");
         long memory = check.<Long>succeeds("DecodeJPEGThumbnailToNativeBuffer", kept(), 84, 52, 2);
