@@ -14,6 +14,7 @@ namespace vorel::test {
 Bytes picture_rgba(int width, int height) {
     std::mt19937 random(7);
     Bytes pixels;
+    pixels.reserve(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const int noise = static_cast<int>(random() % 9);
