@@ -69,18 +69,15 @@ TEST(BindingsOperations, SubImages) {
     for (int at = -7; at <= 7; ++at) {
         for (int to = -7; to <= 7; ++to) {
             GuardBuffer out(3 * 6 * 2, 0);
-            Bytes expected(out.size());
             EXPECT_EQ(copySubImageBuffer(out.data(), 3, 6, 2, to, to / 2, from.data(), 5, 4, 4, at, at / 2, 4, 3), 1);
-            for (int y = 0; y < 3; ++y) {
-                for (int x = 0; x < 4; ++x) {
-                    const int sx = at + x, sy = at / 2 + y, dx = to + x, dy = to / 2 + y;
-                    if (sx < 0 || sx >= 5 || sy < 0 || sy >= 4 || dx < 0 || dx >= 3 || dy < 0 || dy >= 6) continue;
-                    for (int b = 0; b < 2; ++b)
-                        expected[static_cast<size_t>((dy * 3 + dx) * 2 + b)] =
-                            from[static_cast<size_t>((sy * 5 + sx) * 4 + b)];
+            for (int y = 0; y < 6; ++y) {
+                for (int x = 0; x < 3; ++x) {
+                    const int sx = x - to + at, sy = y - to / 2 + at / 2;
+                    const bool copied = x >= to && x < to + 4 && y >= to / 2 && y < to / 2 + 3 && sx >= 0 && sx < 5 &&
+                                        sy >= 0 && sy < 4;
+                    EXPECT_EQ(out.data()[(y * 3 + x) * 2 + 1], copied ? (sy * 5 + sx) * 4 + 2 : 0) << at << " " << to;
                 }
             }
-            EXPECT_EQ(out.bytes(), expected) << at << " " << to;
         }
     }
     GuardBuffer tile(2 * 3 * 4);
@@ -129,26 +126,32 @@ TEST(BindingsOperations, Comparison) {
     EXPECT_EQ(log.take().back().text, "resWriter Error!");
 }
 
+Bytes encoded(const EncodeRequest &request) {
+    int32_t size = 0;
+    uint8_t *stream = encode_to_memory(request, &size);
+    return taken(stream, static_cast<size_t>(size));
+}
+
 TEST(BindingsOperations, Encodes) {
     const LogCapture log;
+    ExifInfo exif = {};
+    exif.orientation = 6;
+    // Camera data go into either kind of stream.
     for (const int height : {100, 600}) {
         Bytes pixels = picture_rgba(120, height);
-        Bytes sizes;
         for (const bool optimize : {false, true}) {
-            int32_t size = 0;
-            const EncodeRequest request = {pixels.data(), 120, height, COLOR_RGBA8888, 90, nullptr, optimize};
-            uint8_t *stream = encode_to_memory(request, &size);
-            ASSERT_TRUE(stream);
-            const Bytes jpeg = taken(stream, static_cast<size_t>(size));
+            EncodeRequest request = {pixels.data(), 120, height, COLOR_RGBA8888, 90, nullptr, optimize};
+            const Bytes jpeg = encoded(request);
             const TempFile file;
             EXPECT_EQ(encode_to_file(request, file.path()), 1);
             EXPECT_TRUE(read_file(file.path()) == jpeg);
             EXPECT_EQ(encode_to_file(request, "/nonexistent/x"), 0);
-            Bytes back(pixels.size());
-            ASSERT_EQ(VorelDecodeBuffer(jpeg.data(), back.data(), size, COLOR_RGBA8888, 1), 1);
-            EXPECT_GT(psnr(back.data(), pixels.data(), back.size()), 30);
-            if (!optimize) EXPECT_TRUE(jpeg == jpeg_of(120, height));
-            if (optimize) EXPECT_LT(jpeg.size(), jpeg_of(120, height).size());
+            EXPECT_EQ(jpeg == jpeg_of(120, height), !optimize);
+            request.exif = &exif;
+            Input input(Kind::kMemory, encoded(request));
+            ExifInfo *read = BRIMJ_CreatExifInfo(input.session());
+            EXPECT_TRUE(read && read->orientation == 6) << height;
+            BRIMJ_DestroyExifInfo(read);
         }
     }
     for (const int32_t format : {COLOR_YUV420, COLOR_BGRA8888, COLOR_YUYV, COLOR_NV21, COLOR_NV12}) {
@@ -160,45 +163,22 @@ TEST(BindingsOperations, Encodes) {
         }
         EXPECT_LT(sizes[1], sizes[0]) << format;
     }
-    // Camera data go into either kind of stream.
-    ExifInfo exif = {};
-    exif.orientation = 6;
-    for (const int height : {100, 600}) {
-        Bytes pixels = picture_rgba(120, height);
-        int32_t size = 0;
-        uint8_t *stream = encode_to_memory({pixels.data(), 120, height, COLOR_RGBA8888, 90, &exif, false}, &size);
-        {
-            const SessionGuard session(VORELBRIM_CreateDecInfo(kIoMemory, stream, size, COLOR_RGBA8888, 0));
-            ExifInfo *back = BRIMJ_CreatExifInfo(session.get());
-            ASSERT_TRUE(back) << height;
-            EXPECT_EQ(back->orientation, 6u);
-            BRIMJ_DestroyExifInfo(back);
-        }
-        VORELBRIM_OsFree(stream);
-    }
-    int32_t size;
-    EXPECT_FALSE(encode_to_memory({nullptr, 10, 10, COLOR_RGBA8888, 90, nullptr, false}, &size));
     Bytes pixels(400);
-    EXPECT_FALSE(encode_to_memory({pixels.data(), 0, 10, COLOR_RGBA8888, 90, nullptr, false}, &size));
+    EXPECT_TRUE(encoded({nullptr, 10, 10, COLOR_RGBA8888, 90, nullptr, false}).empty());
+    EXPECT_TRUE(encoded({pixels.data(), 0, 10, COLOR_RGBA8888, 90, nullptr, false}).empty());
     with_each_allocation_failing([&](CountingAllocator &allocator) {
-        uint8_t *stream = encode_to_memory({pixels.data(), 10, 10, COLOR_RGBA8888, 90, nullptr, false}, &size);
-        EXPECT_TRUE(stream || allocator.failed());
-        VORELBRIM_OsFree(stream);
+        const Bytes jpeg = encoded({pixels.data(), 10, 10, COLOR_RGBA8888, 90, nullptr, false});
+        EXPECT_TRUE(!jpeg.empty() || allocator.failed());
         EXPECT_EQ(allocator.live_blocks(), 0u);
     });
 }
 
 TEST(BindingsOperations, NativeBuffersAndFileSizes) {
     LogCapture log;
-    for (const auto &[width, height, bytes, made] : {std::tuple{3, 5, 4, true},
-                                                     {0, 5, 4, false},
-                                                     {3, -5, 4, false},
-                                                     {3, 5, 0, false},
-                                                     {INT32_MAX, INT32_MAX, INT32_MAX, false},
-                                                     {1 << 16, 1 << 16, 1, false}}) {
-        void *buffer = create_native_buffer(width, height, bytes);
-        EXPECT_EQ(buffer != nullptr, made) << width;
-        VORELBRIM_OsFree(buffer);
+    VORELBRIM_OsFree(create_native_buffer(3, 5, 4));
+    for (const auto &[width, height, bytes] :
+         {std::tuple{0, 5, 4}, {3, -5, 4}, {3, 5, 0}, {INT32_MAX, INT32_MAX, INT32_MAX}, {1 << 16, 1 << 16, 1}}) {
+        EXPECT_FALSE(create_native_buffer(width, height, bytes)) << width;
     }
     const TempFile file(Bytes(77, 1)), empty;
     EXPECT_EQ(getFileSize(file.path()), 77);

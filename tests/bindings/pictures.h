@@ -14,6 +14,8 @@ Bytes jpeg_of(int width, int height);
 // 12 bits a sample, uncompressed.
 Bytes dng_of(uint32_t width, uint32_t height);
 
+VrOptions options_for(int32_t sample, int32_t format = COLOR_RGBA8888);
+
 // What a call gave in memory of its own, which is freed.
 Bytes taken(void *pixels, size_t bytes);
 // Rectangles of 4 bytes a pixel.
