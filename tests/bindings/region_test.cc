@@ -298,7 +298,8 @@ TEST(BindingsRegion, Cancel) {
 }
 
 TEST(BindingsRegion, IsAStepOfTheStatistics) {
-    const Handle handle = open_bytes(jpeg_of(kWidth, kHeight));
+    const Bytes jpeg = jpeg_of(kWidth, kHeight);
+    const Handle handle = open_bytes(jpeg);
     vorel_jpeg_stat_reset();
     jsInfo.enabled = 1;
     region_of(handle.get(), {16, 80, 16, 80}, 1);

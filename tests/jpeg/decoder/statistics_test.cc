@@ -44,8 +44,10 @@ uint64_t sum_of(uint64_t JpegStatStep::*member) {
 
 int32_t region(DecInfo *session, void *output, int32_t width, int32_t height) {
     session->decOption |= VOREL_OPTION_REGION;
-    return VORELBRIM_ScanHuffmanInfo(session) &&
-           VORELBRIM_DecodeRegion(session, output, width, height, 40, 40, 64, 64, 1);
+    const bool done =
+        VORELBRIM_ScanHuffmanInfo(session) && VORELBRIM_DecodeRegion(session, output, width, height, 40, 40, 64, 64, 1);
+    VORELBRIM_DestroyJpegInfo(session);
+    return done;
 }
 
 TEST(JpegStatistics, StepsAreThoseOfTheDecode) {
