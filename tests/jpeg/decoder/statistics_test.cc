@@ -129,7 +129,10 @@ TEST(JpegStatistics, BytesAreThoseOfTheScan) {
 // A thread's numbers outlive it, and those of several threads are added.
 TEST(JpegStatistics, ThreadsAreSummed) {
     const Bytes jpeg = turbo_picture(sized(300, 200, 2, 2));
-    const auto run = [&] { decode(jpeg, {}); };
+    const auto run = [&] {
+        Bytes pixels(300 * 200 * 4);
+        VorelDecodeBuffer(jpeg.data(), pixels.data(), static_cast<int32_t>(jpeg.size()), COLOR_RGBA8888, 1);
+    };
     const Counting counting;
     run();
     vorel_jpeg_stat_collect();
