@@ -20,6 +20,15 @@ jint decode_whole(JNIEnv *env, jlong handle, jobject bitmap, const KeptRequest &
                               [&](void *pixels) { return decode_kept(session.get(), pixels, request); });
 }
 
+// into(format, decode) runs decode(pixels) on the pixels of a bitmap or a buffer.
+template <typename Into>
+int32_t decode_window(jlong handle, const KeptRequest &request, const FactoryWindow &window, const Into &into) {
+    const OwnedSession session = take(handle);
+    if (!session || !is_window(window)) return 0;
+    return into(session->outColorFormat,
+                [&](void *pixels) { return decode_kept_window(session.get(), pixels, request, window); });
+}
+
 }  // namespace
 }  // namespace vorel
 
@@ -41,24 +50,18 @@ jint Java_com_vorelsoft_images_VorelBitmapFactory_PartialDecodeJPEGFromFile(JNIE
                                                                             jobject bitmap, jint width, jint height,
                                                                             jint sampleSize, jint x, jint y, jint w,
                                                                             jint h) {
-    const OwnedSession session = take(handle);
-    const KeptRequest request = {width, height, sampleSize};
-    const FactoryWindow window = {x, y, w, h};
-    if (!session || !is_window(window)) return 0;
-    return decode_into_bitmap(env, bitmap, session->outColorFormat, w, h,
-                              [&](void *pixels) { return decode_kept_window(session.get(), pixels, request, window); });
+    return decode_window(handle, {width, height, sampleSize}, {x, y, w, h}, [&](int32_t format, const auto &decode) {
+        return decode_into_bitmap(env, bitmap, format, w, h, decode);
+    });
 }
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_PartialDecodeJPEGToBuffer(JNIEnv *env, jclass, jlong handle,
                                                                             jobject buffer, jint width, jint height,
                                                                             jint sampleSize, jint x, jint y, jint w,
                                                                             jint h) {
-    const OwnedSession session = take(handle);
-    const KeptRequest request = {width, height, sampleSize};
-    const FactoryWindow window = {x, y, w, h};
-    if (!session || !is_window(window)) return 0;
-    return decode_into_buffer(env, buffer, session->outColorFormat, w, h,
-                              [&](void *pixels) { return decode_kept_window(session.get(), pixels, request, window); });
+    return decode_window(handle, {width, height, sampleSize}, {x, y, w, h}, [&](int32_t format, const auto &decode) {
+        return decode_into_buffer(env, buffer, format, w, h, decode);
+    });
 }
 
 jint Java_com_vorelsoft_images_VorelBitmapFactory_DecodeJPEGThumbnail(JNIEnv *env, jclass, jlong handle, jobject bitmap,
