@@ -87,6 +87,10 @@ bool open_window(ScanReader *scan) {
     return true;
 }
 
+void fetch_while_decoding(ScanReader *scan, const FetchAhead &fetch) {
+    if (scan->window) scan->window->fetch = fetch;
+}
+
 const uint8_t *raw_position(EntropyWindow *window, ptrdiff_t count) {
     if (count < window->data_mark) {
         window->raw_mark = window->raw;

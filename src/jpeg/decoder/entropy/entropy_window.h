@@ -33,6 +33,7 @@ struct EntropyWindow {
     // A place that both know: data byte number data_mark stands at raw_mark. It moves along with whoever asks.
     const uint8_t *raw_mark;
     ptrdiff_t data_mark;
+    FetchAhead fetch;
     uint8_t data[kWindowRawBytes + mcu_bytes_ahead(kMaxBlocksInMcu) + 16];
 };
 

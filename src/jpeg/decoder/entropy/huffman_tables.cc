@@ -172,7 +172,9 @@ uint64_t pair_entry(const DerivedTable *table, uint32_t ahead) {
     }
     const uint32_t advance = first.advance + second.advance + (end ? kPairEnd : 0);
     const auto value = [](int32_t of) { return static_cast<uint64_t>(static_cast<uint16_t>(of)); };
-    return value(second.value) << 48 | value(first.value) << 32 | first.advance << 16 | advance << 8 |
+    const uint32_t first_at = first.advance ? first.advance : kPairNowhere;
+    const uint32_t second_at = first.advance ? first.advance + second.advance : kPairNowhere;
+    return value(second.value) << 48 | value(first.value) << 32 | second_at << 24 | first_at << 16 | advance << 8 |
            static_cast<uint32_t>(used + end);
 }
 

@@ -53,10 +53,11 @@ constexpr int kKeepDc = 1;
 //   byte 1       positions advanced by both, and 64 where an end of block follows that is taken in. kPairOdd: no symbol
 //                with its value fits; byte 0 then is what a lone one takes, 0 where its code does not fit either, byte
 //                3 is 63 less the bits of its value, byte 4 those of its code
-//   byte 2       positions advanced by the first; 0 in an end of block that stands alone
+//   bytes 2, 3   positions advanced up to the first and up to the second; kPairNowhere in an end of block that stands
+//                alone: beyond the block's end, which is where 63 is
 //   16, 16 bits  the values. A lone symbol is there twice, second at the first's place; sixteen zeros are one 0.
 constexpr int kPairLookBits = 10;
-constexpr uint32_t kPairEnd = 64, kPairOdd = 128;
+constexpr uint32_t kPairEnd = 64, kPairOdd = 128, kPairNowhere = 64;
 constexpr uint32_t kDifferenceRare = 1 << 7;
 
 constexpr int kMostAcLookBits = 11;

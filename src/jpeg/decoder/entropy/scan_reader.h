@@ -140,6 +140,19 @@ void set_block_keep(ScanReader *scan, const uint8_t *keep);
 // failed, which then has left its blocks zero.
 int32_t decode_mcus(ScanReader *scan, McuMode mode, int32_t count, int16_t *const *blocks, uint8_t *last);
 
+// Memory that is written once MCUs are decoded, and so many bytes of each of its rows for every MCU. Whoever walks over
+// their codes mostly waits, and can ask for the lines meanwhile: they are on their way to the second-level cache when
+// the pixels come. Nothing is read or written, so addresses may lie anywhere.
+struct FetchAhead {
+    uintptr_t address;  // of the first MCU in the first row
+    ptrdiff_t stride_bytes;
+    int32_t rows;  // 0: nothing is asked for
+    int32_t mcu_bytes;
+    int32_t ahead_bytes;  // asked for already
+};
+// For the MCUs that are decoded next, until the next call.
+void fetch_while_decoding(ScanReader *scan, const FetchAhead &fetch);
+
 // The position before the next MCU. Takes the time of a look at the bytes since the last call, and changes nothing.
 EntropyPosition tell(ScanReader *scan);
 // Goes on from a position. False where the input cannot be read from there again; the reader is then out of use.

@@ -44,6 +44,10 @@ constexpr int kMaxEmitRows = 32;
 // Passes over rows of the DCT-scaled picture, with the output rows that begin in them.
 void pass_rows(JpegInfo *info, int32_t count);
 
+// Where MCUs from column first_mcu on of an iMCU row of `rows` rows will be written, as far as rows are written as they
+// come: the pixels, or luma.
+FetchAhead lines_to_write(const JpegInfo *info, int32_t first_mcu, int32_t rows);
+
 // Rows of samples, a pointer array a component, to output as the plan says.
 int32_t emit_planned_rows(JpegInfo *info, uint8_t *const *const *rows, int32_t count, uint32_t end_row);
 

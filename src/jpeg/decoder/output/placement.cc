@@ -106,4 +106,17 @@ void place_output(JpegInfo *info, const FrameRequest *request) {
     }
 }
 
+FetchAhead lines_to_write(const JpegInfo *info, int32_t first_mcu, int32_t rows) {
+    const OutputPlan &plan = info->plan;
+    if (plan.resample != Resample::kNone || plan.rotation != 0) return {};
+    const int32_t bytes = static_cast<int32_t>(pixel_layout(plan.outColorFormat).pixel_bytes);
+    const int64_t column = int64_t{first_mcu} * plan.mcu_output_columns - plan.window.x;
+    const int64_t row = info->out.outputRowCounter, left = plan.window.height - row;
+    // As a number: it may lie beside the picture.
+    const uintptr_t base = reinterpret_cast<uintptr_t>(info->out.planes.outPlanes[0]);
+    return {base + static_cast<uintptr_t>(row * info->out.planes.rowStep + (column < 0 ? 0 : column) * bytes),
+            info->out.planes.rowStep, static_cast<int32_t>(left < rows ? left : rows), plan.mcu_output_columns * bytes,
+            0};
+}
+
 }  // namespace vorel

@@ -6,6 +6,7 @@
 
 #include "core/session.h"
 #include "jpeg/decoder/iterative/midpoint.h"
+#include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/transform.h"
 #include "jpeg/decoder/statistics/statistics.h"
@@ -163,12 +164,14 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
     const bool dc = mode == McuMode::kDc;
     if (dc) lay_out_dc(batch, scan, step);
     if (!pass_mcus(info, scan, shown.first - reached, steps)) return false;
+    const bool fetches = mode == McuMode::kFull && !info->source && scan->compsInScan == info->frame->numComponents;
     const int32_t from = read_position(steps, info, scan);
     for (int32_t first = shown.first; first < shown.end; first += step) {
         const int32_t mcus = shown.end - first < step ? shown.end - first : step;
         // What works for another session ends inside a row, so that who waits for it does not wait long.
         if (is_cancelled(info->decInfo->parent)) return false;
         steps.enter(entropy_step(mode));
+        if (fetches) fetch_while_decoding(scan, lines_to_write(info, first, info->pump.rows_ready));
         if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last))
             return false;
         for_block_rows(info, scan, rows, mcu_row, first, [&](const BlockRowTarget &to) {
@@ -176,6 +179,7 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
             dc ? transform_dc(info, mcus, to) : transform_batch(info, scan, mcus, to);
         });
     }
+    if (fetches) fetch_while_decoding(scan, {});
     add_bytes(steps, entropy_step(mode), read_position(steps, info, scan) - from);
     return info->map || pass_mcus(info, scan, across - shown.end, steps);
 }
