@@ -32,7 +32,7 @@ std::vector<Row> all_rows() {
         rows.push_back({.sampling = sampling, .format = Format::kRgb565});
     rows.push_back({.sampling = Sampling::kGray, .format = Format::kYuv420});
     for (const int quality : {75, 97})
-        for (const Scale scale : {Scale::kFull, Scale::kHalf, Scale::kEighth})
+        for (const Scale scale : {Scale::kFull, Scale::kHalf, Scale::kQuarter, Scale::kEighth})
             rows.push_back({.scale = scale, .quality = quality});
     for (const Scale scale : kScales) rows.push_back({.scale = scale, .restarts = true});
     for (const Sampling sampling : {Sampling::k422, Sampling::k444, Sampling::kGray})
