@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "jpeg/encoder/entropy/block_coder.h"
 #include "jpeg/encoder/memory.h"
 #include "jpeg/encoder/parallel/columns.h"
 #include "jpeg/encoder/progressive/progressive.h"
@@ -247,6 +248,7 @@ int32_t __rim_jpeg_enc_initail_setup(JEInfo *session) {
         return 0;
     }
     session->work->kernels = &encoder_kernels();
+    session->work->runMcu = mcu_run();
     if (!__rim_jpeg_enc_set_quality(session, session->quality)) return 0;
     if (!allocate_records(session) || !fill_components(session)) {
         rim_SetError(kEncoderNoMemory);

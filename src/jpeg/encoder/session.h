@@ -9,14 +9,21 @@
 
 namespace vorel {
 struct CodeTable;
-}
+struct CodingBlock;
+class BitWriter;
+}  // namespace vorel
 
 struct JEWork {
     const vorel::EncoderKernels *kernels;
+    bool (*runMcu)(const JEInfo *session, const vorel::CodingBlock *blocks, vorel::BitWriter *to);  // see McuRun
     uint64_t allocated;       // bytes that sink->buffer really has
     bool fixed;               // memory of a caller that is not replaced
     bool failed;              // no room, no memory or no code: what follows is lost, and the entry gives 0
     const uint8_t *pairsEnd;  // of NV21 and NV12: behind the last chroma pair of the whole picture
+    // The MCU row as the coder takes it: rows of the sampling record, or the caller's own.
+    static constexpr uint32_t kMostRows = 32;
+    uint8_t **rows[3];
+    uint8_t *inPlace[3][kMostRows];
     // A stretch of an MCU row on its way to the entropy coder: of each component its block rows, one after another.
     int16_t *stretch;              // zigzag order, 64-byte aligned
     uint64_t *nonzero;             // of each block, as in ForwardRun

@@ -8,18 +8,15 @@
 #include <cstdint>
 #include <cstring>
 
+#include "util/inline.h"
+
 namespace vorel {
 
 // Some bits: bits << 8 | how many, at most 24. 0: there are none.
 using PackedBits = uint32_t;
 constexpr uint32_t length_of(PackedBits packed) { return packed & 0xFF; }
 
-inline uint64_t load_big_endian(const uint8_t *from) {
-    uint64_t word;
-    std::memcpy(&word, from, sizeof word);
-    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
-}
-inline void store_big_endian(uint64_t word, uint8_t *to) {
+VOREL_ALWAYS_INLINE void store_big_endian(uint64_t word, uint8_t *to) {
     if (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
     std::memcpy(to, &word, sizeof word);
 }
@@ -28,43 +25,50 @@ inline void store_big_endian(uint64_t word, uint8_t *to) {
 class BitWriter {
   public:
     // `count` bits wait already, less than 8.
-    BitWriter(uint32_t bits, uint32_t count, uint8_t *to) : bits_(bits), count_(count), at_(to) {}
+    VOREL_ALWAYS_INLINE BitWriter(uint32_t bits, uint32_t count, uint8_t *to) : bits_(bits), count_(count), at_(to) {}
 
     // Between two flushes at most 56 bits. `bits` has nothing above `count`.
-    void put(uint64_t bits, uint32_t count) {
+    VOREL_ALWAYS_INLINE void put(uint64_t bits, uint32_t count) {
         bits_ = bits_ << count | bits;
         count_ += count;
     }
-    void put(PackedBits packed) { put(packed >> 8, length_of(packed)); }
+    // Shifts look at the low six bits alone, so that a code need not be taken apart.
+    VOREL_ALWAYS_INLINE void put(PackedBits packed) {
+        bits_ = bits_ << (packed & 63) | packed >> 8;
+        count_ += packed;
+    }
 
     // Less than 8 bits wait after it.
-    void flush() {
+    VOREL_ALWAYS_INLINE void flush() {
         // Nothing is lost where none wait: the 8 bytes are written again.
         store_big_endian(bits_ << (-count_ & 63), at_);
-        at_ += count_ >> 3;
+        at_ += count_ >> 3 & 7;
         count_ &= 7;
     }
     // Behind flush().
-    uint32_t waiting() const { return static_cast<uint32_t>(bits_) & ((1u << count_) - 1); }
-    uint32_t waiting_count() const { return count_; }
-    uint8_t *at() const { return at_; }
+    VOREL_ALWAYS_INLINE uint32_t waiting() const {
+        return static_cast<uint32_t>(bits_) & ((1u << waiting_count()) - 1);
+    }
+    VOREL_ALWAYS_INLINE uint32_t waiting_count() const { return count_ & 7; }
+    VOREL_ALWAYS_INLINE uint8_t *at() const { return at_; }
 
   private:
-    uint64_t bits_;  // the lower count_; what is above them was written before
-    uint32_t count_;
+    uint64_t bits_;   // the lower count_; what is above them was written before
+    uint32_t count_;  // in its lower six bits
     uint8_t *at_;
 };
 
-// Copies bytes with a zero behind each FF; reads and writes up to 8 bytes further than they and their zeros reach.
+// Copies bytes with a zero behind each FF; reads and writes up to 16 bytes further than they and their zeros reach.
 // Returns the end.
 inline uint8_t *copy_stuffed(const uint8_t *from, const uint8_t *end, uint8_t *to) {
-    constexpr uint64_t kOnes = 0x0101010101010101, kTops = 0x8080808080808080;
+    using Piece __attribute__((vector_size(16), aligned(1), may_alias)) = uint8_t;
+    using Halves __attribute__((vector_size(16))) = uint64_t;
     while (from < end) {
-        const uint64_t word = load_big_endian(from);
-        const ptrdiff_t left = end - from, count = left < 8 ? left : 8;
-        // Only FF carries into a top bit that it has itself.
-        if ((word & kTops & ~(word + kOnes)) == 0) [[likely]] {
-            store_big_endian(word, to);
+        const Piece piece = *reinterpret_cast<const Piece *>(from);
+        const ptrdiff_t left = end - from, count = left < 16 ? left : 16;
+        const Halves found = reinterpret_cast<Halves>(piece == 0xFF);
+        if ((found[0] | found[1]) == 0) [[likely]] {
+            *reinterpret_cast<Piece *>(to) = piece;
             to += count;
             from += count;
             continue;

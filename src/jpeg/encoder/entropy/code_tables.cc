@@ -26,27 +26,26 @@ PackedBits packed(const RimEncDerived &derived, uint32_t symbol) {
 }
 
 // A code with the bits of each value of a size behind it, T.81 F.1.2.1: negative values by the complement.
-void put_values(PackedBits code, uint32_t size, PackedBits *direct) {
-    const int32_t first = size ? 1 << (size - 1) : 0, last = std::min((1 << size) - 1, kDirect - 1);
+void put_values(PackedBits code, uint32_t size, const DirectValues &values, PackedBits *direct) {
+    if (!code) return;
+    const int32_t first = size ? 1 << (size - 1) : 0, all_ones = (1 << size) - 1;
     const PackedBits base = (code >> 8) << size << 8 | (length_of(code) + size);
-    for (int32_t value = first; code && value <= last; ++value) {
-        direct[kDirect + value] = base | static_cast<uint32_t>(value) << 8;
-    }
-    const int32_t lowest = std::min((1 << size) - 1, kDirect), all_ones = (1 << size) - 1;
-    for (int32_t value = first; code && size && value <= lowest; ++value) {
-        direct[kDirect - value] = base | static_cast<uint32_t>(all_ones - value) << 8;
+    PackedBits *zero = direct + values.first + values.reach;
+    for (int32_t value = first; value <= std::min(all_ones, values.reach); ++value) {
+        if (value < values.reach) zero[value] = base | static_cast<uint32_t>(value) << 8;
+        if (size) zero[-value] = base | static_cast<uint32_t>(all_ones - value) << 8;
     }
 }
-// Sizes that values with a look-up have.
-constexpr uint32_t kDirectSizes = 6;
-static_assert(1 << kDirectSizes == 2 * kDirect);
+static_assert(16 + kDirectSizes <= 24);
 
 }  // namespace
 
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes) {
     *codes = {};
     for (uint32_t size = 0; size <= kMostSize; ++size) codes->of_size[0][size] = packed(derived, size);
-    for (uint32_t size = 0; size <= kDirectSizes; ++size) put_values(codes->of_size[0][size], size, codes->direct[0]);
+    for (uint32_t size = 0; size <= kDirectSizes; ++size) {
+        put_values(codes->of_size[0][size], size, kDirect.of_run[0], codes->direct);
+    }
 }
 
 void make_ac_codes(const RimEncDerived &derived, CodeTable *codes) {
@@ -56,7 +55,7 @@ void make_ac_codes(const RimEncDerived &derived, CodeTable *codes) {
             codes->of_size[run][size] = packed(derived, run << 4 | size);
         }
         for (uint32_t size = 1; size <= kDirectSizes; ++size) {
-            put_values(codes->of_size[run][size], size, codes->direct[run]);
+            put_values(codes->of_size[run][size], size, kDirect.of_run[run], codes->direct);
         }
     }
     codes->zero_run = packed(derived, 0xF0);

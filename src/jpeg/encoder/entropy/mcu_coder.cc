@@ -1,8 +1,7 @@
 // Entropy coding of baseline MCUs (T.81 F.1.2), restart markers and padding.
-#include <bit>
-
 #include "jpeg/encoder/entropy/block_coder.h"
 #include "jpeg/encoder/sink.h"
+#include "util/simd_targets.h"
 
 namespace vorel {
 namespace {
@@ -14,94 +13,11 @@ constexpr uint32_t kUsualBlockBytes = 128;
 // Before zeros are stuffed, with the bits that wait and what the writer stores beyond its end.
 constexpr uint32_t kMostPlainBytes = kMostMcuBits / 8 + 16;
 
-// The rare ways take the writer and give it back, so that nothing points to it and it stays in registers.
-struct Written {
-    BitWriter writer;
-    bool good;
-};
-
-// A value that has no look-up of its own. `codes` are those of its run.
-[[gnu::noinline]] Written put_by_size(BitWriter writer, const PackedBits *codes, int32_t value, uint32_t most) {
-    const uint32_t size = size_of(value);
-    if (size > most || !codes[size]) return {writer, false};
-    writer.flush();
-    writer.put(codes[size]);
-    writer.put(static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((uint64_t{1} << size) - 1), size);
-    writer.flush();
-    return {writer, true};
-}
-
-inline bool put_value(BitWriter &writer, const CodeTable &codes, uint32_t run, int32_t value, uint32_t most) {
-    const uint32_t index = static_cast<uint32_t>(value + kDirect);
-    if (index >= 2 * kDirect) [[unlikely]] {
-        const Written written = put_by_size(writer, codes.of_size[run], value, most);
-        writer = written.writer;
-        return written.good;
-    }
-    const PackedBits code = codes.direct[run][index];
-    writer.put(code);
-    return code != 0;
-}
-
-[[gnu::noinline]] Written put_zero_runs(BitWriter writer, const CodeTable &ac, int count) {
-    for (; count > 0; --count) {
-        writer.flush();
-        writer.put(ac.zero_run);
-    }
-    writer.flush();
-    return {writer, ac.zero_run != 0};
-}
-
-// The coefficient at the lowest bit of `rest`, behind the one at *last.
-inline bool put_coefficient(BitWriter &writer, const CodeTable &ac, const int16_t *zigzag, uint64_t rest, int *last) {
-    const int at = std::countr_zero(rest);
-    int run = at - *last - 1;
-    *last = at;
-    if (run >= kZeroRun) [[unlikely]] {
-        const Written written = put_zero_runs(writer, ac, run / kZeroRun);
-        writer = written.writer;
-        if (!written.good) return false;
-        run %= kZeroRun;
-    }
-    return put_value(writer, ac, static_cast<uint32_t>(run), zigzag[at], kMostAcSize);
-}
-
-// No code with its value is longer than 22 bits where it comes by a look-up, so two of them and 7 bits that wait go
-// between two flushes; the others bring flushes of their own.
-inline bool encode_block(BitWriter &writer, const CodeTable &dc, const CodeTable &ac, const int16_t *zigzag,
-                         uint64_t nonzero, int32_t difference) {
-    if (!put_value(writer, dc, 0, difference, kMostSize)) return false;
-    writer.flush();
-    int last = 0;
-    for (uint64_t rest = nonzero & ~uint64_t{1}; rest != 0; rest &= rest - 1) {
-        if (!put_coefficient(writer, ac, zigzag, rest, &last)) return false;
-        rest &= rest - 1;
-        if (rest == 0) break;
-        if (!put_coefficient(writer, ac, zigzag, rest, &last)) return false;
-        writer.flush();
-    }
-    if (last != 63) {
-        if (!ac.end_of_block) return false;
-        writer.put(ac.end_of_block);
-    }
-    writer.flush();
-    return true;
-}
-
 bool encode_blocks(JEInfo *session, const CodingBlock *blocks, uint8_t **at) {
-    const JEWork *work = session->work;
     JEEntropy *entropy = session->entropy;
     uint8_t plain[kMostPlainBytes];
     BitWriter writer(entropy->bitBuffer, entropy->bitCount, plain);
-    bool good = true;
-    for (uint32_t i = 0; i < session->blocksInMcu && good; ++i) {
-        const uint32_t member = session->mcuMembership[i];
-        const JEComponent *component = session->scanComponents[member];
-        int32_t &last = entropy->lastDc[member];
-        good = encode_block(writer, *work->dcCodes[component->dcTable], *work->acCodes[component->acTable],
-                            blocks[i].zigzag, blocks[i].nonzero, blocks[i].dc - last);
-        last = blocks[i].dc;
-    }
+    const bool good = session->work->runMcu(session, blocks, &writer);
     entropy->bitBuffer = writer.waiting();
     entropy->bitCount = writer.waiting_count();
     *at = copy_stuffed(plain, writer.at(), *at);
@@ -120,6 +36,14 @@ bool encode_in_passing(JEInfo *session, const CodingBlock *blocks) {
 }
 
 }  // namespace
+
+McuRun mcu_run() {
+#if defined(__x86_64__)
+    return bmi2_runs() ? kBmi2McuRun : kPlainMcuRun;
+#else
+    return kPlainMcuRun;
+#endif
+}
 
 bool next_mcu_room(JEInfo *session) {
     const RimEncSink *sink = session->sink;

@@ -6,11 +6,22 @@
 namespace vorel {
 namespace {
 
+// Rows that need neither padding nor repeating stay where they are.
+bool take_in_place(JEInfo *session, uint32_t index) {
+    const JEComponent &component = session->components[index];
+    const uint32_t width = component.sampledWidth, count = component.rowsThisMcu;
+    if (width != component.paddedWidth || count != component.rowsPerMcu || count > JEWork::kMostRows) return false;
+    uint8_t *&cursor = session->planeCursor[index];
+    for (uint32_t y = 0; y < count; ++y, cursor += width) session->work->inPlace[index][y] = cursor;
+    session->work->rows[index] = session->work->inPlace[index];
+    return true;
+}
+
 void read_plane(JEInfo *session, uint32_t index) {
     const JEComponent &component = session->components[index];
     uint8_t **rows = session->sampling->rows[index];
     uint8_t *&cursor = session->planeCursor[index];
-    if (!cursor) return;
+    if (!cursor || take_in_place(session, index)) return;
     for (uint32_t y = 0; y < component.rowsThisMcu; ++y) {
         std::memcpy(rows[y], cursor, component.sampledWidth);
         cursor += component.sampledWidth;

@@ -1,6 +1,8 @@
 // The step of a session's row loop: an MCU row of the caller's pixels to samples, and those to the coder.
 #include <vorel/jpeg_encoder_input.h>
 
+#include <cstring>
+
 #include "jpeg/encoder/session.h"
 
 using namespace vorel;
@@ -43,8 +45,10 @@ extern "C" int32_t __rim_jpeg_enc_process_image_data(JEInfo *session) {
     session->nextRow = static_cast<uint16_t>(session->nextRow + kBlockSide * session->maxVSamp);
     // The rows of a coder that has stopped are not read: it does not say any more which of them is the last.
     if (!session->work->failed) {
+        uint8_t ***rows = session->work->rows;
+        std::memcpy(rows, sampling->rows, sizeof session->work->rows);
         if (const Reader read = reader_of(session)) read(session);
-        session->compressRow(session, sampling->rows);
+        session->compressRow(session, rows);
     }
     ++sampling->rowCounter;
     sampling->rowFill = 0;
