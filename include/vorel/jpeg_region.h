@@ -8,12 +8,13 @@
  *     VORELBRIM_DestroyJpegInfo(base);                                             frees the map
  *     VORELBRIM_DestroyDecInfo(base);
  *
- * The map is not changed once it is there, so rectangles may be decoded by many threads at once. Sessions over a FILE
+ * The map does not change once it is there, so rectangles may be decoded by many threads at once. Sessions over a FILE
  * have no children; of sessions over callbacks one child at a time may decode. Frames with sampling factors above 3
  * have no map, baseline frames whose components come in scans of their own no rectangles. */
 #ifndef VOREL_JPEG_REGION_H
 #define VOREL_JPEG_REGION_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <vorel/export.h>
@@ -107,6 +108,11 @@ VOREL_API int32_t VORELBRIM_PDecodeRegion(DecInfo *baseSession, void *output, in
  * came of it, and bands that failed are not written. */
 VOREL_API int32_t VORELBRIM_P2DecodeRegion(DecInfo *baseSession, void *output, int32_t width, int32_t height, int32_t x,
                                            int32_t y, int32_t partialWidth, int32_t partialHeight, int32_t sampleSize);
+/* Baseline maps keep what rectangles have decoded, packed, where a second one comes to it: a rectangle of MCUs that are
+ * kept costs its transforms and its colours. bytes is the most that this takes: 32 MiB where nothing was said, 0 for
+ * nothing; what was not shown for longest goes first. A rectangle that would fill more than half goes without. 1, or 0
+ * for a session without a map of a baseline frame. */
+VOREL_API int32_t vorel_jpeg_set_region_memory(DecInfo *baseSession, size_t bytes);
 /* The rectangle of a child, which lets go of its base's map at the end: for one decode. */
 VOREL_API int32_t VORELBRIM_DecodeRegionBase(DecInfo *childSession, void *output, int32_t width, int32_t height);
 VOREL_API int32_t VORELBRIM_PDecodeRegionBase(DecInfo *childSession, void *output, int32_t width, int32_t height);

@@ -18,6 +18,7 @@
 namespace vorel {
 
 struct Iteration;
+class CoefficientStore;
 
 using UpsampleFn = void (*)(JpegComponent *component, JpegInfo *info, uint8_t **input_rows, uint8_t ***output_rows);
 
@@ -140,6 +141,7 @@ struct JpegInfo {
     uint32_t mapScanning;  // positions are noted in own_map
     int32_t regionStage;   // 1 its map is complete, or it is a region of a progressive frame; 2 of a baseline one
     vorel::RegionMap own_map;
+    vorel::CoefficientStore *store;  // what rectangles of own_map share; null without
     // A region's: the map that its rows begin by, and the record that it has its frame and its tables from.
     const vorel::RegionMap *map;
     const JpegInfo *lender;

@@ -2,6 +2,7 @@
 #include "jpeg/decoder/setup.h"
 
 #include "jpeg/decoder/output/output.h"
+#include "jpeg/decoder/region/coefficient_store.h"
 #include "jpeg/decoder/region/map.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/statistics/statistics.h"
@@ -87,6 +88,7 @@ void delete_record(JpegInfo *info) {
     release_output(info);
     release_sample_rows(info);
     release_map(&info->own_map);
+    CoefficientStore::release(info->store);
     // A region's are its lender's.
     if (!info->lender) release_header(&info->header);
     release_iteration(info->iteration);

@@ -12,6 +12,7 @@
 #include "core/core.h"
 #include "jpeg/decoder/decode_support.h"
 #include "jpeg/decoder/open_record.h"
+#include "jpeg/decoder/region/coefficient_store.h"
 #include "jpeg/decoder/surgery.h"
 #include "oracle/turbo.h"
 #include "support/counting_allocator.h"
@@ -400,6 +401,46 @@ TEST(JpegRegion, CutFilesHaveNoMapAndEndedOnesAGrayRest) {
     EXPECT_EQ(scans.region({0, 0, 2, 2}, 3).result, 0) << "progressive by 3";
 }
 
+// What is kept of rectangles changes nothing, whatever the data is like and however little may be kept.
+TEST(JpegRegion, WhatIsKeptGivesTheSame) {
+    std::mt19937 random(5);
+    size_t maps = 0;
+    for (int i = 0; i < 120; ++i) {
+        Bytes jpeg = turbo_picture(grid_picture(i % 4, false, i % 3 == 0 ? 7 : 0, i % 5 == 0));
+        const size_t data = jpeg.size() / 4;
+        if (i % 8 == 1) jpeg = cat({head(jpeg, data + random() % (3 * data)), {0xFF, 0xD9}});
+        // Many leave DC values that 1/8 refuses.
+        for (int byte = 0; byte < (i % 8 == 7 ? 300 : i % 8); ++byte)
+            jpeg[data + random() % (jpeg.size() - data)] = static_cast<uint8_t>(random());
+        Mapped without(jpeg, COLOR_RGBA8888), with(jpeg, COLOR_RGBA8888), little(jpeg, COLOR_RGBA8888);
+        if (without.result() != 1) continue;
+        ++maps;
+        ASSERT_EQ(vorel_jpeg_set_region_memory(without.base(), 0), 1);
+        constexpr size_t kLittle = 30000;
+        vorel_jpeg_set_region_memory(little.base(), kLittle);
+        for (const int sample : {1, 8, 4, 2}) {
+            for (const Rect &at : {kMiddle, Rect{150, 60, 133, 150}, Rect{9, 5, 600, 330}}) {
+                const Rect reduced = {at.x / sample, at.y / sample, at.width / sample, at.height / sample};
+                const Decoded expected = without.region(reduced, sample);
+                for (int turn = 0; turn < 3; ++turn) {
+                    for (Mapped *mapped : {&with, &little}) {
+                        const Decoded part = mapped->region(reduced, sample);
+                        ASSERT_EQ(part.result, expected.result) << i << " 1/" << sample << " turn " << turn;
+                        ASSERT_TRUE(part.pixels == expected.pixels) << i << " 1/" << sample << " turn " << turn;
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(without.base()->retainedJpegInfo->store->bytes(), 0u);
+        EXPECT_LE(little.base()->retainedJpegInfo->store->bytes(), kLittle);
+        EXPECT_GT(with.base()->retainedJpegInfo->store->bytes(), kLittle);
+    }
+    EXPECT_GT(maps, size_t{70});
+    Mapped progressive(turbo_picture(grid_picture(2, true, 0)), COLOR_RGBA8888);
+    EXPECT_EQ(vorel_jpeg_set_region_memory(progressive.base(), 1 << 20), 0);
+    EXPECT_EQ(vorel_jpeg_set_region_memory(nullptr, 1 << 20), 0);
+}
+
 TEST(JpegRegion, WithoutMemoryNothingIsLeftBehind) {
     for (const bool progressive : {false, true}) {
         const Bytes jpeg = turbo_picture({.width = 420, .height = 330, .progressive = progressive});
@@ -410,8 +451,9 @@ TEST(JpegRegion, WithoutMemoryNothingIsLeftBehind) {
                                                           static_cast<int32_t>(jpeg.size()), COLOR_RGB565,
                                                           VOREL_OPTION_REGION));
                 GuardBuffer out(expected.size());
-                const bool done = base && VORELBRIM_ScanHuffmanInfo(base.get()) == 1 &&
-                                  VORELBRIM_PDecodeRegion(base.get(), out.data(), 1, 1, 4, 2, 410, 325, 1) == 1;
+                bool done = base && VORELBRIM_ScanHuffmanInfo(base.get()) == 1;
+                for (int turn = 0; turn < 3 && done; ++turn)
+                    done = VORELBRIM_PDecodeRegion(base.get(), out.data(), 1, 1, 4, 2, 410, 325, 1) == 1;
                 if (done) EXPECT_TRUE(out.bytes() == expected || allocator.failed());
                 EXPECT_TRUE(done || allocator.failed());
                 if (base) VORELBRIM_DestroyJpegInfo(base.get());

@@ -1,5 +1,6 @@
 #include "jpeg/decoder/region/map.h"
 
+#include <algorithm>
 #include <numeric>
 #include <utility>
 
@@ -93,6 +94,17 @@ void store_record(ScanReader *scan, const DecInfo *session, EntropyState *record
                                          (scan->restartInterval == 0 ? kMapNoRestarts : 0));
 }
 
+// The position before an MCU, where the map has a record of it that serves.
+bool position_of(const JpegInfo *info, const RegionMap &map, const ScanReader *scan, uint64_t mcu,
+                 EntropyPosition *position) {
+    const Spot spot = spot_of(info, map, scan, mcu);
+    if (!spot.table || !spot.table->rows[spot.row]) return false;
+    const EntropyState &record = spot.table->rows[spot.row][spot.column];
+    if (!(record.flags & kMapValid) || !load_position(record, record.flags & kMapOutOfData, position)) return false;
+    position->mcus_done = mcu;
+    return true;
+}
+
 // From here on the scan is one whose data has ended: MCUs are zero, or stay as other scans left them.
 void end_data(ScanReader *scan) {
     discard(scan);
@@ -180,13 +192,18 @@ bool note_position(JpegInfo *info, ScanReader *scan, int32_t *mcus, EntropyState
 }
 
 bool enter_mcu(const JpegInfo *info, const RegionMap &map, ScanReader *scan, uint64_t mcu) {
-    const Spot spot = spot_of(info, map, scan, mcu);
-    if (!spot.table || !spot.table->rows[spot.row]) return false;
-    const EntropyState &record = spot.table->rows[spot.row][spot.column];
     EntropyPosition position;
-    if (!(record.flags & kMapValid) || !load_position(record, record.flags & kMapOutOfData, &position)) return false;
-    position.mcus_done = mcu;
-    return restore(scan, position);
+    return position_of(info, map, scan, mcu, &position) && restore(scan, position);
+}
+
+bool stands_at(const JpegInfo *info, const RegionMap &map, ScanReader *scan, uint64_t mcu) {
+    EntropyPosition there;
+    if (!position_of(info, map, scan, mcu, &there) || !begin_mcu(scan)) return false;
+    const EntropyPosition here = tell(scan);
+    return !here.out_of_data && !there.out_of_data && here.next == there.next && here.bits == there.bits &&
+           here.bit_count == there.bit_count && here.next_restart == there.next_restart &&
+           static_cast<uint16_t>(here.restarts_to_go) == there.restarts_to_go && here.mcus_done == mcu &&
+           std::equal(here.last_dc, here.last_dc + scan->compsInScan, there.last_dc);
 }
 
 bool enter_row(JpegInfo *info, ScanReader *scan, int32_t mcu_row, int32_t column, int32_t *reached) {

@@ -32,6 +32,8 @@ inline void end_notes(JpegInfo *info) { info->own_map.ended = true; }
 bool enter_row(JpegInfo *info, ScanReader *scan, int32_t mcu_row, int32_t column, int32_t *reached);
 // The same for MCU number `mcu` of the scan, which has to be one that the map has a record of. False without.
 bool enter_mcu(const JpegInfo *info, const RegionMap &map, ScanReader *scan, uint64_t mcu);
+// The scan stands before MCU number `mcu` as the map's record of it says, with data left. Takes a restart that is due.
+bool stands_at(const JpegInfo *info, const RegionMap &map, ScanReader *scan, uint64_t mcu);
 
 // The first MCU column of a row that is decoded for one that begins at `column`.
 inline int32_t start_column(const RegionMap &map, int32_t column) {

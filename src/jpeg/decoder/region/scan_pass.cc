@@ -3,6 +3,7 @@
 
 #include "core/session.h"
 #include "jpeg/decoder/output/output.h"
+#include "jpeg/decoder/region/coefficient_store.h"
 #include "jpeg/decoder/rows/imcu.h"
 #include "jpeg/decoder/setup.h"
 #include "jpeg/decoder/statistics/statistics.h"
@@ -58,6 +59,14 @@ bool complete_scans(JpegInfo *info) {
         drop_fast_path(scan);
         return true;
     });
+}
+
+// Of baseline maps whose tiles fit a batch. Rectangles do without where there is none.
+void make_store(JpegInfo *info) {
+    const ScanReader &scan = info->scan;
+    const uint32_t interval = info->own_map.interval;
+    if (!is_baseline(info) || interval * scan.blocksInMcu > kBatchBlocks || info->store) return;
+    info->store = CoefficientStore::make(scan.mcuRows, (scan.mcusPerRow + interval - 1) / interval);
 }
 
 bool walk_rest(JpegInfo *info) {
@@ -126,6 +135,7 @@ bool finish_map(JpegInfo *info) {
     info->mapScanning = 0;
     if (whole) {
         info->regionStage = 1;
+        make_store(info);
     } else {
         release_map(&info->own_map);
     }
@@ -226,6 +236,13 @@ int32_t BRIMJ_CreateRegionMap(DecInfo *session, void *output, int32_t width, int
     if (BRIMJ_ScanJPEG4Region(session, output, width, height) != 1) return 0;
     session->partialDecode = 1;
     return publish_map(session, session->retainedJpegInfo);
+}
+
+int32_t vorel_jpeg_set_region_memory(DecInfo *session, size_t bytes) {
+    const JpegInfo *info = session ? session->retainedJpegInfo : nullptr;
+    if (!info || !info->store) return 0;
+    info->store->set_limit(bytes);
+    return 1;
 }
 
 int32_t VORELBRIM_ScanHuffmanInfo(DecInfo *session) {

@@ -8,6 +8,7 @@
 #include "jpeg/decoder/iterative/midpoint.h"
 #include "jpeg/decoder/output/output.h"
 #include "jpeg/decoder/region/map.h"
+#include "jpeg/decoder/region/stored_row.h"
 #include "jpeg/decoder/rows/transform.h"
 #include "jpeg/decoder/statistics/statistics.h"
 
@@ -157,23 +158,29 @@ bool decode_mcu_row(JpegInfo *info, ScanReader *scan, McuMode mode, uint8_t ***r
     // With a map rows begin by their positions, and what no window shows costs nothing.
     if (mode == McuMode::kSkip) return info->map || pass_mcus(info, scan, across, steps);
     const McuRange shown = shown_mcus(info, scan);
-    int32_t reached = 0;
     if (info->map && shown.first == shown.end) return true;
-    if (info->map && !enter_row(info, scan, mcu_row, shown.first, &reached)) return false;
     const int32_t step = kBatchBlocks / scan->blocksInMcu;
     const bool dc = mode == McuMode::kDc;
     if (dc) lay_out_dc(batch, scan, step);
+    if (info->map) steps.enter(entropy_step(mode));
+    const StoredRow stored(info, scan, mode, mcu_row, shown);
+    int32_t reached = stored.ready() ? shown.first : 0;
+    if (info->map && !stored.ready() && !enter_row(info, scan, mcu_row, shown.first, &reached)) return false;
     if (!pass_mcus(info, scan, shown.first - reached, steps)) return false;
     const bool fetches = mode == McuMode::kFull && !info->source && scan->compsInScan == info->frame->numComponents;
-    const int32_t from = read_position(steps, info, scan);
+    const int32_t from = read_position(steps, info, scan) - stored.bytes_read();
+    int16_t *const *blocks = dc ? batch->dc_blocks : batch->blocks;
     for (int32_t first = shown.first; first < shown.end; first += step) {
         const int32_t mcus = shown.end - first < step ? shown.end - first : step;
         // What works for another session ends inside a row, so that who waits for it does not wait long.
         if (is_cancelled(info->decInfo->parent)) return false;
         steps.enter(entropy_step(mode));
         if (fetches) fetch_while_decoding(scan, lines_to_write(info, first, info->pump.rows_ready));
-        if (!decode_tolerantly(info, scan, mode, mcus, dc ? batch->dc_blocks : batch->blocks, batch->last))
+        if (stored.ready()) {
+            stored.blocks_of(first, mcus, blocks, batch->last);
+        } else if (!decode_tolerantly(info, scan, mode, mcus, blocks, batch->last)) {
             return false;
+        }
         for_block_rows(info, scan, rows, mcu_row, first, [&](const BlockRowTarget &to) {
             steps.enter(idct_step(info, to));
             dc ? transform_dc(info, mcus, to) : transform_batch(info, scan, mcus, to);
