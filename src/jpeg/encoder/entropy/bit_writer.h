@@ -30,7 +30,7 @@ class BitWriter {
     // `count` bits wait already, less than 8.
     BitWriter(uint32_t bits, uint32_t count, uint8_t *to) : bits_(bits), count_(count), at_(to) {}
 
-    // Between two flushes at most 56 bits. `bits` has nothing above `count`.
+    // Between two flushes at most 57 bits. `bits` has nothing above `count`.
     void put(uint64_t bits, uint32_t count) {
         bits_ = bits_ << count | bits;
         count_ += count;

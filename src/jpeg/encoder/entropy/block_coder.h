@@ -13,16 +13,18 @@ constexpr int kMostAcSize = 15;  // that a symbol has room for
 constexpr int kMostSize = 17;    // of a difference of 16-bit values
 
 struct CodeTable {
-    // AC: by run and value. DC: the first row, by difference.
+    // AC: by run and value.
     PackedBits direct[16][2 * kDirect];
     PackedBits of_size[16][kMostSize + 1];  // by run and size; the code alone
     PackedBits zero_run, end_of_block;
+    bool complete;  // AC: everything in `direct` has a code, but for values of zero
 };
 // The bits that a value's magnitude takes.
 constexpr uint32_t size_of(int32_t value) {
-    // No branch: signs cannot be foreseen.
+    // No branch: signs cannot be foreseen, and a bit below spares asking for 0.
     const uint32_t sign = static_cast<uint32_t>(value >> 31);
-    return static_cast<uint32_t>(std::bit_width((static_cast<uint32_t>(value) ^ sign) - sign));
+    const uint64_t magnitude = (static_cast<uint32_t>(value) ^ sign) - sign;
+    return static_cast<uint32_t>(std::bit_width(magnitude << 1 | 1)) - 1;
 }
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes);
 void make_ac_codes(const RimEncDerived &derived, CodeTable *codes);

@@ -46,17 +46,18 @@ static_assert(1 << kDirectSizes == 2 * kDirect);
 void make_dc_codes(const RimEncDerived &derived, CodeTable *codes) {
     *codes = {};
     for (uint32_t size = 0; size <= kMostSize; ++size) codes->of_size[0][size] = packed(derived, size);
-    for (uint32_t size = 0; size <= kDirectSizes; ++size) put_values(codes->of_size[0][size], size, codes->direct[0]);
 }
 
 void make_ac_codes(const RimEncDerived &derived, CodeTable *codes) {
     *codes = {};
+    codes->complete = true;
     for (uint32_t run = 0; run < kZeroRun; ++run) {
         for (uint32_t size = 1; size <= kMostAcSize; ++size) {
             codes->of_size[run][size] = packed(derived, run << 4 | size);
         }
         for (uint32_t size = 1; size <= kDirectSizes; ++size) {
             put_values(codes->of_size[run][size], size, codes->direct[run]);
+            codes->complete = codes->complete && codes->of_size[run][size];
         }
     }
     codes->zero_run = packed(derived, 0xF0);

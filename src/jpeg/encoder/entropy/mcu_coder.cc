@@ -21,9 +21,9 @@ struct Written {
 };
 
 // A value that has no look-up of its own. `codes` are those of its run.
-[[gnu::noinline]] Written put_by_size(BitWriter writer, const PackedBits *codes, int32_t value, uint32_t most) {
+[[gnu::noinline]] Written put_by_size(BitWriter writer, const PackedBits *codes, int32_t value) {
     const uint32_t size = size_of(value);
-    if (size > most || !codes[size]) return {writer, false};
+    if (size > kMostAcSize || !codes[size]) return {writer, false};
     writer.flush();
     writer.put(codes[size]);
     writer.put(static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((uint64_t{1} << size) - 1), size);
@@ -31,15 +31,28 @@ struct Written {
     return {writer, true};
 }
 
-inline bool put_value(BitWriter &writer, const CodeTable &codes, uint32_t run, int32_t value, uint32_t most) {
+// kComplete: codes that are looked up are there.
+template <bool kComplete>
+inline bool put_value(BitWriter &writer, const CodeTable &codes, uint32_t run, int32_t value) {
     const uint32_t index = static_cast<uint32_t>(value + kDirect);
     if (index >= 2 * kDirect) [[unlikely]] {
-        const Written written = put_by_size(writer, codes.of_size[run], value, most);
+        const Written written = put_by_size(writer, codes.of_size[run], value);
         writer = written.writer;
         return written.good;
     }
     const PackedBits code = codes.direct[run][index];
     writer.put(code);
+    return kComplete || code != 0;
+}
+
+// DC differences come in all sizes, so that a branch by size would be guessed wrong: 33 bits at most.
+inline bool put_difference(BitWriter &writer, const CodeTable &codes, int32_t difference) {
+    const uint32_t size = size_of(difference);
+    if (size > kMostSize) [[unlikely]]
+        return false;
+    const PackedBits code = codes.of_size[0][size];
+    const uint32_t bits = static_cast<uint32_t>(difference + (difference >> 31)) & ((uint32_t{1} << size) - 1);
+    writer.put(uint64_t{code >> 8} << size | bits, length_of(code) + size);
     return code != 0;
 }
 
@@ -52,35 +65,39 @@ inline bool put_value(BitWriter &writer, const CodeTable &codes, uint32_t run, i
     return {writer, ac.zero_run != 0};
 }
 
-// The coefficient at the lowest bit of `rest`, behind the one at *last.
-inline bool put_coefficient(BitWriter &writer, const CodeTable &ac, const int16_t *zigzag, uint64_t rest, int *last) {
-    const int at = std::countr_zero(rest);
-    int run = at - *last - 1;
-    *last = at;
+// The first coefficient of `rest`, whose bits begin with that of *next.
+template <bool kComplete>
+inline bool put_coefficient(BitWriter &writer, const CodeTable &ac, const int16_t **next, uint64_t *rest) {
+    int run = std::countr_zero(*rest);
+    *rest = *rest >> run >> 1;
+    const int16_t *at = *next + run;
+    *next = at + 1;
     if (run >= kZeroRun) [[unlikely]] {
         const Written written = put_zero_runs(writer, ac, run / kZeroRun);
         writer = written.writer;
         if (!written.good) return false;
         run %= kZeroRun;
     }
-    return put_value(writer, ac, static_cast<uint32_t>(run), zigzag[at], kMostAcSize);
+    return put_value<kComplete>(writer, ac, static_cast<uint32_t>(run), *at);
 }
 
-// No code with its value is longer than 22 bits where it comes by a look-up, so two of them and 7 bits that wait go
-// between two flushes; the others bring flushes of their own.
-inline bool encode_block(BitWriter &writer, const CodeTable &dc, const CodeTable &ac, const int16_t *zigzag,
-                         uint64_t nonzero, int32_t difference) {
-    if (!put_value(writer, dc, 0, difference, kMostSize)) return false;
+// No code with its value is longer than 22 bits where it comes by a look-up and 33 where it is a difference, so two of
+// them and 7 bits that wait go between two flushes; the others bring flushes of their own.
+template <bool kComplete>
+inline bool encode_block(BitWriter &writer, const CodeTable &dc, const CodeTable &ac, const CodingBlock &block,
+                         int32_t difference) {
+    if (!put_difference(writer, dc, difference)) return false;
+    const int16_t *next = block.zigzag + 1;
+    uint64_t rest = block.nonzero >> 1;
+    if (rest != 0 && !put_coefficient<kComplete>(writer, ac, &next, &rest)) return false;
     writer.flush();
-    int last = 0;
-    for (uint64_t rest = nonzero & ~uint64_t{1}; rest != 0; rest &= rest - 1) {
-        if (!put_coefficient(writer, ac, zigzag, rest, &last)) return false;
-        rest &= rest - 1;
+    while (rest != 0) {
+        if (!put_coefficient<kComplete>(writer, ac, &next, &rest)) return false;
         if (rest == 0) break;
-        if (!put_coefficient(writer, ac, zigzag, rest, &last)) return false;
+        if (!put_coefficient<kComplete>(writer, ac, &next, &rest)) return false;
         writer.flush();
     }
-    if (last != 63) {
+    if (block.nonzero >> 63 == 0) {
         if (!ac.end_of_block) return false;
         writer.put(ac.end_of_block);
     }
@@ -98,8 +115,10 @@ bool encode_blocks(JEInfo *session, const CodingBlock *blocks, uint8_t **at) {
         const uint32_t member = session->mcuMembership[i];
         const JEComponent *component = session->scanComponents[member];
         int32_t &last = entropy->lastDc[member];
-        good = encode_block(writer, *work->dcCodes[component->dcTable], *work->acCodes[component->acTable],
-                            blocks[i].zigzag, blocks[i].nonzero, blocks[i].dc - last);
+        const CodeTable &dc = *work->dcCodes[component->dcTable], &ac = *work->acCodes[component->acTable];
+        const int32_t difference = blocks[i].dc - last;
+        good = ac.complete ? encode_block<true>(writer, dc, ac, blocks[i], difference)
+                           : encode_block<false>(writer, dc, ac, blocks[i], difference);
         last = blocks[i].dc;
     }
     entropy->bitBuffer = writer.waiting();
