@@ -17,7 +17,9 @@ Bytes read_file(const std::filesystem::path &path) {
     return Bytes(std::istreambuf_iterator<char>(stream), {});
 }
 
-TempFile::TempFile(const Bytes &bytes) : path_("/tmp/vorel-test-XXXXXX") {
+TempFile::TempFile(const Bytes &bytes) {
+    const char *folder = std::getenv("TMPDIR");
+    path_ = std::string(folder && *folder ? folder : "/tmp") + "/vorel-test-XXXXXX";
     const int descriptor = mkstemp(path_.data());
     if (descriptor < 0 || write(descriptor, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) abort();
     close(descriptor);
