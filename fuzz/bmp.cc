@@ -4,6 +4,8 @@
 
 using namespace vorel_fuzz;
 
+const std::vector<Bounded> vorel_fuzz::kSmallFrames = {{3, 63, 0}, {4, 63, 0}};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 6);
     constexpr int32_t kFormats[] = {COLOR_RGB565,   COLOR_RGB888,   COLOR_ARGB8888, COLOR_BGR565A,

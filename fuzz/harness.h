@@ -32,6 +32,13 @@ class Case {
     Bytes picture_, options_;
 };
 
+// An option, the first one 1, whose bits most mutations keep to these.
+struct Bounded {
+    size_t number;
+    uint8_t keep, set;
+};
+extern const std::vector<Bounded> kSmallFrames;  // of the targets whose options are sides
+
 // Owns a session over the picture; get() is null when the library makes none.
 class Session {
   public:

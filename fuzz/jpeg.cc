@@ -100,6 +100,8 @@ void compare_window(const Bytes &picture, const ImageInfo &info, const Request &
 
 }  // namespace
 
+const std::vector<Bounded> vorel_fuzz::kSmallFrames = {{4, 63, 0}, {5, 63, 0}};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 5);
     ImageInfo info;

@@ -226,6 +226,9 @@ void require_same_of_applications(const Frame &frame, int32_t quality) {
 
 }  // namespace
 
+// Sides, and neither many rows nor long strings in the record.
+const std::vector<Bounded> vorel_fuzz::kSmallFrames = {{2, 31, 0}, {3, 31, 0}, {4, 255, 1}};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     constexpr int32_t kFormats[] = {COLOR_RGB565, COLOR_RGB888,   COLOR_YUV420,   COLOR_YUV422,
                                     COLOR_GRAY,   COLOR_RGBA8888, COLOR_BGRA8888, COLOR_YUV440,

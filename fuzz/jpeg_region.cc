@@ -84,6 +84,8 @@ void compare_with_whole(const Bytes &picture, const ImageInfo &info, const Reque
 
 }  // namespace
 
+const std::vector<Bounded> vorel_fuzz::kSmallFrames = {{7, 63, 0}, {8, 63, 0}};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 8);
     ImageInfo info;

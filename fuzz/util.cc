@@ -11,7 +11,9 @@ namespace {
 // As many bytes as asked for, the input over and over.
 Bytes filled(const Bytes &pattern, size_t size) {
     Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(pattern[i % pattern.size()] + i / 251);
+    uint8_t *out = bytes.data();
+    for (size_t i = 0, at = 0; i < size; ++i, at = at + 1 == pattern.size() ? 0 : at + 1)
+        out[i] = static_cast<uint8_t>(pattern[at] + i / 251);
     return bytes;
 }
 
@@ -103,6 +105,9 @@ void rotate(const Bytes &pattern, const Sizes &s, uint32_t choice) {
 }
 
 }  // namespace
+
+const std::vector<Bounded> vorel_fuzz::kSmallFrames = {
+    {3, 63, 0}, {4, 63, 0}, {5, 63, 0}, {6, 63, 0}, {7, 255, 1}};
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 7);
