@@ -58,6 +58,7 @@ constexpr size_t kVariants = 4;  // of a job on a picture, each with choices of 
 
 struct Soak {
     std::vector<Picture> pictures;
+    std::vector<std::vector<size_t>> by_type;
     std::vector<Job> jobs;
     std::vector<std::atomic<uint64_t>> digests;  // the first of each variant of each job on each picture; 0: none yet
     std::vector<Watch> watches;
@@ -95,7 +96,9 @@ void alter(Bytes &bytes, Random &random) {
 }
 
 void run_one(Soak &soak, Random &random, Watch &watch) {
-    const size_t picture_at = random.next() % soak.pictures.size(), job_at = random.next() % soak.jobs.size();
+    // Each type comes as often as any other, however many files it has.
+    const std::vector<size_t> &of_type = soak.by_type[random.next() % soak.by_type.size()];
+    const size_t picture_at = of_type[random.next() % of_type.size()], job_at = random.next() % soak.jobs.size();
     const Picture &picture = soak.pictures[picture_at];
     const Job &job = soak.jobs[job_at];
     if (!(job.types >> picture.type & 1)) return;
@@ -173,6 +176,12 @@ int soak(int argc, char **argv) {
     if (soak.pictures.empty() || threads == 0) {
         std::fprintf(stderr, "usage: vorel_soak [--seconds N] [--threads N] [--seed N] FOLDER...\n");
         return 2;
+    }
+    for (int32_t type = 0; type <= VOREL_IMAGE_DNG; ++type) {
+        std::vector<size_t> places;
+        for (size_t i = 0; i < soak.pictures.size(); ++i)
+            if (soak.pictures[i].type == type) places.push_back(i);
+        if (!places.empty()) soak.by_type.push_back(std::move(places));
     }
     for (const std::span<const Job> jobs : {jpeg_jobs(), other_jobs(), application_jobs()})
         soak.jobs.insert(soak.jobs.end(), jobs.begin(), jobs.end());

@@ -109,12 +109,12 @@ Resources resources_now() {
 }
 
 std::string what_is_left(const Resources &before, const Resources &after) {
-    constexpr int64_t kStacks = 64 << 10, kArenas = 16 << 20;
+    constexpr int64_t kStacks = 24 << 10, kArenas = 16 << 20;
     struct Row {
         const char *name;
         int64_t before, after, most;
     };
-    std::string text;
+    std::string text = after.library_blocks ? "blocks that no job has " : "";
     for (const Row &row : {Row{"blocks of the library", before.library_blocks, after.library_blocks, 0},
                            Row{"bytes of the library", before.library_bytes, after.library_bytes, 0},
                            Row{"blocks of operator new", before.news, after.news, 0},

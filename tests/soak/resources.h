@@ -19,7 +19,7 @@ void count_allocations();
 // While no job runs.
 Resources resources_now();
 
-// What is left behind: nothing may be of blocks, descriptors, threads and handles. Bytes in use may differ by 64 KB,
+// What is left behind: nothing may be of blocks, descriptors, threads and handles. Bytes in use may differ by 24 KB,
 // what the C library keeps with the stacks of ended threads for the next ones; resident memory by 16 MB, free pages
 // between small blocks and up to 1 MB at the end of each arena of threads. Empty: all is well.
 std::string what_is_left(const Resources &before, const Resources &after);
