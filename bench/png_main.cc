@@ -4,6 +4,8 @@
 
 #include <vorel/png.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,12 +19,14 @@ namespace vorel_bench {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+constexpr size_t kRegionMemory = size_t{32} << 20;  // the default
 
 struct Picture {
     std::string name;
     int width, height, colour_type, depth;
     bool interlaced;
     Bytes file;
+    bool photograph = false;
 };
 
 int channels_of(int colour_type) {
@@ -32,6 +36,14 @@ int channels_of(int colour_type) {
 void append(png_structp png, png_bytep bytes, size_t count) {
     auto *file = static_cast<Bytes *>(png_get_io_ptr(png));
     file->insert(file->end(), bytes, bytes + count);
+}
+
+// Soft shading, finer waves and a grain of some levels, as of a photograph.
+int photograph(int x, int y, int c, uint32_t noise) {
+    const float slow = 60 * std::sin(static_cast<float>(x) * 0.003f + static_cast<float>(y) * 0.002f);
+    const float fine = 30 * std::sin(static_cast<float>(x) * 0.05f + static_cast<float>(y) * 0.03f);
+    const uint32_t grain = (noise >> 28) + (noise >> 20 & 15) + (noise >> 12 & 15);
+    return 120 + 7 * c + static_cast<int>(slow + fine) + static_cast<int>(grain / 4);
 }
 
 // Waves, some edges and the noise of a sensor; alpha falls off towards the sides. Written as libpng writes it at
@@ -63,7 +75,8 @@ void write_picture(Picture *picture) {
                 const int wave = ((x * (y & 4095)) >> 13) + ((x >> 3) ^ (y >> 4)) / 3;
                 for (int c = 0; c < channels; ++c) {
                     noise = noise * 1664525u + 1013904223u;
-                    int value = 60 + wave % 120 + 15 * c + static_cast<int>(noise >> 29);
+                    int value = picture->photograph ? photograph(x, y, c, noise)
+                                                    : 60 + wave % 120 + 15 * c + static_cast<int>(noise >> 29);
                     if (channels == 4 && c == 3) value = x % 1024 < 600 ? 255 : 255 - (x % 1024 - 600) / 2;
                     *out++ = static_cast<uint8_t>(value);
                     if (picture->depth == 16) *out++ = static_cast<uint8_t>(noise >> 8);
@@ -126,6 +139,20 @@ void peer_decode(const Picture &picture, uint8_t *out, int rows) {
     png_destroy_read_struct(&png, &info, nullptr);
 }
 
+// The same down to a region's last row, of which the peer needs one row at a time.
+void peer_rows(const Picture &picture, Bytes *row, int rows) {
+    Cursor cursor = {picture.file.data(), picture.file.data() + picture.file.size()};
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) std::abort();
+    png_set_read_fn(png, &cursor, take);
+    png_read_info(png, info);
+    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
+    png_read_update_info(png, info);
+    for (int y = 0; y < rows; ++y) png_read_row(png, row->data(), nullptr);
+    png_destroy_read_struct(&png, &info, nullptr);
+}
+
 int32_t length_of(const Picture &picture) { return static_cast<int32_t>(picture.file.size()); }
 
 void our_decode(const Picture &picture, uint8_t *out) {
@@ -150,20 +177,22 @@ class Bench {
     Bench(const std::string &filter, Table &table) : filter_(filter), table_(table) {}
 
     // equal() says after both sides have run whether their pixels are the same; null where they do not give the same.
-    void row(const std::string &name, const std::function<void()> &ours, const std::function<void()> &peer,
-             const std::function<bool()> &equal) {
-        if (!std::regex_search(name, filter_)) return;
+    // peer_share: the peer does that part of the work. False where the row was not asked for.
+    bool row(const std::string &name, const std::function<void()> &ours, const std::function<void()> &peer,
+             const std::function<bool()> &equal, int peer_share = 1) {
+        if (!std::regex_search(name, filter_)) return false;
         Turns turns = measure_in_turns(ours, peer, nullptr, false, {1.5, 5, 25});
-        const double mine = turns.ours.median(), other = turns.peer.median();
+        const double mine = turns.ours.median(), other = turns.peer.median() * peer_share;
         char text[256];
         std::snprintf(text, sizeof text,
                       "%-34s  ours %8.2f ms  peer %8.2f ms  ratio %6.2f  spread %5.1f %5.1f %%  %s\n", name.c_str(),
-                      mine * 1e3, other * 1e3, turns.ratios.median(), 100 * turns.ours.spread(),
+                      mine * 1e3, other * 1e3, turns.ratios.median() * peer_share, 100 * turns.ours.spread(),
                       100 * turns.peer.spread(),
                       !equal    ? "-"
                       : equal() ? "equal"
                                 : "DIFFERENT");
         table_.emit(text);
+        return true;
     }
 
   private:
@@ -186,18 +215,76 @@ void index_row(Bench &bench, const Picture &picture) {
         [&] { peer_decode(picture, peer.data(), picture.height); }, nullptr);
 }
 
-// 512 x 512 pixels from the middle, the index being there; the peer reads row after row down to their last one.
+void index_against_decode_row(Bench &bench, const Picture &picture) {
+    Bytes whole(static_cast<size_t>(picture.width) * static_cast<size_t>(picture.height) * 4);
+    bench.row(
+        "index-decode/" + picture.name, [&] { drop(our_index(picture)); }, [&] { our_decode(picture, whole.data()); },
+        nullptr);
+}
+
+constexpr int kSide = 512;
+
+void our_region(vpng_tile_index *handle, uint8_t *out, int x, int y) {
+    if (!onDecodeVPNGSubset(handle, out, x, y, kSide, kSide, 1)) throw std::runtime_error("our region failed");
+}
+
+// From where nothing is kept, against the same without anything being kept.
+void first_touch_row(Bench &bench, const Picture &picture) {
+    const int x = (picture.width - kSide) / 2, y = (picture.height - kSide) / 2;
+    Bytes first(kSide * kSide * 4), without(first.size(), 1);
+    vpng_tile_index *handle = our_index(picture), *plain = our_index(picture);
+    vpng_set_region_memory(plain, 0);
+    bench.row(
+        "region-first/" + picture.name,
+        [&] {
+            vpng_set_region_memory(handle, 0);
+            vpng_set_region_memory(handle, kRegionMemory);
+            our_region(handle, first.data(), x, y);
+        },
+        [&] { our_region(plain, without.data(), x, y); }, [&] { return first == without; });
+    drop(handle);
+    drop(plain);
+}
+
+// A pan over the whole picture by regions that overlap; the peer decodes down to each of them. It takes minutes, so
+// that the peer's are a twentieth, spread over the picture.
+void pan_row(Bench &bench, Table &table, const Picture &picture) {
+    constexpr int kRegions = 200, kPeerEvery = 20;
+    Bytes out(kSide * kSide * 4), row(static_cast<size_t>(picture.width) * 4);
+    const auto x_of = [&](int i) { return (picture.width - kSide) * i / (kRegions - 1); };
+    const auto y_of = [&](int i) { return (picture.height - kSide) * i / (kRegions - 1); };
+    vpng_tile_index *handle = our_index(picture);
+    size_t most = 0;
+    const bool ran = bench.row(
+        "pan/" + picture.name,
+        [&] {
+            vpng_set_region_memory(handle, 0);
+            vpng_set_region_memory(handle, kRegionMemory);
+            for (int i = 0; i < kRegions; ++i) {
+                our_region(handle, out.data(), x_of(i), y_of(i));
+                most = std::max(most, vpng_get_region_memory(handle));
+            }
+        },
+        [&] {
+            for (int i = kPeerEvery / 2; i < kRegions; i += kPeerEvery) peer_rows(picture, &row, y_of(i) + kSide);
+        },
+        nullptr, kPeerEvery);
+    char text[96];
+    std::snprintf(text, sizeof text, "%-34s  %.1f of %zu MiB are kept at most\n", "",
+                  static_cast<double>(most) / (1 << 20), kRegionMemory >> 20);
+    if (ran) table.emit(text);
+    drop(handle);
+}
+
+// 512 x 512 pixels from the middle, the index being there, and what a region of the same rows has left; the peer reads
+// row after row down to their last one.
 void region_row(Bench &bench, const Picture &picture) {
-    constexpr int kSide = 512;
     const int x = (picture.width - kSide) / 2, y = (picture.height - kSide) / 2;
     const size_t stride = static_cast<size_t>(picture.width) * 4;
     Bytes ours(kSide * kSide * 4), peer(stride * static_cast<size_t>(y + kSide));
     vpng_tile_index *handle = our_index(picture);
     bench.row(
-        "region/" + picture.name,
-        [&] {
-            if (!onDecodeVPNGSubset(handle, ours.data(), x, y, kSide, kSide, 1)) throw std::runtime_error("region");
-        },
+        "region/" + picture.name, [&] { our_region(handle, ours.data(), x, y); },
         [&] { peer_decode(picture, peer.data(), y + kSide); },
         [&] {
             for (int k = 0; k < kSide; ++k) {
@@ -217,7 +304,10 @@ void run(const std::string &filter, Table &table) {
         "decode  whole picture from memory to R, G, B, A with colours times alpha; the peer: libpng's expansions\n"
         "        and a loop over the rows that have alpha\n"
         "index   our index for regions against the peer's whole decode\n"
-        "region  512 x 512 from the middle, the index being there; the peer decodes down to its last row\n"
+        "index-decode  the same against our whole decode\n"
+        "region  512 x 512 from the middle, after the first of its rows; the peer decodes down to its last row\n"
+        "region-first  the first one of its rows, against the same when nothing is kept for those after it\n"
+        "pan     200 such regions from corner to corner, of which the peer does ten\n"
         "ratio   the peer's time by ours, the median over turns of one run each: above 1 ours is faster\n"
         "times   of the processor\n"
         "spread  middle half of the times by their median, ours and the peer's\n\n");
@@ -235,10 +325,14 @@ void run(const std::string &filter, Table &table) {
     }
     for (Picture picture : {Picture{"rgb/40MP/7304x5477", 7304, 5477, PNG_COLOR_TYPE_RGB, 8, false, {}},
                             {"rgb/40MP/2000x20000", 2000, 20000, PNG_COLOR_TYPE_RGB, 8, false, {}},
-                            {"rgb/40MP/1080x37037", 1080, 37037, PNG_COLOR_TYPE_RGB, 8, false, {}}}) {
+                            {"rgb/40MP/1080x37037", 1080, 37037, PNG_COLOR_TYPE_RGB, 8, false, {}},
+                            {"photograph/40MP/8000x5000", 8000, 5000, PNG_COLOR_TYPE_RGB, 8, false, {}, true}}) {
         write_picture(&picture);
         index_row(bench, picture);
+        index_against_decode_row(bench, picture);
         region_row(bench, picture);
+        first_touch_row(bench, picture);
+        if (picture.width > kSide * 8) pan_row(bench, table, picture);
     }
 }
 

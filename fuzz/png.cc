@@ -74,6 +74,11 @@ void decode_regions(const Bytes &picture, const Header &header, int32_t format, 
     vpng_tile_index *handle = build();
     require(handle || !whole, "what decodes can be indexed");
     if (!handle) return;
+    // One that keeps nothing, to compare with.
+    vpng_tile_index *plain = build();
+    require(plain, "an index can be built again");
+    vpng_set_region_memory(plain, 0);
+    if (const uint32_t limit = input->option()) vpng_set_region_memory(handle, limit << 12);
     for (int i = 0; i < 3; ++i) {
         const int32_t x = input->below(header.width), y = input->below(header.height);
         const int32_t w = 1 + input->below(header.width - x), h = 1 + input->below(header.height - y),
@@ -83,19 +88,25 @@ void decode_regions(const Bytes &picture, const Header &header, int32_t format, 
         uint8_t *at = out.empty() ? &none : out.data();
         const auto run = [&](uint8_t *to) { return onDecodeVPNGSubset(handle, to, x, y, w, h, sample); };
         const int32_t result = run(at);
+        Bytes expected(out.size(), kFill);
+        require(onDecodeVPNGSubset(plain, expected.empty() ? &none : expected.data(), x, y, w, h, sample) == result,
+                "a region succeeds with what is kept as it does without");
+        require(expected == out, "a region is the same with what is kept as without");
         require(result || !whole, "regions of what decodes decode");
         if (whole && !header.transparency) require_cut(*whole, header, out, x, y, w, h, sample);
         require(run(again.empty() ? &none : again.data()) == result && again == out,
                 "a region comes out the same again");
     }
-    vpng_destroy_read_struct(&handle->png, &handle->info, nullptr);
-    VORELBRIM_OsFree(handle);
+    for (vpng_tile_index *built : {handle, plain}) {
+        vpng_destroy_read_struct(&built->png, &built->info, nullptr);
+        VORELBRIM_OsFree(built);
+    }
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    Case input(data, size, 20);
+    Case input(data, size, 21);
     const Bytes &picture = input.picture();
     Header header;
     if (picture.empty() || !measure(picture, &header)) return 0;

@@ -123,6 +123,15 @@ VOREL_API vpng_tile_index *onBuildTileIndexVPNG(const void *source, int32_t leng
 VOREL_API int32_t onDecodeVPNGSubset(vpng_tile_index *handle, void *out, int32_t x, int32_t y, int32_t w, int32_t h,
                                      int32_t sampleSize);
 
+/* What regions of a picture that is not interlaced keep for those after them: of the rows that they touched, how to
+ * inflate pieces of them by themselves. A rectangle among such rows then costs its own area instead of the width of the
+ * picture; pixels, results and messages are the same. Rows that were not touched for the longest time give way, so that
+ * no more than that many bytes are taken: 32 MiB unless it is set, 0 for none at all. A file has to stay unchanged
+ * meanwhile, or is read anew; memory has to. 1, or 0 for null. */
+VOREL_API int32_t vpng_set_region_memory(vpng_tile_index *handle, size_t bytes);
+/* How much is taken now; 0 for null. Both may be called from any thread, and wait for a region that is being decoded. */
+VOREL_API size_t vpng_get_region_memory(vpng_tile_index *handle);
+
 /* The steps of the two above, on a read object of onDecodeVPNGInit of which no row was read. All jump.
  * Build: walks the picture and sets the checkpoints; where it jumps, there is no index. Configure: resumes pass at the
  * last checkpoint at or above *row, whose row *row becomes. Set offset: goes on in the IDAT chunk at streamPosition of

@@ -12,8 +12,6 @@ namespace {
 // A window is put together from at most that many pieces.
 constexpr uint32_t kMostPieces = 32;
 
-const Checkpoint *whole_of(const vpng_row_checkpoint *shown) { return reinterpret_cast<const Checkpoint *>(shown); }
-
 // Keeps of reader->windows->copied what differs from the last one that was kept.
 bool keep_window(IdatReader *reader, Checkpoint *checkpoint) {
     InflateWindows *windows = reader->windows;
@@ -62,7 +60,21 @@ bool copy_state(IdatReader *reader, Checkpoint *checkpoint) {
     return copied && keep_window(reader, checkpoint);
 }
 
+void keep_place(IdatReader *reader, Checkpoint *checkpoint) {
+    constexpr int kUnusedBits = 63;
+    z_stream &live = reader->live;
+    const long mark = inflateMark(&live);
+    checkpoint->in_middle = checkpoint->shown.bytesLeft != reader->chunk_bytes;
+    checkpoint->block = reader->block;
+    checkpoint->bits = (live.total_in - reader->block.total_in) * 8 + reader->block.bits -
+                       static_cast<uint32_t>(live.data_type & kUnusedBits);
+    checkpoint->code_bits = static_cast<int32_t>(mark >> 16);
+    checkpoint->given = static_cast<uint32_t>(mark & 0xFFFF);
+}
+
 }  // namespace
+
+const Checkpoint *whole_of(const vpng_row_checkpoint *shown) { return reinterpret_cast<const Checkpoint *>(shown); }
 
 bool make_checkpoint(IdatReader *reader, vpng_row_checkpoint **out) {
     auto *checkpoint = os_allocate_array<Checkpoint>(1);
@@ -74,6 +86,7 @@ bool make_checkpoint(IdatReader *reader, vpng_row_checkpoint **out) {
     checkpoint->shown.previousRow = os_allocate_array<uint8_t>(reader->row_bytes + 1);
     if (!checkpoint->shown.previousRow || !copy_state(reader, checkpoint)) return false;
     std::memcpy(checkpoint->shown.previousRow, reader->above, reader->row_bytes + 1);
+    keep_place(reader, checkpoint);
     return true;
 }
 

@@ -13,7 +13,16 @@ struct Checkpoint {
     uint32_t depth;          // of the chain of bases
     uint32_t piece_offset, piece_bytes;
     uint8_t *piece;
+    // The same place for a reader that is not zlib: within the block, bits behind its start that zlib has taken, how
+    // many of those are of a code that has given `given` bytes so far, -1 where zlib is in no code.
+    BlockStart block;
+    uint64_t bits;
+    int32_t code_bits;
+    uint32_t given;
+    bool in_middle;  // of its chunk, whose check value does not fit then
 };
+
+const Checkpoint *whole_of(const vpng_row_checkpoint *shown);
 
 // Both give false without memory. In a pass without pixels there is nothing to keep.
 bool make_checkpoint(IdatReader *reader, vpng_row_checkpoint **out);

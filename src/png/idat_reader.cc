@@ -13,7 +13,7 @@ namespace vorel {
 namespace {
 
 constexpr uint32_t kMostChunkBytes = 0x7FFFFFFF;  // PNG clause 5.3
-constexpr size_t kChunkHeader = 8, kCrcBytes = 4, kSkipPiece = 1024;
+constexpr size_t kChunkHeader = 8, kZlibHeader = 2, kCrcBytes = 4, kSkipPiece = 1024;
 constexpr uint8_t kIdatName[4] = {'I', 'D', 'A', 'T'};
 // Inflating several rows at a time saves zlib copies of its window; this much stays in the second-level cache.
 constexpr size_t kAheadBytes = size_t{64} << 10;
@@ -44,6 +44,7 @@ bool read_chunk_header(PngSource *source) {
     vpng_read_data(source->png, header, kChunkHeader);
     reader->idat_left = big_endian_32(header);
     if (reader->idat_left > kMostChunkBytes) png_error(source->png, "PNG unsigned integer out of range");
+    reader->chunk_bytes = reader->idat_left;
     reader->crc = 0;
     add_to_crc(reader, header + 4, 4);
     return std::memcmp(header + 4, kIdatName, sizeof kIdatName) == 0;
@@ -56,6 +57,8 @@ void next_piece(PngSource *source) {
         if (!read_chunk_header(source)) png_error(source->png, "Not enough image data");
     }
     const uint32_t count = std::min<uint32_t>(reader->idat_left, sizeof reader->input);
+    reader->last_byte = reader->input_bytes ? reader->input[reader->input_bytes - 1] : 0;
+    reader->input_bytes = count;
     vpng_read_data(source->png, reader->input, count);
     add_to_crc(reader, reader->input, count);
     reader->idat_left -= count;
@@ -81,6 +84,26 @@ void move_to_front(IdatReader *reader) {
     reader->above = reader->rows;
 }
 
+// zlib's inflate up to the end of its output or input, as by one call, with a note of where blocks begin.
+int inflate_noting_blocks(IdatReader *reader) {
+    constexpr int kAtBlock = 128, kUnusedBits = 63;
+    z_stream &live = reader->live;
+    int result = inflate(&live, Z_BLOCK);
+    while (result == Z_OK && (live.data_type & kAtBlock)) {
+        const int unused = live.data_type & kUnusedBits;
+        if (live.total_in == kZlibHeader && live.next_in - reader->input >= static_cast<long>(kZlibHeader)) {
+            reader->window = uint32_t{256} << (live.next_in[-2] >> 4);
+        }
+        reader->block = {
+            unused<8, static_cast<uint8_t>(unused), live.next_in> reader->input ? live.next_in[-1] : reader->last_byte,
+            reader->chunk_offset, live.avail_in + reader->idat_left, live.total_in};
+        const int more = inflate(&live, Z_BLOCK);
+        if (more == Z_BUF_ERROR) break;  // nothing comes without input or space
+        result = more;
+    }
+    return result;
+}
+
 // One call of inflate; false at the end of the stream and at its damage.
 bool inflate_some(PngSource *source, size_t most) {
     IdatReader *reader = source->reader;
@@ -88,7 +111,7 @@ bool inflate_some(PngSource *source, size_t most) {
     if (live.avail_in == 0) next_piece(source);
     live.next_out = reader->above + reader->row_bytes + 1 + reader->inflated;
     live.avail_out = static_cast<uInt>(most);
-    const int result = inflate(&live, Z_SYNC_FLUSH);
+    const int result = source->index_built ? inflate(&live, Z_SYNC_FLUSH) : inflate_noting_blocks(reader);
     const size_t came = most - live.avail_out;
     reader->inflated += came;
     if (result == Z_OK) return true;
@@ -126,26 +149,27 @@ void inflate_row(PngSource *source) {
 }
 
 void unfilter(PngSource *source, uint8_t *row, const uint8_t *above) {
-    const PngKernels &kernels = png_kernels();
-    const size_t bytes = source->reader->used_bytes;
-    const int pixel = filter_pixel_bytes(source->header);
-    switch (row[0]) {
-        case PNG_FILTER_VALUE_NONE:
-            return;
-        case PNG_FILTER_VALUE_SUB:
-            return kernels.sub(row + 1, bytes, pixel);
-        case PNG_FILTER_VALUE_UP:
-            return kernels.up(row + 1, above + 1, bytes);
-        case PNG_FILTER_VALUE_AVG:
-            return kernels.average(row + 1, above + 1, bytes, pixel);
-        case PNG_FILTER_VALUE_PAETH:
-            return kernels.paeth(row + 1, above + 1, bytes, pixel);
-        default:
-            png_error(source->png, "bad adaptive filter value");
-    }
+    if (row[0] >= kPngFilters) png_error(source->png, "bad adaptive filter value");
+    unfilter_bytes(row[0], row + 1, above + 1, source->reader->used_bytes, filter_pixel_bytes(source->header));
 }
 
 }  // namespace
+
+void unfilter_bytes(uint8_t filter, uint8_t *row, const uint8_t *above, size_t bytes, int pixel) {
+    const PngKernels &kernels = png_kernels();
+    switch (filter) {
+        case PNG_FILTER_VALUE_SUB:
+            return kernels.sub(row, bytes, pixel);
+        case PNG_FILTER_VALUE_UP:
+            return kernels.up(row, above, bytes);
+        case PNG_FILTER_VALUE_AVG:
+            return kernels.average(row, above, bytes, pixel);
+        case PNG_FILTER_VALUE_PAETH:
+            return kernels.paeth(row, above, bytes, pixel);
+        default:
+            return;
+    }
+}
 
 IdatReader *make_idat_reader(const PngHeader &header) {
     IdatReader *reader = os_allocate_array<IdatReader>(1);
@@ -235,6 +259,7 @@ bool finish_chunk(PngSource *source, uint32_t skip) {
     vpng_read_data(source->png, crc, sizeof crc);
     source->index->streamPosition = source->position;
     const bool wrong = big_endian_32(crc) != reader->crc;
+    if (!source->index_built) reader->odd_chunks |= wrong;
     if (wrong) png_chunk_warning(source->png, "CRC error");
     return wrong;
 }

@@ -20,6 +20,15 @@ constexpr Adam7Pass kOnlyPass = {0, 1, 0, 1};
 
 struct Checkpoint;
 
+// Where a block of the stream begins: behind the last `bits` bits of the byte that stands before the position, which is
+// told as a checkpoint tells it.
+struct BlockStart {
+    bool known;
+    uint8_t bits, last_byte;
+    uint32_t chunk_offset, bytes_left;
+    uint64_t total_in;  // zlib's count at the position
+};
+
 // For copies of the inflate state. zlib's window is 32 KiB at most.
 struct InflateWindows {
     static constexpr size_t kBytes = size_t{32} << 10;
@@ -34,6 +43,7 @@ struct IdatReader {
     bool live_open;
     enum : uint8_t { kGoingOn, kEnded, kDamaged } stream;
     uint32_t chunk_offset;  // in the source, of the length field of the current IDAT chunk
+    uint32_t chunk_bytes;   // its length
     uint32_t idat_left;     // bytes of it that are not read yet
     uint32_t crc;
     Adam7Pass pass;
@@ -45,9 +55,14 @@ struct IdatReader {
     int32_t ahead;      // rows below this one may be inflated already
     uint8_t *rows;      // capacity bytes
     size_t capacity;
-    uint8_t *above;     // the unfiltered row before, with its filter byte; behind it inflated ones
-    size_t inflated;    // bytes behind `above`
-    uint8_t header[8];  // of the chunk, or of one before it
+    uint8_t *above;        // the unfiltered row before, with its filter byte; behind it inflated ones
+    size_t inflated;       // bytes behind `above`
+    BlockStart block;      // that zlib is in, while an index is built
+    uint32_t input_bytes;  // of the piece in `input`
+    uint8_t last_byte;     // of the piece before the one in `input`
+    uint32_t window;       // that the stream's header gives to matches; 0: not known
+    bool odd_chunks;       // a check value did not fit while the index was built
+    uint8_t header[8];     // of the chunk, or of one before it
     // The piece size decides what a source that is cut short still gives.
     uint8_t input[8192];
 };
@@ -63,6 +78,8 @@ inline bool has_rows(const IdatReader &reader) { return reader.width != 0 && rea
 void start_pass(PngSource *source, int pass);
 // Goes on in the chunk whose length field is at chunk_offset; bytes_left of it UINT32_MAX: from its start.
 void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left);
+// Undoes the filter of a row, of types 0 to 4.
+void unfilter_bytes(uint8_t filter, uint8_t *row, const uint8_t *above, size_t bytes, int pixel);
 // The next row of the image in this pass, without its filter byte; null when the pass has no pixels in it. Its first
 // used_bytes bytes are unfiltered.
 const uint8_t *next_row(PngSource *source);

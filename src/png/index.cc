@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/core.h"
+#include "png/bands/store.h"
 #include "png/checkpoint.h"
 
 namespace vorel {
@@ -49,6 +50,7 @@ int passes_of(const PngSource &source) { return source.header.interlaced ? kAdam
 }  // namespace
 
 void delete_row_index(PngSource *source) {
+    delete_band_store(source);
     vpng_row_index *index = source->index;
     for (int pass = 0; index && pass < kAdam7Passes; ++pass) {
         for (uint32_t c = 0; c < index->size[pass]; ++c) delete_checkpoint(index->checkpoints[pass][c]);

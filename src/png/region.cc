@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/core.h"
+#include "png/bands/rows.h"
 #include "png/idat_reader.h"
 #include "png/pixel_form.h"
 #include "png/setup.h"
@@ -60,23 +61,46 @@ void go_to_first_row(RegionRun *run, int pass, int32_t end, uint64_t pass_column
     skip_rows(run, run->y - row);
 }
 
+void put_row(const RegionRun &run, const uint8_t *row, uint8_t *out) {
+    if (run.columns.whole == 1) {
+        expand_pixels(run.form, row, run.x, run.out_width, out);
+        apply_rule(run.rule, out, run.out_width);
+    } else {
+        expand_pixels(run.form, row, run.x, run.w, run.pixels);
+        convert_row(run, run.pixels, out);
+    }
+}
+
+// By the bands that the region touches; false where they do not give all of it, whatever was stored by then.
+bool decode_from_bands(RegionRun *run, int32_t rows, int32_t step) {
+    const PngHeader &header = run->source->header;
+    const uint64_t x = static_cast<uint64_t>(run->x), end = x + static_cast<uint64_t>(run->w);
+    BandRows bands;
+    const size_t from = static_cast<size_t>(x * static_cast<uint64_t>(bits_per_pixel(header)) / 8);
+    if (rows == 0 || !open_band_rows(run->source, run->y, from, bytes_of_pixels(header, end), &bands)) return false;
+    uint8_t *out = run->out;
+    int32_t y = run->y;
+    for (int32_t k = 0; k < rows; ++k, ++y, out += static_cast<size_t>(run->out_width) * 4) {
+        if (k < rows - 1) y += step - 1;
+        const uint8_t *row = band_row(&bands, y);
+        if (!row) return false;
+        put_row(*run, row, out);
+    }
+    close_band_rows(&bands);
+    return true;
+}
+
 bool decode_rows(RegionRun *run) {
     const int32_t rows = run->h / run->sample_size;
     const int32_t step = std::min(static_cast<int32_t>(run->source->header.height), run->sample_size);
-    const bool every_column = run->columns.whole == 1;
+    if (decode_from_bands(run, rows, step)) return true;
     go_to_first_row(run, 0, run->y + run->h, static_cast<uint64_t>(run->x) + static_cast<uint64_t>(run->w));
     uint8_t *out = run->out;
     for (int32_t k = 0; k < rows; ++k, out += static_cast<size_t>(run->out_width) * 4) {
         // Required: no rows are skipped in front of the last one.
         if (k < rows - 1) skip_rows(run, step - 1);
         const uint8_t *row = next_row(run->source);
-        if (every_column) {
-            expand_pixels(run->form, row, run->x, run->out_width, out);
-            apply_rule(run->rule, out, run->out_width);
-        } else {
-            expand_pixels(run->form, row, run->x, run->w, run->pixels);
-            convert_row(*run, run->pixels, out);
-        }
+        put_row(*run, row, out);
     }
     return true;
 }
@@ -201,6 +225,24 @@ int32_t onDecodeVPNGSubset(vpng_tile_index *handle, void *out, int32_t x, int32_
     os_release(run.pixels);
     os_release(run.staging);
     return done;
+}
+
+int32_t vpng_set_region_memory(vpng_tile_index *handle, size_t bytes) {
+    PngSource *source = handle ? source_of(handle->png) : nullptr;
+    if (!source) return 0;
+    pthread_mutex_lock(&source->lock);
+    set_band_memory(source, bytes);
+    pthread_mutex_unlock(&source->lock);
+    return 1;
+}
+
+size_t vpng_get_region_memory(vpng_tile_index *handle) {
+    PngSource *source = handle ? source_of(handle->png) : nullptr;
+    if (!source) return 0;
+    pthread_mutex_lock(&source->lock);
+    const size_t bytes = source->bands ? source->bands->bytes : 0;
+    pthread_mutex_unlock(&source->lock);
+    return bytes;
 }
 
 }  // extern "C"

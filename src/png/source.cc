@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/core.h"
+#include "png/bands/store.h"
 #include "png/index.h"
 
 namespace vorel {
@@ -42,6 +43,7 @@ PngSource *open_png_source(const void *source, vpng_read_callback read, int32_t 
         return nullptr;
     }
     pthread_mutex_init(&record->lock, nullptr);
+    record->band_memory = kDefaultBandMemory;
     record->file = file;
     if (read) {
         record->memory = static_cast<const uint8_t *>(source);

@@ -12,6 +12,7 @@
 namespace vorel {
 
 struct IdatReader;
+struct BandStore;
 
 // IHDR, as far as rows depend on it.
 struct PngHeader {
@@ -40,6 +41,8 @@ struct PngSource {
     vpng_row_index *index;  // null: libpng reads the rows
     IdatReader *reader;     // there with the index
     bool index_built;       // else a failure frees the two
+    BandStore *bands;       // of the index; null until a region wants them
+    size_t band_memory;     // that they may take
     pthread_mutex_t lock;   // taken by region decodes
 };
 

@@ -15,4 +15,6 @@ extern "C" png_uint_32 vpng_get_IHDR(png_structp, png_infop, png_uint_32 *, png_
                                      int *) {
     return 0;
 }
+extern "C" int32_t vpng_set_region_memory(vpng_tile_index *, size_t) { return 0; }
+extern "C" size_t vpng_get_region_memory(vpng_tile_index *) { return 0; }
 extern "C" void vpng_destroy_read_struct(png_structpp, png_infopp, png_infopp) {}

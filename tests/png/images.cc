@@ -30,7 +30,10 @@ Bytes make_row(const PngSpec &spec, int y, std::mt19937 &random) {
         for (int c = 0; c < per_pixel; ++c) {
             const bool alpha = c == per_pixel - 1 && (spec.colour_type & 4);
             uint32_t value = random() & most;
-            if (spec.smooth) value = static_cast<uint32_t>((x * 3 + y * 5 + c * 40) / 4) & most;
+            if (spec.smooth) {
+                value =
+                    (static_cast<uint32_t>((x * 3 + y * 5 + c * 40) / 4) + (value & ((1u << spec.noise) - 1))) & most;
+            }
             if (alpha && random() % 3 == 0) value = random() % 2 ? most : 0;
             if (keyed) value = key_sample(spec, c) ^ (c == x % per_pixel ? other : 0);
             const Bytes sample = big_16(value);
@@ -88,6 +91,10 @@ Bytes make_png(const PngSpec &spec) {
                  spec.colour_type, spec.interlaced, 0, 0);
     png_set_compression_buffer_size(png, static_cast<size_t>(spec.idat_bytes));
     png_set_check_for_invalid_index(png, 0);
+    png_set_compression_level(png, spec.level);
+    png_set_compression_strategy(png, spec.strategy);
+    png_set_compression_mem_level(png, spec.memory_level);
+    png_set_compression_window_bits(png, spec.window_bits);
     set_colours(png, info, spec);
     png_write_info(png, info);
     file.insert(file.end(), spec.extra.begin(), spec.extra.end());

@@ -19,6 +19,9 @@ struct PngSpec {
     unsigned seed = 1;
     bool smooth = false;  // compresses well
     Bytes extra = {};     // chunks in front of the first IDAT
+    uint32_t noise = 0;   // bits of it upon what is smooth
+    // As zlib takes them; 0 for the strategy and -1 for the level are its defaults.
+    int level = -1, strategy = 0, memory_level = 8, window_bits = 15;
 
     std::string name() const;
 };

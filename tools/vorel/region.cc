@@ -15,6 +15,7 @@ namespace {
 struct RegionOptions {
     std::string in, out, rect;
     int32_t sample = 1, repeat = 1;
+    int32_t band_memory = -1;  // MiB; -1: the library's default
 };
 
 double ms_since(std::chrono::steady_clock::time_point start) {
@@ -28,6 +29,7 @@ int region(const RegionOptions &options) {
     const auto opened = std::chrono::steady_clock::now();
     const std::unique_ptr<RegionSource> source_owner = open_regions(options.in);
     RegionSource &source = *source_owner;
+    if (options.band_memory >= 0) source.set_memory(static_cast<size_t>(options.band_memory) << 20);
     const double open_ms = ms_since(opened);
     if (rect.width > source.width() - rect.x || rect.height > source.height() - rect.y)
         throw Failure(options.in + ": " + options.rect + " is not inside " + std::to_string(source.width()) + " x " +
@@ -61,6 +63,11 @@ void register_region(CLI::App &app, Action &action) {
         ->add_option("--sample", options->sample,
                      "1/N of the size: a JPEG decoded smaller, of a PNG every N-th pixel and row")
         ->check(CLI::Range(1, 65535));
+    command
+        ->add_option(
+            "--band-memory", options->band_memory,
+            "MiB that may be kept of the rows of a PNG for rectangles after the first; 0: nothing. 32 unless given")
+        ->check(CLI::Range(0, 1024));
     command->add_option("--repeat", options->repeat, "Decodes it K times and says how long each took")
         ->check(CLI::Range(1, 1000000));
     command->callback([options, &action] { action = [options] { return region(*options); }; });

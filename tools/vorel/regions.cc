@@ -35,6 +35,7 @@ class PngRegions : public RegionSource {
 
     int32_t width() const override { return handle_->width; }
     int32_t height() const override { return handle_->height; }
+    void set_memory(size_t bytes) override { vpng_set_region_memory(handle_, bytes); }
     Picture decode(const Rect &rect, int32_t sample) override;
 
   private:

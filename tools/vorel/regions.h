@@ -25,6 +25,9 @@ class RegionSource {
     virtual int32_t width() const = 0;
     virtual int32_t height() const = 0;
 
+    // How many bytes may be kept between rectangles; what has nothing to keep takes no notice.
+    virtual void set_memory(size_t) {}
+
     // A rectangle inside the picture, reduced by `sample`, as RGBA8888: both sides divided as integers, which leaves at
     // least 1. Rectangles that start at multiples of sample fit together. Throws Failure.
     virtual Picture decode(const Rect &rect, int32_t sample) = 0;
