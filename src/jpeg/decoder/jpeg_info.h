@@ -40,10 +40,13 @@ struct OutputState {
     int32_t scaled_row;         // next row of the scaled picture
     int32_t next_row;           // output row whose source rows are looked for
     bool first_half_done;       // of its sums: the row at a quarter of its footprint
+    // Where eight output columns lie within 16 source columns: their samples, and the sums of two rows a component.
+    SampleTaps taps;
+    uint16_t *tap_sums_a, *tap_sums_b;
+    // Else words of three components.
     uint32_t *accumulatorA, *accumulatorB;
     uint32_t *packed_row;                     // one source row of the resampler
     uint16_t *column_a, *column_b, *centres;  // source columns of every stored output column
-    uint32_t *column_picks, *column_pairs;    // null where the two columns are not neighbours
     uint8_t **scratch_rows;                   // owns the rows
     uint8_t *scratch[kScratchRows];           // rows of samples at the output's width, see output.h
 };

@@ -22,6 +22,15 @@ struct BlockRun {
 };
 using BlockRunFn = void (*)(const BlockRun &run);
 
+// Two samples of a row for each of some outputs, in groups of eight: those of output 8 g + i are picks[16 g + 2 i] and
+// picks[16 g + 2 i + 1] among the 16 samples from starts[g] on, all of which are read.
+struct SampleTaps {
+    const int32_t *starts;
+    const uint8_t *picks;
+    int32_t groups;
+};
+constexpr int32_t kTapGroup = 8, kTapReach = 16;
+
 // Output shapes of the inverse DCTs, width x height.
 enum class IdctShape : uint8_t { k8x8, k8x4, k4x8, k4x4, k4x2, k2x4, k2x2, k2x1, k1x2, k1x1, k3x3, kCount };
 
@@ -60,6 +69,10 @@ struct KernelTable {
     void (*yuyv)(const uint8_t *y, const uint8_t *cb, const uint8_t *cr, int32_t count, uint8_t *dst);
     // Sums of four samples packed as a << 20 | b << 10 | c to their means (truncated): word >> 22, >> 12, >> 2.
     void (*unpack_means)(const uint32_t *words, int32_t count, uint8_t *a, uint8_t *b, uint8_t *c);
+    // The sums of both samples: kTapGroup * groups are written.
+    void (*sum_taps)(const uint8_t *src, const SampleTaps &taps, uint16_t *sums);
+    // Means of four samples from two such sums, (a + b) / 4 truncated.
+    void (*means)(const uint16_t *a, const uint16_t *b, int32_t count, uint8_t *out);
     // Cyan, magenta or yellow times black: out = c * k / 255, truncated; out may be c.
     void (*multiply_black)(const uint8_t *c, const uint8_t *k, int32_t count, uint8_t *out);
     // YCbCr samples to inverted RGB, 255 - R and so on of the clamped conversion; outputs may be the inputs.

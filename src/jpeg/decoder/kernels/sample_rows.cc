@@ -39,6 +39,20 @@ void scalar_unpack_means(const uint32_t *words, int32_t count, uint8_t *a, uint8
     }
 }
 
+void scalar_sum_taps(const uint8_t *src, const SampleTaps &taps, uint16_t *sums) {
+    const uint8_t *picks = taps.picks;
+    for (int32_t g = 0; g < taps.groups; ++g) {
+        const uint8_t *from = src + taps.starts[g];
+        for (int32_t i = 0; i < kTapGroup; ++i, picks += 2) {
+            *sums++ = static_cast<uint16_t>(from[picks[0]] + from[picks[1]]);
+        }
+    }
+}
+
+void scalar_means(const uint16_t *a, const uint16_t *b, int32_t count, uint8_t *out) {
+    for (int32_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(static_cast<uint16_t>(a[i] + b[i]) >> 2);
+}
+
 }  // namespace
 
 void add_scalar_samples(KernelTable *table) {
@@ -47,6 +61,8 @@ void add_scalar_samples(KernelTable *table) {
     table->interleave = scalar_interleave;
     table->yuyv = scalar_yuyv;
     table->unpack_means = scalar_unpack_means;
+    table->sum_taps = scalar_sum_taps;
+    table->means = scalar_means;
 }
 
 }  // namespace vorel
@@ -154,12 +170,47 @@ void unpack_means(const uint32_t *words, int32_t count, uint8_t *a, uint8_t *b, 
     sweep(UnpackMeans{words, a, b, c}, count);
 }
 
+void sum_taps(const uint8_t *src, const SampleTaps &taps, uint16_t *sums) {
+    const hn::FixedTag<uint8_t, kTapReach> d8;
+    const hn::Repartition<uint16_t, decltype(d8)> d16;
+    for (ptrdiff_t g = 0; g < taps.groups; ++g) {
+        const auto pairs = hn::BitCast(
+            d16, hn::TableLookupBytes(hn::LoadU(d8, src + taps.starts[g]), hn::LoadU(d8, taps.picks + kTapReach * g)));
+        // The halves of a pair, whichever byte is the lower one.
+        const auto sum = hn::Add(hn::And(pairs, hn::Set(d16, 0xFF)), hn::ShiftRight<8>(pairs));
+        hn::StoreU(sum, d16, sums + kTapGroup * g);
+    }
+}
+
+struct Means {
+    static constexpr int32_t kUnit = 1;
+    const uint16_t *a, *b;
+    uint8_t *out;
+    template <class D8>
+    void vector(D8 d, int32_t x) const {
+        const hn::Repartition<uint16_t, D8> d16;
+        constexpr int32_t kLanes = static_cast<int32_t>(hn::MaxLanes(hn::Repartition<uint16_t, D8>()));
+        const hn::Rebind<uint8_t, decltype(d16)> bytes;
+        (void)d;
+        for (int32_t i = x; i < x + 2 * kLanes; i += kLanes) {
+            const auto mean = hn::ShiftRight<2>(hn::Add(hn::LoadU(d16, a + i), hn::LoadU(d16, b + i)));
+            // Sums that are none have means beyond a byte.
+            const hn::RebindToSigned<decltype(d16)> s16;
+            hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(s16, hn::And(mean, hn::Set(d16, 0xFF)))), bytes, out + i);
+        }
+    }
+    void scalar(int32_t x, int32_t count) const { scalar_means(a + x, b + x, count, out + x); }
+};
+void means(const uint16_t *a, const uint16_t *b, int32_t count, uint8_t *out) { sweep(Means{a, b, out}, count); }
+
 void add_samples(KernelTable *table) {
     table->even_samples = even_samples;
     table->double_samples = double_samples;
     table->interleave = interleave;
     table->yuyv = yuyv;
     table->unpack_means = unpack_means;
+    table->sum_taps = sum_taps;
+    table->means = means;
 }
 
 #endif  // VOREL_SIMD_VECTOR

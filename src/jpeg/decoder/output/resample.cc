@@ -5,6 +5,9 @@
 // Columns alike. These source rows rise with k, so rows are taken as they come, and the sums of one output row are open
 // at a time.
 #include "jpeg/decoder/output/output.h"
+
+#include <utility>
+
 #include "jpeg/decoder/statistics/statistics.h"
 
 namespace vorel {
@@ -65,34 +68,35 @@ void pack_row(const PackSources &from, const SourceRange &columns, uint32_t *__r
     }
 }
 
-// Between two thirds and the whole of the source's width an output column's samples are neighbours or the same: then
-// each source column's two possible sums are made once, side by side, and picked.
-void sum_neighbours(const JpegInfo *info, const uint32_t *words, uint32_t *__restrict sums) {
-    const SourceRange &columns = info->plan.columns;
-    const int32_t last = columns.end - 1, width = info->plan.window.width;
-    uint32_t *__restrict pairs = info->out.column_pairs;
-    for (int32_t x = columns.first; x < last; ++x) {
-        pairs[2 * x] = 2 * words[x];
-        pairs[2 * x + 1] = words[x] + words[x + 1];
-    }
-    if (last >= 0) pairs[2 * last] = 2 * words[last];
-    const uint32_t *picks = info->out.column_picks;
-    for (int32_t i = 0; i < width; ++i) sums[i] = pairs[picks[i]];
-}
-
 void sum_columns(const JpegInfo *info, const uint32_t *words, uint32_t *__restrict sums) {
     const uint16_t *a = info->out.column_a, *b = info->out.column_b;
     const int32_t width = info->plan.window.width;
     for (int32_t i = 0; i < width; ++i) sums[i] = words[a[i]] + words[b[i]];
 }
 
+// Component rows by taps: three of them at most, or four.
+int32_t tap_components(const JpegInfo *info, ColorSpace color) {
+    return info->frame->numComponents == 4 ? 4 : color == kColorGray ? 1 : 3;
+}
+ptrdiff_t tap_stride(const OutputState &out) { return ptrdiff_t{kTapGroup} * out.taps.groups; }
+
+void sum_by_taps(JpegInfo *info, ColorSpace color, const RowSet &row) {
+    const PackSources from = sources_of(info, color, row, 0);
+    const uint8_t *const components[kMaxComponents] = {from.a, from.b, from.c, row.c[3]};
+    uint16_t *sums = info->out.tap_sums_b;
+    for (int32_t c = 0; c < tap_components(info, color); ++c, sums += tap_stride(info->out)) {
+        info->plan.kernels->sum_taps(components[c], info->out.taps, sums);
+    }
+}
+
 // accumulatorB: for every output column the two samples of this source row.
 void sum_row(JpegInfo *info, ColorSpace color, const RowSet &row) {
     OutputState &out = info->out;
+    if (out.taps.groups != 0) return sum_by_taps(info, color, row);
     for (int32_t set = 0; set < packed_sets(info); ++set) {
         pack_row(sources_of(info, color, row, set), info->plan.columns, out.packed_row);
         uint32_t *sums = out.accumulatorB + static_cast<ptrdiff_t>(set) * info->plan.outWidth;
-        out.column_pairs ? sum_neighbours(info, out.packed_row, sums) : sum_columns(info, out.packed_row, sums);
+        sum_columns(info, out.packed_row, sums);
     }
 }
 
@@ -104,11 +108,12 @@ enum class Half { kFirst, kSecond, kBoth };
 void add_half(JpegInfo *info, Half part) {
     OutputState &out = info->out;
     if (part == Half::kFirst) {
-        uint32_t *sums = out.accumulatorB;
-        out.accumulatorB = out.accumulatorA;
-        out.accumulatorA = sums;
+        std::swap(out.accumulatorA, out.accumulatorB);
+        std::swap(out.tap_sums_a, out.tap_sums_b);
         return;
     }
+    // Both halves of these are added as their means are taken.
+    if (out.taps.groups != 0) return;
     const int32_t width = info->plan.window.width;
     for (int32_t set = 0; set < packed_sets(info); ++set) {
         const ptrdiff_t at = static_cast<ptrdiff_t>(set) * info->plan.outWidth;
@@ -122,9 +127,22 @@ void add_half(JpegInfo *info, Half part) {
     }
 }
 
-void write_means(JpegInfo *info, ColorSpace color) {
+void write_tap_means(JpegInfo *info, ColorSpace color, Half part) {
+    const OutputState &out = info->out;
+    const int32_t width = info->plan.window.width;
+    uint8_t *const *rows = out.scratch + kResampledRow;
+    const uint16_t *second = out.tap_sums_b, *first = part == Half::kBoth ? second : out.tap_sums_a;
+    for (int32_t c = 0; c < tap_components(info, color); ++c, first += tap_stride(out), second += tap_stride(out)) {
+        info->plan.kernels->means(first, second, width, rows[c]);
+    }
+    const RowSet row = {{rows[0], rows[1], rows[2], rows[3]}, false};
+    write_rows(info, color, &row, 1, width);
+}
+
+void write_means(JpegInfo *info, ColorSpace color, Half part) {
     OutputState &out = info->out;
     const int32_t width = info->plan.window.width;
+    if (out.taps.groups != 0) return write_tap_means(info, color, part);
     if (info->frame->numComponents == 4) {
         info->plan.kernels->unpack_means(out.accumulatorA + info->plan.outWidth, width, out.scratch[kResampledRow + 3],
                                          out.scratch[0], out.scratch[1]);
@@ -159,11 +177,12 @@ bool emit_means(JpegInfo *info, ColorSpace color, const RowSet &row, uint32_t en
         steps.enter(JPEG_STAT_RESAMPLING);
         if (!summed) sum_row(info, color, row);
         summed = true;
-        add_half(info, out.first_half_done ? Half::kSecond : b_here ? Half::kBoth : Half::kFirst);
+        const Half part = out.first_half_done ? Half::kSecond : b_here ? Half::kBoth : Half::kFirst;
+        add_half(info, part);
         out.first_half_done = !b_here;
         if (!b_here) return true;
         steps.enter(JPEG_STAT_COLOUR);
-        write_means(info, color);
+        write_means(info, color, part);
         finish_row(&out);
     }
     return true;
@@ -203,18 +222,46 @@ void fill_columns(const JpegInfo *info, int64_t start, uint16_t *columns) {
     }
 }
 
-// Makes the picks of sum_neighbours where the columns allow them. False when out of memory.
-bool prepare_neighbours(JpegInfo *info) {
+// Makes the taps where the columns allow them. False when out of memory.
+bool prepare_taps(JpegInfo *info) {
     OutputState &out = info->out;
-    const int32_t width = info->plan.window.width;
-    for (int32_t i = 0; i < width; ++i) {
-        if (out.column_b[i] - out.column_a[i] > 1) return true;
+    const SourceRange &columns = info->plan.columns;
+    const int32_t width = info->plan.window.width, groups = (width + kTapGroup - 1) / kTapGroup;
+    const auto last_of = [width](int32_t first) {
+        return first + kTapGroup < width ? first + kTapGroup - 1 : width - 1;
+    };
+    if (columns.end - columns.first < kTapReach) return true;
+    for (int32_t i = 0; i < width; i += kTapGroup) {
+        if (out.column_b[last_of(i)] - out.column_a[i] >= kTapReach) return true;
     }
-    out.column_picks = os_allocate_array<uint32_t>(static_cast<uint64_t>(width));
-    out.column_pairs = os_allocate_array<uint32_t>(2 * uint64_t{info->plan.scaledWidth});
-    if (!out.column_picks || !out.column_pairs) return false;
-    for (int32_t i = 0; i < width; ++i) out.column_picks[i] = static_cast<uint32_t>(out.column_a[i] + out.column_b[i]);
+    // Starts, then picks.
+    auto *starts = os_allocate_array<int32_t>(static_cast<uint64_t>(groups) * (1 + kTapReach / sizeof(int32_t)));
+    const uint64_t sums = static_cast<uint64_t>(groups) * kTapGroup * static_cast<uint64_t>(info->frame->numComponents);
+    out.tap_sums_a = os_allocate_array<uint16_t>(sums);
+    out.tap_sums_b = os_allocate_array<uint16_t>(sums);
+    auto *picks = reinterpret_cast<uint8_t *>(starts + groups);
+    out.taps = {starts, picks, groups};
+    if (!starts || !out.tap_sums_a || !out.tap_sums_b) return false;
+    for (int32_t g = 0; g < groups; ++g) {
+        const int32_t first = out.column_a[kTapGroup * g], most = columns.end - kTapReach;
+        starts[g] = first < most ? first : most;
+        for (int32_t i = kTapGroup * g; i < kTapGroup * (g + 1); ++i) {
+            const int32_t column = i < width ? i : width - 1;
+            *picks++ = static_cast<uint8_t>(out.column_a[column] - starts[g]);
+            *picks++ = static_cast<uint8_t>(out.column_b[column] - starts[g]);
+        }
+    }
     return true;
+}
+
+// Rows of packed words, for wider steps than taps reach.
+bool prepare_words(JpegInfo *info) {
+    OutputState &out = info->out;
+    const uint64_t sums = static_cast<uint64_t>(packed_sets(info)) * static_cast<uint64_t>(info->plan.outWidth);
+    out.accumulatorA = os_allocate_array<uint32_t>(sums);
+    out.accumulatorB = os_allocate_array<uint32_t>(sums);
+    out.packed_row = os_allocate_array<uint32_t>(info->plan.scaledWidth);
+    return out.accumulatorA && out.accumulatorB && out.packed_row;
 }
 
 SourceRange needed_range(Resample resample, int64_t source, int64_t out, int32_t first, int32_t count) {
@@ -247,15 +294,18 @@ void find_source_ranges(OutputPlan *plan) {
 namespace {
 
 void release_resampler(OutputState *out) {
+    os_release(const_cast<int32_t *>(out->taps.starts));
+    os_release(out->tap_sums_a);
+    os_release(out->tap_sums_b);
+    out->taps = {};
+    out->tap_sums_a = out->tap_sums_b = nullptr;
     os_release(out->accumulatorA);
     os_release(out->accumulatorB);
     os_release(out->packed_row);
-    os_release(out->column_picks);
-    os_release(out->column_pairs);
     os_release(out->column_a);
     os_release(out->column_b);
     os_release(out->centres);
-    out->accumulatorA = out->accumulatorB = out->packed_row = out->column_picks = out->column_pairs = nullptr;
+    out->accumulatorA = out->accumulatorB = out->packed_row = nullptr;
     out->column_a = out->column_b = out->centres = nullptr;
 }
 
@@ -268,26 +318,20 @@ bool prepare_resampler(JpegInfo *info) {
     out.first_half_done = false;
     if (info->plan.resample == Resample::kNone) return true;
     const uint64_t width = static_cast<uint64_t>(info->plan.outWidth);
-    const uint64_t sets = static_cast<uint64_t>(packed_sets(info));
-    out.accumulatorA = os_allocate_array<uint32_t>(sets * width);
-    out.accumulatorB = os_allocate_array<uint32_t>(sets * width);
-    out.packed_row = os_allocate_array<uint32_t>(info->plan.scaledWidth);
     out.column_a = os_allocate_array<uint16_t>(width);
     out.column_b = os_allocate_array<uint16_t>(width);
     out.centres = os_allocate_array<uint16_t>(width);
-    const bool all =
-        out.accumulatorA && out.accumulatorB && out.packed_row && out.column_a && out.column_b && out.centres;
-    if (!all) {
-        set_error(kErrorOutOfMemory);
-        return false;
+    bool good = out.column_a && out.column_b && out.centres;
+    if (good) {
+        const int64_t source = info->plan.scaledWidth;
+        fill_columns(info, first_quarter(source), out.column_a);
+        fill_columns(info, third_quarter(source), out.column_b);
+        fill_columns(info, middle(source), out.centres);
+        good = prepare_taps(info);
     }
-    const int64_t source = info->plan.scaledWidth;
-    fill_columns(info, first_quarter(source), out.column_a);
-    fill_columns(info, third_quarter(source), out.column_b);
-    fill_columns(info, middle(source), out.centres);
-    if (prepare_neighbours(info)) return true;
-    set_error(kErrorOutOfMemory);
-    return false;
+    if (good && out.taps.groups == 0) good = prepare_words(info);
+    if (!good) set_error(kErrorOutOfMemory);
+    return good;
 }
 
 void release_output(JpegInfo *info) {

@@ -131,6 +131,8 @@ RowKernel row_kernel(const char *name, Sizes inputs, Sizes outputs, const Pick &
     return {name, std::move(inputs), std::move(outputs), call, in_place};
 }
 
+int whole_taps(int width) { return width / kTapReach * kTapReach; }
+
 std::vector<RowKernel> row_kernels() {
     const Sizes one = {once}, two = {once, once}, three = {once, once, once};
     std::vector<RowKernel> all = {
@@ -154,6 +156,18 @@ std::vector<RowKernel> row_kernels() {
     }
     all.push_back({"unpack_means", {four}, three, [](auto &t, auto in, int w, auto out) {
                        t.unpack_means(reinterpret_cast<const uint32_t *>(in[0]), w, out[0], out[1], out[2]);
+                   }});
+    all.push_back({"means", {twice, twice}, one, [](auto &t, auto in, int w, auto out) {
+                       t.means(reinterpret_cast<const uint16_t *>(in[0]), reinterpret_cast<const uint16_t *>(in[1]), w,
+                               out[0]);
+                   }});
+    all.push_back({"sum_taps", {once, once}, {whole_taps}, [](auto &t, auto in, int w, auto out) {
+                       std::vector<int32_t> starts;
+                       for (int32_t at = 0; at + kTapReach <= w; at += kTapReach) starts.push_back(at);
+                       Bytes picks(in[1], in[1] + starts.size() * kTapReach);
+                       for (uint8_t &pick : picks) pick &= kTapReach - 1;
+                       t.sum_taps(in[0], {starts.data(), picks.data(), static_cast<int32_t>(starts.size())},
+                                  reinterpret_cast<uint16_t *>(out[0]));
                    }});
     // Hostile values too: bytes in pairs reach every one.
     for (const int32_t multiplier : {1, 16, 255, 65535, 65536, -7}) {
