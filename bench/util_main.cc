@@ -4,6 +4,7 @@
 #include <libyuv.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <regex>
@@ -17,12 +18,14 @@ namespace vorel_bench {
 namespace {
 
 // A copy of as many bytes as are read and written stands beside the two.
-std::string measured(const UtilRow &row, UtilFrames &frames) {
+std::string measured(const UtilRow &row, UtilFrames &frames, std::vector<double> *ratios) {
     const size_t copied = std::min(row.bytes / 2, frames.pixels() * 4);
     const auto copy = [&] { std::memcpy(frames.out(), frames.source(), copied); };
     Turns turns = measure_in_turns(row.ours, row.peer, copy, row.threads, {0.3, 7, 301});
     const double memory = turns.third.median() * static_cast<double>(row.bytes) / static_cast<double>(2 * copied);
-    return line_of(row.name, &turns, memory);
+    const std::string line = line_of(row.name, &turns, memory);
+    ratios->push_back(turns.ratios.median());
+    return line;
 }
 
 // The widest vectors that both sides may use.
@@ -71,6 +74,7 @@ void run(const std::string &pattern, Table &table) {
                "convert, rotate and resize in one thread against the peer's nearest function (resize: bilinear, four\n"
                "samples as ours); pool: ours on a pool against ours in one thread.\n" +
                kTurnColumns);
+    std::vector<double> ratios;
     for (const auto &[width, height] : {std::pair(1920, 1080), {4000, 3000}}) {
         UtilFrames frames(width, height);
         std::vector<UtilRow> rows = peer_rows(frames);
@@ -78,8 +82,13 @@ void run(const std::string &pattern, Table &table) {
             for (UtilRow &row : pool_rows(frames)) rows.push_back(std::move(row));
         }
         for (const UtilRow &row : rows)
-            if (std::regex_search(row.name, filter)) table.emit(measured(row, frames));
+            if (std::regex_search(row.name, filter)) table.emit(measured(row, frames, &ratios));
     }
+    double logarithms = 0;
+    for (const double ratio : ratios) logarithms += std::log(ratio) / static_cast<double>(ratios.size());
+    char text[80];
+    std::snprintf(text, sizeof text, "\ngeometric mean of %zu rows: %.2f\n", ratios.size(), std::exp(logarithms));
+    table.emit(text);
 }
 
 }  // namespace
