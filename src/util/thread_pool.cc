@@ -148,7 +148,9 @@ vorel_threadpool *vorel_threadpool_init(int32_t threadCount) {
     OsBlock pool_block(os_allocate_array<vorel_threadpool>(1));
     auto *pool = pool_block.as<vorel_threadpool>();
     if (!pool || !start_locks(pool)) return nullptr;
-    for (vorel_threadpool_task &task : pool->tasks) vorel_threadpool_queue_enqueue(&pool->free, &task);
+    // All at once: one after another takes a fifth of what starting a thread does. In a full ring head and tail meet.
+    for (uint32_t i = 0; i < kTasks; ++i) pool->free.slots[i] = &pool->tasks[i];
+    pool->free.count = kTasks;
     pool_block.release();
     if (threadCount < 1 || start_pool_threads(pool, threadCount) == threadCount) return pool;
     // Threads that run end by themselves, and then the pool is freed.
