@@ -106,8 +106,7 @@ void rotate(const Bytes &pattern, const Sizes &s, uint32_t choice) {
 
 }  // namespace
 
-const std::vector<Bounded> vorel_fuzz::kSmallFrames = {
-    {3, 63, 0}, {4, 63, 0}, {5, 63, 0}, {6, 63, 0}, {7, 255, 1}};
+const std::vector<Bounded> vorel_fuzz::kSmallFrames = {{3, 63, 0}, {4, 63, 0}, {5, 63, 0}, {6, 63, 0}, {7, 255, 1}};
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Case input(data, size, 7);

@@ -2,10 +2,12 @@
 // a staging image of as many rows as the output has.
 //
 // Rows that are not interlaced leave libpng as they are in the file and become pixels here, in one pass and only where
-// they are kept; interlaced ones go through libpng's transformations, pass by pass. The pixels are the same.
+// they are kept. Our own inflate gives them as long as the image data are sound, else libpng; interlaced ones go
+// through libpng's transformations, pass by pass. The pixels are the same.
 #include <algorithm>
 
 #include "core/core.h"
+#include "png/own_rows.h"
 #include "png/pixel_form.h"
 #include "png/setup.h"
 #include "png/steppers.h"
@@ -23,6 +25,7 @@ struct DecodeRun {
     uint8_t *raw_row;
     uint8_t *row;
     uint8_t *staging;
+    OwnRows *own;  // null: libpng gives the rows
     // Set up once the header is read.
     PngHeader header;
     int32_t width, height;
@@ -64,10 +67,14 @@ bool set_up(DecodeRun *run) {
     const int32_t column_step = std::min(run->width, run->sample_size);
     run->columns = column_step ? sampled_columns(run->width, 0, run->width, column_step)
                                : fitted_columns(run->width, run->out_width);
+    return true;
+}
+
+void start_rows(DecodeRun *run) {
+    run->rows_read = 0;
     vpng_set_diff_cur_y(run->png, run->height >> 1);
     vpng_set_y_sample(run->png, run->height);
     vpng_set_org_img_curr_y(run->png, run->out_height);
-    return true;
 }
 
 // Columns beyond the output's would land in the next row, or behind the buffer.
@@ -75,14 +82,19 @@ void convert_row(const DecodeRun &run, const uint8_t *pixels, uint8_t *out) {
     apply_rule(run.picked, out, pick_columns(run.columns, run.out_width, pixels, out));
 }
 
-void read_row(DecodeRun *run, uint8_t *row) {
+// Into `row`, or where our own rows stand; null where these come to an end.
+const uint8_t *read_row(DecodeRun *run, uint8_t *row) {
+    if (run->own) return next_own_row(run->own);
     if (run->rows_read == run->height) png_error(run->png, "More rows are asked for than there are");
     png_read_row(run->png, row, nullptr);
     ++run->rows_read;
+    return row;
 }
 
-void skip_rows(DecodeRun *run, uint8_t *scratch, int32_t count) {
-    for (int32_t i = 0; i < count; ++i) read_row(run, scratch);
+bool skip_rows(DecodeRun *run, uint8_t *scratch, int32_t count) {
+    bool came = true;
+    for (int32_t i = 0; came && i < count; ++i) came = read_row(run, scratch) != nullptr;
+    return came;
 }
 
 int32_t rows_to_skip(DecodeRun *run) {
@@ -96,13 +108,10 @@ bool decode_straight(DecodeRun *run) {
     const bool identity = is_identity(run->form);
     for (int32_t k = 0; k < run->height; ++k) {
         uint8_t *out = run->out_row(k);
-        if (identity) {
-            read_row(run, out);
-        } else {
-            run->unfinished = out;
-            read_row(run, run->raw_row);
-            expand_pixels(run->form, run->raw_row, 0, run->width, out);
-        }
+        run->unfinished = identity ? nullptr : out;
+        const uint8_t *row = read_row(run, identity ? out : run->raw_row);
+        if (!row) return false;
+        if (row != out) expand_pixels(run->form, row, 0, run->width, out);
         apply_rule(run->whole, out, run->width);
     }
     return true;
@@ -112,9 +121,10 @@ bool decode_scaled(DecodeRun *run) {
     for (int32_t k = 0; k < run->out_height; ++k) {
         const int32_t skipped = rows_to_skip(run);
         // Required: no rows are skipped in front of the last one.
-        if (k < run->out_height - 1) skip_rows(run, run->raw_row, skipped);
-        read_row(run, run->raw_row);
-        expand_pixels(run->form, run->raw_row, 0, run->width, run->row);
+        if (k < run->out_height - 1 && !skip_rows(run, run->raw_row, skipped)) return false;
+        const uint8_t *row = read_row(run, run->raw_row);
+        if (!row) return false;
+        expand_pixels(run->form, row, 0, run->width, run->row);
         convert_row(*run, run->row, run->out_row(k));
     }
     return true;
@@ -148,9 +158,22 @@ bool decode_interlaced_scaled(DecodeRun *run, int passes) {
     return true;
 }
 
+bool decode_by_rows(DecodeRun *run) { return run->scaled() ? decode_scaled(run) : decode_straight(run); }
+
+bool decode_by_own_rows(DecodeRun *run) {
+    run->own = open_own_rows(source_of(run->png));
+    if (!run->own) return false;
+    const bool done = decode_by_rows(run);
+    close_own_rows(run->own);
+    run->own = nullptr;
+    if (!done) start_rows(run);
+    return done;
+}
+
 bool decode(DecodeRun *run) {
     if (!set_up(run)) return false;
-    if (!run->header.interlaced) return run->scaled() ? decode_scaled(run) : decode_straight(run);
+    start_rows(run);
+    if (!run->header.interlaced) return decode_by_own_rows(run) || decode_by_rows(run);
     set_rgba_transformations(run->png, run->info, run->header.colour_type, run->header.bit_depth);
     const int passes = png_set_interlace_handling(run->png);
     if (run->colour_format == COLOR_BGRA8888) png_set_bgr(run->png);

@@ -1,5 +1,8 @@
 // The vector twins of the PNG kernels give the bytes of the scalar ones, at every width and beside no buffer.
 #include "png/kernels/kernels.h"
+
+#include <zlib.h>
+
 #include "support/twins.h"
 
 namespace vorel::test {
@@ -47,6 +50,23 @@ TEST(PngKernels, PixelTwinsAgree) {
             for (const uint32_t mask : {0u, 0xFFu, 0xFFFFFFu})
                 for (const uint32_t key : {1u, 0u, 0xFFu, 0xFFFFFFu})
                     expect_in_place(pixels, "clear", [&](auto &k, uint8_t *at) { k.clear(at, count, key, mask); });
+        }
+    }
+}
+
+TEST(PngKernels, CheckValuesAreZlibs) {
+    const PngKernels *tables[kMaxKernelTables];
+    const int count = runnable_png_kernels(tables);
+    for (const size_t bytes : {0, 1, 15, 16, 17, 63, 64, 65, 200, 5551, 5552, 5553, 30'000}) {
+        for (const bool most : {false, true}) {
+            GuardBuffer row(most ? Bytes(bytes, 0xFF) : kernel_row(bytes, 3));
+            for (const uint32_t start : {1u, 0xFFF0FFF0u}) {
+                const auto expected = ::adler32(start, row.data(), static_cast<uInt>(bytes));
+                for (int i = 0; i < count; ++i) {
+                    EXPECT_EQ(tables[i]->adler32(start, row.data(), bytes), expected)
+                        << tables[i]->name << " " << bytes;
+                }
+            }
         }
     }
 }

@@ -8,8 +8,10 @@ namespace vorel {
 namespace {
 
 void fill(SimdTarget target, PngKernels *table) {
+    add_scalar_adler(table);
     add_scalar_filters(table);
     add_scalar_pixels(table);
+    add_vector_adler(target, table);
     add_vector_filters(target, table);
     add_vector_pixels(target, table);
 }

@@ -1,5 +1,5 @@
-// Loops over rows of a PNG: undoing filters, samples to pixels of 4 bytes, transparency. Every member of a table gives
-// the same bytes in every table, for all inputs.
+// Loops over rows of a PNG: undoing filters, samples to pixels of 4 bytes, transparency, check values. Every member of
+// a table gives the same bytes in every table, for all inputs.
 #pragma once
 
 #include <cstddef>
@@ -29,6 +29,8 @@ struct PngKernels {
     void (*premultiply)(uint8_t *pixels, int64_t count);
     // Pixels with alpha 0, or whose little-endian word under the mask is the key, become 0.
     void (*clear)(uint8_t *pixels, int64_t count, uint32_t key, uint32_t mask);
+    // zlib's check value goes on over so many bytes.
+    uint32_t (*adler32)(uint32_t adler, const uint8_t *bytes, size_t count);
 };
 
 // The plainest code that states the rules, and the best table that this CPU runs.

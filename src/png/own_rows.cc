@@ -1,0 +1,203 @@
+#include "png/own_rows.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "core/core.h"
+#include "png/idat_reader.h"
+#include "png/inflate/stream.h"
+#include "png/kernels/kernels.h"
+#include "png/pixel_form.h"
+
+namespace vorel {
+namespace {
+
+constexpr uint32_t kMostChunkBytes = 0x7FFFFFFF;
+constexpr size_t kChunkHeader = 8, kCrcBytes = 4, kAdlerBits = 32, kFileInput = size_t{16} << 10;
+constexpr size_t kHistory = size_t{32} << 10, kAhead = size_t{48} << 10;
+constexpr uint8_t kIdat[4] = {'I', 'D', 'A', 'T'};
+
+}  // namespace
+
+struct OwnRows {
+    PngSource *source;
+    uint32_t start, offset;  // in the source: the first byte of image data, the next one
+    uint32_t chunk_left;
+    uint32_t crc, adler;
+    int32_t rows_left;
+    size_t whole;  // bytes of a row with its filter
+    int pixel;
+    InflateStream stream;
+    uint8_t *window, *window_end;  // the last bytes that matches reach, and what is not a row yet
+    uint8_t *known;                // the first of them
+    uint8_t *next, *at;            // the next row's start, and behind what is inflated
+    uint8_t *row, *above;
+    uint8_t *input;  // of a file
+};
+
+namespace {
+
+// Memory stands where it is, a file is read.
+const uint8_t *take_bytes(OwnRows *rows, size_t count) {
+    PngSource *source = rows->source;
+    const uint8_t *bytes = rows->input;
+    if (source->memory) {
+        if (rows->offset > source->length || count > source->length - rows->offset) return nullptr;
+        bytes = source->memory + rows->offset;
+    } else if (std::fread(rows->input, 1, count, source->file) != count) {
+        return nullptr;
+    }
+    rows->offset += static_cast<uint32_t>(count);
+    return bytes;
+}
+
+void add_to_crc(OwnRows *rows, const uint8_t *bytes, size_t count) {
+    rows->crc = static_cast<uint32_t>(crc32(rows->crc, bytes, static_cast<uInt>(count)));
+}
+
+bool end_chunk(OwnRows *rows) {
+    const uint8_t *crc = take_bytes(rows, kCrcBytes);
+    return crc && big_endian_32(crc) == rows->crc;
+}
+
+bool next_input(OwnRows *rows) {
+    while (rows->chunk_left == 0) {
+        if (!end_chunk(rows)) return false;
+        const uint8_t *header = take_bytes(rows, kChunkHeader);
+        if (!header || std::memcmp(header + 4, kIdat, sizeof kIdat) != 0) return false;
+        rows->chunk_left = big_endian_32(header);
+        if (rows->chunk_left > kMostChunkBytes) return false;
+        rows->crc = static_cast<uint32_t>(crc32(0, kIdat, sizeof kIdat));
+    }
+    const uint32_t count = rows->source->memory ? rows->chunk_left : std::min<uint32_t>(rows->chunk_left, kFileInput);
+    const uint8_t *bytes = take_bytes(rows, count);
+    if (!bytes) return false;
+    add_to_crc(rows, bytes, count);
+    rows->chunk_left -= count;
+    rows->stream.reader.in = bytes;
+    rows->stream.reader.in_end = bytes + count;
+    return true;
+}
+
+// Until the row's bytes are there, and as many of those behind them as there is space for.
+bool inflate_row(OwnRows *rows) {
+    if (static_cast<size_t>(rows->window_end - rows->next) < rows->whole) {
+        uint8_t *const from = std::max(
+            rows->known, rows->next - std::min<size_t>(kHistory, static_cast<size_t>(rows->next - rows->window)));
+        std::memmove(rows->window, from, static_cast<size_t>(rows->at - from));
+        rows->next -= from - rows->window;
+        rows->at -= from - rows->window;
+        rows->known = rows->window;
+    }
+    const uint64_t wanted = static_cast<uint64_t>(rows->rows_left) * rows->whole;
+    const uint64_t space = static_cast<uint64_t>(rows->window_end - rows->next);
+    uint8_t *const end = rows->next + std::min(wanted, space);
+    while (static_cast<size_t>(rows->at - rows->next) < rows->whole) {
+        PlainHistory history = {rows->known, rows->stream.window};
+        uint8_t *const before = rows->at;
+        const InflateStop stop = inflate_until(&rows->stream, &history, &rows->at, end, false);
+        rows->adler = png_kernels().adler32(rows->adler, before, static_cast<size_t>(rows->at - before));
+        if (stop == InflateStop::kFull) break;
+        if (stop != InflateStop::kInput || !next_input(rows)) return false;
+    }
+    return true;
+}
+
+// The end of the stream right behind the last row, and that of its chunk behind both.
+bool ends_well(OwnRows *rows) {
+    InflateStream *stream = &rows->stream;
+    CodeReader *reader = &stream->reader;
+    uint8_t one[1 + kInflateSlack];
+    InflateStop stop;
+    do {
+        PlainHistory none = {one, 0};
+        uint8_t *at = one;
+        stop = inflate_until(stream, &none, &at, one + 1, false);
+        if (at != one) return false;
+    } while (stop == InflateStop::kInput && next_input(rows));
+    if (stop != InflateStop::kEnd) return false;
+    reader->bits >>= reader->count & 7;
+    reader->count -= reader->count & 7;
+    while (reader->count < kAdlerBits) {
+        refill_bytes(reader);
+        if (reader->count < kAdlerBits && !next_input(rows)) return false;
+    }
+    uint8_t adler[4];
+    for (uint8_t &byte : adler) {
+        byte = static_cast<uint8_t>(reader->bits);
+        reader->bits >>= 8;
+        reader->count -= 8;
+    }
+    return big_endian_32(adler) == rows->adler && reader->count == 0 && reader->in == reader->in_end &&
+           rows->chunk_left == 0 && end_chunk(rows);
+}
+
+}  // namespace
+
+OwnRows *open_own_rows(PngSource *source) {
+    if (source->header.interlaced) return nullptr;
+    const bool memory = source->memory && source->read == vpng_read_fn;
+    if (!memory && !source->file) return nullptr;
+    const size_t whole = bytes_of_pixels(source->header, source->header.width) + 1;
+    const size_t window = kHistory + std::max(whole, kAhead), row = whole + kInflateSlack;
+    const size_t bytes = sizeof(OwnRows) + window + kInflateSlack + 2 * row + (memory ? 0 : kFileInput);
+    auto *rows = static_cast<OwnRows *>(os_allocate(bytes));
+    if (!rows) return nullptr;
+    std::memset(static_cast<void *>(rows), 0, sizeof *rows);
+    rows->source = source;
+    rows->start = rows->offset = source->position;
+    rows->rows_left = static_cast<int32_t>(source->header.height);
+    rows->whole = whole;
+    rows->pixel = filter_pixel_bytes(source->header);
+    rows->window = reinterpret_cast<uint8_t *>(rows + 1);
+    rows->window_end = rows->window + window;
+    rows->known = rows->next = rows->at = rows->window;
+    rows->row = rows->window_end + kInflateSlack;
+    rows->above = rows->row + row;
+    rows->input = rows->above + row;
+    std::memset(rows->row, 0, whole);
+    rows->adler = 1;
+    start_inflate(&rows->stream, true);
+    rows->stream.pairs = true;
+    // libpng has read the chunk's header, which stands in front of the position.
+    uint8_t header[kChunkHeader];
+    rows->offset -= kChunkHeader;
+    // What cannot go back is not begun.
+    if (!memory && std::fseek(source->file, static_cast<long>(rows->offset), SEEK_SET) != 0) {
+        os_release(rows);
+        return nullptr;
+    }
+    const uint8_t *found = take_bytes(rows, kChunkHeader);
+    if (found) std::memcpy(header, found, kChunkHeader);
+    if (!found || source->position < kChunkHeader || std::memcmp(header + 4, kIdat, sizeof kIdat) != 0) {
+        close_own_rows(rows);
+        return nullptr;
+    }
+    rows->chunk_left = big_endian_32(header);
+    rows->crc = static_cast<uint32_t>(crc32(0, kIdat, sizeof kIdat));
+    return rows;
+}
+
+void close_own_rows(OwnRows *rows) {
+    if (!rows) return;
+    if (rows->source->file) std::fseek(rows->source->file, static_cast<long>(rows->start), SEEK_SET);
+    os_release(rows);
+}
+
+const uint8_t *next_own_row(OwnRows *rows) {
+    if (rows->rows_left == 0 || !inflate_row(rows)) return nullptr;
+    const uint8_t filter = rows->next[0];
+    if (filter >= kPngFilters) return nullptr;
+    std::swap(rows->row, rows->above);
+    std::memcpy(rows->row, rows->next + 1, rows->whole - 1);
+    unfilter_bytes(filter, rows->row, rows->above, rows->whole - 1, rows->pixel);
+    rows->next += rows->whole;
+    --rows->rows_left;
+    if (rows->rows_left == 0 && !ends_well(rows)) return nullptr;
+    return rows->row;
+}
+
+}  // namespace vorel
