@@ -27,6 +27,13 @@ namespace {
 constexpr AllocHooks kLibcHooks = {std::malloc, std::realloc, std::free};
 AllocHooks g_hooks = kLibcHooks;
 
+thread_local uint32_t t_failed_allocations;
+
+void *counted(void *block) {
+    if (!block) ++t_failed_allocations;
+    return block;
+}
+
 // A size argument of the exported layer; a negative one asks for nothing.
 bool to_size(int32_t value, size_t *out) {
     if (value < 0) return false;
@@ -43,17 +50,19 @@ bool is_open(const FILE *stream) { return stream && stream != kNoFile; }
 
 void set_alloc_hooks(const AllocHooks *hooks) { g_hooks = hooks ? *hooks : kLibcHooks; }
 
-void *os_allocate(size_t bytes) { return g_hooks.allocate(bytes); }
+void *os_allocate(size_t bytes) { return counted(g_hooks.allocate(bytes)); }
 
 void *os_allocate_zeroed(size_t bytes) {
     // Pages that come fresh from the system are not written once more.
-    if (g_hooks.allocate == kLibcHooks.allocate) return std::calloc(bytes, 1);
+    if (g_hooks.allocate == kLibcHooks.allocate) return counted(std::calloc(bytes, 1));
     void *pointer = os_allocate(bytes);
     if (pointer) std::memset(pointer, 0, bytes);
     return pointer;
 }
 
-void *os_reallocate(void *pointer, size_t bytes) { return g_hooks.reallocate(pointer, bytes); }
+void *os_reallocate(void *pointer, size_t bytes) { return counted(g_hooks.reallocate(pointer, bytes)); }
+
+uint32_t failed_allocations() { return t_failed_allocations; }
 
 void os_release(void *pointer) {
     if (pointer) g_hooks.release(pointer);

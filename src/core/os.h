@@ -21,6 +21,8 @@ void *os_allocate(size_t bytes);
 void *os_allocate_zeroed(size_t bytes);
 void *os_reallocate(void *pointer, size_t bytes);
 void os_release(void *pointer);
+// How many of them this thread was refused, for callers of functions that say only that they failed.
+uint32_t failed_allocations();
 
 // For blocks of several megabytes that are about to be written whole: asks the system for large pages, since a page
 // fault every 4 KB would cost as much as a quick loop over the block. Does nothing for small blocks and on systems

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "util/task_group.h"
+#include "util/util.h"
 
 namespace vorel {
 namespace {
@@ -196,13 +196,14 @@ constexpr ResizeFamily kRgbaCanvasFamily = {ResizeLayout::kRgba, vorel_resize_rg
                                             vorel_resize_rgba8888_get_pos_keep_ratio};
 
 // Planes that stand behind one another. Nothing is read of a frame that does not fit.
-void resize_frame(const ResizeFamily &family, ResizeWay way, const uint8_t *src, uint8_t *dst, int32_t src_width,
+bool resize_frame(const ResizeFamily &family, ResizeWay way, const uint8_t *src, uint8_t *dst, int32_t src_width,
                   int32_t src_height, int32_t dst_width, int32_t dst_height) {
-    if (!src || !yuv420_frame_fits(src_width, src_height)) return;
+    if (!src || !yuv420_frame_fits(src_width, src_height)) return false;
     const Yuv420 layout(src_width, src_height);
     const uint8_t *chroma = src + layout.luma;
-    resize(family, way,
-           {src, chroma, chroma + layout.chroma_plane, src_width, src_height, dst, dst_width, dst_height, nullptr});
+    return resize(
+        family, way,
+        {src, chroma, chroma + layout.chroma_plane, src_width, src_height, dst, dst_width, dst_height, nullptr});
 }
 
 void resize_packed(const ResizeFamily &family, ResizeWay way, const uint8_t *src, uint8_t *dst, int32_t src_width,
@@ -217,6 +218,12 @@ void resize_packed_into(ResizeWay way, const uint8_t *src, const ResizeCanvas *c
 }
 
 }  // namespace
+
+bool resize_yuv420(bool pairs, const uint8_t *src, uint8_t *dst, int32_t src_width, int32_t src_height,
+                   int32_t dst_width, int32_t dst_height) {
+    return resize_frame(pairs ? kNv21Family : kFrameFamily, ResizeWay::kChosen, src, dst, src_width, src_height,
+                        dst_width, dst_height);
+}
 }  // namespace vorel
 
 using namespace vorel;

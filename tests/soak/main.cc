@@ -183,7 +183,11 @@ int soak(int argc, char **argv) {
             if (soak.pictures[i].type == type) places.push_back(i);
         if (!places.empty()) soak.by_type.push_back(std::move(places));
     }
-    for (const std::span<const Job> jobs : {jpeg_jobs(), other_jobs(), application_jobs()})
+    std::span<const Job> more;
+#ifdef HAS_NATIVES
+    more = native_jobs();
+#endif
+    for (const std::span<const Job> jobs : {jpeg_jobs(), other_jobs(), application_jobs(), more})
         soak.jobs.insert(soak.jobs.end(), jobs.begin(), jobs.end());
     soak.digests = std::vector<std::atomic<uint64_t>>(soak.pictures.size() * soak.jobs.size() * kVariants);
     soak.watches = std::vector<Watch>(threads);

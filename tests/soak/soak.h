@@ -103,5 +103,6 @@ constexpr uint32_t kAnyType = ~0u;
 std::span<const Job> jpeg_jobs();
 std::span<const Job> other_jobs();
 std::span<const Job> application_jobs();
+std::span<const Job> native_jobs();  // where the natives are built
 
 }  // namespace vorel::soak

@@ -43,6 +43,8 @@ class VorelDngReadImage {
                       uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount);
     bool readJPEG(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const vorel::DngRect &area,
                   uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount);
+    bool readJPEGTile(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const vorel::DngRect &area,
+                      uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount);
     bool readLosslessJPEG(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image, const vorel::DngRect &area,
                           uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount);
 

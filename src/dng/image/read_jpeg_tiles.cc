@@ -1,10 +1,12 @@
 // Tiles in JPEG: lossy ones through the decoder's entries, lossless ones row by row.
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include <vorel/frame.h>
 #include <vorel/jpeg_decoder.h>
 
+#include "core/core.h"
 #include "dng/image/read_image.h"
 #include "dng/image/tile_rows.h"
 
@@ -16,6 +18,16 @@ bool VorelDngReadImage::readJPEG(VorelDngIFD &ifd, VorelDngStream &stream, Vorel
                                  uint32_t plane, uint32_t planes, uint64_t tileOffset, uint32_t tileByteCount) {
     if (tileByteCount > jpegBytesLeft_) return false;
     jpegBytesLeft_ -= tileByteCount;
+    // The entries say no more than that they failed: a tile that there was no memory for is not a damaged one.
+    const uint32_t failed = vorel::failed_allocations();
+    const bool read = readJPEGTile(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount);
+    if (!read && vorel::failed_allocations() != failed) throw std::bad_alloc();
+    return read;
+}
+
+bool VorelDngReadImage::readJPEGTile(VorelDngIFD &ifd, VorelDngStream &stream, VorelDngImage &image,
+                                     const DngRect &area, uint32_t plane, uint32_t planes, uint64_t tileOffset,
+                                     uint32_t tileByteCount) {
     if (!ifd.isBaselineJPEG()) {
         return lossless_ && ifd.compression == vorel::kJpeg &&
                readLosslessJPEG(ifd, stream, image, area, plane, planes, tileOffset, tileByteCount);

@@ -112,9 +112,11 @@ int32_t encode_scaled(void *pixels, Size source, Size target, int32_t type, cons
     const uint64_t bytes = width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2);
     const OsBlock resized(os_allocate(static_cast<size_t>(bytes)));
     if (!resized) return 0;
-    const auto resize = type == COLOR_YUV420 ? vorel_resize_yuv420 : vorel_resize_nv21;
-    resize(static_cast<const uint8_t *>(pixels), resized.as<uint8_t>(), source.width, source.height, target.width,
-           target.height);
+    const auto *const frame = static_cast<const uint8_t *>(pixels);
+    if (!resize_yuv420(type == COLOR_NV21, frame, resized.as<uint8_t>(), source.width, source.height, target.width,
+                       target.height)) {
+        return 0;
+    }
     return encode_pixels(resized.as<void>(), target.width, target.height, type, to, quality);
 }
 

@@ -50,6 +50,16 @@ OwnedSession open_kept(const FactorySource &source, int32_t color_format, uint32
 
 bool is_jpeg(const DecInfo *session) { return session->imageType == VOREL_IMAGE_JPEG; }
 
+// Behind a decode: one that failed before it had read the frame has left no size, by which the next ones go.
+int32_t with_size(DecInfo *session, int32_t result) {
+    if (session->imageWidth != 0 && session->imageHeight != 0) return result;
+    const uint32_t error = last_error();
+    ImageInfo info;
+    VORELBRIM_Parser(session, &info);
+    set_error(error);
+    return result;
+}
+
 // A decode in pieces is under way.
 bool is_open(const DecInfo *session) { return session->codecState && session->codecState != session->retainedJpegInfo; }
 
@@ -128,9 +138,10 @@ int32_t decode_kept(DecInfo *session, void *output, const KeptRequest &request) 
     const int64_t wanted = stated ? int64_t{request.width} * request.height : int64_t{width} * height;
     want_whole_picture(session);
     if (source / kLeastReduction < wanted) {
-        return VORELBRIM_PDecodeJPEG(session, output, width, height, std::max(request.sample_size, 1));
+        return with_size(session,
+                         VORELBRIM_PDecodeJPEG(session, output, width, height, std::max(request.sample_size, 1)));
     }
-    return VORELBRIM_DecodeJPEG(session, output, width, height);
+    return with_size(session, VORELBRIM_DecodeJPEG(session, output, width, height));
 }
 
 bool is_window(const FactoryWindow &window) {
@@ -149,7 +160,7 @@ int32_t decode_kept_window(DecInfo *session, void *output, const KeptRequest &re
     session->partialY = static_cast<uint32_t>(window.y);
     session->partialWidth = static_cast<uint32_t>(window.width);
     session->partialHeight = static_cast<uint32_t>(window.height);
-    return VORELBRIM_DecodeJPEG(session, output, width, height);
+    return with_size(session, VORELBRIM_DecodeJPEG(session, output, width, height));
 }
 
 int32_t decode_kept_thumbnail(DecInfo *session, void *output, int32_t width, int32_t height, int32_t flags) {
@@ -162,7 +173,7 @@ int32_t decode_kept_thumbnail(DecInfo *session, void *output, int32_t width, int
     do {
         result = VORELBRIM_PrepareJPEGIter(session, width, height);
     } while (result == kIterMore);
-    if (result != 1) return 0;
+    if (result != 1) return with_size(session, 0);
     do {
         result = VORELBRIM_DecodeJPEGIter(session, output, width, height, VOREL_ITERATE, height);
     } while (result == kIterMore);
@@ -175,7 +186,7 @@ int32_t decode_kept_with_midpoints(DecInfo *session, void *output, const KeptReq
     kept_size(session, request, &width, &height);
     want_whole_picture(session);
     session->midpointCount = count;
-    return VORELBRIM_DecodeJPEG(session, output, width, height);
+    return with_size(session, VORELBRIM_DecodeJPEG(session, output, width, height));
 }
 
 int32_t prepare_kept(DecInfo *session, int32_t width, int32_t height) {
