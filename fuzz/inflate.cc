@@ -14,7 +14,7 @@ using namespace vorel;
 namespace {
 
 // zlib is opened with the largest window, whatever a header says.
-constexpr size_t kLargestWindow = 32768, kOptions = 8, kCheckBytes = 4, kMostOutput = size_t{1} << 16;
+constexpr size_t kLargestWindow = 32768, kOptions = 8, kCheckBytes = 4, kMostOutput = 40'000;
 
 enum class Verdict : uint8_t { kEnd, kInput, kDamaged, kFull };
 

@@ -100,7 +100,9 @@ BandStore *make_store(PngSource *source) {
     const Segments segments = segments_of(source->header);
     const uint32_t count = source->index->size[0];
     const size_t lists = count * (sizeof(Band *) + 1), scratch = scratch_bytes(segments);
-    if (segments.row_bytes > kMostBandRowBytes || source->band_memory < sizeof(BandStore) + lists + scratch) {
+    // Rows of one segment would be inflated whole again.
+    if (segments.count < 2 || segments.row_bytes > kMostBandRowBytes ||
+        source->band_memory < sizeof(BandStore) + lists + scratch) {
         return nullptr;
     }
     auto *store = os_allocate_array<BandStore>(1);
