@@ -129,7 +129,8 @@ VOREL_API int32_t onDecodeVPNGSubset(vpng_tile_index *handle, void *out, int32_t
  * no more than that many bytes are taken: 32 MiB unless it is set, 0 for none at all. A file has to stay unchanged
  * meanwhile, or is read anew; memory has to. 1, or 0 for null. */
 VOREL_API int32_t vpng_set_region_memory(vpng_tile_index *handle, size_t bytes);
-/* How much is taken now; 0 for null. Both may be called from any thread, and wait for a region that is being decoded. */
+/* How much is taken now; 0 for null. Both may be called from any thread, and wait for a region that is being decoded.
+ */
 VOREL_API size_t vpng_get_region_memory(vpng_tile_index *handle);
 
 /* The steps of the two above, on a read object of onDecodeVPNGInit of which no row was read. All jump.

@@ -40,7 +40,8 @@ class FactoryPicture {
     int32_t height() const { return height_; }
     int32_t color_format() const { return request_.color_format; }
 
-    // The session; that of a JPEG may be cancelled by another thread until the decode is over, that of a PNG ends before.
+    // The session; that of a JPEG may be cancelled by another thread until the decode is over, that of a PNG ends
+    // before.
     DecInfo *session() const { return session_.get(); }
     // Into width() x height() pixels. 1 or 0.
     int32_t decode(void *output);
