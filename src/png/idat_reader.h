@@ -21,7 +21,7 @@ constexpr Adam7Pass kOnlyPass = {0, 1, 0, 1};
 struct Checkpoint;
 
 // Where a block of the stream begins: behind the last `bits` bits of the byte that stands before the position, which is
-// told as a checkpoint tells it.
+// given as in a checkpoint.
 struct BlockStart {
     bool known;
     uint8_t bits, last_byte;

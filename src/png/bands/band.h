@@ -70,9 +70,9 @@ struct Band {
     BandRow **rows;
     uint8_t *anchors[kMostBandRows / kAnchorRows + 1];  // rows kAnchorRows - 1, ...
     BandBlock *blocks;
-    uint32_t block_count, block_room;
+    uint32_t block_count, block_capacity;
     BandPiece *pieces;
-    uint32_t piece_count, piece_room;
+    uint32_t piece_count, piece_capacity;
     uint32_t end_bit;      // behind the rows that are built
     uint32_t input_bytes;  // that are known to be there
     int32_t crossing_row;  // the first one that needs input behind the checkpoint's chunk; row_count: none

@@ -55,7 +55,7 @@ bool read_idat_header(PngSource *source, uint32_t offset, uint32_t *length) {
 }
 
 bool add_piece(BandStore *store, Band *band) {
-    if (!grow_for_band(store, band, &band->pieces, band->piece_count, &band->piece_room)) return false;
+    if (!grow_for_band(store, band, &band->pieces, band->piece_count, &band->piece_capacity)) return false;
     band->pieces[band->piece_count++] = {band->builder->input_bytes, band->builder->offset};
     return true;
 }
@@ -99,7 +99,7 @@ bool add_block(BandStore *store, Band *band) {
     const InflateStream &stream = builder->stream;
     const int64_t bit = position(*builder);
     if (bit < 0 || band->block_count > UINT16_MAX) return false;
-    if (!grow_for_band(store, band, &band->blocks, band->block_count, &band->block_room)) return false;
+    if (!grow_for_band(store, band, &band->blocks, band->block_count, &band->block_capacity)) return false;
     BandBlock *block = &band->blocks[band->block_count++];
     *block = {};
     block->first_bit = static_cast<uint32_t>(bit);
@@ -134,7 +134,7 @@ bool inflate_to(PngSource *source, BandStore *store, Band *band, History *histor
     }
 }
 
-void make_room(BandBuilder *builder, size_t bytes) {
+void make_space(BandBuilder *builder, size_t bytes) {
     uint8_t *const end = builder->window + sizeof builder->window - kInflateSlack;
     if (static_cast<size_t>(end - builder->at) >= bytes) return;
     const size_t known = std::min(kWindowBytes, static_cast<size_t>(builder->at - builder->window_begin));
@@ -175,7 +175,7 @@ bool build_row(PngSource *source, BandStore *store, Band *band) {
     const Segments &segments = store->segments;
     BandBuilder *builder = band->builder;
     CodeReader &reader = builder->stream.reader;
-    make_room(builder, 1);
+    make_space(builder, 1);
     const size_t window = builder->stream.window;
     PlainHistory before = {builder->window_begin, window};
     if (!inflate_to(source, store, band, &before, builder->at + 1)) return false;
@@ -186,7 +186,7 @@ bool build_row(PngSource *source, BandStore *store, Band *band) {
     uint32_t last_bit = static_cast<uint32_t>(position(*builder));
     for (uint32_t s = 0; s < segments.count; ++s) {
         const size_t bytes = segments.size_of(s);
-        make_room(builder, bytes);
+        make_space(builder, bytes);
         const int64_t bit = position(*builder);
         if (bit < 0 || (bit - last_bit) / 8 + 16 > static_cast<int64_t>(kMostSegmentInput)) return false;
         last_bit = static_cast<uint32_t>(bit);

@@ -161,8 +161,8 @@ void drop_band(BandStore *store, uint32_t number, bool refuse) {
     }
     for (uint8_t *anchor : band->anchors) release_of_band(store, anchor, segments.row_bytes);
     release_of_band(store, band->rows, static_cast<size_t>(band->row_count) * sizeof(BandRow *));
-    release_of_band(store, band->blocks, band->block_room * sizeof(BandBlock));
-    release_of_band(store, band->pieces, band->piece_room * sizeof(BandPiece));
+    release_of_band(store, band->blocks, band->block_capacity * sizeof(BandBlock));
+    release_of_band(store, band->pieces, band->piece_capacity * sizeof(BandPiece));
     if (store->scratch->tables_band == band) store->scratch->tables_band = nullptr;
     os_release(band);
     store->bytes -= sizeof(Band);

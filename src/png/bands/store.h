@@ -41,15 +41,15 @@ void *allocate_for_band(BandStore *store, Band *band, size_t bytes);
 void release_of_band(BandStore *store, void *block, size_t bytes);
 // A block of count records that becomes one of twice as many.
 template <typename Record>
-bool grow_for_band(BandStore *store, Band *band, Record **records, uint32_t count, uint32_t *room) {
-    if (count < *room) return true;
-    const uint32_t more = *room ? 2 * *room : 16;
+bool grow_for_band(BandStore *store, Band *band, Record **records, uint32_t count, uint32_t *capacity) {
+    if (count < *capacity) return true;
+    const uint32_t more = *capacity ? 2 * *capacity : 16;
     auto *larger = static_cast<Record *>(allocate_for_band(store, band, more * sizeof(Record)));
     if (!larger) return false;
     if (count) std::memcpy(larger, *records, count * sizeof(Record));
-    release_of_band(store, *records, *room * sizeof(Record));
+    release_of_band(store, *records, *capacity * sizeof(Record));
     *records = larger;
-    *room = more;
+    *capacity = more;
     return true;
 }
 

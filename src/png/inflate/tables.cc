@@ -78,7 +78,7 @@ uint32_t next_code(uint32_t code, uint32_t all_ones) {
 }
 
 template <InflateEntry (*kEntryOf)(int symbol)>
-bool fill_table(const Code &code, int table_bits, int room, InflateEntry *table) {
+bool fill_table(const Code &code, int table_bits, int entries, InflateEntry *table) {
     const uint32_t first_size = uint32_t{1} << table_bits;
     if (code.symbols < 2) {
         // No code, or one of one bit: what is not it takes a bit and is invalid.
@@ -121,7 +121,7 @@ bool fill_table(const Code &code, int table_bits, int room, InflateEntry *table)
                     used = 2 * used + code.count[table_bits + second_bits];
                 }
                 end = start + (uint32_t{1} << second_bits);
-                if (end > static_cast<uint32_t>(room)) return false;
+                if (end > static_cast<uint32_t>(entries)) return false;
                 table[prefix] = kEntryOther | kEntryMore | static_cast<InflateEntry>(second_bits) << kEntryCodeShift |
                                 start << kEntryValueShift | static_cast<InflateEntry>(table_bits);
             }

@@ -21,7 +21,7 @@ constexpr int kMostCodeBits = 15;
 constexpr int kMostLengthCodes = 286, kMostDistanceCodes = 30;  // zlib's bounds on HLIT and HDIST
 constexpr int kLengthSymbols = 288, kDistanceSymbols = 32;      // of the fixed codes
 
-// The first level of the tables, and room for the second ones that any complete code needs.
+// The first level of the tables, and space for the second ones that any complete code needs.
 constexpr int kMostLengthTableBits = 11, kDistanceTableBits = 8;
 constexpr int kLengthEntries = 2352, kDistanceEntries = 416;
 
