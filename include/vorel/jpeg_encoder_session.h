@@ -42,7 +42,7 @@ typedef struct JESampling {
     uint32_t rowCounter; /* MCU rows read */
     uint32_t rowFill;
     uint8_t **wideRows[3]; /* null: full-width chroma is reduced before it is stored */
-    uint8_t **rows[3];     /* 16 rows each */
+    uint8_t **rows[3];     /* 16 rows each; planes that need no padding are coded where they lie */
     uint32_t alignment[3];
 } JESampling;
 

@@ -110,8 +110,9 @@ VOREL_API int32_t VORELBRIM_P2DecodeRegion(DecInfo *baseSession, void *output, i
                                            int32_t y, int32_t partialWidth, int32_t partialHeight, int32_t sampleSize);
 /* Baseline maps keep what rectangles have decoded, packed, where a second one comes to it: a rectangle of MCUs that are
  * kept costs its transforms and its colours. bytes is the most that this takes: 32 MiB where nothing was said, 0 for
- * nothing; what was not shown for longest goes first. A rectangle that would fill more than half goes without. 1, or 0
- * for a session without a map of a baseline frame. */
+ * nothing; what was not shown for longest goes first. A rectangle that would fill more than half goes without, and so
+ * does a child that reads another input than its base. The input has to stay unchanged as long as the map is used. 1,
+ * or 0 for a session without a map of a baseline frame, and where there was no memory to begin with. */
 VOREL_API int32_t vorel_jpeg_set_region_memory(DecInfo *baseSession, size_t bytes);
 /* The rectangle of a child, which lets go of its base's map at the end: for one decode. */
 VOREL_API int32_t VORELBRIM_DecodeRegionBase(DecInfo *childSession, void *output, int32_t width, int32_t height);

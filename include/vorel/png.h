@@ -126,8 +126,8 @@ VOREL_API int32_t onDecodeVPNGSubset(vpng_tile_index *handle, void *out, int32_t
 /* What regions of a picture that is not interlaced keep for those after them: of the rows that they touched, how to
  * inflate pieces of them by themselves. A rectangle among such rows then costs its own area instead of the width of the
  * picture; pixels, results and messages are the same. Rows that were not touched for the longest time give way, so that
- * no more than that many bytes are taken: 32 MiB unless it is set, 0 for none at all. A file has to stay unchanged
- * meanwhile, or is read anew; memory has to. 1, or 0 for null. */
+ * no more than that many bytes are taken: 32 MiB unless it is set, 0 for none at all. File and memory have to stay
+ * unchanged from the index on; of a file that is seen to have changed, what was kept is given up. 1, or 0 for null. */
 VOREL_API int32_t vpng_set_region_memory(vpng_tile_index *handle, size_t bytes);
 /* How much is taken now; 0 for null. Both may be called from any thread, and wait for a region that is being decoded.
  */

@@ -25,7 +25,7 @@ struct DecodeRun {
     uint8_t *raw_row;
     uint8_t *row;
     uint8_t *staging;
-    OwnRows *own;  // null: libpng gives the rows
+    OwnRows *own;  // null: libpng gives the rows; these never jump
     // Set up once the header is read.
     PngHeader header;
     int32_t width, height;
@@ -161,6 +161,8 @@ bool decode_interlaced_scaled(DecodeRun *run, int passes) {
 bool decode_by_rows(DecodeRun *run) { return run->scaled() ? decode_scaled(run) : decode_straight(run); }
 
 bool decode_by_own_rows(DecodeRun *run) {
+    // More rows than there are end in a failure.
+    if (run->out_height > run->height) return false;
     run->own = open_own_rows(source_of(run->png));
     if (!run->own) return false;
     const bool done = decode_by_rows(run);

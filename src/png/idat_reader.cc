@@ -84,11 +84,15 @@ void move_to_front(IdatReader *reader) {
     reader->above = reader->rows;
 }
 
-// zlib's inflate up to the end of its output or input, as by one call, with a note of where blocks begin.
+// zlib's inflate up to the end of its output or input, as by one call, with a note of where blocks begin. Only of
+// streams with the largest window: in others a match may reach beyond it, within what one call puts out.
 int inflate_noting_blocks(IdatReader *reader) {
     constexpr int kAtBlock = 128, kUnusedBits = 63;
     z_stream &live = reader->live;
-    int result = inflate(&live, Z_BLOCK);
+    const auto flush = [&] {
+        return live.total_in < kZlibHeader || reader->window == InflateWindows::kBytes ? Z_BLOCK : Z_SYNC_FLUSH;
+    };
+    int result = inflate(&live, flush());
     while (result == Z_OK && (live.data_type & kAtBlock)) {
         const int unused = live.data_type & kUnusedBits;
         if (live.total_in == kZlibHeader && live.next_in - reader->input >= static_cast<long>(kZlibHeader)) {
@@ -97,7 +101,7 @@ int inflate_noting_blocks(IdatReader *reader) {
         reader->block = {
             unused<8, static_cast<uint8_t>(unused), live.next_in> reader->input ? live.next_in[-1] : reader->last_byte,
             reader->chunk_offset, live.avail_in + reader->idat_left, live.total_in};
-        const int more = inflate(&live, Z_BLOCK);
+        const int more = inflate(&live, flush());
         if (more == Z_BUF_ERROR) break;  // nothing comes without input or space
         result = more;
     }

@@ -15,7 +15,8 @@
 namespace vorel {
 namespace {
 
-constexpr uint32_t kMostChunkBytes = 0x7FFFFFFF;
+// Of longer ones libpng may have something to say.
+constexpr uint32_t kMostChunkBytes = 8'000'000;
 constexpr size_t kChunkHeader = 8, kCrcBytes = 4, kAdlerBits = 32, kFileInput = size_t{16} << 10;
 constexpr size_t kHistory = size_t{32} << 10, kAhead = size_t{48} << 10;
 constexpr uint8_t kIdat[4] = {'I', 'D', 'A', 'T'};
@@ -84,7 +85,9 @@ bool next_input(OwnRows *rows) {
 
 // Until the row's bytes are there, and as many of those behind them as there is space for.
 bool inflate_row(OwnRows *rows) {
-    if (static_cast<size_t>(rows->window_end - rows->next) < rows->whole) {
+    // A byte more: what is wrong between two rows is the upper one's fault.
+    const size_t needed = rows->whole + (rows->rows_left > 1 ? 1 : 0);
+    if (static_cast<size_t>(rows->window_end - rows->next) < needed) {
         uint8_t *const from = std::max(
             rows->known, rows->next - std::min<size_t>(kHistory, static_cast<size_t>(rows->next - rows->window)));
         std::memmove(rows->window, from, static_cast<size_t>(rows->at - from));
@@ -95,11 +98,14 @@ bool inflate_row(OwnRows *rows) {
     const uint64_t wanted = static_cast<uint64_t>(rows->rows_left) * rows->whole;
     const uint64_t space = static_cast<uint64_t>(rows->window_end - rows->next);
     uint8_t *const end = rows->next + std::min(wanted, space);
-    while (static_cast<size_t>(rows->at - rows->next) < rows->whole) {
+    while (static_cast<size_t>(rows->at - rows->next) < needed) {
+        // The stream's header says how far back matches may reach.
+        const bool header = rows->stream.phase == InflateStream::kZlibHeader;
         PlainHistory history = {rows->known, rows->stream.window};
         uint8_t *const before = rows->at;
-        const InflateStop stop = inflate_until(&rows->stream, &history, &rows->at, end, false);
+        const InflateStop stop = inflate_until(&rows->stream, &history, &rows->at, end, header);
         rows->adler = png_kernels().adler32(rows->adler, before, static_cast<size_t>(rows->at - before));
+        if (stop == InflateStop::kBlock) continue;
         if (stop == InflateStop::kFull) break;
         if (stop != InflateStop::kInput || !next_input(rows)) return false;
     }
@@ -142,7 +148,7 @@ OwnRows *open_own_rows(PngSource *source) {
     const bool memory = source->memory && source->read == vpng_read_fn;
     if (!memory && !source->file) return nullptr;
     const size_t whole = bytes_of_pixels(source->header, source->header.width) + 1;
-    const size_t window = kHistory + std::max(whole, kAhead), row = whole + kInflateSlack;
+    const size_t window = kHistory + std::max(whole + 1, kAhead), row = whole + kInflateSlack;
     const size_t bytes = sizeof(OwnRows) + window + kInflateSlack + 2 * row + (memory ? 0 : kFileInput);
     auto *rows = static_cast<OwnRows *>(os_allocate(bytes));
     if (!rows) return nullptr;
@@ -165,8 +171,9 @@ OwnRows *open_own_rows(PngSource *source) {
     // libpng has read the chunk's header, which stands in front of the position.
     uint8_t header[kChunkHeader];
     rows->offset -= kChunkHeader;
-    // What cannot go back is not begun.
-    if (!memory && std::fseek(source->file, static_cast<long>(rows->offset), SEEK_SET) != 0) {
+    // What cannot go back is not begun; nor where the position does not fit 32 bits.
+    if (!memory && (std::ftell(source->file) != static_cast<long>(source->position) ||
+                    std::fseek(source->file, static_cast<long>(rows->offset), SEEK_SET) != 0)) {
         os_release(rows);
         return nullptr;
     }

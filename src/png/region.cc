@@ -1,5 +1,5 @@
-// Rectangles of a PNG: from the checkpoint at or above the first row on, rows are inflated whole, but only the columns
-// of the rectangle become pixels.
+// Rectangles of a PNG: by the bands that earlier ones have left, or from the checkpoint at or above the first row on,
+// by rows that are inflated whole. Only the columns of the rectangle become pixels.
 #include <algorithm>
 #include <climits>
 #include <cstring>

@@ -34,6 +34,7 @@ TEST_P(Allocations, EachFails) {
     const Outcome whole = run(0);
     const size_t count = allocations_made();
     ASSERT_TRUE(whole.done);
+    ASSERT_GT(count, 0u);
     ASSERT_EQ(live_allocations(), before) << "left behind with memory";
     int descriptors = open_descriptors();
     size_t told = 0;

@@ -1,8 +1,6 @@
 // The vector twins of the PNG kernels give the bytes of the scalar ones, at every width and beside no buffer.
 #include "png/kernels/kernels.h"
 
-#include <zlib.h>
-
 #include "support/twins.h"
 
 namespace vorel::test {
@@ -54,14 +52,24 @@ TEST(PngKernels, PixelTwinsAgree) {
     }
 }
 
-TEST(PngKernels, CheckValuesAreZlibs) {
+// RFC 1950, clause 8.2, byte by byte.
+uint32_t plain_adler32(uint32_t adler, const uint8_t *bytes, size_t count) {
+    uint32_t sum = adler & 0xFFFF, sums = adler >> 16;
+    for (size_t i = 0; i < count; ++i) {
+        sum = (sum + bytes[i]) % 65521;
+        sums = (sums + sum) % 65521;
+    }
+    return sums << 16 | sum;
+}
+
+TEST(PngKernels, CheckValuesAreThoseOfRfc1950) {
     const PngKernels *tables[kMaxKernelTables];
     const int count = runnable_png_kernels(tables);
     for (const size_t bytes : {0, 1, 15, 16, 17, 63, 64, 65, 200, 5551, 5552, 5553, 30'000}) {
         for (const bool most : {false, true}) {
             GuardBuffer row(most ? Bytes(bytes, 0xFF) : kernel_row(bytes, 3));
             for (const uint32_t start : {1u, 0xFFF0FFF0u}) {
-                const auto expected = ::adler32(start, row.data(), static_cast<uInt>(bytes));
+                const uint32_t expected = plain_adler32(start, row.data(), bytes);
                 for (int i = 0; i < count; ++i) {
                     EXPECT_EQ(tables[i]->adler32(start, row.data(), bytes), expected)
                         << tables[i]->name << " " << bytes;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <functional>
 #include <random>
 
 #include "png/run.h"
@@ -343,6 +344,38 @@ TEST(PngTolerance, OwnRowsAndLibpngsAgreeOverDamage) {
             expect_same(changed(file, at, {static_cast<uint8_t>(random())}), "byte " + std::to_string(at));
         }
     }
+}
+
+// The file with one IDAT chunk of other data, and its header of another height.
+Bytes with_stream(const Bytes &file, const std::function<void(Bytes &)> &change, int height) {
+    const std::vector<ChunkAt> chunks = chunks_of(file);
+    const auto at =
+        std::find_if(chunks.begin(), chunks.end(), [](const ChunkAt &chunk) { return chunk.name == "IDAT"; });
+    const auto data_at = file.begin() + static_cast<ptrdiff_t>(at->offset) + 8;
+    Bytes header(file.begin() + 16, file.begin() + 29), data(data_at, data_at + static_cast<ptrdiff_t>(at->length));
+    header[7] = static_cast<uint8_t>(height);
+    change(data);
+    return cat({head(file, 8), png_chunk("IHDR", header), png_chunk("IDAT", data), png_chunk("IEND", {})});
+}
+
+TEST(PngTolerance, OwnRowsEndWhereLibpngsDo) {
+    const auto expect_same = [](const Bytes &file, const WholeRequest &request, int result) {
+        const SaidOfWhole libpngs = decode_with(file, read_by_libpng, request);
+        EXPECT_EQ(libpngs.decoded.result, result);
+        EXPECT_TRUE(decode_with(file, vpng_read_fn, request) == libpngs);
+    };
+    // Matches of a row's distance in a stream whose header allows 256 bytes.
+    const Bytes alike = make_png({.width = 300, .height = 60, .idat_bytes = 1 << 20, .smooth = true});
+    expect_same(with_stream(
+                    alike, [](Bytes &data) { data[0] = 0x08, data[1] = 0x1D; }, 60),
+                {300, 60, 1, 7}, 0);
+    // 80 of 100 rows, which end where the rows that are inflated at once do, and a check value that is wrong.
+    const Bytes gray = make_png({.width = 1023, .height = 80, .colour_type = 0, .idat_bytes = 1 << 20});
+    expect_same(with_stream(
+                    gray, [](Bytes &data) { data.back() ^= 1; }, 100),
+                {1023, 100, 1, 7}, 0);
+    // Stored blocks.
+    expect_same(make_png({.width = 300, .height = 60, .idat_bytes = 1 << 20, .level = 0}), {300, 60, 1, 7}, 1);
 }
 
 }  // namespace

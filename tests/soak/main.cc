@@ -1,4 +1,4 @@
-// vorel_soak [--seconds N] [--threads N] [--seed N] [--corpus FOLDER] [FOLDER...]: every job over the files of the
+// vorel_soak [--seconds N] [--threads N] [--seed N] [FOLDER...]: every job over the files of the
 // folders and of their subfolders, as they are and altered.
 #include <vorel/bindings.h>
 #include <vorel/vorel.h>
@@ -212,7 +212,8 @@ int soak(int argc, char **argv) {
     const std::string left = what_is_left(before, after);
     if (!left.empty()) std::printf("FAILED: left behind: %s\n", left.c_str());
     if (soak.different) std::printf("FAILED: %llu other results\n", static_cast<unsigned long long>(soak.different));
-    return !left.empty() || soak.different;
+    if (!soak.compared) std::printf("FAILED: nothing was compared\n");
+    return !left.empty() || soak.different || !soak.compared;
 }
 
 }  // namespace

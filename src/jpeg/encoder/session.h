@@ -23,6 +23,7 @@ struct JEWork {
     // The MCU row as the coder takes it: rows of the sampling record, or the caller's own.
     static constexpr uint32_t kMostRows = 32;
     uint8_t **rows[3];
+    bool mayPoint;  // the reader was called for these rows, and not for the record's
     uint8_t *inPlace[3][kMostRows];
     // A stretch of an MCU row on its way to the entropy coder: of each component its block rows, one after another.
     int16_t *stretch;              // zigzag order, 64-byte aligned

@@ -63,7 +63,6 @@ struct BandBuilder {
 
 struct Band {
     uint64_t used;  // the store's clock when it was last touched
-    size_t bytes;   // of memory
     int32_t first_row, row_count;
     int32_t built;  // rows of it
     bool busy;      // a build was left by a jump

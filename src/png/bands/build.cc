@@ -37,9 +37,11 @@ struct NotingHistory {
 
 // ---- input --------------------------------------------------------------------------------------------------------
 
-// Whether the source has the bytes: memory that is cut short would leave what was there before.
+// Whether the source has the bytes: memory that is cut short would leave what was there before, and behind the end of a
+// file reading jumps.
 bool read_source(PngSource *source, uint32_t offset, uint32_t count, uint8_t *out) {
     if (source->memory && (offset > source->length || count > source->length - offset)) return false;
+    if (source->file && int64_t{offset} + count > source->bands->stamp.size) return false;
     const uint32_t short_reads = source->short_reads;
     vpng_seek_data(source->png, offset);
     vpng_read_data(source->png, out, count);
@@ -286,7 +288,7 @@ bool start_band(PngSource *source, BandStore *store, Band *band) {
     BandBuilder *builder = band->builder;
     InflateStream *stream = &builder->stream;
     const bool from_start = number == 0;
-    if (!from_start && (!checkpoint.block.known || source->reader->window == 0 || checkpoint.code_bits > 63))
+    if (!from_start && (!checkpoint.block.known || source->reader->window != kWindowBytes || checkpoint.code_bits > 63))
         return false;
     const uint32_t chunk = from_start ? shown->streamPosition : checkpoint.block.chunk_offset;
     const uint32_t left = from_start ? shown->bytesLeft : checkpoint.block.bytes_left;
@@ -305,7 +307,10 @@ bool start_band(PngSource *source, BandStore *store, Band *band) {
     builder->at = at;
     builder->window_begin = at;
     if (!from_start) {
-        if (!restore_checkpoint(source->reader, shown)) return false;
+        if (!restore_checkpoint(source->reader, shown)) {
+            store->starved = true;
+            return false;
+        }
         if (inflateGetDictionary(&source->reader->live, builder->window, &known) != Z_OK || known > kWindowBytes) {
             return false;
         }

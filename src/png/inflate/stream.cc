@@ -193,7 +193,8 @@ InflateStop copy_stored(InflateStream *stream, uint8_t **at, uint8_t *end) {
         reader->in += now;
         stream->stored_left -= static_cast<uint32_t>(now);
     }
-    return stream->stored_left == 0 ? InflateStop::kBlock : InflateStop::kFull;
+    // What follows is looked at when there is space for it, as behind codes.
+    return stream->stored_left == 0 && *at < end ? InflateStop::kBlock : InflateStop::kFull;
 }
 
 }  // namespace vorel

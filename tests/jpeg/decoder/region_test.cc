@@ -434,6 +434,8 @@ TEST(JpegRegion, WhatIsKeptGivesTheSame) {
         EXPECT_EQ(without.base()->retainedJpegInfo->store->bytes(), 0u);
         EXPECT_LE(little.base()->retainedJpegInfo->store->bytes(), kLittle);
         EXPECT_GT(with.base()->retainedJpegInfo->store->bytes(), kLittle);
+        vorel_jpeg_set_region_memory(with.base(), 0);
+        EXPECT_EQ(with.base()->retainedJpegInfo->store->bytes(), 0u);
     }
     EXPECT_GT(maps, size_t{70});
     Mapped progressive(turbo_picture(grid_picture(2, true, 0)), COLOR_RGBA8888);

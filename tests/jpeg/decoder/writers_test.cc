@@ -140,6 +140,19 @@ TEST(JpegWriters, FunctionsDoWhatTheirNamesSay) {
     };
     EXPECT_EQ(first_pixel(BRIMJ_DoYcbcrToRgb), 100);
     EXPECT_EQ(first_pixel(BRIMJ_DoFastYcbcrToRgb), 0);
+    // Of records whose frames have fewer components, or more.
+    for (const Colour colour : {Colour::kGray, Colour::kCmyk}) {
+        PictureSpec spec = sized(96, 32, 1, 1);
+        spec.colour = colour;
+        const Bytes other = turbo_picture(spec);
+        for (const auto output : {BRIMJ_DoYcbcrToRgb, BRIMJ_DoRgbConvert, BRIMJ_DoGrayConvert}) {
+            OpenRecord record(other, COLOR_RGBA8888, 60, 20, Kind::kMemory, VOREL_OPTION_FIT_STRETCH);
+            uint8_t *rows_of_one[2] = {low.data(), high.data()};
+            uint8_t **rows[4] = {rows_of_one, rows_of_one, rows_of_one, rows_of_one};
+            output(record.get(), rows, 2);
+            EXPECT_EQ(record.pixels()[3], 255);
+        }
+    }
     // Rows of a record whose chroma rows have half the width, which a function for RGB takes as they are.
     OpenRecord shared(turbo_picture(sized(96, 32, 2, 2)), COLOR_RGBA8888, 96, 32);
     GuardBuffer luma(samples), half(Bytes(48, 77));

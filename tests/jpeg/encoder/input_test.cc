@@ -162,6 +162,26 @@ TEST(EncoderInput, ReadersFollowTheirRules) {
     }
 }
 
+TEST(EncoderInput, AReaderByItselfFillsTheRecordsRows) {
+    const RawPicture picture = raw_noise(COLOR_YUV420, 64, 16);
+    RawInfo raw = picture.record();
+    auto *memory = static_cast<uint8_t *>(VORELBRIM_OsMalloc(4096));
+    RimEncSink sink = {};
+    sink.mode = 1, sink.capacity = 4096, sink.buffer = memory;
+    HuffmanSpec spec = {};
+    spec.quality = 90;
+    JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
+    ASSERT_NE(session, nullptr);
+    EXPECT_EQ(__rim_jpeg_enc_get_raw_data(session), 1);
+    for (int y = 0; y < 16; ++y) {
+        const uint8_t *row = session->sampling->rows[0][y];
+        EXPECT_TRUE(std::equal(row, row + 64, picture.pixels.begin() + 64 * y)) << y;
+    }
+    __rim_jpeg_enc_release_mem(session);
+    VORELBRIM_OsFree(session);
+    VORELBRIM_OsFree(memory);
+}
+
 // The strips of a picture are read as the picture is; of NV12 the last Cb of each is in the next one.
 TEST(EncoderInput, StripsAreReadAsTheWhole) {
     for (const int32_t format : {COLOR_NV12, COLOR_NV21, COLOR_YUV420, COLOR_YUYV}) {

@@ -54,8 +54,10 @@ bool is_jpeg(const DecInfo *session) { return session->imageType == VOREL_IMAGE_
 int32_t with_size(DecInfo *session, int32_t result) {
     if (session->imageWidth != 0 && session->imageHeight != 0) return result;
     const uint32_t error = last_error();
+    const int32_t type = session->imageType;
     ImageInfo info;
     VORELBRIM_Parser(session, &info);
+    session->imageType = type;
     set_error(error);
     return result;
 }

@@ -6,6 +6,7 @@
 // at a time.
 #include "jpeg/decoder/output/output.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "jpeg/decoder/statistics/statistics.h"
@@ -76,7 +77,7 @@ void sum_columns(const JpegInfo *info, const uint32_t *words, uint32_t *__restri
 
 // Component rows by taps: three of them at most, or four.
 int32_t tap_components(const JpegInfo *info, ColorSpace color) {
-    return info->frame->numComponents == 4 ? 4 : color == kColorGray ? 1 : 3;
+    return color == kColorGray ? 1 : info->frame->numComponents == 4 ? 4 : 3;
 }
 ptrdiff_t tap_stride(const OutputState &out) { return ptrdiff_t{kTapGroup} * out.taps.groups; }
 
@@ -232,16 +233,20 @@ bool prepare_taps(JpegInfo *info) {
     };
     if (columns.end - columns.first < kTapReach) return true;
     for (int32_t i = 0; i < width; i += kTapGroup) {
-        if (out.column_b[last_of(i)] - out.column_a[i] >= kTapReach) return true;
+        // Columns of means lie further out than those of centres, which the plan may be for.
+        const int32_t last = out.column_b[last_of(i)];
+        if (last - out.column_a[i] >= kTapReach || last >= columns.end) return true;
     }
     // Starts, then picks.
     auto *starts = os_allocate_array<int32_t>(static_cast<uint64_t>(groups) * (1 + kTapReach / sizeof(int32_t)));
-    const uint64_t sums = static_cast<uint64_t>(groups) * kTapGroup * static_cast<uint64_t>(info->frame->numComponents);
+    const uint64_t sums = static_cast<uint64_t>(groups) * kTapGroup *
+                          static_cast<uint64_t>(std::max<int32_t>(info->frame->numComponents, 3));
     out.tap_sums_a = os_allocate_array<uint16_t>(sums);
     out.tap_sums_b = os_allocate_array<uint16_t>(sums);
+    out.taps.starts = starts;
+    if (!starts || !out.tap_sums_a || !out.tap_sums_b) return false;
     auto *picks = reinterpret_cast<uint8_t *>(starts + groups);
     out.taps = {starts, picks, groups};
-    if (!starts || !out.tap_sums_a || !out.tap_sums_b) return false;
     for (int32_t g = 0; g < groups; ++g) {
         const int32_t first = out.column_a[kTapGroup * g], most = columns.end - kTapReach;
         starts[g] = first < most ? first : most;

@@ -32,6 +32,12 @@ void CoefficientStore::set_limit(size_t bytes) {
     const MutexLock lock(&mutex_);
     limit_ = bytes;
     make_way(0);
+    if (limit_ != 0 || oldest_) return;
+    for (StoredMcus **&rows : rows_) {
+        if (rows) used_ -= mcu_rows_ * sizeof(StoredMcus *);
+        os_release(rows);
+        rows = nullptr;
+    }
 }
 
 size_t CoefficientStore::bytes() {

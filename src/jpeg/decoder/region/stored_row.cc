@@ -1,8 +1,10 @@
 #include "jpeg/decoder/region/stored_row.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "core/core.h"
+#include "core/session.h"
 #include "jpeg/decoder/region/map.h"
 #include "util/atomics.h"
 
@@ -10,17 +12,25 @@ namespace vorel {
 namespace {
 
 constexpr uint32_t kNoTile = UINT32_MAX;
+// Of tiles: kCannotBeKept when they did not lead from one position to the next.
+constexpr uint8_t kSeen = 1, kCannotBeKept = 2;
 
 // A generous mean of what a block takes.
 size_t packed_block_bytes(McuMode mode) { return mode == McuMode::kDc ? 4 : 32; }
+
+bool same_input(const IoInfo *a, const IoInfo *b) {
+    if (!a || !b) return false;
+    if (is_memory(a) && is_memory(b)) return a->source == b->source && a->size == b->size;
+    return a->kind == kIoFile && b->kind == kIoFile && a->path && b->path && std::strcmp(a->path, b->path) == 0;
+}
 
 }  // namespace
 
 CoefficientStore *usable_store(const JpegInfo *info, McuMode mode) {
     CoefficientStore *store = info->lender ? info->lender->store : nullptr;
     if (!store || !is_baseline(info) || info->source || mode == McuMode::kSkip) return nullptr;
-    const IoInfo *io = info->scan.io;
-    if (!io || !(io->kind == kIoFile || is_memory(io))) return nullptr;
+    // A child may read another input than its base by the base's map.
+    if (!same_input(info->scan.io, info->lender->decInfo->ioInfo)) return nullptr;
     const McuRange shown = shown_mcus(info, &info->scan);
     const int64_t rows = info->plan.rows.end - info->plan.rows.first, per_imcu = info->plan.imcu_output_rows;
     const int64_t mcu_rows = (rows / (per_imcu > 0 ? per_imcu : 1) + 2) * mcu_rows_in_imcu(&info->scan, info->frame, 0);
@@ -44,11 +54,14 @@ StoredRow::StoredRow(JpegInfo *info, ScanReader *scan, McuMode mode, int32_t mcu
     const bool mostly = 2 * there >= end - first;
     for (uint32_t tile = first; tile < end && there < end - first; ++tile) {
         if (CoefficientStore::tile(row_, tile)) continue;
-        if (!mostly && !load_relaxed(&row_->seen[tile])) {
-            store_relaxed(&row_->seen[tile], uint8_t{1});
+        const uint8_t seen = load_relaxed(&row_->seen[tile]);
+        if (seen == kCannotBeKept || is_cancelled(info->decInfo->parent)) break;
+        if (!mostly && !seen) {
+            store_relaxed(&row_->seen[tile], kSeen);
             continue;
         }
-        there += add_tile(tile);
+        if (!add_tile(tile)) break;
+        ++there;
     }
     ready_ = there == end - first;
 }
@@ -61,15 +74,19 @@ bool StoredRow::add_tile(uint32_t tile) {
     const uint32_t interval = info_->map->interval, column = tile * interval;
     const uint32_t mcus = std::min(interval, scan_->mcusPerRow - column);
     McuBatch *batch = info_->pump.batch;
-    if (reader_tile_ != tile && !enter_mcu(info_, *info_->map, scan_, first_mcu_ + column)) return false;
+    const auto refuse = [&] {
+        store_relaxed(&row_->seen[tile], kCannotBeKept);
+        return false;
+    };
+    if (reader_tile_ != tile && !enter_mcu(info_, *info_->map, scan_, first_mcu_ + column)) return refuse();
     reader_tile_ = kNoTile;
-    if (scan_->entropy.insufficientData) return false;
+    if (scan_->entropy.insufficientData) return refuse();
     const int32_t from = tell(scan_).next;
     int16_t *const *blocks = mode_ == McuMode::kDc ? batch->dc_blocks : batch->blocks;
     const bool done =
         decode_mcus(scan_, mode_, static_cast<int32_t>(mcus), blocks, batch->last) == static_cast<int32_t>(mcus);
     bytes_read_ += tell(scan_).next - from;
-    if (!done || !stands_at(info_, *info_->map, scan_, first_mcu_ + column + mcus)) return false;
+    if (!done || !stands_at(info_, *info_->map, scan_, first_mcu_ + column + mcus)) return refuse();
     if (column + mcus < scan_->mcusPerRow) reader_tile_ = tile + 1;
     PackedMcus *packed = pack_mcus(scan_, mode_, mcus, blocks, batch->last);
     return packed && store_->add(row_, tile, packed);

@@ -10,7 +10,9 @@ namespace {
 bool take_in_place(JEInfo *session, uint32_t index) {
     const JEComponent &component = session->components[index];
     const uint32_t width = component.sampledWidth, count = component.rowsThisMcu;
-    if (width != component.paddedWidth || count != component.rowsPerMcu || count > JEWork::kMostRows) return false;
+    if (!session->work->mayPoint || width != component.paddedWidth || count != component.rowsPerMcu ||
+        count > JEWork::kMostRows)
+        return false;
     uint8_t *&cursor = session->planeCursor[index];
     for (uint32_t y = 0; y < count; ++y, cursor += width) session->work->inPlace[index][y] = cursor;
     session->work->rows[index] = session->work->inPlace[index];

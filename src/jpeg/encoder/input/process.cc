@@ -47,7 +47,9 @@ extern "C" int32_t __rim_jpeg_enc_process_image_data(JEInfo *session) {
     if (!session->work->failed) {
         uint8_t ***rows = session->work->rows;
         std::memcpy(rows, sampling->rows, sizeof session->work->rows);
+        session->work->mayPoint = true;
         if (const Reader read = reader_of(session)) read(session);
+        session->work->mayPoint = false;
         session->compressRow(session, rows);
     }
     ++sampling->rowCounter;
