@@ -249,10 +249,6 @@ std::vector<Entry> other_entries() {
         return frame_work(format_bytes(COLOR_YUV420, 61, 77),
                           [](const uint8_t *in, uint8_t *out) { vorel_resize_yuv420_sg(in, out, 160, 1100, 61, 77); });
     });
-    add("convert by threads", [] {
-        return frame_work(format_bytes(COLOR_NV21, 160, 1100),
-                          [](const uint8_t *in, uint8_t *out) { _rgba8888_to_nv21_tps(160, 1100, in, out); });
-    });
     add("turn", [] {
         return frame_work(size_t{4} * 160 * 100, [](const uint8_t *in, uint8_t *out) {
             std::copy(in, in + 4 * 160 * 100, out);
