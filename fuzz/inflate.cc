@@ -90,7 +90,7 @@ void resume_everywhere(const Input &input, bool pairs, uint64_t choice, const Ou
         if (space == 0) break;
         PlainHistory history = {resumed_output, kLargestWindow};
         uint8_t *const end = at + std::min(1 + next(most_out), space);
-        stop = inflate_until(&stream, &history, &at, end, next(2) != 0);
+        stop = inflate_until(&stream, &history, &at, end, static_cast<BlockStops>(next(3)));
         if (stop == InflateStop::kEnd || stop == InflateStop::kRefused) break;
         if (stream.phase == InflateStream::kCodes && stop == InflateStop::kFull && next(4) == 0) {
             const uint32_t left = reader.match_left, done = reader.match_done;
@@ -127,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     stream.reader.in_end = input.data + input.size;
     uint8_t *at = our_output;
     PlainHistory history = {our_output, kLargestWindow};
-    const InflateStop stop = inflate_until(&stream, &history, &at, our_output + kMostOutput, false);
+    const InflateStop stop = inflate_until(&stream, &history, &at, our_output + kMostOutput, BlockStops::kNone);
     const size_t given = static_cast<size_t>(at - our_output);
     require(same(outcome_of(stop, stream, input, given), expected), "a stream ends as zlib says");
     require(std::equal(our_output, at, their_output), "a stream gives zlib's bytes");

@@ -23,7 +23,7 @@ voidpf allocate_for_zlib(voidpf opaque, uInt items, uInt size) {
     auto *windows = static_cast<InflateWindows *>(opaque);
     size_t bytes;
     if (!checked_product(items, size, &bytes)) return nullptr;
-    if (windows->sharing && size == 1 && bytes <= InflateWindows::kBytes) return windows->copied;
+    if (windows->sharing && size == 1 && bytes <= kWindowBytes) return windows->copied;
     return os_allocate_zeroed(bytes);
 }
 void release_for_zlib(voidpf opaque, voidpf pointer) {
@@ -56,7 +56,10 @@ void next_piece(PngSource *source) {
         finish_chunk(source, 0);
         if (!read_chunk_header(source)) png_error(source->png, "Not enough image data");
     }
-    const uint32_t count = std::min<uint32_t>(reader->idat_left, sizeof reader->input);
+    uint32_t most = sizeof reader->input;
+    // Pieces end where they do for who reads the chunk from its start.
+    if (reader->following) most -= (reader->chunk_bytes - reader->idat_left) % most;
+    const uint32_t count = std::min(reader->idat_left, most);
     reader->last_byte = reader->input_bytes ? reader->input[reader->input_bytes - 1] : 0;
     reader->input_bytes = count;
     vpng_read_data(source->png, reader->input, count);
@@ -90,7 +93,7 @@ int inflate_noting_blocks(IdatReader *reader) {
     constexpr int kAtBlock = 128, kUnusedBits = 63;
     z_stream &live = reader->live;
     const auto flush = [&] {
-        return live.total_in < kZlibHeader || reader->window == InflateWindows::kBytes ? Z_BLOCK : Z_SYNC_FLUSH;
+        return live.total_in < kZlibHeader || reader->window == kWindowBytes ? Z_BLOCK : Z_SYNC_FLUSH;
     };
     int result = inflate(&live, flush());
     while (result == Z_OK && (live.data_type & kAtBlock)) {
@@ -262,10 +265,45 @@ bool finish_chunk(PngSource *source, uint32_t skip) {
     uint8_t crc[kCrcBytes] = {};
     vpng_read_data(source->png, crc, sizeof crc);
     source->index->streamPosition = source->position;
-    const bool wrong = big_endian_32(crc) != reader->crc;
+    const bool wrong = big_endian_32(crc) != reader->crc && !reader->following;
     if (!source->index_built) reader->odd_chunks |= wrong;
     if (wrong) png_chunk_warning(source->png, "CRC error");
     return wrong;
+}
+
+bool follow(PngSource *source, const NotedBlock *from, uint32_t first_chunk, uint64_t given) {
+    IdatReader *reader = source->reader;
+    z_stream &live = reader->live;
+    uint64_t at = 0;
+    if (from) {
+        const BlockStart &start = from->start;
+        if (inflateReset2(&live, -MAX_WBITS) != Z_OK ||
+            inflateSetDictionary(&live, from->window, from->known) != Z_OK ||
+            inflatePrime(&live, start.bits, start.last_byte >> (8 - start.bits)) != Z_OK) {
+            return false;
+        }
+        resume_chunk(source, start.chunk_offset, start.bytes_left);
+        reader->block = start;
+        reader->window = kWindowBytes;
+        live.total_in = static_cast<uLong>(start.total_in);
+        at = from->given;
+    } else {
+        if (inflateReset2(&live, 0) != Z_OK) return false;
+        resume_chunk(source, first_chunk, UINT32_MAX);
+        reader->block = {};
+    }
+    reader->input_bytes = 0;
+    reader->inflated = 0;
+    reader->following = true;
+    const size_t space = reader->capacity - static_cast<size_t>(reader->above - reader->rows) - reader->row_bytes - 1;
+    bool goes_on = true;
+    for (; goes_on && at < given; at += reader->inflated) {
+        reader->inflated = 0;
+        goes_on = inflate_some(source, static_cast<size_t>(std::min<uint64_t>(space, given - at)));
+    }
+    reader->following = false;
+    reader->inflated = 0;
+    return goes_on;
 }
 
 // What stands behind the last row is the stream's end and its check value, or data that nobody asked for. Required:

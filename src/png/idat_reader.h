@@ -29,12 +29,22 @@ struct BlockStart {
     uint64_t total_in;  // zlib's count at the position
 };
 
-// For copies of the inflate state. zlib's window is 32 KiB at most.
+// zlib's window is 32 KiB at most.
+constexpr size_t kWindowBytes = size_t{32} << 10;
+
+// A block of the stream, and what its matches may reach.
+struct NotedBlock {
+    BlockStart start;
+    uint64_t given;  // bytes that the stream gives in front of it
+    uint32_t known;  // the last of those, in `window`
+    uint8_t window[kWindowBytes];
+};
+
+// For copies of the inflate state.
 struct InflateWindows {
-    static constexpr size_t kBytes = size_t{32} << 10;
     bool sharing;              // a copy that is being made gets `copied` for its window
     const Checkpoint *newest;  // whose window `last` is
-    uint8_t copied[kBytes], last[kBytes];
+    uint8_t copied[kWindowBytes], last[kWindowBytes];
 };
 
 struct IdatReader {
@@ -62,6 +72,7 @@ struct IdatReader {
     uint8_t last_byte;     // of the piece before the one in `input`
     uint32_t window;       // that the stream's header gives to matches; 0: not known
     bool odd_chunks;       // a check value did not fit while the index was built
+    bool following;        // another reader, which has looked at check values
     uint8_t header[8];     // of the chunk, or of one before it
     // The piece size decides what a source that is cut short still gives.
     uint8_t input[8192];
@@ -83,6 +94,9 @@ void unfilter_bytes(uint8_t filter, uint8_t *row, const uint8_t *above, size_t b
 // The next row of the image in this pass, without its filter byte; null when the pass has no pixels in it. Its first
 // used_bytes bytes are unfiltered.
 const uint8_t *next_row(PngSource *source);
+// Takes zlib to where the stream has given so many bytes, from a block before or, for null, from the stream's start,
+// whose chunk's length field is at first_chunk. False where it does not get there. The rows in between are gone.
+bool follow(PngSource *source, const NotedBlock *from, uint32_t first_chunk, uint64_t given);
 // Reads on behind the last row as libpng does, and the chunk to its end.
 void finish_idat(PngSource *source);
 // Passes over `skip` bytes and the chunk's check value; true when that is wrong.

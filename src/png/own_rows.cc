@@ -18,15 +18,15 @@ namespace {
 // Of longer ones libpng may have something to say.
 constexpr uint32_t kMostChunkBytes = 8'000'000;
 constexpr size_t kChunkHeader = 8, kCrcBytes = 4, kAdlerBits = 32, kFileInput = size_t{16} << 10;
-constexpr size_t kHistory = size_t{32} << 10, kAhead = size_t{48} << 10;
+constexpr size_t kAhead = size_t{48} << 10;
 constexpr uint8_t kIdat[4] = {'I', 'D', 'A', 'T'};
 
 }  // namespace
 
 struct OwnRows {
     PngSource *source;
-    uint32_t start, offset;  // in the source: the first byte of image data, the next one
-    uint32_t chunk_left;
+    uint32_t start, offset;      // in the source: the first byte of image data, the next one
+    uint32_t chunk, chunk_left;  // where its length field stands, its bytes that are not read yet
     uint32_t crc, adler;
     int32_t rows_left;
     size_t whole;  // bytes of a row with its filter
@@ -36,7 +36,14 @@ struct OwnRows {
     uint8_t *known;                // the first of them
     uint8_t *next, *at;            // the next row's start, and behind what is inflated
     uint8_t *row, *above;
+    uint8_t filter;  // of the row
     uint8_t *input;  // of a file
+    // For who notes blocks; null and 0 else.
+    NotedBlock *noted;  // none yet where it is not known
+    int32_t noted_rows;
+    uint64_t given;        // bytes of the stream so far
+    const uint8_t *piece;  // of the input that the stream has
+    uint64_t piece_start;  // bytes of image data in front of it
 };
 
 namespace {
@@ -67,6 +74,7 @@ bool end_chunk(OwnRows *rows) {
 bool next_input(OwnRows *rows) {
     while (rows->chunk_left == 0) {
         if (!end_chunk(rows)) return false;
+        rows->chunk = rows->offset;
         const uint8_t *header = take_bytes(rows, kChunkHeader);
         if (!header || std::memcmp(header + 4, kIdat, sizeof kIdat) != 0) return false;
         rows->chunk_left = big_endian_32(header);
@@ -78,9 +86,40 @@ bool next_input(OwnRows *rows) {
     if (!bytes) return false;
     add_to_crc(rows, bytes, count);
     rows->chunk_left -= count;
-    rows->stream.reader.in = bytes;
-    rows->stream.reader.in_end = bytes + count;
+    CodeReader &reader = rows->stream.reader;
+    if (rows->piece) rows->piece_start += static_cast<uint64_t>(reader.in_end - rows->piece);
+    rows->piece = bytes;
+    reader.in = bytes;
+    reader.in_end = bytes + count;
     return true;
+}
+
+int32_t row_number(const OwnRows &rows) { return static_cast<int32_t>(rows.source->header.height) - rows.rows_left; }
+
+// Rows up to the next one that another reader may begin with, or to the end.
+int32_t rows_due(const OwnRows &rows) {
+    if (rows.noted_rows == 0) return rows.rows_left;
+    return std::min(rows.rows_left, rows.noted_rows - row_number(rows) % rows.noted_rows);
+}
+
+// In front of a block's header. A block is passed over where a quarter of the way from the last noted one to the
+// place that matters is still to come: so tiny blocks cost few copies of the window.
+void note_block(OwnRows *rows) {
+    NotedBlock *noted = rows->noted;
+    const CodeReader &reader = rows->stream.reader;
+    const uint64_t place = static_cast<uint64_t>(row_number(*rows) + rows_due(*rows)) * rows->whole;
+    if ((rows->given - noted->given) * 4 < place - rows->given) return;
+    const uint8_t *const next = reader.in - reader.count / 8;
+    if (next <= rows->piece) return;  // in the piece before
+    noted->start = {true,
+                    static_cast<uint8_t>(reader.count % 8),
+                    next[-1],
+                    rows->chunk,
+                    rows->chunk_left + static_cast<uint32_t>(reader.in_end - next),
+                    rows->piece_start + static_cast<uint64_t>(next - rows->piece)};
+    noted->given = rows->given;
+    noted->known = static_cast<uint32_t>(std::min<size_t>(kWindowBytes, static_cast<size_t>(rows->at - rows->known)));
+    std::memcpy(noted->window, rows->at - noted->known, noted->known);
 }
 
 // Until the row's bytes are there, and as many of those behind them as there is space for.
@@ -89,23 +128,30 @@ bool inflate_row(OwnRows *rows) {
     const size_t needed = rows->whole + (rows->rows_left > 1 ? 1 : 0);
     if (static_cast<size_t>(rows->window_end - rows->next) < needed) {
         uint8_t *const from = std::max(
-            rows->known, rows->next - std::min<size_t>(kHistory, static_cast<size_t>(rows->next - rows->window)));
+            rows->known, rows->next - std::min<size_t>(kWindowBytes, static_cast<size_t>(rows->next - rows->window)));
         std::memmove(rows->window, from, static_cast<size_t>(rows->at - from));
         rows->next -= from - rows->window;
         rows->at -= from - rows->window;
         rows->known = rows->window;
     }
-    const uint64_t wanted = static_cast<uint64_t>(rows->rows_left) * rows->whole;
+    const uint64_t wanted = static_cast<uint64_t>(rows_due(*rows)) * rows->whole;
     const uint64_t space = static_cast<uint64_t>(rows->window_end - rows->next);
     uint8_t *const end = rows->next + std::min(wanted, space);
     while (static_cast<size_t>(rows->at - rows->next) < needed) {
         // The stream's header says how far back matches may reach.
-        const bool header = rows->stream.phase == InflateStream::kZlibHeader;
+        const BlockStops stops = rows->stream.phase == InflateStream::kZlibHeader ? BlockStops::kFront
+                                 : rows->noted                                    ? BlockStops::kEnd
+                                                                                  : BlockStops::kNone;
         PlainHistory history = {rows->known, rows->stream.window};
         uint8_t *const before = rows->at;
-        const InflateStop stop = inflate_until(&rows->stream, &history, &rows->at, end, header);
+        const InflateStop stop = inflate_until(&rows->stream, &history, &rows->at, end, stops);
         rows->adler = png_kernels().adler32(rows->adler, before, static_cast<size_t>(rows->at - before));
-        if (stop == InflateStop::kBlock) continue;
+        rows->given += static_cast<uint64_t>(rows->at - before);
+        if (stop == InflateStop::kBlock) {
+            if (rows->noted && rows->stream.window != kWindowBytes) return false;
+            if (stops == BlockStops::kEnd) note_block(rows);
+            continue;
+        }
         if (stop == InflateStop::kFull) break;
         if (stop != InflateStop::kInput || !next_input(rows)) return false;
     }
@@ -121,7 +167,7 @@ bool ends_well(OwnRows *rows) {
     do {
         PlainHistory none = {one, 0};
         uint8_t *at = one;
-        stop = inflate_until(stream, &none, &at, one + 1, false);
+        stop = inflate_until(stream, &none, &at, one + 1, BlockStops::kNone);
         if (at != one) return false;
     } while (stop == InflateStop::kInput && next_input(rows));
     if (stop != InflateStop::kEnd) return false;
@@ -141,24 +187,25 @@ bool ends_well(OwnRows *rows) {
            rows->chunk_left == 0 && end_chunk(rows);
 }
 
-}  // namespace
-
-OwnRows *open_own_rows(PngSource *source) {
+OwnRows *open_rows(PngSource *source, int32_t noted_rows) {
     if (source->header.interlaced) return nullptr;
     const bool memory = source->memory && source->read == vpng_read_fn;
     if (!memory && !source->file) return nullptr;
     const size_t whole = bytes_of_pixels(source->header, source->header.width) + 1;
-    const size_t window = kHistory + std::max(whole + 1, kAhead), row = whole + kInflateSlack;
-    const size_t bytes = sizeof(OwnRows) + window + kInflateSlack + 2 * row + (memory ? 0 : kFileInput);
+    const size_t window = kWindowBytes + std::max(whole + 1, kAhead), row = whole + kInflateSlack;
+    const size_t noted = noted_rows ? sizeof(NotedBlock) : 0;
+    const size_t bytes = sizeof(OwnRows) + noted + window + kInflateSlack + 2 * row + (memory ? 0 : kFileInput);
     auto *rows = static_cast<OwnRows *>(os_allocate(bytes));
     if (!rows) return nullptr;
-    std::memset(static_cast<void *>(rows), 0, sizeof *rows);
+    std::memset(static_cast<void *>(rows), 0, sizeof *rows + noted);
+    if (noted_rows) rows->noted = reinterpret_cast<NotedBlock *>(rows + 1);
+    rows->noted_rows = noted_rows;
     rows->source = source;
     rows->start = rows->offset = source->position;
     rows->rows_left = static_cast<int32_t>(source->header.height);
     rows->whole = whole;
     rows->pixel = filter_pixel_bytes(source->header);
-    rows->window = reinterpret_cast<uint8_t *>(rows + 1);
+    rows->window = reinterpret_cast<uint8_t *>(rows + 1) + noted;
     rows->window_end = rows->window + window;
     rows->known = rows->next = rows->at = rows->window;
     rows->row = rows->window_end + kInflateSlack;
@@ -170,7 +217,7 @@ OwnRows *open_own_rows(PngSource *source) {
     rows->stream.pairs = true;
     // libpng has read the chunk's header, which stands in front of the position.
     uint8_t header[kChunkHeader];
-    rows->offset -= kChunkHeader;
+    rows->chunk = rows->offset -= static_cast<uint32_t>(kChunkHeader);
     // What cannot go back is not begun; nor where the position does not fit 32 bits.
     if (!memory && (std::ftell(source->file) != static_cast<long>(source->position) ||
                     std::fseek(source->file, static_cast<long>(rows->offset), SEEK_SET) != 0)) {
@@ -188,6 +235,22 @@ OwnRows *open_own_rows(PngSource *source) {
     return rows;
 }
 
+}  // namespace
+
+OwnRows *open_own_rows(PngSource *source) { return open_rows(source, 0); }
+
+OwnRows *open_noting_rows(PngSource *source, int32_t noted_rows) { return open_rows(source, noted_rows); }
+
+const NotedBlock *noted_block(const OwnRows &rows) { return rows.noted->start.known ? rows.noted : nullptr; }
+
+uint32_t own_rows_offset(const OwnRows &rows) { return rows.offset; }
+
+uint8_t own_row_filter(const OwnRows &rows) { return rows.filter; }
+
+void resume_own_rows(OwnRows *rows) {
+    if (rows->source->file) std::fseek(rows->source->file, static_cast<long>(rows->offset), SEEK_SET);
+}
+
 void close_own_rows(OwnRows *rows) {
     if (!rows) return;
     if (rows->source->file) std::fseek(rows->source->file, static_cast<long>(rows->start), SEEK_SET);
@@ -198,6 +261,7 @@ const uint8_t *next_own_row(OwnRows *rows) {
     if (rows->rows_left == 0 || !inflate_row(rows)) return nullptr;
     const uint8_t filter = rows->next[0];
     if (filter >= kPngFilters) return nullptr;
+    rows->filter = filter;
     std::swap(rows->row, rows->above);
     std::memcpy(rows->row, rows->next + 1, rows->whole - 1);
     unfilter_bytes(filter, rows->row, rows->above, rows->whole - 1, rows->pixel);

@@ -13,6 +13,7 @@ namespace vorel {
 
 struct IdatReader;
 struct BandStore;
+struct OwnRows;
 
 // IHDR, as far as rows depend on it.
 struct PngHeader {
@@ -40,7 +41,8 @@ struct PngSource {
     PngHeader header;
     vpng_row_index *index;  // null: libpng reads the rows
     IdatReader *reader;     // there with the index
-    bool index_built;       // else a failure frees the two
+    OwnRows *own_rows;      // while the index is built by them
+    bool index_built;       // else a failure frees the three
     BandStore *bands;       // of the index; null until a region wants them
     size_t band_memory;     // that they may take
     pthread_mutex_t lock;   // taken by region decodes

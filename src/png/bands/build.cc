@@ -13,7 +13,6 @@ namespace vorel {
 namespace {
 
 constexpr uint32_t kChunkHeader = 8, kCrcBytes = 4, kMostChunkBytes = 0x7FFFFFFF;
-constexpr size_t kWindowBytes = InflateWindows::kBytes;
 constexpr uint32_t kMostBits = UINT32_MAX - 64;
 
 // Takes note of what a segment's matches refer to in front of it, in the order in which it is needed.
@@ -121,7 +120,7 @@ template <class History>
 bool inflate_to(PngSource *source, BandStore *store, Band *band, History *history, uint8_t *end) {
     BandBuilder *builder = band->builder;
     while (true) {
-        switch (inflate_until(&builder->stream, history, &builder->at, end, true)) {
+        switch (inflate_until(&builder->stream, history, &builder->at, end, BlockStops::kFront)) {
             case InflateStop::kFull:
                 return true;
             case InflateStop::kInput:
@@ -239,7 +238,8 @@ bool enter_block(PngSource *source, BandStore *store, Band *band, const Checkpoi
     InflateStream *stream = &builder->stream;
     PlainHistory none = {builder->at, 0};
     InflateStop stop;
-    while ((stop = inflate_until(stream, &none, &builder->at, builder->at, true)) == InflateStop::kInput) {
+    while ((stop = inflate_until(stream, &none, &builder->at, builder->at, BlockStops::kFront)) ==
+           InflateStop::kInput) {
         if (!next_input(source, store, band)) return false;
     }
     if (stop != InflateStop::kBlock) return false;

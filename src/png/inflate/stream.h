@@ -9,6 +9,9 @@ namespace vorel {
 
 enum class BlockKind : uint8_t { kStored, kFixed, kDynamic };
 
+// Where inflate_until stops with kBlock: nowhere, in front of each block's codes or bytes, or behind each but the last.
+enum class BlockStops : uint8_t { kNone, kFront, kEnd };
+
 struct InflateStream {
     CodeReader reader;
     enum : uint8_t {
@@ -46,14 +49,14 @@ InflateStop read_headers(InflateStream *stream);
 // Bytes of a stored block, up to `end`: kFull, kInput, or kBlock behind its last one.
 InflateStop copy_stored(InflateStream *stream, uint8_t **at, uint8_t *end);
 
-// Up to `end`; *at moves. Stops with kBlock in front of each block's codes or bytes where stop_at_blocks is true.
+// Up to `end`; *at moves.
 template <class History>
-InflateStop inflate_until(InflateStream *stream, History *history, uint8_t **at, uint8_t *end, bool stop_at_blocks) {
+InflateStop inflate_until(InflateStream *stream, History *history, uint8_t **at, uint8_t *end, BlockStops stops) {
     while (true) {
         if (stream->phase != InflateStream::kCodes && stream->phase != InflateStream::kStored) {
             const InflateStop stop = read_headers(stream);
             if (stop != InflateStop::kFull) return stop;
-            if (stop_at_blocks) return InflateStop::kBlock;
+            if (stops == BlockStops::kFront) return InflateStop::kBlock;
         }
         if (*at >= end && !stream->reader.match_left) return InflateStop::kFull;
         const InflateStop stop = stream->phase == InflateStream::kStored
@@ -61,6 +64,7 @@ InflateStop inflate_until(InflateStream *stream, History *history, uint8_t **at,
                                      : read_codes(&stream->reader, stream->tables, history, at, end);
         if (stop != InflateStop::kBlock) return stop;
         stream->phase = stream->last_block ? InflateStream::kEnded : InflateStream::kBlockHeader;
+        if (stops == BlockStops::kEnd && !stream->last_block) return InflateStop::kBlock;
     }
 }
 
