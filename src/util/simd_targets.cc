@@ -65,7 +65,15 @@ void limit_simd_targets(SimdTarget widest) { store_relaxed(&widest_target, stati
 bool bmi2_runs() {
 #if defined(__x86_64__)
     return load_relaxed(&widest_target) >= static_cast<int>(SimdTarget::kAvx2) && __builtin_cpu_supports("bmi") &&
-           __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+#else
+    return false;
+#endif
+}
+
+bool has_fast_deposits() {
+#if defined(__x86_64__)
+    return !__builtin_cpu_is("amdfam15h") && !__builtin_cpu_is("amdfam17h");
 #else
     return false;
 #endif

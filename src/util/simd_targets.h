@@ -39,6 +39,8 @@ bool simd_target_runs(SimdTarget target);
 void limit_simd_targets(SimdTarget widest);
 // Whether the CPU has the bit instructions of BMI1 and BMI2, and AVX2, with which they came, is not switched off.
 bool bmi2_runs();
+// Of such a CPU: whether its PDEP is one operation. Until Zen 3, AMD's takes some for each bit.
+bool has_fast_deposits();
 
 }  // namespace vorel
 

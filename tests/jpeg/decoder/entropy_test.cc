@@ -8,6 +8,7 @@
 #include "jpeg/decoder/colour_model.h"
 #include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
+#include "util/simd_targets.h"
 
 namespace vorel::test {
 namespace {
@@ -66,6 +67,31 @@ TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
             EXPECT_EQ(fast.result, plain.result) << round;
             EXPECT_TRUE(fast.pixels == plain.pixels) << round << " 1/" << scale << " kind " << static_cast<int>(kind);
         }
+    }
+}
+
+// Many corrections a band, runs beyond its end, codes that no encoder writes: by every table of loops.
+TEST(JpegEntropy, RefiningPassesOfDenseBlocksEqualThePlainPath) {
+    std::mt19937 random(13);
+    for (unsigned round = 0; round < 60; ++round) {
+        Bytes jpeg = busy_picture(1, 0, round, round % 3 ? 99 : 75, true);
+        const size_t first = nth_scan(jpeg, 5);
+        for (unsigned flips = round % 10 * 40; flips; --flips) {
+            const size_t at = first + random() % (jpeg.size() - first);
+            const uint8_t byte = jpeg[at] ^ static_cast<uint8_t>(1u << random() % 8);
+            // Scans stay where they are.
+            if (byte != 0xFF && jpeg[at] != 0xFF && jpeg[at - 1] != 0xFF) jpeg[at] = byte;
+        }
+        const DecodeSpec wanted{.format = COLOR_YUV444, .width = 260, .height = 250};
+        const Decoded fast = decode(jpeg, wanted);
+        limit_simd_targets(SimdTarget::kSse4);
+        const Decoded loops = decode(jpeg, wanted);
+        limit_simd_targets(SimdTarget::kCount);
+        const PlainPathOnly plain_only;
+        const Decoded plain = decode(jpeg, wanted);
+        EXPECT_EQ(fast.result, plain.result) << round;
+        EXPECT_TRUE(fast.pixels == plain.pixels) << round;
+        EXPECT_TRUE(loops.pixels == plain.pixels) << round;
     }
 }
 

@@ -1,6 +1,7 @@
-// The fast path's MCU loops with the flag-free shifts of BMI2; compiled with -mbmi2.
-#if !defined(__BMI__) || !defined(__BMI2__)
-#error "the options of this file, -mbmi -mbmi2, have not reached the compiler"
+// The fast path's MCU loops with the flag-free shifts of BMI2, and those that need its deposits to be fast; compiled
+// with -mbmi -mbmi2 -mpopcnt.
+#if !defined(__BMI__) || !defined(__BMI2__) || !defined(__POPCNT__)
+#error "the options of this file, -mbmi -mbmi2 -mpopcnt, have not reached the compiler"
 #endif
 
 #include "jpeg/decoder/entropy/entropy_run.inc"
@@ -8,5 +9,6 @@
 #include "jpeg/decoder/entropy/progressive_run.inc"
 
 namespace vorel {
-extern const RunTable kBmi2Runs = kRuns;
-}
+extern const RunTable kBmi2Runs = make_run_table<PlainSets>();
+extern const RunTable kDepositRuns = make_run_table<DepositSets>();
+}  // namespace vorel

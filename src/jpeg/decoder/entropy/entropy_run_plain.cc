@@ -4,5 +4,5 @@
 #include "jpeg/decoder/entropy/progressive_run.inc"
 
 namespace vorel {
-extern const RunTable kPlainRuns = kRuns;
+extern const RunTable kPlainRuns = make_run_table<PlainSets>();
 }

@@ -97,7 +97,7 @@ const RunTable &run_table();
 
 extern const RunTable kPlainRuns;
 #if defined(__x86_64__)
-extern const RunTable kBmi2Runs;
+extern const RunTable kBmi2Runs, kDepositRuns;
 #endif
 
 // Makes the skip entries of the plan where there are none. False when out of memory.

@@ -169,10 +169,9 @@ bool can_run(ScanReader *scan, McuMode mode) { return scan->window && (mode == M
 
 const RunTable &run_table() {
 #if defined(__x86_64__)
-    return bmi2_runs() ? kBmi2Runs : kPlainRuns;
-#else
-    return kPlainRuns;
+    if (bmi2_runs()) return has_fast_deposits() ? kDepositRuns : kBmi2Runs;
 #endif
+    return kPlainRuns;
 }
 
 bool begin_mcu(ScanReader *scan) {
