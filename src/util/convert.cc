@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/core.h"
+#include "util/caches.h"
 #include "util/frames.h"
 #include "util/kernels/kernels.h"
 #include "util/task_group.h"
@@ -15,8 +16,6 @@ using Task = void *(*)(void *);
 constexpr int32_t kBandRows = 32;
 constexpr int32_t kThreadedHeight = 1200;
 constexpr int64_t kThreadedPixels = 0x400000;
-// What a frame and its result take together at most to lie in a last-level cache; larger results are written past it.
-constexpr uint64_t kCachedBytes = uint64_t{32} << 20;
 
 // What one family of names converts.
 struct Conversion {
@@ -90,9 +89,10 @@ uint64_t moved_bytes(const Conversion &conversion, const Frame &frame) {
     return layout.bytes() + layout.luma * static_cast<uint64_t>(conversion.pixel_bytes());
 }
 
+// Results that do not fit the last-level cache beside their frame are written past it.
 bool streams_luma(const Conversion &conversion, const Frame &frame) {
     constexpr uintptr_t kBlock = 16;
-    return conversion.to_yuv && moved_bytes(conversion, frame) > kCachedBytes &&
+    return conversion.to_yuv && moved_bytes(conversion, frame) > last_level_cache_bytes() &&
            static_cast<uint32_t>(frame.width) % kBlock == 0 &&
            reinterpret_cast<uintptr_t>(frame.planes.y) % kBlock == 0;
 }
@@ -314,7 +314,7 @@ void move_chroma(Way way, int32_t width, int32_t height, PairJob job) {
     job.count = Yuv420(width, height).chroma_plane;
     const bool many = int64_t{width} * height > kThreadedPixels;
     const uint64_t moved = 2 * (uint64_t{2} * job.count + (job.luma ? job.luma_bytes : 0));
-    job.streamed = job.second && moved > kCachedBytes;
+    job.streamed = job.second && moved > last_level_cache_bytes();
     // Past the caches a millisecond moves two to three times as much, and one thread nearly what two do.
     const uint64_t worth = job.streamed ? moved / 3 : moved;
     if ((way == Way::kThreaded || (way == Way::kChosen && many)) && pays_for_threads(worth)) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "util/atomics.h"
+#include "util/caches.h"
 #include "util/kernels/prefetch.h"
 
 namespace vorel {
@@ -257,8 +258,9 @@ void *run_band(ResizeLayout layout, ResizeBand *band) {
     if (!band->plan) own.build(layout, *band);
     const ResizePlan &plan = band->plan ? *static_cast<const ResizePlan *>(band->plan) : own;
     const uint64_t pixels = static_cast<uint64_t>(band->srcWidth) * static_cast<uint64_t>(band->srcHeight);
-    const bool prefetched =
-        pixels * static_cast<uint64_t>(luma_unit(layout)) + (has_chroma(layout) ? pixels / 2 : 0) > kPrefetchedBytes;
+    const uint64_t bytes = pixels * static_cast<uint64_t>(luma_unit(layout)) + (has_chroma(layout) ? pixels / 2 : 0);
+    // Smaller frames mostly stay in the last-level cache, where asking ahead costs more than it saves.
+    const bool prefetched = bytes > last_level_cache_bytes() / 8 * 3;
     run_planes(luma_state(band),
                {{band->srcY, nullptr},
                 {result.base, nullptr},

@@ -214,7 +214,8 @@ TEST(Convert, HighFramesAreCutIntoTheSpecifiedBands) {
 
 // Results that fit no cache take another way to memory: the same as of parts of the frame that fit.
 TEST(Convert, LargeFramesAreTheSumOfTheirParts) {
-    constexpr int kWidth = 2048, kHeight = 6200, kPart = 200;  // 12.7 megapixels
+    constexpr int kWidth = 2048, kHeight = 1000, kPart = 200;
+    const SmallCache cache(4 << 20);
     const Bytes planes = noise(format_bytes(COLOR_YUV420, kWidth, kHeight), 5),
                 pixels = noise(area(kWidth, kHeight) * 4, 6);
     Bytes pairs(planes.size()), full(planes.size());

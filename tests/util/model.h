@@ -9,6 +9,7 @@
 #include "support/layouts.h"
 #include "support/samples.h"
 #include "support/twins.h"
+#include "util/caches.h"
 #include "util/task_group.h"
 
 namespace vorel::test {
@@ -68,6 +69,15 @@ struct WatchedTasks : TaskRunner {
     WatchedTasks();
     // Tasks of the last group, 0 where there was none since the last call.
     int take_count();
+};
+
+// As on a processor with so small a cache.
+class SmallCache {
+  public:
+    explicit SmallCache(size_t bytes) { assume_last_level_cache(bytes); }
+    ~SmallCache() { assume_last_level_cache(0); }
+    SmallCache(const SmallCache &) = delete;
+    SmallCache &operator=(const SmallCache &) = delete;
 };
 
 }  // namespace vorel::test

@@ -121,9 +121,13 @@ TEST(Resize, EveryFormEqualsTheClosedFormula) {
             const Bytes expected =
                 converted(family, model_resize(family.format, noisy, from.width, from.height, to.width, to.height), to);
             for (const Way way : {kChosen, kSingle, kThreaded}) {
-                const Bytes out = whole_output(
-                    expected.size(), [&](uint8_t *dst) { family.run(way, src.data(), dst, from, to, nullptr); });
-                ASSERT_TRUE(out == expected) << named(family, from, to) << " way " << way;
+                // A frame that does not fit the cache is asked for ahead.
+                for (const size_t cache : {size_t{1}, size_t{1} << 30}) {
+                    const SmallCache small(cache);
+                    const Bytes out = whole_output(
+                        expected.size(), [&](uint8_t *dst) { family.run(way, src.data(), dst, from, to, nullptr); });
+                    ASSERT_TRUE(out == expected) << named(family, from, to) << " way " << way;
+                }
             }
         }
     }

@@ -7,9 +7,6 @@
 
 namespace vorel {
 
-// Frames up to this size mostly stay in the last-level cache, where asking ahead costs more than it saves.
-constexpr size_t kPrefetchedBytes = size_t{12} << 20;
-
 // Asks for the cache lines of the `bytes` bytes that begin `ahead` bytes behind `at`; in vain where there is no such
 // memory. Computed as integers: no such element need exist. kCache: 3 the first-level cache, 2 the second.
 template <int kCache>
