@@ -12,9 +12,7 @@
 namespace vorel {
 namespace {
 
-constexpr uint32_t kMostChunkBytes = 0x7FFFFFFF;  // PNG clause 5.3
-constexpr size_t kChunkHeader = 8, kZlibHeader = 2, kCrcBytes = 4, kSkipPiece = 1024;
-constexpr uint8_t kIdatName[4] = {'I', 'D', 'A', 'T'};
+constexpr size_t kZlibHeader = 2, kSkipPiece = 1024;
 // Inflating several rows at a time saves zlib copies of its window; this much stays in the second-level cache.
 constexpr size_t kAheadBytes = size_t{64} << 10;
 
@@ -47,7 +45,7 @@ bool read_chunk_header(PngSource *source) {
     reader->chunk_bytes = reader->idat_left;
     reader->crc = 0;
     add_to_crc(reader, header + 4, 4);
-    return std::memcmp(header + 4, kIdatName, sizeof kIdatName) == 0;
+    return names_idat(header);
 }
 
 void next_piece(PngSource *source) {
@@ -224,7 +222,7 @@ void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left)
     source->index->streamPosition = chunk_offset;
     const bool is_idat = read_chunk_header(source);
     if (bytes_left != UINT32_MAX) {
-        const uint32_t behind = chunk_offset + static_cast<uint32_t>(kChunkHeader) + reader->idat_left - bytes_left;
+        const uint32_t behind = chunk_offset + kChunkHeader + reader->idat_left - bytes_left;
         reader->idat_left = bytes_left;
         vpng_seek_data(source->png, behind);
     } else if (!is_idat) {

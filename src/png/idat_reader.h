@@ -5,6 +5,7 @@
 
 #include <zlib.h>
 
+#include "png/chunks.h"
 #include "png/source.h"
 
 namespace vorel {
@@ -65,15 +66,15 @@ struct IdatReader {
     int32_t ahead;      // rows below this one may be inflated already
     uint8_t *rows;      // capacity bytes
     size_t capacity;
-    uint8_t *above;        // the unfiltered row before, with its filter byte; behind it inflated ones
-    size_t inflated;       // bytes behind `above`
-    BlockStart block;      // that zlib is in, while an index is built
-    uint32_t input_bytes;  // of the piece in `input`
-    uint8_t last_byte;     // of the piece before the one in `input`
-    uint32_t window;       // that the stream's header gives to matches; 0: not known
-    bool odd_chunks;       // a check value did not fit while the index was built
-    bool following;        // another reader, which has looked at check values
-    uint8_t header[8];     // of the chunk, or of one before it
+    uint8_t *above;                // the unfiltered row before, with its filter byte; behind it inflated ones
+    size_t inflated;               // bytes behind `above`
+    BlockStart block;              // that zlib is in, while an index is built
+    uint32_t input_bytes;          // of the piece in `input`
+    uint8_t last_byte;             // of the piece before the one in `input`
+    uint32_t window;               // that the stream's header gives to matches; 0: not known
+    bool odd_chunks;               // a check value did not fit while the index was built
+    bool following;                // another reader, which has looked at check values
+    uint8_t header[kChunkHeader];  // of the chunk, or of one before it
     // The piece size decides what a source that is cut short still gives.
     uint8_t input[8192];
 };

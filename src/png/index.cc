@@ -18,7 +18,6 @@ constexpr int32_t kCheckpointRows = 254;  // of a pass
 // many eighths apart, 8 / e * 254.
 constexpr int32_t kPassRowsInEight[kAdam7Passes] = {1, 1, 1, 2, 2, 4, 4};
 constexpr int32_t kAllRowsInEight = 8;
-constexpr size_t kIdatHeaderBytes = 8;
 
 [[noreturn]] void out_of_memory(png_structp png) { png_error(png, "Out of memory"); }
 
@@ -153,7 +152,7 @@ void vpng_build_index(png_structp png) {
     if (!source->index) out_of_memory(png);
     // libpng has read the header of the first IDAT chunk. It stands in front of the position. The bytes
     // asked for so far say less: a memory source that is cut short did not give them all.
-    const uint32_t chunk = source->position - static_cast<uint32_t>(kIdatHeaderBytes);
+    const uint32_t chunk = source->position - kChunkHeader;
     start_reader(source, chunk);
     if (!build_by_own_inflate(source, chunk)) {
         for (int pass = 0; pass < passes_of(*source); ++pass) build_pass(source, pass);

@@ -15,11 +15,10 @@
 namespace vorel {
 namespace {
 
-// Of longer ones libpng may have something to say.
-constexpr uint32_t kMostChunkBytes = 8'000'000;
-constexpr size_t kChunkHeader = 8, kCrcBytes = 4, kAdlerBits = 32, kFileInput = size_t{16} << 10;
+// Of longer chunks libpng may have something to say.
+constexpr uint32_t kMostOwnChunkBytes = 8'000'000;
+constexpr size_t kAdlerBits = 32, kFileInput = size_t{16} << 10;
 constexpr size_t kAhead = size_t{48} << 10;
-constexpr uint8_t kIdat[4] = {'I', 'D', 'A', 'T'};
 
 }  // namespace
 
@@ -76,10 +75,10 @@ bool next_input(OwnRows *rows) {
         if (!end_chunk(rows)) return false;
         rows->chunk = rows->offset;
         const uint8_t *header = take_bytes(rows, kChunkHeader);
-        if (!header || std::memcmp(header + 4, kIdat, sizeof kIdat) != 0) return false;
+        if (!header || !names_idat(header)) return false;
         rows->chunk_left = big_endian_32(header);
-        if (rows->chunk_left > kMostChunkBytes) return false;
-        rows->crc = static_cast<uint32_t>(crc32(0, kIdat, sizeof kIdat));
+        if (rows->chunk_left > kMostOwnChunkBytes) return false;
+        rows->crc = static_cast<uint32_t>(crc32(0, kIdatName, sizeof kIdatName));
     }
     const uint32_t count = rows->source->memory ? rows->chunk_left : std::min<uint32_t>(rows->chunk_left, kFileInput);
     const uint8_t *bytes = take_bytes(rows, count);
@@ -217,7 +216,7 @@ OwnRows *open_rows(PngSource *source, int32_t noted_rows) {
     rows->stream.pairs = true;
     // libpng has read the chunk's header, which stands in front of the position.
     uint8_t header[kChunkHeader];
-    rows->chunk = rows->offset -= static_cast<uint32_t>(kChunkHeader);
+    rows->chunk = rows->offset -= kChunkHeader;
     // What cannot go back is not begun; nor where the position does not fit 32 bits.
     if (!memory && (std::ftell(source->file) != static_cast<long>(source->position) ||
                     std::fseek(source->file, static_cast<long>(rows->offset), SEEK_SET) != 0)) {
@@ -226,12 +225,12 @@ OwnRows *open_rows(PngSource *source, int32_t noted_rows) {
     }
     const uint8_t *found = take_bytes(rows, kChunkHeader);
     if (found) std::memcpy(header, found, kChunkHeader);
-    if (!found || source->position < kChunkHeader || std::memcmp(header + 4, kIdat, sizeof kIdat) != 0) {
+    if (!found || source->position < kChunkHeader || !names_idat(header)) {
         close_own_rows(rows);
         return nullptr;
     }
     rows->chunk_left = big_endian_32(header);
-    rows->crc = static_cast<uint32_t>(crc32(0, kIdat, sizeof kIdat));
+    rows->crc = static_cast<uint32_t>(crc32(0, kIdatName, sizeof kIdatName));
     return rows;
 }
 

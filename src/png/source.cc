@@ -5,6 +5,7 @@
 
 #include "core/core.h"
 #include "png/bands/store.h"
+#include "png/chunks.h"
 #include "png/index.h"
 
 namespace vorel {
@@ -16,7 +17,6 @@ namespace {
 // between, else a file of 1 KB could have 80 such chunks passed over, a second each. Between headers libpng's state
 // changes for at most 1000 chunks, as many as it keeps.
 constexpr uint32_t kMostShortReads = 4'194'304, kMostShortHeaders = 4096;
-constexpr size_t kChunkHeaderBytes = 8;
 // A piece of image data that did not come leaves the last one in its place, which may be inflated to a thousand times
 // its size, again and again. Nothing else is asked for in pieces as large.
 constexpr uint32_t kMostShortPieces = 128;
@@ -101,7 +101,7 @@ void vpng_read_fn(png_structp png, png_bytep dest, size_t count) {
     // Required: a request beyond the end is passed over in silence.
     if (!source->memory || source->position > source->length || count > source->length - source->position) {
         ++source->short_reads;
-        source->short_headers += count == kChunkHeaderBytes;
+        source->short_headers += count == kChunkHeader;
         source->short_pieces += count > kSkipPieceBytes;
         return;
     }

@@ -12,7 +12,6 @@
 namespace vorel {
 namespace {
 
-constexpr uint32_t kChunkHeader = 8, kCrcBytes = 4, kMostChunkBytes = 0x7FFFFFFF;
 constexpr uint32_t kMostBits = UINT32_MAX - 64;
 
 // Takes note of what a segment's matches refer to in front of it, in the order in which it is needed.
@@ -52,7 +51,7 @@ bool read_idat_header(PngSource *source, uint32_t offset, uint32_t *length) {
     uint8_t header[kChunkHeader];
     if (!read_source(source, offset, kChunkHeader, header)) return false;
     *length = big_endian_32(header);
-    return *length <= kMostChunkBytes && std::memcmp(header + 4, "IDAT", 4) == 0;
+    return *length <= kMostChunkBytes && names_idat(header);
 }
 
 bool add_piece(BandStore *store, Band *band) {
