@@ -5,6 +5,9 @@
 
 namespace vorel {
 
+// Of a pass, from one checkpoint to the next.
+constexpr int32_t kCheckpointRows = 254;
+
 // What a caller sees comes first. zlib copies whole windows of 32 KiB, most of which are not there yet or stand in the
 // checkpoint before too; so all copied states have one window in common, which is filled before a state is used.
 struct Checkpoint {

@@ -13,7 +13,6 @@
 namespace vorel {
 namespace {
 
-constexpr int32_t kCheckpointRows = 254;  // of a pass
 // Of each pass, the rows in eight of the image, as the spacing of checkpoints sees them: 254 rows of a pass are that
 // many eighths apart, 8 / e * 254.
 constexpr int32_t kPassRowsInEight[kAdam7Passes] = {1, 1, 1, 2, 2, 4, 4};

@@ -8,12 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "png/idat_reader.h"
+#include "png/checkpoint.h"
 #include "png/inflate/stream.h"
 
 namespace vorel {
 
-constexpr int32_t kMostBandRows = 254;      // as many as checkpoints are apart
 constexpr int32_t kAnchorRows = 64;         // an unfiltered row is kept of as many
 constexpr size_t kSegmentBytes = 1536;      // about, in whole pixels
 constexpr size_t kMostSegmentInput = 8192;  // a segment that takes more makes the band none
@@ -67,7 +66,7 @@ struct Band {
     int32_t built;  // rows of it
     bool busy;      // a build was left by a jump
     BandRow **rows;
-    uint8_t *anchors[kMostBandRows / kAnchorRows + 1];  // rows kAnchorRows - 1, ...
+    uint8_t *anchors[kCheckpointRows / kAnchorRows + 1];  // rows kAnchorRows - 1, ...
     BandBlock *blocks;
     uint32_t block_count, block_capacity;
     BandPiece *pieces;
