@@ -13,8 +13,7 @@ using namespace vorel;
 
 namespace {
 
-// zlib is opened with the largest window, whatever a header says.
-constexpr size_t kLargestWindow = 32768, kOptions = 8, kCheckBytes = 4, kMostOutput = 40'000;
+constexpr size_t kOptions = 8, kCheckBytes = 4, kMostOutput = 40'000;
 
 enum class Verdict : uint8_t { kEnd, kInput, kDamaged, kFull };
 
@@ -34,6 +33,7 @@ uint8_t their_output[kMostOutput], our_output[kMostOutput + kInflateSlack], resu
 Outcome by_zlib(const Input &input) {
     static z_stream stream = [] {
         z_stream made = {};
+        // With the largest window, whatever a header says.
         inflateInit2(&made, 15);
         return made;
     }();
@@ -88,7 +88,7 @@ void resume_everywhere(const Input &input, bool pairs, uint64_t choice, const Ou
         }
         const auto space = static_cast<size_t>(resumed_output + kMostOutput - at);
         if (space == 0) break;
-        PlainHistory history = {resumed_output, kLargestWindow};
+        PlainHistory history = {resumed_output, kWindowBytes};
         uint8_t *const end = at + std::min(1 + next(most_out), space);
         stop = inflate_until(&stream, &history, &at, end, static_cast<BlockStops>(next(3)));
         if (stop == InflateStop::kEnd || stop == InflateStop::kRefused) break;
@@ -126,7 +126,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     stream.reader.in = input.data;
     stream.reader.in_end = input.data + input.size;
     uint8_t *at = our_output;
-    PlainHistory history = {our_output, kLargestWindow};
+    PlainHistory history = {our_output, kWindowBytes};
     const InflateStop stop = inflate_until(&stream, &history, &at, our_output + kMostOutput, BlockStops::kNone);
     const size_t given = static_cast<size_t>(at - our_output);
     require(same(outcome_of(stop, stream, input, given), expected), "a stream ends as zlib says");

@@ -6,6 +6,7 @@
 #include <zlib.h>
 
 #include "png/chunks.h"
+#include "png/inflate/codes.h"
 #include "png/source.h"
 
 namespace vorel {
@@ -29,9 +30,6 @@ struct BlockStart {
     uint32_t chunk_offset, bytes_left;
     uint64_t total_in;  // zlib's count at the position
 };
-
-// zlib's window is 32 KiB at most.
-constexpr size_t kWindowBytes = size_t{32} << 10;
 
 // A block of the stream, and what its matches may reach.
 struct NotedBlock {

@@ -32,6 +32,9 @@ struct CodeReader {
     }
 };
 
+// Matches reach as far back at most.
+constexpr size_t kWindowBytes = size_t{32} << 10;
+
 // Outputs have that much space behind their end, that copies may run over.
 constexpr size_t kInflateSlack = 32;
 constexpr size_t kFastInput = 16;    // bytes of input that a step of the fast loop may read

@@ -6,7 +6,6 @@ namespace vorel {
 namespace {
 
 constexpr uint8_t kLengthsOrder[kLengthsCodes] = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
-constexpr uint32_t kLargestWindow = 32768;
 
 bool has_bits(CodeReader *reader, uint32_t wanted) {
     if (reader->count < wanted) refill_bytes(reader);
@@ -135,7 +134,7 @@ void start_inflate(InflateStream *stream, bool zlib_header) {
     stream->phase = zlib_header ? InflateStream::kZlibHeader : InflateStream::kBlockHeader;
     stream->last_block = false;
     stream->pairs = false;
-    stream->window = kLargestWindow;
+    stream->window = kWindowBytes;
     stream->stored_left = 0;
 }
 
