@@ -97,7 +97,8 @@ void resume_everywhere(const Input &input, bool pairs, uint64_t choice, const Ou
             const int64_t bit = reader.position(data);
             resume_at(&reader, data, reader.in_end, static_cast<uint64_t>(bit));
             if (left) {
-                require(enter_match(&reader, stream.tables, done), "a cut match is entered again");
+                require(enter_match(&reader, stream.tables, done) == InflateStop::kFull,
+                        "a cut match is entered again");
                 require(reader.match_left == left, "as much of it is left");
             }
         }

@@ -256,11 +256,10 @@ bool enter_block(PngSource *source, BandStore *store, Band *band, const Checkpoi
     }
     if (!skip_bits(source, store, band, static_cast<uint64_t>(wanted - from))) return false;
     if (stored || checkpoint.code_bits < 0 || checkpoint.given == 0) return true;
-    const CodeReader &reader = stream->reader;
-    while (!enter_match(&stream->reader, stream->tables, checkpoint.given)) {
-        if (reader.in < reader.in_end || !next_input(source, store, band)) return false;
+    while ((stop = enter_match(&stream->reader, stream->tables, checkpoint.given)) == InflateStop::kInput) {
+        if (!next_input(source, store, band)) return false;
     }
-    return true;
+    return stop == InflateStop::kFull;
 }
 
 bool make_builder(BandStore *store, Band *band) {

@@ -75,7 +75,7 @@ bool read_segment(BandRows *rows, const Band &band, int32_t row, uint32_t segmen
     if (!set_tables(scratch, &band, block)) return false;
     CodeReader reader;
     resume_at(&reader, input, input_end, start.bit - 8 * base);
-    if (start.given && !enter_match(&reader, scratch->tables, start.given)) return false;
+    if (start.given && enter_match(&reader, scratch->tables, start.given) != InflateStop::kFull) return false;
     const uint8_t *references = segments.references(kept);
     NotedHistory history = {out, references + start.references,
                             references + (last ? kept->reference_bytes : starts[segment + 1].references)};

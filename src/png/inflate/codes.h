@@ -271,16 +271,18 @@ inline void resume_at(CodeReader *reader, const uint8_t *start, const uint8_t *e
     reader->count = 8 - static_cast<uint32_t>(bit % 8);
 }
 
-// Takes the match at whose code the reader stands, `skip` bytes of which are there already. False where none stands.
-inline bool enter_match(CodeReader *reader, const InflateTables &tables, uint32_t skip) {
+// Takes the match at whose code the reader stands, `skip` bytes of which are there already: kFull. kInput, with nothing
+// used, where the input does not have all of it; kRefused where none stands.
+inline InflateStop enter_match(CodeReader *reader, const InflateTables &tables, uint32_t skip) {
     CodeStep step = {};
-    if (careful_step(reader, tables, &step) != InflateStop::kFull) return false;
-    if ((step.entry & (kEntryLiteral | kEntryOther)) || skip >= step.length) return false;
+    const InflateStop stop = careful_step(reader, tables, &step);
+    if (stop != InflateStop::kFull) return stop;
+    if ((step.entry & (kEntryLiteral | kEntryOther)) || skip >= step.length) return InflateStop::kRefused;
     reader->match_left = step.length - skip;
     reader->match_done = skip;
     reader->match_distance = step.distance;
     reader->match_bits = step.bits;
-    return true;
+    return InflateStop::kFull;
 }
 
 }  // namespace vorel
