@@ -161,42 +161,16 @@ void set_sampling(jpeg_compress_struct &jpeg, Sampling sampling) {
     if (sampling == Sampling::k420) jpeg.comp_info[0].v_samp_factor = 2;
 }
 
+// The samples that a gray picture takes are luma.
 Bytes compress(const Row &row) {
     const Size size = size_of(row.megapixels);
     const Bytes &samples = samples_of(row.megapixels);
-    const bool gray = row.sampling == Sampling::kGray;
-    jpeg_compress_struct jpeg;
-    jpeg_error_mgr errors;
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    unsigned char *stream = nullptr;
-    unsigned long bytes = 0;
-    jpeg_mem_dest(&jpeg, &stream, &bytes);
-    jpeg.image_width = static_cast<JDIMENSION>(size.width);
-    jpeg.image_height = static_cast<JDIMENSION>(size.height);
-    jpeg.input_components = gray ? 1 : 3;
-    jpeg.in_color_space = gray ? JCS_GRAYSCALE : JCS_YCbCr;
-    jpeg_set_defaults(&jpeg);
-    jpeg_set_quality(&jpeg, row.quality, TRUE);
-    set_sampling(jpeg, row.sampling);
-    if (row.restarts) jpeg.restart_in_rows = 1;
-    if (row.progressive) jpeg_simple_progression(&jpeg);
-    jpeg_start_compress(&jpeg, TRUE);
-    Bytes gray_row(static_cast<size_t>(size.width));
-    for (int y = 0; y < size.height; ++y) {
+    Bytes gray(row.sampling == Sampling::kGray ? static_cast<size_t>(size.width) : 0);
+    return compressed(row, size.width, size.height, [&](int y) {
         const uint8_t *source = &samples[static_cast<size_t>(y) * static_cast<size_t>(size.width) * 3];
-        JSAMPROW rows[1] = {const_cast<JSAMPROW>(source)};
-        if (gray) {
-            for (size_t x = 0; x < gray_row.size(); ++x) gray_row[x] = source[3 * x];
-            rows[0] = gray_row.data();
-        }
-        jpeg_write_scanlines(&jpeg, rows, 1);
-    }
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    Bytes out(stream, stream + bytes);
-    std::free(stream);
-    return out;
+        for (size_t x = 0; x < gray.size(); ++x) gray[x] = source[3 * x];
+        return gray.empty() ? source : gray.data();
+    });
 }
 
 // A folder for the files, removed at the end of the process.
@@ -218,6 +192,36 @@ class Folder {
 };
 
 }  // namespace
+
+Bytes compressed(const Row &row, int width, int height, const std::function<const uint8_t *(int)> &samples) {
+    const bool gray = row.sampling == Sampling::kGray;
+    jpeg_compress_struct jpeg;
+    jpeg_error_mgr errors;
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&jpeg);
+    unsigned char *stream = nullptr;
+    unsigned long bytes = 0;
+    jpeg_mem_dest(&jpeg, &stream, &bytes);
+    jpeg.image_width = static_cast<JDIMENSION>(width);
+    jpeg.image_height = static_cast<JDIMENSION>(height);
+    jpeg.input_components = gray ? 1 : 3;
+    jpeg.in_color_space = gray ? JCS_GRAYSCALE : JCS_YCbCr;
+    jpeg_set_defaults(&jpeg);
+    jpeg_set_quality(&jpeg, row.quality, TRUE);
+    set_sampling(jpeg, row.sampling);
+    if (row.restarts) jpeg.restart_in_rows = 1;
+    if (row.progressive) jpeg_simple_progression(&jpeg);
+    jpeg_start_compress(&jpeg, TRUE);
+    for (int y = 0; y < height; ++y) {
+        JSAMPROW line = const_cast<JSAMPROW>(samples(y));
+        jpeg_write_scanlines(&jpeg, &line, 1);
+    }
+    jpeg_finish_compress(&jpeg);
+    jpeg_destroy_compress(&jpeg);
+    Bytes out(stream, stream + bytes);
+    std::free(stream);
+    return out;
+}
 
 Samples samples_for(int megapixels) {
     const Size size = size_of(megapixels);

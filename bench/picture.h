@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ struct Samples {
     const Bytes &bytes;
 };
 Samples samples_for(int megapixels);
+
+// A JPEG of samples that come a row at a time, Y, Cb, Cr interleaved or Y alone, coded as a row of the table says.
+Bytes compressed(const Row &row, int width, int height, const std::function<const uint8_t *(int y)> &samples);
 
 // The compressed picture of a row, made on first use and kept. The files stand in a folder that goes with the process.
 const Jpeg &jpeg_for(const Row &row);

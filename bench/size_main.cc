@@ -1,12 +1,8 @@
 // vorel_size_bench [REGEX] [--results FILE]: what a megapixel costs in time, and a decode in memory, by the size of the
 // picture, from one megapixel to the most that is decoded. REGEX chooses among the ways.
-#include <stdio.h>
-
-#include <jpeglib.h>
-
 #include <vorel/vorel.h>
 
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 #include <regex>
 #include <stdexcept>
@@ -52,32 +48,11 @@ class Tiled {
 };
 
 Bytes encoded(const Tiled &picture, const Size &size, bool progressive) {
-    jpeg_compress_struct jpeg;
-    jpeg_error_mgr errors;
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    unsigned char *stream = nullptr;
-    unsigned long bytes = 0;
-    jpeg_mem_dest(&jpeg, &stream, &bytes);
-    jpeg.image_width = static_cast<JDIMENSION>(size.width);
-    jpeg.image_height = static_cast<JDIMENSION>(size.height);
-    jpeg.input_components = 3;
-    jpeg.in_color_space = JCS_YCbCr;
-    jpeg_set_defaults(&jpeg);
-    jpeg_set_quality(&jpeg, 90, TRUE);
-    if (progressive) jpeg_simple_progression(&jpeg);
-    jpeg_start_compress(&jpeg, TRUE);
-    Bytes samples;
-    for (int y = 0; y < size.height; ++y) {
-        picture.row(y, size.width, &samples);
-        JSAMPROW row = samples.data();
-        jpeg_write_scanlines(&jpeg, &row, 1);
-    }
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    Bytes out(stream, stream + bytes);
-    std::free(stream);
-    return out;
+    Bytes row;
+    return compressed({.progressive = progressive}, size.width, size.height, [&](int y) {
+        picture.row(y, size.width, &row);
+        return row.data();
+    });
 }
 
 using Decode = decltype(VORELBRIM_DecodeJPEG);
@@ -150,10 +125,10 @@ Cost measured(Way way, const Bytes &jpeg, const Size &size, Bytes *pixels) {
 
 std::string line(const std::string &name, const std::vector<double> &numbers, const char *format) {
     char text[64];
-    snprintf(text, sizeof text, "%-30s", name.c_str());
+    std::snprintf(text, sizeof text, "%-30s", name.c_str());
     std::string out = text;
     for (const double number : numbers) {
-        snprintf(text, sizeof text, format, number);
+        std::snprintf(text, sizeof text, format, number);
         out += text;
     }
     return out + "\n";
