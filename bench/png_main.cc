@@ -109,48 +109,55 @@ void premultiply(uint8_t *pixels, int count) {
     }
 }
 
-// The peer's way to the same pixels: libpng's transformations, its row reading, and a loop over each row that has
-// alpha. The first `rows` rows.
-void peer_decode(const Picture &picture, uint8_t *out, int rows) {
+// libpng over a picture: told what rows to give by one function, read by the other.
+template <typename SetUp, typename Read>
+void by_peer(const Picture &picture, const SetUp &set_up, const Read &read) {
     Cursor cursor = {picture.file.data(), picture.file.data() + picture.file.size()};
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
     if (setjmp(png_jmpbuf(png))) std::abort();
     png_set_read_fn(png, &cursor, take);
     png_read_info(png, info);
-    png_set_expand(png);
-    png_set_strip_16(png);
-    png_set_gray_to_rgb(png);
-    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
-    const int passes = png_set_interlace_handling(png);
+    set_up(png);
     png_read_update_info(png, info);
+    read(png);
+    png_destroy_read_struct(&png, &info, nullptr);
+}
+
+// The peer's way to the same pixels: libpng's transformations, its row reading, and a loop over each row that has
+// alpha. The first `rows` rows.
+void peer_decode(const Picture &picture, uint8_t *out, int rows) {
+    int passes = 1;
+    const auto set_up = [&](png_structp png) {
+        png_set_expand(png);
+        png_set_strip_16(png);
+        png_set_gray_to_rgb(png);
+        png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
+        passes = png_set_interlace_handling(png);
+    };
     const size_t stride = static_cast<size_t>(picture.width) * 4;
     const bool alpha = (picture.colour_type & PNG_COLOR_MASK_ALPHA) != 0;
-    for (int pass = 0; pass < passes; ++pass) {
-        for (int y = 0; y < rows; ++y) {
-            uint8_t *row = out + static_cast<size_t>(y) * stride;
-            png_read_row(png, row, nullptr);
-            if (alpha && passes == 1) premultiply(row, picture.width);
+    by_peer(picture, set_up, [&](png_structp png) {
+        for (int pass = 0; pass < passes; ++pass) {
+            for (int y = 0; y < rows; ++y) {
+                uint8_t *row = out + static_cast<size_t>(y) * stride;
+                png_read_row(png, row, nullptr);
+                if (alpha && passes == 1) premultiply(row, picture.width);
+            }
         }
-    }
+    });
     for (int y = 0; y < rows && alpha && passes > 1; ++y) {
         premultiply(out + static_cast<size_t>(y) * stride, picture.width);
     }
-    png_destroy_read_struct(&png, &info, nullptr);
 }
 
 // The same down to a region's last row, of which the peer needs one row at a time.
 void peer_rows(const Picture &picture, Bytes *row, int rows) {
-    Cursor cursor = {picture.file.data(), picture.file.data() + picture.file.size()};
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    if (setjmp(png_jmpbuf(png))) std::abort();
-    png_set_read_fn(png, &cursor, take);
-    png_read_info(png, info);
-    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
-    png_read_update_info(png, info);
-    for (int y = 0; y < rows; ++y) png_read_row(png, row->data(), nullptr);
-    png_destroy_read_struct(&png, &info, nullptr);
+    by_peer(
+        picture, [](png_structp png) { png_set_add_alpha(png, 255, PNG_FILLER_AFTER); },
+        [&](png_structp png) {
+            for (int y = 0; y < rows; ++y) png_read_row(png, row->data(), nullptr);
+        });
 }
 
 int32_t length_of(const Picture &picture) { return static_cast<int32_t>(picture.file.size()); }
