@@ -28,20 +28,37 @@ int32_t capture(JEInfo *session, uint8_t ***rows) {
     __rim_jpeg_enc_setup_imcu(session);
     return 1;
 }
-void read_on(RawInfo raw) {
-    auto *memory = static_cast<uint8_t *>(VORELBRIM_OsMalloc(4096));
-    RimEncSink sink = {};
-    sink.mode = 1, sink.capacity = 4096, sink.buffer = memory;
-    HuffmanSpec spec = {};
-    spec.quality = 90;
-    JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
-    ASSERT_NE(session, nullptr);
+// A session at the start of its picture, with room for little of the stream.
+class CodedSession {
+  public:
+    explicit CodedSession(RawInfo raw) : memory_(static_cast<uint8_t *>(VORELBRIM_OsMalloc(kBytes))) {
+        RimEncSink sink = {};
+        sink.mode = 1, sink.capacity = kBytes, sink.buffer = memory_;
+        HuffmanSpec spec = {};
+        spec.quality = 90;
+        session_ = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
+    }
+    ~CodedSession() {
+        if (session_) __rim_jpeg_enc_release_mem(session_);
+        VORELBRIM_OsFree(session_);
+        VORELBRIM_OsFree(memory_);
+    }
+    CodedSession(const CodedSession &) = delete;
+    CodedSession &operator=(const CodedSession &) = delete;
+    JEInfo *get() const { return session_; }
+    JEInfo *operator->() const { return session_; }
+
+  private:
+    static constexpr int32_t kBytes = 4096;
+    uint8_t *memory_;
+    JEInfo *session_;
+};
+void read_on(const RawInfo &raw) {
+    const CodedSession session(raw);
+    ASSERT_NE(session.get(), nullptr);
     session->compressRow = capture;
-    while (session->nextRow < session->height) ASSERT_EQ(__rim_jpeg_enc_process_image_data(session), 1);
+    while (session->nextRow < session->height) ASSERT_EQ(__rim_jpeg_enc_process_image_data(session.get()), 1);
     EXPECT_EQ(session->sampling->rowCounter, session->mcuRowTotal);
-    __rim_jpeg_enc_release_mem(session);
-    VORELBRIM_OsFree(session);
-    VORELBRIM_OsFree(memory);
 }
 std::vector<Plane> read_all(const RawInfo &raw) {
     captured.clear();
@@ -164,22 +181,13 @@ TEST(EncoderInput, ReadersFollowTheirRules) {
 
 TEST(EncoderInput, AReaderByItselfFillsTheRecordsRows) {
     const RawPicture picture = raw_noise(COLOR_YUV420, 64, 16);
-    RawInfo raw = picture.record();
-    auto *memory = static_cast<uint8_t *>(VORELBRIM_OsMalloc(4096));
-    RimEncSink sink = {};
-    sink.mode = 1, sink.capacity = 4096, sink.buffer = memory;
-    HuffmanSpec spec = {};
-    spec.quality = 90;
-    JEInfo *session = __rim_jpeg_enc_initiaize(&raw, &sink, &spec, nullptr);
-    ASSERT_NE(session, nullptr);
-    EXPECT_EQ(__rim_jpeg_enc_get_raw_data(session), 1);
+    const CodedSession session(picture.record());
+    ASSERT_NE(session.get(), nullptr);
+    EXPECT_EQ(__rim_jpeg_enc_get_raw_data(session.get()), 1);
     for (int y = 0; y < 16; ++y) {
         const uint8_t *row = session->sampling->rows[0][y];
         EXPECT_TRUE(std::equal(row, row + 64, picture.pixels.begin() + 64 * y)) << y;
     }
-    __rim_jpeg_enc_release_mem(session);
-    VORELBRIM_OsFree(session);
-    VORELBRIM_OsFree(memory);
 }
 
 // The strips of a picture are read as the picture is; of NV12 the last Cb of each is in the next one.
