@@ -2,6 +2,7 @@
 #include <vorel/vorel.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <thread>
 
@@ -130,7 +131,11 @@ void develop_reduced(Work &work) {
     options[VDNG_OPTION_FACTOR] = 2 + work.random.below(7);
     uint8_t *const pixels = VDngDecodeBuffer(work.bytes.data(), work.size(), 0, options);
     work.digest.add(options[VDNG_OPTION_WIDTH] * int64_t{65536} + options[VDNG_OPTION_HEIGHT]);
-    if (pixels) work.digest.add(pixels, 4);
+    const auto side = [&](int32_t whole) {
+        const float reduced = static_cast<float>(whole) / static_cast<float>(options[VDNG_OPTION_FACTOR]);
+        return static_cast<size_t>(std::max(std::lroundf(reduced), 1L));
+    };
+    if (pixels) work.digest.add(pixels, 4 * side(options[VDNG_OPTION_WIDTH]) * side(options[VDNG_OPTION_HEIGHT]));
     std::free(pixels);
     int32_t width = 0, height = 0;
     work.digest.add(parseDNGPreviewImageBuffer(work.bytes.data(), work.size(), &width, &height));
