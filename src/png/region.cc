@@ -78,11 +78,13 @@ bool decode_from_bands(RegionRun *run, int32_t rows, int32_t step) {
     BandRows bands;
     const size_t from = static_cast<size_t>(x * static_cast<uint64_t>(bits_per_pixel(header)) / 8);
     if (rows == 0 || !open_band_rows(run->source, run->y, from, bytes_of_pixels(header, end), &bands)) return false;
+    const auto row_number = [&](int32_t k) { return run->y + k * step + (k < rows - 1 ? step - 1 : 0); };
+    for (int32_t k = 0; k < rows; ++k) {
+        if (is_refused(bands, row_number(k))) return false;
+    }
     uint8_t *out = run->out;
-    int32_t y = run->y;
-    for (int32_t k = 0; k < rows; ++k, ++y, out += static_cast<size_t>(run->out_width) * 4) {
-        if (k < rows - 1) y += step - 1;
-        const uint8_t *row = band_row(&bands, y);
+    for (int32_t k = 0; k < rows; ++k, out += static_cast<size_t>(run->out_width) * 4) {
+        const uint8_t *row = band_row(&bands, row_number(k));
         if (!row) return false;
         put_row(*run, row, out);
     }

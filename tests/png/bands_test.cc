@@ -4,6 +4,7 @@
 #include <zlib.h>
 
 #include <chrono>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -229,6 +230,91 @@ TEST(PngBands, AFileThatChangesIsReadAnew) {
         }
         EXPECT_EQ(memory_of(regions) > size_t{100} << 10, !damaged) << memory_of(regions);
     }
+}
+
+// A segment that takes more input than one may have.
+Bytes with_empty_blocks(const PngSpec &spec, int row) {
+    const Bytes file = make_png(spec);
+    const ChunkAt idat = chunks_of(file)[1];
+    const size_t row_bytes = static_cast<size_t>(spec.width) * 3 + 1;
+    Bytes rows(row_bytes * static_cast<size_t>(spec.height));
+    uLongf bytes = rows.size();
+    EXPECT_EQ(uncompress(rows.data(), &bytes, &file[idat.offset + 8], idat.length), Z_OK);
+    EXPECT_EQ(bytes, rows.size());
+    Bytes data(2 * rows.size());
+    z_stream stream = {};
+    deflateInit(&stream, 6);
+    stream.next_in = rows.data();
+    stream.avail_in = static_cast<uInt>(row_bytes * static_cast<size_t>(row) + row_bytes / 3);
+    stream.next_out = data.data();
+    stream.avail_out = static_cast<uInt>(data.size());
+    EXPECT_EQ(deflate(&stream, Z_SYNC_FLUSH), Z_OK);
+    for (int block = 0; block < 2000; ++block) {
+        for (const uint8_t byte : {0x00, 0x00, 0x00, 0xFF, 0xFF}) *stream.next_out++ = byte, --stream.avail_out;
+    }
+    stream.avail_in = static_cast<uInt>(rows.data() + rows.size() - stream.next_in);
+    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+    data.resize(data.size() - stream.avail_out);
+    deflateEnd(&stream);
+    return cat({head(file, idat.offset), png_chunk("IDAT", data), png_chunk("IEND", {})});
+}
+
+TEST(PngBands, ARegionThatNeedsARefusedBandBuildsNoOther) {
+    const PngSpec spec = {.width = 900, .height = 700, .idat_bytes = 1 << 22, .smooth = true, .noise = 2};
+    const Bytes file = with_empty_blocks(spec, 300);
+    const StraightPng image = straight_png(file);
+    ASSERT_TRUE(image.good);
+    // Rows 254 to 507 are refused.
+    const RegionRequest inside = {100, 310, 90, 40, 1}, across = {100, 200, 90, 120, 1}, below = {100, 500, 90, 40, 1},
+                        over = {100, 100, 90, 300, 290};
+    Regions regions(file);
+    ASSERT_TRUE(regions);
+    const auto expect_rows = [&](const RegionRequest &request) {
+        EXPECT_TRUE(regions.decode(request) == model_region(image, request, 7)) << request.y;
+    };
+    expect_rows(inside);
+    const size_t none = memory_of(regions);
+    for (const RegionRequest &request : {across, below, inside}) {
+        expect_rows(request);
+        EXPECT_EQ(memory_of(regions), none) << request.y;
+    }
+    // Its rows are passed over.
+    expect_rows(over);
+    EXPECT_GT(memory_of(regions), none + (size_t{10} << 10));
+    expect_same("empty blocks", file, {across, over, below, inside, across});
+}
+
+// Behind the index. What is gone is found as without bands, also by those that were there.
+TEST(PngBands, AFileThatIsCutShortIsReadAsWithoutBands) {
+    const PngSpec spec = {.width = 700, .height = 600, .idat_bytes = 5000, .smooth = true, .noise = 3};
+    const Bytes file = make_png(spec);
+    const std::vector<RegionRequest> requests = {
+        {400, 10, 200, 40, 1}, {400, 240, 200, 40, 1}, {0, 520, 700, 80, 1}, {10, 5, 600, 590, 3}};
+    Regions kept(file, 7, true), plain(file, 7, true);
+    ASSERT_TRUE(kept && plain);
+    vpng_set_region_memory(plain.handle(), 0);
+    const auto settle = [] { std::this_thread::sleep_for(std::chrono::milliseconds(150)); };
+    settle();
+    for (const RegionRequest &request : requests) kept.decode(request);
+    EXPECT_GT(memory_of(kept), size_t{100} << 10);
+    size_t served = 0, refused = 0;
+    for (const size_t size :
+         {file.size() - 13, file.size() * 9 / 10, file.size() / 2, file.size() / 4, size_t{60}, size_t{0}}) {
+        for (Regions *regions : {&kept, &plain}) std::filesystem::resize_file(regions->path(), size);
+        for (const bool settled : {false, true}) {
+            if (settled) settle();
+            for (const RegionRequest &request : requests) {
+                const Said expected = decode(&plain, request);
+                (expected.decoded.result ? served : refused) += settled;
+                for (int round = 0; round < 2; ++round) {
+                    EXPECT_TRUE(decode(&kept, request) == expected)
+                        << size << " of " << file.size() << " at " << request.y << " settled " << settled;
+                }
+            }
+        }
+    }
+    EXPECT_GT(served, 4u);
+    EXPECT_GT(refused, 8u);
 }
 
 }  // namespace

@@ -187,6 +187,10 @@ bool open_band_rows(PngSource *source, int32_t row, size_t from, size_t to, Band
     return true;
 }
 
+bool is_refused(const BandRows &rows, int32_t row) {
+    return rows.store->refused[static_cast<uint32_t>(row) / rows.source->index->step[0]] != 0;
+}
+
 const uint8_t *band_row(BandRows *rows, int32_t row) {
     BandStore *store = rows->store;
     const uint32_t number = static_cast<uint32_t>(row) / rows->source->index->step[0];

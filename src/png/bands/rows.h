@@ -18,6 +18,8 @@ struct BandRows {
 
 // For regions from `row` on that need the bytes from..to - 1 of rows. False where there are no bands.
 bool open_band_rows(PngSource *source, int32_t row, size_t from, size_t to, BandRows *rows);
+// Whether band_row is known to be null for a row: a region that needs it should not begin with bands.
+bool is_refused(const BandRows &rows, int32_t row);
 // Row `row`, valid in those bytes; null where it does not come this way, and the region has to begin anew without
 // bands. May jump.
 const uint8_t *band_row(BandRows *rows, int32_t row);
