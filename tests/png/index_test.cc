@@ -136,5 +136,36 @@ TEST(PngIndex, DamageIsToldAsByZlib) {
     EXPECT_FALSE(expect_same_index(make_png(spec), "interlaced"));
 }
 
+// Streams whose matches may not reach as far; those of few bytes have small windows of themselves.
+TEST(PngIndex, RegionsOfStreamsWithSmallWindowsAreTheCut) {
+    std::mt19937 random(3);
+    const auto below = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
+    for (const int width : {9, 130, 700}) {
+        for (int window_bits = 9; window_bits <= 15; ++window_bits) {
+            PngSpec spec = {.width = width, .height = 560, .smooth = true, .noise = 1, .window_bits = window_bits};
+            spec.colour_type = width == 9 ? 0 : 2;
+            spec.level = window_bits % 2 ? 9 : -1;
+            spec.idat_bytes = 300 << window_bits % 5;
+            const Bytes file = make_png(spec);
+            const ChunkAt idat = chunks_of(file)[1];
+            EXPECT_EQ(file[idat.offset + 8] >> 4, std::min(window_bits, width == 9 ? 13 : 15) - 8);
+            const StraightPng image = straight_png(file);
+            ASSERT_TRUE(image.good);
+            for (const bool by_path : {false, true}) {
+                Regions regions(file, 7, by_path);
+                ASSERT_TRUE(regions);
+                for (int i = 0; i < 12; ++i) {
+                    RegionRequest request = {below(width), below(spec.height), 0, 0, i % 3 ? 1 : 1 + below(300)};
+                    request.w = 1 + below(width - request.x);
+                    request.h = 1 + below(spec.height - request.y);
+                    EXPECT_TRUE(regions.decode(request) == model_region(image, request, 7))
+                        << spec.name() << " window " << window_bits << " at " << request.x << "," << request.y << " of "
+                        << request.w << "x" << request.h << " sample " << request.sample_size << " path " << by_path;
+                }
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vorel::test

@@ -443,6 +443,60 @@ TEST(JpegRegion, WhatIsKeptGivesTheSame) {
     EXPECT_EQ(vorel_jpeg_set_region_memory(nullptr, 1 << 20), 0);
 }
 
+// A child over another input than its base, a picture with the same map, takes nothing that the base's rectangles have
+// left and leaves nothing for them.
+TEST(JpegRegion, ChildrenWithInputsOfTheirOwnReadThem) {
+    const Bytes jpeg = turbo_picture(grid_picture(2, false, 0));
+    std::mt19937 random(8);
+    Bytes other = jpeg;
+    for (int i = 0; i < 200; ++i) {
+        uint8_t &byte = other[jpeg.size() / 4 + random() % (jpeg.size() / 2)];
+        const uint8_t now = static_cast<uint8_t>(byte ^ 1 << random() % 7);
+        // Markers stay where they are.
+        if (byte < 0xF0 && byte != 0 && now < 0xF0) byte = now;
+    }
+    TempFile other_file(other), same_file(jpeg);
+    GuardBuffer other_memory(other);
+    const auto size = static_cast<int32_t>(jpeg.size());
+    for (const Kind kind : {Kind::kMemory, Kind::kPath}) {
+        Mapped kept(jpeg, COLOR_RGBA8888, kind), plain(jpeg, COLOR_RGBA8888, kind);
+        ASSERT_EQ(kept.result() + plain.result(), 2);
+        ASSERT_EQ(vorel_jpeg_set_region_memory(plain.base(), 0), 1);
+        const auto by_child = [&](Mapped &mapped, uint32_t source, void *handle) {
+            const SessionGuard child(BRIMJ_CreateTemporaryDecInfoWithIIO(mapped.base(), source, handle));
+            if (!child) return Decoded();
+            set_window(child.get(), kLarge.x, kLarge.y, kLarge.width, kLarge.height);
+            GuardBuffer out(area(kLarge.width, kLarge.height) * 4, kFill);
+            const int32_t result = VORELBRIM_DecodeRegionBase(child.get(), out.data(), kWidth, kHeight);
+            return Decoded{result, out.bytes()};
+        };
+        ASSERT_EQ(kept.base()->ioInfo->size, size);
+        const Decoded own = plain.region(kLarge, 1);
+        ASSERT_EQ(own.result, 1);
+        for (const bool first_by_base : {true, false}) {
+            if (!first_by_base) {
+                vorel_jpeg_set_region_memory(kept.base(), 0);
+                vorel_jpeg_set_region_memory(kept.base(), size_t{32} << 20);
+            }
+            for (int turn = 0; turn < 3 && first_by_base; ++turn) kept.region(kLarge, 1);
+            EXPECT_EQ(kept.base()->retainedJpegInfo->store->bytes() > 0, first_by_base);
+            for (int turn = 0; turn < 3; ++turn) {
+                for (const auto &[source, handle] :
+                     {std::pair<uint32_t, void *>{kIoFile, other_file.path()}, {kIoMemory, other_memory.data()}}) {
+                    const Decoded expected = by_child(plain, source, handle), part = by_child(kept, source, handle);
+                    ASSERT_EQ(expected.result, 1);
+                    EXPECT_FALSE(expected.pixels == own.pixels);
+                    EXPECT_EQ(part.result, 1);
+                    EXPECT_TRUE(part.pixels == expected.pixels) << "source " << source << " turn " << turn;
+                }
+                EXPECT_TRUE(by_child(kept, kIoFile, same_file.path()).pixels == own.pixels);
+            }
+            EXPECT_EQ(kept.base()->retainedJpegInfo->store->bytes() > 0, first_by_base);
+            for (int turn = 0; turn < 3; ++turn) EXPECT_TRUE(kept.region(kLarge, 1).pixels == own.pixels);
+        }
+    }
+}
+
 TEST(JpegRegion, WithoutMemoryNothingIsLeftBehind) {
     for (const bool progressive : {false, true}) {
         const Bytes jpeg = turbo_picture({.width = 420, .height = 330, .progressive = progressive});
