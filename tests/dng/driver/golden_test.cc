@@ -2,14 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "dng/driver/files.h"
+#include "support/golden.h"
 
 namespace vorel::test {
 namespace {
-
-uint64_t sum_of(const Bytes &bytes, uint64_t sum = 0xCBF29CE484222325u) {
-    for (const uint8_t byte : bytes) sum = (sum ^ byte) * 0x100000001B3u;
-    return sum;
-}
 
 TEST(DngGolden, DevelopsAreTheSameEverywhere) {
     // Of every file, as it is and denoised.

@@ -2,16 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "jpeg/encoder/encode_support.h"
+#include "support/golden.h"
 
 namespace vorel::test {
 namespace {
-
-// FNV-1a.
-uint64_t sum_of(const Bytes &bytes) {
-    uint64_t sum = 0xCBF29CE484222325;
-    for (const uint8_t byte : bytes) sum = (sum ^ byte) * 0x100000001B3;
-    return sum;
-}
 
 TEST(JpegEncoderGolden, StreamsAreThoseOfEveryMachine) {
     // Baseline, with measured tables, progressive.
