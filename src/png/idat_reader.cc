@@ -229,6 +229,8 @@ void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left)
         png_error(source->png, "Not enough image data");
     }
     reader->live.avail_in = 0;
+    reader->followed = 0;
+    reader->followed_position = source->position;
 }
 
 const uint8_t *next_row(PngSource *source) {
@@ -269,38 +271,35 @@ bool finish_chunk(PngSource *source, uint32_t skip) {
     return wrong;
 }
 
-bool follow(PngSource *source, const NotedBlock *from, uint32_t first_chunk, uint64_t given) {
+bool follow(PngSource *source, const NotedBlock *block, uint64_t given) {
     IdatReader *reader = source->reader;
     z_stream &live = reader->live;
-    uint64_t at = 0;
-    if (from) {
-        const BlockStart &start = from->start;
+    if (block && block->given > reader->followed) {
+        const BlockStart &start = block->start;
         if (inflateReset2(&live, -MAX_WBITS) != Z_OK ||
-            inflateSetDictionary(&live, from->window, from->known) != Z_OK ||
+            inflateSetDictionary(&live, block->window, block->known) != Z_OK ||
             inflatePrime(&live, start.bits, start.last_byte >> (8 - start.bits)) != Z_OK) {
             return false;
         }
         resume_chunk(source, start.chunk_offset, start.bytes_left);
         reader->block = start;
         reader->window = kWindowBytes;
+        reader->input_bytes = 0;
         live.total_in = static_cast<uLong>(start.total_in);
-        at = from->given;
+        reader->followed = block->given;
     } else {
-        if (inflateReset2(&live, 0) != Z_OK) return false;
-        resume_chunk(source, first_chunk, UINT32_MAX);
-        reader->block = {};
+        vpng_seek_data(source->png, reader->followed_position);
     }
-    reader->input_bytes = 0;
-    reader->inflated = 0;
     reader->following = true;
     const size_t space = reader->capacity - static_cast<size_t>(reader->above - reader->rows) - reader->row_bytes - 1;
     bool goes_on = true;
-    for (; goes_on && at < given; at += reader->inflated) {
+    for (; goes_on && reader->followed < given; reader->followed += reader->inflated) {
         reader->inflated = 0;
-        goes_on = inflate_some(source, static_cast<size_t>(std::min<uint64_t>(space, given - at)));
+        goes_on = inflate_some(source, static_cast<size_t>(std::min<uint64_t>(space, given - reader->followed)));
     }
     reader->following = false;
     reader->inflated = 0;
+    reader->followed_position = source->position;
     return goes_on;
 }
 

@@ -64,14 +64,17 @@ struct IdatReader {
     int32_t ahead;      // rows below this one may be inflated already
     uint8_t *rows;      // capacity bytes
     size_t capacity;
-    uint8_t *above;                // the unfiltered row before, with its filter byte; behind it inflated ones
-    size_t inflated;               // bytes behind `above`
-    BlockStart block;              // that zlib is in, while an index is built
-    uint32_t input_bytes;          // of the piece in `input`
-    uint8_t last_byte;             // of the piece before the one in `input`
-    uint32_t window;               // that the stream's header gives to matches; 0: not known
-    bool odd_chunks;               // a check value did not fit while the index was built
-    bool following;                // another reader, which has looked at check values
+    uint8_t *above;        // the unfiltered row before, with its filter byte; behind it inflated ones
+    size_t inflated;       // bytes behind `above`
+    BlockStart block;      // that zlib is in, while an index is built
+    uint32_t input_bytes;  // of the piece in `input`
+    uint8_t last_byte;     // of the piece before the one in `input`
+    uint32_t window;       // that the stream's header gives to matches; 0: not known
+    bool odd_chunks;       // a check value did not fit while the index was built
+    bool following;        // another reader, which has looked at check values
+    // Behind what was followed: bytes that the stream has given, and where the source stood.
+    uint64_t followed;
+    uint32_t followed_position;
     uint8_t header[kChunkHeader];  // of the chunk, or of one before it
     // The piece size decides what a source that is cut short still gives.
     uint8_t input[8192];
@@ -93,9 +96,9 @@ void unfilter_bytes(uint8_t filter, uint8_t *row, const uint8_t *above, size_t b
 // The next row of the image in this pass, without its filter byte; null when the pass has no pixels in it. Its first
 // used_bytes bytes are unfiltered.
 const uint8_t *next_row(PngSource *source);
-// Takes zlib to where the stream has given so many bytes, from a block before or, for null, from the stream's start,
-// whose chunk's length field is at first_chunk. False where it does not get there. The rows in between are gone.
-bool follow(PngSource *source, const NotedBlock *from, uint32_t first_chunk, uint64_t given);
+// Takes zlib to where the stream has given so many bytes, from a block before or from where it stands, which is at
+// first the stream's start: whichever is nearer. False where it does not get there. The rows in between are gone.
+bool follow(PngSource *source, const NotedBlock *block, uint64_t given);
 // Reads on behind the last row as libpng does, and the chunk to its end.
 void finish_idat(PngSource *source);
 // Passes over `skip` bytes and the chunk's check value; true when that is wrong.

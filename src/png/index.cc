@@ -68,14 +68,14 @@ void build_pass(PngSource *source, int pass) {
 
 // The same by our own inflate: zlib, whose states are kept, sees no more of the stream than from a block's start
 // shortly before a checkpoint to the checkpoint.
-bool build_from_own_rows(PngSource *source, uint32_t chunk) {
+bool build_from_own_rows(PngSource *source) {
     IdatReader *reader = source->reader;
     OwnRows *rows = source->own_rows;
     const int32_t count = make_checkpoints(source, 0);
     for (int32_t c = 0; c < count; ++c) {
         if (c > 0) {
             const uint64_t given = static_cast<uint64_t>(reader->row) * (reader->row_bytes + 1);
-            if (!follow(source, noted_block(*rows), chunk, given)) return false;
+            if (!follow(source, noted_block(*rows), given)) return false;
             resume_own_rows(rows);
         }
         add_checkpoint(source, 0);
@@ -98,7 +98,7 @@ bool build_by_own_inflate(PngSource *source, uint32_t chunk) {
                    short_pieces = source->short_pieces;
     source->own_rows = open_noting_rows(source, kCheckpointRows);
     if (!source->own_rows) return false;
-    const bool built = build_from_own_rows(source, chunk);
+    const bool built = build_from_own_rows(source);
     const uint32_t end = own_rows_offset(*source->own_rows);
     close_own_rows(source->own_rows);
     source->own_rows = nullptr;
