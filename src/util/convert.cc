@@ -16,6 +16,7 @@ using Task = void *(*)(void *);
 constexpr int32_t kBandRows = 32;
 constexpr int32_t kThreadedHeight = 1200;
 constexpr int64_t kThreadedPixels = 0x400000;
+constexpr uint64_t kStreamedAlone = uint64_t{32} << 20;
 
 // What one family of names converts.
 struct Conversion {
@@ -320,6 +321,8 @@ void move_chroma(Way way, int32_t width, int32_t height, PairJob job) {
     if ((way == Way::kThreaded || (way == Way::kChosen && many)) && pays_for_threads(worth)) {
         move_threaded(job, width, height);
     } else {
+        // One thread gains by it where a larger cache would do, too.
+        job.streamed |= job.second && moved > kStreamedAlone;
         move_pairs(&job);
     }
 }

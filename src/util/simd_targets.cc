@@ -11,6 +11,7 @@ namespace vorel {
 namespace {
 
 int widest_target = kSimdTargets;  // less than that in tests and benchmarks only
+bool slow_deposits = false;        // true in tests only
 
 #if VOREL_SIMD && (defined(__aarch64__) || defined(__arm__))
 // For 32-bit ARM GCC compiles NEON beside a base that may lack it, and with VFPv4; clang only where the base has it.
@@ -73,10 +74,12 @@ bool bmi2_runs() {
 
 bool has_fast_deposits() {
 #if defined(__x86_64__)
-    return !__builtin_cpu_is("amdfam15h") && !__builtin_cpu_is("amdfam17h");
+    return !load_relaxed(&slow_deposits) && !__builtin_cpu_is("amdfam15h") && !__builtin_cpu_is("amdfam17h");
 #else
     return false;
 #endif
 }
+
+void assume_slow_deposits(bool slow) { store_relaxed(&slow_deposits, slow); }
 
 }  // namespace vorel

@@ -41,6 +41,8 @@ void limit_simd_targets(SimdTarget widest);
 bool bmi2_runs();
 // Of such a CPU: whether its PDEP is one operation. Until Zen 3, AMD's takes some for each bit.
 bool has_fast_deposits();
+// For tests: takes them to be slow.
+void assume_slow_deposits(bool slow);
 
 }  // namespace vorel
 

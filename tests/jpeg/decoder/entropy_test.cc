@@ -70,7 +70,25 @@ TEST(JpegEntropy, FastPathEqualsThePlainOneOnDamagedStreams) {
     }
 }
 
-// Many corrections a band, runs beyond its end, codes that no encoder writes: by every table of loops.
+// By every table of loops and on the plain path.
+void expect_same_passes(const Bytes &jpeg, const std::string &what) {
+    const DecodeSpec wanted{.format = COLOR_YUV444, .width = 260, .height = 250};
+    const Decoded fast = decode(jpeg, wanted);
+    assume_slow_deposits(true);
+    const Decoded shifts = decode(jpeg, wanted);
+    assume_slow_deposits(false);
+    limit_simd_targets(SimdTarget::kSse4);
+    const Decoded loops = decode(jpeg, wanted);
+    limit_simd_targets(SimdTarget::kCount);
+    const PlainPathOnly plain_only;
+    const Decoded plain = decode(jpeg, wanted);
+    for (const Decoded *one : {&fast, &shifts, &loops}) {
+        EXPECT_EQ(one->result, plain.result) << what;
+        EXPECT_TRUE(one->pixels == plain.pixels) << what;
+    }
+}
+
+// Many corrections a band, runs beyond its end, codes that no encoder writes.
 TEST(JpegEntropy, RefiningPassesOfDenseBlocksEqualThePlainPath) {
     std::mt19937 random(13);
     for (unsigned round = 0; round < 60; ++round) {
@@ -82,16 +100,29 @@ TEST(JpegEntropy, RefiningPassesOfDenseBlocksEqualThePlainPath) {
             // Scans stay where they are.
             if (byte != 0xFF && jpeg[at] != 0xFF && jpeg[at - 1] != 0xFF) jpeg[at] = byte;
         }
-        const DecodeSpec wanted{.format = COLOR_YUV444, .width = 260, .height = 250};
-        const Decoded fast = decode(jpeg, wanted);
-        limit_simd_targets(SimdTarget::kSse4);
-        const Decoded loops = decode(jpeg, wanted);
-        limit_simd_targets(SimdTarget::kCount);
-        const PlainPathOnly plain_only;
-        const Decoded plain = decode(jpeg, wanted);
-        EXPECT_EQ(fast.result, plain.result) << round;
-        EXPECT_TRUE(fast.pixels == plain.pixels) << round;
-        EXPECT_TRUE(loops.pixels == plain.pixels) << round;
+        expect_same_passes(jpeg, "round " + std::to_string(round));
+    }
+}
+
+// The longest code, the longest count of bands, and corrections for all of a dense block, in one band.
+TEST(JpegEntropy, ALongRunOfBandsLeavesBitsForItsCorrections) {
+    const Bytes jpeg = busy_picture(1, 0, 3, 99, true);
+    constexpr int kLastScan = 9;
+    const size_t at = nth_scan(jpeg, kLastScan);
+    Bytes scan(jpeg.begin() + static_cast<ptrdiff_t>(at), jpeg.begin() + static_cast<ptrdiff_t>(at) + 10);
+    ASSERT_EQ(scan[4], 1) << "component";
+    ASSERT_EQ(scan[7], 1) << "first position";
+    // One code of each length, the last one for 2^14 bands and more.
+    Bytes tables = {0xFF, 0xC4, 0, 35, static_cast<uint8_t>(0x10 | (scan[6] & 15))};
+    for (int length = 1; length <= 16; ++length) tables.push_back(1);
+    for (int symbol = 1; symbol < 16; ++symbol) tables.push_back(static_cast<uint8_t>(symbol << 4 | 1));
+    tables.push_back(0xE0);
+    std::mt19937 random(17);
+    for (int round = 0; round < 20; ++round) {
+        Bytes data = {0xFF, 0x00, 0xFE};
+        while (data.size() < 20000) data.push_back(static_cast<uint8_t>(random() % 255));
+        expect_same_passes(cat({head(jpeg, nth_scan(jpeg, kLastScan, true)), tables, scan, data, {0xFF, 0xD9}}),
+                           "round " + std::to_string(round));
     }
 }
 
