@@ -229,6 +229,7 @@ void resume_chunk(PngSource *source, uint32_t chunk_offset, uint32_t bytes_left)
         png_error(source->png, "Not enough image data");
     }
     reader->live.avail_in = 0;
+    reader->following = false;
     reader->followed = 0;
     reader->followed_position = source->position;
 }
@@ -286,6 +287,7 @@ bool follow(PngSource *source, const NotedBlock *block, uint64_t given) {
         reader->window = kWindowBytes;
         reader->input_bytes = 0;
         live.total_in = static_cast<uLong>(start.total_in);
+        live.total_out = static_cast<uLong>(block->given);
         reader->followed = block->given;
     } else {
         vpng_seek_data(source->png, reader->followed_position);

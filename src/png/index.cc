@@ -105,6 +105,7 @@ bool build_by_own_inflate(PngSource *source, uint32_t chunk) {
     if (built) {
         vpng_seek_data(source->png, end);
         source->index->streamPosition = end;
+        source->reader->stream = IdatReader::kEnded;
         return true;
     }
     delete_checkpoints(source->index, 0);

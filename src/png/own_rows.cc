@@ -162,6 +162,7 @@ bool ends_well(OwnRows *rows) {
     InflateStream *stream = &rows->stream;
     CodeReader *reader = &stream->reader;
     uint8_t one[1 + kInflateSlack];
+    const uint32_t chunk = rows->chunk;
     InflateStop stop;
     do {
         PlainHistory none = {one, 0};
@@ -182,6 +183,8 @@ bool ends_well(OwnRows *rows) {
         reader->bits >>= 8;
         reader->count -= 8;
     }
+    // Who reads on behind the last row, as libpng does, may stop before an end that stands in another chunk.
+    if (rows->noted && rows->chunk != chunk) return false;
     return big_endian_32(adler) == rows->adler && reader->count == 0 && reader->in == reader->in_end &&
            rows->chunk_left == 0 && end_chunk(rows);
 }

@@ -46,16 +46,19 @@ InflateStop read_block_header(InflateStream *stream) {
             return InflateStop::kFull;
         case 1:
             stream->kind = BlockKind::kFixed;
+            stream->phase = InflateStream::kCodes;
+            if (stream->fixed) return InflateStop::kFull;
             fixed_code_lengths(stream->lengths, stream->lengths + kLengthSymbols);
             stream->length_codes = kLengthSymbols;
             stream->distance_codes = kDistanceSymbols;
-            stream->phase = InflateStream::kCodes;
             make_block_tables(BlockKind::kFixed, stream->lengths, kLengthSymbols, kDistanceSymbols,
                               kMostLengthTableBits, stream->pairs, &stream->tables);
+            stream->fixed = true;
             return InflateStop::kFull;
         case 2:
             stream->kind = BlockKind::kDynamic;
             stream->phase = InflateStream::kCounts;
+            stream->fixed = false;
             return InflateStop::kFull;
         default:
             return InflateStop::kRefused;
@@ -134,6 +137,7 @@ void start_inflate(InflateStream *stream, bool zlib_header) {
     stream->phase = zlib_header ? InflateStream::kZlibHeader : InflateStream::kBlockHeader;
     stream->last_block = false;
     stream->pairs = false;
+    stream->fixed = false;
     stream->window = kWindowBytes;
     stream->stored_left = 0;
 }

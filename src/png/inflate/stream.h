@@ -28,6 +28,7 @@ struct InflateStream {
     BlockKind kind;
     bool last_block;
     bool pairs;       // tables give two literals at once
+    bool fixed;       // tables are those of fixed codes
     uint32_t window;  // how far back matches may reach
     uint32_t stored_left;
     uint32_t length_codes, distance_codes, lengths_codes, have;  // of a dynamic block's header
