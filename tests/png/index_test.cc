@@ -129,22 +129,22 @@ TEST(PngIndex, EndsWhereZlibEnds) {
     for (int height = 250; height < 290; ++height) {
         const Bytes file = make_png({.width = 9, .height = height, .colour_type = 6, .idat_bytes = 6});
         by_own += expect_same_index(file, "height " + std::to_string(height));
-        // Behind the build nothing is left to read before a row is chosen.
-        for (const vpng_read_callback read : {vpng_read_fn, read_as_a_caller}) {
-            const Built built(file, read);
-            ASSERT_TRUE(built.handle);
-            const png_structp png = built.handle->png;
-            uint8_t row[9 * 4];
-            EXPECT_EQ(unless_jumped(png,
-                                    [&] {
-                                        png_set_interlaced_pass(png, 0);
-                                        skip_src_rows(png, row, 1);
-                                        return 1;
-                                    }),
-                      -1);
-        }
     }
     EXPECT_GT(by_own, 0);
+    // Nothing is left to read before a row is chosen.
+    const Bytes file = make_png({.width = 40, .height = 600, .colour_type = 6, .idat_bytes = 1000000});
+    for (const vpng_read_callback read : {vpng_read_fn, read_as_a_caller}) {
+        const Built built(file, read);
+        ASSERT_TRUE(built.handle);
+        const png_structp png = built.handle->png;
+        uint8_t row[40 * 4];
+        const auto skip = [&] {
+            png_set_interlaced_pass(png, 0);
+            skip_src_rows(png, row, 1);
+            return 1;
+        };
+        EXPECT_EQ(unless_jumped(png, skip), -1);
+    }
 }
 
 // What our own inflate refuses in the middle is built again, and said once.
