@@ -66,8 +66,8 @@ void build_pass(PngSource *source, int pass) {
     }
 }
 
-// The same by our own inflate: zlib, whose states are kept, sees no more of the stream than from a block's start
-// shortly before a checkpoint to the checkpoint.
+// The same by our own inflate: zlib, whose states are kept, sees of the stream what lies between a checkpoint and the
+// start of a block shortly before it, and all of a block that several checkpoints lie in.
 bool build_from_own_rows(PngSource *source) {
     IdatReader *reader = source->reader;
     OwnRows *rows = source->own_rows;
