@@ -20,7 +20,14 @@ struct Part {
     int32_t map = -1, result = -1;
     uint32_t picture_width = 0, picture_height = 0;
     Bytes output;
-    bool operator==(const Part &) const = default;
+    // The session's input still begins where the picture does. A stream behind whose first block a progressive frame
+    // begins becomes the memory from there on: what is read later, when the map has failed, is another picture.
+    bool whole_input = true;
+
+    bool same(const Part &other) const {
+        return map == other.map && result == other.result && picture_width == other.picture_width &&
+               picture_height == other.picture_height && output == other.output;
+    }
 };
 
 using Decoder = decltype(VORELBRIM_DecodeRegion);
@@ -30,7 +37,9 @@ Part decode(Session &&session, const Request &at, Decoder *decoder) {
     out.output.assign(format_bytes(at.format, at.width, at.height), kFill);
     DecInfo *base = session.get();
     if (!base) return out;
+    const int32_t bytes = base->ioInfo->size;
     out.map = VORELBRIM_ScanHuffmanInfo(base);
+    out.whole_input = base->ioInfo->size == bytes;
     out.picture_width = base->imageWidth;
     out.picture_height = base->imageHeight;
     out.result = decoder(base, out.output.data(), 1, 1, at.x, at.y, at.width, at.height, at.sample);
@@ -117,7 +126,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Part memory = by(Kind::kMemory, VORELBRIM_DecodeRegion);
     compare_with_whole(input.picture(), info, request, memory);
     compare_with_kept(input.picture(), request, memory);
-    require(by(Kind::kStream, VORELBRIM_DecodeRegion) == memory, "the same from memory and from a stream");
+    const Part stream = by(Kind::kStream, VORELBRIM_DecodeRegion);
+    require(stream.same(memory) || (!stream.whole_input && stream.map == 0 && memory.map == 0),
+            "the same from memory and from a stream");
     const Part halves = by(Kind::kMemory, VORELBRIM_PDecodeRegion);
     if (halves.result == 1 && memory.result == 1) require(halves.output == memory.output, "the same by two threads");
     by(Kind::kMemory, VORELBRIM_P2DecodeRegion);

@@ -313,6 +313,32 @@ TEST(JpegPosition, IsTheSameForEveryPathAndInputAndDecodingGoesOnFromIt) {
     }
 }
 
+// What the input ends in is gone behind the MCU that fails over it, for every path, and for who goes on from there.
+TEST(JpegPosition, BehindAFailedMcuNothingIsLeft) {
+    const Bytes whole = turbo_picture({.width = 80, .height = 80, .quality = 40, .noise = 30});
+    const size_t first = scan_data(whole);
+    for (size_t bytes = 5; bytes < 80; ++bytes) {
+        const Bytes jpeg(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(first + bytes));
+        std::vector<int64_t> position;
+        for (const Kind kind : {Kind::kMemory, Kind::kPath}) {
+            for (const bool plain : {false, true}) {
+                allow_fast_path(!plain);
+                OpenRecord record(jpeg, COLOR_GRAY, 80, 80, kind), other(jpeg, COLOR_GRAY, 80, 80, kind);
+                allow_fast_path(true);
+                ASSERT_TRUE(record.get() && other.get());
+                const auto before = decode_mcus(record.scan(), McuMode::kSkip, 100, nullptr, nullptr);
+                ASSERT_LT(before, 100);
+                if (position.empty()) position = record.position();
+                EXPECT_EQ(record.position(), position) << bytes << (plain ? " plain" : " fast");
+                EXPECT_EQ(position[0], static_cast<int64_t>(jpeg.size())) << bytes;
+                ASSERT_TRUE(restore(other.scan(), tell(record.scan())));
+                for (OpenRecord *one : {&record, &other})
+                    EXPECT_EQ(decode_mcus(one->scan(), McuMode::kSkip, 1, nullptr, nullptr), 0) << bytes;
+            }
+        }
+    }
+}
+
 // A stream without a way back refuses a position that is no longer in its block, and nothing is read.
 TEST(JpegPosition, AStreamThatOnlyGoesForwardRefusesToGoBack) {
     StreamSource forward(turbo_picture({.width = 260, .height = 136, .noise = 90}));

@@ -96,6 +96,13 @@ void BitReader::store() const {
     for (int i = 0; i < 4; ++i) entropy.ahead_bytes[i] = bytes_[i];
 }
 
+void BitReader::abandon() const {
+    EntropyDecoder &entropy = scan_->entropy;
+    const int32_t ahead = entropy.bitCount & ~7;
+    entropy.bitBuffer = ahead < 32 ? entropy.bitBuffer >> ahead : 0;
+    entropy.bitCount -= ahead;
+}
+
 Fill BitReader::symbol(const DerivedTable *table, int32_t *out) {
     if (count_ < 8) {
         const Fill result = fill(0);

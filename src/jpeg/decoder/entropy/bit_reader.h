@@ -33,6 +33,9 @@ class BitReader {
 
     // Puts the reservoir back into the reader.
     void store() const;
+    // Gives up what was read since the reader was made, for an MCU that fails. The stream is behind it already, and so
+    // are the whole bytes that were read ahead: only the rest of a byte stays, with which a position can be told.
+    void abandon() const;
 
     // Brings the reservoir to at least 25 bits where the stream has them. At a pending marker, and with fewer than
     // `needed` bits there, zeros follow and the data counts as insufficient.

@@ -69,8 +69,8 @@ int32_t kept_coefficients(const EntropyDecoder &entropy, McuMode mode, int block
 // Which component of the scan a block belongs to.
 int scan_component(const ScanReader *scan, int block) { return static_cast<int>(scan->mcuMembership[block]); }
 
-// What became of one MCU. A failure leaves reservoir and predictors as they were, and so does an input that gives
-// nothing though it is not at its end; a DC value out of range fails the MCU after all its bits were read.
+// What became of one MCU. A failure leaves the predictors as they were, and so does an input that gives nothing though
+// it is not at its end; a DC value out of range fails the MCU after all its bits were read.
 enum class Mcu : uint8_t { kDecoded, kStopped, kFailed, kOutOfRange };
 
 Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, uint8_t *last) {
@@ -94,8 +94,10 @@ Mcu decode_mcu_plainly(ScanReader *scan, McuMode mode, int16_t *const *blocks, u
             result = read_ac(reader, entropy.blockAc[b], kept_coefficients(entropy, mode, b), block, &reached);
         }
         if (mode != McuMode::kSkip) last[b] = reached;
-        if (result == Fill::kFailed) return Mcu::kFailed;
-        if (result == Fill::kStopped) return Mcu::kStopped;
+        if (result != Fill::kOk) {
+            reader.abandon();
+            return result == Fill::kFailed ? Mcu::kFailed : Mcu::kStopped;
+        }
     }
     reader.store();
     std::memcpy(entropy.lastDc, last_dc, sizeof last_dc);

@@ -30,7 +30,10 @@ class PlainPass {
         std::memcpy(last_dc, entropy.lastDc, sizeof last_dc);
         eob_run_ = entropy.eobRun;
         const Fill result = run(last_dc);
-        if (result != Fill::kOk) return result;
+        if (result != Fill::kOk) {
+            reader_.abandon();
+            return result;
+        }
         reader_.store();
         std::memcpy(entropy.lastDc, last_dc, sizeof last_dc);
         entropy.eobRun = eob_run_;
