@@ -8,22 +8,12 @@
 
 #include "support/layouts.h"
 #include "support/samples.h"
+#include "support/slow_build.h"
 #include "support/twins.h"
 #include "util/caches.h"
 #include "util/task_group.h"
 
 namespace vorel::test {
-
-// Sweeps take every height in plain builds, and some of them where a sanitizer or an emulator makes them slow.
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__x86_64__) || \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSlowBuild = true;
-#else
-constexpr bool kSlowBuild = false;
-#endif
 
 struct Yuv {
     int y, u, v;

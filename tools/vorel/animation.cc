@@ -1,6 +1,7 @@
 // vorel frames: every picture of a GIF as a PNG, and how long each is shown as JSON.
 #include <vorel/raster.h>
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "failure.h"
 #include "output_file.h"
 #include "pixels.h"
 #include "progress.h"

@@ -1,12 +1,14 @@
 // vorel checkpoints: places in a baseline JPEG that a decode can begin at, as a file to keep beside it.
 #include <vorel/jpeg_iterative.h>
 
+#include <CLI/CLI.hpp>
 #include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <vector>
 
 #include "commands.h"
+#include "failure.h"
 #include "output_file.h"
 #include "pixels.h"
 #include "progress.h"

@@ -1,9 +1,12 @@
 // The subcommands. Each file adds its own to the program and sets the action to be run once the line is read.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
-#include <stdexcept>
+#include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace vorel_tool {
 
@@ -12,17 +15,7 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 
-// One line for people; exit status 1.
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-// The same for exit status 2.
-struct BadUsage : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-// Returns the exit status; throws Failure or BadUsage.
+// Returns the exit status; throws Failure or BadUsage (failure.h).
 using Action = std::function<int()>;
 
 void register_info(CLI::App &app, Action &action);

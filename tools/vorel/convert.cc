@@ -2,11 +2,13 @@
 #include <vorel/frame.h>
 #include <vorel/util.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <string>
 
 #include "commands.h"
+#include "failure.h"
 #include "frames.h"
 #include "readers.h"
 #include "writers.h"

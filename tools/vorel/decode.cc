@@ -3,6 +3,7 @@
 #include <vorel/raster.h>
 #include <vorel/util.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <climits>
 #include <cstdio>
@@ -13,6 +14,7 @@
 
 #include "commands.h"
 #include "exif_copy.h"
+#include "failure.h"
 #include "jpeg_coding.h"
 #include "pixels.h"
 #include "png_picture.h"

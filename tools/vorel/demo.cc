@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -14,6 +15,7 @@
 #include <string>
 
 #include "commands.h"
+#include "failure.h"
 #include "progress.h"
 #include "regions.h"
 #include "session.h"

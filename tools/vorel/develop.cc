@@ -2,6 +2,7 @@
 #include <vorel/dng.h>
 #include <vorel/util.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -16,6 +17,7 @@
 
 #include "commands.h"
 #include "develop.h"
+#include "failure.h"
 #include "output_file.h"
 #include "progress.h"
 #include "raw_file.h"

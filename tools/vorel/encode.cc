@@ -1,4 +1,5 @@
 // vorel encode: a PNG, PPM, PGM or raw frame to a JPEG.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -6,6 +7,7 @@
 
 #include "commands.h"
 #include "exif_copy.h"
+#include "failure.h"
 #include "jpeg_writer.h"
 #include "progress.h"
 #include "readers.h"

@@ -1,6 +1,7 @@
 // vorel exif: the camera data of a picture, by the names that exiftool gives them.
 #include <vorel/exif.h>
 
+#include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstring>
 #include <iostream>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "failure.h"
 #include "raw_file.h"
 #include "session.h"
 

@@ -1,8 +1,10 @@
 // What the subcommands on frames share.
 #include "frames.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "failure.h"
 #include "progress.h"
 #include "readers.h"
 #include "writers.h"

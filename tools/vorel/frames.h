@@ -1,8 +1,13 @@
 // What the subcommands on frames share: the input's options, reading it, writing the result.
 #pragma once
 
-#include "commands.h"
+#include <string>
+
 #include "pixels.h"
+
+namespace CLI {
+class App;
+}
 
 namespace vorel_tool {
 

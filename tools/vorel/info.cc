@@ -1,6 +1,7 @@
 // vorel info: a line, or a JSON record, for each file.
 #include <vorel/frame.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "failure.h"
 #include "raw_file.h"
 #include "session.h"
 

@@ -5,6 +5,7 @@
 #include <vorel/jpeg_encoder_progressive.h>
 #include <vorel/util.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <memory>
@@ -12,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-#include "commands.h"
+#include "failure.h"
 #include "progress.h"
 
 namespace vorel_tool {

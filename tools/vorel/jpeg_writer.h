@@ -1,12 +1,15 @@
 // Pictures to JPEG streams.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "pixels.h"
+
+namespace CLI {
+class App;
+}
 
 namespace vorel_tool {
 

@@ -1,11 +1,13 @@
 // The vorel program: reads the command line, runs one subcommand, turns what went wrong into a line and a status.
 #include <vorel/jpeg_decoder.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <string>
 
 #include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 

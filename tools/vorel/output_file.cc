@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 namespace {

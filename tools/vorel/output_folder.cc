@@ -8,7 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <climits>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 namespace {

@@ -8,9 +8,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
-#include "commands.h"
 #include "exif_writer.h"
+#include "failure.h"
 
 namespace vorel_tool {
 namespace {

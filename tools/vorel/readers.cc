@@ -9,7 +9,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 namespace {

@@ -1,10 +1,12 @@
 // vorel region: a rectangle of a picture to a raw buffer, a PNG, a PPM or a JPEG.
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
 
 #include "commands.h"
+#include "failure.h"
 #include "progress.h"
 #include "regions.h"
 #include "writers.h"

@@ -9,7 +9,7 @@
 #include <climits>
 #include <cstring>
 
-#include "commands.h"
+#include "failure.h"
 #include "progress.h"
 #include "session.h"
 

@@ -1,8 +1,10 @@
 // vorel resize: a raw frame, PNG or PPM to another size.
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 
 #include "commands.h"
+#include "failure.h"
 #include "frames.h"
 #include "resizing.h"
 #include "sizes.h"

@@ -4,7 +4,7 @@
 #include <vorel/frame.h>
 #include <vorel/util.h>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 namespace {

@@ -1,10 +1,12 @@
 // vorel rotate: a raw frame, PNG or PPM turned clockwise.
 #include <vorel/util.h>
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 
 #include "commands.h"
+#include "failure.h"
 #include "frames.h"
 
 namespace vorel_tool {

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <utility>
 
-#include "commands.h"
 #include "develop.h"
+#include "failure.h"
 #include "jpeg_coding.h"
 #include "progress.h"
 #include "raw_file.h"

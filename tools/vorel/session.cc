@@ -10,7 +10,7 @@
 #include <cstdarg>
 #include <cstring>
 
-#include "commands.h"
+#include "failure.h"
 #include "jpeg_coding.h"
 
 namespace vorel_tool {

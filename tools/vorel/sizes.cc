@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "commands.h"
+#include "failure.h"
 
 namespace vorel_tool {
 namespace {

@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-#include "commands.h"
+#include "failure.h"
 #include "writers.h"
 
 namespace vorel_tool {

@@ -3,6 +3,7 @@
 //     DIR/NAME.dzi                            sizes, as XML
 //     DIR/NAME_files/LEVEL/COLUMN_ROW.jpg     tiles; level 0 is one pixel, each level is twice the one before
 //     DIR/index.html                          a viewer
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "failure.h"
 #include "jpeg_coding.h"
 #include "output_file.h"
 #include "output_folder.h"

@@ -5,7 +5,7 @@
 
 #include <csetjmp>
 
-#include "commands.h"
+#include "failure.h"
 #include "output_file.h"
 #include "progress.h"
 

@@ -98,8 +98,8 @@ TEST(DngLinearize, EqualsDoubles) {
 
 // Every pair of levels gives the ends of the range at the ends.
 TEST(DngLinearize, BlackIsZeroAndWhiteIsFull) {
-    for (double white = 200; white < 65536; white = white * 1.09 + 1) {
-        for (double black = 0; black < white; black = black * 1.31 + 3) {
+    for (double white = 200; white < 65536; white = white * 1.2 + 1) {
+        for (double black = 0; black < white; black = black * 4.3 + 3) {
             const Levels levels = {1, 1, {std::floor(black)}, std::floor(white), {}, {}, {}};
             const DngRect active = {0, 0, 1, 4};
             LevelsFile file(levels, active, 16);

@@ -43,10 +43,10 @@ Rgb rgb_at(const Samples &p, int x, int y) {
     }
 }
 
-// Puts pixel (x, y) of a picture into a buffer of the format.
-void store_pixel(const Samples &p, int32_t format, const Place &to, int x, int y, Bytes *out) {
+// Puts pixel (x, y) of a picture into a buffer of the format, stored as the layout says.
+void store_pixel(const Samples &p, int32_t format, const Layout &layout, const Place &to, int x, int y, uint8_t *out) {
     const auto put = [out](int at, std::initializer_list<int> bytes) {
-        for (const int byte : bytes) (*out)[static_cast<size_t>(at++)] = static_cast<uint8_t>(byte);
+        for (const int byte : bytes) out[at++] = static_cast<uint8_t>(byte);
     };
     const bool gray = p.colour == Colour::kGray;
     const int row = to.top + y, column = to.left + x, index = row * to.width + column;
@@ -78,7 +78,6 @@ void store_pixel(const Samples &p, int32_t format, const Place &to, int x, int y
         put(words, {p.at(0, x, y)});
         if (x % 2 == 0) chroma(words + 1, words + 3);
     }
-    const Layout layout = layout_of(format);
     const int across = layout.across, down = layout.down;
     if (!across) return;
     put(index, {p.at(0, x, y)});
@@ -96,10 +95,11 @@ void store_pixel(const Samples &p, int32_t format, const Place &to, int x, int y
 // Planes of sample(component, x, y).
 template <typename Sample>
 Samples made_of(int width, int height, Colour colour, size_t components, const Sample &sample) {
-    Samples out = {width, height, colour, std::vector<Bytes>(components)};
+    Samples out = {width, height, colour, std::vector<Bytes>(components, Bytes(area(width, height)))};
     for (size_t c = 0; c < components; ++c) {
+        uint8_t *to = out.planes[c].data();
         for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) out.planes[c].push_back(static_cast<uint8_t>(sample(c, x, y)));
+            for (int x = 0; x < width; ++x) *to++ = static_cast<uint8_t>(sample(c, x, y));
         }
     }
     return out;
@@ -219,8 +219,9 @@ Samples upsampled(const CodedPicture &coded, Colour colour) {
 
 Bytes stored(const Samples &picture, int32_t format, uint8_t fill, const Place &place) {
     Bytes out(format_bytes(format, place.width, place.height), fill);
+    const Layout layout = layout_of(format);
     for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) store_pixel(picture, format, place, x, y, &out);
+        for (int x = 0; x < picture.width; ++x) store_pixel(picture, format, layout, place, x, y, out.data());
     }
     return out;
 }

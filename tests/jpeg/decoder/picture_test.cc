@@ -8,6 +8,7 @@
 #include "jpeg/decoder/open_record.h"
 #include "jpeg/decoder/surgery.h"
 #include "support/corpus.h"
+#include "support/slow_build.h"
 
 namespace vorel::test {
 namespace {
@@ -117,7 +118,7 @@ TEST(JpegPicture, FitsTurnsAndPlacesAtAnySize) {
             picture.colour = colour;
             const Bytes jpeg = turbo_picture(picture);
             DecodeModel model(jpeg);
-            for (int i = 0; i < 150; ++i) {
+            for (int i = 0; i < (kSlowBuild ? 50 : 150); ++i) {
                 expect_as_model(model, jpeg, random_spec(random, picture), "colour " + std::to_string(i));
                 if (HasFatalFailure()) return;
             }
@@ -138,7 +139,7 @@ TEST(JpegPicture, WindowsOfAnyPictureAnywhere) {
                 picture.scans = scans;
                 const Bytes jpeg = turbo_picture(picture);
                 DecodeModel model(jpeg);
-                for (int i = 0; i < 40; ++i) {
+                for (int i = 0; i < (kSlowBuild ? 12 : 40); ++i) {
                     DecodeSpec spec = random_spec(random, picture);
                     const Decoded whole = model(spec);
                     const bool quarter = pixel_bytes(spec.format) && spec.options & 4;

@@ -21,13 +21,25 @@ double weight(int side, int u, int x) {
     return side == 4 ? (at(2 * x) + at(2 * x + 1)) / 2 : at(x);
 }
 
+// All of them, by side, coefficient and sample.
+struct Weights {
+    double of[9][8][8] = {};
+    Weights() {
+        for (const int side : {1, 2, 3, 4, 8}) {
+            for (int u = 0; u < 8; ++u)
+                for (int x = 0; x < side; ++x) of[side][u][x] = weight(side, u, x);
+        }
+    }
+};
+
 }  // namespace
 
 double exact_sample(const Block &block, const Quant &quant, int width, int height, int x, int y) {
+    static const Weights weights;
     double sum = 128;
     for (int k = 0; k < 64; ++k) {
         if (block.c[k] == 0) continue;
-        sum += weight(width, k % 8, x) * weight(height, k / 8, y) * block.c[k] * quant[static_cast<size_t>(k)];
+        sum += weights.of[width][k % 8][x] * weights.of[height][k / 8][y] * block.c[k] * quant[static_cast<size_t>(k)];
     }
     return sum;
 }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
+#include <cstdlib>
 #include <numeric>
 
 #include "jpeg/decoder/kernels/block_samples.h"
@@ -29,17 +29,22 @@ Row convert(const KernelTable &table, int cb, int cr) {
 
 // T.871, with half a step for rounding and the little that the constants' bits lose.
 TEST(ColourRows, EveryTripleIsTheRealConversionRoundedInEveryTable) {
-    const auto near = [](int got, double exact) { return std::abs(got - std::clamp(exact, 0.0, 255.0)) <= 0.505; };
+    // In millionths, which hold the constants exactly.
+    constexpr int kOne = 1'000'000;
+    const auto near = [](int got, int exact) {
+        return std::abs(got * kOne - std::clamp(exact, 0, 255 * kOne)) <= 505'000;
+    };
     for (int cb = 0; cb < 256; ++cb) {
         for (int cr = 0; cr < 256; ++cr) {
             const Row row = convert(scalar_kernels(), cb, cr);
             for (const KernelTable *table : all_tables())
                 ASSERT_EQ(convert(*table, cb, cr), row) << table->name << " " << cb << " " << cr;
-            for (size_t y = 0; y < 256; ++y) {
-                const uint8_t *p = &row[4 * y];
-                const double luma = static_cast<double>(y), u = cb - 128, v = cr - 128;
-                ASSERT_TRUE(near(p[0], luma + 1.402 * v) && near(p[1], luma - 0.344136 * u - 0.714136 * v) &&
-                            near(p[2], luma + 1.772 * u) && p[3] == 255)
+            const int u = cb - 128, v = cr - 128;
+            for (int y = 0; y < 256; ++y) {
+                const uint8_t *p = &row[4 * static_cast<size_t>(y)];
+                const int luma = y * kOne;
+                ASSERT_TRUE(near(p[0], luma + 1'402'000 * v) && near(p[1], luma - 344'136 * u - 714'136 * v) &&
+                            near(p[2], luma + 1'772'000 * u) && p[3] == 255)
                     << y << " " << cb << " " << cr << ": " << int{p[0]} << " " << int{p[1]} << " " << int{p[2]};
             }
         }
