@@ -8,6 +8,6 @@
 namespace vorel_bench {
 
 // Those whose names match the filter.
-void bmp_rows(const std::string &filter, Table &table);
+void bmp_rows(const Filter &filter, Table &table);
 
 }  // namespace vorel_bench

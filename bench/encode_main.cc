@@ -8,7 +8,6 @@
 #include <vorel/vorel.h>
 
 #include <algorithm>
-#include <regex>
 #include <stdexcept>
 
 #include "heap.h"
@@ -150,12 +149,11 @@ int64_t heap_beside_output(const Pixels &pixels, const Kind &kind) {
     return stop_heap_count() - static_cast<int64_t>(bytes);
 }
 
-void run(const std::string &filter, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit("Encodes of a synthetic photograph, 4:2:0, to memory\n" + machine_line() +
                "\nencode: one session; peer: libjpeg-turbo, JDCT_ISLOW, its own Huffman tables or measured ones\n"
                "strips: VORELBRIM_PEncodeJpegToBuffer, by the clock; peer: our one session\n" +
                kTurnColumns);
-    const std::regex wanted(filter);
     const Kind kinds[] = {{"rgba", COLOR_RGBA8888},
                           {"rgba/q75", COLOR_RGBA8888, 75},
                           {"nv21", COLOR_NV21},
@@ -165,8 +163,8 @@ void run(const std::string &filter, Table &table) {
         for (const Kind &kind : kinds) {
             const std::string end = std::string(kind.name) + "/" + std::to_string(megapixels) + "MP";
             const std::string name = "encode/" + end, strips = "strips/" + end;
-            const bool one = std::regex_search(name, wanted);
-            const bool many = !kind.progressive && std::regex_search(strips, wanted);
+            const bool one = filter.wants(name);
+            const bool many = !kind.progressive && filter.wants(strips);
             if (!one && !many) continue;
             const Pixels pixels = pixels_for(megapixels, kind.format);
             Output ours(pixels.bytes.size()), whole(pixels.bytes.size());

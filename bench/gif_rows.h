@@ -8,6 +8,6 @@
 namespace vorel_bench {
 
 // Those whose names match the filter. Ends the program when ours and the peer differ.
-void gif_rows(const std::string &filter, Table &table);
+void gif_rows(const Filter &filter, Table &table);
 
 }  // namespace vorel_bench

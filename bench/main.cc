@@ -9,10 +9,10 @@
 #include <exception>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <string>
 #include <vector>
 
+#include "filter.h"
 #include "machine.h"
 #include "measure.h"
 #include "report.h"
@@ -134,9 +134,9 @@ int run(int argc, char **argv) {
     if (!read_arguments(argc, argv, &arguments)) return 2;
     stay_on_one_processor();
     const Effort effort = arguments.quick ? Effort{0.2, 3, 5} : Effort{};
-    const std::regex filter(arguments.filter);
+    const Filter filter(arguments.filter);
     for (const Row &row : all_rows()) {
-        if (!std::regex_search(name_of(row), filter)) continue;
+        if (!filter.wants(name_of(row))) continue;
         if (arguments.list) {
             std::puts(name_of(row).c_str());
             continue;
@@ -162,4 +162,11 @@ int run(int argc, char **argv) {
 }  // namespace
 }  // namespace vorel_bench
 
-int main(int argc, char **argv) { return vorel_bench::run(argc, argv); }
+int main(int argc, char **argv) {
+    try {
+        return vorel_bench::run(argc, argv);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "vorel_bench: %s\n", error.what());
+        return 1;
+    }
+}

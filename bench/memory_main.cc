@@ -98,7 +98,7 @@ std::string line(const char *name, const std::vector<int64_t> &bytes) {
     return std::string(text) + "\n";
 }
 
-void run(const std::string &, Table &table) {
+void run(const Filter &, Table &table) {
     table.emit("Heap at its largest in KiB, beside the caller's buffers; 4:2:0, quality 90, RGBA, from a file\n\n");
     std::vector<int64_t> rows[14];
     for (const int megapixels : kMegapixels) {

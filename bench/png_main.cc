@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 #include <stdexcept>
 
 #include "machine.h"
@@ -181,13 +180,13 @@ void drop(vpng_tile_index *handle) {
 
 class Bench {
   public:
-    Bench(const std::string &filter, Table &table) : filter_(filter), table_(table) {}
+    Bench(const Filter &filter, Table &table) : filter_(filter), table_(table) {}
 
     // equal() says after both sides have run whether their pixels are the same; null where they do not give the same.
     // peer_share: the peer does that part of the work. False where the row was not asked for.
     bool row(const std::string &name, const std::function<void()> &ours, const std::function<void()> &peer,
              const std::function<bool()> &equal, int peer_share = 1) {
-        if (!std::regex_search(name, filter_)) return false;
+        if (!filter_.wants(name)) return false;
         Turns turns = measure_in_turns(ours, peer, nullptr, false, {1.5, 5, 25});
         const double mine = turns.ours.median(), other = turns.peer.median() * peer_share;
         char text[256];
@@ -203,7 +202,7 @@ class Bench {
     }
 
   private:
-    std::regex filter_;
+    const Filter &filter_;
     Table &table_;
 };
 
@@ -304,7 +303,7 @@ void region_row(Bench &bench, const Picture &picture) {
     drop(handle);
 }
 
-void run(const std::string &filter, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit(
         std::string("PNG, libvorel against libpng ") + png_get_libpng_ver(nullptr) + "\n" + machine_line() +
         "\n\n"

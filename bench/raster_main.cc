@@ -8,7 +8,7 @@
 namespace vorel_bench {
 namespace {
 
-void run(const std::string &filter, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit("Raster formats\n" + machine_line() +
                "\n\n"
                "gif/still: a file from memory to RGBA; gif/animation: all frames, each composed into an output of its "

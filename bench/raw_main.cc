@@ -10,7 +10,6 @@
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <regex>
 #include <stdexcept>
 
 #include "heap.h"
@@ -179,7 +178,7 @@ void read_samples(const Bytes &file) {
     finalizeHandle(&info);
 }
 
-void run(const std::string &filter, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit(
         "Raw files: 12 megapixels of 12 bits in words, RGGB, from memory to RGBA; by the clock\n" + machine_line() +
         "\ndevelop: whole; peer: libraw, bilinear, 8 bits, white balance of the camera, OpenMP as Debian builds it\n"
@@ -187,12 +186,11 @@ void run(const std::string &filter, Table &table) {
         "region:  512 x 512 from an open handle; peer: our whole develop\n"
         "lossless: samples of a lossless JPEG file of the shared pictures, one thread; peer: libraw's unpack()\n" +
         kTurnColumns);
-    const std::regex wanted(filter);
     const TurnEffort effort = {4, 7, 31};
     const Bytes file = bayer_file(4000, 3000);
     const decInfo info = parsed(file);
     Bytes whole(size_t{info.width} * info.height * 4);
-    if (std::regex_search("develop/12MP", wanted)) {
+    if (filter.wants("develop/12MP")) {
         Turns turns = measure_in_turns([&] { develop(file, info, &whole); }, [&] { develop_peer(file, false); }, {},
                                        true, effort);
         table.emit(line_of("develop/12MP", &turns, 0));
@@ -203,7 +201,7 @@ void run(const std::string &filter, Table &table) {
                  static_cast<double>(stop_heap_count()) / 1e6);
         table.emit(note);
     }
-    if (std::regex_search("preview/1MP", wanted)) {
+    if (filter.wants("preview/1MP")) {
         Bytes small(1152 * 864 * 4);
         Turns turns = measure_in_turns(
             [&] {
@@ -214,7 +212,7 @@ void run(const std::string &filter, Table &table) {
             [&] { develop_peer(file, true); }, {}, true, effort);
         table.emit(line_of("preview/1MP", &turns, 0));
     }
-    if (std::regex_search("region/512", wanted)) {
+    if (filter.wants("region/512")) {
         decInfo handle = {};
         if (parseDNGImageBuffer_for_RD(file.data(), length_of(file), &handle) != 0)
             throw std::runtime_error("no handle");
@@ -234,7 +232,7 @@ void run(const std::string &filter, Table &table) {
         table.emit(line_of("region/512", &turns, 0));
     }
     const std::filesystem::path lossless = std::filesystem::path(VOREL_CORPUS) / "dng" / "tm_bmpcc_lossless.dng";
-    if (std::regex_search("lossless/2MP", wanted) && std::filesystem::exists(lossless)) {
+    if (filter.wants("lossless/2MP") && std::filesystem::exists(lossless)) {
         std::ifstream stream(lossless, std::ios::binary);
         const Bytes compressed{std::istreambuf_iterator<char>(stream), {}};
         Turns turns = measure_in_turns([&] { read_samples(compressed); }, [&] { unpack_peer(compressed); }, {}, false,

@@ -7,7 +7,6 @@
 #include <vorel/vorel.h>
 
 #include <csetjmp>
-#include <regex>
 #include <stdexcept>
 
 #include "machine.h"
@@ -163,7 +162,7 @@ void add_map(const std::string &name, const Row &row, Table &table) {
     table.emit(line_of(name, &turns, 0));
 }
 
-void run(const std::string &filter, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit(
         "Rectangles of 512 x 512 out of the middle, 40 megapixels 4:2:0, from memory\n" + machine_line() +
         "\nregion: a rectangle, map ready, that was shown twice before; peer: libjpeg-turbo, cropped and skipped at "
@@ -171,24 +170,23 @@ void run(const std::string &filter, Table &table) {
         "same reduction; first: nothing kept of what was shown; halves: by two threads, nothing kept\n"
         "pan: the mean of 200 rectangles, each 24 columns and 12 rows from the one before, nothing kept at first\n"
         "map: the pass that makes it; peer: libjpeg-turbo's full decode\n\n");
-    const std::regex wanted(filter);
     for (const bool progressive : {false, true}) {
         const Row row{.megapixels = 40, .progressive = progressive};
         const std::string suffix = progressive ? "/progressive" : "";
         for (const int sample : {1, 4, 8}) {
             const std::string name = "region/420/40MP/1-" + std::to_string(sample) + suffix;
-            if (std::regex_search(name, wanted)) add_rectangle(name, row, sample, VORELBRIM_DecodeRegion, true, table);
+            if (filter.wants(name)) add_rectangle(name, row, sample, VORELBRIM_DecodeRegion, true, table);
             const std::string first = name + "/first";
-            if (!progressive && std::regex_search(first, wanted))
+            if (!progressive && filter.wants(first))
                 add_rectangle(first, row, sample, VORELBRIM_DecodeRegion, false, table);
             const std::string pair = name + "/halves";
-            if (!progressive && std::regex_search(pair, wanted))
+            if (!progressive && filter.wants(pair))
                 add_rectangle(pair, row, sample, VORELBRIM_PDecodeRegion, false, table);
         }
         const std::string pan = "pan/420/40MP/1-1";
-        if (!progressive && std::regex_search(pan, wanted)) add_pan(pan, row, table);
+        if (!progressive && filter.wants(pan)) add_pan(pan, row, table);
         const std::string name = "map/420/40MP" + suffix;
-        if (std::regex_search(name, wanted)) add_map(name, row, table);
+        if (filter.wants(name)) add_map(name, row, table);
     }
 }
 

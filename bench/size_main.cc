@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <regex>
 #include <stdexcept>
 
 #include "heap.h"
@@ -134,13 +133,12 @@ std::string line(const std::string &name, const std::vector<double> &numbers, co
     return out + "\n";
 }
 
-void run(const std::string &pattern, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit(
         "Cost by size: 4:2:0, quality 90, RGBA, from memory\n" + machine_line() +
         "\nTime a megapixel of the picture, of the processor for one thread, of the clock for two, which 1/8 takes by\n"
         "itself; rectangles of 512 x 512 by themselves, map ready, kept: shown before. Heap at its largest beside\n"
         "the caller's buffers, the map and what is kept.\n\n");
-    const std::regex wanted(pattern);
     constexpr int kWays = static_cast<int>(Way::kCount);
     std::vector<double> megapixels, bits, times[kWays], heaps[kWays];
     const Tiled picture;
@@ -151,7 +149,7 @@ void run(const std::string &pattern, Table &table) {
         bits.push_back(8e-6 * static_cast<double>(jpeg.size()) / size.megapixels());
         for (int i = 0; i < kWays; ++i) {
             const Way way = static_cast<Way>(i);
-            if (!std::regex_search(kNames[i], wanted)) continue;
+            if (!filter.wants(kNames[i])) continue;
             if (way == Way::kProgressive) jpeg = encoded(picture, size, true);
             const Cost cost = measured(way, jpeg, size, &pixels);
             const bool rectangle = way == Way::kRectangle || way == Way::kKept;

@@ -2,7 +2,6 @@
 #include <vorel/jpeg_threads.h>
 
 #include <cstdio>
-#include <regex>
 #include <stdexcept>
 
 #include "jpeg/decoder/threads/speculation.h"
@@ -72,16 +71,15 @@ void decode(const Jpeg &jpeg, const Case &c, DecodeFn decode, Bytes *out) {
     if (!done) throw std::runtime_error("a decode failed");
 }
 
-void run(const std::string &filter, Table &table) {
+void run(const Filter &filter, Table &table) {
     table.emit("Threads, 4:2:0, quality 90, RGBA; " + std::to_string(vorel::usable_processors()) + " processors\n" +
                machine_line() + "\nours: on the threads of each method; peer: the same decode on one thread\n\n" +
                kTurnColumns);
-    const std::regex wanted(filter);
     for (const Case &c : kCases) {
         const std::string name = std::string("threads/") + c.name + "/" + std::to_string(c.megapixels) + "MP/1-" +
                                  std::to_string(c.reduction) + (c.restarts ? "/restarts" : "") +
                                  (c.from_file ? "/file" : "");
-        if (!std::regex_search(name, wanted)) continue;
+        if (!filter.wants(name)) continue;
         const Jpeg &jpeg = jpeg_for({.megapixels = c.megapixels, .restarts = c.restarts});
         Bytes ours, peer;
         Turns turns = measure_in_turns([&] { decode(jpeg, c, c.decode, &ours); },

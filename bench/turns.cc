@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <fstream>
 
 namespace vorel_bench {
@@ -79,7 +80,7 @@ bool Table::keep(const std::string &path) const {
 }
 
 int table_main(int argc, char **argv, const char *program,
-               const std::function<void(const std::string &filter, Table &table)> &run) {
+               const std::function<void(const Filter &filter, Table &table)> &run) {
     std::string filter = ".", results;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
@@ -93,7 +94,12 @@ int table_main(int argc, char **argv, const char *program,
         }
     }
     Table table;
-    run(filter, table);
+    try {
+        run(Filter(filter), table);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "%s: %s\n", program, error.what());
+        return 1;
+    }
     if (results.empty() || table.keep(results)) return 0;
     std::fprintf(stderr, "%s: cannot write %s\n", program, results.c_str());
     return 1;

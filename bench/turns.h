@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "filter.h"
+
 namespace vorel_bench {
 
 // Work of one thread is measured in its processor time, so that neighbours on the machine count less; work of several
@@ -45,6 +47,6 @@ class Table {
 
 // PROGRAM [REGEX] [--results FILE]: runs run(filter, table) and keeps the table. For main().
 int table_main(int argc, char **argv, const char *program,
-               const std::function<void(const std::string &filter, Table &table)> &run);
+               const std::function<void(const Filter &filter, Table &table)> &run);
 
 }  // namespace vorel_bench
