@@ -128,16 +128,40 @@ inline hn::Vec<D8> ordered(D8 d, hn::Vec<D8> v) {
     }
 }
 
+// Luma's part less kShare of even pixels and of odd ones.
+template <class D16>
+struct LumaParts {
+    hn::Vec<D16> even, odd;
+};
+template <class D16, class V8>
+inline LumaParts<D16> luma_parts(D16 d, V8 y) {
+#if HWY_ARCH_X86
+    // kLumaScale (y - 128): a byte without sign times one with, of every other pixel.
+    const hn::DFromV<V8> d8;
+    const auto centred = hn::Xor(y, hn::Set(d8, 128));
+    const auto rest = hn::Set(d, 128 * kLumaScale - kShare);
+    const auto product = [&](int16_t scales) {
+        return hn::Add(multiply_bytes(hn::BitCast(d8, hn::Set(d, scales)), centred), rest);
+    };
+    return {product(kLumaScale), product(static_cast<int16_t>(kLumaScale << 8))};
+#else
+    const hn::RebindToUnsigned<D16> u;
+    const auto product = [&](hn::Vec<D16> upper) {
+        const auto luma = hn::MulHigh(hn::BitCast(u, upper), hn::Set(u, kLumaScale * 256));
+        return hn::Sub(hn::BitCast(d, luma), hn::Set(d, kShare));
+    };
+    const auto samples = hn::BitCast(d, y);
+    return {product(hn::ShiftLeft<8>(samples)), product(hn::And(samples, hn::Set(d, -256)))};
+#endif
+}
+
 // Every other pixel, in 16 bits.
 template <class D16>
 struct WordPixels {
     hn::Vec<D16> red, green, blue;
 };
 template <class D16>
-inline WordPixels<D16> sum_parts(D16 d, hn::Vec<D16> y_upper, const ChromaParts<D16> &chroma) {
-    const hn::RebindToUnsigned<D16> u;
-    const auto luma = hn::MulHigh(hn::BitCast(u, y_upper), hn::Set(u, kLumaScale * 256));
-    const auto shared = hn::Sub(hn::BitCast(d, luma), hn::Set(d, kShare));
+inline WordPixels<D16> sum_parts(D16 d, hn::Vec<D16> shared, const ChromaParts<D16> &chroma) {
     return {hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.red)),
             hn::ShiftRight<7>(hn::SaturatedAdd(shared, chroma.green)),
             hn::Add(hn::ShiftRight<7>(hn::Add(shared, chroma.blue)), chroma.blue_behind)};
@@ -153,9 +177,8 @@ inline hn::Vec<D8> in_turns(D8 d, V even, V odd) {
 // Pixels of one row: as many as D8 has lanes.
 template <RgbFormat kFormat, class D8, class D16>
 inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &chroma, const uint8_t *y, uint8_t *out) {
-    const auto samples = hn::BitCast(d16, ordered<kFormat>(d, hn::LoadU(d, y)));
-    const auto even = sum_parts(d16, hn::ShiftLeft<8>(samples), chroma);
-    const auto odd = sum_parts(d16, hn::And(samples, hn::Set(d16, -256)), chroma);
+    const LumaParts<D16> luma = luma_parts(d16, ordered<kFormat>(d, hn::LoadU(d, y)));
+    const auto even = sum_parts(d16, luma.even, chroma), odd = sum_parts(d16, luma.odd, chroma);
     const auto r = in_turns(d, even.red, odd.red), g = in_turns(d, even.green, odd.green),
                b = in_turns(d, even.blue, odd.blue);
     if constexpr (kFormat == RgbFormat::kRgb) {
@@ -167,23 +190,45 @@ inline void convert_row(D8 d, D16 d16, const ChromaParts<D16> &chroma, const uin
     }
 }
 
+// Half as many samples as D8 has lanes, less 128, each in a word's upper byte.
+template <RgbFormat kFormat, class D8>
+inline hn::Vec<hn::Repartition<int16_t, D8>> centred_words(D8 d, const uint8_t *samples) {
+    const hn::Repartition<int16_t, D8> d16;
+    const auto centre = hn::Set(d16, -32768);
+#if HWY_TARGET == HWY_AVX2
+    if constexpr (kFormat != RgbFormat::kRgb && hn::MaxLanes(D8()) == 32) {
+        // for_interleaving() and the way to the upper byte in one shuffle: both blocks have all samples to take from.
+        struct Places {
+            alignas(32) uint8_t from[32];
+        };
+        static constexpr Places kPlaces = [] {
+            Places places = {};
+            for (int i = 0; i < 32; ++i) {
+                const int word = i % 16 / 2;
+                places.from[i] = static_cast<uint8_t>(i % 2 ? word / 2 * 4 + i / 16 * 2 + word % 2 : 128);
+            }
+            return places;
+        }();
+        const auto dealt = hn::TableLookupBytesOr0(hn::LoadDup128(d, samples), hn::Load(d, kPlaces.from));
+        return hn::Xor(hn::BitCast(d16, dealt), centre);
+    }
+#endif
+    const auto wide = hn::PromoteTo(d16, hn::LoadU(hn::Half<D8>(), samples));
+    const auto dealt = hn::BitCast(d16, ordered<kFormat>(d, hn::BitCast(d, wide)));
+    return hn::Xor(hn::ShiftLeft<8>(dealt), centre);
+}
+
 // Chroma for as many pixels from x on as D8 has lanes, x even.
 template <Chroma kLayout, RgbFormat kFormat, class D8>
 inline ChromaParts<hn::Repartition<int16_t, D8>> chroma_at(D8 d, const YuvRows &rows, int32_t x) {
     const hn::Repartition<int16_t, D8> d16;
-    const auto centre = hn::Set(d16, -32768);
     if constexpr (kLayout == Chroma::kPlanar) {
-        const hn::Half<D8> half;
-        const auto upper_byte = [&](const uint8_t *samples) {
-            const auto wide = hn::PromoteTo(d16, hn::LoadU(half, samples + x / 2));
-            const auto dealt = hn::BitCast(d16, ordered<kFormat>(d, hn::BitCast(d, wide)));
-            return hn::Xor(hn::ShiftLeft<8>(dealt), centre);
-        };
-        return chroma_parts(d16, upper_byte(rows.first), upper_byte(rows.second));
+        return chroma_parts(d16, centred_words<kFormat>(d, rows.first + x / 2),
+                            centred_words<kFormat>(d, rows.second + x / 2));
     } else {
-        const auto pairs = hn::BitCast(d16, ordered<kFormat>(d, hn::LoadU(d, rows.first + x)));
-        const auto one = hn::Xor(hn::ShiftLeft<8>(pairs), centre);
-        const auto two = hn::Xor(hn::And(pairs, hn::Set(d16, -256)), centre);
+        const auto centred = hn::Xor(ordered<kFormat>(d, hn::LoadU(d, rows.first + x)), hn::Set(d, 128));
+        const auto pairs = hn::BitCast(d16, centred);
+        const auto one = hn::ShiftLeft<8>(pairs), two = hn::And(pairs, hn::Set(d16, -256));
         return kLayout == Chroma::kUv ? chroma_parts(d16, one, two) : chroma_parts(d16, two, one);
     }
 }
